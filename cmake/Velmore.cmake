@@ -1,0 +1,65 @@
+# What every folder's CMakeLists.txt builds on: one set of compiler settings, one way to declare a room of the library, one
+# way to declare tests.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+find_program(VELMORE_CCACHE ccache)
+if(VELMORE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${VELMORE_CCACHE})
+endif()
+
+find_package(Threads REQUIRED)
+
+add_library(velmore_warnings INTERFACE)
+if(MSVC)
+  target_compile_options(velmore_warnings INTERFACE /W4 /wd4250 /utf-8)  # 4250: inheritance by dominance is how interfaces are met
+else()
+  target_compile_options(velmore_warnings INTERFACE -Wall -Wextra -Wconversion)
+endif()
+
+if(VELMORE_SANITIZE)
+  add_compile_options(-fsanitize=${VELMORE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=${VELMORE_SANITIZE})
+endif()
+
+# velmore_room(<name> [DEPENDS rooms...] [PRIVATE libraries...])
+# One room of the library: all sources of the calling folder (and of SUBFOLDERS) as a static library velmore_<name>. The arrows
+# between rooms are the DEPENDS, so that an include that points upward does not link.
+function(velmore_room name)
+  cmake_parse_arguments(ROOM "" "" "DEPENDS;PRIVATE;SUBFOLDERS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
+  foreach(folder IN LISTS ROOM_SUBFOLDERS)
+    file(GLOB more CONFIGURE_DEPENDS ${folder}/*.cpp ${folder}/*.h)
+    list(APPEND sources ${more})
+  endforeach()
+  if(NOT sources MATCHES "\\.cpp")
+    return()
+  endif()
+  add_library(velmore_${name} STATIC ${sources})
+  target_include_directories(velmore_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+  foreach(room IN LISTS ROOM_DEPENDS)
+    target_link_libraries(velmore_${name} PUBLIC velmore_${room})
+  endforeach()
+  target_link_libraries(velmore_${name} PRIVATE velmore_warnings ${ROOM_PRIVATE})
+endfunction()
+
+# velmore_add_tests(<name> LIBRARIES ...)
+# All *Test.cpp of the calling folder as one program, each test a CTest of its own.
+function(velmore_add_tests name)
+  cmake_parse_arguments(TESTS "" "" "LIBRARIES" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *Test.cpp *TestSupport.cpp *TestSupport.h)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name}_tests ${sources} ${PROJECT_SOURCE_DIR}/tests/support/LeakListener.cpp)
+  target_include_directories(${name}_tests PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  target_link_libraries(${name}_tests PRIVATE velmore_warnings ${TESTS_LIBRARIES} GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name}_tests TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()

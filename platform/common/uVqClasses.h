@@ -1,0 +1,262 @@
+#pragma once
+
+/// Reference counting, components, streams and string lists.
+///
+///     TVqRef<IVqEWSFolder> folder = store->GetFolder(dfininbox);     // counts
+///     if (auto calendar = Supports<IVqEWSCalendarFolder>(folder)) ...  // another interface of the same object
+
+#include <atomic>
+#include <concepts>
+#include <cstdio>
+#include <utility>
+
+#include "platform/common/uVqSysUtils.h"
+
+namespace velmore {
+
+/// Root of all counted interfaces. Interfaces derive from it virtually, so that one implementation of the two
+/// operations in a class serves every interface of that class. The count is atomic.
+class IVqObject {
+ public:
+  /// One more reference; gives the new count.
+  virtual std::int32_t _AddRef() noexcept = 0;
+  /// One reference less; gives the new count. At zero an object that destroys itself is gone.
+  virtual std::int32_t _Release() noexcept = 0;
+
+ protected:
+  ~IVqObject() = default;
+};
+
+/// The smart pointer that alone counts. A copy costs one atomic increment; an empty one raises a plain exception when
+/// it is used, as a reference that was never set is an error of the caller and must not end the process.
+template <typename T>
+class TVqRef {
+ public:
+  TVqRef() noexcept = default;
+  TVqRef(std::nullptr_t) noexcept {}
+  TVqRef(T* object) noexcept : FObject(object) {
+    if (FObject) FObject->_AddRef();
+  }
+  TVqRef(const TVqRef& other) noexcept : TVqRef(other.FObject) {}
+  TVqRef(TVqRef&& other) noexcept : FObject(std::exchange(other.FObject, nullptr)) {}
+  template <typename U>
+  requires std::convertible_to<U*, T*> TVqRef(const TVqRef<U>& other)
+  noexcept : TVqRef(static_cast<T*>(other.get())) {}
+  ~TVqRef() {
+    if (FObject) FObject->_Release();
+  }
+  TVqRef& operator=(TVqRef other) noexcept {
+    std::swap(FObject, other.FObject);
+    return *this;
+  }
+
+  /// Takes over a reference that is already counted.
+  static TVqRef Adopt(T* object) noexcept {
+    TVqRef ref;
+    ref.FObject = object;
+    return ref;
+  }
+
+  T* get() const noexcept { return FObject; }
+  T* operator->() const { return &**this; }
+  T& operator*() const {
+    if (!FObject) throw EVqException("An empty reference was used.");
+    return *FObject;
+  }
+  explicit operator bool() const noexcept { return FObject != nullptr; }
+  friend bool operator==(const TVqRef& a, const TVqRef& b) noexcept { return a.FObject == b.FObject; }
+  friend bool operator==(const TVqRef& a, std::nullptr_t) noexcept { return !a.FObject; }
+
+ private:
+  T* FObject = nullptr;
+};
+
+/// Asks an object for another interface or class; empty when it has none.
+template <typename T, typename U>
+TVqRef<T> Supports(const TVqRef<U>& object) {
+  return TVqRef<T>(dynamic_cast<T*>(object.get()));
+}
+template <typename T, typename U>
+TVqRef<T> Supports(U* object) {
+  return TVqRef<T>(dynamic_cast<T*>(object));
+}
+
+/// The one way to make a counted object: `MakeRef<TVqEWSFolder>(...)`. The object is born with the one reference that
+/// is returned.
+template <typename T, typename... Args>
+TVqRef<T> MakeRef(Args&&... args) {
+  return TVqRef<T>::Adopt(new T(std::forward<Args>(args)...));
+}
+
+/// Objects alive in this process that derive from the counted base classes; tests hold it against the count before.
+std::int64_t VqLiveObjectCount() noexcept;
+
+/// Counts live objects for `VqLiveObjectCount`.
+class TVqLiveObject {
+ protected:
+  TVqLiveObject() noexcept;
+  TVqLiveObject(const TVqLiveObject&) noexcept : TVqLiveObject() {}
+  TVqLiveObject& operator=(const TVqLiveObject&) noexcept = default;
+  ~TVqLiveObject();
+};
+
+/// Base of counted classes that are no components: documents, requests, responses, lists. Born with a count of one (see
+/// `MakeRef`), gone at zero.
+class TVqObject : public virtual IVqObject, private TVqLiveObject {
+ public:
+  std::int32_t _AddRef() noexcept final { return ++FRefCount; }
+  std::int32_t _Release() noexcept final;
+
+  TVqObject(const TVqObject&) = delete;
+  TVqObject& operator=(const TVqObject&) = delete;
+
+ protected:
+  TVqObject() noexcept = default;
+  virtual ~TVqObject() = default;
+
+ private:
+  std::atomic<std::int32_t> FRefCount{1};
+};
+
+enum class TVqOperation { opInsert, opRemove };
+
+/// A named object with an owner, which can ask to be told when another one goes away.
+///
+/// Owns the components that were made with it as their owner and destroys them with itself, last made first. No copies.
+/// The count is atomic; everything else belongs to one thread at a time. Lives on the stack, in its owner or, with
+/// `AutoDestroy` on, by its count.
+class TVqComponent : public virtual IVqObject, private TVqLiveObject {
+ public:
+  /// `AOwner` may be empty: then whoever made the component, or its count, decides about its life.
+  explicit TVqComponent(TVqComponent* AOwner = nullptr);
+  virtual ~TVqComponent();
+  TVqComponent(const TVqComponent&) = delete;
+  TVqComponent& operator=(const TVqComponent&) = delete;
+
+  std::int32_t _AddRef() noexcept override;
+  std::int32_t _Release() noexcept override;
+
+  const string& GetName() const noexcept { return FName; }
+  void SetName(const string& AValue) { FName = AValue; }
+  TVqComponent* GetOwner() const noexcept { return FOwner; }
+
+  /// With true the component destroys itself when its last reference goes. Only for components without an owner.
+  void SetAutoDestroy(bool AValue) noexcept { FAutoDestroy = AValue; }
+  bool GetAutoDestroy() const noexcept { return FAutoDestroy; }
+
+  /// Asks this component to call `AComponent`'s Notification when it goes away. Mutual: when `AComponent` goes first
+  /// the request is dropped. Asking twice changes nothing.
+  void FreeNotification(TVqComponent* AComponent);
+  void RemoveFreeNotification(TVqComponent* AComponent) noexcept;
+
+  /// Copies this component's settings to `ADest`. Here: raises a plain exception, as nothing is known of the
+  /// destination.
+  virtual void AssignTo(TVqComponent* ADest);
+
+ protected:
+  /// Told of a component that goes away (`opRemove`) after FreeNotification. `AComponent` is in destruction: compare
+  /// its address, call nothing on it.
+  virtual void Notification(TVqComponent* AComponent, TVqOperation AOperation);
+
+ private:
+  std::atomic<std::int32_t> FRefCount{1};
+  bool FAutoDestroy = false;
+  string FName;
+  TVqComponent* FOwner;
+  std::vector<TVqComponent*> FComponents;
+  std::vector<TVqComponent*> FFreeNotifies;
+};
+
+/// An event without arguments beyond its sender.
+using TVqNotifyEvent = std::function<void(TVqComponent& ASender)>;
+
+/// A sequence of bytes with a position. Raises EStreamError when the medium fails.
+class TVqStream {
+ public:
+  virtual ~TVqStream() = default;
+  /// Up to `count` bytes into `buffer`; gives how many, 0 at the end.
+  virtual std::size_t Read(void* buffer, std::size_t count) = 0;
+  /// Writes all `count` bytes at the position.
+  virtual void Write(const void* buffer, std::size_t count) = 0;
+  virtual std::uint64_t GetPosition() const = 0;
+  virtual void SetPosition(std::uint64_t AValue) = 0;
+  virtual std::uint64_t GetSize() const = 0;
+
+  void Write(std::string_view bytes) { Write(bytes.data(), bytes.size()); }
+  /// Everything from the position to the end.
+  std::string ReadAll();
+};
+
+/// A stream in memory. Owns its bytes.
+class TVqMemoryStream : public TVqStream {
+ public:
+  TVqMemoryStream() = default;
+  explicit TVqMemoryStream(std::string bytes) : FBytes(std::move(bytes)) {}
+
+  using TVqStream::Write;
+  std::size_t Read(void* buffer, std::size_t count) override;
+  void Write(const void* buffer, std::size_t count) override;
+  std::uint64_t GetPosition() const override { return FPosition; }
+  void SetPosition(std::uint64_t AValue) override { FPosition = AValue; }
+  std::uint64_t GetSize() const override { return FBytes.size(); }
+
+  const std::string& Bytes() const noexcept { return FBytes; }
+
+ private:
+  std::string FBytes;
+  std::uint64_t FPosition = 0;
+};
+
+enum class TVqFileMode { fmOpenRead, fmCreate };
+
+/// A file, open from construction to destruction. File names are UTF-8 on every system. Raises EStreamError with the
+/// system's text.
+class TVqFileStream : public TVqStream {
+ public:
+  TVqFileStream(const string& AFileName, TVqFileMode AMode);
+  ~TVqFileStream() override;
+  TVqFileStream(const TVqFileStream&) = delete;
+  TVqFileStream& operator=(const TVqFileStream&) = delete;
+
+  using TVqStream::Write;
+  std::size_t Read(void* buffer, std::size_t count) override;
+  void Write(const void* buffer, std::size_t count) override;
+  std::uint64_t GetPosition() const override;
+  void SetPosition(std::uint64_t AValue) override;
+  std::uint64_t GetSize() const override;
+  /// Closes the file and raises what a full disk or a lost share reports only then.
+  void Close();
+
+ private:
+  string FName;
+  std::FILE* FFile;
+};
+
+/// A list of texts, in the order in which they were added.
+class TVqStrings {
+ public:
+  /// `ACaseSensitive` decides how IndexOf compares.
+  explicit TVqStrings(bool ACaseSensitive = true) : FCaseSensitive(ACaseSensitive) {}
+
+  std::int32_t Count() const noexcept { return static_cast<std::int32_t>(FItems.size()); }
+  /// Raises EListError when there is no such position.
+  const string& GetItem(std::int32_t AIndex) const;
+  std::int32_t Add(const string& AText);
+  void Delete(std::int32_t AIndex);
+  void Clear() noexcept { FItems.clear(); }
+  /// Position of the first equal text, or -1.
+  std::int32_t IndexOf(const string& AText) const;
+  void Assign(const TVqStrings& AOther) { FItems = AOther.FItems; }
+  /// All texts, each followed by CR LF; setting splits at CR LF, LF or CR.
+  string GetText() const;
+  void SetText(const string& AText);
+
+  auto begin() const noexcept { return FItems.begin(); }
+  auto end() const noexcept { return FItems.end(); }
+
+ private:
+  bool FCaseSensitive;
+  std::vector<string> FItems;
+};
+
+}  // namespace velmore

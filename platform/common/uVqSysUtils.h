@@ -1,0 +1,82 @@
+#pragma once
+
+/// The root of all failures and small text helpers.
+
+#include <exception>
+
+#include "platform/common/uVqTypes.h"
+
+namespace velmore {
+
+/// The plain exception, and the root of every failure that the library raises.
+///
+/// `Message()` is the text as 16-bit units, `what()` the same as UTF-8. Owns both; a copy copies the texts.
+class EVqException : public std::exception {
+ public:
+  explicit EVqException(string message) : FMessage(std::move(message)), FWhat(FMessage.utf8()) {}
+
+  const string& Message() const noexcept { return FMessage; }
+  const char* what() const noexcept override { return FWhat.c_str(); }
+
+ private:
+  string FMessage;
+  std::string FWhat;
+};
+
+/// A position or key that a list does not have.
+class EListError : public EVqException {
+ public:
+  using EVqException::EVqException;
+};
+
+/// A text that does not convert to the type asked for.
+class EConvertError : public EVqException {
+ public:
+  using EVqException::EVqException;
+};
+
+/// A stream that cannot be opened, read or written.
+class EStreamError : public EVqException {
+ public:
+  using EVqException::EVqException;
+};
+
+/// A condition of the library's own that does not hold: a defect, or a row that an application registered wrongly.
+class EAssertionFailed : public EVqException {
+ public:
+  using EVqException::EVqException;
+};
+
+/// Ends an operation without a message to the user.
+class EAbort : public EVqException {
+ public:
+  using EVqException::EVqException;
+};
+
+/// Unicode upper and lower case, independent of the locale.
+string UpperCase(const string& text);
+string LowerCase(const string& text);
+/// Equal without regard to case (Unicode case folding).
+bool SameText(const string& a, const string& b);
+
+/// Decimal text of an integer.
+string IntToStr(std::int64_t value);
+
+/// A format with "%s" (text), "%d" (integer) and "%%"; each placeholder takes the next argument. Raises EConvertError
+/// when there are fewer arguments than placeholders; surplus arguments are ignored.
+class TVqFormatArg {
+ public:
+  TVqFormatArg(string text) : FText(std::move(text)) {}
+  TVqFormatArg(const char* text) : FText(text) {}
+  TVqFormatArg(const char16_t* text) : FText(text) {}
+  TVqFormatArg(std::int32_t value) : FText(IntToStr(value)) {}
+  TVqFormatArg(std::int64_t value) : FText(IntToStr(value)) {}
+  TVqFormatArg(std::uint32_t value) : FText(IntToStr(value)) {}
+  const string& Text() const noexcept { return FText; }
+
+ private:
+  string FText;
+};
+string Format(const string& format, const std::vector<TVqFormatArg>& args);
+
+}  // namespace velmore

@@ -1,0 +1,216 @@
+#include "platform/common/uVqTypes.h"
+
+#include <cstring>
+#include <ostream>
+
+namespace velmore {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+/// Length of the leading run of ASCII, eight bytes at a time.
+std::size_t AsciiRun(const char* data, std::size_t size) noexcept {
+  std::size_t i = 0;
+  for (; i + 8 <= size; i += 8) {
+    std::uint64_t block;
+    std::memcpy(&block, data + i, sizeof block);
+    if (block & 0x8080808080808080u) break;
+  }
+  while (i < size && static_cast<unsigned char>(data[i]) < 0x80) ++i;
+  return i;
+}
+
+/// Reads one character at `i` and moves behind it. What is malformed gives `kReplacement` and moves behind the longest
+/// prefix that could have started a character, so that each piece of garbage becomes one replacement; `valid` says
+/// which it was.
+char32_t NextUtf8(std::string_view text, std::size_t& i, bool& valid) noexcept {
+  const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+  const unsigned char lead = byte(i++);
+  valid = true;
+  if (lead < 0x80) return lead;
+  int more;
+  char32_t value;
+  unsigned char low = 0x80, high = 0xBF;  // what the second byte may be
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    more = 1;
+    value = lead & 0x1Fu;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    more = 2;
+    value = lead & 0x0Fu;
+    if (lead == 0xE0) low = 0xA0;
+    if (lead == 0xED) high = 0x9F;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    more = 3;
+    value = lead & 0x07u;
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;
+  } else {
+    valid = false;
+    return kReplacement;
+  }
+  for (; more > 0; --more) {
+    if (i >= text.size() || byte(i) < low || byte(i) > high) {
+      valid = false;
+      return kReplacement;
+    }
+    value = value << 6 | (byte(i++) & 0x3Fu);
+    low = 0x80;
+    high = 0xBF;
+  }
+  return value;
+}
+
+void AppendUtf16(std::u16string& out, char32_t value) {
+  if (value < 0x10000) {
+    out += static_cast<char16_t>(value);
+  } else {
+    value -= 0x10000;
+    out += static_cast<char16_t>(0xD800 + (value >> 10));
+    out += static_cast<char16_t>(0xDC00 + (value & 0x3FF));
+  }
+}
+
+void AppendUtf8(std::string& out, char32_t value) {
+  const auto put = [&](char32_t byte) { out += static_cast<char>(static_cast<unsigned char>(byte)); };
+  if (value < 0x80) {
+    put(value);
+  } else if (value < 0x800) {
+    put(0xC0 | value >> 6);
+    put(0x80 | (value & 0x3F));
+  } else if (value < 0x10000) {
+    put(0xE0 | value >> 12);
+    put(0x80 | (value >> 6 & 0x3F));
+    put(0x80 | (value & 0x3F));
+  } else {
+    put(0xF0 | value >> 18);
+    put(0x80 | (value >> 12 & 0x3F));
+    put(0x80 | (value >> 6 & 0x3F));
+    put(0x80 | (value & 0x3F));
+  }
+}
+
+}  // namespace
+
+bool VqIsUtf8(std::string_view bytes) noexcept {
+  for (std::size_t i = 0;;) {
+    i += AsciiRun(bytes.data() + i, bytes.size() - i);
+    if (i >= bytes.size()) return true;
+    bool valid;
+    NextUtf8(bytes, i, valid);
+    if (!valid) return false;
+  }
+}
+
+std::string VqToUtf8(std::u16string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    if (unit < 0x80) {
+      out += static_cast<char>(unit);
+    } else if (unit < 0xD800 || unit > 0xDFFF) {
+      AppendUtf8(out, unit);
+    } else if (unit < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+      AppendUtf8(out, 0x10000 + ((unit - 0xD800u) << 10) + (text[i + 1] - 0xDC00u));
+      ++i;
+    } else {
+      AppendUtf8(out, kReplacement);
+    }
+  }
+  return out;
+}
+
+std::u16string VqToUtf16(std::string_view utf8) {
+  return string(utf8).utf16();
+}
+
+TVqString::TVqString(const char8_t* utf8) {
+  if (utf8) AppendUtf8(reinterpret_cast<const char*>(utf8));
+}
+
+TVqString& TVqString::AppendUtf8(std::string_view utf8) {
+  for (std::size_t i = 0;;) {
+    const std::size_t run = AsciiRun(utf8.data() + i, utf8.size() - i);
+    const std::size_t old = FText.size();
+    FText.resize(old + run);
+    for (std::size_t k = 0; k < run; ++k) FText[old + k] = static_cast<unsigned char>(utf8[i + k]);
+    i += run;
+    if (i >= utf8.size()) return *this;
+    bool valid;
+    AppendUtf16(FText, NextUtf8(utf8, i, valid));
+  }
+}
+
+std::string TVqString::utf8() const {
+  return VqToUtf8(FText);
+}
+
+TVqString TVqString::Copy(size_type start, size_type count) const {
+  return start >= FText.size() ? TVqString() : TVqString(view().substr(start, count));
+}
+
+TVqString TVqString::Replace(const TVqString& what, const TVqString& by) const {
+  if (what.empty()) return *this;
+  std::u16string out;
+  size_type from = 0;
+  for (size_type at; (at = FText.find(what.FText, from)) != npos; from = at + what.FText.size()) {
+    out.append(FText, from, at - from);
+    out += by.FText;
+  }
+  if (from == 0) return *this;
+  return out.append(FText, from, npos);
+}
+
+TVqString TVqString::Trim() const {
+  std::u16string_view text = FText;
+  while (!text.empty() && text.front() <= u' ') text.remove_prefix(1);
+  while (!text.empty() && text.back() <= u' ') text.remove_suffix(1);
+  return text;
+}
+
+bool TVqString::EqualsUtf8(std::string_view utf8) const noexcept {
+  std::size_t at = 0;
+  for (std::size_t i = 0; i < utf8.size();) {
+    bool valid;
+    const char32_t value = NextUtf8(utf8, i, valid);
+    if (value < 0x10000) {
+      if (at >= FText.size() || FText[at++] != value) return false;
+    } else {
+      if (at + 2 > FText.size() || FText[at] != 0xD800 + ((value - 0x10000) >> 10) ||
+          FText[at + 1] != 0xDC00 + ((value - 0x10000) & 0x3FF)) {
+        return false;
+      }
+      at += 2;
+    }
+  }
+  return at == FText.size();
+}
+
+std::ostream& operator<<(std::ostream& out, const TVqString& text) {
+  return out << text.utf8();
+}
+
+string VqGuidToString(const TGUID& guid) {
+  static constexpr char16_t kDigits[] = u"0123456789ABCDEF";
+  std::u16string text = u"{";
+  const auto put = [&](std::uint32_t value, int digits) {
+    while (digits-- > 0) text += kDigits[value >> (4 * digits) & 15];
+  };
+  put(guid.D1, 8);
+  text += u'-';
+  put(guid.D2, 4);
+  text += u'-';
+  put(guid.D3, 4);
+  text += u'-';
+  put(guid.D4[0], 2);
+  put(guid.D4[1], 2);
+  text += u'-';
+  for (int i = 2; i < 8; ++i) put(guid.D4[i], 2);
+  return text += u'}';
+}
+
+bool VqTryParseGuid(const string& text, TGUID& guid) {
+  return guid.Parse(text.utf8());
+}
+
+}  // namespace velmore

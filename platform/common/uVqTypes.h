@@ -1,0 +1,183 @@
+#pragma once
+
+/// The value types that everything else speaks: text, bytes, points in time and GUIDs.
+///
+///     velmore::string subject = "Grüße";          // from UTF-8
+///     subject += u"!";                             // from UTF-16
+///     std::cout << subject << '\n';                // prints UTF-8
+///     std::string bytes = subject.utf8();
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velmore {
+
+/// Text of 16-bit code units, as the wire protocol's own object model counts it, for programs that speak UTF-8.
+///
+/// Owns its units; a copy costs what a std::u16string costs. A value is used by one thread at a time. Conversions never
+/// raise: what is not well-formed UTF-8 (or a lone surrogate on the way back) becomes U+FFFD.
+class TVqString {
+ public:
+  using size_type = std::size_t;
+  static constexpr size_type npos = std::u16string::npos;
+
+  TVqString() noexcept = default;
+  TVqString(std::u16string text) noexcept : FText(std::move(text)) {}
+  TVqString(std::u16string_view text) : FText(text) {}
+  TVqString(const char16_t* text) : FText(text ? std::u16string_view(text) : std::u16string_view()) {}
+  TVqString(std::string_view utf8) { AppendUtf8(utf8); }
+  TVqString(const std::string& utf8) { AppendUtf8(utf8); }
+  TVqString(const char* utf8) { AppendUtf8(utf8 ? std::string_view(utf8) : std::string_view()); }
+  TVqString(const char8_t* utf8);
+
+  /// Number of 16-bit units, not of characters.
+  size_type Length() const noexcept { return FText.size(); }
+  size_type size() const noexcept { return FText.size(); }
+  bool empty() const noexcept { return FText.empty(); }
+  void clear() noexcept { FText.clear(); }
+
+  /// The units. Valid until the text changes.
+  std::u16string_view view() const noexcept { return FText; }
+  const std::u16string& utf16() const noexcept { return FText; }
+  /// The text as UTF-8.
+  std::string utf8() const;
+
+  char16_t operator[](size_type index) const { return FText.at(index); }
+  auto begin() const noexcept { return FText.begin(); }
+  auto end() const noexcept { return FText.end(); }
+
+  /// Part of the text; a start behind the end gives an empty text.
+  TVqString Copy(size_type start, size_type count = npos) const;
+  /// Position of the first occurrence at or behind `from`, or npos.
+  size_type Pos(const TVqString& what, size_type from = 0) const noexcept { return FText.find(what.FText, from); }
+  bool Contains(const TVqString& what) const noexcept { return Pos(what) != npos; }
+  bool StartsWith(const TVqString& what) const noexcept { return view().starts_with(what.view()); }
+  bool EndsWith(const TVqString& what) const noexcept { return view().ends_with(what.view()); }
+  /// Every occurrence of `what` (must not be empty) replaced by `by`.
+  TVqString Replace(const TVqString& what, const TVqString& by) const;
+  /// Without white space and control characters (everything up to U+0020) at both ends.
+  TVqString Trim() const;
+
+  /// Appends UTF-8. ASCII takes a fast path.
+  TVqString& AppendUtf8(std::string_view utf8);
+  TVqString& operator+=(const TVqString& other) {
+    FText += other.FText;
+    return *this;
+  }
+  TVqString& operator+=(char16_t unit) {
+    FText += unit;
+    return *this;
+  }
+  friend TVqString operator+(TVqString left, const TVqString& right) { return std::move(left += right); }
+
+  friend bool operator==(const TVqString& a, const TVqString& b) noexcept { return a.FText == b.FText; }
+  friend bool operator==(const TVqString& a, std::u16string_view b) noexcept { return a.FText == b; }
+  friend bool operator==(const TVqString& a, const char16_t* b) noexcept { return a.FText == b; }
+  friend bool operator==(const TVqString& a, std::string_view utf8) noexcept { return a.EqualsUtf8(utf8); }
+  friend bool operator==(const TVqString& a, const std::string& utf8) noexcept { return a.EqualsUtf8(utf8); }
+  friend bool operator==(const TVqString& a, const char* utf8) noexcept { return a.EqualsUtf8(utf8); }
+  /// Order of the code units.
+  friend std::strong_ordering operator<=>(const TVqString& a, const TVqString& b) noexcept {
+    return a.FText.compare(b.FText) <=> 0;
+  }
+
+  /// Writes UTF-8.
+  friend std::ostream& operator<<(std::ostream& out, const TVqString& text);
+
+ private:
+  bool EqualsUtf8(std::string_view utf8) const noexcept;
+
+  std::u16string FText;
+};
+
+/// The library's word for text.
+using string = TVqString;
+
+using TBytes = std::vector<std::uint8_t>;
+
+/// True when the bytes are well-formed UTF-8 (no overlong forms, no surrogates, nothing above U+10FFFF).
+bool VqIsUtf8(std::string_view bytes) noexcept;
+/// UTF-16 to UTF-8, lone surrogates become U+FFFD.
+std::string VqToUtf8(std::u16string_view text);
+/// UTF-8 to UTF-16, malformed bytes become U+FFFD.
+std::u16string VqToUtf16(std::string_view utf8);
+
+/// A point in time: whole days since 30 December 1899, the fraction of a day behind the point. UTC unless an operation
+/// says otherwise. A double in all but name, so that days can be added and compared.
+class TDateTime {
+ public:
+  constexpr TDateTime(double days = 0) noexcept : FDays(days) {}
+  constexpr operator double() const noexcept { return FDays; }
+
+ private:
+  double FDays;
+};
+
+/// A GUID in its four textual parts. The constructor from text is for constants:
+/// `TGUID("00020328-0000-0000-C000-000000000046")`.
+struct TGUID {
+  std::uint32_t D1 = 0;
+  std::uint16_t D2 = 0;
+  std::uint16_t D3 = 0;
+  std::uint8_t D4[8] = {};
+
+  constexpr TGUID() = default;
+  /// Text with or without braces, in either case. For constants only: text that is no GUID does not compile. Text that
+  /// comes in at run time goes through `VqTryParseGuid`.
+  consteval explicit TGUID(std::string_view text) {
+    if (!Parse(text)) throw "not a GUID";
+  }
+
+  friend constexpr bool operator==(const TGUID&, const TGUID&) = default;
+
+  /// Fills this GUID from text; false, and nothing changed, when it is no GUID.
+  constexpr bool Parse(std::string_view text) {
+    if (text.size() == 38 && text.front() == '{' && text.back() == '}') text = text.substr(1, 36);
+    if (text.size() != 36) return false;
+    std::uint8_t digits[32] = {};
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < 36; ++i) {
+      const char c = text[i];
+      if (i == 8 || i == 13 || i == 18 || i == 23) {
+        if (c != '-') return false;
+        continue;
+      }
+      const int digit = c >= '0' && c <= '9'   ? c - '0'
+                        : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                        : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                               : -1;
+      if (digit < 0) return false;
+      digits[count++] = static_cast<std::uint8_t>(digit);
+    }
+    const auto number = [&](std::size_t from, std::size_t length) {
+      std::uint32_t value = 0;
+      for (std::size_t i = from; i < from + length; ++i) value = value << 4 | digits[i];
+      return value;
+    };
+    D1 = number(0, 8);
+    D2 = static_cast<std::uint16_t>(number(8, 4));
+    D3 = static_cast<std::uint16_t>(number(12, 4));
+    for (std::size_t i = 0; i < 8; ++i) D4[i] = static_cast<std::uint8_t>(number(16 + 2 * i, 2));
+    return true;
+  }
+};
+
+/// The standard text of a GUID: braces, upper case.
+string VqGuidToString(const TGUID& guid);
+/// Fills `guid` from text, with or without braces; false when it is no GUID.
+bool VqTryParseGuid(const string& text, TGUID& guid);
+
+}  // namespace velmore
+
+template <>
+struct std::hash<velmore::TVqString> {
+  std::size_t operator()(const velmore::TVqString& text) const noexcept {
+    return std::hash<std::u16string_view>()(text.view());
+  }
+};
