@@ -4,15 +4,29 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <limits>
+#include <system_error>
+
+#ifdef _WIN32
+#include <io.h>
+#include <sys/stat.h>
+#else
+#include <sys/stat.h>
+#endif
 
 namespace velmore {
 namespace {
 
 std::atomic<std::int64_t> LiveObjects{0};
 
-[[noreturn]] void RaiseFileError(const string& name, const char* what) {
-  throw EStreamError("The file \"" + name + "\" could not be " + what + ": " + std::strerror(errno));
+[[noreturn]] void RaiseFileError(const string& name, const char* what, int error = errno) {
+  throw EStreamError("The file \"" + name + "\" could not be " + what + ": " + std::generic_category().message(error) +
+                     ".");
 }
+
+/// What a count becomes before its object goes, so that references that the destructor makes and drops do not destroy
+/// it a second time.
+constexpr std::int32_t kDestroying = std::numeric_limits<std::int32_t>::min() / 2;
 
 }  // namespace
 
@@ -28,7 +42,10 @@ TVqLiveObject::~TVqLiveObject() {
 
 std::int32_t TVqObject::_Release() noexcept {
   const std::int32_t left = --FRefCount;
-  if (left == 0) delete this;
+  if (left == 0) {
+    FRefCount = kDestroying;
+    delete this;
+  }
   return left;
 }
 
@@ -37,9 +54,15 @@ TVqComponent::TVqComponent(TVqComponent* AOwner) : FOwner(AOwner) {
 }
 
 TVqComponent::~TVqComponent() {
-  for (TVqComponent* component : std::exchange(FFreeNotifies, {})) {
-    component->RemoveFreeNotification(this);
-    component->Notification(this, TVqOperation::opRemove);
+  FDestroying = true;
+  while (!FFreeNotifies.empty()) {  // one at a time, as whoever is told may destroy others that wait to be told
+    TVqComponent* component = FFreeNotifies.front();
+    RemoveFreeNotification(component);
+    try {
+      component->Notification(this, TVqOperation::opRemove);
+    } catch (...) {
+      // A destructor has nobody to tell; the others must still hear of it.
+    }
   }
   while (!FComponents.empty()) {
     TVqComponent* last = FComponents.back();
@@ -56,12 +79,17 @@ std::int32_t TVqComponent::_AddRef() noexcept {
 
 std::int32_t TVqComponent::_Release() noexcept {
   const std::int32_t left = --FRefCount;
-  if (left == 0 && FAutoDestroy) delete this;
+  if (left == 0 && FAutoDestroy) {
+    FRefCount = kDestroying;
+    delete this;
+  }
   return left;
 }
 
 void TVqComponent::FreeNotification(TVqComponent* AComponent) {
-  if (!AComponent || AComponent == this || std::ranges::find(FFreeNotifies, AComponent) != FFreeNotifies.end()) return;
+  if (!AComponent || AComponent == this || FDestroying || AComponent->FDestroying) return;
+  if (std::ranges::find(FFreeNotifies, AComponent) != FFreeNotifies.end()) return;
+  AComponent->FFreeNotifies.reserve(AComponent->FFreeNotifies.size() + 1);  // both sides or none
   FFreeNotifies.push_back(AComponent);
   AComponent->FFreeNotifies.push_back(this);
 }
@@ -79,13 +107,35 @@ void TVqComponent::AssignTo(TVqComponent* ADest) {
 void TVqComponent::Notification(TVqComponent*, TVqOperation) {}
 
 std::string TVqStream::ReadAll() {
-  std::string bytes(static_cast<std::size_t>(GetSize() - std::min(GetSize(), GetPosition())), '\0');
-  bytes.resize(Read(bytes.data(), bytes.size()));
+  const std::uint64_t size = GetSize();
+  const std::uint64_t position = GetPosition();
+  std::string bytes;
+  std::size_t filled = 0;
+  std::size_t room = size > position ? static_cast<std::size_t>(size - position) : 0;
+  while (room > 0) {
+    bytes.resize(filled + room);
+    const std::size_t got = Read(bytes.data() + filled, room);
+    filled += got;
+    if (got == 0) break;
+    room -= got;
+  }
+  // What is known of the size has been read; a device or a growing file may have more.
+  char piece[4096];
+  bytes.resize(filled);
+  while (const std::size_t got = Read(piece, sizeof piece)) bytes.append(piece, got);
   return bytes;
 }
 
+namespace {
+
+[[noreturn]] void RaiseNoMemory() {
+  throw EStreamError("There is not enough memory for the stream.");
+}
+
+}  // namespace
+
 std::size_t TVqMemoryStream::Read(void* buffer, std::size_t count) {
-  if (FPosition >= FBytes.size()) return 0;
+  if (count == 0 || FPosition >= FBytes.size()) return 0;
   count = std::min(count, FBytes.size() - static_cast<std::size_t>(FPosition));
   std::memcpy(buffer, FBytes.data() + FPosition, count);
   FPosition += count;
@@ -94,13 +144,32 @@ std::size_t TVqMemoryStream::Read(void* buffer, std::size_t count) {
 
 void TVqMemoryStream::Write(const void* buffer, std::size_t count) {
   if (count == 0) return;
+  if (FPosition > FBytes.max_size() || count > FBytes.max_size() - FPosition) RaiseNoMemory();
   const auto end = static_cast<std::size_t>(FPosition) + count;
-  if (end > FBytes.size()) FBytes.resize(end);
+  if (end > FBytes.size()) SetSize(end);
   std::memcpy(FBytes.data() + FPosition, buffer, count);
   FPosition = end;
 }
 
+void TVqMemoryStream::SetSize(std::uint64_t AValue) {
+  if (AValue > FBytes.max_size()) RaiseNoMemory();
+  try {
+    FBytes.resize(static_cast<std::size_t>(AValue));
+  } catch (const std::bad_alloc&) {
+    RaiseNoMemory();
+  }
+}
+
+std::string TVqMemoryStream::TakeBytes() noexcept {
+  FPosition = 0;
+  return std::exchange(FBytes, {});
+}
+
 TVqFileStream::TVqFileStream(const string& AFileName, TVqFileMode AMode) : FName(AFileName) {
+  if (AFileName.Contains(string(std::u16string(1, u'\0')))) {  // the system would take the part before it
+    FFile = nullptr;
+    RaiseFileError(FName, "opened", EINVAL);
+  }
 #ifdef _WIN32
   FFile = _wfopen(std::filesystem::path(AFileName.utf16()).c_str(), AMode == TVqFileMode::fmCreate ? L"wb+" : L"rb");
 #else
@@ -113,39 +182,77 @@ TVqFileStream::~TVqFileStream() {
   if (FFile) std::fclose(FFile);
 }
 
+std::FILE* TVqFileStream::Handle() const {
+  if (!FFile) throw EStreamError("The file \"" + FName + "\" is closed.");
+  return FFile;
+}
+
+void TVqFileStream::Turn(TLast AWhat) {
+  if (FLast != TLast::Nothing && FLast != AWhat && std::fseek(FFile, 0, SEEK_CUR) != 0) {
+    RaiseFileError(FName, "positioned");
+  }
+  FLast = AWhat;
+}
+
 std::size_t TVqFileStream::Read(void* buffer, std::size_t count) {
-  const std::size_t got = std::fread(buffer, 1, count, FFile);
-  if (got < count && std::ferror(FFile)) RaiseFileError(FName, "read");
+  std::FILE* file = Handle();
+  if (count == 0) return 0;
+  Turn(TLast::Read);
+  const std::size_t got = std::fread(buffer, 1, count, file);
+  if (got < count) {
+    const int error = errno;
+    const bool failed = std::ferror(file) != 0;
+    std::clearerr(file);  // a file that grows has more to give at the next call
+    if (failed) RaiseFileError(FName, "read", error);
+  }
   return got;
 }
 
 void TVqFileStream::Write(const void* buffer, std::size_t count) {
-  if (std::fwrite(buffer, 1, count, FFile) != count) RaiseFileError(FName, "written");
+  std::FILE* file = Handle();
+  if (count == 0) return;
+  Turn(TLast::Write);
+  if (std::fwrite(buffer, 1, count, file) != count) {
+    const int error = errno;
+    std::clearerr(file);
+    RaiseFileError(FName, "written", error);
+  }
 }
 
 std::uint64_t TVqFileStream::GetPosition() const {
 #ifdef _WIN32
-  return static_cast<std::uint64_t>(_ftelli64(FFile));
+  const std::int64_t position = _ftelli64(Handle());
 #else
-  return static_cast<std::uint64_t>(ftello(FFile));
+  const std::int64_t position = ftello(Handle());
 #endif
+  if (position < 0) RaiseFileError(FName, "positioned");
+  return static_cast<std::uint64_t>(position);
 }
 
 void TVqFileStream::SetPosition(std::uint64_t AValue) {
+  std::FILE* file = Handle();
 #ifdef _WIN32
-  if (_fseeki64(FFile, static_cast<std::int64_t>(AValue), SEEK_SET) != 0) RaiseFileError(FName, "positioned");
+  const int failed = _fseeki64(file, static_cast<std::int64_t>(AValue), SEEK_SET);
 #else
-  if (fseeko(FFile, static_cast<off_t>(AValue), SEEK_SET) != 0) RaiseFileError(FName, "positioned");
+  const int failed = fseeko(file, static_cast<off_t>(AValue), SEEK_SET);
 #endif
+  if (failed != 0) RaiseFileError(FName, "positioned");
+  FLast = TLast::Nothing;
 }
 
 std::uint64_t TVqFileStream::GetSize() const {
-  std::fflush(FFile);
+  std::FILE* file = Handle();
+  // Only what was written waits in the buffer; flushing an input stream would move the system's own position.
+  if (FLast == TLast::Write && std::fflush(file) != 0) RaiseFileError(FName, "written");
 #ifdef _WIN32
-  return std::filesystem::file_size(std::filesystem::path(FName.utf16()));
+  struct _stat64 status;
+  const int failed = _fstat64(_fileno(file), &status);
 #else
-  return std::filesystem::file_size(std::filesystem::path(FName.utf8()));
+  struct stat status;
+  const int failed = fstat(fileno(file), &status);
 #endif
+  if (failed != 0) RaiseFileError(FName, "measured");
+  return static_cast<std::uint64_t>(status.st_size);
 }
 
 void TVqFileStream::Close() {
@@ -178,19 +285,23 @@ std::int32_t TVqStrings::IndexOf(const string& AText) const {
 
 string TVqStrings::GetText() const {
   string text;
-  for (const string& item : FItems) text += item + "\r\n";
+  for (const string& item : FItems) {
+    text += item;
+    text += u"\r\n";
+  }
   return text;
 }
 
 void TVqStrings::SetText(const string& AText) {
-  FItems.clear();
+  std::vector<string> items;  // apart, as the text may be one of this list's own
   std::size_t start = 0;
   while (start < AText.Length()) {
     std::size_t end = AText.view().find_first_of(u"\r\n", start);
     if (end == string::npos) end = AText.Length();
-    FItems.push_back(AText.Copy(start, end - start));
+    items.push_back(AText.Copy(start, end - start));
     start = end + (AText.view().substr(end, 2) == u"\r\n" ? 2 : 1);
   }
+  FItems = std::move(items);
 }
 
 }  // namespace velmore

@@ -81,11 +81,17 @@ TVqRef<T> Supports(U* object) {
   return TVqRef<T>(dynamic_cast<T*>(object));
 }
 
+class TVqComponent;
+
 /// The one way to make a counted object: `MakeRef<TVqEWSFolder>(...)`. The object is born with the one reference that
-/// is returned.
+/// is returned. A component made without an owner destroys itself with its last reference.
 template <typename T, typename... Args>
 TVqRef<T> MakeRef(Args&&... args) {
-  return TVqRef<T>::Adopt(new T(std::forward<Args>(args)...));
+  T* object = new T(std::forward<Args>(args)...);
+  if constexpr (std::derived_from<T, TVqComponent>) {
+    if (!object->GetOwner()) object->SetAutoDestroy(true);
+  }
+  return TVqRef<T>::Adopt(object);
 }
 
 /// Objects alive in this process that derive from the counted base classes; tests hold it against the count before.
@@ -144,8 +150,8 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
   void SetAutoDestroy(bool AValue) noexcept { FAutoDestroy = AValue; }
   bool GetAutoDestroy() const noexcept { return FAutoDestroy; }
 
-  /// Asks this component to call `AComponent`'s Notification when it goes away. Mutual: when `AComponent` goes first
-  /// the request is dropped. Asking twice changes nothing.
+  /// Asks this component to call `AComponent`'s Notification when it goes away. Mutual: when `AComponent` goes first,
+  /// this one is told. Asking twice changes nothing; so does asking a component in destruction.
   void FreeNotification(TVqComponent* AComponent);
   void RemoveFreeNotification(TVqComponent* AComponent) noexcept;
 
@@ -155,12 +161,13 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
 
  protected:
   /// Told of a component that goes away (`opRemove`) after FreeNotification. `AComponent` is in destruction: compare
-  /// its address, call nothing on it.
+  /// its address, call nothing on it. It cannot be stopped: what this raises is lost.
   virtual void Notification(TVqComponent* AComponent, TVqOperation AOperation);
 
  private:
   std::atomic<std::int32_t> FRefCount{1};
   bool FAutoDestroy = false;
+  bool FDestroying = false;
   string FName;
   TVqComponent* FOwner;
   std::vector<TVqComponent*> FComponents;
@@ -170,24 +177,24 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
 /// An event without arguments beyond its sender.
 using TVqNotifyEvent = std::function<void(TVqComponent& ASender)>;
 
-/// A sequence of bytes with a position. Raises EStreamError when the medium fails.
+/// A sequence of bytes with a position. One thread at a time. Raises EStreamError when the medium fails.
 class TVqStream {
  public:
   virtual ~TVqStream() = default;
   /// Up to `count` bytes into `buffer`; gives how many, 0 at the end.
   virtual std::size_t Read(void* buffer, std::size_t count) = 0;
-  /// Writes all `count` bytes at the position.
+  /// Writes all `count` bytes at the position. Behind the end, the gap is filled with zeros.
   virtual void Write(const void* buffer, std::size_t count) = 0;
   virtual std::uint64_t GetPosition() const = 0;
   virtual void SetPosition(std::uint64_t AValue) = 0;
   virtual std::uint64_t GetSize() const = 0;
 
   void Write(std::string_view bytes) { Write(bytes.data(), bytes.size()); }
-  /// Everything from the position to the end.
+  /// Everything from the position to the end, whatever the size of the pieces in which Read gives it.
   std::string ReadAll();
 };
 
-/// A stream in memory. Owns its bytes.
+/// A stream in memory. Owns its bytes; a copy copies them. Raises EStreamError when memory does not suffice.
 class TVqMemoryStream : public TVqStream {
  public:
   TVqMemoryStream() = default;
@@ -199,8 +206,12 @@ class TVqMemoryStream : public TVqStream {
   std::uint64_t GetPosition() const override { return FPosition; }
   void SetPosition(std::uint64_t AValue) override { FPosition = AValue; }
   std::uint64_t GetSize() const override { return FBytes.size(); }
+  /// Cuts the bytes, or adds zeros at the end. The position stays.
+  void SetSize(std::uint64_t AValue);
 
   const std::string& Bytes() const noexcept { return FBytes; }
+  /// Hands the bytes out without a copy and leaves the stream empty, at position 0.
+  std::string TakeBytes() noexcept;
 
  private:
   std::string FBytes;
@@ -209,8 +220,9 @@ class TVqMemoryStream : public TVqStream {
 
 enum class TVqFileMode { fmOpenRead, fmCreate };
 
-/// A file, open from construction to destruction. File names are UTF-8 on every system. Raises EStreamError with the
-/// system's text.
+/// A file, open from construction to destruction or `Close`. Owns the system's handle; no copies; one thread at a time.
+/// The destructor cannot tell of a failure: who writes calls `Close` first. Raises EStreamError with the name of the
+/// file and the system's text.
 class TVqFileStream : public TVqStream {
  public:
   TVqFileStream(const string& AFileName, TVqFileMode AMode);
@@ -224,15 +236,23 @@ class TVqFileStream : public TVqStream {
   std::uint64_t GetPosition() const override;
   void SetPosition(std::uint64_t AValue) override;
   std::uint64_t GetSize() const override;
-  /// Closes the file and raises what a full disk or a lost share reports only then.
+  /// Closes the file and raises what a full disk or a lost share reports only then. Closing twice changes nothing;
+  /// every other operation on a closed file raises.
   void Close();
 
  private:
+  enum class TLast { Nothing, Read, Write };
+
+  std::FILE* Handle() const;
+  /// Standard C wants a positioning between reading and writing.
+  void Turn(TLast AWhat);
+
   string FName;
   std::FILE* FFile;
+  TLast FLast = TLast::Nothing;
 };
 
-/// A list of texts, in the order in which they were added.
+/// A list of texts, in the order in which they were added. Owns them; a copy copies all; one thread at a time.
 class TVqStrings {
  public:
   /// `ACaseSensitive` decides how IndexOf compares.
@@ -241,11 +261,14 @@ class TVqStrings {
   std::int32_t Count() const noexcept { return static_cast<std::int32_t>(FItems.size()); }
   /// Raises EListError when there is no such position.
   const string& GetItem(std::int32_t AIndex) const;
+  /// Gives the position of the new text.
   std::int32_t Add(const string& AText);
+  /// Raises EListError when there is no such position.
   void Delete(std::int32_t AIndex);
   void Clear() noexcept { FItems.clear(); }
   /// Position of the first equal text, or -1.
   std::int32_t IndexOf(const string& AText) const;
+  /// The texts of the other list; how this one compares stays.
   void Assign(const TVqStrings& AOther) { FItems = AOther.FItems; }
   /// All texts, each followed by CR LF; setting splits at CR LF, LF or CR.
   string GetText() const;

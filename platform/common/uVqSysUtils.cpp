@@ -22,6 +22,9 @@ string Mapped(const string& text, Convert convert) {
     UErrorCode error = U_ZERO_ERROR;
     const std::int32_t length =
         convert(out.data(), static_cast<std::int32_t>(out.size()), text.utf16().data(), Length32(text), &error);
+    if (U_FAILURE(error) && error != U_BUFFER_OVERFLOW_ERROR) {
+      throw EConvertError(string("The case of the text cannot be changed: ") + u_errorName(error) + ".");
+    }
     const bool fits = static_cast<std::size_t>(length) <= out.size();
     out.resize(static_cast<std::size_t>(length));
     if (fits) break;
@@ -42,6 +45,7 @@ string LowerCase(const string& text) {
 }
 
 bool SameText(const string& a, const string& b) {
+  if (a == b) return true;
   UErrorCode error = U_ZERO_ERROR;
   return u_strCaseCompare(a.utf16().data(), Length32(a), b.utf16().data(), Length32(b), U_FOLD_CASE_DEFAULT, &error) ==
          0;
@@ -52,24 +56,62 @@ string IntToStr(std::int64_t value) {
 }
 
 string Format(const string& format, const std::vector<TVqFormatArg>& args) {
+  const std::u16string_view text = format.view();
+  const auto unitAt = [&](std::size_t at) { return at < text.size() ? text[at] : u'\0'; };
   std::u16string out;
   std::size_t next = 0;
-  for (std::size_t i = 0; i < format.Length(); ++i) {
-    const char16_t unit = format[i];
-    const char16_t kind = i + 1 < format.Length() ? format[i + 1] : u'\0';
-    if (unit != u'%' || (kind != u's' && kind != u'd' && kind != u'%')) {
-      out += unit;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    std::size_t at = i + 1;
+    std::size_t digits = 0;
+    if (text[i] == u'%' && unitAt(at) == u'.' && unitAt(at + 1) >= u'0' && unitAt(at + 1) <= u'9') {
+      digits = static_cast<std::size_t>(unitAt(at + 1) - u'0');
+      at += 2;
+    }
+    const char16_t kind = unitAt(at);
+    const bool plain = at == i + 1;
+    if (text[i] != u'%' || (kind != u'd' && !(plain && (kind == u's' || kind == u'%')))) {
+      out += text[i];
       continue;
     }
-    ++i;
+    i = at;
     if (kind == u'%') {
       out += u'%';
       continue;
     }
     if (next >= args.size()) throw EConvertError("The format \"" + format + "\" has more placeholders than arguments.");
-    out += args[next++].Text().utf16();
+    std::u16string_view value = args[next++].Text().view();
+    if (digits > 0 && value.starts_with(u'-')) {
+      out += u'-';
+      value.remove_prefix(1);
+    }
+    if (value.size() < digits) out.append(digits - value.size(), u'0');
+    out += value;
   }
   return out;
+}
+
+std::vector<string> VqTokenize(const string& text, char16_t separator) {
+  std::vector<string> pieces;
+  if (text.empty()) return pieces;
+  bool quoted = false;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i <= text.Length(); ++i) {
+    if (i < text.Length()) {
+      if (text[i] == u'"') quoted = !quoted;
+      if (quoted || text[i] != separator) continue;
+    }
+    pieces.push_back(text.Copy(start, i - start));
+    start = i + 1;
+  }
+  return pieces;
+}
+
+string VqStripLiterals(const string& text) {
+  string left = text.Trim();
+  while (left.Length() >= 2 && (left[0] == u'"' || left[0] == u'\'') && left[left.Length() - 1] == left[0]) {
+    left = left.Copy(1, left.Length() - 2).Trim();
+  }
+  return left;
 }
 
 }  // namespace velmore

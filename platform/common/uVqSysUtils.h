@@ -2,6 +2,7 @@
 
 /// The root of all failures and small text helpers.
 
+#include <concepts>
 #include <exception>
 
 #include "platform/common/uVqTypes.h"
@@ -47,6 +48,12 @@ class EAssertionFailed : public EVqException {
   using EVqException::EVqException;
 };
 
+/// Something that this version of the library does not offer; the text says what.
+class EVqNotSupported : public EVqException {
+ public:
+  using EVqException::EVqException;
+};
+
 /// Ends an operation without a message to the user.
 class EAbort : public EVqException {
  public:
@@ -62,21 +69,34 @@ bool SameText(const string& a, const string& b);
 /// Decimal text of an integer.
 string IntToStr(std::int64_t value);
 
-/// A format with "%s" (text), "%d" (integer) and "%%"; each placeholder takes the next argument. Raises EConvertError
-/// when there are fewer arguments than placeholders; surplus arguments are ignored.
+/// One argument of Format: a text or an integer of any width.
 class TVqFormatArg {
  public:
   TVqFormatArg(string text) : FText(std::move(text)) {}
   TVqFormatArg(const char* text) : FText(text) {}
   TVqFormatArg(const char16_t* text) : FText(text) {}
-  TVqFormatArg(std::int32_t value) : FText(IntToStr(value)) {}
-  TVqFormatArg(std::int64_t value) : FText(IntToStr(value)) {}
-  TVqFormatArg(std::uint32_t value) : FText(IntToStr(value)) {}
+  TVqFormatArg(std::string_view text) : FText(text) {}
+  TVqFormatArg(const std::string& text) : FText(text) {}
+  /// A character is no number: give a text instead.
+  template <std::integral T>
+  requires(!std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
+           !std::same_as<T, char16_t> && !std::same_as<T, char32_t>) TVqFormatArg(T value)
+      : FText(std::to_string(value)) {}
   const string& Text() const noexcept { return FText; }
 
  private:
   string FText;
 };
+/// A format with "%s" (text), "%d" (integer) and "%%"; each placeholder takes the next argument. "%.2d" writes at least
+/// two digits. Anything else behind a "%" stands for itself. Raises EConvertError when there are fewer arguments than
+/// placeholders; surplus arguments are ignored.
 string Format(const string& format, const std::vector<TVqFormatArg>& args);
+
+/// The pieces between the separators, in order and as they stand; an empty text has none, "a;" has "a" and an empty
+/// one. A separator between double quotes does not count; the quotes stay in the piece.
+std::vector<string> VqTokenize(const string& text, char16_t separator);
+/// Without the quotes, double or single, that enclose the text, and without blanks around both. Only pairs go: a quote
+/// at one end stays.
+string VqStripLiterals(const string& text);
 
 }  // namespace velmore

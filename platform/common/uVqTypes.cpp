@@ -3,6 +3,8 @@
 #include <cstring>
 #include <ostream>
 
+#include "platform/common/uVqSysUtils.h"
+
 namespace velmore {
 namespace {
 
@@ -18,6 +20,18 @@ std::size_t AsciiRun(const char* data, std::size_t size) noexcept {
   }
   while (i < size && static_cast<unsigned char>(data[i]) < 0x80) ++i;
   return i;
+}
+
+/// Length of the run of ASCII at `from`, four units at a time.
+std::size_t AsciiRun(std::u16string_view text, std::size_t from) noexcept {
+  std::size_t i = from;
+  for (; i + 4 <= text.size(); i += 4) {
+    std::uint64_t block;
+    std::memcpy(&block, text.data() + i, sizeof block);
+    if (block & 0xFF80FF80FF80FF80u) break;
+  }
+  while (i < text.size() && text[i] < 0x80) ++i;
+  return i - from;
 }
 
 /// Reads one character at `i` and moves behind it. What is malformed gives `kReplacement` and moves behind the longest
@@ -105,10 +119,15 @@ std::string VqToUtf8(std::u16string_view text) {
   std::string out;
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
+    if (const std::size_t run = AsciiRun(text, i); run > 0) {
+      const std::size_t old = out.size();
+      out.resize(old + run);
+      for (std::size_t k = 0; k < run; ++k) out[old + k] = static_cast<char>(text[i + k]);
+      i += run;
+      if (i == text.size()) break;
+    }
     const char16_t unit = text[i];
-    if (unit < 0x80) {
-      out += static_cast<char>(unit);
-    } else if (unit < 0xD800 || unit > 0xDFFF) {
+    if (unit < 0xD800 || unit > 0xDFFF) {
       AppendUtf8(out, unit);
     } else if (unit < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
       AppendUtf8(out, 0x10000 + ((unit - 0xD800u) << 10) + (text[i + 1] - 0xDC00u));
@@ -166,6 +185,11 @@ TVqString TVqString::Trim() const {
   while (!text.empty() && text.front() <= u' ') text.remove_prefix(1);
   while (!text.empty() && text.back() <= u' ') text.remove_suffix(1);
   return text;
+}
+
+void TVqString::RaiseNoUnit(size_type index) const {
+  throw EListError("There is no unit at position " + IntToStr(static_cast<std::int64_t>(index)) + " of a text of " +
+                   IntToStr(static_cast<std::int64_t>(FText.size())) + ".");
 }
 
 bool TVqString::EqualsUtf8(std::string_view utf8) const noexcept {

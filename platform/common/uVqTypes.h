@@ -14,6 +14,7 @@
 #include <iosfwd>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace velmore {
@@ -21,7 +22,8 @@ namespace velmore {
 /// Text of 16-bit code units, as the wire protocol's own object model counts it, for programs that speak UTF-8.
 ///
 /// Owns its units; a copy costs what a std::u16string costs. A value is used by one thread at a time. Conversions never
-/// raise: what is not well-formed UTF-8 (or a lone surrogate on the way back) becomes U+FFFD.
+/// raise: what is not well-formed UTF-8 (or a lone surrogate on the way back) becomes U+FFFD. A null pointer reads as
+/// the empty text.
 class TVqString {
  public:
   using size_type = std::size_t;
@@ -48,7 +50,11 @@ class TVqString {
   /// The text as UTF-8.
   std::string utf8() const;
 
-  char16_t operator[](size_type index) const { return FText.at(index); }
+  /// The unit at a position. Raises EListError when there is none.
+  char16_t operator[](size_type index) const {
+    if (index >= FText.size()) RaiseNoUnit(index);
+    return FText[index];
+  }
   auto begin() const noexcept { return FText.begin(); }
   auto end() const noexcept { return FText.end(); }
 
@@ -74,14 +80,20 @@ class TVqString {
     FText += unit;
     return *this;
   }
-  friend TVqString operator+(TVqString left, const TVqString& right) { return std::move(left += right); }
+  friend TVqString operator+(TVqString left, const TVqString& right) {
+    left += right;
+    return left;
+  }
 
   friend bool operator==(const TVqString& a, const TVqString& b) noexcept { return a.FText == b.FText; }
   friend bool operator==(const TVqString& a, std::u16string_view b) noexcept { return a.FText == b; }
-  friend bool operator==(const TVqString& a, const char16_t* b) noexcept { return a.FText == b; }
+  friend bool operator==(const TVqString& a, const std::u16string& b) noexcept { return a.FText == b; }
+  friend bool operator==(const TVqString& a, const char16_t* b) noexcept { return b ? a.FText == b : a.empty(); }
   friend bool operator==(const TVqString& a, std::string_view utf8) noexcept { return a.EqualsUtf8(utf8); }
   friend bool operator==(const TVqString& a, const std::string& utf8) noexcept { return a.EqualsUtf8(utf8); }
-  friend bool operator==(const TVqString& a, const char* utf8) noexcept { return a.EqualsUtf8(utf8); }
+  friend bool operator==(const TVqString& a, const char* utf8) noexcept {
+    return utf8 ? a.EqualsUtf8(utf8) : a.empty();
+  }
   /// Order of the code units.
   friend std::strong_ordering operator<=>(const TVqString& a, const TVqString& b) noexcept {
     return a.FText.compare(b.FText) <=> 0;
@@ -92,6 +104,7 @@ class TVqString {
 
  private:
   bool EqualsUtf8(std::string_view utf8) const noexcept;
+  [[noreturn]] void RaiseNoUnit(size_type index) const;
 
   std::u16string FText;
 };

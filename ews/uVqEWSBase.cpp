@@ -1,0 +1,67 @@
+#include "ews/uVqEWSBase.h"
+
+#include "ews/uVqEWSTimeZones.h"
+#include "platform/soap/uVqSOAPClient.h"
+
+namespace velmore {
+
+TVqEWSBaseSession::TVqEWSBaseSession(TVqComponent* AOwner) : TVqComponent(AOwner) {}
+
+void TVqEWSBaseSession::SetExchangeCookie(const string& AValue) { FExchangeCookie = AValue; }
+
+void TVqEWSBaseSession::SetAccessToken(const TVqOAuthAccessToken& AValue) { FAccessToken = AValue; }
+
+TVqEWSObject::TVqEWSObject(TVqComponent* ACreator, bool AKeepCreatorAlive)
+    : TVqComponent(nullptr), FCreatedBy(ACreator), FKeepCreatorAlive(false) {
+  SetAutoDestroy(true);
+  for (TVqComponent* link = ACreator; !FSession;) {
+    if (auto* session = dynamic_cast<TVqEWSBaseSession*>(link)) {
+      FSession = session;
+    } else if (auto* object = dynamic_cast<TVqEWSObject*>(link)) {
+      link = object->FCreatedBy;
+    } else {
+      throw EVqException("Failed to find the EWS Session!");
+    }
+  }
+  if (AKeepCreatorAlive && dynamic_cast<TVqEWSObject*>(ACreator)) {
+    ACreator->_AddRef();
+    FKeepCreatorAlive = true;
+  }
+  FSession->FreeNotification(this);
+  ACreator->FreeNotification(this);
+}
+
+TVqEWSObject::~TVqEWSObject() {
+  if (FKeepCreatorAlive) FCreatedBy->_Release();
+}
+
+TVqRef<IVqSOAPRequest> TVqEWSObject::CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod, const string& AResponseName) {
+  if (auto* creator = dynamic_cast<TVqEWSObject*>(FCreatedBy)) return creator->CreateRequest(ASOAPClient, AMethod, AResponseName);
+  if (!FSession) throw EVqException("There is no active EWS Session!");
+  if (!FCreatedBy) throw EVqException("The object that made this one is gone.");
+  return FSession->CreateRequest(ASOAPClient, AMethod, AResponseName);
+}
+
+TVqRef<IVqHTTPClient> TVqEWSObject::CreateHTTPClient(bool AUseSession) { return ActiveSession().CreateHTTPClient(AUseSession); }
+
+TVqSOAPClient* TVqEWSObject::CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) {
+  return ActiveSession().CreateSOAPClient(AHTTPClient);
+}
+
+void TVqEWSObject::CheckResponseError(const IVqDOMElement& AElement) { ActiveSession().CheckResponseError(AElement); }
+
+void TVqEWSObject::Notification(TVqComponent* AComponent, TVqOperation AOperation) {
+  TVqComponent::Notification(AComponent, AOperation);
+  if (AOperation != TVqOperation::opRemove) return;
+  if (AComponent == FSession) FSession = nullptr;
+  if (AComponent == FCreatedBy) FCreatedBy = nullptr;
+}
+
+TVqEWSBaseSession& TVqEWSObject::ActiveSession() const {
+  if (!FSession) throw EVqException("There is no active EWS Session!");
+  return *FSession;
+}
+
+bool TVqEWSObject::WritesChangeKey() const { return ActiveSession().GetServerVersion() > Exchange2013; }
+
+}  // namespace velmore

@@ -1,0 +1,339 @@
+#pragma once
+
+/// Stores, folders, tables and restrictions as the application sees them.
+///
+///     auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
+///     auto items = inbox->GetItems();
+///     items->GetFields().Add(FLD_ITEM_SUBJECT);
+///     for (items->Open(); !items->Eof(); items->Next()) std::cout <<
+///     items->FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
+
+#include "ews/uVqEWSItemInterfaces.h"
+
+namespace velmore {
+
+class TVqEWSField;
+class TVqEWSFields;
+struct TVqEWSFieldDef;
+class IVqEWSMsgStore;
+class IVqEWSFolders;
+class IVqEWSItems;
+class IVqEWSCategories;
+class IVqEWSOOF;
+
+/// How a deletion is carried out; the wire text is the name without "dt".
+enum TVqEWSFolderDeleteType { dtHardDelete, dtSoftDelete, dtMoveToDeletedItems };
+
+/// Flags of an imported message. As bits on the wire: read 1, unmodified 2, unsent 8, from me 32.
+enum TVqEWSMessageFlag { msgflgRead, msgflgUnmodified, msgflgUnsent, msgflgFromMe };
+using TVqEWSMessageFlags = TVqSet<TVqEWSMessageFlag>;
+
+/// Whom a saved or deleted meeting is announced to; the wire text is the name without "smioc".
+enum TSendMeetingInvitationsOrCancellations {
+  smiocSendToNone,
+  smiocSendOnlyToAll,
+  smiocSendToAllAndSaveCopy,
+  smiocSendOnlyToChanged,
+  smiocSendToChangedAndSaveCopy,
+};
+/// The first three of them: what a deletion can announce.
+using TSendMeetingCancellations = TSendMeetingInvitationsOrCancellations;
+
+enum TVqEWSRestrictionType { rtAnd, rtOr, rtNot, rtExists, rtCompare, rtCompareFields, rtBitmask, rtContent };
+enum TVqEWSRestrictionOperator {
+  opIsEqualTo,
+  opIsNotEqualTo,
+  opIsGreaterThan,
+  opIsGreaterThanOrEqualTo,
+  opIsLessThan,
+  opIsLessThanOrEqualTo,
+};
+/// The wire text is the name without "cm".
+enum TVqEWSContainmentMode { cmFullString, cmPrefixed, cmSubstring, cmPrefixOnWords, cmExactPhrase };
+/// The wire text is the name without "cc".
+enum TVqEWSContainmentComparison {
+  ccExact,
+  ccIgnoreCase,
+  ccIgnoreNonSpacingCharacters,
+  ccIgnoreCaseAndNonSpacingCharacters
+};
+
+/// A node of a server-side filter. Made by CreateRestriction of a table, which it does not keep alive: keep the table.
+class IVqEWSRestriction : public virtual IVqEWSObject {
+ public:
+  virtual TVqEWSRestrictionType GetRestrictionType() = 0;
+  /// Writes the node and everything below it. A child or field that was never set raises a plain exception.
+  virtual void SaveToStream(TVqStringStream& AStream) = 0;
+
+ protected:
+  ~IVqEWSRestriction() = default;
+};
+
+/// And, Or: any number of children.
+class IVqEWSRestrictionList : public virtual IVqEWSRestriction {
+ public:
+  virtual void AddRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
+  /// Removes the child; nothing happens when it is none.
+  virtual void RemoveRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
+
+ protected:
+  ~IVqEWSRestrictionList() = default;
+};
+class IVqEWSRestrictionAnd : public virtual IVqEWSRestrictionList {
+ protected:
+  ~IVqEWSRestrictionAnd() = default;
+};
+class IVqEWSRestrictionOr : public virtual IVqEWSRestrictionList {
+ protected:
+  ~IVqEWSRestrictionOr() = default;
+};
+
+class IVqEWSRestrictionNot : public virtual IVqEWSRestriction {
+ public:
+  virtual void SetRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
+
+ protected:
+  ~IVqEWSRestrictionNot() = default;
+};
+
+/// A restriction on one field. Keeps the address of the definition, which must outlive it: rows of the tables do.
+class IVqEWSRestrictionField : public virtual IVqEWSRestriction {
+ public:
+  virtual const TVqEWSFieldDef* GetFieldDef() = 0;
+  virtual void SetFieldDef(const TVqEWSFieldDef& AValue) = 0;
+
+ protected:
+  ~IVqEWSRestrictionField() = default;
+};
+
+/// The field is there.
+class IVqEWSRestrictionExists : public virtual IVqEWSRestrictionField {
+ protected:
+  ~IVqEWSRestrictionExists() = default;
+};
+
+/// The field against a value. The value's text stands between quotes as it is: what XML gives a meaning (a quote, "<",
+/// "&") is the application's to escape, unless the session's StrictSchema is on.
+class IVqEWSRestrictionCompare : public virtual IVqEWSRestrictionField {
+ public:
+  virtual TVqEWSRestrictionOperator GetCompareOperator() = 0;
+  virtual void SetCompareOperator(TVqEWSRestrictionOperator AValue) = 0;
+  virtual const TVqVariant& GetValue() = 0;
+  virtual void SetValue(const TVqVariant& AValue) = 0;
+
+ protected:
+  ~IVqEWSRestrictionCompare() = default;
+};
+
+/// One field against another.
+class IVqEWSRestrictionCompareFields : public virtual IVqEWSRestriction {
+ public:
+  virtual TVqEWSRestrictionOperator GetCompareOperator() = 0;
+  virtual void SetCompareOperator(TVqEWSRestrictionOperator AValue) = 0;
+  virtual const TVqEWSFieldDef* GetFieldDef1() = 0;
+  virtual void SetFieldDef1(const TVqEWSFieldDef& AValue) = 0;
+  virtual const TVqEWSFieldDef* GetFieldDef2() = 0;
+  virtual void SetFieldDef2(const TVqEWSFieldDef& AValue) = 0;
+
+ protected:
+  ~IVqEWSRestrictionCompareFields() = default;
+};
+
+/// None of the mask's bits is set in the field. The low 32 bits go to the server.
+class IVqEWSRestrictionBitMask : public virtual IVqEWSRestrictionField {
+ public:
+  virtual std::uintptr_t GetBitMask() = 0;
+  virtual void SetBitMask(std::uintptr_t AValue) = 0;
+
+ protected:
+  ~IVqEWSRestrictionBitMask() = default;
+};
+
+/// The field contains a text. The text stands between quotes as it is, see IVqEWSRestrictionCompare.
+class IVqEWSRestrictionContent : public virtual IVqEWSRestrictionField {
+ public:
+  virtual TVqEWSContainmentMode GetContainmentMode() = 0;
+  virtual void SetContainmentMode(TVqEWSContainmentMode AValue) = 0;
+  virtual TVqEWSContainmentComparison GetContainmentComparison() = 0;
+  virtual void SetContainmentComparison(TVqEWSContainmentComparison AValue) = 0;
+  virtual string GetValue() = 0;
+  virtual void SetValue(const string& AValue) = 0;
+
+ protected:
+  ~IVqEWSRestrictionContent() = default;
+};
+
+/// A forward cursor over the contents of one folder, page by page. Pages are fetched by Open, First and Next and never
+/// ahead; only the current one is held. Records and fields of a row are valid until the cursor moves.
+class IVqEWSTableBase : public virtual IVqEWSObject {
+ public:
+  virtual bool GetActive() = 0;
+  /// The columns to ask for; add them before Open. Owned by the table.
+  virtual TVqEWSFields& GetFields() = 0;
+  /// True asks for the first page, false drops the present one.
+  virtual void SetActive(bool AValue) = 0;
+  /// True behind the last row on the server. (Not EOF, which is a macro of the C library.)
+  virtual bool Eof() = 0;
+  /// The total on the server as the last answer told it, not the rows of the page.
+  virtual std::int32_t Count() = 0;
+  /// Opens the table on its first row; nothing when it is open.
+  virtual void Open() = 0;
+  /// Back to the first row; asks the server only when a later page is held.
+  virtual void First() = 0;
+  /// The next row; asks the server behind the last row of a page.
+  virtual void Next() = 0;
+  virtual TVqRef<IVqEWSRestriction> CreateRestriction(TVqEWSRestrictionType ARestrictionType) = 0;
+  /// The filter of the requests to come; rows already read stay. Empty for none.
+  virtual void Filter(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
+  /// Whether the field is among the columns and, in an open table, whether the current row has it.
+  virtual bool HasField(const TVqEWSFieldDef& AFieldDef) = 0;
+  /// The field, or none.
+  virtual TVqEWSField* FindField(const TVqEWSFieldDef& AFieldDef) = 0;
+  /// The field; raises a plain exception when it was not added.
+  virtual TVqEWSField& FieldByName(const TVqEWSFieldDef& AFieldDef) = 0;
+  /// Rows of a page; 50 unless changed. The next request uses it.
+  virtual std::int32_t GetMaxEntriesPerPage() = 0;
+  virtual void SetMaxEntriesPerPage(std::int32_t AValue) = 0;
+
+ protected:
+  ~IVqEWSTableBase() = default;
+};
+
+/// The items of a folder (m:FindItem).
+class IVqEWSItems : public virtual IVqEWSTableBase {
+ public:
+  /// The id of the current row's item.
+  virtual TItemId GetItemId() = 0;
+
+ protected:
+  ~IVqEWSItems() = default;
+};
+
+/// The subfolders of a folder (m:FindFolder). Fields and filters play no part in the request: rows have what
+/// "AllProperties" gives.
+class IVqEWSFolders : public virtual IVqEWSTableBase {
+ public:
+  virtual TSetFolderFieldType FolderFieldType() = 0;
+
+ protected:
+  ~IVqEWSFolders() = default;
+};
+
+/// A folder as it was when it was loaded; a new object is the way to fresh numbers.
+class IVqEWSFolder : public virtual IVqEWSPropObject {
+ public:
+  virtual TVqRef<IVqEWSObject> GetMsgStore() = 0;
+  virtual TItemId GetParentFolderId() = 0;
+  virtual TSetFolderFieldType GetFolderFieldType() = 0;
+  virtual std::int32_t GetChildFolderCount() = 0;
+  virtual string GetDisplayName() = 0;
+  /// Owned by the folder.
+  virtual TEwsEffectiveRights& GetEffectiveRights() = 0;
+  virtual std::int32_t GetTotalCount() = 0;
+  virtual std::int32_t GetUnreadCount() = 0;
+  /// Changes the name in memory only: folders cannot be saved.
+  virtual void SetDisplayName(const string& AValue) = 0;
+  /// A new table of the subfolders.
+  virtual TVqRef<IVqEWSFolders> GetSubFolders() = 0;
+  /// Makes a subfolder (m:CreateFolder) and gives its id.
+  virtual TItemId CreateFolder(TSetFolderFieldType AFolderType, const string& ADisplayName) = 0;
+  /// These two are not carried out: they compose their request, send nothing and raise EVqEWSNotCarriedOut. Delete the
+  /// items one by one, or delete the folder with another client.
+  virtual void EmptyFolder(TVqEWSFolderDeleteType ADeleteType, bool ADeleteSubFolders) = 0;
+  virtual void DeleteFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType ADeleteType) = 0;
+  /// Always raises EEWSException: folders are read only.
+  virtual void SaveChanges() = 0;
+  /// A new table of the items.
+  virtual TVqRef<IVqEWSItems> GetItems() = 0;
+  /// Loads an item (two m:GetItem: the first finds its class).
+  virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
+  /// A new, unsaved item of this folder. Asks nothing of the server.
+  virtual TVqRef<IVqEWSItem> CreateItem(TItemType AItemType) = 0;
+  /// Copies an item to another folder (m:CopyItem) and gives the copy's id.
+  virtual TItemId CopyItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) = 0;
+  virtual TItemId CopyItem(const TItemId& AItemId, const TItemId& AFolderId) = 0;
+  /// A copy, then a hard delete of the original. When the deletion fails the copy stays.
+  virtual TItemId MoveItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) = 0;
+  virtual TItemId MoveItem(const TItemId& AItemId, const TItemId& AFolderId) = 0;
+  /// Deletes an item (m:DeleteItem).
+  virtual void DeleteItem(const TEwsItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) = 0;
+  virtual void DeleteItem(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) = 0;
+  /// Stores a MIME message (m:CreateItem) and gives the new item's id. Without flags a message in the drafts counts as
+  /// unsent. `ASharingMode` is the open and sharing mode of the file, as the Windows API takes it; other systems do not
+  /// use it.
+  virtual TItemId ImportItem(const string& AFileName, std::uint16_t ASharingMode, TVqEWSMessageFlags AFlags) = 0;
+  virtual TItemId ImportItem(TVqStream& AStream, TVqEWSMessageFlags AFlags) = 0;
+
+ protected:
+  ~IVqEWSFolder() = default;
+};
+
+/// A folder of calendar items.
+class IVqEWSCalendarFolder : public virtual IVqEWSFolder {
+ public:
+  /// A table of the items between two points in time, occurrences expanded by the server, one page only. A second call
+  /// changes what earlier views ask for next.
+  virtual TVqRef<IVqEWSItems> GetCalendarView(TDateTime AStart, TDateTime AEnd, std::int32_t AMaxEntriesReturned) = 0;
+  /// Deletes a meeting and tells its attendees as asked.
+  virtual void DeleteMeeting(const TEwsItemId& AItemId, TVqEWSFolderDeleteType ADeleteType,
+                             TSendMeetingCancellations ASendMeetingCancellations) = 0;
+  virtual void DeleteMeeting(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType,
+                             TSendMeetingCancellations ASendMeetingCancellations) = 0;
+
+ protected:
+  ~IVqEWSCalendarFolder() = default;
+};
+
+/// The sizes of a user photo. No prefix: the names go on the wire as they stand.
+enum TSizeRequested {
+  HR48x48,
+  HR64x64,
+  HR96X96,
+  HR120X120,
+  HR240X240,
+  HR360X360,
+  HR432X432,
+  HR504X504,
+  HR648X648,
+};
+
+/// One mailbox. Holds no cache: each call goes to the server.
+class IVqEWSMsgStore : public virtual IVqEWSObject {
+ public:
+  /// The name given at creation, else the owner's (asks the server once).
+  virtual string GetDisplayName() = 0;
+  /// The owner of the mailbox; asks the server once (m:GetFolder, m:ConvertId, m:ResolveNames).
+  virtual TVqRef<IVqEWSRecipient> GetIdentity() = 0;
+  /// The id of a distinguished folder (m:GetFolder); raises when it does not exist.
+  virtual TItemId GetFolderId(TDistinguishedFolderIdName AFolderType) = 0;
+  /// As GetFolderId, but false and an empty id for any failure, also one of the network.
+  virtual bool FindFolderId(TDistinguishedFolderIdName AFolderType, TItemId& FolderId) = 0;
+  /// A folder by id (m:GetFolder; a calendar folder costs two).
+  virtual TVqRef<IVqEWSFolder> GetFolder(const TItemId& AFolderId) = 0;
+  virtual TVqRef<IVqEWSFolder> GetFolder(const TEwsFolderId& AFolderId) = 0;
+  /// A distinguished folder (two m:GetFolder). `AMailbox` names another mailbox by its SMTP address; empty for this
+  /// one.
+  virtual TVqRef<IVqEWSFolder> GetFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox) = 0;
+  /// Loads an item (two m:GetItem: the first finds its class).
+  virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
+  /// These services are not part of this version: each raises EVqNotSupported.
+  virtual TVqRef<IVqEWSCategories> GetCategories() = 0;
+  virtual TVqRef<IVqEWSRecipients> GetRoomLists() = 0;
+  virtual TVqRef<IVqEWSRecipients> GetRooms(const string& ARoomListEMailAddress) = 0;
+  virtual void GetUserPhoto(TVqStream& APhoto, TSizeRequested ASize) = 0;
+  virtual TVqRef<IVqEWSOOF> GetOOF() = 0;
+
+ protected:
+  ~IVqEWSMsgStore() = default;
+};
+
+/// A mailbox that is opened in another user's name: every request carries the user in its header.
+class IVqEWSImpersonatedMsgStore : public virtual IVqEWSMsgStore {
+ public:
+  virtual string GetImpersonatedUser() = 0;
+
+ protected:
+  ~IVqEWSImpersonatedMsgStore() = default;
+};
+
+}  // namespace velmore

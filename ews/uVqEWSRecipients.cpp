@@ -1,0 +1,247 @@
+#include "ews/uVqEWSRecipients.h"
+
+#include <algorithm>
+
+namespace velmore {
+namespace {
+
+/// Whether every character may stand in an address: printable, no blank, no bracket or separator. Letters beyond ASCII are allowed.
+bool IsAddressText(const string& text) {
+  return std::ranges::all_of(text, [](char16_t unit) {
+    return unit > u' ' && unit != 0x7F && !(unit >= 0x80 && unit <= 0xA0) &&
+           std::u16string_view(u"()<>[],;:\\\"").find(unit) == std::u16string_view::npos;
+  });
+}
+
+bool IsValidAddress(const string& text) {
+  const std::size_t at = text.Pos(u"@");
+  if (at == string::npos || at == 0) return false;
+  const string domain = text.Copy(at + 1);
+  if (domain.Length() < 4) return false;
+  const std::size_t dot = domain.Pos(u".");
+  if (dot == string::npos || dot > domain.Length() - 2) return false;
+  return IsAddressText(text.Copy(0, at)) && IsAddressText(domain);
+}
+
+/// Without the quotes around it, if it has them on both sides.
+string StripLiterals(const string& text) {
+  if (text.Length() >= 2 && (text[0] == u'"' || text[0] == u'\'') && text[text.Length() - 1] == text[0]) {
+    return text.Copy(1, text.Length() - 2);
+  }
+  return text;
+}
+
+/// The pieces between separators; a separator between double quotes does not count.
+std::vector<string> Tokenize(const string& text, char16_t separator) {
+  std::vector<string> pieces;
+  bool quoted = false;
+  std::size_t start = 0;
+  for (std::size_t i = 0; i < text.Length(); ++i) {
+    if (text[i] == u'"') quoted = !quoted;
+    if (text[i] == separator && !quoted) {
+      pieces.push_back(text.Copy(start, i - start));
+      start = i + 1;
+    }
+  }
+  if (start < text.Length()) pieces.push_back(text.Copy(start));
+  return pieces;
+}
+
+struct TRecipientText {
+  string Name;
+  string RoutingType;
+  string EmailAddress;
+};
+
+/// The forms with the address in brackets; false when the text is none of them.
+bool ParseBracketed(const string& text, TRecipientText& parts) {
+  static constexpr struct {
+    char16_t Open, Close;
+  } Brackets[] = {{u'[', u']'}, {u'<', u'>'}, {u'(', u')'}};
+  for (const auto& [open, close] : Brackets) {
+    const std::size_t at = text.view().find(open);
+    if (at == string::npos || text[text.Length() - 1] != close) continue;
+    string routing = parts.RoutingType;
+    string address = text.Copy(at + 1, text.Length() - at - 2);
+    if (const std::size_t colon = address.Pos(u":"); colon != string::npos) {
+      routing = UpperCase(address.Copy(0, colon));
+      address = address.Copy(colon + 1);
+    }
+    const bool hasAt = address.Contains(u"@");
+    if (hasAt && routing.empty()) routing = u"SMTP";
+    if (!hasAt && routing == u"SMTP") return false;
+    const string name = StripLiterals(text.Copy(0, at).Trim());
+    parts = {name.Trim().empty() ? text : name, routing, address};
+    return true;
+  }
+  return false;
+}
+
+TRecipientText ParseRecipient(string text) {
+  TRecipientText parts;
+  if (text.StartsWith(u"/")) {
+    parts.RoutingType = u"EX";
+  } else {
+    parts.RoutingType = u"SMTP";
+    text = text.Replace(u"'", u"");
+    if (ParseBracketed(text, parts)) return parts;
+  }
+  parts.Name = text;
+  if (IsValidAddress(text)) {
+    parts.EmailAddress = text;
+  } else if (parts.RoutingType == u"SMTP") {
+    parts.RoutingType.clear();  // the name alone, for the server to resolve; a directory address keeps its type
+  }
+  return parts;
+}
+
+}  // namespace
+
+TVqEWSRecipient::TVqEWSRecipient(const IVqDOMElement& AElement, const string& AElementName, TServerVersion AServerVersion)
+    : FServerVersion(AServerVersion), FMailBoxElement(std::make_unique<TEwsEmailAddressType>(AElement)) {
+  if (AElement.GetLocalName() != AElementName) throw EAssertionFailed("Assertion failure (ews/uVqEWSInterfaces)");
+}
+
+TVqEWSRecipient::~TVqEWSRecipient() = default;
+
+string TVqEWSRecipient::GetName() { return FMailBoxElement->GetName(); }
+void TVqEWSRecipient::SetName(const string& AValue) { FMailBoxElement->SetName(AValue); }
+string TVqEWSRecipient::GetEmailAddress() { return FMailBoxElement->GetEmailAddress(); }
+void TVqEWSRecipient::SetEmailAddress(const string& AValue) { FMailBoxElement->SetEmailAddress(AValue); }
+string TVqEWSRecipient::GetRoutingType() { return FMailBoxElement->GetRoutingType(); }
+void TVqEWSRecipient::SetRoutingType(const string& AValue) { FMailBoxElement->SetRoutingType(AValue); }
+TMailboxType TVqEWSRecipient::GetMailboxType() { return FMailBoxElement->GetMailboxType(); }
+void TVqEWSRecipient::SetMailboxType(TMailboxType AValue) { FMailBoxElement->SetMailboxType(AValue); }
+
+TItemId TVqEWSRecipient::GetItemId() {
+  const IVqDOMElement id = AsElement().SelectSingleElement("ItemId", kSelectQuiet);
+  return id ? TItemId{id.GetAttribute("Id"), id.GetAttribute("ChangeKey")} : TItemId();
+}
+
+void TVqEWSRecipient::SetItemId(const TItemId& AValue) {
+  IVqDOMElement id = AsElement().SelectSingleElement("t:ItemId", TVqDOMSelectOption::soCreate);
+  id.SelectSingleElement("t:Id", TVqDOMSelectOption::soCreate).SetText(AValue.Id);
+  if (!AValue.ChangeKey.empty()) id.SelectSingleElement("t:ChangeKey", TVqDOMSelectOption::soCreate).SetText(AValue.ChangeKey);
+}
+
+string TVqEWSRecipient::GetOriginalDisplayName() {
+  EwsCheckVersion(Exchange2013, FServerVersion, "OriginalDisplayName");
+  return FMailBoxElement->GetOriginalDisplayName();
+}
+
+void TVqEWSRecipient::SetOriginalDisplayName(const string& AValue) {
+  EwsCheckVersion(Exchange2013, FServerVersion, "OriginalDisplayName");
+  FMailBoxElement->SetOriginalDisplayName(AValue);
+}
+
+IVqDOMElement TVqEWSRecipient::AsElement() const { return FMailBoxElement->AsElement(); }
+
+TVqEWSRecipients::TVqEWSRecipients(const IVqDOMElement& AParent, const string& AElementName, TServerVersion AServerVersion)
+    : FServerVersion(AServerVersion), FMailboxElmName(AElementName), FMailBoxParent(AParent) {
+  const TVqDOMElementList entries = AParent.CreateElementList(".//" + AElementName, kSelectQuiet);
+  FList.reserve(static_cast<std::size_t>(entries.Count()));
+  for (std::int32_t i = 0; i < entries.Count(); ++i) {
+    FList.push_back(MakeRef<TVqEWSRecipient>(entries.GetItem(i), AElementName, AServerVersion));
+  }
+}
+
+std::int32_t TVqEWSRecipients::Count() { return static_cast<std::int32_t>(FList.size()); }
+
+TVqRef<TVqEWSRecipient> TVqEWSRecipients::GetRecipient(std::int32_t AIndex) const {
+  if (AIndex < 0 || static_cast<std::size_t>(AIndex) >= FList.size()) {
+    throw EListError("There is no recipient at position " + IntToStr(AIndex) + ".");
+  }
+  return FList[static_cast<std::size_t>(AIndex)];
+}
+
+TVqRef<IVqEWSRecipient> TVqEWSRecipients::Add(const string& AText) {
+  const string text = AText.Trim();
+  if (text.empty()) throw EVqException("You can not add an empty recipient");
+  const TRecipientText parts = ParseRecipient(text);
+  const auto recipient = MakeRef<TVqEWSRecipient>(FMailBoxParent.AddElement("t:Mailbox"), "Mailbox", FServerVersion);
+  FList.push_back(recipient);
+  recipient->SetName(parts.Name);
+  recipient->SetEmailAddress(parts.EmailAddress);
+  recipient->SetRoutingType(parts.RoutingType);
+  return recipient;
+}
+
+void TVqEWSRecipients::Remove(const string& AAddress) {
+  const auto found =
+      std::ranges::find_if(FList, [&](const auto& recipient) { return SameText(recipient->GetEmailAddress(), AAddress); });
+  if (found == FList.end()) return;
+  FMailBoxParent.RemoveChild((*found)->AsElement());
+  FList.erase(found);
+}
+
+void TVqEWSRecipients::Delete(std::int32_t AIndex) {
+  GetRecipient(AIndex);
+  FList.erase(FList.begin() + AIndex);
+}
+
+void TVqEWSRecipients::Clear() {
+  while (!FList.empty()) FList.pop_back();
+  FMailBoxParent.RemoveAllChildren();
+}
+
+string TVqEWSRecipients::GetAsString() {
+  string text;
+  for (const auto& recipient : FList) {
+    const string name = recipient->GetName();
+    const string address = recipient->GetEmailAddress();
+    text += u"; ";
+    text += name.empty() || name == address ? address : name + u" <" + address + u">";
+  }
+  return text.Copy(2);
+}
+
+void TVqEWSRecipients::SetAsString(const string& AValue) {
+  Clear();
+  for (const string& piece : Tokenize(AValue, u';')) Add(piece);
+}
+
+TVqRef<IVqEWSRecipient> TVqEWSMember::GetMailbox() {
+  return MakeRef<TVqEWSRecipient>(FMember.GetMailbox().AsElement(), "Mailbox", FServerVersion);
+}
+TMemberStatus TVqEWSMember::GetStatus() { return FMember.GetStatus(); }
+void TVqEWSMember::SetStatus(TMemberStatus AValue) { FMember.SetStatus(AValue); }
+string TVqEWSMember::GetKey() { return FMember.GetKey(); }
+void TVqEWSMember::SetKey(const string& AValue) { FMember.SetKey(AValue); }
+
+TVqEWSMembersList::TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion)
+    : FServerVersion(AServerVersion), FMembers(AMembers) {
+  for (std::int32_t i = 0; i < FMembers.GetMember().Count(); ++i) {
+    FList.push_back(MakeRef<TVqEWSMember>(FMembers.GetMember().GetItem(i), FServerVersion));
+  }
+}
+
+std::int32_t TVqEWSMembersList::Count() const { return static_cast<std::int32_t>(FList.size()); }
+
+TVqRef<TVqEWSMember> TVqEWSMembersList::GetItem(std::int32_t AIndex) const {
+  if (AIndex < 0 || AIndex >= Count()) throw EListError("There is no member at position " + IntToStr(AIndex) + ".");
+  return FList[static_cast<std::size_t>(AIndex)];
+}
+
+TVqRef<TVqEWSMember> TVqEWSMembersList::Add(const TVqRef<IVqEWSRecipient>&) {
+  FList.push_back(MakeRef<TVqEWSMember>(FMembers.GetMember().Add(), FServerVersion));
+  return FList.back();
+}
+
+void TVqEWSMembersList::Remove(const TVqRef<IVqEWSRecipient>& AMailbox) {
+  for (std::int32_t i = Count() - 1; i >= 0; --i) {
+    if (SameText(GetItem(i)->GetMailbox()->GetEmailAddress(), AMailbox->GetEmailAddress())) return Delete(i);
+  }
+}
+
+void TVqEWSMembersList::Delete(std::int32_t AIndex) {
+  GetItem(AIndex);
+  FMembers.GetMember().Delete(AIndex);
+  FList.erase(FList.begin() + AIndex);
+}
+
+void TVqEWSMembersList::Clear() {
+  FMembers.GetMember().Clear();
+  FList.clear();
+}
+
+}  // namespace velmore

@@ -1,0 +1,154 @@
+#include "platform/common/uVqDateTimeUtils.h"
+
+#include <cmath>
+#include <limits>
+
+#include "platform/common/uVqSysUtils.h"
+
+namespace velmore {
+namespace {
+
+constexpr std::int64_t kFirst = VqDaysFromCivil(1, 1, 1) * kVqMillisecondsPerDay;
+constexpr std::int64_t kEnd = VqDaysFromCivil(10000, 1, 1) * kVqMillisecondsPerDay;
+
+[[noreturn]] void RaiseOutOfRange() {
+  throw EConvertError("The date lies outside the years 1 to 9999.");
+}
+
+std::int64_t FloorDays(std::int64_t milliseconds) {
+  return (milliseconds >= 0 ? milliseconds : milliseconds - (kVqMillisecondsPerDay - 1)) / kVqMillisecondsPerDay;
+}
+
+/// Days and the rest of a day apart: the sum of both in one step would lose digits that the day part does not need.
+TDateTime FromMilliseconds(std::int64_t milliseconds) {
+  const std::int64_t days = FloorDays(milliseconds);
+  const std::int64_t rest = milliseconds - days * kVqMillisecondsPerDay;
+  return static_cast<double>(days + kVqUnixEpochDays) +
+         static_cast<double>(rest) / static_cast<double>(kVqMillisecondsPerDay);
+}
+
+string TwoDigits(std::int32_t value) {
+  return (value >= 0 && value < 10 ? "0" : "") + IntToStr(value);
+}
+
+}  // namespace
+
+std::int64_t VqToUnixMilliseconds(TDateTime value) {
+  const double days = value;
+  if (!(days > -700000.0 && days < 3000000.0)) RaiseOutOfRange();  // not a number fails the test, too
+  const double whole = std::floor(days);
+  const std::int64_t rest = std::llround((days - whole) * static_cast<double>(kVqMillisecondsPerDay));
+  const std::int64_t result = (static_cast<std::int64_t>(whole) - kVqUnixEpochDays) * kVqMillisecondsPerDay + rest;
+  if (result < kFirst || result >= kEnd) RaiseOutOfRange();
+  return result;
+}
+
+TDateTime VqFromUnixMilliseconds(std::int64_t milliseconds) {
+  if (milliseconds < kFirst || milliseconds >= kEnd) RaiseOutOfRange();
+  return FromMilliseconds(milliseconds);
+}
+
+bool VqTryEncodeDateTime(const TVqDateTimeParts& parts, TDateTime& value) noexcept {
+  if (!VqIsValidDate(parts.Year, parts.Month, parts.Day) ||
+      !VqIsValidTime(parts.Hour, parts.Minute, parts.Second, parts.Millisecond)) {
+    return false;
+  }
+  const std::int64_t seconds = (parts.Hour * 60 + parts.Minute) * 60 + parts.Second;
+  value = FromMilliseconds(VqDaysFromCivil(parts.Year, parts.Month, parts.Day) * kVqMillisecondsPerDay +
+                           seconds * 1000 + parts.Millisecond);
+  return true;
+}
+
+TDateTime VqEncodeDateTime(const TVqDateTimeParts& parts) {
+  TDateTime value;
+  if (!VqTryEncodeDateTime(parts, value)) {
+    throw EConvertError("There is no date and time " + IntToStr(parts.Year) + "-" + TwoDigits(parts.Month) + "-" +
+                        TwoDigits(parts.Day) + " " + TwoDigits(parts.Hour) + ":" + TwoDigits(parts.Minute) + ":" +
+                        TwoDigits(parts.Second) + "." + IntToStr(parts.Millisecond) + ".");
+  }
+  return value;
+}
+
+TDateTime VqEncodeDate(std::int32_t year, std::int32_t month, std::int32_t day) {
+  if (!VqIsValidDate(year, month, day)) {
+    throw EConvertError("There is no date " + IntToStr(year) + "-" + TwoDigits(month) + "-" + TwoDigits(day) + ".");
+  }
+  return static_cast<double>(VqDaysFromCivil(year, month, day) + kVqUnixEpochDays);
+}
+
+TDateTime VqEncodeTime(std::int32_t hour, std::int32_t minute, std::int32_t second, std::int32_t millisecond) {
+  if (!VqIsValidTime(hour, minute, second, millisecond)) {
+    throw EConvertError("There is no time of day " + TwoDigits(hour) + ":" + TwoDigits(minute) + ":" +
+                        TwoDigits(second) + "." + IntToStr(millisecond) + ".");
+  }
+  return static_cast<double>(((hour * 60 + minute) * 60 + second) * std::int64_t{1000} + millisecond) /
+         static_cast<double>(kVqMillisecondsPerDay);
+}
+
+TVqDateTimeParts VqDecodeDateTime(TDateTime value) {
+  const std::int64_t milliseconds = VqToUnixMilliseconds(value);
+  const std::int64_t days = FloorDays(milliseconds);
+  auto rest = static_cast<std::int32_t>(milliseconds - days * kVqMillisecondsPerDay);
+  TVqDateTimeParts parts = VqCivilFromDays(days);
+  parts.Millisecond = rest % 1000;
+  rest /= 1000;
+  parts.Second = rest % 60;
+  rest /= 60;
+  parts.Minute = rest % 60;
+  parts.Hour = rest / 60;
+  return parts;
+}
+
+TDateTime VqDateOf(TDateTime value) {
+  return static_cast<double>(FloorDays(VqToUnixMilliseconds(value)) + kVqUnixEpochDays);
+}
+
+TDateTime VqTimeOf(TDateTime value) {
+  const std::int64_t milliseconds = VqToUnixMilliseconds(value);
+  return static_cast<double>(milliseconds - FloorDays(milliseconds) * kVqMillisecondsPerDay) /
+         static_cast<double>(kVqMillisecondsPerDay);
+}
+
+std::int32_t VqDayOfWeek(TDateTime value) {
+  const std::int64_t days = FloorDays(VqToUnixMilliseconds(value)) + 4;  // 1 January 1970 was a Thursday
+  return static_cast<std::int32_t>((days % 7 + 7) % 7);
+}
+
+TDateTime VqIncMonth(TDateTime value, std::int32_t months) {
+  TVqDateTimeParts parts = VqDecodeDateTime(value);
+  const std::int64_t month = parts.Year * std::int64_t{12} + (parts.Month - 1) + months;
+  if (month < 12 || month >= 120000) RaiseOutOfRange();
+  parts.Year = static_cast<std::int32_t>(month / 12);
+  parts.Month = static_cast<std::int32_t>(month % 12) + 1;
+  const std::int32_t last = VqDaysInMonth(parts.Year, parts.Month);
+  if (parts.Day > last) parts.Day = last;
+  return VqEncodeDateTime(parts);
+}
+
+TVqSysTime VqToSysTime(TDateTime value) {
+  return TVqSysTime(std::chrono::milliseconds(VqToUnixMilliseconds(value)));
+}
+
+TDateTime VqFromSysTime(TVqSysTime value) {
+  return VqFromUnixMilliseconds(value.time_since_epoch().count());
+}
+
+std::chrono::system_clock::time_point VqToTimePoint(TDateTime value) {
+  using Clock = std::chrono::system_clock;
+  const TVqSysTime point = VqToSysTime(value);
+  if (point < std::chrono::ceil<std::chrono::milliseconds>(Clock::time_point::min()) ||
+      point > std::chrono::floor<std::chrono::milliseconds>(Clock::time_point::max())) {
+    throw EConvertError("The date lies outside what the system's clock can tell.");
+  }
+  return std::chrono::time_point_cast<Clock::duration>(point);
+}
+
+TDateTime VqFromTimePoint(std::chrono::system_clock::time_point value) {
+  return VqFromSysTime(std::chrono::round<std::chrono::milliseconds>(value));
+}
+
+TDateTime VqNow() {
+  return VqFromTimePoint(std::chrono::system_clock::now());
+}
+
+}  // namespace velmore

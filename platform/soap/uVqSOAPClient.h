@@ -1,0 +1,47 @@
+#pragma once
+
+/// The SOAP client: makes requests for one endpoint and sends them through an HTTP client.
+///
+///     TVqSOAPClient soap(nullptr);
+///     soap.SetHTTPClient(&http);
+///     soap.InitSOAPEnv(url, "soap", namespaces, TVqSOAPEncodingVersion::soap11);
+///     auto request = soap.CreateRequest("m:GetFolder", "");
+
+#include "platform/soap/uVqSOAPTypes.h"
+
+namespace velmore {
+
+/// Owns nothing but its settings; the HTTP client is another's and is forgotten when it goes away. No copies. One thread at a time. Raises what the
+/// HTTP layer raises, and the failures of IVqSOAPRequest::Send.
+class TVqSOAPClient : public TVqComponent {
+ public:
+  explicit TVqSOAPClient(TVqComponent* AOwner);
+
+  /// The object behind an IVqHTTPClient, through which requests go out. Raises a plain exception when it is none.
+  void SetHTTPClient(TVqComponent* AClient);
+  /// The endpoint, the prefix of envelope elements and the declarations of the envelope, in this order.
+  void InitSOAPEnv(const string& AURL, const string& APrefix, const std::vector<TVqSOAPNamespace>& ANamespaces,
+                   TVqSOAPEncodingVersion AEncodingVersion);
+  /// A message whose body holds one element named `AMethod`. With an empty `AResponseName` the first element of the reply's body is the response.
+  TVqRef<IVqSOAPRequest> CreateRequest(const string& AMethod, const string& AResponseName);
+  /// The credentials in use by the HTTP client. Raises a plain exception when there is no client.
+  TVqCredentials& GetCredentials();
+
+  /// Called with each message just before it is written, to bring it into another form.
+  void SetBeforeSend(std::function<void(IVqSOAPRequest&)> AHandler) { FBeforeSend = std::move(AHandler); }
+
+ protected:
+  void Notification(TVqComponent* AComponent, TVqOperation AOperation) override;
+
+ private:
+  friend class TVqSOAPRequest;
+
+  IVqHTTPClient& Client() const;
+
+  TVqComponent* FHTTPClient = nullptr;
+  string FURL, FPrefix;
+  std::vector<TVqSOAPNamespace> FNamespaces;
+  std::function<void(IVqSOAPRequest&)> FBeforeSend;
+};
+
+}  // namespace velmore

@@ -1,0 +1,133 @@
+#pragma once
+
+/// SOAP 1.1 messages: the envelope, requests with their headers, responses, faults.
+
+#include "platform/http/uVqHTTPBase.h"
+#include "platform/xml/uVqXMLDOM.h"
+
+namespace velmore {
+
+class IVqSOAPResponse;
+class TVqSOAPResponse;
+
+/// The SOAP version of an envelope. Only the first is used by Exchange Web Services.
+enum class TVqSOAPEncodingVersion { soap11, soap12 };
+
+/// How a request is sent. The library sends everything synchronously.
+enum class TVqSOAPSendKind { none = 0, oneWay = 1, synchronous = 2 };
+
+/// A namespace declaration on the envelope: `{"xmlns:m", "http://..."}`.
+struct TVqSOAPNamespace {
+  string Attribute;
+  string Value;
+};
+
+/// A message: one document with an envelope. Handles that it gives keep the document alive.
+class IVqSOAPEnvelope : public virtual IVqObject {
+ public:
+  virtual IVqDOMDocument GetDocument() = 0;
+  /// The root element.
+  virtual IVqDOMElement GetEnvelope() = 0;
+  /// The header element; empty when the message has none. Element names of the envelope are found whatever their prefix and case.
+  virtual IVqDOMElement GetHeader() = 0;
+  virtual bool HasHeader() = 0;
+  /// The body element; empty when the message has none.
+  virtual IVqDOMElement GetBody() = 0;
+
+ protected:
+  ~IVqSOAPEnvelope() = default;
+};
+
+/// Makes the response object of a request from the reply's bytes, which it takes over. For replies that must not become a tree as a whole.
+using TVqSOAPResponseFactory = std::function<TVqRef<TVqSOAPResponse>(std::string ABytes, const string& AResponseName)>;
+
+/// A request that is being filled, and sent once or several times.
+class IVqSOAPRequest : public virtual IVqSOAPEnvelope {
+ public:
+  /// The element of the operation, the only child of the body, for the caller to fill.
+  virtual IVqDOMElement GetMethod() = 0;
+  /// The qualified name of the response's element; empty for "the first one".
+  virtual string GetResponseName() = 0;
+  /// Replaces the whole message by a copy of another one.
+  virtual void LoadEnvelope(IVqSOAPEnvelope& ASource) = 0;
+  /// An HTTP header that goes out with this one request.
+  virtual void AddHTTPHeader(const string& AName, const string& AValue) = 0;
+  /// Appends an element to the envelope's header and gives it. `ANamespace` is declared on the element when it is not empty.
+  virtual IVqDOMElement AddSOAPHeader(const string& AName, const string& ANamespace = string()) = 0;
+  /// Sends the message and reads the reply. Blocks. A factory in `AOption` makes the response; otherwise it is a TVqSOAPResponse.
+  ///
+  /// Raises EVqSOAPFault when the reply is a fault, EVqHTTPApiException for network errors and (12015) for refused credentials, EVqHTTPException with
+  /// the status for any reply without a SOAP envelope, EVqXMLError for a reply that is cut short or not well-formed.
+  virtual void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind AKind = TVqSOAPSendKind::synchronous,
+                    const TVqSOAPResponseFactory& AOption = nullptr) = 0;
+
+ protected:
+  ~IVqSOAPRequest() = default;
+};
+
+/// A reply.
+class IVqSOAPResponse : public virtual IVqSOAPEnvelope {
+ public:
+  /// The response element: the one that the request named, else the first of the body. Raises a plain exception when there is none.
+  virtual IVqDOMElement GetResponse() = 0;
+  virtual bool GetIsFault() = 0;
+  /// A child element of the response element by local name; raises a plain exception when it is missing.
+  virtual IVqDOMElement GetArgument(const string& AName) = 0;
+  virtual bool HasArgument(const string& AName) = 0;
+
+ protected:
+  ~IVqSOAPResponse() = default;
+};
+
+/// The reply as a document. The prefixes of the two EWS namespaces are "m" and "t" in it, whatever the server chose.
+class TVqSOAPResponse : public TVqObject, public virtual IVqSOAPResponse {
+ public:
+  /// Takes over the bytes of the reply and parses them. Raises EVqXMLError when they are not well-formed.
+  TVqSOAPResponse(std::string ASOAPResponse, const string& AResponseName);
+
+  IVqDOMDocument GetDocument() override { return FDocument; }
+  IVqDOMElement GetEnvelope() override;
+  IVqDOMElement GetHeader() override;
+  bool HasHeader() override;
+  IVqDOMElement GetBody() override;
+  IVqDOMElement GetResponse() override;
+  bool GetIsFault() override;
+  IVqDOMElement GetArgument(const string& AName) override;
+  bool HasArgument(const string& AName) override;
+
+ private:
+  TVqDOMDocument FDocument;
+  string FResponseName;
+};
+
+/// The server answered with a fault. What it said is empty where it did not say it.
+class EVqSOAPFault : public EVqException {
+ public:
+  EVqSOAPFault(const string& AMessage, const string& AFaultCode, const string& AFaultString, const string& AResponseCode, const string& ADetail,
+               std::int32_t ABackOffMilliseconds, std::int32_t AHTTPStatus)
+      : EVqException(AMessage),
+        FFaultCode(AFaultCode),
+        FFaultString(AFaultString),
+        FResponseCode(AResponseCode),
+        FDetail(ADetail),
+        FBackOffMilliseconds(ABackOffMilliseconds),
+        FHTTPStatus(AHTTPStatus) {}
+
+  /// "s:Client", "a:ErrorSchemaValidation" and the like.
+  const string& FaultCode() const noexcept { return FFaultCode; }
+  /// The human text.
+  const string& FaultString() const noexcept { return FFaultString; }
+  /// The EWS code of the detail: "ErrorServerBusy" and the like.
+  const string& ResponseCode() const noexcept { return FResponseCode; }
+  /// The markup of the detail.
+  const string& Detail() const noexcept { return FDetail; }
+  /// How long the server asks to be left alone, in milliseconds; 0 when it does not say.
+  std::int32_t BackOffMilliseconds() const noexcept { return FBackOffMilliseconds; }
+  std::int32_t HTTPStatus() const noexcept { return FHTTPStatus; }
+
+ private:
+  string FFaultCode, FFaultString, FResponseCode, FDetail;
+  std::int32_t FBackOffMilliseconds, FHTTPStatus;
+};
+
+}  // namespace velmore
