@@ -7,9 +7,13 @@ namespace velmore {
 
 TVqEWSBaseSession::TVqEWSBaseSession(TVqComponent* AOwner) : TVqComponent(AOwner) {}
 
-void TVqEWSBaseSession::SetExchangeCookie(const string& AValue) { FExchangeCookie = AValue; }
+void TVqEWSBaseSession::SetExchangeCookie(const string& AValue) {
+  FExchangeCookie = AValue;
+}
 
-void TVqEWSBaseSession::SetAccessToken(const TVqOAuthAccessToken& AValue) { FAccessToken = AValue; }
+void TVqEWSBaseSession::SetAccessToken(const TVqOAuthAccessToken& AValue) {
+  FAccessToken = AValue;
+}
 
 TVqEWSObject::TVqEWSObject(TVqComponent* ACreator, bool AKeepCreatorAlive)
     : TVqComponent(nullptr), FCreatedBy(ACreator), FKeepCreatorAlive(false) {
@@ -35,20 +39,26 @@ TVqEWSObject::~TVqEWSObject() {
   if (FKeepCreatorAlive) FCreatedBy->_Release();
 }
 
-TVqRef<IVqSOAPRequest> TVqEWSObject::CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod, const string& AResponseName) {
-  if (auto* creator = dynamic_cast<TVqEWSObject*>(FCreatedBy)) return creator->CreateRequest(ASOAPClient, AMethod, AResponseName);
+TVqRef<IVqSOAPRequest> TVqEWSObject::CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
+                                                   const string& AResponseName) {
+  if (auto* creator = dynamic_cast<TVqEWSObject*>(FCreatedBy))
+    return creator->CreateRequest(ASOAPClient, AMethod, AResponseName);
   if (!FSession) throw EVqException("There is no active EWS Session!");
   if (!FCreatedBy) throw EVqException("The object that made this one is gone.");
   return FSession->CreateRequest(ASOAPClient, AMethod, AResponseName);
 }
 
-TVqRef<IVqHTTPClient> TVqEWSObject::CreateHTTPClient(bool AUseSession) { return ActiveSession().CreateHTTPClient(AUseSession); }
+TVqRef<IVqHTTPClient> TVqEWSObject::CreateHTTPClient(bool AUseSession) {
+  return ActiveSession().CreateHTTPClient(AUseSession);
+}
 
 TVqSOAPClient* TVqEWSObject::CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) {
   return ActiveSession().CreateSOAPClient(AHTTPClient);
 }
 
-void TVqEWSObject::CheckResponseError(const IVqDOMElement& AElement) { ActiveSession().CheckResponseError(AElement); }
+void TVqEWSObject::CheckResponseError(const IVqDOMElement& AElement) {
+  ActiveSession().CheckResponseError(AElement);
+}
 
 void TVqEWSObject::Notification(TVqComponent* AComponent, TVqOperation AOperation) {
   TVqComponent::Notification(AComponent, AOperation);
@@ -62,6 +72,30 @@ TVqEWSBaseSession& TVqEWSObject::ActiveSession() const {
   return *FSession;
 }
 
-bool TVqEWSObject::WritesChangeKey() const { return ActiveSession().GetServerVersion() > Exchange2013; }
+void TVqEWSObject::AddLoadId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const {
+  AIds.AddElement(AElementName).SetAttribute("Id", AId.Id);
+  if (WritesChangeKey()) AIds.AddElement("t:ChangeKey").SetAttribute("Id", AId.ChangeKey);
+}
+
+void TVqEWSObject::AddId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const {
+  const IVqDOMElement id = AIds.AddElement(AElementName);
+  id.SetAttribute("Id", AId.Id);
+  if (WritesChangeKey()) id.SetAttribute("ChangeKey", AId.ChangeKey);
+}
+
+bool TVqEWSObject::WritesChangeKey() const {
+  return ActiveSession().GetServerVersion() > Exchange2013;
+}
+
+TVqEWSObject& TVqEWSObjectSession::Object() const {
+  if (!FObject) throw EVqException("The object is gone.");
+  return *FObject;
+}
+
+TVqEWSBaseSession& TVqEWSObjectSession::Session() const {
+  TVqEWSBaseSession* session = Object().GetSession();
+  if (!session) throw EVqException("There is no active EWS Session!");
+  return *session;
+}
 
 }  // namespace velmore

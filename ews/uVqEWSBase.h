@@ -21,12 +21,16 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
   TServerVersion GetServerVersion() override = 0;
   TVqRef<IVqHTTPClient> CreateHTTPClient(bool AUseSession) override = 0;
   TVqSOAPClient* CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) override = 0;
-  TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod, const string& AResponseName) override = 0;
+  TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
+                                       const string& AResponseName) override = 0;
   /// Stores the value of the last "exchangecookie" seen on a response.
   virtual void SetExchangeCookie(const string& AValue);
   /// Stores a copy of the token.
   virtual void SetAccessToken(const TVqOAuthAccessToken& AValue);
   void CheckResponseError(const IVqDOMElement& AElement) override = 0;
+
+  /// Whether requests are brought into the form that the published schema has.
+  virtual bool GetStrictSchema() const { return false; }
 
   const string& GetExchangeCookie() const noexcept { return FExchangeCookie; }
   const TVqOAuthAccessToken& GetAccessToken() const noexcept { return FAccessToken; }
@@ -55,7 +59,8 @@ class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
   /// raises a plain exception.
   TVqEWSObject(TVqComponent* ACreator, bool AKeepCreatorAlive);
 
-  virtual TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod, const string& AResponseName);
+  virtual TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
+                                               const string& AResponseName);
   TItemId GetID() override { return FID; }
   virtual void SetId(const TItemId& AId) { FID = AId; }
 
@@ -75,6 +80,11 @@ class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
 
   /// The session, which must still be there.
   TVqEWSBaseSession& ActiveSession() const;
+  /// The id of an item or folder to be loaded, below the list of ids. The change key goes in an element of its own, beside the id and under
+  /// the attribute name "Id", where later servers than Exchange2013 are asked. Wanted as it stands; see uVqEWSWireForm.h for the other form.
+  void AddLoadId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const;
+  /// The same id for any other request: the change key is an attribute.
+  void AddId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const;
   /// True when the server is later than Exchange2013: change keys go with ids only then. Raises before logon.
   bool WritesChangeKey() const;
 
@@ -83,6 +93,34 @@ class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
   TItemId FID;
   TVqEWSBaseSession* FSession = nullptr;
   bool FKeepCreatorAlive;
+};
+
+/// The session as one object sees it: requests go along the object's chain of creators, so that an impersonating store can add its header. Outlives the
+/// object; raises a plain exception then.
+class TVqEWSObjectSession : public TVqObject, public virtual IVqEWSSession {
+ public:
+  explicit TVqEWSObjectSession(TVqEWSObject& AObject) : FObject(&AObject) {}
+  /// To be called before the object goes.
+  void Forget() noexcept { FObject = nullptr; }
+
+  string GetServiceURL() override { return Session().GetServiceURL(); }
+  TVqCredentials& GetCredentials() override { return Session().GetCredentials(); }
+  TServerVersion GetServerVersion() override { return Session().GetServerVersion(); }
+  TVqRef<IVqHTTPClient> CreateHTTPClient(bool AUseSession) override { return Object().CreateHTTPClient(AUseSession); }
+  TVqSOAPClient* CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) override {
+    return Object().CreateSOAPClient(AHTTPClient);
+  }
+  TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
+                                       const string& AResponseName) override {
+    return Object().CreateRequest(ASOAPClient, AMethod, AResponseName);
+  }
+  void CheckResponseError(const IVqDOMElement& AElement) override { Object().CheckResponseError(AElement); }
+
+ private:
+  TVqEWSObject& Object() const;
+  TVqEWSBaseSession& Session() const;
+
+  TVqEWSObject* FObject;
 };
 
 }  // namespace velmore

@@ -9,9 +9,11 @@
 ///     items->FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
 
 #include "ews/uVqEWSItemInterfaces.h"
+#include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
 
+class TVqStringStream;
 class TVqEWSField;
 class TVqEWSFields;
 struct TVqEWSFieldDef;
@@ -57,6 +59,13 @@ enum TVqEWSContainmentComparison {
   ccIgnoreNonSpacingCharacters,
   ccIgnoreCaseAndNonSpacingCharacters
 };
+
+// Their wire texts, for VqEnumToText.
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSFolderDeleteType) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TSendMeetingInvitationsOrCancellations) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSRestrictionOperator) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSContainmentMode) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSContainmentComparison) noexcept;
 
 /// A node of a server-side filter. Made by CreateRestriction of a table, which it does not keep alive: keep the table.
 class IVqEWSRestriction : public virtual IVqEWSObject {

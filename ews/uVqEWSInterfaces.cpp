@@ -10,8 +10,12 @@ string WithCode(string message, const string& code) {
 
 }  // namespace
 
-void TItemId::Assign(const TEwsItemId& ASource) { *this = {ASource.GetId(), ASource.GetChangeKey()}; }
-void TItemId::Assign(const TEwsFolderId& ASource) { *this = {ASource.GetId(), ASource.GetChangeKey()}; }
+void TItemId::Assign(const TEwsItemId& ASource) {
+  *this = {ASource.GetId(), ASource.GetChangeKey()};
+}
+void TItemId::Assign(const TEwsFolderId& ASource) {
+  *this = {ASource.GetId(), ASource.GetChangeKey()};
+}
 
 EEWSException::EEWSException(const string& AMsg, const string& AEWSErrorCode, std::uint32_t AHTTPErrorCode)
     : EVqException(WithCode(AMsg, AEWSErrorCode)), FEWSErrorCode(AEWSErrorCode), FHTTPErrorCode(AHTTPErrorCode) {}
@@ -19,13 +23,15 @@ EEWSException::EEWSException(const string& AMsg, const string& AEWSErrorCode, st
 EEWSException::EEWSException(const string& AMsg, std::uint32_t AHTTPErrorCode)
     : EVqException(AMsg), FHTTPErrorCode(AHTTPErrorCode) {}
 
-EEWSException EEWSException::CreateFmt(const string& AMsg, const std::vector<TVqFormatArg>& AArgs, const string& AErrorCode) {
+EEWSException EEWSException::CreateFmt(const string& AMsg, const std::vector<TVqFormatArg>& AArgs,
+                                       const string& AErrorCode) {
   EEWSException exception(Format(WithCode(AMsg, AErrorCode), AArgs));
   exception.FEWSErrorCode = AErrorCode;
   return exception;
 }
 
-EEWSException EEWSException::CreateFmt(const string& AMsg, const std::vector<TVqFormatArg>& AArgs, std::uint32_t AErrorCode) {
+EEWSException EEWSException::CreateFmt(const string& AMsg, const std::vector<TVqFormatArg>& AArgs,
+                                       std::uint32_t AErrorCode) {
   return EEWSException(Format(AMsg, AArgs), AErrorCode);
 }
 

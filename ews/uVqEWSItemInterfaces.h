@@ -65,6 +65,12 @@ enum TVqEWSItemResponseType {
 };
 using TVqEWSItemResponseTypes = TVqSet<TVqEWSItemResponseType>;
 
+// Their wire texts, for VqEnumToText.
+const TVqEnumInfo& VqEnumInfoOf(TItemType) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSSaveOption) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TMessageDispositionType) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSItemResponseType) noexcept;
+
 /// A body as text with its type.
 struct TVqEwsTextBody {
   TBodyType BodyType = btHTML;

@@ -55,9 +55,7 @@ struct TRecipientText {
 
 /// The forms with the address in brackets; false when the text is none of them.
 bool ParseBracketed(const string& text, TRecipientText& parts) {
-  static constexpr struct {
-    char16_t Open, Close;
-  } Brackets[] = {{u'[', u']'}, {u'<', u'>'}, {u'(', u')'}};
+  static constexpr struct { char16_t Open, Close; } Brackets[] = {{u'[', u']'}, {u'<', u'>'}, {u'(', u')'}};
   for (const auto& [open, close] : Brackets) {
     const std::size_t at = text.view().find(open);
     if (at == string::npos || text[text.Length() - 1] != close) continue;
@@ -97,21 +95,38 @@ TRecipientText ParseRecipient(string text) {
 
 }  // namespace
 
-TVqEWSRecipient::TVqEWSRecipient(const IVqDOMElement& AElement, const string& AElementName, TServerVersion AServerVersion)
+TVqEWSRecipient::TVqEWSRecipient(const IVqDOMElement& AElement, const string& AElementName,
+                                 TServerVersion AServerVersion)
     : FServerVersion(AServerVersion), FMailBoxElement(std::make_unique<TEwsEmailAddressType>(AElement)) {
   if (AElement.GetLocalName() != AElementName) throw EAssertionFailed("Assertion failure (ews/uVqEWSInterfaces)");
 }
 
 TVqEWSRecipient::~TVqEWSRecipient() = default;
 
-string TVqEWSRecipient::GetName() { return FMailBoxElement->GetName(); }
-void TVqEWSRecipient::SetName(const string& AValue) { FMailBoxElement->SetName(AValue); }
-string TVqEWSRecipient::GetEmailAddress() { return FMailBoxElement->GetEmailAddress(); }
-void TVqEWSRecipient::SetEmailAddress(const string& AValue) { FMailBoxElement->SetEmailAddress(AValue); }
-string TVqEWSRecipient::GetRoutingType() { return FMailBoxElement->GetRoutingType(); }
-void TVqEWSRecipient::SetRoutingType(const string& AValue) { FMailBoxElement->SetRoutingType(AValue); }
-TMailboxType TVqEWSRecipient::GetMailboxType() { return FMailBoxElement->GetMailboxType(); }
-void TVqEWSRecipient::SetMailboxType(TMailboxType AValue) { FMailBoxElement->SetMailboxType(AValue); }
+string TVqEWSRecipient::GetName() {
+  return FMailBoxElement->GetName();
+}
+void TVqEWSRecipient::SetName(const string& AValue) {
+  FMailBoxElement->SetName(AValue);
+}
+string TVqEWSRecipient::GetEmailAddress() {
+  return FMailBoxElement->GetEmailAddress();
+}
+void TVqEWSRecipient::SetEmailAddress(const string& AValue) {
+  FMailBoxElement->SetEmailAddress(AValue);
+}
+string TVqEWSRecipient::GetRoutingType() {
+  return FMailBoxElement->GetRoutingType();
+}
+void TVqEWSRecipient::SetRoutingType(const string& AValue) {
+  FMailBoxElement->SetRoutingType(AValue);
+}
+TMailboxType TVqEWSRecipient::GetMailboxType() {
+  return FMailBoxElement->GetMailboxType();
+}
+void TVqEWSRecipient::SetMailboxType(TMailboxType AValue) {
+  FMailBoxElement->SetMailboxType(AValue);
+}
 
 TItemId TVqEWSRecipient::GetItemId() {
   const IVqDOMElement id = AsElement().SelectSingleElement("ItemId", kSelectQuiet);
@@ -121,7 +136,8 @@ TItemId TVqEWSRecipient::GetItemId() {
 void TVqEWSRecipient::SetItemId(const TItemId& AValue) {
   IVqDOMElement id = AsElement().SelectSingleElement("t:ItemId", TVqDOMSelectOption::soCreate);
   id.SelectSingleElement("t:Id", TVqDOMSelectOption::soCreate).SetText(AValue.Id);
-  if (!AValue.ChangeKey.empty()) id.SelectSingleElement("t:ChangeKey", TVqDOMSelectOption::soCreate).SetText(AValue.ChangeKey);
+  if (!AValue.ChangeKey.empty())
+    id.SelectSingleElement("t:ChangeKey", TVqDOMSelectOption::soCreate).SetText(AValue.ChangeKey);
 }
 
 string TVqEWSRecipient::GetOriginalDisplayName() {
@@ -134,9 +150,12 @@ void TVqEWSRecipient::SetOriginalDisplayName(const string& AValue) {
   FMailBoxElement->SetOriginalDisplayName(AValue);
 }
 
-IVqDOMElement TVqEWSRecipient::AsElement() const { return FMailBoxElement->AsElement(); }
+IVqDOMElement TVqEWSRecipient::AsElement() const {
+  return FMailBoxElement->AsElement();
+}
 
-TVqEWSRecipients::TVqEWSRecipients(const IVqDOMElement& AParent, const string& AElementName, TServerVersion AServerVersion)
+TVqEWSRecipients::TVqEWSRecipients(const IVqDOMElement& AParent, const string& AElementName,
+                                   TServerVersion AServerVersion)
     : FServerVersion(AServerVersion), FMailboxElmName(AElementName), FMailBoxParent(AParent) {
   const TVqDOMElementList entries = AParent.CreateElementList(".//" + AElementName, kSelectQuiet);
   FList.reserve(static_cast<std::size_t>(entries.Count()));
@@ -145,7 +164,9 @@ TVqEWSRecipients::TVqEWSRecipients(const IVqDOMElement& AParent, const string& A
   }
 }
 
-std::int32_t TVqEWSRecipients::Count() { return static_cast<std::int32_t>(FList.size()); }
+std::int32_t TVqEWSRecipients::Count() {
+  return static_cast<std::int32_t>(FList.size());
+}
 
 TVqRef<TVqEWSRecipient> TVqEWSRecipients::GetRecipient(std::int32_t AIndex) const {
   if (AIndex < 0 || static_cast<std::size_t>(AIndex) >= FList.size()) {
@@ -167,8 +188,8 @@ TVqRef<IVqEWSRecipient> TVqEWSRecipients::Add(const string& AText) {
 }
 
 void TVqEWSRecipients::Remove(const string& AAddress) {
-  const auto found =
-      std::ranges::find_if(FList, [&](const auto& recipient) { return SameText(recipient->GetEmailAddress(), AAddress); });
+  const auto found = std::ranges::find_if(
+      FList, [&](const auto& recipient) { return SameText(recipient->GetEmailAddress(), AAddress); });
   if (found == FList.end()) return;
   FMailBoxParent.RemoveChild((*found)->AsElement());
   FList.erase(found);
@@ -203,10 +224,18 @@ void TVqEWSRecipients::SetAsString(const string& AValue) {
 TVqRef<IVqEWSRecipient> TVqEWSMember::GetMailbox() {
   return MakeRef<TVqEWSRecipient>(FMember.GetMailbox().AsElement(), "Mailbox", FServerVersion);
 }
-TMemberStatus TVqEWSMember::GetStatus() { return FMember.GetStatus(); }
-void TVqEWSMember::SetStatus(TMemberStatus AValue) { FMember.SetStatus(AValue); }
-string TVqEWSMember::GetKey() { return FMember.GetKey(); }
-void TVqEWSMember::SetKey(const string& AValue) { FMember.SetKey(AValue); }
+TMemberStatus TVqEWSMember::GetStatus() {
+  return FMember.GetStatus();
+}
+void TVqEWSMember::SetStatus(TMemberStatus AValue) {
+  FMember.SetStatus(AValue);
+}
+string TVqEWSMember::GetKey() {
+  return FMember.GetKey();
+}
+void TVqEWSMember::SetKey(const string& AValue) {
+  FMember.SetKey(AValue);
+}
 
 TVqEWSMembersList::TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion)
     : FServerVersion(AServerVersion), FMembers(AMembers) {
@@ -215,7 +244,9 @@ TVqEWSMembersList::TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion A
   }
 }
 
-std::int32_t TVqEWSMembersList::Count() const { return static_cast<std::int32_t>(FList.size()); }
+std::int32_t TVqEWSMembersList::Count() const {
+  return static_cast<std::int32_t>(FList.size());
+}
 
 TVqRef<TVqEWSMember> TVqEWSMembersList::GetItem(std::int32_t AIndex) const {
   if (AIndex < 0 || AIndex >= Count()) throw EListError("There is no member at position " + IntToStr(AIndex) + ".");

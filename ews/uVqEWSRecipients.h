@@ -59,6 +59,16 @@ class IVqEWSRecipients : public virtual IVqObject {
   ~IVqEWSRecipients() = default;
 };
 
+/// What a store asks of the session about names: recipients without an item, and their completion (m:ResolveNames).
+class IVqEWSNameResolver {
+ public:
+  virtual TVqRef<IVqEWSRecipients> CreateRecipients() = 0;
+  virtual bool ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient, bool ARaiseError) = 0;
+
+ protected:
+  ~IVqEWSNameResolver() = default;
+};
+
 /// The recipient over one element of the types namespace. Owns its record, keeps the tree alive.
 class TVqEWSRecipient : public TVqObject, public virtual IVqEWSRecipient {
  public:

@@ -142,6 +142,7 @@ __attribute__((target("avx2"))) std::size_t DecodeAvx2(const char* text, std::si
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes),
                         _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, order), close));
   }
+  _mm256_zeroupper();  // not every compiler does it here, and whatever runs next would be slow
   return i + DecodeSsse3(text + i, size - i, bytes);
 }
 
@@ -166,6 +167,7 @@ __attribute__((target("avx2"))) std::size_t EncodeAvx2(const std::uint8_t* bytes
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(text),
                         _mm256_add_epi8(values, _mm256_shuffle_epi8(distance, which)));
   }
+  _mm256_zeroupper();  // not every compiler does it here, and whatever runs next would be slow
   return i + EncodeSsse3(bytes + i, size - i, text);
 }
 

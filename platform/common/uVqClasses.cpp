@@ -56,7 +56,7 @@ TVqComponent::TVqComponent(TVqComponent* AOwner) : FOwner(AOwner) {
 TVqComponent::~TVqComponent() {
   FDestroying = true;
   while (!FFreeNotifies.empty()) {  // one at a time, as whoever is told may destroy others that wait to be told
-    TVqComponent* component = FFreeNotifies.front();
+    TVqComponent* component = FFreeNotifies.back().Other;
     RemoveFreeNotification(component);
     try {
       component->Notification(this, TVqOperation::opRemove);
@@ -86,17 +86,45 @@ std::int32_t TVqComponent::_Release() noexcept {
   return left;
 }
 
+const TVqComponent::TNotify* TVqComponent::FindNotify(const TVqComponent* AComponent) const noexcept {
+  for (const TNotify& notify : FFreeNotifies) {
+    if (notify.Other == AComponent) return &notify;
+  }
+  return nullptr;
+}
+
+void TVqComponent::RemoveNotify(std::size_t APlace) noexcept {
+  FFreeNotifies[APlace] = FFreeNotifies.back();
+  FFreeNotifies.pop_back();
+  if (APlace < FFreeNotifies.size()) {
+    const TNotify& moved = FFreeNotifies[APlace];
+    moved.Other->FFreeNotifies[moved.Place].Place = APlace;
+  }
+}
+
 void TVqComponent::FreeNotification(TVqComponent* AComponent) {
   if (!AComponent || AComponent == this || FDestroying || AComponent->FDestroying) return;
-  if (std::ranges::find(FFreeNotifies, AComponent) != FFreeNotifies.end()) return;
-  AComponent->FFreeNotifies.reserve(AComponent->FFreeNotifies.size() + 1);  // both sides or none
-  FFreeNotifies.push_back(AComponent);
-  AComponent->FFreeNotifies.push_back(this);
+  const bool mine = FFreeNotifies.size() <= AComponent->FFreeNotifies.size();  // the shorter list tells as much
+  if (mine ? FindNotify(AComponent) : AComponent->FindNotify(this)) return;
+  FFreeNotifies.push_back({AComponent, AComponent->FFreeNotifies.size()});
+  try {
+    AComponent->FFreeNotifies.push_back({this, FFreeNotifies.size() - 1});
+  } catch (...) {
+    FFreeNotifies.pop_back();
+    throw;
+  }
 }
 
 void TVqComponent::RemoveFreeNotification(TVqComponent* AComponent) noexcept {
-  std::erase(FFreeNotifies, AComponent);
-  if (AComponent) std::erase(AComponent->FFreeNotifies, this);
+  if (!AComponent || AComponent == this) return;
+  const bool mine = FFreeNotifies.size() <= AComponent->FFreeNotifies.size();
+  const TNotify* found = mine ? FindNotify(AComponent) : AComponent->FindNotify(this);
+  if (!found) return;
+  const std::size_t there = found->Place;
+  const TNotify& opposite = (mine ? AComponent : this)->FFreeNotifies[there];
+  const std::size_t here = opposite.Place;
+  RemoveNotify(mine ? here : there);
+  AComponent->RemoveNotify(mine ? there : here);
 }
 
 void TVqComponent::AssignTo(TVqComponent* ADest) {

@@ -151,7 +151,8 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
   bool GetAutoDestroy() const noexcept { return FAutoDestroy; }
 
   /// Asks this component to call `AComponent`'s Notification when it goes away. Mutual: when `AComponent` goes first,
-  /// this one is told. Asking twice changes nothing; so does asking a component in destruction.
+  /// this one is told. Asking twice changes nothing; so does asking a component in destruction. Costs the same however
+  /// many watch this component. In which order they are told is not fixed.
   void FreeNotification(TVqComponent* AComponent);
   void RemoveFreeNotification(TVqComponent* AComponent) noexcept;
 
@@ -171,7 +172,16 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
   string FName;
   TVqComponent* FOwner;
   std::vector<TVqComponent*> FComponents;
-  std::vector<TVqComponent*> FFreeNotifies;
+  /// One side of a pair that tells each other. It knows its place on the other side, since a session is watched by every
+  /// object made through it and must not search among them when one goes.
+  struct TNotify {
+    TVqComponent* Other;
+    std::size_t Place;
+  };
+  const TNotify* FindNotify(const TVqComponent* AComponent) const noexcept;
+  void RemoveNotify(std::size_t APlace) noexcept;
+
+  std::vector<TNotify> FFreeNotifies;
 };
 
 /// An event without arguments beyond its sender.

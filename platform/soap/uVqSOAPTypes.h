@@ -103,8 +103,9 @@ class TVqSOAPResponse : public TVqObject, public virtual IVqSOAPResponse {
 /// The server answered with a fault. What it said is empty where it did not say it.
 class EVqSOAPFault : public EVqException {
  public:
-  EVqSOAPFault(const string& AMessage, const string& AFaultCode, const string& AFaultString, const string& AResponseCode, const string& ADetail,
-               std::int32_t ABackOffMilliseconds, std::int32_t AHTTPStatus)
+  EVqSOAPFault(const string& AMessage, const string& AFaultCode, const string& AFaultString,
+               const string& AResponseCode, const string& ADetail, std::int32_t ABackOffMilliseconds,
+               std::int32_t AHTTPStatus)
       : EVqException(AMessage),
         FFaultCode(AFaultCode),
         FFaultString(AFaultString),

@@ -14,7 +14,9 @@ namespace {
 class LeakListener : public testing::EmptyTestEventListener {
   void OnTestStart(const testing::TestInfo&) override { FBefore = Count(); }
   void OnTestEnd(const testing::TestInfo& info) override {
-    if (info.result()->Passed()) EXPECT_EQ(Count(), FBefore) << "objects that outlived the test";
+    if (info.result()->Passed()) {
+      EXPECT_EQ(Count(), FBefore) << "objects that outlived the test";
+    }
   }
   static std::int64_t Count() { return velmore::VqLiveObjectCount ? velmore::VqLiveObjectCount() : 0; }
 

@@ -1,0 +1,317 @@
+#pragma once
+
+/// The session: the component that an application creates, configures and activates. Setting Active to true is the logon.
+///
+///     TVqEWSServiceSession session(nullptr);
+///     session.SetServiceUrl("https://mail.example.com/EWS/Exchange.asmx");
+///     session.GetCredentials().SetUserName("ann@example.com");
+///     session.GetCredentials().SetPassword(password);
+///     session.SetActive(true);
+///     auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
+
+#include <memory>
+
+#include "ews/uVqEWSBase.h"
+#include "ews/uVqEWSFolderInterfaces.h"
+#include "ews/uVqEWSProfiles.h"
+#include "ews/uVqEWSResolution.h"
+
+namespace velmore {
+
+class TVqEWSCustomSession;
+class TVqHTTPClientBase;
+
+/// What the server told of its version, in the header of the first reply.
+struct TServerVersionInfo {
+  std::int32_t MajorVersion = 0;
+  std::int32_t MinorVersion = 0;
+  std::int32_t MajorBuildNumber = 0;
+  std::int32_t MinorBuildNumber = 0;
+  /// "Exchange2016" and the like, UTF-8, cut at 255 bytes.
+  std::string Version;
+};
+
+/// The mailboxes of a session by position: the default one first, then the additional ones. Belongs to its session. Reading may run Autodiscover once.
+class TVqEWSMsgStores {
+ public:
+  explicit TVqEWSMsgStores(TVqEWSCustomSession& AOwner) : FOwner(AOwner) {}
+  std::int32_t Count();
+  /// Raises EListError for a position that does not exist.
+  string GetName(std::int32_t AIndex);
+
+ private:
+  TVqEWSCustomSession& FOwner;
+};
+
+/// One of the mailbox, store and id forms that ConvertId takes.
+struct TVqEwsAlternateId {
+  TIdFormat Format = ifEwsLegacyId;
+  string Id;
+  /// SMTP address of the mailbox.
+  string Mailbox;
+};
+using TVqEwsAlternateIds = std::vector<TVqEwsAlternateId>;
+
+/// The answer of ConvertId.
+class IVqEwsNonEmptyArrayOfAlternateIds : public virtual IVqObject {
+ public:
+  /// The converted ids, in the order in which they were asked for. Owned by this object.
+  virtual TEwsNonEmptyArrayOfAlternateIds& GetAlternateIds() = 0;
+
+ protected:
+  ~IVqEwsNonEmptyArrayOfAlternateIds() = default;
+};
+
+/// Where a search for a name looks; the wire text is the name without "sc".
+enum TSearchScope { scActiveDirectory, scActiveDirectoryContacts, scContacts, scContactsActiveDirectory };
+const TVqEnumInfo& VqEnumInfoOf(TSearchScope) noexcept;
+
+/// The session.
+///
+/// Owns its settings, its HTTP session, HTTP client and SOAP client (made at logon, freed at logoff). No copies: see AssignTo. One thread at a time;
+/// another thread makes its own pair through CreateHTTPClient and CreateSOAPClient. Raises plain exceptions for misuse, EEWSException for refusals,
+/// and lets the transport's own pass through outside of logon.
+class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver {
+ public:
+  explicit TVqEWSCustomSession(TVqComponent* AOwner);
+  ~TVqEWSCustomSession() override;
+
+  // ---- Logging on and off
+
+  bool GetActive() const noexcept { return FActive; }
+  /// True logs on: loads the profile, finds the service URL, probes the server (m:ConvertId) and settles the version of all requests and the
+  /// time-zone context (m:GetServerTimeZones). False logs off. Blocks. A failed logon clears the service URL.
+  ///
+  /// Raises EVqHTTPApiException "NAME_NOT_RESOLVED: ..." (12007) and "LOGIN_FAILURE: ..." (12015), EEWSException for other transport failures, and
+  /// a plain exception when `PasswordDialog` is on and there is no `ParentWnd` to show it on: a program without a desktop uses
+  /// TVqEWSServiceSession.
+  void SetActive(bool AValue);
+
+  /// These three raise a plain exception before logon.
+  TServerVersion GetServerVersion() override;
+  const TServerVersionInfo& GetServerVersionInfo() const;
+  /// "Exchange Server 2016 (15.1.2507.6)" and the like.
+  string GetServerDescription() const;
+
+  // ---- Where and as whom
+
+  string GetServiceURL() override { return FServiceUrl; }
+  const string& GetServiceUrl() const noexcept { return FServiceUrl; }
+  void SetServiceUrl(const string& AValue) { FServiceUrl = AValue; }
+  /// Changes of what this gives reach the clients at the next logon; SetCredentials reaches a live one at once.
+  TVqCredentials& GetCredentials() override { return FCredentials; }
+  void SetCredentials(const TVqCredentials& AValue);
+  TVqOAuth& GetOAuth() noexcept { return FOAuth; }
+  void SetOAuth(const TVqOAuth& AValue);
+  const string& GetAutodiscoverEMail() const noexcept { return FAutodiscoverEMail; }
+  /// A non-empty address clears the service URL; an empty one leaves it.
+  void SetAutodiscoverEMail(const string& AValue);
+  /// True while there is no service URL; false when there is no Autodiscover address; else what was set. Logon does not ask it.
+  bool GetUseAutoDiscover() const;
+  void SetUseAutoDiscover(bool AValue) { FUseAutoDiscover = AValue; }
+  TConnectingSIDType GetConnectingSIDType() const noexcept { return FConnectingSIDType; }
+  void SetConnectingSIDType(TConnectingSIDType AValue) { FConnectingSIDType = AValue; }
+  /// The user that a session with the ClientCredentials grant acts as.
+  const string& GetConnectingSID() const noexcept { return FConnectingSID; }
+  void SetConnectingSID(const string& AValue) { FConnectingSID = AValue; }
+
+  // ---- Transport
+
+  const string& GetUserAgent() const noexcept { return FUserAgent; }
+  void SetUserAgent(const string& AValue);
+  const string& GetProxyServer() const noexcept { return FProxyServer; }
+  /// "host:port".
+  void SetProxyServer(const string& AValue);
+  const string& GetProxyServerBypass() const noexcept { return FProxyServerBypass; }
+  void SetProxyServerBypass(const string& AValue);
+  TVqCredentials& GetProxyCredentials() noexcept { return FProxyCredentials; }
+  void SetProxyCredentials(const TVqCredentials& AValue);
+  TVqHTTPAccessType GetAccessType() const noexcept { return FAccessType; }
+  void SetAccessType(TVqHTTPAccessType AValue);
+  /// Each flag lifts one check of the server's certificate. The wrong-usage flag reaches the WinHTTP client only.
+  TVqHTTPSecurityFlags GetSecurityFlags() const noexcept { return FSecurityFlags; }
+  void SetSecurityFlags(TVqHTTPSecurityFlags AValue);
+  /// Milliseconds: connect, send, receive. Clients take them at logon.
+  TVqHTTPTimeOuts& GetTimeOuts() noexcept { return FTimeOuts; }
+  void SetTimeOuts(const TVqHTTPTimeOuts& AValue);
+  bool GetNTService() const noexcept { return FNTService; }
+  /// True uses the client without a desktop and switches both dialogs off for good; a live client of the other kind is replaced.
+  virtual void SetNTService(bool AValue);
+  bool GetLogonDialog() const noexcept { return FLogonDialog; }
+  void SetLogonDialog(bool AValue) { FLogonDialog = AValue; }
+  bool GetPasswordDialog() const noexcept { return FPasswordDialog; }
+  void SetPasswordDialog(bool AValue) { FPasswordDialog = AValue; }
+  TVqWindowHandle GetParentWnd() const noexcept { return FParentWnd; }
+  void SetParentWnd(TVqWindowHandle AValue);
+  /// One setting for the whole process, not for this session.
+  static const TVqGetOAuthAuthorizeFormEvent& GetOnGetOAuthAuthorizeForm();
+  static void SetOnGetOAuthAuthorizeForm(TVqGetOAuthAuthorizeFormEvent AValue);
+
+  /// When true, every request is valid against the schema that servers publish; when false, requests have the library's own forms. Not part of a profile.
+  bool GetStrictSchema() const override { return FStrictSchema; }
+  void SetStrictSchema(bool AValue) { FStrictSchema = AValue; }
+
+  // ---- Profiles
+
+  TVqEWSProfileCustomContainer* GetProfileContainer() const noexcept { return FProfileContainer; }
+  /// Not owned; forgotten when it goes away.
+  void SetProfileContainer(TVqEWSProfileCustomContainer* AValue);
+  const string& GetProfileName() const noexcept { return FProfileName; }
+  void SetProfileName(const string& AValue) { FProfileName = AValue; }
+  bool GetProfileRequired() const noexcept { return FProfileRequired; }
+  void SetProfileRequired(bool AValue) { FProfileRequired = AValue; }
+  /// The number of profiles; 0 without a container. `AStrings` may be empty.
+  std::int32_t GetProfileNames(TVqStrings* AStrings);
+  /// False without a container.
+  bool LoadProfile(const string& AName);
+  /// Nothing without a container.
+  void SaveProfile(const string& AName);
+
+  // ---- Mailboxes
+
+  /// The Autodiscover address, else the user name, else the name of the logged-on user of the operating system.
+  string GetDefaultMsgStore();
+  TVqEWSMsgStores& GetMsgStores() noexcept { return FMsgStores; }
+  /// The list, which an active session with an Autodiscover address completes once in its life by what Autodiscover tells.
+  TVqStrings& GetAdditionalMailboxes();
+  void SetAdditionalMailboxes(const TVqStrings& AValue) { FAdditionalMailboxes.Assign(AValue); }
+  /// The mailbox of the logged-on user. A new object at each call; the first one asks the server who that is.
+  TVqRef<IVqEWSMsgStore> OpenDefaultMsgStore();
+  /// Another mailbox, in the name of its owner (every request carries t:ExchangeImpersonation). An empty address or that of the default store opens
+  /// the default store; the comparison minds case.
+  TVqRef<IVqEWSMsgStore> OpenMsgStore(const string& ASmtpAddress);
+  /// An empty recipient list that belongs to no item.
+  TVqRef<IVqEWSRecipients> CreateRecipients() override;
+
+  // ---- Names (m:ResolveNames)
+
+  /// All candidates for a name or address. A name that is not found gives an empty set.
+  TVqRef<IVqEWSResolutionSet> ResolveName(const string& AUnresolvedEntry, TSearchScope ASearchScope);
+  /// Completes one recipient in place. False, or with `ARaiseError` an EEWSException, when there is no candidate.
+  bool ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient, bool ARaiseError) override;
+  /// Completes a list; once one recipient was not found the ones after it are skipped.
+  bool ResolveNames(const TVqRef<IVqEWSRecipients>& ARecipients, bool ARaiseError);
+
+  // ---- Ids (m:ConvertId) and time zones
+
+  TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> ConvertId(TIdFormat AFormat, const string& AId, const string& AMailbox,
+                                                      TIdFormat ADestinationFormat);
+  TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> ConvertId(const TVqEwsAlternateIds& ASourceIds,
+                                                      TIdFormat ADestinationFormat);
+  /// The Windows id of the zone that requests carry; empty for none.
+  const string& GetCurrentTimeZoneContext() const noexcept { return FCurrentTimeZoneContext; }
+  void SetCurrentTimeZoneContext(const string& AValue) { FCurrentTimeZoneContext = AValue; }
+
+  // ---- Requests
+
+  TVqRef<IVqHTTPClient> CreateHTTPClient(bool AUseSession) override;
+  TVqSOAPClient* CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) override;
+  TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
+                                       const string& AResponseName) override;
+  void CheckResponseError(const IVqDOMElement& AElement) override;
+  /// Raises the plain exception "You must logon first!" unless the session is active.
+  void CheckActive() const;
+
+  /// Copies the settings to another session, its state included: an active source logs the destination on first, with what it has at that
+  /// moment. Time-outs are not copied.
+  void AssignTo(TVqComponent* ADest) override;
+
+  // ---- Events
+
+  void SetAfterLogon(TVqNotifyEvent AValue) { FAfterLogon = std::move(AValue); }
+  void SetBeforeLogoff(TVqNotifyEvent AValue) { FBeforeLogoff = std::move(AValue); }
+  void SetAfterLogoff(TVqNotifyEvent AValue) { FAfterLogoff = std::move(AValue); }
+  void SetOnShowProfileDialog(TVqNotifyEvent AValue) { FOnShowProfileDialog = std::move(AValue); }
+
+ protected:
+  // Hooks of a subclass with a user interface.
+  virtual void SetWaitCursor(bool AValue);
+  /// The name of a new profile. Here: raises EEWSException "Failed to create a profile!".
+  virtual string CreateProfile(const string& AName);
+  /// The name of the profile that the user chose. Here: empty.
+  virtual string SelectProfile();
+  /// Whether the user changed the profile. Here: false.
+  virtual bool EditProfile(const string& AName);
+  /// Fires OnShowProfileDialog with the dialog as its sender.
+  void DoOnShowProfileDialog(TVqComponent& ADialog);
+
+  /// These two are not part of this version and raise EVqNotSupported.
+  virtual IVqDOMDocument Autodiscover(const string& AEMail);
+  virtual string AutodiscoverV2(const string& AEMail, const string& AProtocol);
+
+  void Notification(TVqComponent* AComponent, TVqOperation AOperation) override;
+
+  /// Brings the clients into being and in line with the properties.
+  void CheckHTTPClient();
+
+ private:
+  void LogOn();
+  void LogOff();
+  void FreeClients();
+  void UseProfile();
+  void FindServiceUrl();
+  string FindHostBySRV(const string& AName);
+  bool AnswersAt(const string& AURL);
+  void Probe();
+  void SendProbe();
+  [[noreturn]] void RaiseProbeFailure(const class EVqHTTPApiException& AFailure);
+  void ReadServerVersion(const IVqDOMElement& AHeader);
+  void SettleTimeZoneContext();
+  void InitSOAPEnv(TVqSOAPClient& AClient);
+  void AddImpersonation(IVqSOAPRequest& ARequest, const string& AAddress);
+  void BeforeSendHTTPRequest(TVqComponent& ASender, const TVqRef<IVqHTTPRequest>& ARequest);
+  void OnHTTPResponse(TVqComponent& ASender, const TVqRef<IVqHTTPResponse>& AResponse);
+  void OnWinINetClientError(TVqComponent& ASender, std::uint32_t AError, TVqWindowHandle& AParentWnd, bool& AHandled);
+  void WireWinINet(TVqHTTPClientBase& AClient);
+  template <typename TSession, typename TClient>
+  void CheckClients();
+
+  bool FActive = false;
+  TVqHTTPAccessType FAccessType{};
+  TVqHTTPSecurityFlags FSecurityFlags;
+  TVqCredentials FCredentials;
+  TVqOAuth FOAuth;
+  string FUserAgent = u"Velmore EWS Client";
+  TVqHTTPTimeOuts FTimeOuts{15000, 15000, 15000};
+  string FProxyServer;
+  string FProxyServerBypass;
+  TVqCredentials FProxyCredentials;
+  TVqEWSProfileCustomContainer* FProfileContainer = nullptr;
+  string FProfileName;
+  bool FProfileRequired = false;
+  string FServiceUrl;
+  bool FUseAutoDiscover = true;
+  string FAutodiscoverEMail;
+  string FDefaultStoreEmail;
+  TConnectingSIDType FConnectingSIDType = csSmtpAddress;
+  string FConnectingSID;
+  bool FNTService = false;
+  bool FLogonDialog = true;
+  bool FPasswordDialog = true;
+  TVqStrings FAdditionalMailboxes{false};
+  bool FAdditionalMailboxesRetrieved = false;
+  string FAutodisoverURL;  // the misspelling is the field's name
+  std::map<string, IVqDOMDocument> FAutodiscoverResults;
+  TVqEWSMsgStores FMsgStores{*this};
+  TServerVersion FServerVersion = Exchange2007_SP1;
+  TServerVersionInfo FServerVersionInfo;
+  TServerVersion FRequestVersion = Exchange2007;
+  TVqWindowHandle FParentWnd = 0;
+  TVqComponent* FHTTPSession = nullptr;
+  TVqComponent* FHTTPClient = nullptr;
+  TVqSOAPClient* FSOAPClient = nullptr;
+  TVqNotifyEvent FAfterLogon, FBeforeLogoff, FAfterLogoff;
+  string FCurrentTimeZoneContext;
+  TVqNotifyEvent FOnShowProfileDialog;
+  bool FStrictSchema = false;
+};
+
+/// The session of a program without a desktop: no dialogs, the WinHTTP client.
+class TVqEWSServiceSession : public TVqEWSCustomSession {
+ public:
+  explicit TVqEWSServiceSession(TVqComponent* AOwner = nullptr);
+  /// Accepts only true; false raises a plain exception with an empty message.
+  void SetNTService(bool AValue) override;
+};
+
+}  // namespace velmore

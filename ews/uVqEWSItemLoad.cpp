@@ -1,0 +1,330 @@
+// How an item comes into being, is read again, fetches what its load left out, and gives its MIME content.
+
+#include "ews/uVqEWSAttachments.h"
+#include "ews/uVqEWSFieldURI.h"
+#include "ews/uVqEWSFolderInterfaces.h"
+#include "ews/uVqEWSItem.h"
+#include "ews/uVqEWSStrings.h"
+#include "platform/common/uVqNetEncoding.h"
+#include "platform/xml/uVqXMLUtils.h"
+
+namespace velmore {
+namespace {
+
+constexpr std::string_view kDefinitionPrefix = "PROPDEF:";
+constexpr const char* kGetItemMessage = "/Envelope/Body/GetItemResponse/ResponseMessages/GetItemResponseMessage";
+
+bool IsDefinition(const string& entry) {
+  return entry.StartsWith(kDefinitionPrefix);
+}
+std::string DefinitionName(const string& entry) {
+  return entry.Copy(kDefinitionPrefix.size()).utf8();
+}
+
+/// The definition that asks the server: a member of the schema is asked for through the MAPI property that stands for it.
+PVqEWSPropDef AskingDefinition(const std::string& name) {
+  const PVqEWSPropDef definition = GetPropDef(name, true);
+  return definition->Extended ? definition : GetPropDef("M" + name, true);
+}
+
+/// Well-known sets and the names by which servers answer. Two names differ from the sets' own, on purpose.
+struct TWellKnownSet {
+  const TGUID& Set;
+  const char* Name;
+};
+const TWellKnownSet kWellKnownSets[] = {
+    {PSETID_Appointment, "Appointment"},
+    {PSETID_Task, "Task"},
+    {PSETID_Address, "Address"},
+    {PSETID_Common, "Common"},
+    {PSETID_Log, "Log"},
+    {PSETID_Note, "Note"},
+    {PSETID_Sharing, "Sharing"},
+    {PSETID_PostRss, "PostRSS"},
+    {PSETID_Messaging, "Message"},
+    {PSETID_Attachment, "Attachment"},
+    {PSETID_CalendarAssistant, "CalendarAssistant"},
+    {PSETID_UnifiedMessaging, "UnifiedMessaging"},
+    {PSETID_Meeting, "Meeting"},
+    {PSETID_AirSync, "AirSync"},
+    {PSETID_PublicStrings, "PublicStrings"},
+    {PSETID_InternetHeaders, "InternetHeaders"},
+};
+
+/// Where an answer has the property. The tag form ends in two brackets, and stays so.
+string AnswerPath(const TVqEWSPropDef& definition) {
+  string path = "ExtendedProperty/ExtendedFieldURI[";
+  if (definition.PropertyTag > 0) {
+    char tag[8];
+    std::snprintf(tag, sizeof tag, definition.PropertyTag <= 0xFF ? "%02X" : "%04X", definition.PropertyTag);
+    path += string("(@PropertyTag=\"0x") + tag + "\")]";
+  } else {
+    const string distinguished = EWSShortNameToStr(definition.DistinguishedPropertySetId);
+    if (!distinguished.empty()) {
+      path += "(@DistinguishedPropertySetId=\"" + distinguished + "\")";
+    } else if (definition.PropertySetId) {
+      path += "(@PropertySetId=\"" + PropSetIDToString(*definition.PropertySetId) + "\")";
+    }
+    if (definition.PropKind == pkName) {
+      path += " and (@PropertyName=\"" + EWSShortNameToStr(definition.Name) + "\")";
+    } else {
+      path += " and (@PropertyId=\"" + VqIntToXML(definition.Id) + "\")";
+    }
+  }
+  return path + "]";
+}
+
+/// The same path for an answer that names the set by its well-known name; empty when the set has none.
+string WellKnownPath(const string& path, const TGUID& set) {
+  const string text = PropSetIDToString(set);
+  for (const TWellKnownSet& known : kWellKnownSets) {
+    if (!SameText("{" + text + "}", VqGuidToString(known.Set))) continue;
+    return path.Replace("PropertySetId=\"" + text, string("DistinguishedPropertySetId=\"") + known.Name);
+  }
+  return {};
+}
+
+}  // namespace
+
+// ---- New and loaded items
+
+void TVqEWSItemCore::Initialize(const TItemId& AItemId) {
+  if (AItemId.Id.empty()) {
+    PrepareCreateItem();
+  } else {
+    ReloadItem(AItemId);
+  }
+}
+
+void TVqEWSItemCore::PrepareCreateItem() {
+  FIsNewItem = true;
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:CreateItem", "m:CreateItemResponse");
+  FItem = request;
+  const string name = ElementName();
+  request->GetMethod().AddElement("m:Items").AddElement("t:" + name);
+  FPropDataElm = request->GetDocument().SelectSingleElement("/envelope/body/createitem/items/" + name, kSelectRequired);
+  SetPropData(FPropDataElm);
+  // Only a folder says where the item goes; otherwise it is the server's default folder.
+  const auto folder = Supports<IVqEWSFolder>(GetCreatedBy());
+  if (!folder) return;
+  const TItemId id = folder->GetID();
+  const IVqDOMElement folderId =
+      request->GetMethod().InsertElement("m:SavedItemFolderId", TVqDOMPosition::dpFirst).AddElement("t:FolderId");
+  folderId.SetAttribute("Id", id.Id);
+  folderId.SetAttribute("ChangeKey", id.ChangeKey);
+}
+
+string TVqEWSItemCore::ElementName() {
+  return VqEnumToText(GetItemType());
+}
+
+TVqRef<IVqSOAPRequest> TVqEWSItemCore::NewItemRequest() const {
+  const auto request = Supports<IVqSOAPRequest>(FItem);
+  return request && request->GetBody().HasChildElement("CreateItem", kSelectQuiet) ? request : TVqRef<IVqSOAPRequest>();
+}
+
+void TVqEWSItemCore::SetPropData(const IVqDOMElement& AElement) {
+  TVqEWSPropObjectCore::SetPropData(AElement);
+  NewRecord().SetOnGetSOAPElement(
+      [this](TVqXMLSchemaElement* record, const TVqXMLSchemaInfo& info) { OnGetSOAPElement(record, info); });
+}
+
+IVqDOMElement TVqEWSItemCore::SendGetItem(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AResponse,
+                                          const TVqSOAPResponseFactory& AFactory) {
+  ARequest.Send(AResponse, TVqSOAPSendKind::synchronous, AFactory);
+  const IVqDOMElement message = AResponse->GetDocument().SelectSingleElement(kGetItemMessage, kSelectRequired);
+  CheckResponseError(message);
+  const IVqDOMElement items = message.SelectSingleElement("Items", kSelectRequired);
+  if (items.ElementCount() != 1)
+    throw EEWSException("ErrorItemNotFound", "There was no ItemId in the SOAP Response!", 0);
+  return items;
+}
+
+void TVqEWSItemCore::ReloadItem(const TItemId& AItemId) {
+  FAttachments.reset();
+  FCategories.reset();
+  FIsNewItem = false;
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
+  request->GetMethod().AddElement("m:ItemShape").AddElement("t:BaseShape").SetText("AllProperties");
+  AddLoadId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", AItemId);
+  TVqRef<IVqSOAPResponse> response;
+  const IVqDOMElement items = SendGetItem(*request, response);
+  FItem = response;
+  FPropDataElm = items.GetFirstChildElement();
+  SetPropData(FPropDataElm);
+}
+
+// ---- Lazy loading
+
+void TVqEWSItemCore::OnGetSOAPElement(TVqXMLSchemaElement* ARecord, const TVqXMLSchemaInfo& AInfo) {
+  if (AInfo.GetNodeType() != TVqDOMNodeType::ntElement) return;
+  if (ARecord && ARecord->FindNode(AInfo.GetName())) return;
+  const string& name = AInfo.GetName();
+  GetAdditionalProperties({name.StartsWith(u"t:") ? name.Copy(2) : name});
+}
+
+void TVqEWSItemCore::GetAdditionalProperties(const std::vector<string>& AProps) {
+  const TItemId id = GetID();
+  if (id.Id.empty()) return;  // the server knows nothing of a new item
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
+  const IVqDOMElement shape = request->GetMethod().AddElement("m:ItemShape");
+  shape.AddElement("t:BaseShape").SetText("IdOnly");
+  const IVqDOMElement properties = shape.AddElement("t:AdditionalProperties");
+  for (const string& entry : AProps) AddPropertyURI(properties, entry);
+  AddLoadId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", id);
+
+  TVqRef<IVqSOAPResponse> response;
+  SendGetItem(*request, response);
+  const IVqDOMElement answer = FindAnswer(*response);
+  for (const string& entry : AProps) {
+    if (IsDefinition(entry)) {
+      MergeDefinition(answer, DefinitionName(entry));
+    } else {
+      MergeMember(answer, entry);
+    }
+  }
+}
+
+void TVqEWSItemCore::AddPropertyURI(const IVqDOMElement& AProperties, const string& AEntry) {
+  if (IsDefinition(AEntry)) {
+    WriteExtendedFieldURI(AskingDefinition(DefinitionName(AEntry)), AProperties);
+    return;
+  }
+  const std::size_t colon = AEntry.Pos(u":");
+  const string name = colon == string::npos ? AEntry : AEntry.Copy(colon + 1);
+  const TVqEWSMemberInfo* member = MemberTable().Find(name.utf8());
+  if (!member || !member->Field) {
+    AProperties.AddElement("t:FieldURI").SetAttribute("FieldURI", "item:" + name);
+    return;
+  }
+  switch (member->Field.GetURIType()) {
+    case fdtExtendedField:
+      WriteExtendedFieldURI(member->Field.GetPropDef(), AProperties);
+      return;
+    case fdtField: {
+      const PVqEWSFieldDef field = GetFieldDef(member->Field.GetUnindexedFieldURI());
+      AProperties.AddElement("t:FieldURI").SetAttribute("FieldURI", EWSShortNameToStr(field->FieldURI()));
+      return;
+    }
+    case fdtIndexedField: {  // under the plain element's name and with the definition's own index, on purpose
+      const PVqEWSFieldDef field = GetFieldDef(member->Field.GetDictionaryURI());
+      const IVqDOMElement uri = AProperties.AddElement("t:FieldURI");
+      uri.SetAttribute("FieldURI", EWSShortNameToStr(field->FieldURI()));
+      uri.SetAttribute("FieldIndex", EWSShortNameToStr(field->FieldIndex));
+      return;
+    }
+  }
+}
+
+IVqDOMElement TVqEWSItemCore::FindAnswer(IVqSOAPResponse& AResponse) {
+  const string items = string(kGetItemMessage) + "/Items";
+  if (GetItemType() != tItem)
+    return AResponse.GetDocument().SelectSingleElement(items + "/" + ElementName(), kSelectRequired);
+  return AResponse.GetDocument().SelectSingleElement(items, kSelectRequired).GetFirstChildElement();
+}
+
+void TVqEWSItemCore::MergeMember(const IVqDOMElement& AAnswer, const string& AEntry) {
+  // The entry is used as the caller wrote it: one with a prefix such as "item:" was asked for and is not found here.
+  const IVqDOMElement found = AAnswer.SelectSingleElement(AEntry, kSelectQuiet);
+  if (!found) return;
+  const string inner = found.GetInnerXML();
+  for (TVqXMLSchemaElement* record : {&NewRecord(), &OldRecord()}) {  // in both, so that it does not count as changed
+    const IVqDOMElement target(record->GetNode(AEntry));
+    for (const IVqDOMAttribute& attribute : found.GetAttributes())
+      target.SetAttribute(attribute.GetName(), attribute.GetValue());
+    if (inner.empty()) {
+      target.SetText(found.GetText());
+    } else {
+      target.SetInnerXML(inner);
+    }
+  }
+}
+
+void TVqEWSItemCore::MergeDefinition(const IVqDOMElement& AAnswer, const string& AName) {
+  const PVqEWSPropDef definition = GetPropDef(AName.utf8(), true);
+  const PVqEWSPropDef asked = AskingDefinition(AName.utf8());
+  const string path = AnswerPath(*asked);
+  IVqDOMElement uri = AAnswer.SelectSingleElement(path, kSelectQuiet);
+  if (!uri && asked->PropertyTag == 0 && asked->PropertySetId) {
+    const string known = WellKnownPath(path, *asked->PropertySetId);
+    if (!known.empty()) uri = AAnswer.SelectSingleElement(known, kSelectQuiet);
+  }
+  const string memberPath = definition->Extended ? string() : GetNodePath(definition);
+  if (!uri) {
+    if (definition->Extended) return;
+    // An empty element, so that the next read does not ask again.
+    for (TVqXMLSchemaElement* record : {&NewRecord(), &OldRecord()})
+      record->AsElement().AddElement("t:" + memberPath).SetText(string());
+    return;
+  }
+  const string value = uri.GetParentElement().SelectSingleElement("Value", kSelectRequired).GetText();
+  for (TVqXMLSchemaElement* record : {&NewRecord(), &OldRecord()}) {
+    const IVqDOMElement property = record->AsElement().AddElement("t:ExtendedProperty");
+    WriteExtendedFieldURI(asked, property);
+    property.AddElement("t:Value").SetText(value);
+  }
+  if (definition->Extended) return;
+  const IVqDOMElement node = NewRecord().AsElement().SelectSingleElement(memberPath, kSelectQuiet);
+  if (node) node.SetText(value);
+}
+
+// ---- MIME content
+
+TVqBinResponse::TVqBinResponse(std::string ASOAPResponse, const string& ASOAPResponseElmName)
+    : TVqBinResponse(Cut(std::move(ASOAPResponse)), ASOAPResponseElmName) {}
+
+TVqBinResponse::TVqBinResponse(TParts parts, const string& ASOAPResponseElmName)
+    : TVqSOAPResponse(std::move(parts.Document), ASOAPResponseElmName), FMimeContent(std::move(parts.MimeContent)) {}
+
+TVqBinResponse::TParts TVqBinResponse::Cut(std::string bytes) {
+  constexpr std::string_view kName = "MimeContent";
+  for (std::size_t colon = bytes.find(':'); colon != std::string::npos; colon = bytes.find(':', colon + 1)) {
+    if (bytes.compare(colon + 1, kName.size(), kName) != 0) continue;
+    std::size_t start = bytes.find('>', colon);
+    if (start == std::string::npos) break;
+    if (bytes[start - 1] == '/') break;  // <t:MimeContent/>: nothing to cut out
+    ++start;
+    const std::size_t end = std::min(bytes.find('<', start), bytes.size());
+    TParts parts;
+    parts.Document.reserve(bytes.size() - (end - start));
+    parts.Document.append(bytes, 0, start).append(bytes, end, std::string::npos);
+    bytes.resize(end);
+    bytes.erase(0, start);
+    parts.MimeContent = std::move(bytes);
+    return parts;
+  }
+  return {std::move(bytes), {}};
+}
+
+void TVqBinResponse::SaveMimeContent(TVqStream& AStream) const {
+  VqBase64Decode(FMimeContent, AStream);
+}
+
+void TVqBinResponse::SaveMimeContent(const string& AFileName) const {
+  TVqFileStream file(AFileName, TVqFileMode::fmCreate);
+  SaveMimeContent(file);
+  file.Close();
+}
+
+void TVqEWSItemCore::SaveToFile(const string& AFileName) {
+  FetchMimeContent()->SaveMimeContent(AFileName);
+}
+
+void TVqEWSItemCore::SaveToStream(TVqStream& AStream) {
+  FetchMimeContent()->SaveMimeContent(AStream);
+}
+
+TVqRef<TVqBinResponse> TVqEWSItemCore::FetchMimeContent() {
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
+  const IVqDOMElement shape = request->GetMethod().AddElement("m:ItemShape");
+  shape.AddElement("t:BaseShape").SetText("IdOnly");
+  shape.AddElement("t:AdditionalProperties").AddElement("t:FieldURI").SetAttribute("FieldURI", "item:MimeContent");
+  AddLoadId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", GetID());
+  TVqRef<IVqSOAPResponse> response;
+  SendGetItem(*request, response, [](std::string bytes, const string& name) -> TVqRef<TVqSOAPResponse> {
+    return MakeRef<TVqBinResponse>(std::move(bytes), name);
+  });
+  return Supports<TVqBinResponse>(response);
+}
+
+}  // namespace velmore

@@ -1,0 +1,123 @@
+#include "ews/uVqEWSTable.h"
+
+#include "ews/uVqEWSRestrictions.h"
+#include "platform/xml/uVqXMLUtils.h"
+
+namespace velmore {
+
+TVqEWSTable::TVqEWSTable(TVqComponent* ACreator, bool APagedDataSupported)
+    : TVqEWSObject(ACreator, true),
+      FFields(std::make_unique<TVqEWSFields>(
+          this, [this](TVqEWSGetDataElmSource source, bool raiseError) { return GetRowData(source, raiseError); })),
+      FPagedDataSupported(APagedDataSupported) {}
+
+TVqEWSTable::~TVqEWSTable() = default;
+
+void TVqEWSTable::SetActive(bool AValue) {
+  FRowElm.reset();
+  FPageOffset = 0;
+  FRecordCount = 0;
+  FLastPage = false;
+  if (AValue) {
+    GetNextPage();
+  } else {
+    FRoot.reset();
+    FRowsElm = {};
+    FRows = {};
+    FRow = -1;
+  }
+}
+
+void TVqEWSTable::SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot) {
+  FRowElm.reset();
+  FRoot = std::move(ARoot);
+  FRowsElm = FRoot->AsElement();
+  FRows = FRowsElm.GetChildElements();
+  const IVqDOMElement page = FRowsElm.GetParentElement();
+  FRecordCount = page.GetAttributeAsInteger("TotalItemsInView");
+  FPageOffset = page.GetAttributeAsInteger("IndexedPagingOffset");  // absent in a calendar view: 0
+  FLastPage = VqXMLToBool(page.GetAttribute("IncludesLastItemInRange"));
+  FPageEOF = RowCount() == 0;
+  FRow = FPageEOF ? -1 : 0;
+}
+
+bool TVqEWSTable::Eof() {
+  return FPagedDataSupported ? FPageEOF && FLastPage : FPageEOF;
+}
+
+std::int32_t TVqEWSTable::RowCount() const {
+  return FRows.Count();
+}
+
+void TVqEWSTable::Open() {
+  FRowElm.reset();
+  if (!GetActive()) SetActive(true);
+}
+
+void TVqEWSTable::Next() {
+  FRowElm.reset();
+  ++FRow;
+  FPageEOF = FRow == RowCount();
+  if (!FPageEOF) return;
+  if (!FLastPage && FPagedDataSupported) {
+    GetNextPage();
+  } else {
+    --FRow;  // the last row stays readable
+  }
+}
+
+void TVqEWSTable::First() {
+  FRowElm.reset();
+  // Compared with the page size and not with 0: after the first page the offset is the page size.
+  if (!GetActive() || FPageOffset - FMaxEntriesPerPage > 0) return SetActive(true);
+  FPageEOF = RowCount() == 0;
+  FRow = FPageEOF ? -1 : 0;
+}
+
+TVqRef<IVqEWSRestriction> TVqEWSTable::CreateRestriction(TVqEWSRestrictionType ARestrictionType) {
+  return EwsCreateRestriction(this, ARestrictionType);
+}
+
+bool TVqEWSTable::HasField(const TVqEWSFieldDef& AFieldDef) {
+  const TVqEWSField* field = FFields->FindField(AFieldDef);
+  if (!field) return false;
+  return !GetActive() || static_cast<bool>(GetRowElement().SelectSingleElement(field->GetPath(), kSelectQuiet));
+}
+
+TVqEWSField* TVqEWSTable::FindField(const TVqEWSFieldDef& AFieldDef) {
+  return FFields->FindField(AFieldDef);
+}
+TVqEWSField& TVqEWSTable::FieldByName(const TVqEWSFieldDef& AFieldDef) {
+  return FFields->FieldByName(AFieldDef);
+}
+
+IVqDOMElement TVqEWSTable::GetRowElement() const {
+  return FRow < 0 ? IVqDOMElement() : FRows.GetItem(FRow);
+}
+
+TVqXMLSchemaElement* TVqEWSTable::GetRowData(TVqEWSGetDataElmSource ASource, bool ARaiseError) {
+  if (ASource != desCurrent)
+    throw EAssertionFailed("Assertion failure (ews/uVqEWSTable)");  // a table has one state of its data
+  if (FRow == -1) {
+    if (ARaiseError) throw EVqException("There is no data!");
+    return nullptr;
+  }
+  if (!FRowElm) FRowElm = MakeRowRecord();
+  return FRowElm.get();
+}
+
+std::unique_ptr<TVqXMLSchemaElement> TVqEWSTable::MakeRowRecord() const {
+  // The class of a row is that of the array's entries of this name. The record is made on the row's element at once: looking for it among the
+  // entries of its kind would find the same element and cost a walk a row.
+  const IVqDOMElement row = GetRowElement();
+  const string name = row.GetLocalName();
+  const TVqXMLSchemaClass& pageClass = FRoot->GetSchemaClass();
+  const std::int32_t index = pageClass.FindMember(name.utf8());
+  const TVqXMLSchemaMember* member = index < 0 ? nullptr : &pageClass.GetMember(index);
+  if (!member || !member->Class || member->Type.Kind != tkArray) {
+    throw EAssertionFailed("There is no property with the name: " + name);
+  }
+  return member->Class->CreateRecord(row);
+}
+
+}  // namespace velmore

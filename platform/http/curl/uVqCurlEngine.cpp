@@ -1,0 +1,576 @@
+// The engine over libcurl: one multi handle with one easy handle, driven by the thread of the request.
+
+#include <curl/curl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#ifdef __linux__
+#include <linux/tcp.h>
+#include <netinet/in.h>
+#endif
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <exception>
+
+#include "platform/http/curl/uVqCurlErrors_p.h"
+#include "platform/http/curl/uVqCurlTrust_p.h"
+#include "platform/http/uVqHTTPEngine_p.h"
+
+namespace velmore {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* ApiName = "curl_multi_perform";
+
+void StartLibrary() {
+  static const CURLcode started = curl_global_init(CURL_GLOBAL_DEFAULT);
+  if (started != CURLE_OK) throw EVqHTTPApiException("curl_global_init", curl_easy_strerror(started), VqErrInternal);
+}
+
+long CurlSchemes(unsigned schemes) {
+  unsigned long bits = CURLAUTH_NONE;
+  if (schemes & schemeBasic) bits |= CURLAUTH_BASIC;
+  if (schemes & schemeNTLM) bits |= CURLAUTH_NTLM;
+  if (schemes & schemeNegotiate) bits |= CURLAUTH_NEGOTIATE;
+  return static_cast<long>(bits);
+}
+
+struct HeaderList {
+  curl_slist* Head = nullptr;
+  ~HeaderList() { curl_slist_free_all(Head); }
+  void Add(const char* line) {
+    curl_slist* const longer = curl_slist_append(Head, line);
+    if (!longer) throw EVqHTTPApiException("curl_slist_append", "There is not enough memory.", VqErrNotEnoughMemory);
+    Head = longer;
+  }
+};
+
+// "mail.example.com:8443" of an address, for messages.
+std::string HostOf(const std::string& url) {
+  const std::size_t start = url.find("://");
+  if (start == std::string::npos) return {};
+  return url.substr(start + 3, url.find('/', start + 3) - start - 3);
+}
+
+class CurlEngine final : public TVqHTTPEngine {
+ public:
+  CurlEngine() {
+    StartLibrary();
+    Open();
+  }
+  ~CurlEngine() override { Close(); }
+
+  TVqEngineReply Perform(const TVqEngineRequest& request) override;
+  void Wake() noexcept override {
+    const std::scoped_lock lock(FHandleMutex);
+    if (FMulti) curl_multi_wakeup(FMulti);
+  }
+  void DropConnections() noexcept override;
+  unsigned Schemes() const noexcept override;
+
+ private:
+  void Open();
+  void Close() noexcept;
+  void SetUp(const TVqEngineRequest& request, HeaderList& headers);
+  void SetUpCredentials(const TVqEngineRequest& request);
+  CURLcode Drive();
+  void CheckStall();
+  void CheckProgress();
+  [[noreturn]] void RaiseFailure(CURLcode code);
+  bool MayResend() const;
+
+  template <typename T>
+  void Set(CURLoption option, T value) {
+    const CURLcode code = curl_easy_setopt(FEasy, option, value);
+    if (code == CURLE_OK) return;
+    throw EVqHTTPApiException("curl_easy_setopt", curl_easy_strerror(code), VqErrInvalidOption);
+  }
+
+  static std::size_t OnHeader(char* data, std::size_t size, std::size_t count, void* self) {
+    return static_cast<CurlEngine*>(self)->TakeHeader({data, size * count});
+  }
+  static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self) {
+    return static_cast<CurlEngine*>(self)->TakeBody({data, size * count});
+  }
+  static int OnPrerequisite(void* self, char*, char*, int, int) {
+    return static_cast<CurlEngine*>(self)->BeforeSending();
+  }
+  static int OnCloseSocket(void* self, curl_socket_t socket) {
+    return static_cast<CurlEngine*>(self)->BeforeClosing(socket);
+  }
+  static CURLcode OnSslContext(CURL*, void* context, void* self) {
+    return static_cast<CurlEngine*>(self)->FTrust.Apply(context) ? CURLE_OK : CURLE_SSL_CONNECT_ERROR;
+  }
+  static int OnDebug(CURL*, curl_infotype type, char* data, std::size_t size, void* self) {
+    if (type == CURLINFO_HEADER_OUT) static_cast<CurlEngine*>(self)->LookForCredentials({data, size});
+    return 0;
+  }
+
+  std::size_t TakeHeader(std::string_view line);
+  std::size_t TakeBody(std::string_view bytes);
+  int BeforeSending();
+  int BeforeClosing(curl_socket_t socket);
+  void LookForCredentials(std::string_view headers);
+
+  std::mutex FHandleMutex;  // protects FMulti against Wake while it is exchanged
+  CURLM* FMulti = nullptr;
+  CURL* FEasy = nullptr;
+  TVqCurlTrust FTrust;
+  std::atomic<bool> FRunning{false};
+  std::atomic<bool> FDrop{false};
+
+  // Of the exchange under way.
+  const TVqEngineRequest* FRequest = nullptr;
+  TVqEngineReply FReply;
+  std::exception_ptr FRaised;
+  char FErrorText[CURL_ERROR_SIZE] = {};
+  bool FInHeaders = false;
+  bool FSent = false;         // a request has begun to go out ...
+  bool FAnswered = false;     // ... and something of its reply came in
+  bool FLostUnheard = false;  // ... or its connection went, and the server had not got all of it
+  bool FRefusedResend = false;
+  int FResends = 0;
+  curl_off_t FUploaded = -1;
+  bool FAllUploaded = false;
+  Clock::time_point FProgress;
+};
+
+void CurlEngine::Open() {
+  CURLM* const multi = curl_multi_init();
+  FEasy = curl_easy_init();
+  if (!multi || !FEasy) {
+    curl_multi_cleanup(multi);
+    curl_easy_cleanup(FEasy);
+    FEasy = nullptr;
+    throw EVqHTTPApiException("curl_multi_init", "The HTTP engine could not be started.", VqErrInternal);
+  }
+  {
+    const std::scoped_lock lock(FHandleMutex);
+    FMulti = multi;
+  }
+  Set(CURLOPT_NOSIGNAL, 1L);
+  Set(CURLOPT_ERRORBUFFER, FErrorText);
+  Set(CURLOPT_HEADERFUNCTION, &OnHeader);
+  Set(CURLOPT_HEADERDATA, this);
+  Set(CURLOPT_WRITEFUNCTION, &OnBody);
+  Set(CURLOPT_WRITEDATA, this);
+  Set(CURLOPT_PREREQFUNCTION, &OnPrerequisite);
+  Set(CURLOPT_PREREQDATA, this);
+  Set(CURLOPT_CLOSESOCKETFUNCTION, &OnCloseSocket);
+  Set(CURLOPT_CLOSESOCKETDATA, this);
+  Set(CURLOPT_DEBUGFUNCTION, &OnDebug);
+  Set(CURLOPT_DEBUGDATA, this);
+  Set(CURLOPT_FOLLOWLOCATION, 0L);
+  Set(CURLOPT_TCP_KEEPALIVE, 1L);
+  Set(CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
+#if LIBCURL_VERSION_NUM >= 0x075500
+  Set(CURLOPT_PROTOCOLS_STR, "http,https");
+#else
+  Set(CURLOPT_PROTOCOLS, static_cast<long>(CURLPROTO_HTTP | CURLPROTO_HTTPS));
+#endif
+#if LIBCURL_VERSION_NUM >= 0x075700
+  // A name look-up that hangs must not hold up a cancelled request.
+  Set(CURLOPT_QUICK_EXIT, 1L);
+#endif
+}
+
+void CurlEngine::Close() noexcept {
+  curl_easy_cleanup(FEasy);
+  FEasy = nullptr;
+  CURLM* multi = nullptr;
+  {
+    const std::scoped_lock lock(FHandleMutex);
+    multi = std::exchange(FMulti, nullptr);
+  }
+  curl_multi_cleanup(multi);
+}
+
+void CurlEngine::DropConnections() noexcept {
+  FDrop = true;
+  if (FRunning.exchange(true)) return;  // the exchange under way looks at FDrop when it is through
+  if (FDrop.exchange(false)) {
+    // The easy handle goes too: it remembers TLS sessions, whose resumption would skip the checks of a certificate.
+    Close();
+    try {
+      Open();
+    } catch (const std::exception&) {
+      Close();  // told by the next request
+    }
+  }
+  FRunning = false;
+}
+
+unsigned CurlEngine::Schemes() const noexcept {
+  const curl_version_info_data* const info = curl_version_info(CURLVERSION_NOW);
+  unsigned schemes = schemeBasic;
+  if (info->features & CURL_VERSION_NTLM) schemes |= schemeNTLM;
+  if (info->features & CURL_VERSION_SPNEGO) schemes |= schemeNegotiate;
+  return schemes;
+}
+
+TVqEngineReply CurlEngine::Perform(const TVqEngineRequest& request) {
+  if (FRunning.exchange(true)) throw EVqException("The HTTP client is busy with another request.");
+  struct Running {
+    CurlEngine& Engine;
+    ~Running() {
+      Engine.FRequest = nullptr;
+      Engine.FRunning = false;
+      if (Engine.FDrop) Engine.DropConnections();
+    }
+  } running{*this};
+
+  if (request.Cancelled && *request.Cancelled) {
+    throw EVqHTTPApiException(ApiName, "The request was cancelled.", VqErrCancelled);
+  }
+  FRequest = &request;
+  FReply = {};
+  FRaised = nullptr;
+  FErrorText[0] = '\0';
+  FInHeaders = FSent = FAnswered = FLostUnheard = FRefusedResend = FAllUploaded = false;
+  FResends = 0;
+  FUploaded = -1;
+  FTrust.ForgetFailure();
+
+  char* systemFile = nullptr;
+  char* systemFolder = nullptr;
+#if LIBCURL_VERSION_NUM >= 0x075400
+  if (FEasy) {
+    curl_easy_getinfo(FEasy, CURLINFO_CAINFO, &systemFile);
+    curl_easy_getinfo(FEasy, CURLINFO_CAPATH, &systemFolder);
+  }
+#endif
+  bool fresh = !FEasy || FDrop.exchange(false);
+  if (request.URL.starts_with("https:") &&
+      FTrust.Prepare(request.SecurityFlags, request.Session.CAFile, request.Session.CRLFile, systemFile,
+                     systemFolder)) {
+    fresh = true;
+  }
+  if (fresh) {
+    Close();
+    Open();
+  }
+
+  HeaderList headers;
+  SetUp(request, headers);
+  SetUpCredentials(request);
+  const CURLMcode added = curl_multi_add_handle(FMulti, FEasy);
+  if (added != CURLM_OK) {
+    throw EVqHTTPApiException("curl_multi_add_handle", curl_multi_strerror(added), VqErrInternal);
+  }
+  CURLcode code = CURLE_OK;
+  try {
+    code = Drive();
+  } catch (...) {
+    curl_multi_remove_handle(FMulti, FEasy);
+    throw;
+  }
+  long connectStatus = 0;
+  curl_easy_getinfo(FEasy, CURLINFO_HTTP_CONNECTCODE, &connectStatus);
+  curl_multi_remove_handle(FMulti, FEasy);
+
+  if (FRaised) std::rethrow_exception(FRaised);
+  if (code != CURLE_OK) {
+    if (connectStatus == 407 && FReply.Status == 407) {
+      // The proxy's own refusal: a reply like the server's 401, which the caller answers or is given.
+      return std::move(FReply);
+    }
+    if (connectStatus >= 300 && !FSent) {
+      throw EVqHTTPApiException(ApiName,
+                                Format("The proxy refused the connection to \"%s\" with status %d.",
+                                       {string(HostOf(request.URL)), static_cast<std::int32_t>(connectStatus)}),
+                                VqErrCannotConnect);
+    }
+    RaiseFailure(code);
+  }
+  return std::move(FReply);
+}
+
+void CurlEngine::SetUp(const TVqEngineRequest& request, HeaderList& headers) {
+  Set(CURLOPT_URL, request.URL.c_str());
+  Set(CURLOPT_HTTP_VERSION,
+      static_cast<long>(request.HTTP11 ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_1_0));
+  const std::string verb(request.Verb);
+  const bool head = verb == "HEAD";
+  Set(CURLOPT_NOBODY, head ? 1L : 0L);
+  const bool post = request.HasBody || verb == "POST";
+  if (post) {
+    Set(CURLOPT_POST, 1L);
+    Set(CURLOPT_POSTFIELDS, request.Body.empty() ? "" : request.Body.data());
+    Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.Body.size()));
+  } else if (!head) {
+    Set(CURLOPT_HTTPGET, 1L);
+  }
+  const bool usual = verb == (post ? "POST" : "GET") || head;
+  Set(CURLOPT_CUSTOMREQUEST, usual ? static_cast<const char*>(nullptr) : verb.c_str());
+
+  bool typed = false;
+  bool lastOfConnection = false;
+  for (const std::string& line : request.Headers) {
+    lastOfConnection = lastOfConnection || VqSameAscii(line, "Connection: close");
+    typed = typed || VqSameAscii(std::string_view(line).substr(0, 13), "Content-Type:");
+    headers.Add(line.c_str());
+  }
+  if (post && !typed) headers.Add("Content-Type:");
+  // Waiting for "100 Continue" costs a second with every server that does not know it.
+  if (post) headers.Add("Expect:");
+  Set(CURLOPT_HTTPHEADER, headers.Head);
+  Set(CURLOPT_FORBID_REUSE, lastOfConnection ? 1L : 0L);
+  Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));
+  Set(CURLOPT_USERAGENT, request.Session.UserAgent.empty() ? nullptr : request.Session.UserAgent.c_str());
+  Set(CURLOPT_COOKIE, request.Cookies.empty() ? nullptr : request.Cookies.c_str());
+
+  const long connectLimit = request.TimeOuts.GetConnect() > 0 ? request.TimeOuts.GetConnect() : 0x7FFFFFFFL;
+  Set(CURLOPT_CONNECTTIMEOUT_MS, connectLimit);
+
+  using Kind = TVqHTTPRouteKind;
+  const char* const proxy = request.Route.Kind == Kind::system   ? nullptr
+                            : request.Route.Kind == Kind::direct ? ""
+                                                                 : request.Route.Proxy.c_str();
+  Set(CURLOPT_PROXY, proxy);
+  Set(CURLOPT_NOPROXY, request.Route.Kind == Kind::system ? static_cast<const char*>(nullptr) : "");
+
+  if (!request.URL.starts_with("https:")) return;
+  Set(CURLOPT_SSL_VERIFYPEER, 1L);
+  Set(CURLOPT_SSL_VERIFYHOST,
+      request.SecurityFlags.Contains(TVqHTTPSecurityFlag::IgnoreInvalidCommonName) ? 0L : 2L);
+  // The authorities are those of FTrust; libcurl shall not read the machine's list for each connection again.
+  Set(CURLOPT_CAINFO, static_cast<const char*>(nullptr));
+  Set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+  const CURLcode code = curl_easy_setopt(FEasy, CURLOPT_SSL_CTX_FUNCTION, &OnSslContext);
+  if (code != CURLE_OK) {
+    throw EVqHTTPApiException("curl_easy_setopt",
+                              "This libcurl was not built with OpenSSL, without which certificates cannot be checked.",
+                              VqErrSecureFailure);
+  }
+  Set(CURLOPT_SSL_CTX_DATA, this);
+}
+
+void CurlEngine::SetUpCredentials(const TVqEngineRequest& request) {
+  const bool named = request.Scheme != schemeNone;
+  Set(CURLOPT_HTTPAUTH, CurlSchemes(request.Scheme));
+  Set(CURLOPT_USERNAME, named ? request.User.c_str() : nullptr);
+  Set(CURLOPT_PASSWORD, named ? request.Password.c_str() : nullptr);
+  const bool proxyNamed = request.ProxySchemes != schemeNone;
+  // Without credentials of ours those that a proxy's address in the environment may hold are still good for Basic.
+  Set(CURLOPT_PROXYAUTH, proxyNamed ? CurlSchemes(request.ProxySchemes) : static_cast<long>(CURLAUTH_BASIC));
+  Set(CURLOPT_PROXYUSERNAME, proxyNamed ? request.ProxyUser.c_str() : nullptr);
+  Set(CURLOPT_PROXYPASSWORD, proxyNamed ? request.ProxyPassword.c_str() : nullptr);
+  FReply.CredentialsSent = request.Scheme == schemeBasic || request.Scheme == schemeNTLM;
+  // Whether a ticket was found shows only in what goes out.
+  Set(CURLOPT_VERBOSE, request.Scheme == schemeNegotiate || proxyNamed ? 1L : 0L);
+}
+
+CURLcode CurlEngine::Drive() {
+  FProgress = Clock::now();
+  for (;;) {
+    int running = 0;
+    CURLMcode result = curl_multi_perform(FMulti, &running);
+    if (result != CURLM_OK) throw EVqHTTPApiException(ApiName, curl_multi_strerror(result), VqErrInternal);
+    int left = 0;
+    while (const CURLMsg* const message = curl_multi_info_read(FMulti, &left)) {
+      if (message->msg == CURLMSG_DONE) return message->data.result;
+    }
+    if (FRaised) return CURLE_OK;
+    if (FRequest->Cancelled && *FRequest->Cancelled) {
+      throw EVqHTTPApiException(ApiName, "The request was cancelled.", VqErrCancelled);
+    }
+    CheckProgress();
+    CheckStall();
+    std::int64_t wait = 1000;
+    if (FSent) {
+      const int limit = FAllUploaded ? FRequest->TimeOuts.GetReceive() : FRequest->TimeOuts.GetSend();
+      const auto since = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - FProgress).count();
+      if (limit > 0) wait = std::clamp<std::int64_t>(limit - since + 1, 1, 1000);
+    }
+    result = curl_multi_poll(FMulti, nullptr, 0, static_cast<int>(wait), nullptr);
+    if (result != CURLM_OK) throw EVqHTTPApiException("curl_multi_poll", curl_multi_strerror(result), VqErrInternal);
+  }
+}
+
+// Sending makes progress with each byte that the system takes; once all are taken, the reply's limit begins to run.
+void CurlEngine::CheckProgress() {
+  if (!FSent || FAllUploaded) return;
+  curl_off_t total = 0, done = 0;
+  curl_easy_getinfo(FEasy, CURLINFO_CONTENT_LENGTH_UPLOAD_T, &total);
+  curl_easy_getinfo(FEasy, CURLINFO_SIZE_UPLOAD_T, &done);
+  if (total <= 0 || done >= total) {
+    FAllUploaded = true;
+    FProgress = Clock::now();
+  } else if (done != FUploaded) {
+    FUploaded = done;
+    FProgress = Clock::now();
+  }
+}
+
+void CurlEngine::CheckStall() {
+  if (!FSent) return;  // connecting: libcurl's own limit
+  const int limit = FAllUploaded ? FRequest->TimeOuts.GetReceive() : FRequest->TimeOuts.GetSend();
+  if (limit <= 0 || Clock::now() - FProgress <= std::chrono::milliseconds(limit)) return;
+  const string host = HostOf(FRequest->URL);
+  throw EVqHTTPApiException(
+      ApiName,
+      FAllUploaded ? Format("The server \"%s\" sent nothing for %d ms.", {host, static_cast<std::int32_t>(limit)})
+                   : Format("The server \"%s\" took nothing of the request for %d ms.",
+                            {host, static_cast<std::int32_t>(limit)}),
+      VqErrTimeOut);
+}
+
+std::size_t CurlEngine::TakeHeader(std::string_view line) {
+  FAnswered = FAnswered || FSent;
+  FProgress = Clock::now();
+  try {
+    if (line.starts_with("HTTP/")) {
+      FInHeaders = true;
+      FReply.Headers.clear();
+      FReply.Reason.clear();
+      const std::size_t space = line.find(' ');
+      std::string_view rest = space == std::string_view::npos ? std::string_view() : line.substr(space + 1);
+      unsigned code = 0;
+      while (!rest.empty() && rest[0] >= '0' && rest[0] <= '9' && code < 1000) {
+        code = code * 10 + static_cast<unsigned>(rest[0] - '0');
+        rest.remove_prefix(1);
+      }
+      FReply.Status = static_cast<std::uint16_t>(code);
+      while (!rest.empty() && rest.front() == ' ') rest.remove_prefix(1);
+      while (!rest.empty() && (rest.back() == '\r' || rest.back() == '\n' || rest.back() == ' ')) rest.remove_suffix(1);
+      FReply.Reason = rest;
+      return line.size();
+    }
+    std::string_view text = line;
+    while (!text.empty() && (text.back() == '\r' || text.back() == '\n')) text.remove_suffix(1);
+    if (text.empty()) {
+      if (FInHeaders && FReply.Status >= 200 && FRequest->OnHeaders) FRequest->OnHeaders(FReply.Status);
+      FInHeaders = false;
+      return line.size();
+    }
+    if ((text.front() == ' ' || text.front() == '\t') && !FReply.Headers.empty()) {
+      FReply.Headers.back().second.append(" ").append(text.substr(text.find_first_not_of(" \t")));
+      return line.size();
+    }
+    const std::size_t colon = text.find(':');
+    if (colon == std::string_view::npos) return line.size();
+    std::string_view value = text.substr(colon + 1);
+    while (!value.empty() && (value.front() == ' ' || value.front() == '\t')) value.remove_prefix(1);
+    while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) value.remove_suffix(1);
+    FReply.Headers.emplace_back(text.substr(0, colon), value);
+    if (FSent && VqSameAscii(text.substr(0, colon), "Set-Cookie")) FReply.SetCookies.emplace_back(value);
+    return line.size();
+  } catch (...) {
+    FRaised = std::current_exception();
+    return 0;
+  }
+}
+
+std::size_t CurlEngine::TakeBody(std::string_view bytes) {
+  try {
+    if (FRequest->OnBody) FRequest->OnBody(bytes);
+    // After the caller's work: the time that it takes is not the server's.
+    FProgress = Clock::now();
+    return bytes.size();
+  } catch (...) {
+    FRaised = std::current_exception();
+    return 0;
+  }
+}
+
+// libcurl sends a request again by itself when a kept connection was closed without a byte of a reply. That is right
+// only as long as the server cannot have acted on it.
+bool CurlEngine::MayResend() const {
+  if (FResends > 0) return false;
+  if (FRequest->Verb == "GET" || FRequest->Verb == "HEAD" || FRequest->Verb == "OPTIONS" || FRequest->Verb == "TRACE") {
+    return true;
+  }
+  return FLostUnheard;
+}
+
+int CurlEngine::BeforeSending() {
+  if (FSent && !FAnswered) {
+    if (!MayResend()) {
+      FRefusedResend = true;
+      return CURL_PREREQFUNC_ABORT;
+    }
+    ++FResends;
+  }
+  FSent = true;
+  FAnswered = FLostUnheard = FAllUploaded = false;
+  FUploaded = -1;
+  FProgress = Clock::now();
+  return CURL_PREREQFUNC_OK;
+}
+
+int CurlEngine::BeforeClosing(curl_socket_t socket) {
+  if (FRequest && FSent && !FAnswered) {
+    curl_off_t total = 0, done = 0;
+    curl_easy_getinfo(FEasy, CURLINFO_CONTENT_LENGTH_UPLOAD_T, &total);
+    curl_easy_getinfo(FEasy, CURLINFO_SIZE_UPLOAD_T, &done);
+    FLostUnheard = done < total;
+#ifdef __linux__
+    // The server's system closes with an acknowledgement of all that came in before. Bytes that this one leaves out came
+    // later: no program has read them. A connection that was reset says nothing of the kind, unless it was closed first
+    // (EPIPE) and reset by our bytes.
+    tcp_info info = {};
+    socklen_t size = sizeof info;
+    int error = 0;
+    socklen_t errorSize = sizeof error;
+    constexpr socklen_t needed = offsetof(tcp_info, tcpi_bytes_retrans) + sizeof info.tcpi_bytes_retrans;
+    constexpr int closeWait = 8;  // TCP_CLOSE_WAIT, whose header contradicts linux/tcp.h
+    if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 && size >= needed &&
+        getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &errorSize) == 0) {
+      const bool closedFirst = info.tcpi_state == closeWait || error == EPIPE;
+      const auto sent = info.tcpi_bytes_sent - info.tcpi_bytes_retrans;
+      FLostUnheard = FLostUnheard || (closedFirst && info.tcpi_bytes_acked < sent);
+    }
+#endif
+  }
+  return close(socket);
+}
+
+void CurlEngine::LookForCredentials(std::string_view headers) {
+  if (headers.find("\r\nAuthorization: ") != std::string_view::npos) FReply.CredentialsSent = true;
+  if (headers.find("\r\nProxy-Authorization: ") != std::string_view::npos) FReply.ProxyCredentialsSent = true;
+}
+
+void CurlEngine::RaiseFailure(CURLcode code) {
+  const std::string host = HostOf(FRequest->URL);
+  if (FRefusedResend) {
+    throw EVqHTTPApiException(ApiName,
+                              Format("The server \"%s\" closed the connection without a reply. The request may have "
+                                     "reached it and was not sent again.",
+                                     {string(host)}),
+                              VqErrConnectionAborted);
+  }
+  if (FTrust.Failure() != 0) {
+    throw EVqHTTPApiException(
+        ApiName,
+        Format("The certificate of \"%s\" is not accepted: %s.", {string(host), string(FTrust.FailureText())}),
+        FTrust.Failure());
+  }
+  if (code == CURLE_PEER_FAILED_VERIFICATION) {
+    // Every other check is ours and would have said so: what is left is libcurl's check of the name.
+    throw EVqHTTPApiException(
+        ApiName, Format("The certificate of \"%s\" is made out to another name.", {string(host)}),
+        VqErrCertCommonNameInvalid);
+  }
+  if (code == CURLE_UNSUPPORTED_PROTOCOL && FSent) code = CURLE_WEIRD_SERVER_REPLY;  // an answer without a status line
+  const TVqCurlErrorRow* const row = VqFindCurlError(code);
+  if (!row) throw EVqHTTPApiException(ApiName, curl_easy_strerror(code), VqErrInternal);
+  if (code == CURLE_OPERATION_TIMEDOUT) {
+    throw EVqHTTPApiException(ApiName,
+                              Format("No connection to \"%s\" came about within %d ms.",
+                                     {string(host), FRequest->TimeOuts.GetConnect()}),
+                              VqErrTimeOut);
+  }
+  throw EVqHTTPApiException(ApiName, VqCurlErrorText(*row, host, FErrorText), row->Number);
+}
+
+}  // namespace
+
+std::shared_ptr<TVqHTTPEngine> VqCreateHTTPEngine(bool) {
+  return std::make_shared<CurlEngine>();
+}
+
+}  // namespace velmore

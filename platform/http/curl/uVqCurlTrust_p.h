@@ -1,0 +1,47 @@
+#pragma once
+
+// The checks of a server's certificate, each of which a security flag lifts alone. libcurl knows only "all" and "the
+// name"; the rest is done in OpenSSL's verification, which libcurl hands out per connection.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/http/uVqHTTPTypes.h"
+
+namespace velmore {
+
+/// One per engine; lives as long as the engine's connections.
+class TVqCurlTrust {
+ public:
+  /// Takes the settings for the connections to come; true when they differ from the last ones, so that connections made
+  /// under those must go. Raises EVqHTTPInvalidArgument for a file that cannot be read.
+  bool Prepare(TVqHTTPSecurityFlags flags, const std::string& caFile, const std::string& crlFile,
+               const char* systemFile, const char* systemFolder);
+  /// Sets up a connection; `sslContext` is an SSL_CTX. False when that fails.
+  bool Apply(void* sslContext);
+
+  void ForgetFailure() noexcept { FFailure = 0; }
+  /// The API error number of the check that failed, 0 when none did.
+  std::uint32_t Failure() const noexcept { return FFailure; }
+  const std::string& FailureText() const noexcept { return FFailureText; }
+
+  /// For OpenSSL: one error of the chain; true forgives it.
+  bool Judge(int error, int depth);
+
+ private:
+  TVqHTTPSecurityFlags FFlags;
+  std::string FCAFile, FCRLFile;
+  std::shared_ptr<void> FStore;  // an X509_STORE
+  std::uint32_t FFailure = 0;
+  std::string FFailureText;
+};
+
+/// What an error of OpenSSL's verification (X509_V_ERR_...) is to us.
+struct TVqCertificateCheck {
+  std::uint32_t Number;  // TVqHTTPErrorNumber
+  int Flag;              // the bit that lifts it, or -1 when nothing does
+};
+TVqCertificateCheck VqClassifyCertificateError(int error, int depth) noexcept;
+
+}  // namespace velmore

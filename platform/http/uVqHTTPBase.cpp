@@ -1,0 +1,273 @@
+#include "platform/http/uVqHTTPBase.h"
+
+#include "platform/http/uVqHTTPExchange_p.h"
+
+namespace velmore {
+
+// ---------------------------------------------------------------------------------------------------- reply stream
+
+std::size_t TVqHTTPReplyStream::Read(void* buffer, std::size_t count) {
+  if (FPosition >= FBytes.size()) return 0;
+  const std::size_t taken = FBytes.copy(static_cast<char*>(buffer), count, static_cast<std::size_t>(FPosition));
+  FPosition += taken;
+  return taken;
+}
+
+void TVqHTTPReplyStream::Write(const void* buffer, std::size_t count) {
+  const auto position = static_cast<std::size_t>(FPosition);
+  if (FBytes.size() < position + count) FBytes.resize(position + count);
+  FBytes.replace(position, count, static_cast<const char*>(buffer), count);
+  FPosition += count;
+}
+
+void TVqHTTPReplyStream::Clear() noexcept {
+  FBytes.clear();
+  FPosition = 0;
+}
+
+void TVqHTTPReplyStream::Consume(std::size_t ACount) noexcept {
+  FBytes.erase(0, ACount < FBytes.size() ? ACount : FBytes.size());
+  FPosition = 0;
+}
+
+std::string TVqHTTPReplyStream::TakeBytes() noexcept {
+  FPosition = 0;
+  return std::exchange(FBytes, {});
+}
+
+// --------------------------------------------------------------------------------------------------------- session
+
+TVqHTTPSessionBase::TVqHTTPSessionBase(TVqComponent* AOwner)
+    : TVqComponent(AOwner), FState(std::make_shared<TVqHTTPSessionState>()) {
+  FState->Component = this;
+}
+
+TVqHTTPSessionBase::~TVqHTTPSessionBase() {
+  SetActive(false);
+  const std::scoped_lock lock(FState->Mutex);
+  FState->Component = nullptr;
+}
+
+bool TVqHTTPSessionBase::GetActive() const {
+  const std::scoped_lock lock(FState->Mutex);
+  return FState->Active;
+}
+
+void TVqHTTPSessionBase::SetActive(bool AValue) {
+  std::vector<std::weak_ptr<TVqHTTPEngine>> engines;
+  {
+    const std::scoped_lock lock(FState->Mutex);
+    FState->Active = AValue;
+    if (AValue) return;
+    engines = FState->Engines;
+  }
+  // Outside the lock: closing connections talks to sockets.
+  for (const auto& weak : engines) {
+    if (const auto engine = weak.lock()) engine->DropConnections();
+  }
+}
+
+namespace {
+
+string Read(const TVqHTTPSessionState& state, std::string TVqHTTPSessionSettings::* member) {
+  const std::scoped_lock lock(state.Mutex);
+  return state.Settings.*member;
+}
+
+void Write(TVqHTTPSessionState& state, std::string TVqHTTPSessionSettings::* member, const string& value) {
+  std::string utf8 = value.utf8();
+  const std::scoped_lock lock(state.Mutex);
+  state.Settings.*member = std::move(utf8);
+}
+
+}  // namespace
+
+string TVqHTTPSessionBase::GetUserAgent() const {
+  return Read(*FState, &TVqHTTPSessionSettings::UserAgent);
+}
+
+void TVqHTTPSessionBase::SetUserAgent(const string& AValue) {
+  VqCheckHeader("User-Agent", AValue.utf8());
+  Write(*FState, &TVqHTTPSessionSettings::UserAgent, AValue);
+}
+
+string TVqHTTPSessionBase::GetProxyServer() const {
+  return Read(*FState, &TVqHTTPSessionSettings::ProxyServer);
+}
+
+void TVqHTTPSessionBase::SetProxyServer(const string& AValue) {
+  Write(*FState, &TVqHTTPSessionSettings::ProxyServer, AValue);
+}
+
+string TVqHTTPSessionBase::GetProxyServerBypass() const {
+  return Read(*FState, &TVqHTTPSessionSettings::ProxyServerBypass);
+}
+
+void TVqHTTPSessionBase::SetProxyServerBypass(const string& AValue) {
+  Write(*FState, &TVqHTTPSessionSettings::ProxyServerBypass, AValue);
+}
+
+TVqHTTPAccessType TVqHTTPSessionBase::GetAccessType() const {
+  const std::scoped_lock lock(FState->Mutex);
+  return FState->Settings.AccessType;
+}
+
+void TVqHTTPSessionBase::SetAccessType(TVqHTTPAccessType AValue) {
+  const std::scoped_lock lock(FState->Mutex);
+  FState->Settings.AccessType = AValue;
+}
+
+TVqHTTPCookies& TVqHTTPSessionBase::GetCookies() {
+  return FState->Cookies;
+}
+
+string TVqHTTPSessionBase::GetCAFile() const {
+  return Read(*FState, &TVqHTTPSessionSettings::CAFile);
+}
+
+void TVqHTTPSessionBase::SetCAFile(const string& AValue) {
+  Write(*FState, &TVqHTTPSessionSettings::CAFile, AValue);
+}
+
+string TVqHTTPSessionBase::GetCRLFile() const {
+  return Read(*FState, &TVqHTTPSessionSettings::CRLFile);
+}
+
+void TVqHTTPSessionBase::SetCRLFile(const string& AValue) {
+  Write(*FState, &TVqHTTPSessionSettings::CRLFile, AValue);
+}
+
+// ---------------------------------------------------------------------------------------------------------- client
+
+TVqHTTPClientBase::TVqHTTPClientBase(TVqComponent* AOwner, bool AUseWinHTTP)
+    : TVqComponent(AOwner), FAdditionalHeaders(false), FEngine(VqCreateHTTPEngine(AUseWinHTTP)) {}
+
+TVqHTTPClientBase::~TVqHTTPClientBase() {
+  if (FSession) {
+    const std::scoped_lock lock(FSession->Mutex);
+    std::erase_if(FSession->Engines, [this](const auto& weak) { return weak.lock() == FEngine; });
+  }
+}
+
+void TVqHTTPClientBase::ShareSession(TVqHTTPSessionBase* ASession) {
+  const std::shared_ptr<TVqHTTPSessionState> state = ASession ? ASession->FState : nullptr;
+  if (state == FSession) return;
+  if (FSession) {
+    const std::scoped_lock lock(FSession->Mutex);
+    std::erase_if(FSession->Engines, [this](const auto& weak) { return weak.lock() == FEngine; });
+  }
+  FEngine->DropConnections();
+  FKnownScheme = schemeNone;
+  FSession = state;
+  if (FSession) {
+    const std::scoped_lock lock(FSession->Mutex);
+    FSession->Engines.push_back(FEngine);
+  }
+}
+
+TVqRef<IVqHTTPSession> TVqHTTPClientBase::GetSession() {
+  if (FSession) {
+    const std::scoped_lock lock(FSession->Mutex);
+    if (FSession->Component) return TVqRef<IVqHTTPSession>(FSession->Component);
+  }
+  TVqHTTPSessionBase* const own = CreateOwnSession();  // owned by this component
+  ShareSession(own);
+  return TVqRef<IVqHTTPSession>(own);
+}
+
+void TVqHTTPClientBase::SetAuthentication(TVqHTTPAuthentication AValue) {
+  switch (AValue) {
+    case TVqHTTPAuthentication::anonymous:
+    case TVqHTTPAuthentication::byChallenge:
+    case TVqHTTPAuthentication::basic:
+    case TVqHTTPAuthentication::ntlm:
+    case TVqHTTPAuthentication::negotiate:
+    case TVqHTTPAuthentication::oAuth: FAuthentication = AValue; return;
+  }
+  throw EVqHTTPInvalidArgument("SetAuthentication", "There is no such authentication scheme.");
+}
+
+void TVqHTTPClientBase::SetSecurityFlags(TVqHTTPSecurityFlags AValue) {
+  if (AValue == FSecurityFlags) return;
+  FSecurityFlags = AValue;
+  FEngine->DropConnections();
+}
+
+bool TVqHTTPClientBase::AskAfterError(std::uint32_t) {
+  return false;
+}
+
+TVqRef<IVqHTTPRequestEx> TVqHTTPClientBase::CreateRequest(TVqHTTPVerb AVerb, const string& AURL, std::string ABody,
+                                                          const string& AContentType) {
+  auto request = MakeRef<TVqHTTPRequest>(this, AVerb, AURL, true, std::move(ABody));
+  request->SetHeader("Content-Type", AContentType);
+  return request;
+}
+
+TVqRef<IVqHTTPRequestEx> TVqHTTPClientBase::CreateRequest(TVqHTTPVerb AVerb, const string& AURL) {
+  return MakeRef<TVqHTTPRequest>(this, AVerb, AURL, false, std::string());
+}
+
+void TVqHTTPClientBase::Request(TVqRef<IVqHTTPResponse>& AResponse, TVqHTTPVerb AVerb, const string& AURL,
+                                std::string ABody, const string& AContentType, bool ARaiseOnStatus) {
+  AResponse = nullptr;
+  AResponse = CreateRequest(AVerb, AURL, std::move(ABody), AContentType)->Execute();
+  const TVqHTTPStatus status = AResponse->GetStatus();
+  if (ARaiseOnStatus && status.Code >= 400) {
+    throw EVqHTTPException(Format("The server refused the request with status %d (%s).",
+                                  {static_cast<std::int32_t>(status.Code), status.Text}),
+                           status.Code);
+  }
+}
+
+void TVqHTTPClientBase::Request(TVqRef<IVqHTTPResponse>& AResponse, TVqHTTPVerb AVerb, const string& AURL) {
+  AResponse = nullptr;
+  AResponse = CreateRequest(AVerb, AURL)->Execute();
+}
+
+void TVqHTTPClientBase::Cancel() noexcept {
+  const std::scoped_lock lock(FRunningMutex);
+  if (FRunning) FRunning->Cancel();
+}
+
+TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {
+  const TVqRef<TVqHTTPClientBase> alive(this);
+  if (FBusy.exchange(true)) throw EVqException("The HTTP client is busy with another request.");
+  struct Busy {
+    TVqHTTPClientBase& Client;
+    Busy(TVqHTTPClientBase& client, TVqHTTPRequest& request) : Client(client) {
+      const std::scoped_lock lock(Client.FRunningMutex);
+      Client.FRunning = &request;
+    }
+    ~Busy() {
+      {
+        const std::scoped_lock lock(Client.FRunningMutex);
+        Client.FRunning = nullptr;
+      }
+      Client.FBusy = false;
+    }
+  };
+
+  const TVqRef<IVqHTTPRequest> request(&ARequest);
+  TVqRef<IVqHTTPResponse> response;
+  try {
+    const Busy busy(*this, ARequest);
+    if (FOnRequest) FOnRequest(*this, request);
+    do {
+      GetSession();
+      response = TVqHTTPExchange(*this, ARequest, *FSession).Run();
+    } while (response->GetStatus().Code == 401 && AskAfterError(VqErrLoginFailure));
+  } catch (const EVqHTTPInvalidArgument&) {
+    throw;
+  } catch (const EVqHTTPApiException& error) {
+    if (error.GetNumber() != VqErrCancelled) AskAfterError(error.GetNumber());
+    // For bodiless requests only: a request with a body is the job itself, its failure belongs to the caller.
+    if (!ARequest.FHasBody && FOnError) FOnError(*this, request, error.GetNumber());
+    throw;
+  }
+  if (ARequest.FHandler) ARequest.FHandler(response);
+  if (FOnResponse) FOnResponse(*this, response);
+  return response;
+}
+
+}  // namespace velmore

@@ -1,0 +1,366 @@
+#pragma once
+
+/// The abstract HTTP client: client, session, request, response, and the base classes of both concrete clients.
+///
+///     TVqRef<IVqHTTPClient> client = TVqHTTPClient(true);                     // uVqHTTPClient.h
+///     TVqRef<IVqHTTPResponse> response;
+///     client->Request(response, TVqHTTPVerb::get, "https://mail.example.com/");
+///     if (response->GetStatus().Code == 200) std::cout << response->GetText();
+///
+/// Rules that hold for every client:
+/// - Redirects are never followed: the reply with its "Location" is given back, so that credentials and bodies go to no
+///   host that the caller did not name.
+/// - A reply of any status is given back; only failures of the transport raise.
+/// - A request that met a closed kept connection is sent again once, on a new connection, when it is certain that the
+///   server did not get all of it (or when its verb changes nothing); otherwise it fails with 12030.
+/// - A password or token never goes over plain HTTP to another machine (see `SetAllowPlainTextPassword`).
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "platform/http/uVqHTTPOAuth.h"
+
+namespace velmore {
+
+class IVqHTTPClient;
+class IVqHTTPRequest;
+class IVqHTTPResponse;
+class IVqHTTPSession;
+class TVqHTTPClientBase;
+class TVqHTTPCookies;
+class TVqHTTPReplyStream;
+class TVqHTTPRequest;
+struct TVqHTTPSessionState;
+class TVqHTTPEngine;
+
+/// Before a request goes out; may still change its headers.
+using TVqHTTPRequestEvent = std::function<void(TVqComponent& ASender, const TVqRef<IVqHTTPRequest>& ARequest)>;
+/// After a reply came in whole.
+using TVqHTTPResponseEvent = std::function<void(TVqComponent& ASender, const TVqRef<IVqHTTPResponse>& AResponse)>;
+/// After a request without a body failed, before the failure is raised. May raise something else instead.
+using TVqHTTPErrorEvent =
+    std::function<void(TVqComponent& ASender, const TVqRef<IVqHTTPRequest>& ARequest, std::uint32_t AError)>;
+/// When bytes of a reply arrived: `AStream` holds all that no call has taken out yet. Runs inside the request, on its
+/// thread; what it raises ends the connection and comes out of the request.
+using TVqHTTPDataEvent = std::function<void(TVqComponent& ASender, TVqHTTPReplyStream& AStream)>;
+/// Installed on one request, told of its response.
+using TVqHTTPResponseHandler = std::function<void(const TVqRef<IVqHTTPResponse>& AResponse)>;
+
+/// The bytes of a reply as they arrive, with a position.
+///
+/// Owns its bytes. Made by the client; belongs to the thread of the request. Raises nothing of its own.
+class TVqHTTPReplyStream : public TVqStream {
+ public:
+  using TVqStream::Write;
+  std::size_t Read(void* buffer, std::size_t count) override;
+  void Write(const void* buffer, std::size_t count) override;
+  std::uint64_t GetPosition() const override { return FPosition; }
+  void SetPosition(std::uint64_t AValue) override { FPosition = AValue; }
+  std::uint64_t GetSize() const override { return FBytes.size(); }
+
+  /// All bytes. Valid until the stream changes.
+  std::string_view Bytes() const noexcept { return FBytes; }
+  /// Empties the stream, position 0.
+  void Clear() noexcept;
+  /// Takes the first `ACount` bytes out and moves the rest to the front, position 0.
+  void Consume(std::size_t ACount) noexcept;
+  /// Puts bytes behind the last one; the position stays.
+  void Append(std::string_view ABytes) { FBytes.append(ABytes); }
+  /// Takes everything out.
+  std::string TakeBytes() noexcept;
+
+ private:
+  std::string FBytes;
+  std::uint64_t FPosition = 0;
+};
+
+/// Cookies of a session, shared by all clients on it.
+///
+/// Owns them; not copied. Every thread may call it: one mutex protects the list. Raises nothing.
+class TVqHTTPCookies {
+ public:
+  /// Adds "name=value", with attributes as a "Set-Cookie" header has them. With an empty URL the cookie goes out with
+  /// every request of the session; otherwise to the host of the URL. A cookie of the same name and place is replaced.
+  void Add(const string& AURL, const string& ACookie);
+  /// The value for a request to `AURL`, or an empty text.
+  string GetValue(const string& AURL, const string& AName) const;
+  /// The header for a request: "a=1; b=2".
+  std::string HeaderFor(const std::string& AURL) const;
+  std::int32_t Count() const;
+  void Clear();
+
+ private:
+  struct Cookie {
+    std::string Name, Value, Domain, Path;
+    bool HostOnly = true, Secure = false;
+    std::int64_t ExpiresAt = 0;  // seconds since 1970, 0 is the end of the session
+  };
+  std::vector<const Cookie*> Matching(const std::string& AURL) const;
+
+  mutable std::mutex FMutex;  // protects FCookies
+  std::vector<Cookie> FCookies;
+};
+
+/// A connection pool's settings: agent, proxy, cookies, trust.
+class IVqHTTPSession : public virtual IVqObject {
+ public:
+  virtual bool GetActive() const = 0;
+  /// False closes the kept connections of all clients on this session (those with a request under way: at its end). A
+  /// request opens the session again by itself.
+  virtual void SetActive(bool AValue) = 0;
+  virtual string GetUserAgent() const = 0;
+  virtual void SetUserAgent(const string& AValue) = 0;
+  /// "host:port", or a list by scheme: "http=host:port;https=host:port".
+  virtual string GetProxyServer() const = 0;
+  virtual void SetProxyServer(const string& AValue) = 0;
+  /// Hosts that are reached directly, parted by ";" or blanks. "*" stands for any characters; "<local>" for every name
+  /// without a dot.
+  virtual string GetProxyServerBypass() const = 0;
+  virtual void SetProxyServerBypass(const string& AValue) = 0;
+  virtual TVqHTTPAccessType GetAccessType() const = 0;
+  virtual void SetAccessType(TVqHTTPAccessType AValue) = 0;
+  virtual TVqHTTPCookies& GetCookies() = 0;
+  /// A PEM file with certification authorities to trust besides those of the machine. Empty is none. Without Windows the
+  /// variable SSL_CERT_FILE, where set, names the machine's own file. Clients on this session take it at their next
+  /// connection.
+  virtual string GetCAFile() const = 0;
+  virtual void SetCAFile(const string& AValue) = 0;
+  /// A PEM file with revocation lists. Empty checks no revocation (with the engine without Windows); with a file every
+  /// issuer in a server's chain must have its list there.
+  virtual string GetCRLFile() const = 0;
+  virtual void SetCRLFile(const string& AValue) = 0;
+
+ protected:
+  ~IVqHTTPSession() = default;
+};
+
+/// A request, as events see it.
+class IVqHTTPRequest : public virtual IVqObject {
+ public:
+  virtual TVqRef<IVqHTTPClient> GetClient() const = 0;
+  virtual TVqHTTPVerb GetVerb() const = 0;
+  virtual string GetURL() const = 0;
+  /// A header set on this request; empty when it is not there.
+  virtual string GetHeader(const string& AName) const = 0;
+  /// Sets a header of this one request; an empty value takes it away. Raises EVqHTTPInvalidArgument for a name that is
+  /// no token or a value with a line break.
+  virtual void SetHeader(const string& AName, const string& AValue) = 0;
+
+ protected:
+  ~IVqHTTPRequest() = default;
+};
+
+/// A request that the caller drives: composed once, executed as often as wanted, cancelled from another thread.
+class IVqHTTPRequestEx : public virtual IVqHTTPRequest {
+ public:
+  /// A cookie of this one request; takes the place of the session's cookie of that name. An empty value takes it away.
+  virtual void SetCookie(const string& AName, const string& AValue) = 0;
+  /// Told of the response, before the client's OnResponse.
+  virtual void SetResponseHandler(TVqHTTPResponseHandler AHandler) = 0;
+  /// Sends the request and waits for the whole reply. Talks to the server. Raises EVqHTTPApiException for a failure of
+  /// the transport, number 6 after `Cancel`, a plain exception when the client is busy with another request.
+  virtual TVqRef<IVqHTTPResponse> Execute() = 0;
+  /// Ends an `Execute` that is under way within 100 ms, and every later one at its start. Any thread may call it.
+  virtual void Cancel() noexcept = 0;
+
+ protected:
+  ~IVqHTTPRequestEx() = default;
+};
+
+/// A reply.
+class IVqHTTPResponse : public virtual IVqObject {
+ public:
+  virtual TVqHTTPStatus GetStatus() const = 0;
+  /// A header's value, names without regard to case; several of one name joined by ", ". Empty when there is none.
+  virtual string GetHeader(const string& AName) const = 0;
+  /// The value of a cookie that this reply set; empty when it did not.
+  virtual string GetCookie(const string& AName) const = 0;
+  /// The body as text: by its byte order mark, else by the charset of "Content-Type", else UTF-8.
+  virtual string GetText() const = 0;
+
+  /// The body's bytes, decompressed. After a request with a data event: what the event did not take out.
+  virtual const std::string& GetBody() const = 0;
+  /// All headers in the order of the reply.
+  virtual const std::vector<std::pair<string, string>>& GetHeaders() const = 0;
+  /// The address that was asked.
+  virtual string GetURL() const = 0;
+  /// With a status of 401 or 407: the schemes that the server (the proxy) offers, in its order.
+  virtual const std::vector<string>& GetOfferedSchemes() const = 0;
+  /// With a status of 401 or 407: the scheme that was tried; empty when none was.
+  virtual string GetTriedScheme() const = 0;
+  /// With a status of 401 or 407: a sentence on why credentials were not sent, where that is so; else empty.
+  virtual string GetAuthenticationHint() const = 0;
+
+ protected:
+  ~IVqHTTPResponse() = default;
+};
+
+/// The client.
+class IVqHTTPClient : public virtual IVqObject {
+ public:
+  /// The implementing object: a TVqWinHTTPClient or a TVqWinINetClient.
+  virtual TVqHTTPClientBase* GetComponent() = 0;
+  /// The session in use; a client that was given none has one of its own.
+  virtual TVqRef<IVqHTTPSession> GetSession() = 0;
+  virtual TVqHTTPAuthentication GetAuthentication() const = 0;
+  virtual void SetAuthentication(TVqHTTPAuthentication AValue) = 0;
+  virtual TVqOAuth& GetOAuth() = 0;
+  virtual TVqHTTPRequestHeaders& GetRequestHeaders() = 0;
+  virtual TVqHTTPTimeOuts& GetTimeOuts() = 0;
+  /// Called for requests without a body only.
+  virtual void SetOnError(TVqHTTPErrorEvent AValue) = 0;
+  /// Sends a request with a body and waits for the reply. With `ARaiseOnStatus` a status of 400 and above raises
+  /// EVqHTTPException. Talks to the server; raises as IVqHTTPRequestEx::Execute.
+  virtual void Request(TVqRef<IVqHTTPResponse>& AResponse, TVqHTTPVerb AVerb, const string& AURL, std::string ABody,
+                       const string& AContentType, bool ARaiseOnStatus = false) = 0;
+  /// The same without a body.
+  virtual void Request(TVqRef<IVqHTTPResponse>& AResponse, TVqHTTPVerb AVerb, const string& AURL) = 0;
+
+  /// A request to be executed by the caller. It keeps the client alive.
+  virtual TVqRef<IVqHTTPRequestEx> CreateRequest(TVqHTTPVerb AVerb, const string& AURL, std::string ABody,
+                                                 const string& AContentType) = 0;
+  virtual TVqRef<IVqHTTPRequestEx> CreateRequest(TVqHTTPVerb AVerb, const string& AURL) = 0;
+  virtual TVqCredentials& GetCredentials() = 0;
+  virtual TVqCredentials& GetProxyCredentials() = 0;
+  virtual TVqHTTPVersion GetHTTPVersion() const = 0;
+  virtual void SetHTTPVersion(TVqHTTPVersion AValue) = 0;
+  /// Headers of every request, as "Name=value".
+  virtual TVqStrings& GetAdditionalHeaders() = 0;
+  /// Gives replies as a stream. Empty collects the body in the response.
+  virtual void SetOnDataReceived(TVqHTTPDataEvent AValue) = 0;
+  /// Sends and keeps the session's cookies; true by default.
+  virtual bool GetUseCookies() const = 0;
+  virtual void SetUseCookies(bool AValue) = 0;
+
+ protected:
+  ~IVqHTTPClient() = default;
+};
+
+/// Base of both sessions.
+///
+/// Owns the settings and cookies, shared with its clients. No copies. Setters and getters may be called by every thread
+/// (one mutex); the component itself belongs to one thread and should outlive its clients: one that stays behind goes on
+/// with the settings it had. Raises nothing; talks to no server.
+class TVqHTTPSessionBase : public TVqComponent, public virtual IVqHTTPSession {
+ public:
+  ~TVqHTTPSessionBase() override;
+
+  bool GetActive() const override;
+  void SetActive(bool AValue) override;
+  string GetUserAgent() const override;
+  void SetUserAgent(const string& AValue) override;
+  string GetProxyServer() const override;
+  void SetProxyServer(const string& AValue) override;
+  string GetProxyServerBypass() const override;
+  void SetProxyServerBypass(const string& AValue) override;
+  TVqHTTPAccessType GetAccessType() const override;
+  void SetAccessType(TVqHTTPAccessType AValue) override;
+  TVqHTTPCookies& GetCookies() override;
+  string GetCAFile() const override;
+  void SetCAFile(const string& AValue) override;
+  string GetCRLFile() const override;
+  void SetCRLFile(const string& AValue) override;
+
+ protected:
+  explicit TVqHTTPSessionBase(TVqComponent* AOwner);
+
+ private:
+  friend class TVqHTTPClientBase;
+  std::shared_ptr<TVqHTTPSessionState> FState;
+};
+
+/// Base of both clients.
+///
+/// Owns its settings, its connections and, when it was given no session, a session. No copies. One caller at a time:
+/// a second request while one is under way raises a plain exception; only `IVqHTTPRequestEx::Cancel` and `Cancel` may be
+/// called from other threads. Clients on one session may work at the same time on different threads. Raises as told at
+/// IVqHTTPRequestEx::Execute.
+class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
+ public:
+  ~TVqHTTPClientBase() override;
+
+  TVqHTTPClientBase* GetComponent() override { return this; }
+  TVqRef<IVqHTTPSession> GetSession() override;
+  TVqHTTPAuthentication GetAuthentication() const override { return FAuthentication; }
+  void SetAuthentication(TVqHTTPAuthentication AValue) override;
+  TVqOAuth& GetOAuth() override { return FOAuth; }
+  TVqHTTPRequestHeaders& GetRequestHeaders() override { return FRequestHeaders; }
+  TVqHTTPTimeOuts& GetTimeOuts() override { return FTimeOuts; }
+  void SetOnError(TVqHTTPErrorEvent AValue) override { FOnError = std::move(AValue); }
+  void Request(TVqRef<IVqHTTPResponse>& AResponse, TVqHTTPVerb AVerb, const string& AURL, std::string ABody,
+               const string& AContentType, bool ARaiseOnStatus = false) override;
+  void Request(TVqRef<IVqHTTPResponse>& AResponse, TVqHTTPVerb AVerb, const string& AURL) override;
+  TVqRef<IVqHTTPRequestEx> CreateRequest(TVqHTTPVerb AVerb, const string& AURL, std::string ABody,
+                                         const string& AContentType) override;
+  TVqRef<IVqHTTPRequestEx> CreateRequest(TVqHTTPVerb AVerb, const string& AURL) override;
+  TVqCredentials& GetCredentials() override { return FCredentials; }
+  TVqCredentials& GetProxyCredentials() override { return FProxyCredentials; }
+  TVqHTTPVersion GetHTTPVersion() const override { return FHTTPVersion; }
+  void SetHTTPVersion(TVqHTTPVersion AValue) override { FHTTPVersion = AValue; }
+  TVqStrings& GetAdditionalHeaders() override { return FAdditionalHeaders; }
+  void SetOnDataReceived(TVqHTTPDataEvent AValue) override { FOnDataReceived = std::move(AValue); }
+  bool GetUseCookies() const override { return FUseCookies; }
+  void SetUseCookies(bool AValue) override { FUseCookies = AValue; }
+
+  /// The checks that are lifted. A change closes the kept connections, which were made under the old ones.
+  TVqHTTPSecurityFlags GetSecurityFlags() const noexcept { return FSecurityFlags; }
+  virtual void SetSecurityFlags(TVqHTTPSecurityFlags AValue);
+  void SetTimeOuts(const TVqHTTPTimeOuts& AValue) { FTimeOuts = AValue; }
+  void SetOnRequest(TVqHTTPRequestEvent AValue) { FOnRequest = std::move(AValue); }
+  void SetOnResponse(TVqHTTPResponseEvent AValue) { FOnResponse = std::move(AValue); }
+  const TVqHTTPRequestEvent& GetOnRequest() const noexcept { return FOnRequest; }
+  const TVqHTTPResponseEvent& GetOnResponse() const noexcept { return FOnResponse; }
+
+  /// Allows Basic and access tokens over plain HTTP to hosts that are not this machine; false by default, and then the
+  /// request goes without them and the server's 401 comes back. A proxy's credentials are not concerned.
+  bool GetAllowPlainTextPassword() const noexcept { return FAllowPlainTextPassword; }
+  void SetAllowPlainTextPassword(bool AValue) noexcept { FAllowPlainTextPassword = AValue; }
+
+  /// Ends the request that is under way, if any, within 100 ms. Any thread may call it.
+  void Cancel() noexcept;
+
+ protected:
+  TVqHTTPClientBase(TVqComponent* AOwner, bool AUseWinHTTP);
+
+  void ShareSession(TVqHTTPSessionBase* ASession);
+  virtual TVqHTTPSessionBase* CreateOwnSession() = 0;
+  /// The flags that the engine is given.
+  virtual TVqHTTPSecurityFlags EffectiveSecurityFlags() const { return FSecurityFlags; }
+  /// Told of a failed log-on (12015) or another failure of the request; true asks for another try, with credentials that
+  /// the call may have changed.
+  virtual bool AskAfterError(std::uint32_t AError);
+
+ private:
+  friend class TVqHTTPRequest;
+  friend class TVqHTTPExchange;
+
+  TVqRef<IVqHTTPResponse> Execute(TVqHTTPRequest& ARequest);
+
+  TVqHTTPAuthentication FAuthentication = TVqHTTPAuthentication::byChallenge;
+  TVqHTTPVersion FHTTPVersion = TVqHTTPVersion::http11;
+  TVqHTTPSecurityFlags FSecurityFlags;
+  TVqHTTPTimeOuts FTimeOuts;
+  TVqHTTPRequestHeaders FRequestHeaders;
+  TVqStrings FAdditionalHeaders;
+  TVqCredentials FCredentials;
+  TVqCredentials FProxyCredentials;
+  TVqOAuth FOAuth;
+  bool FUseCookies = true;
+  bool FAllowPlainTextPassword = false;
+  TVqHTTPRequestEvent FOnRequest;
+  TVqHTTPResponseEvent FOnResponse;
+  TVqHTTPErrorEvent FOnError;
+  TVqHTTPDataEvent FOnDataReceived;
+  std::shared_ptr<TVqHTTPSessionState> FSession;
+  std::shared_ptr<TVqHTTPEngine> FEngine;
+  std::atomic<bool> FBusy{false};
+  std::mutex FRunningMutex;  // protects FRunning
+  TVqHTTPRequest* FRunning = nullptr;
+  // What worked last, so that the next request does not ask again.
+  std::string FKnownOrigin;
+  TVqCredentials FKnownCredentials;
+  int FKnownScheme = 0;  // a TVqHTTPScheme
+};
+
+}  // namespace velmore

@@ -1,0 +1,308 @@
+#include "platform/http/uVqHTTPExchange_p.h"
+
+#include <algorithm>
+
+namespace velmore {
+
+namespace {
+
+constexpr unsigned AllSchemes = schemeBasic | schemeNTLM | schemeNegotiate;
+// The order in which a server's offers are taken.
+constexpr TVqHTTPScheme Preference[] = {schemeNegotiate, schemeNTLM, schemeBasic};
+
+// Bytes outside ASCII as "%XX"; everything else stands as it was written.
+std::string EncodeNonAscii(const string& text) {
+  static constexpr char Digits[] = "0123456789ABCDEF";
+  std::string encoded;
+  for (const char c : text.utf8()) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) {
+      encoded += c;
+    } else {
+      encoded += '%';
+      encoded += Digits[byte >> 4];
+      encoded += Digits[byte & 15];
+    }
+  }
+  return encoded;
+}
+
+void SetHeaderLine(std::vector<std::pair<std::string, std::string>>& headers, std::string name, std::string value) {
+  std::erase_if(headers, [&](const auto& header) { return VqSameAscii(header.first, name); });
+  headers.emplace_back(std::move(name), std::move(value));
+}
+
+const char* GrantName(TVqOAuthGrantType grant) {
+  switch (grant) {
+    case TVqOAuthGrantType::none: break;
+    case TVqOAuthGrantType::Authorize: return "Authorize";
+    case TVqOAuthGrantType::Password: return "Password";
+    case TVqOAuthGrantType::ClientCredentials: return "ClientCredentials";
+  }
+  return "none";
+}
+
+// The token for a request.
+const TVqOAuthAccessToken& TokenInForce(const TVqOAuth& oauth) {
+  const TVqOAuthAccessToken& token = oauth.GetAccessToken();
+  if (!token.GetExpired()) return token;
+  if (oauth.GetGrantType() != TVqOAuthGrantType::none) {
+    throw EVqException(Format("A new access token is needed, but the OAuth grant \"%s\" is not available in this version. "
+                              "Set a token with SetAccessToken.",
+                              {GrantName(oauth.GetGrantType())}));
+  }
+  throw EVqException(token.Token.empty() ? "OAuth is in use, but there is no access token and no grant to get one."
+                                         : "The OAuth access token has expired and there is no grant to get another.");
+}
+
+}  // namespace
+
+const char* VqHTTPSchemeName(unsigned scheme) noexcept {
+  switch (scheme) {
+    case schemeBasic: return "Basic";
+    case schemeNTLM: return "NTLM";
+    case schemeNegotiate: return "Negotiate";
+    default: return "";
+  }
+}
+
+TVqHTTPExchange::TVqHTTPExchange(TVqHTTPClientBase& client, TVqHTTPRequest& request, TVqHTTPSessionState& session)
+    : FClient(client), FRequest(request), FSession(session) {}
+
+TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
+  {
+    const std::scoped_lock lock(FSession.Mutex);
+    FSession.Active = true;
+    FEngineRequest.Session = FSession.Settings;
+  }
+  TakeTarget();
+  TakeCredentials();
+  TakeHeaders();
+  TakeCookies();
+  TakeProxy();
+  FEngineRequest.Verb = VqHTTPVerbText(FRequest.FVerb);
+  FEngineRequest.HTTP11 = FClient.FHTTPVersion == TVqHTTPVersion::http11;
+  FEngineRequest.Body = FRequest.FBody;
+  FEngineRequest.HasBody = FRequest.FHasBody;
+  FEngineRequest.TimeOuts = FClient.FTimeOuts;
+  FEngineRequest.SecurityFlags = FClient.EffectiveSecurityFlags();
+  FEngineRequest.Cancelled = &FRequest.FCancelled;
+  FEngineRequest.OnHeaders = [this](std::uint16_t status) {
+    FStream.Clear();
+    // A refusal is no part of the stream that the event waits for.
+    FToEvent = FClient.FOnDataReceived && status != 401 && status != 407;
+  };
+  FEngineRequest.OnBody = [this](std::string_view bytes) {
+    FStream.Append(bytes);
+    if (FToEvent) FClient.FOnDataReceived(FClient, FStream);
+  };
+
+  TVqEngineReply reply = AnswerChallenge();
+  const std::uint16_t status = reply.Status;
+  std::string hint;
+  std::string tried;
+  if (status == 401) {
+    tried = FBearer ? "Bearer" : VqHTTPSchemeName(FTried);
+    hint = Hint(VqOfferedSchemes(reply));
+  } else if (status == 407) {
+    if (reply.ProxyCredentialsSent) {
+      const auto offered = VqOfferedSchemes(reply);
+      for (const TVqHTTPScheme scheme : Preference) {
+        const auto same = [&](const std::string& name) { return VqSameAscii(name, VqHTTPSchemeName(scheme)); };
+        if ((FEngineRequest.ProxySchemes & scheme) == 0 || std::none_of(offered.begin(), offered.end(), same)) continue;
+        tried = VqHTTPSchemeName(scheme);
+        break;
+      }
+    } else if (FEngineRequest.ProxyUser.empty()) {
+      hint = "No user name is set for the proxy.";
+    }
+  }
+  auto response = MakeRef<TVqHTTPResponse>(FRequest.FURL.utf8(), std::move(reply), FStream.TakeBytes());
+  response->SetAuthenticationResult(std::move(tried), std::move(hint));
+  return response;
+}
+
+void TVqHTTPExchange::TakeTarget() {
+  const string& url = FRequest.FURL;
+  if (FRequest.FVerb == TVqHTTPVerb::none || VqHTTPVerbText(FRequest.FVerb).empty()) {
+    throw EVqHTTPInvalidArgument("CreateRequest", "The request has no verb.");
+  }
+  if (url.Trim().empty()) throw EVqHTTPApiException("VqDecodeURL", "The address is empty.", VqErrInvalidUrl);
+  FTarget = VqDecodeURL(url);
+  if (!FTarget.IsValid) {
+    // What cannot be taken apart may hold a password anywhere: it is not shown beyond an "@".
+    const bool secret = url.Contains(u"@");
+    throw EVqHTTPApiException(
+        "VqDecodeURL",
+        secret ? string("The address is not valid.") : Format("The address \"%s\" is not valid.", {url}),
+        VqErrInvalidUrl);
+  }
+  if (FTarget.Scheme != u"http" && FTarget.Scheme != u"https") {
+    throw EVqHTTPApiException("VqDecodeURL",
+                              Format("The scheme \"%s\" is not one of http and https.", {FTarget.Scheme}),
+                              VqErrUnrecognizedScheme);
+  }
+  if (!FTarget.UserInfo.empty()) {
+    throw EVqHTTPApiException(
+        "VqDecodeURL", Format("The address of \"%s\" holds a user name; credentials are set apart.", {FTarget.Host}),
+        VqErrInvalidUrl);
+  }
+  const bool brackets = FTarget.Host.Contains(u":");
+  FOrigin = FTarget.Scheme.utf8() + "://" + (brackets ? "[" : "") + FTarget.Host.utf8() + (brackets ? "]" : "") + ":" +
+            std::to_string(FTarget.Port);
+  const std::uint16_t usual = FTarget.IsHttps() ? 443 : 80;
+  FEngineRequest.URL = FTarget.Port == usual ? FOrigin.substr(0, FOrigin.rfind(':')) : FOrigin;
+  FEngineRequest.URL += FTarget.Path.empty() ? "/" : EncodeNonAscii(FTarget.Path);
+  if (!FTarget.Query.empty()) FEngineRequest.URL += "?" + EncodeNonAscii(FTarget.Query);
+  FPlainText = !FTarget.IsHttps() && !VqIsLoopbackHost(FTarget.Host) && !FClient.FAllowPlainTextPassword;
+}
+
+void TVqHTTPExchange::TakeCredentials() {
+  const TVqCredentials& credentials = FClient.FCredentials;
+  FEngineRequest.User = credentials.GetLogonName().utf8();
+  FEngineRequest.Password = credentials.GetPassword().utf8();
+  switch (FClient.FAuthentication) {
+    case TVqHTTPAuthentication::anonymous: return;
+    case TVqHTTPAuthentication::byChallenge: FAllowed = AllSchemes; break;
+    case TVqHTTPAuthentication::basic: FAllowed = schemeBasic; break;
+    case TVqHTTPAuthentication::ntlm: FAllowed = schemeNTLM; break;
+    case TVqHTTPAuthentication::negotiate: FAllowed = schemeNegotiate; break;
+    case TVqHTTPAuthentication::oAuth: {
+      const TVqOAuthAccessToken& token = TokenInForce(FClient.FOAuth);
+      FTokenHeldBack = FPlainText;
+      if (FPlainText) return;
+      const std::string value = "Bearer " + token.Token.utf8();
+      for (const char c : value) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < ' ' || byte > '~') throw EVqHTTPInvalidArgument("SetAccessToken", "The access token is malformed.");
+      }
+      FBearer = true;
+      FEngineRequest.Headers.push_back("Authorization: " + value);
+      return;
+    }
+  }
+  FAllowed &= FClient.FEngine->Schemes();
+  if (FPlainText) FAllowed &= ~static_cast<unsigned>(schemeBasic);
+  // Negotiate alone can do without a name: it stands for whoever the ticket was given to.
+  if (FEngineRequest.User.empty()) FAllowed &= schemeNegotiate;
+}
+
+void TVqHTTPExchange::TakeHeaders() {
+  std::vector<std::pair<std::string, std::string>> headers;
+  const TVqHTTPRequestHeaders& own = FClient.FRequestHeaders;
+  headers.emplace_back("Accept", own.GetAccept().empty() ? "*/*" : own.GetAccept().utf8());
+  if (own.GetConnection() == TVqHTTPConnectionHeader::close) headers.emplace_back("Connection", "close");
+  if (own.GetConnection() == TVqHTTPConnectionHeader::keepAlive) headers.emplace_back("Connection", "Keep-Alive");
+  for (const string& line : FClient.FAdditionalHeaders) {
+    const std::size_t mark = line.Pos(u"=");
+    if (mark == string::npos) {
+      throw EVqHTTPInvalidArgument("GetAdditionalHeaders", "An additional header is not of the form \"Name=value\".");
+    }
+    SetHeaderLine(headers, line.Copy(0, mark).Trim().utf8(), line.Copy(mark + 1).Trim().utf8());
+  }
+  for (const auto& [name, value] : FRequest.FHeaders) SetHeaderLine(headers, name, value);
+  for (const auto& [name, value] : headers) {
+    VqCheckHeader(name, value);
+    // What the token wrote already stands; a second line of that name would be ambiguous.
+    if (FBearer && VqSameAscii(name, "Authorization")) continue;
+    FEngineRequest.Headers.push_back(value.empty() ? name + ";" : name + ": " + value);
+  }
+}
+
+void TVqHTTPExchange::TakeCookies() {
+  std::string all = FClient.FUseCookies ? FSession.Cookies.HeaderFor(FEngineRequest.URL) : std::string();
+  if (!FRequest.FCookies.empty()) {
+    std::string others;
+    std::string_view rest = all;
+    while (!rest.empty()) {
+      const std::size_t end = rest.find("; ");
+      const std::string_view one = rest.substr(0, end);
+      rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 2);
+      const std::string_view name = one.substr(0, one.find('='));
+      const auto same = [&](const auto& cookie) { return cookie.first == name; };
+      if (std::any_of(FRequest.FCookies.begin(), FRequest.FCookies.end(), same)) continue;
+      others.append(others.empty() ? "" : "; ").append(one);
+    }
+    for (const auto& [name, value] : FRequest.FCookies) {
+      others.append(others.empty() ? "" : "; ").append(name).append("=").append(value);
+    }
+    all = std::move(others);
+  }
+  FEngineRequest.Cookies = std::move(all);
+}
+
+void TVqHTTPExchange::TakeProxy() {
+  FEngineRequest.Route = VqHTTPRouteFor(FEngineRequest.Session, FTarget.Scheme.utf8(), FTarget.Host.utf8());
+  if (FEngineRequest.Route.Kind == TVqHTTPRouteKind::direct) return;
+  FEngineRequest.ProxyUser = FClient.FProxyCredentials.GetLogonName().utf8();
+  FEngineRequest.ProxyPassword = FClient.FProxyCredentials.GetPassword().utf8();
+  if (!FEngineRequest.ProxyUser.empty()) FEngineRequest.ProxySchemes = FClient.FEngine->Schemes() & AllSchemes;
+}
+
+TVqEngineReply TVqHTTPExchange::Perform(unsigned scheme) {
+  FEngineRequest.Scheme = scheme;
+  TVqEngineReply reply = FClient.FEngine->Perform(FEngineRequest);
+  if (reply.Status == 407 && !reply.ProxyCredentialsSent) {
+    const unsigned schemes = FEngineRequest.ProxySchemes;
+    const auto offered = VqOfferedSchemes(reply);
+    const bool negotiate = std::any_of(offered.begin(), offered.end(),
+                                       [](const std::string& name) { return VqSameAscii(name, "Negotiate"); });
+    // Without a name: with the ticket at hand. With one: if there was no ticket, the proxy's other offers are open.
+    FEngineRequest.ProxySchemes = schemes == schemeNone ? FClient.FEngine->Schemes() & schemeNegotiate
+                                                        : schemes & ~static_cast<unsigned>(schemeNegotiate);
+    if (negotiate && FEngineRequest.ProxySchemes != schemeNone && schemes != schemeNegotiate) {
+      reply = FClient.FEngine->Perform(FEngineRequest);
+    }
+  }
+  if (FClient.FUseCookies) {
+    for (const std::string& cookie : reply.SetCookies) FSession.Cookies.Add(FEngineRequest.URL, cookie);
+  }
+  if (reply.CredentialsSent) FTried = scheme;
+  return reply;
+}
+
+unsigned TVqHTTPExchange::KnownScheme() const {
+  const bool same = FClient.FKnownOrigin == FOrigin && FClient.FKnownCredentials == FClient.FCredentials;
+  return same ? static_cast<unsigned>(FClient.FKnownScheme) & FAllowed : 0U;
+}
+
+TVqEngineReply TVqHTTPExchange::AnswerChallenge() {
+  if (FClient.FAuthentication != TVqHTTPAuthentication::byChallenge) return Perform(FAllowed);
+
+  TVqEngineReply reply = Perform(KnownScheme());
+  if (reply.Status != 401) return reply;
+  FClient.FKnownScheme = schemeNone;
+  // A password that was refused is not offered again in another form: each refusal counts towards a locked account.
+  if (FTried != schemeNone) return reply;
+
+  const std::vector<std::string> offered = VqOfferedSchemes(reply);
+  for (const TVqHTTPScheme scheme : Preference) {
+    const auto same = [&](const std::string& name) { return VqSameAscii(name, VqHTTPSchemeName(scheme)); };
+    if ((FAllowed & scheme) == 0 || std::none_of(offered.begin(), offered.end(), same)) continue;
+    reply = Perform(scheme);
+    if (reply.Status != 401) {
+      FClient.FKnownOrigin = FOrigin;
+      FClient.FKnownCredentials = FClient.FCredentials;
+      FClient.FKnownScheme = scheme;
+      return reply;
+    }
+    if (FTried != schemeNone) return reply;
+  }
+  return reply;
+}
+
+std::string TVqHTTPExchange::Hint(const std::vector<std::string>& offered) const {
+  if (FTried != schemeNone || FBearer) return {};
+  if (FTokenHeldBack) return "An access token is not sent over plain HTTP to another machine.";
+  if (FClient.FAuthentication == TVqHTTPAuthentication::anonymous) return "The client is set to send no credentials.";
+  const auto offers = [&](const char* name) {
+    return std::any_of(offered.begin(), offered.end(), [&](const std::string& one) { return VqSameAscii(one, name); });
+  };
+  if (FEngineRequest.User.empty() && (offers("Basic") || offers("NTLM"))) return "No user name is set.";
+  if (FPlainText && offers("Basic")) return "A password is not sent over plain HTTP to another machine.";
+  if (offers("Negotiate")) return "There is no Kerberos ticket for this server.";
+  if (!offered.empty()) return "None of the schemes offered is supported.";
+  return "The server did not say how to log on.";
+}
+
+}  // namespace velmore

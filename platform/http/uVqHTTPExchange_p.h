@@ -1,0 +1,43 @@
+#pragma once
+
+// One request from the caller's point of view: one or more exchanges of the engine, until the server's challenge is
+// answered or cannot be.
+
+#include "platform/http/uVqHTTPRequest_p.h"
+#include "platform/http/uVqURL.h"
+
+namespace velmore {
+
+class TVqHTTPExchange {
+ public:
+  TVqHTTPExchange(TVqHTTPClientBase& client, TVqHTTPRequest& request, TVqHTTPSessionState& session);
+  TVqRef<IVqHTTPResponse> Run();
+
+ private:
+  void TakeTarget();
+  void TakeHeaders();
+  void TakeCookies();
+  void TakeCredentials();
+  void TakeProxy();
+  TVqEngineReply Perform(unsigned scheme);
+  TVqEngineReply AnswerChallenge();
+  unsigned KnownScheme() const;
+  std::string Hint(const std::vector<std::string>& offered) const;
+
+  TVqHTTPClientBase& FClient;
+  TVqHTTPRequest& FRequest;
+  TVqHTTPSessionState& FSession;
+  TVqEngineRequest FEngineRequest;
+  TVqURLData FTarget;
+  std::string FOrigin;
+  bool FPlainText = false;       // credentials would be readable on the way
+  unsigned FAllowed = schemeNone;
+  unsigned FTried = schemeNone;
+  bool FTokenHeldBack = false;
+  bool FBearer = false;
+  std::vector<std::string> FSetCookies;
+  TVqHTTPReplyStream FStream;
+  bool FToEvent = false;
+};
+
+}  // namespace velmore

@@ -1,0 +1,170 @@
+#include "platform/http/uVqHTTPRequest_p.h"
+
+#include <algorithm>
+
+namespace velmore {
+
+namespace {
+
+char Lower(char c) noexcept {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+std::string_view Trimmed(std::string_view text) {
+  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  return text;
+}
+
+bool IsTokenChar(char c) {
+  return (c >= '0' && c <= '9') || (Lower(c) >= 'a' && Lower(c) <= 'z') ||
+         (c != '\0' && std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos);
+}
+
+// Header bytes have no charset; servers write UTF-8 or Latin-1.
+string HeaderText(std::string_view bytes) {
+  if (VqIsUtf8(bytes)) return bytes;
+  std::u16string text;
+  for (const char c : bytes) text += static_cast<char16_t>(static_cast<unsigned char>(c));
+  return text;
+}
+
+}  // namespace
+
+bool VqSameAscii(std::string_view a, std::string_view b) noexcept {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return Lower(x) == Lower(y); });
+}
+
+void VqCheckHeader(std::string_view name, std::string_view value) {
+  if (name.empty() || !std::all_of(name.begin(), name.end(), IsTokenChar)) {
+    throw EVqHTTPInvalidArgument("SetHeader", Format("\"%s\" is not the name of a header.", {string(name)}));
+  }
+  const auto bad = [](char c) { return static_cast<unsigned char>(c) < ' ' && c != '\t'; };
+  if (std::any_of(value.begin(), value.end(), bad)) {
+    throw EVqHTTPInvalidArgument("SetHeader",
+                                 Format("The value of the header \"%s\" holds a control character.", {string(name)}));
+  }
+}
+
+bool VqCookieValue(std::string_view setCookie, std::string_view name, std::string& value) {
+  const std::string_view pair = setCookie.substr(0, setCookie.find(';'));
+  const std::size_t mark = pair.find('=');
+  if (mark == std::string_view::npos || !VqSameAscii(Trimmed(pair.substr(0, mark)), name)) return false;
+  value = Trimmed(pair.substr(mark + 1));
+  if (value.size() >= 2 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
+  return true;
+}
+
+std::vector<std::string> VqOfferedSchemes(const TVqEngineReply& reply) {
+  const std::string_view header = reply.Status == 407 ? "Proxy-Authenticate" : "WWW-Authenticate";
+  std::vector<std::string> schemes;
+  const auto add = [&](std::string_view scheme) {
+    const auto same = [&](const std::string& known) { return VqSameAscii(known, scheme); };
+    if (!scheme.empty() && std::none_of(schemes.begin(), schemes.end(), same)) schemes.emplace_back(scheme);
+  };
+  for (const auto& [name, value] : reply.Headers) {
+    if (!VqSameAscii(name, header)) continue;
+    // Several challenges may share a line: a scheme is the token at the start of a comma-separated part that does not go
+    // on with "=". Commas within quoted strings part nothing.
+    std::size_t at = 0;
+    while (at < value.size()) {
+      bool quoted = false;
+      std::size_t end = at;
+      for (; end < value.size() && (quoted || value[end] != ','); ++end) {
+        if (value[end] == '"') quoted = !quoted;
+        if (quoted && value[end] == '\\') ++end;
+      }
+      end = std::min(end, value.size());
+      const std::string_view part = Trimmed(std::string_view(value).substr(at, end - at));
+      std::size_t length = 0;
+      while (length < part.size() && IsTokenChar(part[length])) ++length;
+      const bool parameter = length < part.size() && part[length] == '=';
+      if (!parameter && (length == part.size() || part[length] == ' ')) add(part.substr(0, length));
+      at = end + 1;
+    }
+  }
+  return schemes;
+}
+
+TVqHTTPResponse::TVqHTTPResponse(std::string url, TVqEngineReply reply, std::string body)
+    : FURL(std::move(url)), FBody(std::move(body)) {
+  FStatus.Code = reply.Status;
+  FStatus.Text = HeaderText(reply.Reason);
+  if (reply.Status == 401 || reply.Status == 407) {
+    for (const std::string& scheme : VqOfferedSchemes(reply)) FOffered.emplace_back(scheme);
+  }
+  FHeaders.reserve(reply.Headers.size());
+  for (const auto& [name, value] : reply.Headers) FHeaders.emplace_back(HeaderText(name), HeaderText(value));
+}
+
+string TVqHTTPResponse::GetHeader(const string& AName) const {
+  string value;
+  bool found = false;
+  for (const auto& [name, text] : FHeaders) {
+    if (!SameText(name, AName)) continue;
+    if (found) value += u", ";
+    value += text;
+    found = true;
+  }
+  return value;
+}
+
+string TVqHTTPResponse::GetCookie(const string& AName) const {
+  const std::string wanted = AName.utf8();
+  std::string value;
+  for (const auto& [name, text] : FHeaders) {
+    if (SameText(name, u"Set-Cookie")) VqCookieValue(text.utf8(), wanted, value);  // the last one counts
+  }
+  return value;
+}
+
+string TVqHTTPResponse::GetText() const {
+  return VqDecodeBody(FBody, GetHeader(u"Content-Type").utf8());
+}
+
+void TVqHTTPResponse::SetAuthenticationResult(std::string tried, std::string hint) {
+  FTried = std::move(tried);
+  FHint = std::move(hint);
+}
+
+TVqHTTPRequest::TVqHTTPRequest(TVqHTTPClientBase* client, TVqHTTPVerb verb, const string& url, bool hasBody,
+                               std::string body)
+    : FClient(client), FVerb(verb), FURL(url), FHasBody(hasBody), FBody(std::move(body)) {}
+
+string TVqHTTPRequest::GetHeader(const string& AName) const {
+  const std::string wanted = AName.utf8();
+  for (const auto& [name, value] : FHeaders) {
+    if (VqSameAscii(name, wanted)) return value;
+  }
+  return {};
+}
+
+void TVqHTTPRequest::SetHeader(const string& AName, const string& AValue) {
+  const std::string name = AName.utf8();
+  std::string value = AValue.utf8();
+  VqCheckHeader(name, value);
+  std::erase_if(FHeaders, [&](const auto& header) { return VqSameAscii(header.first, name); });
+  if (!value.empty()) FHeaders.emplace_back(name, std::move(value));
+}
+
+void TVqHTTPRequest::SetCookie(const string& AName, const string& AValue) {
+  const std::string name = AName.utf8();
+  std::string value = AValue.utf8();
+  VqCheckHeader(name, value);
+  if (value.find(';') != std::string::npos) {
+    throw EVqHTTPInvalidArgument("SetCookie", Format("The value of the cookie \"%s\" holds a \";\".", {AName}));
+  }
+  std::erase_if(FCookies, [&](const auto& cookie) { return cookie.first == name; });
+  if (!value.empty()) FCookies.emplace_back(name, std::move(value));
+}
+
+TVqRef<IVqHTTPResponse> TVqHTTPRequest::Execute() {
+  return FClient->Execute(*this);
+}
+
+void TVqHTTPRequest::Cancel() noexcept {
+  FCancelled = true;
+  FClient->FEngine->Wake();
+}
+
+}  // namespace velmore

@@ -1,0 +1,77 @@
+#pragma once
+
+// Request and response as objects.
+
+#include "platform/http/uVqHTTPEngine_p.h"
+
+namespace velmore {
+
+class TVqHTTPResponse final : public TVqObject, public virtual IVqHTTPResponse {
+ public:
+  TVqHTTPResponse(std::string url, TVqEngineReply reply, std::string body);
+
+  TVqHTTPStatus GetStatus() const override { return FStatus; }
+  string GetHeader(const string& AName) const override;
+  string GetCookie(const string& AName) const override;
+  string GetText() const override;
+  const std::string& GetBody() const override { return FBody; }
+  const std::vector<std::pair<string, string>>& GetHeaders() const override { return FHeaders; }
+  string GetURL() const override { return FURL; }
+  const std::vector<string>& GetOfferedSchemes() const override { return FOffered; }
+  string GetTriedScheme() const override { return FTried; }
+  string GetAuthenticationHint() const override { return FHint; }
+
+  void SetAuthenticationResult(std::string tried, std::string hint);
+
+ protected:
+  ~TVqHTTPResponse() override = default;
+
+ private:
+  std::string FURL;
+  TVqHTTPStatus FStatus;
+  std::vector<std::pair<string, string>> FHeaders;
+  std::string FBody;
+  std::vector<string> FOffered;
+  std::string FTried, FHint;
+};
+
+class TVqHTTPRequest final : public TVqObject, public virtual IVqHTTPRequestEx {
+ public:
+  TVqHTTPRequest(TVqHTTPClientBase* client, TVqHTTPVerb verb, const string& url, bool hasBody, std::string body);
+
+  TVqRef<IVqHTTPClient> GetClient() const override { return TVqRef<IVqHTTPClient>(FClient.get()); }
+  TVqHTTPVerb GetVerb() const override { return FVerb; }
+  string GetURL() const override { return FURL; }
+  string GetHeader(const string& AName) const override;
+  void SetHeader(const string& AName, const string& AValue) override;
+  void SetCookie(const string& AName, const string& AValue) override;
+  void SetResponseHandler(TVqHTTPResponseHandler AHandler) override { FHandler = std::move(AHandler); }
+  TVqRef<IVqHTTPResponse> Execute() override;
+  void Cancel() noexcept override;
+
+ protected:
+  ~TVqHTTPRequest() override = default;
+
+ private:
+  friend class TVqHTTPClientBase;
+  friend class TVqHTTPExchange;
+
+  TVqRef<TVqHTTPClientBase> FClient;
+  TVqHTTPVerb FVerb;
+  string FURL;
+  bool FHasBody;
+  std::string FBody;
+  std::vector<std::pair<std::string, std::string>> FHeaders;
+  std::vector<std::pair<std::string, std::string>> FCookies;
+  TVqHTTPResponseHandler FHandler;
+  std::atomic<bool> FCancelled{false};
+};
+
+/// The schemes that the "WWW-Authenticate" or "Proxy-Authenticate" values of a reply offer, in order, each once.
+std::vector<std::string> VqOfferedSchemes(const TVqEngineReply& reply);
+/// The value of the cookie `name` in a "Set-Cookie" header value; false when it is another cookie.
+bool VqCookieValue(std::string_view setCookie, std::string_view name, std::string& value);
+/// Raises EVqHTTPInvalidArgument for what cannot be a header.
+void VqCheckHeader(std::string_view name, std::string_view value);
+
+}  // namespace velmore

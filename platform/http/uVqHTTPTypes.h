@@ -1,0 +1,264 @@
+#pragma once
+
+/// The small values of the HTTP layer: credentials, limits, flags, status, headers, and its exceptions.
+///
+///     client->GetCredentials().SetUserName("CONTOSO\\anna");
+///     client->GetTimeOuts().SetReceive(120000);                                      // milliseconds
+///     client->SetSecurityFlags({TVqHTTPSecurityFlag::IgnoreInvalidCommonName});       // lifts one check, no other
+///
+/// Nothing here talks to a server. Every class is a plain value: it owns what it holds, a copy copies its texts, one
+/// thread at a time uses it, and nothing raises unless it is told at the operation.
+
+#include <initializer_list>
+
+#include "platform/common/uVqSysUtils.h"
+
+namespace velmore {
+
+/// A window of the surrounding system; 0 is none. Without windows any other number serves to say "there is a desktop".
+using TVqWindowHandle = std::uintptr_t;
+
+/// The verb of a request. The numbers of `get` and `post` are part of the contract.
+enum class TVqHTTPVerb : std::uint8_t {
+  none = 0,
+  options = 1,
+  trace = 2,
+  connect = 3,
+  get = 4,
+  head = 5,
+  post = 6,
+  put = 7,
+  remove = 8,  // DELETE
+  patch = 9,
+};
+/// The verb as it stands on the request line ("GET"); empty for `none`.
+std::string_view VqHTTPVerbText(TVqHTTPVerb AVerb) noexcept;
+
+/// How a client authenticates. The numbers are part of the contract.
+enum class TVqHTTPAuthentication : std::uint8_t {
+  anonymous = 0,    ///< no credentials are sent, whatever the server asks for
+  byChallenge = 1,  ///< what the server offers: Negotiate, NTLM, Basic, in this order. The default
+  basic = 2,        ///< Basic only, sent without waiting for a challenge
+  ntlm = 3,         ///< NTLM only
+  negotiate = 4,    ///< Negotiate (Kerberos) only
+  oAuth = 6,        ///< the access token of the client's TVqOAuth
+};
+
+/// The protocol version of requests; HTTP 1.1 is value 1.
+enum class TVqHTTPVersion : std::uint8_t { http10 = 0, http11 = 1 };
+
+/// How a session reaches servers.
+enum class TVqHTTPAccessType : std::uint8_t {
+  preConfig,  ///< as the machine is configured: on Windows its proxy settings, elsewhere the variables http_proxy,
+              ///< https_proxy and no_proxy
+  direct,     ///< never by a proxy
+  proxy,      ///< by the session's ProxyServer, except for hosts of its ProxyServerBypass
+};
+/// The name of the enumerator: "preConfig", "direct", "proxy".
+string VqHTTPAccessTypeText(TVqHTTPAccessType AValue);
+/// The enumerator of a name, without regard to case; false, and nothing changed, when there is none.
+bool VqTryHTTPAccessType(const string& AText, TVqHTTPAccessType& AValue);
+
+/// The "Connection" header of requests.
+enum class TVqHTTPConnectionHeader : std::uint8_t {
+  none,      ///< no header: the connection is kept, as HTTP 1.1 has it
+  close,     ///< "close": each request has a connection of its own
+  keepAlive  ///< "Keep-Alive"
+};
+
+/// One check of a server's certificate that can be lifted; the enumerator is the bit.
+enum class TVqHTTPSecurityFlag : std::uint8_t {
+  IgnoreInvalidCertDate = 0,    ///< expired or not yet valid
+  IgnoreUnknownCA = 1,          ///< an issuer that is not trusted, or self-signed
+  IgnoreInvalidCommonName = 2,  ///< made out to another host
+  IgnoreRevocation = 3,         ///< on a revocation list, or no list of its issuer at hand
+  IgnoreWrongUsage = 4,         ///< not made for servers. For the WinHTTP client only
+};
+
+/// A set of TVqHTTPSecurityFlag, one byte. Each member lifts one check and no other.
+class TVqHTTPSecurityFlags {
+ public:
+  constexpr TVqHTTPSecurityFlags() noexcept = default;
+  constexpr TVqHTTPSecurityFlags(std::initializer_list<TVqHTTPSecurityFlag> AFlags) noexcept {
+    for (const TVqHTTPSecurityFlag flag : AFlags) FBits |= Bit(flag);
+  }
+  /// The set of the lowest five bits of `ABits`; others are dropped.
+  static constexpr TVqHTTPSecurityFlags FromBits(std::uint8_t ABits) noexcept {
+    TVqHTTPSecurityFlags flags;
+    flags.FBits = ABits & 0x1F;
+    return flags;
+  }
+
+  constexpr std::uint8_t Bits() const noexcept { return FBits; }
+  constexpr bool Empty() const noexcept { return FBits == 0; }
+  constexpr bool Contains(TVqHTTPSecurityFlag AFlag) const noexcept { return (FBits & Bit(AFlag)) != 0; }
+  constexpr void Include(TVqHTTPSecurityFlag AFlag) noexcept { FBits |= Bit(AFlag); }
+  constexpr void Exclude(TVqHTTPSecurityFlag AFlag) noexcept { FBits &= static_cast<std::uint8_t>(~Bit(AFlag)); }
+
+  friend constexpr TVqHTTPSecurityFlags operator+(TVqHTTPSecurityFlags ASet, TVqHTTPSecurityFlag AFlag) noexcept {
+    ASet.Include(AFlag);
+    return ASet;
+  }
+  friend constexpr TVqHTTPSecurityFlags operator-(TVqHTTPSecurityFlags ASet, TVqHTTPSecurityFlag AFlag) noexcept {
+    ASet.Exclude(AFlag);
+    return ASet;
+  }
+  friend constexpr bool operator==(TVqHTTPSecurityFlags, TVqHTTPSecurityFlags) noexcept = default;
+
+ private:
+  static constexpr std::uint8_t Bit(TVqHTTPSecurityFlag AFlag) noexcept {
+    return static_cast<std::uint8_t>(1U << static_cast<unsigned>(AFlag));
+  }
+
+  std::uint8_t FBits = 0;
+};
+
+/// User name and password. The name is "user", "DOMAIN\user" or "user@domain"; a separate domain is put before a name
+/// that has none.
+class TVqCredentials {
+ public:
+  const string& GetUserName() const noexcept { return FUserName; }
+  void SetUserName(const string& AValue) { FUserName = AValue; }
+  const string& GetPassword() const noexcept { return FPassword; }
+  void SetPassword(const string& AValue) { FPassword = AValue; }
+  const string& GetDomain() const noexcept { return FDomain; }
+  void SetDomain(const string& AValue) { FDomain = AValue; }
+
+  void Assign(const TVqCredentials& ASource) { *this = ASource; }
+  void Clear() { *this = TVqCredentials(); }
+  /// True when there is neither a user name nor a password.
+  bool Empty() const noexcept { return FUserName.empty() && FPassword.empty(); }
+  /// The name as it is sent: "DOMAIN\user" when there is a domain and the name has none of its own.
+  string GetLogonName() const;
+
+  friend bool operator==(const TVqCredentials&, const TVqCredentials&) = default;
+
+ private:
+  string FUserName;
+  string FPassword;
+  string FDomain;
+};
+
+/// Three separate limits in milliseconds; 0 is no limit. Reaching one raises EVqHTTPApiException 12002.
+class TVqHTTPTimeOuts {
+ public:
+  /// The limits of a client that was told nothing: 60, 30 and 30 seconds.
+  constexpr TVqHTTPTimeOuts() noexcept = default;
+  constexpr TVqHTTPTimeOuts(std::int32_t AConnect, std::int32_t ASend, std::int32_t AReceive) noexcept
+      : FConnect(AConnect), FSend(ASend), FReceive(AReceive) {}
+
+  /// For name look-up, connection and TLS handshake together.
+  std::int32_t GetConnect() const noexcept { return FConnect; }
+  void SetConnect(std::int32_t AValue) noexcept { FConnect = AValue; }
+  /// Without progress while the request goes out.
+  std::int32_t GetSend() const noexcept { return FSend; }
+  void SetSend(std::int32_t AValue) noexcept { FSend = AValue; }
+  /// Without progress of the reply: a reply that keeps coming may take for ever.
+  std::int32_t GetReceive() const noexcept { return FReceive; }
+  void SetReceive(std::int32_t AValue) noexcept { FReceive = AValue; }
+
+  void Assign(const TVqHTTPTimeOuts& ASource) noexcept { *this = ASource; }
+  friend constexpr bool operator==(const TVqHTTPTimeOuts&, const TVqHTTPTimeOuts&) noexcept = default;
+
+ private:
+  std::int32_t FConnect = 60000;
+  std::int32_t FSend = 30000;
+  std::int32_t FReceive = 30000;
+};
+
+/// Headers that every request of a client carries.
+class TVqHTTPRequestHeaders {
+ public:
+  /// "Accept"; empty sends "*/*".
+  const string& GetAccept() const noexcept { return FAccept; }
+  void SetAccept(const string& AValue) { FAccept = AValue; }
+  TVqHTTPConnectionHeader GetConnection() const noexcept { return FConnection; }
+  void SetConnection(TVqHTTPConnectionHeader AValue) noexcept { FConnection = AValue; }
+
+  void Assign(const TVqHTTPRequestHeaders& ASource) { *this = ASource; }
+
+ private:
+  string FAccept;
+  TVqHTTPConnectionHeader FConnection = TVqHTTPConnectionHeader::none;
+};
+
+/// The status of a reply: 200 and "OK".
+struct TVqHTTPStatus {
+  std::uint16_t Code = 0;
+  string Text;
+};
+
+/// Numbers of API errors, the same with every engine.
+enum TVqHTTPErrorNumber : std::uint32_t {
+  VqErrCancelled = 6,  // the handle of the request was closed under it
+  VqErrNotEnoughMemory = 8,
+  VqErrWriteFault = 29,
+  VqErrReadFault = 30,
+  VqErrNotSupported = 50,
+  VqErrInvalidParameter = 87,
+  VqErrOutOfHandles = 12001,
+  VqErrTimeOut = 12002,
+  VqErrInternal = 12004,
+  VqErrInvalidUrl = 12005,
+  VqErrUnrecognizedScheme = 12006,
+  VqErrNameNotResolved = 12007,
+  VqErrInvalidOption = 12009,
+  VqErrIncorrectUserName = 12013,
+  VqErrIncorrectPassword = 12014,
+  VqErrLoginFailure = 12015,
+  VqErrInvalidOperation = 12016,
+  VqErrOperationCancelled = 12017,
+  VqErrCannotConnect = 12029,
+  VqErrConnectionAborted = 12030,
+  VqErrConnectionReset = 12031,
+  VqErrCertDateInvalid = 12037,
+  VqErrCertCommonNameInvalid = 12038,
+  VqErrClientCertificateNeeded = 12044,
+  VqErrInvalidCA = 12045,
+  VqErrRevocationCheckFailed = 12057,
+  VqErrInvalidServerResponse = 12152,
+  VqErrRedirectFailed = 12156,
+  VqErrSecureChannel = 12157,
+  VqErrInvalidCertificate = 12169,
+  VqErrCertRevoked = 12170,
+  VqErrSecureFailure = 12175,
+  VqErrCertWrongUsage = 12179,
+};
+
+/// Root of the HTTP layer's failures; `GetNumber` is the HTTP status of a refused request here, an API error number in
+/// the classes below. No text of this family ever holds a password or a token.
+class EVqHTTPException : public EVqException {
+ public:
+  EVqHTTPException(string AMessage, std::uint32_t ANumber) : EVqException(std::move(AMessage)), FNumber(ANumber) {}
+  std::uint32_t GetNumber() const noexcept { return FNumber; }
+
+ private:
+  std::uint32_t FNumber;
+};
+
+/// A failure of the client: its number is an API error number (TVqHTTPErrorNumber).
+class EVqHTTPClientApiException : public EVqHTTPException {
+ public:
+  using EVqHTTPException::EVqHTTPException;
+};
+
+/// A failure that an operation of the engine reported: connection, name look-up, certificate, time-out, log-on.
+class EVqHTTPApiException : public EVqHTTPClientApiException {
+ public:
+  EVqHTTPApiException(string AApiName, string AMessage, std::uint32_t ANumber)
+      : EVqHTTPClientApiException(std::move(AMessage), ANumber), FApiName(std::move(AApiName)) {}
+  /// The operation that failed.
+  const string& GetApiName() const noexcept { return FApiName; }
+
+ private:
+  string FApiName;
+};
+
+/// An argument that can never work, such as a header with a line break in it. An error of the caller: never swallowed.
+class EVqHTTPInvalidArgument : public EVqHTTPApiException {
+ public:
+  EVqHTTPInvalidArgument(string AApiName, string AMessage, std::uint32_t ANumber = VqErrInvalidParameter)
+      : EVqHTTPApiException(std::move(AApiName), std::move(AMessage), ANumber) {}
+};
+
+}  // namespace velmore

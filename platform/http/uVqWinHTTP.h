@@ -1,0 +1,30 @@
+#pragma once
+
+/// Session and client for services, without a desktop: over WinHTTP on Windows, over libcurl elsewhere.
+///
+///     TVqWinHTTPSession session;
+///     TVqWinHTTPClient client;
+///     client.SetSession(&session);
+
+#include "platform/http/uVqHTTPBase.h"
+
+namespace velmore {
+
+/// See TVqHTTPSessionBase.
+class TVqWinHTTPSession : public TVqHTTPSessionBase {
+ public:
+  explicit TVqWinHTTPSession(TVqComponent* AOwner = nullptr);
+};
+
+/// See TVqHTTPClientBase. Heeds all five security flags and shows no dialog.
+class TVqWinHTTPClient : public TVqHTTPClientBase {
+ public:
+  explicit TVqWinHTTPClient(TVqComponent* AOwner = nullptr);
+  /// Shares a session with other clients; empty goes back to one of its own. Not owned.
+  void SetSession(TVqWinHTTPSession* ASession) { ShareSession(ASession); }
+
+ protected:
+  TVqHTTPSessionBase* CreateOwnSession() override;
+};
+
+}  // namespace velmore

@@ -1,0 +1,55 @@
+#pragma once
+
+/// Session and client for programs with a desktop: over WinINet's rules on Windows, over libcurl elsewhere.
+///
+///     TVqWinINetClient client;
+///     client.SetParentWnd(window);
+///     client.SetOnCredentialsDialog([](TVqComponent&, TVqWindowHandle, TVqCredentials& c) { return ask(c); });
+
+#include "platform/http/uVqHTTPBase.h"
+
+namespace velmore {
+
+/// A request failed with `AError`. Setting `AParentWnd` to 0 keeps the client from showing its dialog; setting
+/// `AHandled` says that the application did what was to be done, and no dialog is shown either.
+using TVqWinINetErrorEvent =
+    std::function<void(TVqComponent& ASender, std::uint32_t AError, TVqWindowHandle& AParentWnd, bool& AHandled)>;
+/// Asks a person for credentials; true when they are to be tried.
+using TVqCredentialsDialogEvent =
+    std::function<bool(TVqComponent& ASender, TVqWindowHandle AParentWnd, TVqCredentials& ACredentials)>;
+
+/// See TVqHTTPSessionBase.
+class TVqWinINetSession : public TVqHTTPSessionBase {
+ public:
+  explicit TVqWinINetSession(TVqComponent* AOwner = nullptr);
+};
+
+/// See TVqHTTPClientBase. Knows a window for its dialog; the flag IgnoreWrongUsage has no meaning to it and is never
+/// heeded.
+class TVqWinINetClient : public TVqHTTPClientBase {
+ public:
+  explicit TVqWinINetClient(TVqComponent* AOwner = nullptr);
+  /// Shares a session with other clients; empty goes back to one of its own. Not owned.
+  void SetSession(TVqWinINetSession* ASession) { ShareSession(ASession); }
+
+  /// The window that a dialog belongs to; 0 shows none.
+  TVqWindowHandle GetParentWnd() const noexcept { return FParentWnd; }
+  void SetParentWnd(TVqWindowHandle AValue) noexcept { FParentWnd = AValue; }
+  /// Called for each request that failed, with a body or without; log-on failures come as 12015.
+  void SetOnWinINetError(TVqWinINetErrorEvent AValue) { FOnWinINetError = std::move(AValue); }
+  /// The dialog that asks for credentials when the server refused those it had; on the thread of the request, and only
+  /// with a window.
+  void SetOnCredentialsDialog(TVqCredentialsDialogEvent AValue) { FOnCredentialsDialog = std::move(AValue); }
+
+ protected:
+  TVqHTTPSessionBase* CreateOwnSession() override;
+  TVqHTTPSecurityFlags EffectiveSecurityFlags() const override;
+  bool AskAfterError(std::uint32_t AError) override;
+
+ private:
+  TVqWindowHandle FParentWnd = 0;
+  TVqWinINetErrorEvent FOnWinINetError;
+  TVqCredentialsDialogEvent FOnCredentialsDialog;
+};
+
+}  // namespace velmore

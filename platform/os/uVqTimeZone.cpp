@@ -1,0 +1,239 @@
+#include "platform/os/uVqTimeZone.h"
+
+#include <unicode/ucal.h>
+#include <unicode/ustring.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include "platform/common/uVqDateTimeUtils.h"
+#include "platform/common/uVqSysUtils.h"
+#include "platform/os/uVqPosixTimeZone_p.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
+namespace velmore {
+namespace {
+
+constexpr std::int32_t kIdCapacity = 128;  // longer than any name of a zone
+
+std::int32_t Length(const string& text) {
+  return static_cast<std::int32_t>(text.Length());
+}
+
+struct TCloseCalendar {
+  void operator()(void** calendar) const { ucal_close(calendar); }
+};
+using TCalendar = std::unique_ptr<void*, TCloseCalendar>;
+
+/// The standard and the daylight part of the offset, in minutes.
+std::pair<std::int32_t, std::int32_t> Offsets(const string& ianaId, TDateTime utc) {
+  if (!VqIsIanaTimeZone(ianaId)) throw EConvertError("The time zone \"" + ianaId + "\" is not known.");
+  UErrorCode error = U_ZERO_ERROR;
+  const TCalendar calendar(ucal_open(ianaId.utf16().data(), Length(ianaId), "", UCAL_GREGORIAN, &error));
+  if (U_SUCCESS(error)) {
+    ucal_setMillis(calendar.get(), static_cast<double>(VqToUnixMilliseconds(utc)), &error);
+  }
+  std::int32_t standard = 0, daylight = 0;
+  if (U_SUCCESS(error)) standard = ucal_get(calendar.get(), UCAL_ZONE_OFFSET, &error);
+  if (U_SUCCESS(error)) daylight = ucal_get(calendar.get(), UCAL_DST_OFFSET, &error);
+  if (U_FAILURE(error)) {
+    throw EConvertError("The offset of the time zone \"" + ianaId + "\" cannot be told: " + u_errorName(error) + ".");
+  }
+  return {standard / 60000, daylight / 60000};
+}
+
+TVqMachineTimeZone ByName(const string& ianaId, TDateTime now) {
+  TVqMachineTimeZone zone;
+  zone.IanaId = ianaId;
+  zone.WindowsId = VqWindowsTimeZoneOf(ianaId);
+  const auto [standard, daylight] = Offsets(ianaId, now);
+  zone.StandardOffset = standard;
+  zone.CurrentOffset = standard + daylight;
+  return zone;
+}
+
+#ifdef _WIN32
+
+TVqMachineTimeZone BySystem(TDateTime now) {
+  DYNAMIC_TIME_ZONE_INFORMATION system = {};
+  const DWORD kind = GetDynamicTimeZoneInformation(&system);
+  TVqMachineTimeZone zone;
+  if (kind == TIME_ZONE_ID_INVALID) return ByName("Etc/UTC", now);
+  zone.WindowsId = std::u16string(reinterpret_cast<const char16_t*>(system.TimeZoneKeyName));
+  zone.IanaId = VqIanaTimeZoneOf(zone.WindowsId);
+  zone.StandardOffset = -static_cast<std::int32_t>(system.Bias + system.StandardBias);
+  zone.CurrentOffset = kind == TIME_ZONE_ID_DAYLIGHT ? -static_cast<std::int32_t>(system.Bias + system.DaylightBias)
+                                                     : zone.StandardOffset;
+  return zone;
+}
+
+#else
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kZoneFolder = "zoneinfo/";
+
+/// "Europe/Berlin" of ".../zoneinfo/posix/Europe/Berlin"; empty when the path leads elsewhere.
+std::string NameOfZoneFile(const std::string& path) {
+  const std::size_t at = path.rfind(kZoneFolder);
+  if (at == std::string::npos) return {};
+  std::string name = path.substr(at + kZoneFolder.size());
+  for (const std::string_view variant : {"posix/", "right/"}) {
+    if (name.starts_with(variant)) name.erase(0, variant.size());
+  }
+  return VqIsIanaTimeZone(name) ? name : std::string();
+}
+
+/// An absolute path as the root of the source sees it.
+fs::path Under(const std::string& root, const fs::path& path) {
+  return fs::path(root) / path.relative_path();
+}
+
+/// Follows links by hand, since each target counts from the source's root, and since the first one that names a zone
+/// decides: zone files link to each other, too.
+std::string NameByLink(const std::string& root, fs::path path) {
+  std::error_code error;
+  for (int links = 0; links < 16; ++links) {
+    if (std::string name = NameOfZoneFile(path.string()); !name.empty()) return name;
+    const fs::path target = fs::read_symlink(Under(root, path), error);
+    if (error) return {};
+    path = (target.is_absolute() ? target : path.parent_path() / target).lexically_normal();
+  }
+  return {};
+}
+
+std::optional<std::string> Content(const fs::path& path) {
+  std::error_code error;
+  if (!fs::is_regular_file(path, error) || fs::file_size(path, error) > 1 << 20) return {};
+  std::ifstream file(path, std::ios::binary);
+  std::string content(std::istreambuf_iterator<char>(file), {});
+  if (!file) return {};
+  return content;
+}
+
+std::string NameByText(const std::string& root) {
+  const std::optional<std::string> text = Content(Under(root, "/etc/timezone"));
+  if (!text) return {};
+  for (std::size_t start = 0; start < text->size();) {
+    std::size_t end = text->find('\n', start);
+    if (end == std::string::npos) end = text->size();
+    const string line = string(std::string_view(*text).substr(start, end - start)).Trim();
+    if (!line.empty() && !line.StartsWith("#")) return VqIsIanaTimeZone(line) ? line.utf8() : std::string();
+    start = end + 1;
+  }
+  return {};
+}
+
+/// A container may hold a copy of a zone file. Many zones have equal files: the shortest name wins, then the first in the
+/// alphabet, so that the answer is the same everywhere.
+std::string NameByContent(const std::string& root) {
+  const std::optional<std::string> local = Content(Under(root, "/etc/localtime"));
+  if (!local || !local->starts_with("TZif")) return {};
+  const fs::path folder = Under(root, "/usr/share/zoneinfo");
+  std::error_code error;
+  std::string best;
+  for (fs::recursive_directory_iterator at(folder, fs::directory_options::skip_permission_denied, error), end;
+       !error && at != end; at.increment(error)) {
+    if (!at->is_regular_file(error) || at->file_size(error) != local->size()) continue;
+    const std::string name = NameOfZoneFile(kZoneFolder.data() + at->path().lexically_relative(folder).string());
+    if (name.empty() || Content(at->path()) != local) continue;
+    if (best.empty() || name.size() < best.size() || (name.size() == best.size() && name < best)) best = name;
+  }
+  return best;
+}
+
+/// The zone that has a fixed offset of whole hours; its sign is turned round, as in the rules.
+string FixedZone(const TVqPosixOffsets& offsets) {
+  const std::int32_t hours = offsets.Standard / 60;
+  if (offsets.Changes || offsets.Standard % 60 != 0 || hours < -12 || hours > 14) return {};
+  if (hours == 0) return "Etc/UTC";
+  return (hours > 0 ? "Etc/GMT-" : "Etc/GMT+") + IntToStr(hours > 0 ? hours : -hours);
+}
+
+TVqMachineTimeZone ByVariable(const TVqTimeZoneSource& source, TDateTime now) {
+  std::string value = *source.TZ;
+  if (value.starts_with(':')) value.erase(0, 1);
+  if (value.starts_with('/')) {
+    const std::string name = NameByLink(source.Root, value);
+    return ByName(name.empty() ? "Etc/UTC" : name, now);
+  }
+  for (const std::string_view variant : {"posix/", "right/"}) {
+    if (value.starts_with(variant)) value.erase(0, variant.size());
+  }
+  if (VqIsIanaTimeZone(value)) return ByName(value, now);
+  if (const std::optional<TVqPosixOffsets> offsets = VqPosixOffsets(value, now)) {
+    if (const string name = FixedZone(*offsets); !name.empty()) return ByName(name, now);
+    TVqMachineTimeZone zone;
+    zone.StandardOffset = offsets->Standard;
+    zone.CurrentOffset = offsets->Current;
+    return zone;
+  }
+  return ByName("Etc/UTC", now);
+}
+
+#endif
+
+}  // namespace
+
+TVqTimeZoneSource TVqTimeZoneSource::Machine() {
+  TVqTimeZoneSource source;
+  if (const char* value = std::getenv("TZ")) source.TZ = value;
+  return source;
+}
+
+TVqMachineTimeZone VqMachineTimeZone() {
+  return VqMachineTimeZone(TVqTimeZoneSource::Machine(), VqNow());
+}
+
+TVqMachineTimeZone VqMachineTimeZone([[maybe_unused]] const TVqTimeZoneSource& source, TDateTime now) {
+#ifdef _WIN32
+  return BySystem(now);
+#else
+  if (source.TZ) return ByVariable(source, now);
+  std::string name = NameByLink(source.Root, "/etc/localtime");
+  if (name.empty()) name = NameByText(source.Root);
+  if (name.empty()) name = NameByContent(source.Root);
+  return ByName(name.empty() ? "Etc/UTC" : name, now);
+#endif
+}
+
+string VqWindowsTimeZoneOf(const string& ianaId) {
+  std::array<char16_t, kIdCapacity> id;
+  UErrorCode error = U_ZERO_ERROR;
+  const std::int32_t length =
+      ucal_getWindowsTimeZoneID(ianaId.utf16().data(), Length(ianaId), id.data(), kIdCapacity, &error);
+  return U_SUCCESS(error) ? string(std::u16string_view(id.data(), static_cast<std::size_t>(length))) : string();
+}
+
+string VqIanaTimeZoneOf(const string& windowsId, const string& region) {
+  std::array<char16_t, kIdCapacity> id;
+  UErrorCode error = U_ZERO_ERROR;
+  const std::int32_t length = ucal_getTimeZoneIDForWindowsID(windowsId.utf16().data(), Length(windowsId),
+                                                             region.utf8().c_str(), id.data(), kIdCapacity, &error);
+  return U_SUCCESS(error) ? string(std::u16string_view(id.data(), static_cast<std::size_t>(length))) : string();
+}
+
+bool VqIsIanaTimeZone(const string& ianaId) {
+  std::array<char16_t, kIdCapacity> id;
+  UErrorCode error = U_ZERO_ERROR;
+  UBool system = false;
+  ucal_getCanonicalTimeZoneID(ianaId.utf16().data(), Length(ianaId), id.data(), kIdCapacity, &system, &error);
+  return U_SUCCESS(error) && system && ianaId != "Etc/Unknown";
+}
+
+std::int32_t VqUtcOffsetMinutes(const string& ianaId, TDateTime utc) {
+  const auto [standard, daylight] = Offsets(ianaId, utc);
+  return standard + daylight;
+}
+
+std::int32_t VqStandardOffsetMinutes(const string& ianaId, TDateTime utc) {
+  return Offsets(ianaId, utc).first;
+}
+
+}  // namespace velmore

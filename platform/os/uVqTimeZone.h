@@ -1,0 +1,62 @@
+#pragma once
+
+/// The time zone of this machine, by its IANA name, by its Windows id and by its offsets.
+///
+///     TVqMachineTimeZone zone = VqMachineTimeZone();
+///     zone.WindowsId;                                   // "W. Europe Standard Time"
+///     VqUtcOffsetMinutes("Europe/Berlin", VqNow());     // 60 or 120
+///
+/// Everything here reads files and the environment at each call and keeps nothing; any thread may call, as long as no
+/// other thread changes the environment. Nothing talks to a server.
+
+#include <optional>
+
+#include "platform/common/uVqTypes.h"
+
+namespace velmore {
+
+/// Where the machine tells its zone. The default is the real machine; tests put a folder and a variable of their own.
+struct TVqTimeZoneSource {
+  /// The variable TZ, or nothing when it is not set. An empty one means UTC, as the C library has it.
+  std::optional<std::string> TZ;
+  /// What stands for "/" when etc/localtime, etc/timezone and usr/share/zoneinfo are looked up.
+  std::string Root = "/";
+
+  /// TZ of this process and the real root.
+  static TVqTimeZoneSource Machine();
+};
+
+struct TVqMachineTimeZone {
+  /// "Europe/Berlin"; "Etc/GMT-3" for a rule of whole hours ("<+03>-3"); empty for a rule that no zone stands for
+  /// ("CET-1CEST,M3.5.0,M10.5.0/3"), whose offsets are known all the same.
+  string IanaId;
+  /// "W. Europe Standard Time"; empty when no Windows zone is known for the name.
+  string WindowsId;
+  /// Minutes east of UTC, daylight saving included.
+  std::int32_t CurrentOffset = 0;
+  /// Minutes east of UTC without daylight saving.
+  std::int32_t StandardOffset = 0;
+};
+
+/// The zone of this machine at this moment. Looked for in this order: the variable TZ in all its forms (a name, ":" and a
+/// name, a file, a rule); the file that /etc/localtime links to; the name in /etc/timezone; a zone file with the content
+/// of /etc/localtime. A machine with none of them is in UTC, and so is one whose TZ nobody understands. On Windows: the
+/// system's zone. Does not raise for what it finds.
+TVqMachineTimeZone VqMachineTimeZone();
+/// The same from another source and at a given time (UTC). Not on Windows, where it gives the system's zone.
+TVqMachineTimeZone VqMachineTimeZone(const TVqTimeZoneSource& source, TDateTime now);
+
+/// The Windows id of an IANA name; empty when there is none.
+string VqWindowsTimeZoneOf(const string& ianaId);
+/// The IANA name that stands for a Windows id in a region ("DE"; "001" for the world); empty when there is none.
+string VqIanaTimeZoneOf(const string& windowsId, const string& region = "001");
+/// True for a name that the zone database knows.
+bool VqIsIanaTimeZone(const string& ianaId);
+
+/// Minutes east of UTC at a time (UTC), daylight saving included. Raises EConvertError for a name that the zone database
+/// does not know.
+std::int32_t VqUtcOffsetMinutes(const string& ianaId, TDateTime utc);
+/// The same without daylight saving.
+std::int32_t VqStandardOffsetMinutes(const string& ianaId, TDateTime utc);
+
+}  // namespace velmore

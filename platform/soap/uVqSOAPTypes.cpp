@@ -1,0 +1,54 @@
+#include "platform/soap/uVqSOAPTypes.h"
+
+namespace velmore {
+namespace {
+
+constexpr TVqNamespacePrefix kPrefixes[] = {
+    {"http://schemas.microsoft.com/exchange/services/2006/messages", "m"},
+    {"http://schemas.microsoft.com/exchange/services/2006/types", "t"},
+};
+
+}  // namespace
+
+TVqSOAPResponse::TVqSOAPResponse(std::string ASOAPResponse, const string& AResponseName)
+    : FResponseName(AResponseName) {
+  FDocument.LoadFromBytes(ASOAPResponse);
+  FDocument.RenamePrefixes({kPrefixes[0], kPrefixes[1]});
+}
+
+IVqDOMElement TVqSOAPResponse::GetEnvelope() {
+  return FDocument.GetDocumentElement();
+}
+IVqDOMElement TVqSOAPResponse::GetHeader() {
+  return GetEnvelope().SelectSingleElement("Header", kSelectQuiet);
+}
+bool TVqSOAPResponse::HasHeader() {
+  return static_cast<bool>(GetHeader());
+}
+IVqDOMElement TVqSOAPResponse::GetBody() {
+  return GetEnvelope().SelectSingleElement("Body", kSelectQuiet);
+}
+
+IVqDOMElement TVqSOAPResponse::GetResponse() {
+  const IVqDOMElement body = GetBody();
+  const IVqDOMElement response =
+      FResponseName.empty() ? body.GetFirstChildElement() : body.SelectSingleElement(FResponseName, kSelectQuiet);
+  if (!response) {
+    throw EVqException(FResponseName.empty() ? string("The body of the reply is empty.")
+                                             : "The reply holds no \"" + FResponseName + "\".");
+  }
+  return response;
+}
+
+bool TVqSOAPResponse::GetIsFault() {
+  return GetBody().HasChildElement("Fault", kSelectQuiet);
+}
+
+IVqDOMElement TVqSOAPResponse::GetArgument(const string& AName) {
+  return GetResponse().SelectSingleElement(AName, kSelectRequired);
+}
+bool TVqSOAPResponse::HasArgument(const string& AName) {
+  return GetResponse().HasChildElement(AName, kSelectQuiet);
+}
+
+}  // namespace velmore

@@ -1,0 +1,34 @@
+#pragma once
+
+/// Text to bytes and back, with a say in what happens to characters that do not fit.
+
+#include <string>
+#include <string_view>
+
+#include "platform/xml/uVqXMLDOM.h"
+
+namespace velmore::detail {
+
+/// Raises EConvertError unless the code page is one of `kVqCodePage...` (but the default).
+void CheckCodePage(std::int32_t codePage);
+/// True for a code page that has every character.
+constexpr bool IsUnicode(std::int32_t codePage) noexcept {
+  return codePage == kVqCodePageUtf8 || codePage == kVqCodePageUtf16LE || codePage == kVqCodePageUtf16BE;
+}
+/// Does a code page have a character?
+bool HasCharacter(std::int32_t codePage, char32_t character) noexcept;
+/// The name for an XML declaration.
+std::string_view EncodingName(std::int32_t codePage);
+/// The code page of a name in a declaration, in any case; 0 for an unknown one. "utf-16" gives little endian.
+std::int32_t CodePageOfEncoding(std::string_view name) noexcept;
+
+enum class TVqMisfit {
+  mQuestionMark,  ///< "?" when writing, U+FFFD when reading
+  mReference      ///< a character reference when writing
+};
+/// Appends UTF-8 as bytes of a code page.
+void EncodeText(std::string& out, std::string_view utf8, std::int32_t codePage, TVqMisfit misfit);
+/// Appends bytes of a code page as UTF-8. Bytes that are no text there become U+FFFD; false, at once, if `strict`.
+bool DecodeText(std::string& out, std::string_view bytes, std::int32_t codePage, bool strict);
+
+}  // namespace velmore::detail

@@ -1,0 +1,76 @@
+#pragma once
+
+/// What the typed records reach past the handles: names and texts as UTF-8 where they stand, without a count and
+/// without a conversion. Everything here is valid only while the document is alive and, for texts, until that text
+/// changes.
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/xml/uVqXMLDOM.h"
+
+namespace velmore::detail {
+
+/// An element of a document that someone else keeps alive. Copies are free.
+class TVqRawElement {
+ public:
+  TVqRawElement() = default;
+  explicit TVqRawElement(void* node) noexcept : FNode(node) {}
+  explicit TVqRawElement(const IVqDOMElement& element) noexcept;
+
+  explicit operator bool() const noexcept { return FNode != nullptr; }
+  friend bool operator==(TVqRawElement, TVqRawElement) = default;
+
+  void* Node() const noexcept { return FNode; }
+  /// Name with prefix.
+  std::string_view Name() const noexcept;
+  std::string_view LocalName() const noexcept;
+  /// Elements only: text, comments and the like are stepped over.
+  TVqRawElement FirstChild() const noexcept;
+  TVqRawElement LastChild() const noexcept;
+  TVqRawElement Next() const noexcept;
+  TVqRawElement Previous() const noexcept;
+  TVqRawElement Parent() const noexcept;
+  /// The first child element with exactly this qualified name.
+  TVqRawElement Child(std::string_view qualifiedName) const noexcept;
+  /// Children of any kind, text included.
+  bool HasChildren() const noexcept;
+
+  /// All text inside, in place if it is one piece (the normal case), else put together in `scratch`.
+  std::string_view Text(std::string& scratch) const;
+  /// Value of the attribute with exactly this name.
+  std::optional<std::string_view> Attribute(std::string_view name) const noexcept;
+
+ private:
+  void* FNode = nullptr;
+};
+
+/// A counted handle for an element of the same document as `anchor`.
+IVqDOMElement MakeElement(const IVqDOMNode& anchor, TVqRawElement element) noexcept;
+
+/// Text of the first child element with this qualified name; nothing when there is no such child.
+inline std::optional<std::string_view> ChildText(const IVqDOMElement& parent, std::string_view qualifiedName,
+                                                 std::string& scratch) {
+  const TVqRawElement child = TVqRawElement(parent).Child(qualifiedName);
+  if (!child) return std::nullopt;
+  return child.Text(scratch);
+}
+
+/// New child elements at a place. Without `sibling` the first one appends, the second one puts it in front of all other
+/// children. The name must be a name (checked).
+IVqDOMElement InsertChildBefore(const IVqDOMElement& parent, std::string_view name, TVqRawElement sibling);
+IVqDOMElement InsertChildAfter(const IVqDOMElement& parent, std::string_view name, TVqRawElement sibling);
+
+/// Equal texts, and equal markup inside (element names, attributes in their order, text, comments), without conversion.
+bool SameText(TVqRawElement a, TVqRawElement b);
+bool SameInnerXML(TVqRawElement a, TVqRawElement b);
+
+/// UTF-8 to 16-bit text where it may be assumed to be well-formed, as all text of a document is.
+string TextFromUtf8(std::string_view utf8);
+
+/// Copies what is inside `source`, and its attributes, onto `target` in place of what it had. The two may belong to one
+/// document, even one inside the other.
+void AssignContent(const IVqDOMElement& target, const IVqDOMElement& source);
+
+}  // namespace velmore::detail

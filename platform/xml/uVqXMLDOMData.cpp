@@ -1,0 +1,191 @@
+// The document behind the handles: trees, removed nodes, texts.
+
+#include "platform/xml/uVqXMLDOMData_p.h"
+
+#include <cstring>
+#include <new>
+
+#include "platform/xml/uVqXMLScan_p.h"
+
+namespace velmore::detail {
+
+void FreeDOMData(TVqDOMOwner* owner) noexcept {
+  delete static_cast<TVqDOMData*>(owner);
+}
+
+pugi::xml_node TVqDOMTree::Root() const {
+  for (pugi::xml_node node = First(); node; node = Skip(node.next_sibling())) {
+    if (IsElement(node)) return node;
+  }
+  return {};
+}
+
+void TVqDOMData::Replace(std::unique_ptr<TVqDOMTree> tree) {
+  // The one reference is the caller's own: no handle points into what is replaced.
+  if (References.load(std::memory_order_acquire) > 1) {
+    if (FTree->Document.first_child()) FReplaced.push_back(std::move(FTree));
+  } else {
+    FReplaced.clear();
+  }
+  FTree = std::move(tree);
+  List = nullptr;
+  ListOf = nullptr;
+  DeclarationsKnown = false;
+  StructureChanged();
+}
+
+TVqDOMTree& TVqDOMData::TreeOf(pugi::xml_node node) const noexcept {
+  const pugi::xml_node root = node.root();
+  if (root != FTree->Document) {
+    for (const auto& tree : FReplaced) {
+      if (root == tree->Document) return *tree;
+    }
+  }
+  return *FTree;
+}
+
+void TVqDOMData::Park(pugi::xml_node node) {
+  TVqDOMTree& tree = TreeOf(node);
+  if (!tree.Parked) tree.Parked = Made(tree.Document.append_child(pugi::node_element));
+  Made(tree.Parked.append_move(node));
+}
+
+TVqDOMData& Writable(const IVqDOMNode& handle) {
+  if (!handle) throw EVqException("A node that does not exist cannot be changed.");
+  return *TVqDOMFactory::Data(handle);
+}
+
+TVqDOMData& WritableElement(const IVqDOMNode& handle) {
+  TVqDOMData& data = Writable(handle);
+  if (handle.GetNodeType() != TVqDOMNodeType::ntElement) throw EVqException("This node is no element.");
+  return data;
+}
+
+pugi::xml_node FirstElement(pugi::xml_node parent) noexcept {
+  pugi::xml_node node = parent.first_child();
+  while (node && (!IsElement(node) || node.name()[0] == '\0')) node = node.next_sibling();
+  return node;
+}
+
+pugi::xml_node NextElement(pugi::xml_node node) noexcept {
+  do {
+    node = node.next_sibling();
+  } while (node && (!IsElement(node) || node.name()[0] == '\0'));
+  return node;
+}
+
+pugi::xml_node NextInside(pugi::xml_node node, pugi::xml_node top, bool children) noexcept {
+  if (children) {
+    if (const pugi::xml_node child = node.first_child()) return child;
+  }
+  while (node && node != top) {
+    if (const pugi::xml_node next = node.next_sibling()) return next;
+    node = node.parent();
+  }
+  return {};
+}
+
+std::string_view TextOf(pugi::xml_node node, std::string& scratch) {
+  if (!IsElement(node)) {
+    if (node.type() != pugi::node_document) return node.value();
+    scratch.clear();
+    return {};
+  }
+  const char* embedded = node.value();
+  const pugi::xml_node first = node.first_child();
+  if (!first) return embedded;
+  if (embedded[0] == '\0' && !first.next_sibling() && IsText(first)) return first.value();
+  scratch = embedded;
+  for (pugi::xml_node inside = first; inside; inside = NextInside(inside, node)) {
+    if (IsText(inside) || IsElement(inside)) scratch += inside.value();
+  }
+  return scratch;
+}
+
+void PutText(TVqDOMData& data, pugi::xml_node node, const char* text) {
+  if (!IsElement(node)) {
+    if (!node.set_value(text)) throw EVqException("This node has no text that could be changed.");
+    data.TextChanged();
+    return;
+  }
+  const pugi::xml_node first = node.first_child();
+  if (first && (first.next_sibling() || !IsText(first) || text[0] == '\0' || node.value()[0] != '\0')) {
+    RemoveInside(data, node);
+  }
+  if (!node.text().set(text) && text[0] != '\0') throw std::bad_alloc();
+  data.TextChanged();
+}
+
+void Unfold(pugi::xml_node element) {
+  if (!IsElement(element) || element.value()[0] == '\0') return;
+  const pugi::xml_node text = Made(element.prepend_child(pugi::node_pcdata));
+  if (!pugi::xml_node(text).set_value(element.value())) throw std::bad_alloc();
+  element.text().set("");
+}
+
+void RemoveInside(TVqDOMData& data, pugi::xml_node element) {
+  if (element.value()[0] != '\0') element.text().set("");
+  bool elements = false;
+  while (const pugi::xml_node child = element.first_child()) {
+    elements = elements || IsElement(child);
+    data.Park(child);
+  }
+  if (elements) {
+    data.StructureChanged();
+  } else {
+    data.TextChanged();
+  }
+}
+
+void CopyInside(pugi::xml_node target, pugi::xml_node source) {
+  for (pugi::xml_attribute attribute = Live(source.first_attribute()); attribute;
+       attribute = Live(attribute.next_attribute())) {
+    Made(target.append_copy(attribute));
+  }
+  if (source.value()[0] != '\0' && !Made(target.append_child(pugi::node_pcdata)).set_value(source.value())) {
+    throw std::bad_alloc();
+  }
+  for (pugi::xml_node child = source.first_child(); child; child = child.next_sibling())
+    Made(target.append_copy(child));
+}
+
+void CheckName(const TVqUtf8View& name) {
+  if (!name.Valid() || !IsName(name.View())) throw EVqXMLError("\"" + string(name.View()) + "\" is no name.", 0, 0);
+}
+
+std::string CheckText(const TVqUtf8View& text) {
+  const std::string_view view = text.View();
+  if (!text.Valid()) {
+    // What was half a character stands as U+FFFD now; the first one is near enough as the place.
+    FailAt(view, std::min(view.find("\xEF\xBF\xBD"), view.size()),
+           "Half a character (a surrogate without its partner).");
+  }
+  if (const std::size_t at = FindForbidden(view); at != std::string_view::npos) {
+    std::size_t length;
+    const char32_t c = DecodeUtf8(view, at, length);
+    static constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string code = "U+";
+    for (int shift = 12; shift >= 0; shift -= 4) code += kDigits[c >> shift & 0xF];
+    FailAt(view, at,
+           length == 0 ? string("Bytes that are no UTF-8.") : "XML cannot carry the character " + string(code) + ".");
+  }
+  return std::string(view);
+}
+
+pugi::xml_node Made(pugi::xml_node node) {
+  if (!node) throw std::bad_alloc();
+  return node;
+}
+
+pugi::xml_attribute Made(pugi::xml_attribute attribute) {
+  if (!attribute) throw std::bad_alloc();
+  return attribute;
+}
+
+pugi::xml_node InsertNamed(pugi::xml_node parent, pugi::xml_node_type type, const char* name, pugi::xml_node before) {
+  pugi::xml_node node = Made(before ? parent.insert_child_before(type, before) : parent.append_child(type));
+  if (name && !node.set_name(name)) throw std::bad_alloc();
+  return node;
+}
+
+}  // namespace velmore::detail

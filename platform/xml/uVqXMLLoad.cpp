@@ -1,0 +1,274 @@
+// Bytes to a document: encoding, well-formedness, and the parser.
+//
+// The parser is fast because it is lenient. Everything that it lets pass is either ruled out by QuickScan before it
+// runs, or visible in the tree afterwards (InspectTree). Whoever fails one of the two is read again by CheckMarkup, which
+// is the authority: it raises with the place, or finds that nothing is wrong.
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "platform/xml/uVqCodePages_p.h"
+#include "platform/xml/uVqXMLDOMData_p.h"
+#include "platform/xml/uVqXMLScan_p.h"
+
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+
+#include <bit>
+#define VELMORE_SSE2 1
+#endif
+
+namespace velmore::detail {
+namespace {
+
+/// From this size on the strict reading comes first: it needs no memory to speak of, while a tree takes up to 16 times
+/// the size of its text.
+constexpr std::size_t kLarge = 16u << 20;
+/// Readable zeros behind a text, so that names can be looked at in blocks. One of them ends the text for the parser.
+constexpr std::size_t kPadding = 32;
+
+/// A name in a padded buffer: no longer than the limit and, if asked for, ASCII only.
+bool PlainName(const char* name, bool asciiOnly, std::size_t limit) noexcept {
+  std::size_t length = 0;
+#ifdef VELMORE_SSE2
+  for (;; length += 16) {
+    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(name + length));
+    const auto high = static_cast<unsigned>(_mm_movemask_epi8(block));
+    const auto zero = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_setzero_si128())));
+    const unsigned inside = zero == 0 ? 0xFFFFu : (zero & (0u - zero)) - 1;
+    if (asciiOnly && (high & inside) != 0) return false;
+    if (zero != 0) {
+      length += static_cast<std::size_t>(std::countr_zero(zero));
+      break;
+    }
+    if (length > limit) return false;
+  }
+#else
+  for (; name[length] != '\0'; ++length) {
+    if (asciiOnly && static_cast<unsigned char>(name[length]) >= 0x80) return false;
+  }
+#endif
+  return length <= limit;
+}
+
+/// What one walk over a new tree finds.
+class TInspection {
+ public:
+  TInspection(TVqDOMData& data, bool nonAscii) : FData(data), FNonAscii(nonAscii) {}
+
+  /// False when anything is there that the parser should have refused, or may have.
+  bool Run(const TVqDOMTree& tree, std::string_view body) {
+    const pugi::xml_node root = tree.Document.first_child();
+    bool good = root && !root.next_sibling() && EndsWithRoot(body, root.name());
+    std::uint32_t depth = 1;
+    for (pugi::xml_node node = root; node;) {
+      good = Node(node) && good;
+      if (const pugi::xml_node child = node.first_child()) {
+        node = child;
+        if (++depth > FData.Limits.MaxDepth) good = false;
+        continue;
+      }
+      pugi::xml_node next = node.next_sibling();
+      while (!next) {
+        node = node.parent();
+        if (--depth == 0) break;
+        next = node.next_sibling();
+      }
+      node = depth == 0 ? pugi::xml_node() : next;
+    }
+    return good && FNodes <= FData.Limits.MaxNodes;
+  }
+
+ private:
+  /// Is the last thing in the text the end tag of the root? The parser drops what stands behind the root.
+  static bool EndsWithRoot(std::string_view body, std::string_view name) noexcept {
+    const auto space = [&] {
+      while (!body.empty() && IsXmlSpace(body.back())) body.remove_suffix(1);
+    };
+    space();
+    if (!body.ends_with('>')) return false;
+    body.remove_suffix(1);
+    space();
+    if (!body.ends_with(name)) return false;
+    body.remove_suffix(name.size());
+    return body.ends_with("</");
+  }
+
+  bool Node(pugi::xml_node node) {
+    ++FNodes;
+    const char* name = node.name();
+    if (name[0] == '\0') return true;  // text, and children follow elements only
+    if (!PlainName(name, FNonAscii, FData.Limits.MaxNameLength)) return false;
+    const pugi::xml_attribute first = node.first_attribute();
+    if (!first) return true;
+    std::uint32_t count = 0;
+    for (pugi::xml_attribute attribute = first; attribute; attribute = attribute.next_attribute()) {
+      const char* key = attribute.name();
+      if (!PlainName(key, FNonAscii, FData.Limits.MaxNameLength)) return false;
+      if (std::strchr(attribute.value(), '<')) return false;
+      // More than a few are left to the strict reading, as every one is compared with all before it.
+      if (++count > 16) return false;
+      for (pugi::xml_attribute other = first; other != attribute; other = other.next_attribute()) {
+        if (std::strcmp(other.name(), key) == 0) return false;
+      }
+      if (key[0] == 'x' && std::strncmp(key, "xmlns", 5) == 0 && (key[5] == '\0' || key[5] == ':')) {
+        FData.Declarations.push_back({node, key[5] == '\0' ? "" : key + 6, attribute.value()});
+      }
+    }
+    FNodes += count;
+    return count <= FData.Limits.MaxAttributes;
+  }
+
+  TVqDOMData& FData;
+  bool FNonAscii;
+  std::size_t FNodes = 0;
+};
+
+/// Parses UTF-8 without byte order mark. `owned`, if there is one, is the string that `text` lies in, to be taken.
+void Load(TVqDOMData& data, std::string_view text, std::string* owned) {
+  std::string rewritten;
+  bool checked = false, nonAscii = true;
+  if (text.size() > kLarge || text.size() > data.Limits.MaxBytes) {
+    checked = true;
+  } else {
+    const std::size_t start = ReadDeclaration(text).End;
+    const TVqScan scan = QuickScan(text.substr(start));
+    checked = !scan.Clean;
+    nonAscii = scan.HasNonAscii;
+    // Text before the root is passed over by the parser, too.
+    std::size_t at = start;
+    while (at < text.size() && IsXmlSpace(text[at])) ++at;
+    if (at >= text.size() || text[at] != '<') checked = true;
+  }
+  if (checked && CheckMarkup(text, TVqXMLRules::rReply, data.Limits, rewritten)) {
+    text = rewritten;
+    owned = &rewritten;
+  }
+
+  auto tree = std::make_unique<TVqDOMTree>();
+  std::string_view original = text;
+  const std::size_t start = ReadDeclaration(text).End;
+  if (owned && text.size() > kLarge) {
+    // The strict reading has found it good, so that no place will have to be told, and the text need not be kept.
+    const std::size_t offset = static_cast<std::size_t>(text.data() - owned->data());
+    tree->Buffer = std::move(*owned);
+    tree->Buffer.erase(0, offset);
+    original = {};
+  } else {
+    tree->Buffer.reserve(text.size() + kPadding);
+    tree->Buffer.append(text);
+  }
+  const std::size_t length = tree->Buffer.size() - start;
+  tree->Buffer.append(kPadding, '\0');
+  const pugi::xml_parse_result result =
+      tree->Document.load_buffer_inplace(tree->Buffer.data() + start, length + 1, kParseOptions, pugi::encoding_utf8);
+  if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
+  data.Declarations.clear();
+  const bool good = result && TInspection(data, nonAscii).Run(*tree, original.substr(std::min(start, original.size())));
+  if (!good && !checked) CheckMarkup(original, TVqXMLRules::rReply, data.Limits, rewritten);
+  if (!result) {
+    FailAt(original, start + static_cast<std::size_t>(result.offset), string(result.description()));
+  }
+  data.Replace(std::move(tree));
+  data.DeclarationsKnown = good;
+  data.DeclarationsAt = data.Modifications;
+}
+
+/// The encoding of bytes and where their text starts.
+struct TEncoding {
+  std::int32_t CodePage;
+  std::size_t Start;
+};
+TEncoding DetectEncoding(std::string_view bytes, std::int32_t codePage) {
+  if (codePage != kVqCodePageDefault) CheckCodePage(codePage);
+  if (bytes.starts_with("\xEF\xBB\xBF")) return {kVqCodePageUtf8, 3};
+  if (bytes.starts_with("\xFF\xFE")) return {kVqCodePageUtf16LE, 2};
+  if (bytes.starts_with("\xFE\xFF")) return {kVqCodePageUtf16BE, 2};
+  if (codePage != kVqCodePageDefault) return {codePage, 0};
+  if (bytes.size() >= 2 && bytes[0] == '<' && bytes[1] == '\0') return {kVqCodePageUtf16LE, 0};
+  if (bytes.size() >= 2 && bytes[0] == '\0' && bytes[1] == '<') return {kVqCodePageUtf16BE, 0};
+  const TVqXMLDeclaration declaration = ReadDeclaration(bytes);
+  if (declaration.Encoding.empty()) return {kVqCodePageUtf8, 0};
+  const std::int32_t declared = CodePageOfEncoding(declaration.Encoding);
+  if (declared == 0) {
+    FailAt(bytes, declaration.EncodingAt, "The encoding \"" + string(declaration.Encoding) + "\" is not supported.");
+  }
+  if (declared == kVqCodePageUtf16LE || declared == kVqCodePageUtf16BE) {
+    FailAt(bytes, declaration.EncodingAt, "The document says that it is UTF-16, and is not.");
+  }
+  return {declared, 0};
+}
+
+template <typename Loading>
+void Guarded(TVqDOMData& data, Loading load) {
+  try {
+    load();
+  } catch (const EVqXMLError& error) {
+    data.Replace(std::make_unique<TVqDOMTree>());
+    if (data.OnParseError) {
+      struct TPlace final : IVqSAXLocator {
+        explicit TPlace(const EVqXMLError& error) : FError(error) {}
+        std::int32_t GetLineNumber() const override { return FError.GetLine(); }
+        std::int32_t GetColumnNumber() const override { return FError.GetColumn(); }
+        const EVqXMLError& FError;
+      };
+      // A copy, as the handler may well replace itself.
+      const IVqDOMDocument::TParseErrorEvent handler = data.OnParseError;
+      handler(TPlace(error), error.Message());
+    }
+    throw;
+  }
+}
+
+void LoadBytes(TVqDOMData& data, std::string_view bytes, std::int32_t codePage, std::string* owned) {
+  const TEncoding encoding = DetectEncoding(bytes, codePage);
+  if (bytes.size() > data.Limits.MaxBytes) {
+    FailAt({}, 0, Format("The document has more than %s bytes.", {std::to_string(data.Limits.MaxBytes)}));
+  }
+  const std::string_view body = bytes.substr(encoding.Start);
+  data.CodePage = encoding.CodePage;
+  if (encoding.CodePage == kVqCodePageUtf8) {
+    Load(data, body, owned);
+    return;
+  }
+  std::string text;
+  if (!DecodeText(text, body, encoding.CodePage, true)) {
+    FailAt(text, text.size(), "Bytes that are no text in the document's encoding.");
+  }
+  Load(data, text, &text);
+}
+
+}  // namespace
+
+void LoadDocument(TVqDOMData& data, std::string_view bytes, std::int32_t codePage) {
+  Guarded(data, [&] { LoadBytes(data, bytes, codePage, nullptr); });
+}
+
+void LoadDocumentFromStream(TVqDOMData& data, TVqStream& stream, std::int32_t codePage) {
+  std::string bytes;
+  const std::uint64_t size = stream.GetSize(), position = stream.GetPosition();
+  const std::uint64_t expected = size > position ? size - position : 0;
+  // One byte beyond the limit is enough to refuse; what a stream says of its size is not believed further than that.
+  const std::size_t most = std::max(data.Limits.MaxBytes, data.Limits.MaxBytes + 1);
+  bytes.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(expected, most)) + 2 * kPadding);
+  for (;;) {
+    const std::size_t old = bytes.size();
+    const std::size_t room = std::min<std::size_t>(std::max<std::size_t>(bytes.capacity() - old, 1u << 16), most - old);
+    if (room == 0) break;
+    bytes.resize(old + room);
+    const std::size_t got = stream.Read(bytes.data() + old, room);
+    bytes.resize(old + got);
+    if (got == 0) break;
+  }
+  Guarded(data, [&] { LoadBytes(data, bytes, codePage, &bytes); });
+}
+
+void LoadDocumentFromText(TVqDOMData& data, std::string_view utf8) {
+  Guarded(data, [&] {
+    Load(data, utf8.starts_with("\xEF\xBB\xBF") ? utf8.substr(3) : utf8, nullptr);
+    data.CodePage = kVqCodePageUtf8;
+  });
+}
+
+}  // namespace velmore::detail

@@ -1,0 +1,65 @@
+#pragma once
+
+/// Well-formedness: a quick look that most documents pass, and the strict reading for those that do not.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/xml/uVqXMLDOM.h"
+
+namespace velmore::detail {
+
+/// What a quick look at UTF-8 markup found out.
+struct TVqScan {
+  /// Nothing rare: no forbidden characters, valid UTF-8, only good references, no "<!", "<?" or "]]". What may be wrong
+  /// with such a text is found by the parser, or in its tree by the caller.
+  bool Clean;
+  bool HasNonAscii;
+};
+TVqScan QuickScan(std::string_view text) noexcept;
+
+enum class TVqXMLRules {
+  rReply,     ///< a document of the outside: forbidden characters become U+FFFD
+  rDocument,  ///< a document to the letter
+  rContent    ///< what may stand inside an element, to the letter
+};
+
+/// Reads markup strictly against the grammar of XML 1.0 (fifth edition) without document types, and against limits.
+/// Raises EVqXMLError with the place. True when forbidden characters were found; `rewritten` is then the text with
+/// U+FFFD in their places. `text` has neither byte order mark nor, unless `rDocument` and `rReply`, a declaration.
+bool CheckMarkup(std::string_view text, TVqXMLRules rules, const TVqXMLLimits& limits, std::string& rewritten);
+
+/// An XML declaration.
+struct TVqXMLDeclaration {
+  std::size_t End = 0;  // length, 0 for none
+  std::string_view Encoding;
+  std::size_t EncodingAt = 0;
+};
+/// Reads the declaration at the start of a text, if there is one. Raises EVqXMLError for a wrong one.
+TVqXMLDeclaration ReadDeclaration(std::string_view text);
+
+/// Raises EVqXMLError at a byte of a text.
+[[noreturn]] void FailAt(std::string_view text, std::size_t position, const string& message);
+
+/// XML 1.0 Char, NameStartChar, NameChar.
+constexpr bool IsXmlChar(char32_t c) noexcept {
+  return c >= 0x20 ? c <= 0xD7FF || (c >= 0xE000 && c <= 0xFFFD) || (c >= 0x10000 && c <= 0x10FFFF)
+                   : c == 0x9 || c == 0xA || c == 0xD;
+}
+bool IsNameStart(char32_t c) noexcept;
+bool IsNameChar(char32_t c) noexcept;
+/// One or more name characters, the first one a start.
+bool IsName(std::string_view name) noexcept;
+/// Reads one character of UTF-8; `length` is 0 where the bytes are none.
+char32_t DecodeUtf8(std::string_view text, std::size_t at, std::size_t& length) noexcept;
+void AppendUtf8(std::string& out, char32_t character);
+
+/// Position of the first byte of a character that XML cannot carry or of bytes that are no UTF-8; npos if there is none.
+std::size_t FindForbidden(std::string_view text) noexcept;
+
+constexpr bool IsXmlSpace(char c) noexcept {
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
+}  // namespace velmore::detail

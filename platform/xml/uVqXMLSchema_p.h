@@ -1,0 +1,96 @@
+#pragma once
+
+/// The inside of typed records: what a record carries only when it needs it, and the look-up of members by name.
+
+#include <string>
+#include <vector>
+
+#include "platform/xml/uVqXMLDOMAccess_p.h"
+#include "platform/xml/uVqXMLSchema.h"
+
+namespace velmore::detail {
+
+inline std::string_view LocalName(std::string_view name) noexcept {
+  return name.substr(name.find(':') + 1);  // npos + 1 is 0: a name without prefix is its own local name
+}
+
+/// Names of a class's members over the whole chain, hashed. Built once, then only read.
+class TVqXMLNameIndex {
+ public:
+  explicit TVqXMLNameIndex(const TVqXMLSchemaClass& schema);
+
+  /// Index of the member with exactly this name, or -1.
+  std::int32_t FindExact(std::string_view name) const noexcept { return Look(FExact, name); }
+  /// The same, or the member with this local name.
+  std::int32_t Find(std::string_view name) const noexcept {
+    const std::int32_t found = Look(FExact, name);
+    return found >= 0 ? found : Look(FLocal, name);
+  }
+
+ private:
+  struct TSlot {
+    std::string_view Name;
+    std::int32_t Index = -1;
+  };
+  using TTable = std::vector<TSlot>;  // open addressing, a power of two
+
+  static std::size_t HashOf(std::string_view name) noexcept;
+  static void Put(TTable& table, std::string_view name, std::int32_t index);
+  static std::int32_t Look(const TTable& table, std::string_view name) noexcept;
+
+  TTable FExact;
+  TTable FLocal;
+};
+
+/// A member that an application registered at run time.
+struct TVqXMLOwnMember {
+  TVqXMLOwnMember(TVqXMLSchemaInfo info, std::string name) : Info(std::move(info)), Name(std::move(name)) {}
+
+  TVqXMLSchemaInfo Info;
+  std::string Name;
+
+  template <typename TMember>
+  TMember AsMember() const {
+    return {Name, Info.GetNodeType() == TVqDOMNodeType::ntAttribute, &Info, Info.GetIndex()};
+  }
+};
+
+struct TVqXMLChildRecord {
+  std::unique_ptr<TVqXMLSchemaElement> Record;
+  TVqXMLSchemaClass::TFactory Factory;
+};
+
+struct TVqXMLChildArray {
+  std::int32_t Index;
+  ArrayFactory Factory;
+  std::unique_ptr<TVqXMLSchemaArray> Array;
+};
+
+struct TVqXMLSchemaExtras {
+  std::vector<TVqXMLChildRecord> Children;
+  std::vector<TVqXMLChildArray> Arrays;
+  std::vector<std::unique_ptr<TVqXMLSchemaElement>> ParkedRecords;
+  std::vector<std::unique_ptr<TVqXMLSchemaArray>> ParkedArrays;
+  std::vector<std::unique_ptr<TVqXMLOwnMember>> OwnMembers;
+  TVqGetSOAPElementEvent OnGetSOAPElement;
+};
+
+/// A new child element behind the last sibling that the sequence puts before it, else in front of the first one that
+/// it puts after it, else last. Siblings that `rankOf` does not know (-1) stay where they are.
+template <typename TRankOf>
+IVqDOMElement InsertAtRank(const IVqDOMElement& parent, std::string_view name, std::int32_t rank, TRankOf rankOf) {
+  TVqRawElement before, after;
+  for (TVqRawElement child = TVqRawElement(parent).FirstChild(); child; child = child.Next()) {
+    const std::int32_t other = rankOf(child.Name());
+    if (other < 0) continue;
+    if (other <= rank) {
+      before = child;
+    } else if (!after) {
+      after = child;
+    }
+  }
+  if (before) return InsertChildAfter(parent, name, before);
+  return InsertChildBefore(parent, name, after);
+}
+
+}  // namespace velmore::detail

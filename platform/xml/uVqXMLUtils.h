@@ -1,0 +1,76 @@
+#pragma once
+
+/// Conversions between values and the texts that XML schema gives them.
+///
+///     VqXMLToInt("0x3A45");                                  // 14917
+///     VqDateTimeToXML(VqXMLToDateTime("2024-02-29T12:00:00+01:00"));   // "2024-02-29T11:00:00Z"
+///
+/// Free functions without state, for any number of threads. White space around a value is ignored when reading. Text
+/// that is no such value raises EConvertError with the text in its message; empty text does, too.
+
+#include <cstdint>
+#include <string_view>
+#include <variant>
+
+#include "platform/common/uVqSysUtils.h"
+#include "platform/xml/uVqXMLDOM.h"
+
+namespace velmore {
+
+/// A value whose kind is known only at run time. An empty one holds std::monostate.
+using TVqVariant = std::variant<std::monostate, bool, std::int32_t, std::int64_t, double, TDateTime, string>;
+
+/// How points in time are written: as UTC with "Z" (0, what the wire uses throughout), or as they are without any sign
+/// of a time zone (1).
+using TVqTimeZoneFormat = std::int32_t;
+inline constexpr TVqTimeZoneFormat kVqTimeZoneUtc = 0;
+inline constexpr TVqTimeZoneFormat kVqTimeZoneNone = 1;
+
+/// Decimal text. `VqXMLToInt` also reads a sign and the hexadecimal forms "0x3A45" and "0X3a45", these up to
+/// 0xFFFFFFFF (read as the same 32 bits). Outside of 32 bits raises.
+string VqIntToXML(std::int32_t AValue);
+std::int32_t VqXMLToInt(const TVqUtf8View& AText);
+string VqInt64ToXML(std::int64_t AValue);
+std::int64_t VqXMLToInt64(const TVqUtf8View& AText);
+/// For optional texts: `ADefault` instead of a failure.
+std::int32_t VqXMLToIntDef(const TVqUtf8View& AText, std::int32_t ADefault) noexcept;
+
+/// The shortest text that reads back as the same value; "INF", "-INF" and "NaN" as the schema has them. The separator
+/// is a point, whatever the locale.
+string VqDoubleToXML(double AValue);
+double VqXMLToDouble(const TVqUtf8View& AText);
+
+/// "true" and "false"; reading takes these in any case, and "1" and "0".
+string VqBoolToXML(bool AValue);
+bool VqXMLToBool(const TVqUtf8View& AText);
+
+/// Date and time, "2024-02-29T11:00:00Z". Written to the nearest millisecond, and milliseconds only if they are not
+/// zero. Reading takes "Z", an offset (converted to UTC) or none (taken as it stands), fractions of any length, years
+/// from 0001 to 9999, "24:00:00" as the next midnight, and a date alone. Values outside of these years raise
+/// EConvertError when written.
+string VqDateTimeToXML(TDateTime AValue, TVqTimeZoneFormat AFormat = kVqTimeZoneUtc);
+TDateTime VqXMLToDateTime(const TVqUtf8View& AText, TVqTimeZoneFormat AFormat = kVqTimeZoneUtc);
+/// The date, "2024-02-29". Reading takes a time zone behind it and ignores it: a date is a day, wherever; a
+/// date-and-time gives its day.
+string VqDateToXML(TDateTime AValue);
+TDateTime VqXMLToDate(const TVqUtf8View& AText);
+/// The time of day, "11:00:00", with "Z" in the first format. Reading gives a fraction of a day (0 up to, not
+/// including, 1; an offset wraps round).
+string VqTimeToXML(TDateTime AValue, TVqTimeZoneFormat AFormat = kVqTimeZoneUtc);
+TDateTime VqXMLToTime(const TVqUtf8View& AText, TVqTimeZoneFormat AFormat = kVqTimeZoneUtc);
+/// A span of time in days, as "P1DT2H3M4.5S". Months and years, whose length is not fixed, are read as 30 and 365
+/// days; they are never written.
+string VqDurationToXML(double ADays);
+double VqXMLToDuration(const TVqUtf8View& AText);
+
+/// The text of whatever value it is; empty for an empty one.
+string VqVariantToXML(const TVqVariant& AValue);
+
+/// Base64 without line breaks; reading ignores white space and wants correct padding.
+string VqBytesToXML(const TBytes& AValue);
+TBytes VqXMLToBytes(const TVqUtf8View& AText);
+/// GUIDs in lower case without braces; reading takes either case, with and without braces.
+string VqGuidToXML(const TGUID& AValue);
+TGUID VqXMLToGuid(const TVqUtf8View& AText);
+
+}  // namespace velmore

@@ -1,0 +1,37 @@
+#include "simulator/control/faults.h"
+
+#include "simulator/mailbox/model.h"
+
+namespace velmore::simulator {
+
+void FaultQueue::Add(Fault fault) {
+  const std::lock_guard lock(mutex_);
+  faults_.push_back(std::move(fault));
+}
+
+void FaultQueue::Clear() {
+  const std::lock_guard lock(mutex_);
+  faults_.clear();
+}
+
+std::size_t FaultQueue::Pending() const {
+  const std::lock_guard lock(mutex_);
+  return faults_.size();
+}
+
+std::optional<Fault> FaultQueue::Take(const std::string& operation) {
+  const std::lock_guard lock(mutex_);
+  for (auto fault = faults_.begin(); fault != faults_.end(); ++fault) {
+    if (!fault->operation.empty() && !SameText(fault->operation, operation)) continue;
+    if (fault->skip > 0) {
+      --fault->skip;
+      continue;
+    }
+    Fault taken = *fault;
+    if (fault->times > 0 && --fault->times == 0) faults_.erase(fault);
+    return taken;
+  }
+  return std::nullopt;
+}
+
+}  // namespace velmore::simulator

@@ -1,0 +1,32 @@
+#pragma once
+
+// Keeps what went over the wire, in memory and, when wanted, as files. Passwords, tokens and cookies are masked before
+// anything is kept.
+
+#include <deque>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "simulator/simulator.h"
+
+namespace velmore::simulator {
+
+class Recorder {
+ public:
+  Recorder(std::size_t keep, std::string directory);
+  void Add(Exchange exchange);  // sets its number
+  std::vector<Exchange> All() const;
+  void Clear();
+
+ private:
+  void WriteFiles(const Exchange& exchange) const;
+  const std::size_t keep_;
+  const std::string directory_;
+  mutable std::mutex mutex_;  // protects what follows
+  std::deque<Exchange> exchanges_;
+  std::size_t bytes_ = 0;
+  std::uint64_t last_number_ = 0;
+};
+
+}  // namespace velmore::simulator

@@ -1,0 +1,193 @@
+#pragma once
+
+// Mailboxes, folders and items in memory. Nothing here knows of requests. One mutex (Store::mutex) protects all of it; it is
+// held for the whole of an operation.
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "simulator/mailbox/time.h"
+#include "simulator/protocol/schema.h"
+#include "simulator/simulator.h"
+#include "simulator/xml/element.h"
+
+namespace velmore::simulator {
+
+struct Item;
+
+/// A refusal of a request or of one of its parts.
+class EwsError : public std::runtime_error {
+ public:
+  /// With an empty text the one that Exchange uses for the code.
+  explicit EwsError(std::string code, const std::string& text = {});
+  std::string code;
+  std::vector<Element> details;  // content of MessageXml
+};
+
+/// Identity of an extended property: a MAPI tag, or a property set with an id or a name.
+struct ExtendedKey {
+  std::string set;  // GUID in lower case, empty for a tag
+  std::string name;
+  std::int64_t number = -1;  // tag or id; -1 when there is a name
+  std::string type;          // "String", "IntegerArray"
+
+  bool operator==(const ExtendedKey&) const = default;
+  bool IsArray() const { return type.ends_with("Array"); }
+  ValueKind Kind() const;
+};
+/// Reads t:ExtendedFieldURI; throws EwsError for combinations that the server refuses.
+ExtendedKey ParseExtendedKey(const Element& uri);
+/// Writes t:ExtendedFieldURI as Exchange answers it: tags as lower-case hexadecimal without leading zeros.
+Element WriteExtendedKey(const ExtendedKey& key);
+
+struct ExtendedValue {
+  ExtendedKey key;
+  std::vector<std::string> values;
+};
+
+struct Attachment {
+  std::string number;  // binary tail of its id, unique within the mailbox
+  bool is_item = false;
+  std::string name;
+  std::string content_type;
+  std::string content_id;
+  std::string content_location;
+  bool is_inline = false;
+  bool is_contact_photo = false;
+  Seconds modified = 0;
+  std::shared_ptr<const std::string> content;  // of a file
+  std::shared_ptr<Item> item;                  // of an item
+
+  std::size_t Size() const;
+};
+
+struct Item {
+  std::string entry_id;
+  std::uint64_t number = 0;  // order of creation within the mailbox
+  std::uint64_t change = 0;
+  std::string folder;   // entry id
+  std::string element;  // "Message"
+  Seconds received = 0;
+  Seconds sent = 0;  // 0: never
+  Seconds created = 0;
+  Seconds modified = 0;
+  std::string modified_by;
+  std::string conversation_index;   // binary
+  std::vector<Element> properties;  // those of the schema that are stored as they are written
+  std::vector<ExtendedValue> extended;
+  std::string html;  // body; an item may have both
+  std::string text;
+  std::vector<Attachment> attachments;
+  std::shared_ptr<const std::string> mime;  // as it came; null: made from the rest when asked for
+  std::string headers;                      // of the message as delivered, for InternetMessageHeaders
+  std::string occurrence;  // tail of the id when this is an occurrence, which is not in the folder itself
+  std::map<Seconds, std::shared_ptr<Item>> exceptions;  // of a recurring master, by original start; null: deleted
+
+  const Element* Find(std::string_view name) const;
+  const std::string& Text(std::string_view name) const;  // text of a stored property, empty when absent
+  bool Flag(std::string_view name) const { return Text(name) == "true"; }
+  void Set(Element property);
+  void Set(const std::string& name, const std::string& text) { Set(Types(name, text)); }
+  void SetFlag(const std::string& name, bool value) { Set(Types(name, value ? "true" : "false")); }
+  void Remove(std::string_view name);
+  const ExtendedValue* FindExtended(const ExtendedKey& key) const;
+  void SetExtended(ExtendedValue value);
+  std::size_t Size() const;
+  bool IsDraft() const { return Flag("IsDraft"); }
+};
+
+struct Folder {
+  std::string entry_id;
+  std::uint64_t number = 0;
+  std::uint64_t change = 0;
+  std::string parent;   // entry id; empty for the root
+  std::string element;  // "Folder"
+  std::string folder_class;
+  std::string display_name;
+  std::string distinguished;  // "inbox" or empty
+  std::vector<ExtendedValue> extended;
+  std::map<std::string, Access> access;                  // by SMTP address in lower case; beside that of the mailbox
+  std::map<std::uint64_t, std::shared_ptr<Item>> items;  // by number
+  std::vector<std::string> children;                     // entry ids in order of creation
+
+  /// The result of the last search, reused by the following pages while nothing changes.
+  struct Search {
+    std::string key;
+    std::uint64_t change = 0;
+    std::vector<std::shared_ptr<Item>> rows;
+  };
+  Search search;
+  std::uint64_t content_change = 0;  // moves whenever an item in here does
+};
+
+struct Mailbox {
+  User owner;
+  std::string guid;
+  std::string root;  // entry id
+  std::unordered_map<std::string, std::unique_ptr<Folder>> folders;
+  std::unordered_map<std::string, std::shared_ptr<Item>> items;
+  std::map<std::string, std::string> distinguished;  // name to entry id
+  std::map<std::string, Access> access;              // to the whole mailbox, by SMTP address in lower case
+  std::uint64_t last_change = 100;
+  std::uint64_t last_number = 1000;
+
+  Folder* FindFolder(std::string_view entry_id) const;
+  std::shared_ptr<Item> FindItem(std::string_view entry_id) const;
+  Folder* Distinguished(std::string_view name) const;
+  Folder& AddFolder(Folder& parent, const std::string& element, const std::string& display_name,
+                    const std::string& folder_class);
+  /// Puts an item into a folder: gives it an id when it has none and moves its change key.
+  Item& AddItem(Folder& folder, std::shared_ptr<Item> item);
+  void RemoveItem(const std::string& entry_id);
+  void RemoveFolder(const std::string& entry_id);  // with all that is in it
+  /// Moves the change key.
+  void Touch(Item& item, const std::string& by);
+  void Touch(Folder& folder) { folder.change = ++last_change; }
+  std::string NewAttachmentNumber();
+  std::string IdOf(const Item& item) const;
+  std::string IdOf(const Folder& folder) const;
+  std::string KeyOf(const Item& item) const;
+  std::string KeyOf(const Folder& folder) const;
+};
+
+/// All mailboxes and the directory.
+class Store {
+ public:
+  explicit Store(int server_version);
+
+  mutable std::mutex mutex;  // protects everything behind the store
+
+  Mailbox& AddMailbox(const User& user);
+  void AddContact(const DirectoryContact& contact) { contacts.push_back(contact); }
+  Mailbox* ByAddress(std::string_view smtp_address) const;  // compares without case
+  Mailbox* ByGuid(std::string_view guid) const;
+  Mailbox* ByEntry(std::string_view entry_id) const;
+  Mailbox* ByLogon(std::string_view name) const;  // "alice", "DOMAIN\\alice" or "alice@example.com"
+  Mailbox& PublicFolders() { return *public_folders_; }
+  /// Rights of a user in a folder.
+  Access AccessTo(const Mailbox& mailbox, const Folder& folder, const User& user) const;
+  const std::vector<std::unique_ptr<Mailbox>>& Mailboxes() const { return mailboxes_; }
+
+  std::vector<DirectoryContact> contacts;
+  int server_version = 0;
+
+ private:
+  void MakeFolders(Mailbox& mailbox) const;
+  std::vector<std::unique_ptr<Mailbox>> mailboxes_;
+  std::unique_ptr<Mailbox> public_folders_;
+};
+
+/// First server version with a distinguished folder name; -1 when there is no such name.
+int DistinguishedSince(std::string_view name);
+
+std::string Lower(std::string_view text);               // ASCII
+bool SameText(std::string_view a, std::string_view b);  // without case of ASCII
+
+}  // namespace velmore::simulator

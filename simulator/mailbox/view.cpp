@@ -1,0 +1,459 @@
+#include "simulator/mailbox/view.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+
+#include "simulator/mailbox/ids.h"
+#include "simulator/mailbox/mime.h"
+
+namespace velmore::simulator {
+
+namespace {
+
+const char* BooleanText(bool value) {
+  return value ? "true" : "false";
+}
+
+Element EffectiveRights(const Viewer& viewer, const char* name) {
+  const bool write = viewer.access >= Access::kEditor;
+  Element rights = Types(name);
+  rights.Add("CreateAssociated", BooleanText(viewer.access >= Access::kAuthor));
+  rights.Add("CreateContents", BooleanText(viewer.access >= Access::kAuthor));
+  rights.Add("CreateHierarchy", BooleanText(viewer.access >= Access::kOwner));
+  rights.Add("Delete", BooleanText(write));
+  rights.Add("Modify", BooleanText(write));
+  rights.Add("Read", BooleanText(viewer.access >= Access::kReviewer));
+  if (viewer.version >= kExchange2010Sp1) rights.Add("ViewPrivateItems", BooleanText(viewer.access >= Access::kOwner));
+  return rights;
+}
+
+std::string DisplayNames(const Item& item, const char* property) {
+  std::string out;
+  if (const Element* holder = item.Find(property))
+    for (const Element& mailbox : holder->children) out += (out.empty() ? "" : "; ") + mailbox.ChildText("Name");
+  return out;
+}
+
+bool HasRealAttachments(const Item& item) {
+  return std::any_of(item.attachments.begin(), item.attachments.end(),
+                     [](const Attachment& a) { return !a.is_inline; });
+}
+
+Element BodyElement(const Item& item, const char* name, Shape::BodyKind kind, std::size_t max_body) {
+  Element body = Types(name);
+  const bool html = kind == Shape::BodyKind::kHtml || (kind == Shape::BodyKind::kBest && !item.html.empty());
+  body.Set("BodyType", html ? "HTML" : "Text");
+  if (html)
+    body.text = item.html.empty() ? TextToHtml(item.text) : item.html;
+  else
+    body.text = item.text.empty() && !item.html.empty() ? HtmlToText(item.html) : item.text;
+  if (max_body != 0 && body.text.size() > max_body) {
+    std::size_t cut = max_body;
+    while (cut > 0 && (static_cast<unsigned char>(body.text[cut]) & 0xc0u) == 0x80u) --cut;
+    body.text.resize(cut);
+    body.Set("IsTruncated", "true");
+  }
+  return body;
+}
+
+Element ResponseObjects(const Item& item) {
+  Element objects = Types("ResponseObjects");
+  if (item.element == "MeetingRequest") {
+    objects.Add("AcceptItem");
+    objects.Add("TentativelyAcceptItem");
+    objects.Add("DeclineItem");
+  }
+  if (item.element == "MeetingCancellation") objects.Add("RemoveItem");
+  if (item.element == "CalendarItem") {
+    if (item.Flag("IsMeeting") && item.Text("MyResponseType") == "Organizer") {
+      objects.Add("CancelCalendarItem");
+    } else if (item.Flag("IsMeeting")) {
+      objects.Add("AcceptItem");
+      objects.Add("TentativelyAcceptItem");
+      objects.Add("DeclineItem");
+    }
+    objects.Add("ForwardItem");
+    return objects;
+  }
+  if (item.element == "PostItem") objects.Add("PostReplyItem");
+  if (item.element == "Contact" || item.element == "DistributionList" || item.element == "Task") {
+    objects.Add("ForwardItem");
+    return objects;
+  }
+  if (!item.IsDraft()) {
+    objects.Add("ReplyToItem");
+    objects.Add("ReplyAllToItem");
+  }
+  objects.Add("ForwardItem");
+  if (item.Flag("IsReadReceiptRequested") && !item.Flag("IsRead") && !item.IsDraft())
+    objects.Add("SuppressReadReceipt");
+  return objects;
+}
+
+/// Sender and From of found rows had nothing but the name until Exchange 2013.
+Element FoundSender(const Element& stored, const Viewer& viewer) {
+  Element out = stored;
+  if (viewer.version < kExchange2013)
+    for (Element& mailbox : out.children)
+      std::erase_if(mailbox.children, [](const Element& part) { return part.name != "Name"; });
+  return out;
+}
+
+std::string Preview(const Item& item) {
+  const std::string text = item.text.empty() ? HtmlToText(item.html) : item.text;
+  std::string out;
+  for (const char c : text) {
+    if (out.size() >= 255 && (static_cast<unsigned char>(c) & 0xc0u) != 0x80u) break;
+    out += c;
+  }
+  return out;
+}
+
+bool InBase(const Member& member, const Shape& shape) {
+  switch (shape.base) {
+    case Shape::Base::kIdOnly:
+      return member.name == "ItemId" || member.name == "FolderId";
+    case Shape::Base::kDefault:
+      return member.Has(shape.found ? 'd' : 'g');
+    case Shape::Base::kAll:
+      return member.Has(shape.found ? 'f' : 'a');
+  }
+  return false;
+}
+
+/// The one entry of a dictionary that a path names.
+void PickEntry(const Element& dictionary, const Path& path, Element& out) {
+  for (const Element& entry : dictionary.children) {
+    const bool header = entry.name == "InternetMessageHeader";
+    const std::string& key = entry.AttributeText(header ? "HeaderName" : "Key");
+    if (header ? !SameText(key, path.index) : key != path.index) continue;
+    if (std::any_of(out.children.begin(), out.children.end(),
+                    [&](const Element& present) {
+                      return present.AttributeText(header ? "HeaderName" : "Key") == key && present.text == entry.text;
+                    }) &&
+        path.indexed_uri.find(':') == path.indexed_uri.rfind(':'))
+      continue;
+    Element picked = entry;
+    const std::size_t part = path.indexed_uri.rfind(':');
+    if (dictionary.name == "PhysicalAddresses" && part != path.indexed_uri.find(':')) {
+      const std::string wanted = path.indexed_uri.substr(part + 1);
+      std::erase_if(picked.children, [&](const Element& child) { return child.name != wanted; });
+      for (Element& present : out.children) {
+        if (present.AttributeText("Key") != key) continue;
+        for (Element& child : picked.children) present.children.push_back(std::move(child));
+        return;
+      }
+    }
+    out.children.push_back(std::move(picked));
+    if (!header) return;
+  }
+}
+
+Element ExtendedElement(const ExtendedValue& value) {
+  Element property = Types("ExtendedProperty");
+  property.Add(WriteExtendedKey(value.key));
+  if (value.key.IsArray()) {
+    Element& values = property.Add("Values");
+    for (const std::string& text : value.values) values.Add("Value", text);
+  } else {
+    property.Add("Value", value.values.empty() ? std::string() : value.values.front());
+  }
+  return property;
+}
+
+/// Renders members in the order of the schema, extended properties in their place.
+template <class Object>
+Element Render(const Object& object, const SchemaType& type, const std::string& element_name, const Shape& shape,
+               const Viewer& viewer, const std::function<std::optional<Element>(const Member&)>& property) {
+  Element out = Types(element_name);
+  for (const Member& member : type.members) {
+    if (member.since > viewer.version) continue;
+    if (member.name == "ExtendedProperty") {
+      std::vector<ExtendedKey> done;
+      for (const Path& path : shape.additional) {
+        if (!path.extended || std::find(done.begin(), done.end(), *path.extended) != done.end()) continue;
+        done.push_back(*path.extended);
+        if (const auto value = ExtendedOf(object, *path.extended, viewer)) out.Add(ExtendedElement(*value));
+      }
+      continue;
+    }
+    bool whole = InBase(member, shape) || (member.name == "MimeContent" && shape.mime);
+    std::vector<const Path*> parts;
+    for (const Path& path : shape.additional) {
+      if (path.extended || path.ElementName() != member.name) continue;
+      if (path.field != nullptr && path.indexed_uri.empty() && type.Find(path.field->member->name) == nullptr) continue;
+      if (path.indexed_uri.empty())
+        whole = true;
+      else
+        parts.push_back(&path);
+    }
+    if (!whole && parts.empty()) continue;
+    if (shape.found && member.Has('n')) continue;
+    std::optional<Element> value = property(member);
+    if (!value) continue;
+    value->name = member.name;
+    if (whole) {
+      out.Add(std::move(*value));
+      continue;
+    }
+    Element picked = Types(member.name);
+    for (const Path* path : parts) PickEntry(*value, *path, picked);
+    if (!picked.children.empty()) out.Add(std::move(picked));
+  }
+  return out;
+}
+
+std::vector<std::string> TextsOf(const Element& value, const Path& path) {
+  std::vector<std::string> texts;
+  if (!path.indexed_uri.empty()) {
+    Element picked = Types(value.name);
+    PickEntry(value, path, picked);
+    for (const Element& entry : picked.children) {
+      if (entry.children.empty()) texts.push_back(entry.text);
+      for (const Element& part : entry.children) texts.push_back(part.text);
+    }
+    return texts;
+  }
+  if (value.name == "ItemId" || value.name == "FolderId" || value.name == "ParentFolderId" ||
+      value.name == "ConversationId") {
+    texts.push_back(value.AttributeText("Id"));
+    return texts;
+  }
+  if (value.children.empty()) {
+    texts.push_back(value.text);
+    return texts;
+  }
+  for (const Element& child : value.children) {
+    if (child.name == "Mailbox") {
+      // Recipients are searched by name and by address.
+      texts.push_back(child.ChildText("Name"));
+      texts.push_back(child.ChildText("EmailAddress"));
+    } else if (child.children.empty()) {
+      texts.push_back(child.text);
+    } else if (const Element* mailbox = child.Child("Mailbox")) {
+      texts.push_back(mailbox->ChildText("Name"));
+      texts.push_back(mailbox->ChildText("EmailAddress"));
+    }
+  }
+  return texts;
+}
+
+}  // namespace
+
+Element ItemIdElement(const Mailbox& mailbox, const Item& item, const char* name) {
+  Element id = Types(name);
+  id.Set("Id", mailbox.IdOf(item));
+  id.Set("ChangeKey", mailbox.KeyOf(item));
+  return id;
+}
+
+Element FolderIdElement(const Mailbox& mailbox, const Folder& folder, const char* name) {
+  Element id = Types(name);
+  id.Set("Id", mailbox.IdOf(folder));
+  id.Set("ChangeKey", mailbox.KeyOf(folder));
+  return id;
+}
+
+Element RenderAttachment(const Mailbox& mailbox, const Item& item, const Attachment& attachment, const Viewer& viewer) {
+  Element out = Types(attachment.is_item ? "ItemAttachment" : "FileAttachment");
+  out.Add("AttachmentId").Set("Id", EwsId(mailbox.guid, item.entry_id, attachment.number));
+  out.Add("Name", attachment.name);
+  if (!attachment.content_type.empty()) out.Add("ContentType", attachment.content_type);
+  if (!attachment.content_id.empty()) out.Add("ContentId", attachment.content_id);
+  if (!attachment.content_location.empty()) out.Add("ContentLocation", attachment.content_location);
+  if (viewer.version >= kExchange2010) {
+    out.Add("Size", std::to_string(attachment.Size()));
+    out.Add("LastModifiedTime", TimeText(attachment.modified));
+    out.Add("IsInline", BooleanText(attachment.is_inline));
+    if (!attachment.is_item) out.Add("IsContactPhoto", BooleanText(attachment.is_contact_photo));
+  }
+  return out;
+}
+
+std::optional<Element> PropertyOf(const Item& item, const Member& member, const Shape& shape, const Viewer& viewer) {
+  const std::string& name = member.name;
+  const Mailbox& mailbox = *viewer.mailbox;
+  const auto time = [&](Seconds seconds) {
+    return seconds != 0 ? std::optional(Types(name, TimeText(seconds))) : std::nullopt;
+  };
+  const auto flag = [&](const char* stored) { return std::optional(Types(name, BooleanText(item.Flag(stored)))); };
+
+  if (name == "MimeContent") {
+    Element mime = Types(name);
+    mime.Set("CharacterSet", "UTF-8");
+    mime.base64 = MimeOf(item);
+    return mime;
+  }
+  if (name == "ItemId") return item.entry_id.empty() ? std::nullopt : std::optional(ItemIdElement(mailbox, item));
+  if (name == "ParentFolderId") {
+    const Folder* folder = mailbox.FindFolder(item.folder);
+    return folder != nullptr ? std::optional(FolderIdElement(mailbox, *folder, "ParentFolderId")) : std::nullopt;
+  }
+  if (name == "Body") return BodyElement(item, "Body", shape.body, shape.max_body);
+  if (name == "UniqueBody") return BodyElement(item, "UniqueBody", shape.unique_body, shape.max_body);
+  if (name == "NormalizedBody") return BodyElement(item, "NormalizedBody", shape.normalized_body, shape.max_body);
+  if (name == "TextBody") return BodyElement(item, "TextBody", Shape::BodyKind::kText, shape.max_body);
+  if (name == "Preview") return item.Find(name) != nullptr ? *item.Find(name) : Types(name, Preview(item));
+  if (name == "Attachments") {
+    Element attachments = Types(name);
+    for (const Attachment& attachment : item.attachments)
+      attachments.Add(RenderAttachment(mailbox, item, attachment, viewer));
+    return attachments.children.empty() ? std::nullopt : std::optional(std::move(attachments));
+  }
+  if (name == "HasAttachments") return Types(name, BooleanText(HasRealAttachments(item)));
+  if (name == "DateTimeReceived") return time(item.received);
+  if (name == "DateTimeSent") return time(item.sent != 0 ? item.sent : item.created);
+  if (name == "DateTimeCreated") return time(item.created);
+  if (name == "LastModifiedTime") return time(item.modified);
+  if (name == "LastModifiedName")
+    return item.modified_by.empty() ? std::nullopt : std::optional(Types(name, item.modified_by));
+  if (name == "PostedTime") return time(item.received);
+  if (name == "Size") return Types(name, std::to_string(item.Size()));
+  for (const char* boolean :
+       {"IsSubmitted", "IsDraft", "IsFromMe", "IsResend", "IsUnmodified", "IsAssociated", "ReminderIsSet"})
+    if (name == boolean) return flag(boolean);
+  if (name == "InternetMessageHeaders") {
+    if (item.headers.empty()) return item.Find(name) != nullptr ? std::optional(*item.Find(name)) : std::nullopt;
+    Element headers = HeadersElement(item.headers);
+    return headers.children.empty() ? std::nullopt : std::optional(std::move(headers));
+  }
+  if (name == "ResponseObjects") return ResponseObjects(item);
+  for (const char* list : {"To", "Cc", "Bcc"}) {
+    if (name != std::string("Display") + list) continue;
+    return Types(name, DisplayNames(item, (std::string(list) + "Recipients").c_str()));
+  }
+  if (name == "EffectiveRights") return EffectiveRights(viewer, "EffectiveRights");
+  if (name == "Culture") return Types(name, item.Text(name).empty() ? "en-US" : item.Text(name));
+  if (name == "WebClientReadFormQueryString" || name == "WebClientEditFormQueryString") {
+    if (name == "WebClientEditFormQueryString" && !item.IsDraft()) return std::nullopt;
+    return Types(name, "?ae=Item&a=" + std::string(item.IsDraft() ? "Edit" : "Open") + "&t=" + item.Text("ItemClass") +
+                           "&id=" + FormatId({mailbox.guid, item.entry_id, {}}, "OwaId"));
+  }
+  if (name == "ConversationId") {
+    if (member.kind != ValueKind::kComplex) return std::nullopt;
+    // One conversation per topic, as far as a mailbox can tell.
+    const std::string& topic =
+        item.Text("ConversationTopic").empty() ? item.Text("Subject") : item.Text("ConversationTopic");
+    std::string hash(16, '\0');
+    std::uint64_t value = 1469598103934665603u;
+    for (int half = 0; half < 2; ++half) {
+      for (const char c : topic) value = (value ^ static_cast<unsigned char>(c)) * 1099511628211u;
+      for (std::size_t i = 0; i < 8; ++i)
+        hash[static_cast<std::size_t>(half) * 8 + i] = static_cast<char>(value >> (i * 8) & 0xff);
+    }
+    Element id = Types(name);
+    id.Set("Id", EncodeBase64(std::string("\0\4\x24\0", 4) + mailbox.guid + std::string("\0\x10\0", 3) + hash));
+    return id;
+  }
+  if (name == "ConversationIndex") return Types(name, EncodeBase64(item.conversation_index));
+  if (name == "InstanceKey")
+    return Types(name, EncodeBase64(item.entry_id.substr(item.entry_id.size() > 24 ? item.entry_id.size() - 24 : 0)));
+  if (name == "StoreEntryId") return Types(name, EncodeBase64(item.entry_id));
+  if (name == "Flag") {
+    if (const Element* stored = item.Find(name)) return *stored;
+    Element out = Types(name);
+    out.Add("FlagStatus", "NotFlagged");
+    return out;
+  }
+  if (name == "IconIndex")
+    return Types(name, item.element == "Message" ? "Default" : item.element == "Task" ? "Task" : "Default");
+  if (name == "IsResponseRequested" && item.element == "Message") return flag("IsResponseRequested");
+  if (name == "HasPicture") {
+    const bool has = std::any_of(item.attachments.begin(), item.attachments.end(),
+                                 [](const Attachment& a) { return a.is_contact_photo; });
+    return Types(name, BooleanText(has));
+  }
+  if (name == "CompleteName") {
+    Element out = Types(name);
+    const std::pair<const char*, const char*> parts[] = {
+        {"Title", "Title"},       {"FirstName", "GivenName"}, {"MiddleName", "MiddleName"}, {"LastName", "Surname"},
+        {"Suffix", "Generation"}, {"Initials", "Initials"},   {"FullName", "DisplayName"},  {"Nickname", "Nickname"}};
+    for (const auto& [part, source] : parts)
+      if (!item.Text(source).empty()) out.Add(part, item.Text(source));
+    return out.children.empty() ? std::nullopt : std::optional(std::move(out));
+  }
+  const Element* stored = item.Find(name);
+  if (stored == nullptr) {
+    for (const char* boolean : {"IsReadReceiptRequested", "IsDeliveryReceiptRequested", "IsRead"})
+      if (name == boolean) return Types(name, "false");
+    if (name == "Importance" || name == "Sensitivity") return Types(name, "Normal");
+    return std::nullopt;
+  }
+  // The addressee of a blind copy does not see the others.
+  if (name == "BccRecipients" && !item.IsDraft() && !item.Flag("IsFromMe")) return std::nullopt;
+  if (shape.found && (name == "From" || name == "Sender")) return FoundSender(*stored, viewer);
+  return *stored;
+}
+
+Element RenderItem(const Item& item, const Shape& shape, const Viewer& viewer) {
+  const SchemaType* type = Schema::Instance().ItemType(item.element);
+  return Render(item, *type, item.element, shape, viewer,
+                [&](const Member& member) { return PropertyOf(item, member, shape, viewer); });
+}
+
+namespace {
+
+std::optional<Element> FolderProperty(const Folder& folder, const Member& member, const Viewer& viewer) {
+  const std::string& name = member.name;
+  const Mailbox& mailbox = *viewer.mailbox;
+  if (name == "FolderId") return FolderIdElement(mailbox, folder);
+  if (name == "ParentFolderId") {
+    const Folder* parent = mailbox.FindFolder(folder.parent);
+    return FolderIdElement(mailbox, parent != nullptr ? *parent : folder, "ParentFolderId");
+  }
+  if (name == "FolderClass")
+    return folder.folder_class.empty() ? std::nullopt : std::optional(Types(name, folder.folder_class));
+  if (name == "DisplayName") return Types(name, folder.display_name);
+  if (name == "TotalCount") {
+    std::size_t count = 0;
+    for (const auto& [number, item] : folder.items) count += item->Flag("IsAssociated") ? 0 : 1;
+    return Types(name, std::to_string(count));
+  }
+  if (name == "ChildFolderCount") return Types(name, std::to_string(folder.children.size()));
+  if (name == "UnreadCount") {
+    std::size_t count = 0;
+    for (const auto& [number, item] : folder.items) count += item->Text("IsRead") == "false" ? 1 : 0;
+    return Types(name, std::to_string(count));
+  }
+  if (name == "EffectiveRights") return EffectiveRights(viewer, "EffectiveRights");
+  if (name == "DistinguishedFolderId")
+    return folder.distinguished.empty() ? std::nullopt : std::optional(Types(name, folder.distinguished));
+  return std::nullopt;
+}
+
+}  // namespace
+
+Element RenderFolder(const Folder& folder, const Shape& shape, const Viewer& viewer) {
+  const SchemaType* type = Schema::Instance().ItemType(folder.element);
+  return Render(folder, *type, folder.element, shape, viewer,
+                [&](const Member& member) { return FolderProperty(folder, member, viewer); });
+}
+
+std::vector<std::string> ValuesOf(const Item& item, const Path& path, const Viewer& viewer) {
+  if (path.extended) {
+    const auto value = ExtendedOf(item, *path.extended, viewer);
+    return value ? value->values : std::vector<std::string>();
+  }
+  const SchemaType* type = Schema::Instance().ItemType(item.element);
+  const Member* member = type != nullptr ? type->Find(path.ElementName()) : nullptr;
+  if (member == nullptr) return {};
+  Shape shape;
+  shape.body = Shape::BodyKind::kText;
+  const auto value = PropertyOf(item, *member, shape, viewer);
+  return value ? TextsOf(*value, path) : std::vector<std::string>();
+}
+
+std::vector<std::string> ValuesOf(const Folder& folder, const Path& path, const Viewer& viewer) {
+  if (path.extended) {
+    const auto value = ExtendedOf(folder, *path.extended, viewer);
+    return value ? value->values : std::vector<std::string>();
+  }
+  const SchemaType* type = Schema::Instance().ItemType(folder.element);
+  const Member* member = type->Find(path.ElementName());
+  if (member == nullptr) return {};
+  const auto value = FolderProperty(folder, *member, viewer);
+  return value ? TextsOf(*value, path) : std::vector<std::string>();
+}
+
+}  // namespace velmore::simulator

@@ -1,0 +1,209 @@
+#include <algorithm>
+
+#include "simulator/mailbox/ids.h"
+#include "simulator/mailbox/recurrence.h"
+#include "simulator/operations/operations.h"
+#include "simulator/protocol/texts.h"
+
+namespace velmore::simulator {
+
+namespace {
+
+struct OperationRow {
+  const char* name;
+  Operation operation;
+  int since;
+};
+constexpr OperationRow kOperations[] = {
+    {"GetFolder", GetFolder, 0},
+    {"FindFolder", FindFolder, 0},
+    {"FindItem", FindItem, 0},
+    {"GetItem", GetItem, 0},
+    {"CreateItem", CreateItem, 0},
+    {"SendItem", SendItem, 0},
+    {"ResolveNames", ResolveNames, 0},
+    {"ConvertId", ConvertId, kExchange2007Sp1},
+    {"GetServerTimeZones", GetServerTimeZones, kExchange2010},
+};
+
+Element SuccessMessage(const std::string& operation, std::vector<Element> content) {
+  Element message = Messages(operation + "ResponseMessage");
+  message.Set("ResponseClass", "Success");
+  message.Add(Messages("ResponseCode", "NoError"));
+  for (Element& element : content) message.Add(std::move(element));
+  return message;
+}
+
+Element Response(const char* operation) {
+  return Messages(std::string(operation) + "Response");
+}
+
+}  // namespace
+
+SoapFault::SoapFault(std::string fault_code, const std::string& text)
+    : std::runtime_error(text.empty() ? std::string(DefaultText(fault_code)) : text), code(std::move(fault_code)) {}
+
+Operation FindOperation(std::string_view name, int version) {
+  for (const OperationRow& row : kOperations)
+    if (name == row.name && row.since <= version) return row.operation;
+  return nullptr;
+}
+
+Element ErrorMessage(const std::string& operation, const EwsError& error, bool warning) {
+  Element message = Messages(operation + "ResponseMessage");
+  message.Set("ResponseClass", warning ? "Warning" : "Error");
+  message.Add(Messages("MessageText", error.what()));
+  message.Add(Messages("ResponseCode", error.code));
+  message.Add(Messages("DescriptiveLinkKey", "0"));
+  if (!error.details.empty()) {
+    Element& details = message.Add(Messages("MessageXml"));
+    for (const Element& detail : error.details) details.Add(detail);
+  }
+  return message;
+}
+
+Element RespondEach(const char* operation, const Element& list,
+                    const std::function<std::vector<Element>(const Element&)>& each,
+                    const std::vector<Element>& when_failed) {
+  Element response = Response(operation);
+  Element& messages = response.Add(Messages("ResponseMessages"));
+  for (const Element& entry : list.children) {
+    try {
+      messages.Add(SuccessMessage(operation, each(entry)));
+    } catch (const EwsError& error) {
+      Element& message = messages.Add(ErrorMessage(operation, error));
+      for (const Element& content : when_failed) message.Add(content);
+    }
+  }
+  return response;
+}
+
+Element RespondOnce(const char* operation, const std::function<std::vector<Element>()>& once,
+                    const std::vector<Element>& when_failed) {
+  return RespondEach(
+      operation,
+      [] {
+        Element list;
+        list.children.resize(1);
+        return list;
+      }(),
+      [&](const Element&) { return once(); }, when_failed);
+}
+
+Place LocateFolder(Context& context, const Element& id) {
+  Place place;
+  if (id.name == "DistinguishedFolderId") {
+    const std::string& name = id.AttributeText("Id");
+    const int since = DistinguishedSince(name);
+    if (since < 0 || since > context.version)
+      throw SchemaViolation("The 'Id' attribute is invalid - The value '" + name +
+                                "' is invalid according to its datatype '" + std::string(kTypesNamespace) +
+                                ":DistinguishedFolderIdNameType' - The Enumeration constraint failed.",
+                            id.line, id.column);
+    place.mailbox = context.home;
+    if (const Element* mailbox = id.Child("Mailbox")) {
+      place.mailbox = context.store.ByAddress(mailbox->ChildText("EmailAddress"));
+      if (place.mailbox == nullptr) throw EwsError("ErrorNonExistentMailbox");
+    }
+    if (name == "publicfoldersroot") place.mailbox = &context.store.PublicFolders();
+    if (place.mailbox == nullptr)
+      throw EwsError(
+          "ErrorMissingEmailAddress",
+          "When making a request as an account that does not have a mailbox, you must specify the mailbox primary SMTP "
+          "address for any distinguished folder Ids.");
+    place.folder = place.mailbox->Distinguished(name);
+    if (place.folder == nullptr) throw EwsError("ErrorFolderNotFound");
+  } else {
+    const std::string& text = id.AttributeText("Id");
+    if (text.empty()) throw EwsError("ErrorInvalidIdEmpty");
+    const auto parsed = ParseEwsId(text);
+    if (!parsed) throw EwsError("ErrorInvalidIdMalformed");
+    if (!IsFolderEntry(parsed->entry)) throw EwsError("ErrorCannotUseItemIdForFolderId");
+    if (const std::string& key = id.AttributeText("ChangeKey"); !key.empty() && !ParseChangeKey(key))
+      throw EwsError("ErrorInvalidChangeKey");
+    place.mailbox = context.store.ByGuid(parsed->mailbox);
+    place.folder = place.mailbox != nullptr ? place.mailbox->FindFolder(parsed->entry) : nullptr;
+    if (place.folder == nullptr) throw EwsError("ErrorFolderNotFound");
+  }
+  place.access = context.store.AccessTo(*place.mailbox, *place.folder, context.user);
+  if (place.access == Access::kNone) throw EwsError("ErrorAccessDenied");
+  return place;
+}
+
+Place LocateTarget(Context& context, const Element& target) {
+  if (target.children.size() != 1) throw EwsError("ErrorInvalidRequest");
+  return LocateFolder(context, target.children.front());
+}
+
+void Require(const Place& place, Access access) {
+  if (place.access < access) throw EwsError("ErrorAccessDenied");
+}
+
+Found LocateItem(Context& context, const Element& id) {
+  const bool by_master = id.name == "OccurrenceItemId";
+  const bool by_occurrence = id.name == "RecurringMasterItemId";
+  const std::string& text = id.AttributeText(by_master ? "RecurringMasterId" : by_occurrence ? "OccurrenceId" : "Id");
+  if (text.empty()) throw EwsError("ErrorInvalidIdEmpty");
+  const auto parsed = ParseEwsId(text);
+  if (!parsed) throw EwsError("ErrorInvalidIdMalformed");
+  if (IsFolderEntry(parsed->entry)) throw EwsError("ErrorCannotUseFolderIdForItemId");
+  const bool occurrence_id = !parsed->attachment.empty() && IsOccurrenceTail(parsed->attachment);
+  if (!parsed->attachment.empty() && !occurrence_id) {
+    // The id of an item attachment stands for the item in it.
+    const FoundAttachment attachment = LocateAttachment(context, id);
+    Found found = attachment.owner;
+    if (!attachment.Get().is_item) throw EwsError("ErrorInvalidIdNotAnItemAttachmentId");
+    found.item = attachment.Get().item;
+    return found;
+  }
+  if (const std::string& key = id.AttributeText("ChangeKey"); !key.empty() && !ParseChangeKey(key))
+    throw EwsError("ErrorInvalidChangeKey");
+  Found found;
+  found.mailbox = context.store.ByGuid(parsed->mailbox);
+  found.item = found.mailbox != nullptr ? found.mailbox->FindItem(parsed->entry) : nullptr;
+  if (found.item == nullptr) throw EwsError("ErrorItemNotFound");
+  found.folder = found.mailbox->FindFolder(found.item->folder);
+  found.access = context.store.AccessTo(*found.mailbox, *found.folder, context.user);
+  if (found.access == Access::kNone) throw EwsError("ErrorItemNotFound");
+  if (by_occurrence && !occurrence_id) throw EwsError("ErrorCalendarCannotUseIdForOccurrenceId");
+  if (by_occurrence) return found;
+  if (occurrence_id || by_master) {
+    if (by_master && (occurrence_id || found.item->Find("Recurrence") == nullptr))
+      throw EwsError("ErrorCalendarCannotUseIdForRecurringMasterId");
+    found.master = found.item;
+    found.item = occurrence_id ? OccurrenceByTail(*found.mailbox, found.master, parsed->attachment)
+                               : OccurrenceByIndex(*found.mailbox, found.master,
+                                                   std::atoi(id.AttributeText("InstanceIndex").c_str()));
+  }
+  return found;
+}
+
+FoundAttachment LocateAttachment(Context& context, const Element& id) {
+  const std::string& text = id.AttributeText("Id");
+  if (text.empty()) throw EwsError("ErrorInvalidIdEmpty");
+  const auto parsed = ParseEwsId(text);
+  if (!parsed) throw EwsError("ErrorInvalidIdMalformed");
+  if (parsed->attachment.empty()) throw EwsError("ErrorInvalidAttachmentId", "The attachment Id is invalid.");
+  FoundAttachment found;
+  found.owner.mailbox = context.store.ByGuid(parsed->mailbox);
+  found.owner.item = found.owner.mailbox != nullptr ? found.owner.mailbox->FindItem(parsed->entry) : nullptr;
+  if (found.owner.item == nullptr) throw EwsError("ErrorItemNotFound");
+  found.owner.folder = found.owner.mailbox->FindFolder(found.owner.item->folder);
+  found.owner.access = context.store.AccessTo(*found.owner.mailbox, *found.owner.folder, context.user);
+  if (found.owner.access == Access::kNone) throw EwsError("ErrorItemNotFound");
+  auto& attachments = found.owner.item->attachments;
+  const auto at = std::find_if(attachments.begin(), attachments.end(),
+                               [&](const Attachment& a) { return a.number == parsed->attachment; });
+  if (at == attachments.end()) throw EwsError("ErrorItemNotFound");
+  found.index = static_cast<std::size_t>(at - attachments.begin());
+  return found;
+}
+
+Viewer ViewerOf(const Context& context, const Place& place) {
+  return {place.mailbox, place.access, context.version};
+}
+Viewer ViewerOf(const Context& context, const Found& found) {
+  return {found.mailbox, found.access, context.version};
+}
+
+}  // namespace velmore::simulator

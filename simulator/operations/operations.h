@@ -1,0 +1,126 @@
+#pragma once
+
+// The operations of the service, one function each: takes the request element, gives the response element. They run under
+// the lock of the store. A refusal of one part of a request becomes a response message, a refusal of the whole an exception.
+
+#include <functional>
+#include <string>
+
+#include "simulator/mailbox/model.h"
+#include "simulator/mailbox/view.h"
+
+namespace velmore::simulator {
+
+/// The whole request is refused with a SOAP fault.
+class SoapFault : public std::runtime_error {
+ public:
+  explicit SoapFault(std::string fault_code, const std::string& text = {});
+  std::string code;
+  std::vector<Element> details;  // content of MessageXml
+};
+
+struct Context {
+  Store& store;
+  const Options& options;
+  User user;                // as whom the request acts
+  Mailbox* home = nullptr;  // mailbox of that user; null when he has none
+  int version = 0;          // of the request
+};
+
+using Operation = Element (*)(Context& context, const Element& request);
+/// Null when there is no such operation, or not at this version of the request.
+Operation FindOperation(std::string_view name, int version);
+
+// Replies
+
+/// "<m:NAMEResponse><m:ResponseMessages>...": calls `each` for every child of `list`; what it returns goes into the response
+/// message behind the code, what it throws becomes the message.
+Element RespondEach(const char* operation, const Element& list,
+                    const std::function<std::vector<Element>(const Element&)>& each,
+                    const std::vector<Element>& when_failed = {});
+/// The same for a single response message.
+Element RespondOnce(const char* operation, const std::function<std::vector<Element>()>& once,
+                    const std::vector<Element>& when_failed = {});
+/// m:NAMEResponseMessage of an error.
+Element ErrorMessage(const std::string& operation, const EwsError& error, bool warning = false);
+
+// Finding things
+
+struct Place {
+  Mailbox* mailbox = nullptr;
+  Folder* folder = nullptr;
+  Access access = Access::kNone;
+};
+/// t:FolderId or t:DistinguishedFolderId. Throws EwsError when it does not exist or is not visible.
+Place LocateFolder(Context& context, const Element& id);
+/// The one folder in m:ToFolderId, m:ParentFolderId, m:SavedItemFolderId.
+Place LocateTarget(Context& context, const Element& target);
+void Require(const Place& place, Access access);
+
+struct Found {
+  Mailbox* mailbox = nullptr;
+  Folder* folder = nullptr;
+  Access access = Access::kNone;
+  std::shared_ptr<Item> item;    // an occurrence is an item of its own making
+  std::shared_ptr<Item> master;  // of an occurrence
+};
+/// t:ItemId, t:OccurrenceItemId or t:RecurringMasterItemId.
+Found LocateItem(Context& context, const Element& id);
+Viewer ViewerOf(const Context& context, const Place& place);
+Viewer ViewerOf(const Context& context, const Found& found);
+
+struct FoundAttachment {
+  Found owner;
+  std::size_t index = 0;
+  Attachment& Get() const { return owner.item->attachments[index]; }
+};
+FoundAttachment LocateAttachment(Context& context, const Element& id);
+
+// Writing items
+
+enum class Change { kCreate, kSet, kAppend };
+/// Puts one property of a request into an item. Throws EwsError for what cannot be set.
+void SetProperty(Context& context, Item& item, const Member& member, const std::string& owner, const Element& value,
+                 Change change);
+/// Makes an item from its element in a request.
+std::shared_ptr<Item> MakeItem(Context& context, const Element& element);
+/// Fills in what a recipient of a request lacks: name, routing type, sort.
+void CompleteMailbox(Context& context, Element& mailbox);
+/// t:FileAttachment or t:ItemAttachment of a request.
+Attachment MakeAttachment(Context& context, const Element& element);
+/// What the server itself keeps up to date on an item that was written to (topic, recurrence flags, the MIME text).
+void Refresh(Context& context, Item& item);
+
+/// Sends a message from the user's mailbox to all its recipients; sets what a sent message has.
+void Send(Context& context, Item& item);
+/// A copy without id, as CopyItem makes it.
+std::shared_ptr<Item> Copy(const Item& item);
+/// Delivers to one mailbox.
+Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, const std::string& from_server);
+
+// The operations, by file
+
+Element GetFolder(Context&, const Element&);
+Element FindFolder(Context&, const Element&);
+Element CreateFolder(Context&, const Element&);
+Element UpdateFolder(Context&, const Element&);
+Element DeleteFolder(Context&, const Element&);
+Element EmptyFolder(Context&, const Element&);
+Element CopyFolder(Context&, const Element&);
+Element MoveFolder(Context&, const Element&);
+Element FindItem(Context&, const Element&);
+Element GetItem(Context&, const Element&);
+Element CreateItem(Context&, const Element&);
+Element UpdateItem(Context&, const Element&);
+Element DeleteItem(Context&, const Element&);
+Element CopyItem(Context&, const Element&);
+Element MoveItem(Context&, const Element&);
+Element SendItem(Context&, const Element&);
+Element CreateAttachment(Context&, const Element&);
+Element DeleteAttachment(Context&, const Element&);
+Element GetAttachment(Context&, const Element&);
+Element ResolveNames(Context&, const Element&);
+Element ConvertId(Context&, const Element&);
+Element GetServerTimeZones(Context&, const Element&);
+
+}  // namespace velmore::simulator

@@ -1,0 +1,162 @@
+#include "simulator/protocol/service.h"
+
+#include "simulator/protocol/texts.h"
+#include "simulator/protocol/versions.h"
+
+namespace velmore::simulator {
+
+namespace {
+
+/// Operations whose response element is not "...Response" with response messages.
+bool IsBareResponse(const std::string& operation) {
+  return operation.ends_with("Request");
+}
+
+}  // namespace
+
+Service::Service(Store& store, const Options& options) : store_(store), options_(options) {}
+
+std::string Service::Envelope(const std::string& body) const {
+  const ServerVersionRow& row = ServerVersionOf(store_.server_version);
+  std::string out = "<?xml version=\"1.0\" encoding=\"utf-8\"?><s:Envelope xmlns:s=\"";
+  out += kSoapNamespace;
+  out += "\"><s:Header><h:ServerVersionInfo MajorVersion=\"" + std::to_string(row.major) + "\" MinorVersion=\"" +
+         std::to_string(row.minor) + "\" MajorBuildNumber=\"" + std::to_string(row.build) + "\" MinorBuildNumber=\"" +
+         std::to_string(row.minor_build) + "\"";
+  // The first Exchange 2007 did not tell its version by name.
+  if (store_.server_version > kExchange2007) out += " Version=\"" + options_.version + "\"";
+  out += " xmlns:h=\"";
+  out += kTypesNamespace;
+  out += "\" xmlns=\"";
+  out += kTypesNamespace;
+  out +=
+      "\" xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
+      "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\"/></s:Header>"
+      "<s:Body xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">";
+  out.reserve(out.size() + body.size() + 40);
+  out += body;
+  out += "</s:Body></s:Envelope>";
+  return out;
+}
+
+SoapReply Service::FaultReply(const std::string& code, const std::string& text,
+                              const std::vector<Element>& details) const {
+  std::string body = "<s:Fault><faultcode xmlns:a=\"" + std::string(kTypesNamespace) + "\">a:" + code +
+                     "</faultcode><faultstring xml:lang=\"en-US\">";
+  EscapeXml(text, false, body);
+  body += "</faultstring><detail><e:ResponseCode xmlns:e=\"" + std::string(kErrorsNamespace) + "\">" + code +
+          "</e:ResponseCode><e:Message xmlns:e=\"" + std::string(kErrorsNamespace) + "\">";
+  EscapeXml(code == "ErrorSchemaValidation" ? "The request failed schema validation." : text, false, body);
+  body += "</e:Message>";
+  if (!details.empty()) {
+    body += "<t:MessageXml xmlns:t=\"" + std::string(kTypesNamespace) + "\">";
+    for (const Element& detail : details) WriteXml(detail, body);
+    body += "</t:MessageXml>";
+  }
+  body += "</detail></s:Fault>";
+  return {500, Envelope(body)};
+}
+
+SoapReply Service::ViolationReply(const std::string& text, unsigned line, unsigned column) const {
+  return FaultReply("ErrorSchemaValidation", "The request failed schema validation: " + text,
+                    {Types("LineNumber", std::to_string(line)), Types("LinePosition", std::to_string(column)),
+                     Types("Violation", text)});
+}
+
+SoapReply Service::MessageReply(const std::string& operation, const EwsError& error, bool warning) const {
+  Element response = Messages(operation + "Response");
+  Element message = ErrorMessage(operation, error, warning);
+  if (IsBareResponse(operation)) {
+    response.name = operation.substr(0, operation.size() - 7) + "Response";
+    message.name = "ResponseMessage";
+    response.Add(std::move(message));
+  } else {
+    response.Add(Messages("ResponseMessages")).Add(std::move(message));
+  }
+  response.Set("xmlns:m", kMessagesNamespace).Set("xmlns:t", kTypesNamespace);
+  std::string body;
+  WriteXml(response, body);
+  return {200, Envelope(body)};
+}
+
+SoapRequest Service::Read(std::string_view body) const {
+  SoapRequest request;
+  Element root;
+  try {
+    root = ParseXml(body);
+  } catch (const XmlError& error) {
+    request.refusal = ViolationReply(error.what(), error.line, error.column);
+    return request;
+  }
+  if (root.name != "Envelope" || root.space != Space::kSoap) {
+    request.refusal = ViolationReply("Could not find the SOAP 1.1 envelope.", root.line, root.column);
+    return request;
+  }
+  Element* soap_body = nullptr;
+  for (Element& child : root.children) {
+    if (child.space != Space::kSoap) continue;
+    if (child.name == "Header")
+      request.header = std::move(child);
+    else if (child.name == "Body")
+      soap_body = &child;
+  }
+  if (soap_body == nullptr || soap_body->children.size() != 1) {
+    request.refusal = ViolationReply("The SOAP body must hold exactly one operation.", root.line, root.column);
+    return request;
+  }
+  request.method = std::move(soap_body->children.front());
+  if (request.method.space == Space::kMessages) request.operation = request.method.name;
+  return request;
+}
+
+SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std::string, std::uint64_t>& departures,
+                           bool& refused) {
+  if (request.refusal) {
+    refused = true;
+    return *request.refusal;
+  }
+  std::string body;
+  try {
+    const std::lock_guard lock(store_.mutex);
+    Context context{store_, options_, user, store_.ByAddress(user.smtp_address), kExchange2007};
+    if (const Element* version = request.header.Child("RequestServerVersion")) {
+      context.version = VersionIndex(version->AttributeText("Version"));
+      if (context.version < 0 || context.version > store_.server_version) throw SoapFault("ErrorInvalidServerVersion");
+    }
+    if (const Element* impersonation = request.header.Child("ExchangeImpersonation")) {
+      const Element* sid = impersonation->Child("ConnectingSID");
+      const std::string address = sid != nullptr && !sid->children.empty() ? sid->children.front().text : std::string();
+      Mailbox* mailbox = store_.ByLogon(address);
+      if (mailbox == nullptr) throw SoapFault("ErrorNonExistentMailbox");
+      if (!user.may_impersonate && !SameText(mailbox->owner.smtp_address, user.smtp_address))
+        throw SoapFault("ErrorImpersonateUserDenied");
+      context.user = mailbox->owner;
+      context.home = mailbox;
+    }
+    const Operation operation = FindOperation(request.operation, context.version);
+    if (operation == nullptr)
+      throw SchemaViolation("Could not find schema information for the element '" +
+                                std::string(SpaceUri(request.method.space)) + ":" + request.method.name + "'.",
+                            request.method.line, request.method.column);
+    Schema::Checker checker;
+    checker.version = context.version;
+    checker.accept_departures = options_.accept_departures;
+    Schema::Instance().Check(request.method, checker);
+    Element response = operation(context, request.method);
+    departures = std::move(checker.departures);
+    response.Set("xmlns:m", kMessagesNamespace).Set("xmlns:t", kTypesNamespace);
+    WriteXml(response, body);
+  } catch (const SchemaViolation& violation) {
+    refused = true;
+    return ViolationReply(violation.what(), violation.line, violation.column);
+  } catch (const SoapFault& fault) {
+    refused = true;
+    return FaultReply(fault.code, fault.what(), fault.details);
+  } catch (const EwsError& error) {
+    // What is wrong with the request as a whole (its shape, its restriction) is told in a message of the operation.
+    return MessageReply(request.operation, error, false);
+  }
+  return {200, Envelope(body)};
+}
+
+}  // namespace velmore::simulator

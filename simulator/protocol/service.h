@@ -1,0 +1,48 @@
+#pragma once
+
+// SOAP: reads the envelope of a request, checks it, runs the operation, writes the envelope of the reply.
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "simulator/operations/operations.h"
+
+namespace velmore::simulator {
+
+struct SoapReply {
+  int status = 200;
+  std::string body;
+};
+
+/// A request after its envelope was read.
+struct SoapRequest {
+  std::string operation;             // "GetItem"; empty when the envelope could not be read that far
+  Element header;                    // soap:Header
+  Element method;                    // the operation's element
+  std::optional<SoapReply> refusal;  // set when the envelope itself is refused
+};
+
+class Service {
+ public:
+  Service(Store& store, const Options& options);
+
+  SoapRequest Read(std::string_view body) const;
+  /// Runs an operation for a user. `departures` gets what was accepted although the schema forbids it.
+  SoapReply Execute(SoapRequest& request, const User& user, std::map<std::string, std::uint64_t>& departures,
+                    bool& refused);
+
+  // Replies made without running anything
+  SoapReply FaultReply(const std::string& code, const std::string& text, const std::vector<Element>& details) const;
+  SoapReply ViolationReply(const std::string& text, unsigned line, unsigned column) const;
+  /// A response message of an operation with a code.
+  SoapReply MessageReply(const std::string& operation, const EwsError& error, bool warning) const;
+
+ private:
+  std::string Envelope(const std::string& body) const;
+  Store& store_;
+  const Options& options_;
+};
+
+}  // namespace velmore::simulator

@@ -1,0 +1,396 @@
+#include "simulator/simulator.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <mutex>
+
+#include "simulator/control/faults.h"
+#include "simulator/control/recorder.h"
+#include "simulator/mailbox/ids.h"
+#include "simulator/mailbox/mime.h"
+#include "simulator/mailbox/model.h"
+#include "simulator/mailbox/seed.h"
+#include "simulator/protocol/service.h"
+#include "simulator/transport/authentication.h"
+#include "simulator/transport/http_server.h"
+#include "simulator/transport/tls.h"
+
+namespace velmore::simulator {
+
+namespace {
+
+/// A file in the folder for temporary files that goes away with this object.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::string& content) {
+    const char* folder = ::getenv("TMPDIR");
+    std::string pattern =
+        std::string(folder != nullptr && *folder != '\0' ? folder : "/tmp") + "/velmore-simulator-XXXXXX";
+    const int handle = ::mkstemp(pattern.data());
+    if (handle < 0) throw SimulatorError("A temporary file cannot be made.");
+    path_ = pattern;
+    const auto written = ::write(handle, content.data(), content.size());
+    ::close(handle);
+    if (written != static_cast<ssize_t>(content.size())) throw SimulatorError("A temporary file cannot be written.");
+  }
+  ~TemporaryFile() { ::unlink(path_.c_str()); }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+int ServerVersion(const std::string& name) {
+  const int version = VersionIndex(name);
+  if (version >= 0) return version;
+  std::string known;
+  for (const std::string& candidate : VersionNames()) known += (known.empty() ? "" : ", ") + candidate;
+  throw SimulatorError("Unknown server version \"" + name + "\"; known are " + known + ".");
+}
+
+Options Completed(Options options) {
+  ReadUsers(options.seed_directory, options);
+  return options;
+}
+
+}  // namespace
+
+std::string Exchange::RequestHeader(std::string_view name) const {
+  for (const auto& [key, value] : request_headers)
+    if (SameText(key, name)) return value;
+  return {};
+}
+
+struct Simulator::Impl {
+  Options options;
+  Store store;
+  Service service;
+  Authenticator authenticator;
+  Authority authority;
+  TemporaryFile ca_file;
+  TemporaryFile crl_file;
+  FaultQueue faults;
+  Recorder recorder;
+  std::unique_ptr<HttpServer> server;
+  std::atomic<bool> running = false;
+
+  mutable std::mutex mutex;  // protects the counters
+  Counters counters;
+
+  explicit Impl(Options given)
+      : options(Completed(std::move(given))),
+        store(ServerVersion(options.version)),
+        service(store, options),
+        authenticator(store, options.authentication),
+        ca_file(authority.Certificate()),
+        crl_file(authority.RevocationList()),
+        recorder(options.keep_exchanges, options.record_directory) {
+    for (const User& user : options.users) store.AddMailbox(user);
+    for (const DirectoryContact& contact : options.directory) store.AddContact(contact);
+    ReadMessages(options.seed_directory, store);
+  }
+
+  HttpResponse Handle(const HttpRequest& request, ConnectionState& connection) {
+    Exchange exchange;
+    exchange.method = request.method;
+    exchange.target = request.target;
+    exchange.secure = request.secure;
+    exchange.request_headers = request.headers;
+    exchange.request_body = request.body;
+    HttpResponse response = Answer(request, connection, exchange);
+    exchange.status = response.close_before ? 0 : response.status;
+    exchange.response_headers = response.headers;
+    exchange.response_body = response.close_before ? std::string() : response.body;
+    {
+      const std::lock_guard lock(mutex);
+      ++counters.requests;
+      if (!exchange.operation.empty()) ++counters.operations[exchange.operation];
+    }
+    recorder.Add(std::move(exchange));
+    return response;
+  }
+
+  HttpResponse Answer(const HttpRequest& request, ConnectionState& connection, Exchange& exchange) {
+    HttpResponse response;
+    response.headers.emplace_back("Server", "Velmore-EWS-Simulator");
+    const std::string path = Lower(request.target.substr(0, request.target.find('?')));
+    if (path != "/ews/exchange.asmx") {
+      response.status = 404;
+      response.body = "There is nothing here. The service is at /EWS/Exchange.asmx.";
+      response.headers.emplace_back("Content-Type", "text/plain; charset=utf-8");
+      return response;
+    }
+    const Authenticator::Result who = authenticator.Check(request, connection);
+    // A fault may ask for an answer to requests that are not authenticated yet, but it must not be spent on the challenge.
+    if (!who.user) {
+      response.status = 401;
+      for (const std::string& challenge : who.challenges) response.headers.emplace_back("WWW-Authenticate", challenge);
+      return response;
+    }
+    exchange.user = who.user->name;
+    if (request.method != "POST") {
+      response.status = request.method == "GET" || request.method == "HEAD" ? 200 : 405;
+      response.headers.emplace_back("Content-Type", "text/html; charset=utf-8");
+      response.body =
+          "<html><body>Exchange Web Services of the Velmore EWS Simulator. Requests are sent by POST.</body></html>";
+      return response;
+    }
+    const std::string* type = request.Header("Content-Type");
+    if (type == nullptr || !Lower(*type).starts_with("text/xml")) {
+      response.status = 415;
+      return response;
+    }
+    SoapRequest soap = service.Read(request.body);
+    exchange.operation = soap.operation;
+    const std::optional<Fault> fault = faults.Take(soap.operation);
+    const bool replaced = fault && (fault->http_status != 0 || !fault->soap_fault_code.empty() ||
+                                    !fault->response_code.empty() || fault->replace_body || fault->close_before_reply);
+    SoapReply reply;
+    if (!replaced || fault->execute) {
+      std::map<std::string, std::uint64_t> departures;
+      bool refused = false;
+      reply = service.Execute(soap, *who.user, departures, refused);
+      const std::lock_guard lock(mutex);
+      for (const auto& [name, count] : departures) counters.departures[name] += count;
+      if (refused) ++counters.refused;
+    }
+    std::string content_type = "text/xml; charset=utf-8";
+    if (fault) {
+      if (fault->http_status != 0) {
+        reply = {fault->http_status, fault->body};
+        content_type = fault->content_type.empty() ? "text/html" : fault->content_type;
+      } else if (!fault->soap_fault_code.empty()) {
+        std::vector<Element> details;
+        if (fault->back_off_milliseconds > 0) {
+          details.push_back(Types("Value", std::to_string(fault->back_off_milliseconds)));
+          details.back().Set("Name", "BackOffMilliseconds");
+        }
+        reply = service.FaultReply(
+            fault->soap_fault_code,
+            fault->message_text.empty() ? SoapFault(fault->soap_fault_code).what() : fault->message_text, details);
+      } else if (!fault->response_code.empty()) {
+        EwsError error(fault->response_code, fault->message_text);
+        if (fault->back_off_milliseconds > 0) {
+          error.details.push_back(Types("Value", std::to_string(fault->back_off_milliseconds)));
+          error.details.back().Set("Name", "BackOffMilliseconds");
+        }
+        reply = service.MessageReply(soap.operation, error, fault->warning);
+      } else if (fault->replace_body) {
+        reply = {200, fault->body};
+        if (!fault->content_type.empty()) content_type = fault->content_type;
+      }
+      response.headers.insert(response.headers.end(), fault->headers.begin(), fault->headers.end());
+      response.delay = fault->delay;
+      response.close_before = fault->close_before_reply;
+      response.close_after = fault->close_after_reply;
+      response.cut_at_byte = fault->cut_at_byte;
+      response.piece_size = fault->piece_size;
+    }
+    response.status = reply.status;
+    response.body = std::move(reply.body);
+    response.headers.emplace_back("Content-Type", content_type);
+    const std::string* cookies = request.Header("Cookie");
+    if (cookies == nullptr || cookies->find("exchangecookie=") == std::string::npos) {
+      std::string guid = NewGuid();
+      std::erase(guid, '-');
+      response.headers.emplace_back("Set-Cookie", "exchangecookie=" + guid + "; path=/; HttpOnly");
+    }
+    return response;
+  }
+
+  Mailbox& MailboxOf(const std::string& address) const {
+    Mailbox* mailbox = store.ByAddress(address);
+    if (mailbox == nullptr) mailbox = store.ByLogon(address);
+    if (mailbox == nullptr) throw SimulatorError("There is no mailbox " + address + ".");
+    return *mailbox;
+  }
+
+  std::pair<Mailbox*, std::shared_ptr<Item>> ItemOf(const std::string& id) const {
+    const auto parsed = ParseEwsId(id);
+    Mailbox* mailbox = parsed ? store.ByGuid(parsed->mailbox) : nullptr;
+    return {mailbox, mailbox != nullptr ? mailbox->FindItem(parsed->entry) : nullptr};
+  }
+};
+
+Simulator::Simulator(Options options) : impl_(std::make_unique<Impl>(std::move(options))) {}
+Simulator::~Simulator() {
+  Stop();
+}
+
+void Simulator::Start() {
+  Impl& impl = *impl_;
+  if (impl.running) return;
+  HttpServer::Settings settings;
+  settings.address = impl.options.address;
+  settings.http = impl.options.http;
+  settings.https = impl.options.https;
+  settings.http_port = impl.options.http_port;
+  settings.https_port = impl.options.https_port;
+  settings.max_request_bytes = impl.options.max_request_bytes;
+  settings.gzip = impl.options.gzip;
+  const Identity identity = impl.authority.Issue(impl.options.certificate);
+  settings.certificate = identity.certificate;
+  settings.key = identity.key;
+  settings.on_connection = [&impl] {
+    const std::lock_guard lock(impl.mutex);
+    ++impl.counters.connections;
+  };
+  impl.server = std::make_unique<HttpServer>(
+      std::move(settings),
+      [&impl](const HttpRequest& request, ConnectionState& connection) { return impl.Handle(request, connection); });
+  impl.server->Start();
+  impl.running = true;
+}
+
+void Simulator::Stop() {
+  if (!impl_->running.exchange(false)) return;
+  impl_->server->Stop();
+}
+
+bool Simulator::Running() const {
+  return impl_->running;
+}
+
+std::uint16_t Simulator::HttpPort() const {
+  return impl_->running ? impl_->server->HttpPort() : std::uint16_t{0};
+}
+std::uint16_t Simulator::HttpsPort() const {
+  return impl_->running ? impl_->server->HttpsPort() : std::uint16_t{0};
+}
+
+std::string Simulator::HttpUrl() const {
+  return HttpPort() == 0 ? std::string()
+                         : "http://" + impl_->options.address + ":" + std::to_string(HttpPort()) + "/EWS/Exchange.asmx";
+}
+
+std::string Simulator::HttpsUrl() const {
+  return HttpsPort() == 0 ? std::string() : "https://localhost:" + std::to_string(HttpsPort()) + "/EWS/Exchange.asmx";
+}
+
+std::string Simulator::CaCertificate() const {
+  return impl_->authority.Certificate();
+}
+std::string Simulator::CaCertificateFile() const {
+  return impl_->ca_file.Path();
+}
+std::string Simulator::CertificateRevocationListFile() const {
+  return impl_->crl_file.Path();
+}
+
+void Simulator::SetCertificate(Certificate certificate) {
+  impl_->options.certificate = certificate;
+  if (!impl_->running) return;
+  const Identity identity = impl_->authority.Issue(certificate);
+  impl_->server->SetIdentity(identity.certificate, identity.key);
+}
+
+void Simulator::DropConnections() {
+  if (impl_->running) impl_->server->DropConnections();
+}
+
+void Simulator::AddUser(const User& user) {
+  const std::lock_guard lock(impl_->store.mutex);
+  impl_->store.AddMailbox(user);
+}
+
+void Simulator::AddDirectoryContact(const DirectoryContact& contact) {
+  const std::lock_guard lock(impl_->store.mutex);
+  impl_->store.AddContact(contact);
+}
+
+Id Simulator::AddMessage(const std::string& smtp_address, const std::string& folder, std::string mime) {
+  const std::lock_guard lock(impl_->store.mutex);
+  Mailbox& mailbox = impl_->MailboxOf(smtp_address);
+  const Item& item = SeedMessage(mailbox, FolderByPath(mailbox, folder, true),
+                                 std::make_shared<const std::string>(std::move(mime)), Now());
+  return {mailbox.IdOf(item), mailbox.KeyOf(item)};
+}
+
+Id Simulator::AddItem(const std::string& smtp_address, const std::string& folder, const std::string& xml) {
+  const std::lock_guard lock(impl_->store.mutex);
+  Mailbox& mailbox = impl_->MailboxOf(smtp_address);
+  try {
+    const Element wrapper = ParseXml("<wrapper xmlns:t=\"" + std::string(kTypesNamespace) + "\">" + xml + "</wrapper>");
+    if (wrapper.children.size() != 1) throw SimulatorError("AddItem takes exactly one item.");
+    Context context{impl_->store, impl_->options, mailbox.owner, &mailbox, impl_->store.server_version};
+    std::shared_ptr<Item> item = MakeItem(context, wrapper.children.front());
+    const Item& added = mailbox.AddItem(FolderByPath(mailbox, folder, true), std::move(item));
+    return {mailbox.IdOf(added), mailbox.KeyOf(added)};
+  } catch (const SimulatorError&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    throw SimulatorError(std::string("The item cannot be added: ") + error.what());
+  }
+}
+
+Id Simulator::Deliver(const std::string& smtp_address, std::string mime) {
+  const std::lock_guard lock(impl_->store.mutex);
+  Mailbox& mailbox = impl_->MailboxOf(smtp_address);
+  const Item& item =
+      DeliverTo(impl_->store, mailbox, ImportMime(std::make_shared<const std::string>(std::move(mime)), Now()),
+                "mail.example.org");
+  return {mailbox.IdOf(item), mailbox.KeyOf(item)};
+}
+
+Id Simulator::Touch(const std::string& item_id) {
+  const std::lock_guard lock(impl_->store.mutex);
+  const auto [mailbox, item] = impl_->ItemOf(item_id);
+  if (item == nullptr) throw SimulatorError("There is no item with this id.");
+  mailbox->Touch(*item, mailbox->owner.display_name);
+  return {mailbox->IdOf(*item), mailbox->KeyOf(*item)};
+}
+
+std::size_t Simulator::CountItems(const std::string& smtp_address, const std::string& folder) const {
+  const std::lock_guard lock(impl_->store.mutex);
+  try {
+    return FolderByPath(impl_->MailboxOf(smtp_address), folder, false).items.size();
+  } catch (const SimulatorError&) {
+    return 0;
+  }
+}
+
+std::string Simulator::DumpItem(const std::string& item_id) const {
+  const std::lock_guard lock(impl_->store.mutex);
+  const auto [mailbox, item] = impl_->ItemOf(item_id);
+  if (item == nullptr) return {};
+  Shape shape;
+  shape.base = Shape::Base::kAll;
+  for (const ExtendedValue& value : item->extended) {
+    Path path;
+    path.extended = value.key;
+    shape.additional.push_back(std::move(path));
+  }
+  std::string out;
+  WriteXml(RenderItem(*item, shape, {mailbox, Access::kOwner, impl_->store.server_version}), out);
+  return out;
+}
+
+void Simulator::AddFault(Fault fault) {
+  impl_->faults.Add(std::move(fault));
+}
+void Simulator::ClearFaults() {
+  impl_->faults.Clear();
+}
+std::size_t Simulator::PendingFaults() const {
+  return impl_->faults.Pending();
+}
+
+Counters Simulator::GetCounters() const {
+  const std::lock_guard lock(impl_->mutex);
+  return impl_->counters;
+}
+
+std::vector<Exchange> Simulator::Exchanges() const {
+  return impl_->recorder.All();
+}
+void Simulator::ClearExchanges() {
+  impl_->recorder.Clear();
+}
+
+}  // namespace velmore::simulator

@@ -1,0 +1,73 @@
+#include "simulator/transport/authentication.h"
+
+namespace velmore::simulator {
+
+namespace {
+
+class Basic : public AuthenticationScheme {
+ public:
+  explicit Basic(Store& store) : store_(store) {}
+  std::string Name() const override { return "Basic"; }
+  std::string Challenge() const override { return "Basic realm=\"Velmore EWS Simulator\""; }
+  std::optional<User> Check(const std::string& credentials, std::shared_ptr<void>&, std::string&) override {
+    std::string text;
+    try {
+      text = DecodeBase64(credentials);
+    } catch (const std::invalid_argument&) {
+      return std::nullopt;
+    }
+    const std::size_t colon = text.find(':');
+    if (colon == std::string::npos) return std::nullopt;
+    const std::lock_guard lock(store_.mutex);
+    const Mailbox* mailbox = store_.ByLogon(text.substr(0, colon));
+    if (mailbox == nullptr || mailbox->owner.password != text.substr(colon + 1)) return std::nullopt;
+    return mailbox->owner;
+  }
+
+ private:
+  Store& store_;
+};
+
+/// A scheme that is only offered: nobody can log on with it.
+class Offered : public AuthenticationScheme {
+ public:
+  explicit Offered(std::string name) : name_(std::move(name)) {}
+  std::string Name() const override { return name_; }
+  std::string Challenge() const override { return name_; }
+  std::optional<User> Check(const std::string&, std::shared_ptr<void>&, std::string&) override { return std::nullopt; }
+
+ private:
+  std::string name_;
+};
+
+std::unique_ptr<AuthenticationScheme> MakeScheme(Store& store, const std::string& name) {
+  if (SameText(name, "Basic")) return std::make_unique<Basic>(store);
+  return std::make_unique<Offered>(name);
+}
+
+}  // namespace
+
+Authenticator::Authenticator(Store& store, const std::vector<std::string>& schemes) {
+  for (const std::string& name : schemes) schemes_.push_back(MakeScheme(store, name));
+}
+
+Authenticator::Result Authenticator::Check(const HttpRequest& request, ConnectionState& connection) {
+  Result result;
+  const std::string* header = request.Header("Authorization");
+  for (const auto& scheme : schemes_) {
+    if (header != nullptr) {
+      const std::size_t blank = std::min(header->find(' '), header->size());
+      if (SameText(header->substr(0, blank), scheme->Name())) {
+        std::string continuation;
+        result.user = scheme->Check(blank < header->size() ? header->substr(blank + 1) : std::string(),
+                                    connection.authentication, continuation);
+        if (result.user) return result;
+        if (!continuation.empty()) return {std::nullopt, {scheme->Name() + " " + continuation}};
+      }
+    }
+    result.challenges.push_back(scheme->Challenge());
+  }
+  return result;
+}
+
+}  // namespace velmore::simulator

@@ -1,0 +1,83 @@
+#pragma once
+
+// HTTP/1.1 on two ports, one thread a connection, blocking sockets: simple to follow, and every byte of a reply can be held
+// back, cut or dribbled. What is answered is decided by a handler; nothing here knows of mail.
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace velmore::simulator {
+
+using Headers = std::vector<std::pair<std::string, std::string>>;
+
+struct HttpRequest {
+  std::string method;
+  std::string target;
+  Headers headers;
+  std::string body;
+  bool secure = false;
+
+  const std::string* Header(std::string_view name) const;  // compares without case
+};
+
+struct HttpResponse {
+  int status = 200;
+  Headers headers;
+  std::string body;
+  bool may_compress = true;
+
+  std::chrono::milliseconds delay{0};
+  bool close_before = false;      // no reply at all
+  bool close_after = false;       // closes behind the reply without announcing it
+  bool announce_close = false;    // "Connection: close"
+  std::int64_t cut_at_byte = -1;  // of head and body together
+  std::size_t piece_size = 0;
+};
+
+/// What a handler may keep for the life of a connection (the state of an authentication).
+struct ConnectionState {
+  std::uint64_t number = 0;
+  std::shared_ptr<void> authentication;
+};
+
+class HttpServer {
+ public:
+  using Handler = std::function<HttpResponse(const HttpRequest&, ConnectionState&)>;
+
+  struct Settings {
+    std::string address;
+    bool http = true;
+    bool https = true;
+    std::uint16_t http_port = 0;
+    std::uint16_t https_port = 0;
+    std::string certificate;  // PEM
+    std::string key;          // PEM
+    std::size_t max_request_bytes = 0;
+    bool gzip = true;
+    std::function<void()> on_connection;
+  };
+
+  HttpServer(Settings settings, Handler handler);
+  ~HttpServer();
+  void Start();  // throws SimulatorError
+  /// Ends within a moment whatever the connections are doing, and joins all threads.
+  void Stop();
+  void DropConnections();
+  void SetIdentity(const std::string& certificate, const std::string& key);
+  std::uint16_t HttpPort() const;   // 0 when off
+  std::uint16_t HttpsPort() const;  // 0 when off
+  /// Waits, but not longer than the server runs.
+  void Wait(std::chrono::milliseconds time);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace velmore::simulator

@@ -1,0 +1,80 @@
+#include "HTTPTestSupport.h"
+
+using namespace velmore;
+
+TEST(Cookies, GoBackToTheirHostAndPathOnly) {
+  TVqHTTPCookies cookies;
+  cookies.Add("http://mail.example.com/ews/x.asmx", "a=1");
+  EXPECT_EQ(cookies.HeaderFor("http://mail.example.com/ews/y"), "a=1");
+  EXPECT_EQ(cookies.HeaderFor("http://mail.example.com/ews"), "a=1");
+  EXPECT_EQ(cookies.HeaderFor("http://mail.example.com/ewsx"), "");
+  EXPECT_EQ(cookies.HeaderFor("http://mail.example.com/"), "");
+  EXPECT_EQ(cookies.HeaderFor("http://sub.mail.example.com/ews"), "");
+  EXPECT_EQ(cookies.HeaderFor("http://example.com/ews"), "");
+}
+
+TEST(Cookies, OfAnEmptyAddressGoEverywhere) {
+  TVqHTTPCookies cookies;
+  cookies.Add("", "exchangecookie=abc");
+  EXPECT_EQ(cookies.HeaderFor("https://any.example/where"), "exchangecookie=abc");
+  cookies.Add("", "exchangecookie=def");
+  EXPECT_EQ(cookies.HeaderFor("https://any.example/where"), "exchangecookie=def");
+  EXPECT_EQ(cookies.Count(), 1);
+}
+
+TEST(Cookies, TheHostsOwnWinsOverTheOneForAllHosts) {
+  TVqHTTPCookies cookies;
+  cookies.Add("", "exchangecookie=mine");
+  cookies.Add("http://h/", "exchangecookie=yours");
+  EXPECT_EQ(cookies.HeaderFor("http://h/"), "exchangecookie=yours");
+  EXPECT_EQ(cookies.HeaderFor("http://other/"), "exchangecookie=mine");
+}
+
+TEST(Cookies, DomainMayBeWidenedButNotToATopLevelOrAStranger) {
+  TVqHTTPCookies cookies;
+  cookies.Add("http://mail.example.com/", "a=1; Domain=.example.com");
+  cookies.Add("http://mail.example.com/", "b=1; Domain=com");
+  cookies.Add("http://mail.example.com/", "c=1; Domain=other.com");
+  cookies.Add("http://127.0.0.1/", "d=1; Domain=0.0.1");
+  EXPECT_EQ(cookies.Count(), 1);
+  EXPECT_EQ(cookies.HeaderFor("http://www.example.com/"), "a=1");
+  EXPECT_EQ(cookies.HeaderFor("http://badexample.com/"), "");
+}
+
+TEST(Cookies, SecureOnesStayOffPlainHttp) {
+  TVqHTTPCookies cookies;
+  cookies.Add("https://h.example/", "a=1; Secure; HttpOnly");
+  EXPECT_EQ(cookies.HeaderFor("http://h.example/"), "");
+  EXPECT_EQ(cookies.HeaderFor("https://h.example/"), "a=1");
+}
+
+TEST(Cookies, ExpireByAgeAndByDate) {
+  TVqHTTPCookies cookies;
+  cookies.Add("http://h/", "a=1; Max-Age=1000");
+  cookies.Add("http://h/", "b=1; Expires=Wed, 09 Jun 2100 10:18:14 GMT");
+  cookies.Add("http://h/", "c=1; expires=Wednesday, 09-Jun-99 10:18:14 GMT");
+  cookies.Add("http://h/", "d=1; Max-Age=1000; Expires=Thu, 01 Jan 1970 00:00:00 GMT");
+  cookies.Add("http://h/", "e=1; Expires=garbage");
+  EXPECT_EQ(cookies.HeaderFor("http://h/"), "a=1; b=1; d=1; e=1");
+  cookies.Add("http://h/", "a=gone; Max-Age=0");
+  cookies.Add("http://h/", "b=gone; Expires=Thu, 01 Jan 1970 00:00:00 GMT");
+  EXPECT_EQ(cookies.HeaderFor("http://h/"), "d=1; e=1");
+}
+
+TEST(Cookies, LongerPathsFirst) {
+  TVqHTTPCookies cookies;
+  cookies.Add("http://h/", "a=1; Path=/");
+  cookies.Add("http://h/", "b=1; Path=/ews/");
+  EXPECT_EQ(cookies.HeaderFor("http://h/ews/x"), "b=1; a=1");
+  EXPECT_EQ(cookies.GetValue("http://h/ews/x", "a"), "1");
+  EXPECT_EQ(cookies.GetValue("http://h/x", "b"), "");
+  cookies.Clear();
+  EXPECT_EQ(cookies.Count(), 0);
+}
+
+TEST(Cookies, MalformedOnesAreIgnored) {
+  TVqHTTPCookies cookies;
+  for (const char* text : {"", "novalue", "=x", "; Path=/", "a=\x01"}) cookies.Add("http://h/", text);
+  cookies.Add("not an address", "a=1");
+  EXPECT_EQ(cookies.Count(), 0);
+}

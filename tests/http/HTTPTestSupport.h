@@ -1,0 +1,51 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+#include "platform/http/uVqHTTPClient.h"
+#include "platform/http/uVqWinHTTP.h"
+#include "platform/http/uVqWinINet.h"
+#include "tests/support/ScriptedServer.h"
+
+namespace velmore {
+
+inline void PrintTo(const TVqString& text, std::ostream* out) {
+  *out << '"' << text.utf8() << '"';
+}
+
+/// A client with a short fuse: no test waits for the defaults.
+inline TVqRef<IVqHTTPClient> NewClient(bool winHTTP = true) {
+  TVqRef<IVqHTTPClient> client = TVqHTTPClient(winHTTP);
+  client->GetTimeOuts() = TVqHTTPTimeOuts(5000, 5000, 5000);
+  return client;
+}
+
+inline TVqRef<IVqHTTPResponse> Get(const TVqRef<IVqHTTPClient>& client, const string& url) {
+  TVqRef<IVqHTTPResponse> response;
+  client->Request(response, TVqHTTPVerb::get, url);
+  return response;
+}
+
+inline TVqRef<IVqHTTPResponse> Post(const TVqRef<IVqHTTPClient>& client, const string& url, std::string body,
+                                    const string& type = "text/xml") {
+  TVqRef<IVqHTTPResponse> response;
+  client->Request(response, TVqHTTPVerb::post, url, std::move(body), type, false);
+  return response;
+}
+
+/// The number of the API exception that `job` raises; 0 when it raises none. The text goes to `text`.
+template <typename Job>
+std::uint32_t NumberOf(Job job, std::string* text = nullptr) {
+  try {
+    job();
+  } catch (const EVqHTTPApiException& error) {
+    if (text) *text = error.what();
+    return error.GetNumber();
+  }
+  return 0;
+}
+
+}  // namespace velmore

@@ -1,0 +1,318 @@
+#include "platform/os/uVqTimeZone.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "platform/common/uVqDateTimeUtils.h"
+#include "platform/common/uVqSysUtils.h"
+#include "platform/os/uVqPosixTimeZone_p.h"
+
+#ifndef _WIN32
+#include <unistd.h>
+
+namespace velmore {
+namespace {
+
+namespace fs = std::filesystem;
+
+const TDateTime kWinter = VqEncodeDateTime({2024, 1, 15, 12, 0, 0, 0});
+const TDateTime kSummer = VqEncodeDateTime({2024, 7, 15, 12, 0, 0, 0});
+
+/// A machine of our own: a folder that stands for its root.
+class Machine : public testing::Test {
+ protected:
+  Machine() {
+    FSource.Root = (fs::temp_directory_path() / ("velmore-zone-" + std::to_string(::getpid()) + "-" +
+                                                 testing::UnitTest::GetInstance()->current_test_info()->name()))
+                       .string();
+    fs::create_directories(FSource.Root + "/etc");
+    for (const char* zone : {"Europe/Berlin", "Europe/Zurich", "Europe/Busingen", "America/New_York"}) {
+      Write(std::string("usr/share/zoneinfo/") + zone, std::string("TZif2 ") + zone);
+    }
+  }
+  ~Machine() override { fs::remove_all(FSource.Root); }
+
+  void Write(const std::string& name, const std::string& content) {
+    const fs::path path = fs::path(FSource.Root) / name;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+  }
+  void Link(const std::string& name, const std::string& target) {
+    const fs::path path = fs::path(FSource.Root) / name;
+    fs::create_directories(path.parent_path());
+    fs::create_symlink(target, path);
+  }
+  string Zone() const { return VqMachineTimeZone(FSource, kWinter).IanaId; }
+  string ZoneOfVariable(const std::string& value) {
+    FSource.TZ = value;
+    return Zone();
+  }
+
+  TVqTimeZoneSource FSource;
+};
+
+TEST_F(Machine, WithNothingAtAllIsInUtc) {
+  const TVqMachineTimeZone zone = VqMachineTimeZone(FSource, kSummer);
+  EXPECT_EQ(zone.IanaId, "Etc/UTC");
+  EXPECT_EQ(zone.WindowsId, "UTC");
+  EXPECT_EQ(zone.CurrentOffset, 0);
+  EXPECT_EQ(zone.StandardOffset, 0);
+  FSource.Root += "/no/such/folder";
+  EXPECT_EQ(Zone(), "Etc/UTC");
+}
+
+TEST_F(Machine, FollowsTheLinkOfLocaltime) {
+  Link("etc/localtime", "/usr/share/zoneinfo/Europe/Berlin");
+  const TVqMachineTimeZone winter = VqMachineTimeZone(FSource, kWinter);
+  EXPECT_EQ(winter.IanaId, "Europe/Berlin");
+  EXPECT_EQ(winter.WindowsId, "W. Europe Standard Time");
+  EXPECT_EQ(winter.CurrentOffset, 60);
+  EXPECT_EQ(winter.StandardOffset, 60);
+  const TVqMachineTimeZone summer = VqMachineTimeZone(FSource, kSummer);
+  EXPECT_EQ(summer.CurrentOffset, 120);
+  EXPECT_EQ(summer.StandardOffset, 60);
+}
+
+TEST_F(Machine, FollowsRelativeLinksAndLinksToLinks) {
+  Link("etc/localtime", "../usr/share/zoneinfo/America/New_York");
+  EXPECT_EQ(Zone(), "America/New_York");
+  fs::remove(FSource.Root + "/etc/localtime");
+  Link("etc/localtime", "/etc/zones/current");
+  Link("etc/zones/current", "here");
+  Link("etc/zones/here", "/usr/share/zoneinfo/posix/Europe/Berlin");
+  EXPECT_EQ(Zone(), "Europe/Berlin");
+}
+
+TEST_F(Machine, TheFirstLinkThatNamesAZoneDecides) {
+  fs::remove(FSource.Root + "/usr/share/zoneinfo/Europe/Busingen");
+  Link("usr/share/zoneinfo/Europe/Busingen", "Zurich");
+  Link("etc/localtime", "/usr/share/zoneinfo/Europe/Busingen");
+  EXPECT_EQ(Zone(), "Europe/Busingen");
+}
+
+TEST_F(Machine, LinksInACircleEndInUtc) {
+  Link("etc/localtime", "other");
+  Link("etc/other", "localtime");
+  EXPECT_EQ(Zone(), "Etc/UTC");
+}
+
+TEST_F(Machine, ALinkGoesBeforeTheText) {
+  Link("etc/localtime", "/usr/share/zoneinfo/Europe/Berlin");
+  Write("etc/timezone", "America/New_York\n");
+  EXPECT_EQ(Zone(), "Europe/Berlin") << "the C library follows the link";
+}
+
+TEST_F(Machine, TakesTheTextBesideACopiedFile) {
+  Write("etc/localtime", "TZif2 Europe/Berlin");
+  Write("etc/timezone", "# set by hand\n\n  America/New_York \n");
+  EXPECT_EQ(Zone(), "America/New_York");
+}
+
+TEST_F(Machine, TakesTheTextAlone) {
+  Write("etc/timezone", "Europe/Berlin");
+  EXPECT_EQ(Zone(), "Europe/Berlin");
+  Write("etc/timezone", "Mars/Olympus\n");
+  EXPECT_EQ(Zone(), "Etc/UTC");
+  Write("etc/timezone", "");
+  EXPECT_EQ(Zone(), "Etc/UTC");
+}
+
+TEST_F(Machine, RecognisesACopiedFileByItsContent) {
+  Write("etc/localtime", "TZif2 America/New_York");
+  EXPECT_EQ(Zone(), "America/New_York");
+  Write("etc/localtime", "TZif2 of nobody");
+  EXPECT_EQ(Zone(), "Etc/UTC");
+  Write("etc/localtime", "");
+  EXPECT_EQ(Zone(), "Etc/UTC");
+}
+
+TEST_F(Machine, OfZonesWithEqualFilesTheShortestNameStandsForAll) {
+  Write("usr/share/zoneinfo/Europe/Busingen", "TZif2 same");
+  Write("usr/share/zoneinfo/Europe/Zurich", "TZif2 same");
+  Write("usr/share/zoneinfo/posix/Europe/Zurich", "TZif2 same");
+  Write("etc/localtime", "TZif2 same");
+  EXPECT_EQ(Zone(), "Europe/Zurich");
+}
+
+TEST_F(Machine, VariableGoesBeforeTheFiles) {
+  Link("etc/localtime", "/usr/share/zoneinfo/Europe/Berlin");
+  EXPECT_EQ(ZoneOfVariable("America/New_York"), "America/New_York");
+  EXPECT_EQ(ZoneOfVariable(":America/New_York"), "America/New_York");
+  EXPECT_EQ(ZoneOfVariable("posix/America/New_York"), "America/New_York");
+  EXPECT_EQ(ZoneOfVariable(":right/America/New_York"), "America/New_York");
+  EXPECT_EQ(ZoneOfVariable("EST5EDT"), "EST5EDT") << "a rule that is a name, too";
+}
+
+TEST_F(Machine, VariableMayNameAFile) {
+  EXPECT_EQ(ZoneOfVariable("/usr/share/zoneinfo/America/New_York"), "America/New_York");
+  EXPECT_EQ(ZoneOfVariable(":/usr/share/zoneinfo/right/Europe/Berlin"), "Europe/Berlin");
+  Link("etc/localtime", "/usr/share/zoneinfo/Europe/Zurich");
+  EXPECT_EQ(ZoneOfVariable(":/etc/localtime"), "Europe/Zurich");
+  EXPECT_EQ(ZoneOfVariable("/no/such/file"), "Etc/UTC");
+}
+
+TEST_F(Machine, EmptyOrSenselessVariableMeansUtc) {
+  Link("etc/localtime", "/usr/share/zoneinfo/Europe/Berlin");
+  for (const char* value : {"", ":", "Mars/Olympus", "CET-", "12", "Etc/Unknown", "CET-1CEST,M3"}) {
+    EXPECT_EQ(ZoneOfVariable(value), "Etc/UTC") << value;
+  }
+}
+
+TEST_F(Machine, VariableMayHoldARule) {
+  FSource.TZ = "CET-1CEST,M3.5.0,M10.5.0/3";
+  TVqMachineTimeZone zone = VqMachineTimeZone(FSource, kSummer);
+  EXPECT_EQ(zone.IanaId, "");
+  EXPECT_EQ(zone.WindowsId, "");
+  EXPECT_EQ(zone.StandardOffset, 60);
+  EXPECT_EQ(zone.CurrentOffset, 120);
+  EXPECT_EQ(ZoneOfVariable("<+03>-3"), "Etc/GMT-3");
+  EXPECT_EQ(ZoneOfVariable("PPT5"), "Etc/GMT+5");
+  EXPECT_EQ(ZoneOfVariable("UTC0"), "Etc/UTC");
+  FSource.TZ = "<+0545>-5:45";
+  zone = VqMachineTimeZone(FSource, kSummer);
+  EXPECT_EQ(zone.IanaId, "");
+  EXPECT_EQ(zone.CurrentOffset, 345);
+}
+
+TEST(MachineZone, OfThisProcessIsFound) {
+  const TVqMachineTimeZone zone = VqMachineTimeZone();
+  EXPECT_LE(std::abs(zone.CurrentOffset), 14 * 60);
+}
+
+// --- rules
+
+std::string Offsets(const char* rule, const TVqDateTimeParts& utc) {
+  const auto offsets = VqPosixOffsets(rule, VqEncodeDateTime(utc));
+  return offsets ? std::to_string(offsets->Standard) + "/" + std::to_string(offsets->Current) : "no rule";
+}
+
+TEST(PosixRule, ChangesAtTheSecondThatItTells) {
+  const char* berlin = "CET-1CEST,M3.5.0,M10.5.0/3";
+  EXPECT_EQ(Offsets(berlin, {2024, 3, 31, 0, 59, 59, 0}), "60/60");
+  EXPECT_EQ(Offsets(berlin, {2024, 3, 31, 1, 0, 0, 0}), "60/120");
+  EXPECT_EQ(Offsets(berlin, {2024, 10, 27, 0, 59, 59, 0}), "60/120");
+  EXPECT_EQ(Offsets(berlin, {2024, 10, 27, 1, 0, 0, 0}), "60/60");
+  const char* newYork = "EST5EDT,M3.2.0,M11.1.0";
+  EXPECT_EQ(Offsets(newYork, {2024, 3, 10, 6, 59, 59, 0}), "-300/-300");
+  EXPECT_EQ(Offsets(newYork, {2024, 3, 10, 7, 0, 0, 0}), "-300/-240");
+  EXPECT_EQ(Offsets(newYork, {2024, 11, 3, 5, 59, 59, 0}), "-300/-240");
+  EXPECT_EQ(Offsets(newYork, {2024, 11, 3, 6, 0, 0, 0}), "-300/-300");
+}
+
+TEST(PosixRule, SouthernSummersSpanTheYearsEnd) {
+  const char* sydney = "AEST-10AEDT,M10.1.0,M4.1.0/3";
+  EXPECT_EQ(Offsets(sydney, {2024, 1, 1, 0, 0, 0, 0}), "600/660");
+  EXPECT_EQ(Offsets(sydney, {2024, 7, 1, 0, 0, 0, 0}), "600/600");
+  EXPECT_EQ(Offsets(sydney, {2024, 12, 1, 0, 0, 0, 0}), "600/660");
+}
+
+TEST(PosixRule, DaylightTimeMayHaveAnOffsetOfItsOwn) {
+  EXPECT_EQ(Offsets("<+1030>-10:30<+11>-11,M10.1.0,M4.1.0", {2024, 1, 1, 0, 0, 0, 0}), "630/660");
+  EXPECT_EQ(Offsets("IST-1GMT0,M10.5.0,M3.5.0/1", {2024, 1, 1, 0, 0, 0, 0}), "60/0") << "winter time as the exception";
+  EXPECT_EQ(Offsets("<-02>2<-01>,M3.5.0/-1,M10.5.0/0", {2024, 7, 1, 0, 0, 0, 0}), "-120/-60");
+}
+
+TEST(PosixRule, DaysMayBeCounted) {
+  EXPECT_EQ(Offsets("AAA0BBB,J60/0,J300/0", {2024, 2, 29, 12, 0, 0, 0}), "0/0") << "day 60 is always 1 March";
+  EXPECT_EQ(Offsets("AAA0BBB,J60/0,J300/0", {2024, 3, 1, 0, 0, 0, 0}), "0/60");
+  EXPECT_EQ(Offsets("AAA0BBB,59/0,300/0", {2024, 2, 29, 0, 0, 0, 0}), "0/60") << "counted from 0, with the leap day";
+  EXPECT_EQ(Offsets("AAA0BBB,59/0,300/0", {2023, 3, 1, 0, 0, 0, 0}), "0/60");
+  EXPECT_EQ(Offsets("AAA0BBB,59/0,300/0", {2023, 2, 28, 23, 59, 59, 0}), "0/0");
+}
+
+TEST(PosixRule, WithoutDatesHasThoseOfTheUnitedStates) {
+  EXPECT_EQ(Offsets("AAA5BBB", {2024, 3, 10, 6, 59, 59, 0}), "-300/-300");
+  EXPECT_EQ(Offsets("AAA5BBB", {2024, 3, 10, 7, 0, 0, 0}), "-300/-240");
+  EXPECT_EQ(Offsets("AAA5BBB4", {2024, 7, 1, 0, 0, 0, 0}), "-300/-240");
+}
+
+TEST(PosixRule, AgreesWithTheZoneDatabase) {
+  const std::pair<const char*, const char*> zones[] = {{"CET-1CEST,M3.5.0,M10.5.0/3", "Europe/Berlin"},
+                                                       {"EST5EDT,M3.2.0,M11.1.0", "America/New_York"},
+                                                       {"AEST-10AEDT,M10.1.0,M4.1.0/3", "Australia/Sydney"},
+                                                       {"NST3:30NDT,M3.2.0,M11.1.0", "America/St_Johns"}};
+  for (const auto& [rule, zone] : zones) {
+    for (int hour = 0; hour < 366 * 24; ++hour) {
+      const TDateTime time = VqFromUnixMilliseconds(1704067200000 + hour * std::int64_t{3600000});
+      const auto offsets = VqPosixOffsets(rule, time);
+      ASSERT_TRUE(offsets);
+      ASSERT_EQ(offsets->Current, VqUtcOffsetMinutes(zone, time)) << zone << ", hour " << hour;
+      ASSERT_EQ(offsets->Standard, VqStandardOffsetMinutes(zone, time)) << zone << ", hour " << hour;
+    }
+  }
+}
+
+TEST(PosixRule, OtherTextsAreNone) {
+  for (const char* text : {"",
+                           "A1",
+                           "AB1",
+                           "ABC",
+                           "<AB>1",
+                           "<ABC1",
+                           "ABC25",
+                           "ABC1:60",
+                           "ABC1:00:60",
+                           "ABC-",
+                           "ABC1DE",
+                           "ABC1DEF,",
+                           "ABC1DEF,M3.2.0",
+                           "ABC1DEF,M13.2.0,M11.1.0",
+                           "ABC1DEF,M3.6.0,M11.1.0",
+                           "ABC1DEF,M3.2.7,M11.1.0",
+                           "ABC1DEF,J0,J10",
+                           "ABC1DEF,J366,J10",
+                           "ABC1DEF,366,1",
+                           "ABC1DEF,M3.2.0,M11.1.0x",
+                           "ABC1DEF,M3.2.0/168,M11.1.0",
+                           "ABC1 DEF",
+                           "1ABC",
+                           "ABC99999999999"}) {
+    EXPECT_EQ(Offsets(text, {2024, 1, 1, 0, 0, 0, 0}), "no rule") << text;
+  }
+}
+
+// --- names
+
+TEST(ZoneNames, MapToWindowsIdsAndBack) {
+  EXPECT_EQ(VqWindowsTimeZoneOf("Europe/Berlin"), "W. Europe Standard Time");
+  EXPECT_EQ(VqWindowsTimeZoneOf("America/New_York"), "Eastern Standard Time");
+  EXPECT_EQ(VqWindowsTimeZoneOf("Asia/Calcutta"), "India Standard Time") << "old names count";
+  EXPECT_EQ(VqWindowsTimeZoneOf("Asia/Kolkata"), "India Standard Time");
+  EXPECT_EQ(VqWindowsTimeZoneOf("Etc/UTC"), "UTC");
+  EXPECT_EQ(VqWindowsTimeZoneOf("Mars/Olympus"), "");
+  EXPECT_EQ(VqWindowsTimeZoneOf(""), "");
+  EXPECT_EQ(VqIanaTimeZoneOf("W. Europe Standard Time"), "Europe/Berlin");
+  EXPECT_EQ(VqIanaTimeZoneOf("W. Europe Standard Time", "CH"), "Europe/Zurich");
+  EXPECT_EQ(VqIanaTimeZoneOf("No Standard Time"), "");
+  EXPECT_EQ(VqIanaTimeZoneOf(""), "");
+}
+
+TEST(ZoneNames, AreKnownOrNot) {
+  EXPECT_TRUE(VqIsIanaTimeZone("Europe/Berlin"));
+  EXPECT_TRUE(VqIsIanaTimeZone("UTC"));
+  EXPECT_FALSE(VqIsIanaTimeZone("Mars/Olympus"));
+  EXPECT_FALSE(VqIsIanaTimeZone("Etc/Unknown"));
+  EXPECT_FALSE(VqIsIanaTimeZone("GMT+3:30")) << "an offset is no zone";
+  EXPECT_FALSE(VqIsIanaTimeZone(""));
+}
+
+TEST(ZoneNames, HaveOffsetsAtATime) {
+  EXPECT_EQ(VqUtcOffsetMinutes("Europe/Berlin", kWinter), 60);
+  EXPECT_EQ(VqUtcOffsetMinutes("Europe/Berlin", kSummer), 120);
+  EXPECT_EQ(VqStandardOffsetMinutes("Europe/Berlin", kSummer), 60);
+  EXPECT_EQ(VqUtcOffsetMinutes("America/St_Johns", kWinter), -210);
+  EXPECT_EQ(VqUtcOffsetMinutes("Asia/Kathmandu", kSummer), 345);
+  try {
+    VqUtcOffsetMinutes("Mars/Olympus", kWinter);
+    FAIL();
+  } catch (const EConvertError& error) {
+    EXPECT_STREQ(error.what(), "The time zone \"Mars/Olympus\" is not known.");
+  }
+  EXPECT_THROW(VqUtcOffsetMinutes("Europe/Berlin", 1e9), EConvertError);
+}
+
+}  // namespace
+}  // namespace velmore
+#endif
