@@ -240,6 +240,8 @@ void TVqEWSCustomSession::AssignTo(TVqComponent* ADest) {
   dest->SetProxyCredentials(FProxyCredentials);
   dest->SetOAuth(FOAuth);
   dest->SetStrictSchema(FStrictSchema);
+  dest->SetCAFile(FCAFile);
+  dest->SetCRLFile(FCRLFile);
 }
 
 // ---- Mailboxes
@@ -286,6 +288,8 @@ void TVqEWSCustomSession::CheckClients() {
   session.SetProxyServer(FProxyServer);
   session.SetProxyServerBypass(FProxyServerBypass);
   session.SetAccessType(FAccessType);
+  session.SetCAFile(FCAFile);
+  session.SetCRLFile(FCRLFile);
   session.SetActive(true);
   if (!FHTTPClient) FHTTPClient = new TClient(this);
   dynamic_cast<TClient&>(*FHTTPClient).SetSession(&session);

@@ -131,6 +131,12 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// Each flag lifts one check of the server's certificate. The wrong-usage flag reaches the WinHTTP client only.
   TVqHTTPSecurityFlags GetSecurityFlags() const noexcept { return FSecurityFlags; }
   void SetSecurityFlags(TVqHTTPSecurityFlags AValue);
+  /// A PEM file with certification authorities to trust besides those of the machine, and one with revocation lists; empty for none. Clients take both
+  /// at logon. Not part of a profile.
+  const string& GetCAFile() const noexcept { return FCAFile; }
+  void SetCAFile(const string& AValue) { FCAFile = AValue; }
+  const string& GetCRLFile() const noexcept { return FCRLFile; }
+  void SetCRLFile(const string& AValue) { FCRLFile = AValue; }
   /// Milliseconds: connect, send, receive. Clients take them at logon.
   TVqHTTPTimeOuts& GetTimeOuts() noexcept { return FTimeOuts; }
   void SetTimeOuts(const TVqHTTPTimeOuts& AValue);
@@ -304,6 +310,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   string FCurrentTimeZoneContext;
   TVqNotifyEvent FOnShowProfileDialog;
   bool FStrictSchema = false;
+  string FCAFile, FCRLFile;
 };
 
 /// The session of a program without a desktop: no dialogs, the WinHTTP client.

@@ -14,8 +14,8 @@ IVqDOMElement ContactOf(const TEwsCompleteName& name) {
 
 // The version that the request around the record asks for; the first one when there is no such header.
 TServerVersion RequestVersion(const TEwsCompleteName& name) {
-  const IVqDOMElement version = name.AsElement().GetOwnerDocument().SelectSingleElement(
-      "/Envelope/Header/RequestServerVersion", kSelectQuiet);
+  const IVqDOMElement version =
+      name.AsElement().GetOwnerDocument().SelectSingleElement("/Envelope/Header/RequestServerVersion", kSelectQuiet);
   return version ? VqTextToEnum<TServerVersion>(version.GetAttribute("Version")) : TServerVersion{};
 }
 

@@ -22,19 +22,6 @@ struct TVqEWSData::TOwnDef {
 
 namespace {
 
-bool SameNameIgnoringCase(std::string_view A, std::string_view B) noexcept {
-  if (A.size() != B.size()) return false;
-  for (std::size_t i = 0; i < A.size(); ++i) {
-    const auto a = static_cast<unsigned char>(A[i]), b = static_cast<unsigned char>(B[i]);
-    if (a != b && ((a ^ b) != 0x20 || (a | 0x20) < 'a' || (a | 0x20) > 'z')) return false;
-  }
-  return true;
-}
-
-bool IsOneName(std::string_view APath) noexcept {
-  return !APath.empty() && APath.find_first_of("/[.*@") == std::string_view::npos;
-}
-
 // What a text is trimmed of: blanks and controls, as string::Trim has it.
 std::string_view Trimmed(std::string_view AText) noexcept {
   const auto isBlank = [](char c) { return static_cast<unsigned char>(c) <= 0x20; };
@@ -192,11 +179,7 @@ void TVqEWSData::SetPropDef(PVqEWSPropDef APropDef) {
       VqTryTextToEnum(def.DistinguishedPropertySetId.ToString().Replace(":", "_"), distinguished))
     FDPropSetId = distinguished;
 
-  std::string path = FPath.utf8();
-  if (IsOneName(path))
-    FSimplePath = std::move(path);
-  else
-    FSelection.emplace(path);
+  FSelection.emplace(FPath);
 
   if (def.Extended) {
     FParentPropDef = nullptr;
@@ -259,13 +242,9 @@ TVqEWSPropDef TVqEWSData::PropDef() const {
 
 // ---- Comparing -------------------------------------------------------------
 
-// Names are compared without prefix and case, as a selection of local names does.
+// Names are compared without prefix and case.
 IVqDOMElement TVqEWSData::Select(const IVqDOMElement& ARoot) const {
-  if (FSelection) return ARoot.SelectSingleElement(*FSelection, kSelectQuiet);
-  if (!ARoot) return {};
-  for (TVqRawElement child = TVqRawElement(ARoot).FirstChild(); child; child = child.Next())
-    if (SameNameIgnoringCase(child.LocalName(), FSimplePath)) return detail::MakeElement(ARoot, child);
-  return {};
+  return ARoot.SelectSingleElement(*FSelection, kSelectQuiet);
 }
 
 TVqEWSDataUpdateStatus TVqEWSData::GetUpdateStatus() {

@@ -189,8 +189,7 @@ class TVqEWSData {
   TVqEWSPropDefNodeType FPropDefNodeType = pdntSimple;
   PVqEWSPropDef FParentPropDef = nullptr;
   string FPath;
-  std::string FSimplePath;                    // a path of one name
-  std::optional<TVqDOMSelection> FSelection;  // any other path
+  std::optional<TVqDOMSelection> FSelection;  // FPath, compiled
   const TVqEWSMemberInfo* FProperty = nullptr;
   TVqEWSFieldDefType FURIType = fdtField;
   std::optional<TUnindexedFieldURI> FFieldURI;

@@ -71,10 +71,10 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
   // ---- Adding ----
 
   /// Makes an entry. Raises EListError when the path is in the list already.
-  T& AddItem(const VqEWSField& AField) { return Added(Make(AField), AField.GetPropDef()); }
-  T& AddItem(const TVqEWSFieldDef& AFieldDef) { return Added(Make(AFieldDef), DefinitionOf(AFieldDef)); }
-  T& AddItem(const TVqEWSPropDef& APropDef) { return Added(Make(APropDef), &APropDef); }
-  T& AddItem(PVqEWSPropDef APropDef) { return Added(Make(APropDef), APropDef); }
+  T& AddItem(const VqEWSField& AField) { return Added(Make(AField)); }
+  T& AddItem(const TVqEWSFieldDef& AFieldDef) { return Added(Make(AFieldDef)); }
+  T& AddItem(const TVqEWSPropDef& APropDef) { return Added(Make(APropDef)); }
+  T& AddItem(PVqEWSPropDef APropDef) { return Added(Make(APropDef)); }
 
   // ---- Finding: none when absent ----
 
@@ -145,8 +145,8 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
 
   std::unique_ptr<T> Make(const auto& ADefinition) { return std::make_unique<T>(*this, GetData(), ADefinition); }
   /// Appends an entry, without handing it out.
-  T& Store(std::unique_ptr<T> AItem, PVqEWSPropDef APropDef) {
-    const string path = GetNodePath(APropDef);
+  T& Store(std::unique_ptr<T> AItem) {
+    const string path = GetNodePath(AItem->GetRow());
     if (!FPositions.emplace(path, FItems.size()).second) RaiseDuplicate(path);
     FItems.push_back({std::move(AItem), false});
     ++FVersion;
@@ -172,8 +172,8 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
     bool HandedOut;
   };
 
-  T& Added(std::unique_ptr<T> AItem, PVqEWSPropDef APropDef) {
-    Store(std::move(AItem), APropDef);
+  T& Added(std::unique_ptr<T> AItem) {
+    Store(std::move(AItem));
     return *HandOut(FItems.size() - 1);
   }
   T* FindAt(std::int64_t AIndex) {

@@ -74,26 +74,28 @@ std::int32_t TVqEWSProperties::Count() {
 }
 
 void TVqEWSProperties::Rebuild(const TVqXMLSchemaElement& ARecord) {
+  // All definitions first: an answer that cannot be listed leaves the list, and the statuses, as they were.
+  const string className = ARecord.ClassName();
+  std::vector<PVqEWSPropDef> defs;
+  for (const IVqDOMElement& child : ARecord.AsElement().GetChildElements()) {
+    const string name = child.GetLocalName();
+    const PVqEWSPropDef def =
+        name == "ExtendedProperty" ? RowOfExtendedProperty(child) : GetPropDef(className, name, false);
+    if (def) defs.push_back(def);
+  }
+
   std::unordered_map<string, TVqEWSDataUpdateStatus> saved;
   for (std::int32_t i = 0; i < Size(); ++i)
     if (At(i).GetExplicitUpdateStatus()) saved.emplace(At(i).GetPath(), At(i).GetUpdateStatus());
   Clear();
 
-  const string className = ARecord.ClassName();
   const auto add = [&](const TVqEWSPropDef& def) -> TVqEWSProperty& {
     TVqEWSProperty& property = Entry(def);
     if (const auto status = saved.find(property.GetPath()); status != saved.end())
       property.SetUpdateStatus(status->second);
     return property;
   };
-  for (const IVqDOMElement& child : ARecord.AsElement().GetChildElements()) {
-    const string name = child.GetLocalName();
-    if (name == "ExtendedProperty") {
-      add(*RowOfExtendedProperty(child));
-      continue;
-    }
-    const PVqEWSPropDef def = GetPropDef(className, name, false);
-    if (!def) continue;
+  for (const PVqEWSPropDef def : defs) {
     TVqEWSProperty& property = add(*def);
     // What has parts is never sent as a whole: its parts stand beside it in the list.
     if (def->NodeType != pdntSimple) property.SetUpdateStatus(dusUnmodified);
@@ -149,8 +151,10 @@ TVqEWSProperty& TVqEWSProperties::Entry(const TVqEWSPropDef& APropDef) {
     const string text = APropDef.Extended ? string("extended property") : APropDef.NodeName.ToString();
     throw EVqException(Format("Failed to locate the Property Definition for \"%s\"!", {text}));
   }
-  if (TVqEWSProperty* property = Find(GetNodePath(APropDef))) return *property;
-  return Store(MakeProperty(APropDef), &APropDef);
+  const PVqEWSPropDef row = GetPropDef(APropDef.PropDefName, false);
+  const TVqEWSPropDef& def = row ? *row : APropDef;
+  if (TVqEWSProperty* property = Find(GetNodePath(def))) return *property;
+  return Store(MakeProperty(def));
 }
 
 TVqEWSProperty& TVqEWSProperties::CreateItem(const string& AName) {
@@ -162,8 +166,7 @@ TVqEWSProperty& TVqEWSProperties::CreateItem(const TVqEWSFieldDef& AFieldDef) {
 }
 
 TVqEWSProperty& TVqEWSProperties::CreateItem(const TVqEWSPropDef& APropDef) {
-  Entry(APropDef);
-  return *FindItem(APropDef);
+  return *FindItem(Entry(APropDef).GetRow());
 }
 
 // A property that was just made gets a value to start from. The node is in the tree from now on, so that numbers,

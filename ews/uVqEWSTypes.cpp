@@ -17,11 +17,11 @@ namespace velmore {
     static constexpr std::string_view kName = #type; \
     static constexpr std::string_view kTexts[] = {
 #define VQ_TEXT(prefix, text) #text,
-#define VQ_ENUM_END(type)                                                                           \
-  }                                                                                                 \
-  ;                                                                                                 \
-  static constexpr TVqEnumInfo kInfo{kName, kTexts, static_cast<std::int32_t>(std::size(kTexts))};  \
-  return kInfo;                                                                                     \
+#define VQ_ENUM_END(type)                                                                          \
+  }                                                                                                \
+  ;                                                                                                \
+  static constexpr TVqEnumInfo kInfo{kName, kTexts, static_cast<std::int32_t>(std::size(kTexts))}; \
+  return kInfo;                                                                                    \
   }
 #include "ews/tables/uVqEWSEnumerations.inc"
 
@@ -30,11 +30,11 @@ namespace velmore {
     static constexpr std::string_view kName = #type; \
     static constexpr std::string_view kTexts[] = {
 #define VQ_TEXT(prefix, text) #text,
-#define VQ_ENUM_END(type)                                                                           \
-  }                                                                                                 \
-  ;                                                                                                 \
-  static constexpr TVqEnumInfo kInfo{kName, kTexts, static_cast<std::int32_t>(std::size(kTexts))};  \
-  return kInfo;                                                                                     \
+#define VQ_ENUM_END(type)                                                                          \
+  }                                                                                                \
+  ;                                                                                                \
+  static constexpr TVqEnumInfo kInfo{kName, kTexts, static_cast<std::int32_t>(std::size(kTexts))}; \
+  return kInfo;                                                                                    \
   }
 #include "ews/tables/uVqEWSFieldURIs.inc"
 
@@ -107,8 +107,8 @@ constexpr const TVqXMLSchemaClass* ClassOf<TVqXMLSchemaSimpleContentElement<T>> 
 
 }  // namespace
 
-#define VQ_RECORD(name, base)                                                                                      \
-  constinit const TVqXMLSchemaClass name##Class(#name, ClassOf<base>, name##Rows, index::name::First,              \
+#define VQ_RECORD(name, base)                                                                         \
+  constinit const TVqXMLSchemaClass name##Class(#name, ClassOf<base>, name##Rows, index::name::First, \
                                                 index::name::End - index::name::First, &MakeRecord<name>);
 #define VQ_VALUE(name, wire, type, rule)
 #define VQ_DATE(name, wire, rule)
@@ -174,7 +174,9 @@ const TVqXMLSchemaClass* EwsFindAttachmentClass(const TVqUtf8View& AElementName)
   return EntryClass(TEwsNonEmptyArrayOfAttachmentsClass, AElementName.View());
 }
 
-std::int32_t EwsRecordClassCount() noexcept { return static_cast<std::int32_t>(std::size(AllClasses)); }
+std::int32_t EwsRecordClassCount() noexcept {
+  return static_cast<std::int32_t>(std::size(AllClasses));
+}
 const TVqXMLSchemaClass& EwsRecordClass(std::int32_t AIndex) {
   if (AIndex < 0 || AIndex >= EwsRecordClassCount()) throw EListError(Format("There is no record class %d.", {AIndex}));
   return *AllClasses[AIndex];

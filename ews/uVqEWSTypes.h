@@ -66,14 +66,14 @@ using TMailTipSet = TVqSet<TMailTip>;
 #define VQ_END(name)
 #include "ews/tables/uVqEWSRecords.inc"
 
-#define VQ_RECORD(name, base)                                       \
-  class name : public base {                                        \
-   public:                                                          \
-    using base_type = base;                                         \
-    using base_type::GetValue;                                      \
-    using base_type::SetValue;                                      \
+#define VQ_RECORD(name, base)                                                 \
+  class name : public base {                                                  \
+   public:                                                                    \
+    using base_type = base;                                                   \
+    using base_type::GetValue;                                                \
+    using base_type::SetValue;                                                \
     explicit name(const IVqDOMElement& AElement) noexcept : base(AElement) {} \
-    static const TVqXMLSchemaClass& SchemaClass() noexcept;         \
+    static const TVqXMLSchemaClass& SchemaClass() noexcept;                   \
     const TVqXMLSchemaClass& GetSchemaClass() const noexcept override;
 #define VQ_VALUE(name, wire, type, rule) \
   type Get##name() const;                \
@@ -92,16 +92,16 @@ using TMailTipSet = TVqSet<TMailTip>;
   void Set##name(const string& AValue);
 #define VQ_CHILD(name, wire, type, rule) type& Get##name() const;
 #define VQ_ARRAY(name, wire, type, rule) TVqXMLSchemaElementArray<type>& Get##name() const;
-#define VQ_ENTRIES(name, wire, type, key, rule) \
+#define VQ_ENTRIES(name, wire, type, key, rule)                               \
   /** The first entry with this key; made, with its key, if there is none. */ \
-  type& Get##name(key AKey); \
-  /** By position, as the array does. */ \
-  type& GetItem(std::int32_t AIndex) const; \
-  std::int32_t Count() const; \
-  /** All entries, to add to or delete from. */ \
+  type& Get##name(key AKey);                                                  \
+  /** By position, as the array does. */                                      \
+  type& GetItem(std::int32_t AIndex) const;                                   \
+  std::int32_t Count() const;                                                 \
+  /** All entries, to add to or delete from. */                               \
   TVqXMLSchemaElementArray<type>& GetEntries() const;
-#define VQ_PART(name, wire, type, rule) \
-  type Get##name() const;               \
+#define VQ_PART(name, wire, type, rule)                                                                                                      \
+  type Get##name() const;                                                                                                                    \
   /** Writes into the contact around the complete name, not into it, and only what differs: the server takes parts of a name there alone. */ \
   void Set##name(const type& AValue);
 #define VQ_READONLY(name, wire, type, rule) type Get##name() const;

@@ -15,11 +15,9 @@ struct TVqXMLSchemaElement {
 template <typename T>
 using TVqXMLSchemaSimpleContentElement = TVqXMLSchemaElement;
 
-#define VQ_RECORD(name, base)    \
-  struct name : base {           \
-    enum : std::int32_t {        \
-      First = base::End,         \
-      BeforeFirst = First - 1,
+#define VQ_RECORD(name, base) \
+  struct name : base {        \
+    enum : std::int32_t { First = base::End, BeforeFirst = First - 1,
 #define VQ_VALUE(name, wire, type, rule) i##name,
 #define VQ_DATE(name, wire, rule) i##name,
 #define VQ_TIME(name, wire, rule) i##name,
@@ -32,9 +30,11 @@ using TVqXMLSchemaSimpleContentElement = TVqXMLSchemaElement;
 #define VQ_READONLY(name, wire, type, rule) i##name,
 #define VQ_SELECTOR(name, type, group)
 #define VQ_END(name) \
-      End            \
-    };               \
-  };
+  End                \
+  }                  \
+  ;                  \
+  }                  \
+  ;
 #include "ews/tables/uVqEWSRecords.inc"
 
 }  // namespace index

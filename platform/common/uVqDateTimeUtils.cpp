@@ -136,15 +136,22 @@ TDateTime VqFromSysTime(TVqSysTime value) {
 std::chrono::system_clock::time_point VqToTimePoint(TDateTime value) {
   using Clock = std::chrono::system_clock;
   const TVqSysTime point = VqToSysTime(value);
-  if (point < std::chrono::ceil<std::chrono::milliseconds>(Clock::time_point::min()) ||
-      point > std::chrono::floor<std::chrono::milliseconds>(Clock::time_point::max())) {
+  // Cutting towards zero stays inside the clock at both ends; rounding outward would overflow.
+  constexpr auto kLowest = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::duration::min());
+  constexpr auto kHighest = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::duration::max());
+  if (point.time_since_epoch() < kLowest || point.time_since_epoch() > kHighest) {
     throw EConvertError("The date lies outside what the system's clock can tell.");
   }
   return std::chrono::time_point_cast<Clock::duration>(point);
 }
 
 TDateTime VqFromTimePoint(std::chrono::system_clock::time_point value) {
-  return VqFromSysTime(std::chrono::round<std::chrono::milliseconds>(value));
+  const auto since = value.time_since_epoch();
+  auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(since);
+  const auto rest = since - milliseconds;
+  if (rest >= std::chrono::microseconds(500)) ++milliseconds;
+  if (rest < std::chrono::microseconds(-500)) --milliseconds;
+  return VqFromUnixMilliseconds(milliseconds.count());
 }
 
 TDateTime VqNow() {

@@ -23,17 +23,17 @@ enum TVqDataSerializationFormatType : std::int32_t { dsfNone = 0, dsfXML = 1, ds
 /// What kind of type a value has at run time. The numbers of the first five and of the last three are relied upon.
 enum TVqTypeKind : std::int32_t {
   tkUnknown = 0,
-  tkInteger = 1,      ///< 32-bit and 64-bit integers
-  tkFloat = 2,        ///< floating point
-  tkString = 3,       ///< text, URIs, languages, durations and base-64 text among them
+  tkInteger = 1,  ///< 32-bit and 64-bit integers
+  tkFloat = 2,    ///< floating point
+  tkString = 3,   ///< text, URIs, languages, durations and base-64 text among them
   tkBoolean = 4,
-  tkDateTime = 5,     ///< points in time, dates and times of day
+  tkDateTime = 5,  ///< points in time, dates and times of day
   tkEnumeration = 6,
   tkSet = 7,
   tkGUID = 8,
   tkArray = 26,
-  tkRecord = 27,      ///< a plain value made of members
-  tkClass = 28        ///< an object
+  tkRecord = 27,  ///< a plain value made of members
+  tkClass = 28    ///< an object
 };
 
 /// A type at run time: its kind and its name in the words of the schema's rows ("string", "TFlagStatus", "TEwsBody").

@@ -69,6 +69,13 @@ void TVqHTTPSessionBase::SetActive(bool AValue) {
 
 namespace {
 
+// A handler may take itself away while it runs: the copy lives on.
+template <typename Event, typename... Args>
+void Fire(const Event& event, Args&&... args) {
+  const Event copy = event;
+  if (copy) copy(std::forward<Args>(args)...);
+}
+
 string Read(const TVqHTTPSessionState& state, std::string TVqHTTPSessionSettings::* member) {
   const std::scoped_lock lock(state.Mutex);
   return state.Settings.*member;
@@ -252,7 +259,7 @@ TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {
   TVqRef<IVqHTTPResponse> response;
   try {
     const Busy busy(*this, ARequest);
-    if (FOnRequest) FOnRequest(*this, request);
+    Fire(FOnRequest, *this, request);
     do {
       GetSession();
       response = TVqHTTPExchange(*this, ARequest, *FSession).Run();
@@ -262,11 +269,11 @@ TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {
   } catch (const EVqHTTPApiException& error) {
     if (error.GetNumber() != VqErrCancelled) AskAfterError(error.GetNumber());
     // For bodiless requests only: a request with a body is the job itself, its failure belongs to the caller.
-    if (!ARequest.FHasBody && FOnError) FOnError(*this, request, error.GetNumber());
+    if (!ARequest.FHasBody) Fire(FOnError, *this, request, error.GetNumber());
     throw;
   }
-  if (ARequest.FHandler) ARequest.FHandler(response);
-  if (FOnResponse) FOnResponse(*this, response);
+  Fire(ARequest.FHandler, response);
+  Fire(FOnResponse, *this, response);
   return response;
 }
 

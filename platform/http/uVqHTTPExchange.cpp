@@ -67,7 +67,7 @@ const char* VqHTTPSchemeName(unsigned scheme) noexcept {
 }
 
 TVqHTTPExchange::TVqHTTPExchange(TVqHTTPClientBase& client, TVqHTTPRequest& request, TVqHTTPSessionState& session)
-    : FClient(client), FRequest(request), FSession(session) {}
+    : FClient(client), FRequest(request), FSession(session), FOnData(client.FOnDataReceived) {}
 
 TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
   {
@@ -90,11 +90,11 @@ TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
   FEngineRequest.OnHeaders = [this](std::uint16_t status) {
     FStream.Clear();
     // A refusal is no part of the stream that the event waits for.
-    FToEvent = FClient.FOnDataReceived && status != 401 && status != 407;
+    FToEvent = FOnData && status != 401 && status != 407;
   };
   FEngineRequest.OnBody = [this](std::string_view bytes) {
     FStream.Append(bytes);
-    if (FToEvent) FClient.FOnDataReceived(FClient, FStream);
+    if (FToEvent) FOnData(FClient, FStream);
   };
 
   TVqEngineReply reply = AnswerChallenge();

@@ -27,6 +27,7 @@ class TVqHTTPExchange {
   TVqHTTPClientBase& FClient;
   TVqHTTPRequest& FRequest;
   TVqHTTPSessionState& FSession;
+  TVqHTTPDataEvent FOnData;  // a copy: the handler may take itself away while it runs
   TVqEngineRequest FEngineRequest;
   TVqURLData FTarget;
   std::string FOrigin;

@@ -17,11 +17,12 @@ TVqHTTPSecurityFlags TVqWinINetClient::EffectiveSecurityFlags() const {
 bool TVqWinINetClient::AskAfterError(std::uint32_t AError) {
   TVqWindowHandle window = FParentWnd;
   bool handled = false;
-  if (FOnWinINetError) FOnWinINetError(*this, AError, window, handled);
+  if (const TVqWinINetErrorEvent event = FOnWinINetError) event(*this, AError, window, handled);
   const bool logon =
       AError == VqErrIncorrectUserName || AError == VqErrIncorrectPassword || AError == VqErrLoginFailure;
-  if (!logon || handled || window == 0 || !FOnCredentialsDialog) return false;
-  return FOnCredentialsDialog(*this, window, GetCredentials());
+  const TVqCredentialsDialogEvent dialog = FOnCredentialsDialog;
+  if (!logon || handled || window == 0 || !dialog) return false;
+  return dialog(*this, window, GetCredentials());
 }
 
 }  // namespace velmore

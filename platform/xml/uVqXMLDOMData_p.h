@@ -10,6 +10,7 @@
 
 #include "platform/xml/uVqXMLDOM.h"
 #include "platform/xml/uVqXMLDOMAccess_p.h"
+#include "platform/xml/uVqXMLScan_p.h"
 
 namespace velmore::detail {
 
@@ -33,13 +34,6 @@ struct TVqDOMTree {
   pugi::xml_node First() const { return Skip(Document.first_child()); }
   pugi::xml_node Skip(pugi::xml_node node) const { return node && node == Parked ? node.next_sibling() : node; }
   pugi::xml_node Root() const;
-};
-
-/// A namespace declaration as it was met while loading.
-struct TVqDeclaration {
-  pugi::xml_node Element;
-  const char* Prefix;  // empty for the default namespace
-  const char* URI;
 };
 
 /// Owns the tree, and the trees that were replaced while handles into them may exist.
@@ -66,7 +60,7 @@ class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
   IVqDOMDocument::TParseErrorEvent OnParseError;
 
   /// Declarations that the load met, good while `Modifications` is `DeclarationsAt`; see RenamePrefixes.
-  std::vector<TVqDeclaration> Declarations;
+  std::vector<TVqScan::TDeclaration> Declarations;
   std::uint32_t DeclarationsAt = 0;
   bool DeclarationsKnown = false;
 
@@ -74,6 +68,15 @@ class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
   void* ListOf = nullptr;
   std::uint32_t ListAt = 0;
   std::shared_ptr<const std::vector<void*>> List;
+
+  /// The last elements that records inserted, empty, by `Structure` after the insertion: arrays of other names need
+  /// not search again for them. Only in documents where a record inserted any.
+  struct TInsertion {
+    std::uint32_t Structure = 0;
+    std::uint32_t NameHash = 0;
+  };
+  static constexpr std::uint32_t kInsertions = 64;
+  std::unique_ptr<TInsertion[]> Insertions;
 
  private:
   std::unique_ptr<TVqDOMTree> FTree;

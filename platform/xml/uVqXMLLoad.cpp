@@ -1,8 +1,8 @@
 // Bytes to a document: encoding, well-formedness, and the parser.
 //
-// The parser is fast because it is lenient. Everything that it lets pass is either ruled out by QuickScan before it
-// runs, or visible in the tree afterwards (InspectTree). Whoever fails one of the two is read again by CheckMarkup, which
-// is the authority: it raises with the place, or finds that nothing is wrong.
+// The parser is fast because it is lenient. Nearly everything that it lets pass is ruled out by QuickScan before it runs,
+// the rest shows afterwards around the root. What fails one of the two, or the parser, is read by CheckMarkup, which is
+// the authority: it raises with the place, or finds that nothing is wrong.
 
 #include <algorithm>
 #include <cstring>
@@ -12,135 +12,37 @@
 #include "platform/xml/uVqXMLDOMData_p.h"
 #include "platform/xml/uVqXMLScan_p.h"
 
-#if defined(__SSE2__) || defined(_M_X64)
-#include <emmintrin.h>
-
-#include <bit>
-#define VELMORE_SSE2 1
-#endif
-
 namespace velmore::detail {
 namespace {
 
 /// From this size on the strict reading comes first: it needs no memory to speak of, while a tree takes up to 16 times
 /// the size of its text.
 constexpr std::size_t kLarge = 16u << 20;
-/// Readable zeros behind a text, so that names can be looked at in blocks. One of them ends the text for the parser.
-constexpr std::size_t kPadding = 32;
-
-/// A name in a padded buffer: no longer than the limit and, if asked for, ASCII only.
-bool PlainName(const char* name, bool asciiOnly, std::size_t limit) noexcept {
-  std::size_t length = 0;
-#ifdef VELMORE_SSE2
-  for (;; length += 16) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(name + length));
-    const auto high = static_cast<unsigned>(_mm_movemask_epi8(block));
-    const auto zero = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, _mm_setzero_si128())));
-    const unsigned inside = zero == 0 ? 0xFFFFu : (zero & (0u - zero)) - 1;
-    if (asciiOnly && (high & inside) != 0) return false;
-    if (zero != 0) {
-      length += static_cast<std::size_t>(std::countr_zero(zero));
-      break;
-    }
-    if (length > limit) return false;
-  }
-#else
-  for (; name[length] != '\0'; ++length) {
-    if (asciiOnly && static_cast<unsigned char>(name[length]) >= 0x80) return false;
-  }
-#endif
-  return length <= limit;
+/// Is the last thing in the text the end tag of the root? The parser drops what stands behind the root.
+bool EndsWithRoot(std::string_view body, std::string_view name) noexcept {
+  const auto space = [&] {
+    while (!body.empty() && IsXmlSpace(body.back())) body.remove_suffix(1);
+  };
+  space();
+  if (!body.ends_with('>')) return false;
+  body.remove_suffix(1);
+  space();
+  if (!body.ends_with(name)) return false;
+  body.remove_suffix(name.size());
+  return body.ends_with("</");
 }
-
-/// What one walk over a new tree finds.
-class TInspection {
- public:
-  TInspection(TVqDOMData& data, bool nonAscii) : FData(data), FNonAscii(nonAscii) {}
-
-  /// False when anything is there that the parser should have refused, or may have.
-  bool Run(const TVqDOMTree& tree, std::string_view body) {
-    const pugi::xml_node root = tree.Document.first_child();
-    bool good = root && !root.next_sibling() && EndsWithRoot(body, root.name());
-    std::uint32_t depth = 1;
-    for (pugi::xml_node node = root; node;) {
-      good = Node(node) && good;
-      if (const pugi::xml_node child = node.first_child()) {
-        node = child;
-        if (++depth > FData.Limits.MaxDepth) good = false;
-        continue;
-      }
-      pugi::xml_node next = node.next_sibling();
-      while (!next) {
-        node = node.parent();
-        if (--depth == 0) break;
-        next = node.next_sibling();
-      }
-      node = depth == 0 ? pugi::xml_node() : next;
-    }
-    return good && FNodes <= FData.Limits.MaxNodes;
-  }
-
- private:
-  /// Is the last thing in the text the end tag of the root? The parser drops what stands behind the root.
-  static bool EndsWithRoot(std::string_view body, std::string_view name) noexcept {
-    const auto space = [&] {
-      while (!body.empty() && IsXmlSpace(body.back())) body.remove_suffix(1);
-    };
-    space();
-    if (!body.ends_with('>')) return false;
-    body.remove_suffix(1);
-    space();
-    if (!body.ends_with(name)) return false;
-    body.remove_suffix(name.size());
-    return body.ends_with("</");
-  }
-
-  bool Node(pugi::xml_node node) {
-    ++FNodes;
-    const char* name = node.name();
-    if (name[0] == '\0') return true;  // text, and children follow elements only
-    if (!PlainName(name, FNonAscii, FData.Limits.MaxNameLength)) return false;
-    const pugi::xml_attribute first = node.first_attribute();
-    if (!first) return true;
-    std::uint32_t count = 0;
-    for (pugi::xml_attribute attribute = first; attribute; attribute = attribute.next_attribute()) {
-      const char* key = attribute.name();
-      if (!PlainName(key, FNonAscii, FData.Limits.MaxNameLength)) return false;
-      if (std::strchr(attribute.value(), '<')) return false;
-      // More than a few are left to the strict reading, as every one is compared with all before it.
-      if (++count > 16) return false;
-      for (pugi::xml_attribute other = first; other != attribute; other = other.next_attribute()) {
-        if (std::strcmp(other.name(), key) == 0) return false;
-      }
-      if (key[0] == 'x' && std::strncmp(key, "xmlns", 5) == 0 && (key[5] == '\0' || key[5] == ':')) {
-        FData.Declarations.push_back({node, key[5] == '\0' ? "" : key + 6, attribute.value()});
-      }
-    }
-    FNodes += count;
-    return count <= FData.Limits.MaxAttributes;
-  }
-
-  TVqDOMData& FData;
-  bool FNonAscii;
-  std::size_t FNodes = 0;
-};
 
 /// Parses UTF-8 without byte order mark. `owned`, if there is one, is the string that `text` lies in, to be taken.
 void Load(TVqDOMData& data, std::string_view text, std::string* owned) {
   std::string rewritten;
-  bool checked = false, nonAscii = true;
-  if (text.size() > kLarge || text.size() > data.Limits.MaxBytes) {
-    checked = true;
-  } else {
-    const std::size_t start = ReadDeclaration(text).End;
-    const TVqScan scan = QuickScan(text.substr(start));
-    checked = !scan.Clean;
-    nonAscii = scan.HasNonAscii;
-    // Text before the root is passed over by the parser, too.
-    std::size_t at = start;
-    while (at < text.size() && IsXmlSpace(text[at])) ++at;
-    if (at >= text.size() || text[at] != '<') checked = true;
+  TVqScan scan;
+  if (text.size() <= kLarge && text.size() <= data.Limits.MaxBytes) {
+    std::size_t root = ReadDeclaration(text).End;
+    while (root < text.size() && IsXmlSpace(text[root])) ++root;
+    // Text before the root is passed over by the parser.
+    if (root < text.size() && text[root] == '<') scan = QuickScan(text.substr(root), data.Limits);
   }
+  const bool checked = !scan.Clean;
   if (checked && CheckMarkup(text, TVqXMLRules::rReply, data.Limits, rewritten)) {
     text = rewritten;
     owned = &rewritten;
@@ -156,22 +58,21 @@ void Load(TVqDOMData& data, std::string_view text, std::string* owned) {
     tree->Buffer.erase(0, offset);
     original = {};
   } else {
-    tree->Buffer.reserve(text.size() + kPadding);
-    tree->Buffer.append(text);
+    tree->Buffer = text;
   }
-  const std::size_t length = tree->Buffer.size() - start;
-  tree->Buffer.append(kPadding, '\0');
-  const pugi::xml_parse_result result =
-      tree->Document.load_buffer_inplace(tree->Buffer.data() + start, length + 1, kParseOptions, pugi::encoding_utf8);
+  // The zero behind the text belongs to it, so that the parser need not make one of its last character.
+  const pugi::xml_parse_result result = tree->Document.load_buffer_inplace(
+      tree->Buffer.data() + start, tree->Buffer.size() - start + 1, kParseOptions, pugi::encoding_utf8);
   if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
-  data.Declarations.clear();
-  const bool good = result && TInspection(data, nonAscii).Run(*tree, original.substr(std::min(start, original.size())));
-  if (!good && !checked) CheckMarkup(original, TVqXMLRules::rReply, data.Limits, rewritten);
-  if (!result) {
-    FailAt(original, start + static_cast<std::size_t>(result.offset), string(result.description()));
+  if (!checked) {
+    const pugi::xml_node root = tree->Document.first_child();
+    const bool good = result && root && !root.next_sibling() && EndsWithRoot(original, root.name());
+    if (!good) CheckMarkup(original, TVqXMLRules::rReply, data.Limits, rewritten);
   }
+  if (!result) FailAt(original, start + static_cast<std::size_t>(result.offset), string(result.description()));
   data.Replace(std::move(tree));
-  data.DeclarationsKnown = good;
+  data.Declarations = std::move(scan.Declarations);
+  data.DeclarationsKnown = scan.Clean && scan.AllDeclarations;
   data.DeclarationsAt = data.Modifications;
 }
 
@@ -251,7 +152,7 @@ void LoadDocumentFromStream(TVqDOMData& data, TVqStream& stream, std::int32_t co
   const std::uint64_t expected = size > position ? size - position : 0;
   // One byte beyond the limit is enough to refuse; what a stream says of its size is not believed further than that.
   const std::size_t most = std::max(data.Limits.MaxBytes, data.Limits.MaxBytes + 1);
-  bytes.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(expected, most)) + 2 * kPadding);
+  bytes.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(expected, most)));
   for (;;) {
     const std::size_t old = bytes.size();
     const std::size_t room = std::min<std::size_t>(std::max<std::size_t>(bytes.capacity() - old, 1u << 16), most - old);

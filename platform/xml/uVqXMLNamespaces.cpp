@@ -201,16 +201,22 @@ void IVqDOMDocument::RenamePrefixes(std::initializer_list<TVqNamespacePrefix> AP
   const std::vector<TVqNamespacePrefix> prefixes(APrefixes);
   std::vector<pugi::xml_node> tops;
   if (data.DeclarationsKnown && data.DeclarationsAt == data.Modifications) {
-    for (const TVqDeclaration& declaration : data.Declarations) {
+    pugi::xml_node element = root;
+    std::size_t number = 1;
+    for (const TVqScan::TDeclaration& declaration : data.Declarations) {
       if (!Disturbs(prefixes, declaration.Prefix, declaration.URI)) continue;
+      while (element && number < declaration.Element) {
+        element = NextInside(element, root);
+        if (IsElement(element)) ++number;
+      }
       // In document order, so that what lies inside of an earlier one is done with it.
       const bool inside = std::any_of(tops.begin(), tops.end(), [&](pugi::xml_node top) {
-        for (pugi::xml_node up = declaration.Element; up; up = up.parent()) {
+        for (pugi::xml_node up = element; up; up = up.parent()) {
           if (up == top) return true;
         }
         return false;
       });
-      if (!inside) tops.push_back(declaration.Element);
+      if (element && !inside) tops.push_back(element);
     }
     data.DeclarationsKnown = false;
   } else {

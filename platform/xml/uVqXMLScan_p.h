@@ -5,19 +5,31 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/xml/uVqXMLDOM.h"
 
 namespace velmore::detail {
 
+struct TVqScanKernel;
+
 /// What a quick look at UTF-8 markup found out.
 struct TVqScan {
-  /// Nothing rare: no forbidden characters, valid UTF-8, only good references, no "<!", "<?" or "]]". What may be wrong
-  /// with such a text is found by the parser, or in its tree by the caller.
-  bool Clean;
-  bool HasNonAscii;
+  /// Nothing rare and nothing that the parser lets pass though it is wrong: no forbidden characters, valid UTF-8, only
+  /// good references, no comments and the like, no "<" in an attribute, no attribute twice, nothing beyond the limits.
+  /// What may be wrong with such a text is found by the parser, but for what stands before and behind the root.
+  bool Clean = false;
+
+  struct TDeclaration {
+    std::size_t Element;  // the how-manieth element, from 1 in document order
+    std::string Prefix;   // empty for the default namespace
+    std::string URI;
+  };
+  std::vector<TDeclaration> Declarations;
+  bool AllDeclarations = true;  // false when some are missing above
 };
-TVqScan QuickScan(std::string_view text) noexcept;
+/// `text` begins with the root's tag. Without `kernel` the fastest one is used.
+TVqScan QuickScan(std::string_view text, const TVqXMLLimits& limits, const TVqScanKernel* kernel = nullptr);
 
 enum class TVqXMLRules {
   rReply,     ///< a document of the outside: forbidden characters become U+FFFD

@@ -450,7 +450,7 @@ class TVqXMLSchemaArray {
 
   /// Number of entries: all elements of the entries' name at any depth below the parent, on purpose. An entry that
   /// holds an element of the same name counts for two.
-  std::int32_t Count() const { return Entries().Count(); }
+  std::int32_t Count() const { return static_cast<std::int32_t>(Entries().size()); }
   /// Takes an entry out of the tree. Its record is discarded; records of later entries that were asked for keep the
   /// position under which they were. Raises EListError for a position that is not there.
   void Delete(std::int32_t AIndex);
@@ -471,7 +471,7 @@ class TVqXMLSchemaArray {
 
  private:
   friend class velmore::TVqXMLSchemaElement;
-  const TVqDOMElementList& Entries() const;
+  const std::vector<void*>& Entries() const;
   void Discard() noexcept;
 
   IVqDOMElement FParent;
@@ -480,10 +480,10 @@ class TVqXMLSchemaArray {
   bool FDiscarded = false;
   std::vector<std::unique_ptr<TVqXMLSchemaElement>> FRecords;  // by position
   std::vector<std::unique_ptr<TVqXMLSchemaElement>> FParked;
-  // The search, repeated only after the document has changed.
-  mutable TVqDOMElementList FList;
-  mutable std::uint32_t FListCount = 0;
-  mutable bool FListValid = false;
+  // The nodes that were found, as long as nothing changed that could give other ones.
+  mutable std::vector<void*> FEntries;
+  mutable std::uint32_t FEntriesAt = 0;
+  mutable bool FEntriesKnown = false;
 };
 
 template <typename TArray>

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "platform/xml/uVqXMLDOMAccess_p.h"
+#include "platform/xml/uVqXMLDOMData_p.h"
 #include "platform/xml/uVqXMLSchema_p.h"
 
 namespace velmore::detail {
@@ -21,20 +21,20 @@ TVqXMLNameIndex::TVqXMLNameIndex(const TVqXMLSchemaClass& schema) {
   }
 }
 
-std::size_t TVqXMLNameIndex::HashOf(std::string_view name) noexcept {
+std::size_t HashOfName(std::string_view name) noexcept {
   std::uint32_t hash = 2166136261u;
   for (const char c : name) hash = (hash ^ static_cast<std::uint8_t>(c)) * 16777619u;
   return hash;
 }
 
 void TVqXMLNameIndex::Put(TTable& table, std::string_view name, std::int32_t index) {
-  std::size_t at = HashOf(name) & (table.size() - 1);
+  std::size_t at = HashOfName(name) & (table.size() - 1);
   while (table[at].Index >= 0 && table[at].Name != name) at = (at + 1) & (table.size() - 1);
   table[at] = {name, index};
 }
 
 std::int32_t TVqXMLNameIndex::Look(const TTable& table, std::string_view name) noexcept {
-  std::size_t at = HashOf(name) & (table.size() - 1);
+  std::size_t at = HashOfName(name) & (table.size() - 1);
   while (table[at].Index >= 0 && table[at].Name != name) at = (at + 1) & (table.size() - 1);
   return table[at].Index;
 }
@@ -53,23 +53,59 @@ void TVqXMLSchemaArray::Discard() noexcept {
   }
 }
 
-const TVqDOMElementList& TVqXMLSchemaArray::Entries() const {
-  if (FDiscarded) TVqXMLSchemaElement::RaiseDiscarded();
-  const std::uint32_t count = FDocument.GetModificationCount();
-  if (!FListValid || count != FListCount) {
-    FList = FParent.CreateElementList(".//" + FName);
-    FListCount = count;
-    FListValid = true;
+namespace {
+
+std::uint32_t NameHash(std::string_view name) noexcept {
+  return static_cast<std::uint32_t>(HashOfName(name));
+}
+
+// All elements of a name below an element, in document order.
+void CollectBelow(TVqRawElement parent, std::string_view name, std::vector<void*>& found) {
+  for (TVqRawElement child = parent.FirstChild(); child; child = child.Next()) {
+    if (child.Name() == name) found.push_back(child.Node());
+    CollectBelow(child, name, found);
   }
-  return FList;
+}
+
+}  // namespace
+
+void NoteInsertion(const IVqDOMElement& element, std::string_view name) {
+  TVqDOMData& data = *TVqDOMFactory::Data(element);
+  if (!data.Insertions) data.Insertions = std::make_unique<TVqDOMData::TInsertion[]>(TVqDOMData::kInsertions);
+  data.Insertions[data.Structure % TVqDOMData::kInsertions] = {data.Structure, NameHash(name)};
+}
+
+bool OnlyOthersInserted(const IVqDOMElement& element, std::string_view name, std::uint32_t structure) {
+  const TVqDOMData& data = *TVqDOMFactory::Data(element);
+  if (!data.Insertions || data.Structure - structure > TVqDOMData::kInsertions) return false;
+  const std::uint32_t hash = NameHash(name);
+  for (std::uint32_t at = structure + 1; at != data.Structure + 1; ++at) {
+    const TVqDOMData::TInsertion& insertion = data.Insertions[at % TVqDOMData::kInsertions];
+    if (insertion.Structure != at || insertion.NameHash == hash) return false;
+  }
+  return true;
+}
+
+const std::vector<void*>& TVqXMLSchemaArray::Entries() const {
+  if (FDiscarded) TVqXMLSchemaElement::RaiseDiscarded();
+  if (!FParent) return FEntries;
+  const std::uint32_t structure = FDocument.GetStructureCount();
+  if (FEntriesKnown && structure != FEntriesAt) FEntriesKnown = OnlyOthersInserted(FParent, FName, FEntriesAt);
+  if (!FEntriesKnown) {
+    FEntries.clear();
+    CollectBelow(TVqRawElement(FParent), FName, FEntries);
+    FEntriesKnown = true;
+  }
+  FEntriesAt = structure;
+  return FEntries;
 }
 
 IVqDOMElement TVqXMLSchemaArray::ElementAt(std::int32_t AIndex) const {
-  const TVqDOMElementList& entries = Entries();
-  if (AIndex < 0 || AIndex >= entries.Count()) {
+  const auto& entries = Entries();
+  if (AIndex < 0 || static_cast<std::size_t>(AIndex) >= entries.size()) {
     throw EListError(Format("\"%s\" has no entry %d.", {string(FName), AIndex}));
   }
-  return entries.GetItem(AIndex);
+  return MakeElement(FParent, TVqRawElement(entries[static_cast<std::size_t>(AIndex)]));
 }
 
 std::string TVqXMLSchemaArray::TextAt(std::int32_t AIndex) const {
@@ -88,7 +124,10 @@ TVqXMLSchemaElement& TVqXMLSchemaArray::RecordAt(std::int32_t AIndex, TVqXMLSche
 
 std::int32_t TVqXMLSchemaArray::Append() {
   const std::int32_t index = Count();
-  FParent.AddElement(FName);
+  const IVqDOMElement made = FParent.AddElement(FName);
+  // The new one is last in document order: no need to search again.
+  FEntries.push_back(TVqRawElement(made).Node());
+  FEntriesAt = FDocument.GetStructureCount();
   return index;
 }
 

@@ -14,6 +14,8 @@ inline std::string_view LocalName(std::string_view name) noexcept {
   return name.substr(name.find(':') + 1);  // npos + 1 is 0: a name without prefix is its own local name
 }
 
+std::size_t HashOfName(std::string_view name) noexcept;
+
 /// Names of a class's members over the whole chain, hashed. Built once, then only read.
 class TVqXMLNameIndex {
  public:
@@ -34,7 +36,6 @@ class TVqXMLNameIndex {
   };
   using TTable = std::vector<TSlot>;  // open addressing, a power of two
 
-  static std::size_t HashOf(std::string_view name) noexcept;
   static void Put(TTable& table, std::string_view name, std::int32_t index);
   static std::int32_t Look(const TTable& table, std::string_view name) noexcept;
 
@@ -75,6 +76,11 @@ struct TVqXMLSchemaExtras {
   TVqGetSOAPElementEvent OnGetSOAPElement;
 };
 
+/// Remembers that an empty element of this name was inserted just now, for `OnlyOthersInserted`.
+void NoteInsertion(const IVqDOMElement& element, std::string_view name);
+/// True when all that changed in the document's structure since `structure` are new empty elements of other names.
+bool OnlyOthersInserted(const IVqDOMElement& element, std::string_view name, std::uint32_t structure);
+
 /// A new child element behind the last sibling that the sequence puts before it, else in front of the first one that
 /// it puts after it, else last. Siblings that `rankOf` does not know (-1) stay where they are.
 template <typename TRankOf>
@@ -89,8 +95,9 @@ IVqDOMElement InsertAtRank(const IVqDOMElement& parent, std::string_view name, s
       after = child;
     }
   }
-  if (before) return InsertChildAfter(parent, name, before);
-  return InsertChildBefore(parent, name, after);
+  const IVqDOMElement made = before ? InsertChildAfter(parent, name, before) : InsertChildBefore(parent, name, after);
+  NoteInsertion(made, name);
+  return made;
 }
 
 }  // namespace velmore::detail

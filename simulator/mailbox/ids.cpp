@@ -181,7 +181,7 @@ std::optional<ParsedId> ParseId(std::string_view text, std::string_view format) 
     id.entry = *decoded;
   } else if (format == "StoreId") {
     const auto decoded = Decoded(text);
-    if (!decoded || decoded->size() < 2 || static_cast<unsigned char>((*decoded)[0]) + 2u >= decoded->size())
+    if (!decoded || decoded->size() < 2 || static_cast<unsigned char>((*decoded)[0]) + 2u > decoded->size())
       return std::nullopt;
     id.entry = decoded->substr(1, static_cast<unsigned char>((*decoded)[0]));
   }

@@ -213,7 +213,15 @@ TEST(Clock, PointsConvertBothWays) {
   EXPECT_EQ(double(VqFromSysTime(point)), double(value));
   EXPECT_EQ(VqToTimePoint(value), system_clock::time_point(point));
   EXPECT_EQ(double(VqFromTimePoint(system_clock::time_point(point))), double(value));
-  EXPECT_EQ(double(VqFromTimePoint(system_clock::time_point(point) + microseconds(400))), double(value));
+  const auto rounded = [&](microseconds more) {
+    return VqToSysTime(VqFromTimePoint(system_clock::time_point(point) + more)) - point;
+  };
+  EXPECT_EQ(rounded(microseconds(499)), milliseconds(0));
+  EXPECT_EQ(rounded(microseconds(500)), milliseconds(1));
+  EXPECT_EQ(rounded(microseconds(-499)), milliseconds(0));
+  EXPECT_EQ(rounded(microseconds(-501)), milliseconds(-1));
+  const system_clock::time_point early = sys_days(year(1800) / 1 / 1) - microseconds(600);
+  EXPECT_EQ(VqDecodeDateTime(VqFromTimePoint(early)).Millisecond, 999) << "before 1970, too";
   EXPECT_EQ(VqToSysTime(VqEncodeDateTime(kFirst)), TVqSysTime(sys_days(year(1) / 1 / 1)));
 }
 

@@ -133,6 +133,15 @@ TEST(PropertyCount, KeepsExplicitStatusesByPath) {
   }
 }
 
+TEST(PropertyCount, AnAnswerThatCannotBeListedLeavesTheListAsItWas) {
+  TMessage message("<t:Message><t:Subject>a</t:Subject></t:Message>");
+  TVqEWSProperty& subject = message.Properties.PropertyByName(PR_SUBJECT);
+  subject.SetDeleted(true);
+  message.Element().AddElement("t:ExtendedProperty");
+  EXPECT_THROW(message.Properties.Count(), EVqException);
+  EXPECT_TRUE(subject.GetDeleted());
+}
+
 TEST(PropertyCount, FollowsTheTree) {
   TMessage message("<t:Message><t:Subject>a</t:Subject></t:Message>");
   EXPECT_EQ(message.Properties.Count(), 1);

@@ -527,6 +527,15 @@ TEST(PropertyList, CreatesByNameOfTheMemberOrOfTheRow) {
             "Failed to locate the Property Definition for \"Some\"!");
 }
 
+TEST(PropertyList, ARecordWithARowsKeyIsTheRow) {
+  TMessage message("<t:Message/>");
+  const TVqEWSPropDef key{.PropDefName = "PR_SUBJECT"};
+  TVqEWSProperty& subject = message.Properties.CreateItem(key);
+  EXPECT_EQ(subject.GetPath(), "Subject");
+  EXPECT_EQ(message.Properties.FindProperty(PR_SUBJECT), &subject);
+  EXPECT_EQ(&message.Properties.PropertyByName(key), &subject);
+}
+
 TEST(PropertyList, GettingWhatIsMissingMakesItWithAnEmptyValue) {
   TMessage message("<t:Message/>");
   TVqEWSProperties& list = message.Properties;

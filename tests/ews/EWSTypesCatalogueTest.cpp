@@ -18,7 +18,9 @@ std::vector<const TVqXMLSchemaClass*> AllClasses() {
   return classes;
 }
 
-IVqDOMElement NewElement(std::string_view name) { return TVqDOMDocument().CreateRootNode(name); }
+IVqDOMElement NewElement(std::string_view name) {
+  return TVqDOMDocument().CreateRootNode(name);
+}
 
 TEST(EWSTypesCatalogue, HasAllClassesUnderNamesOfTheirOwn) {
   EXPECT_EQ(EwsRecordClassCount(), 298);
@@ -59,13 +61,23 @@ TEST(EWSTypesCatalogue, DerivesClassesAsTheSchemaDoes) {
   for (const auto* schema : AllClasses()) ++children[schema->GetBase()->GetName()];
   EXPECT_EQ(children["TVqXMLSchemaElement"], 190);
   EXPECT_EQ(children["TVqXMLSchemaSimpleContentElement"], 8);
-  const std::map<std::string_view, int> roots = {
-      {"TEwsItem", 12}, {"TEwsResponseObject", 7}, {"TEwsEntity", 7}, {"TEwsIntervalRecurrencePatternBase", 5},
-      {"TEwsInsightValue", 5}, {"TEwsSmartResponse", 4}, {"TEwsRegeneratingPatternBase", 4},
-      {"TEwsBasePathToElement", 4}, {"TEwsBaseItemId", 4}, {"TEwsRecurrenceRangeBase", 3},
-      {"TEwsRecurrencePatternBase", 3}, {"TEwsMeetingRegistrationResponseObject", 3}, {"TEwsMeetingMessage", 3},
-      {"TEwsItemChangeDescription", 3}, {"TEwsFolderChangeDescription", 3}, {"TEwsBaseFolder", 3},
-      {"TEwsAttachment", 3}};
+  const std::map<std::string_view, int> roots = {{"TEwsItem", 12},
+                                                 {"TEwsResponseObject", 7},
+                                                 {"TEwsEntity", 7},
+                                                 {"TEwsIntervalRecurrencePatternBase", 5},
+                                                 {"TEwsInsightValue", 5},
+                                                 {"TEwsSmartResponse", 4},
+                                                 {"TEwsRegeneratingPatternBase", 4},
+                                                 {"TEwsBasePathToElement", 4},
+                                                 {"TEwsBaseItemId", 4},
+                                                 {"TEwsRecurrenceRangeBase", 3},
+                                                 {"TEwsRecurrencePatternBase", 3},
+                                                 {"TEwsMeetingRegistrationResponseObject", 3},
+                                                 {"TEwsMeetingMessage", 3},
+                                                 {"TEwsItemChangeDescription", 3},
+                                                 {"TEwsFolderChangeDescription", 3},
+                                                 {"TEwsBaseFolder", 3},
+                                                 {"TEwsAttachment", 3}};
   EXPECT_EQ(roots.size(), 17u);
   for (const auto& [name, count] : roots) EXPECT_EQ(children[name], count) << name;
 }
@@ -188,12 +200,36 @@ TEST(EWSTypesCatalogue, NamesThatBreakTheRuleStay) {
 }
 
 TEST(EWSTypesCatalogue, ItemMembersStandInSchemaOrder) {
-  const std::string_view first[] = {
-      "t:MimeContent", "t:ItemId", "t:ParentFolderId", "t:ItemClass", "t:Subject", "t:Sensitivity", "t:Body",
-      "t:Attachments", "t:DateTimeReceived", "t:Size", "t:Categories", "t:Importance", "t:InReplyTo", "t:IsSubmitted",
-      "t:IsDraft", "t:IsFromMe", "t:IsResend", "t:IsUnmodified", "t:InternetMessageHeaders", "t:DateTimeSent",
-      "t:DateTimeCreated", "t:ResponseObjects", "t:ReminderDueBy", "t:ReminderIsSet", "t:ReminderNextTime",
-      "t:ReminderMinutesBeforeStart", "t:DisplayCc", "t:DisplayTo", "t:HasAttachments", "t:ExtendedProperty"};
+  const std::string_view first[] = {"t:MimeContent",
+                                    "t:ItemId",
+                                    "t:ParentFolderId",
+                                    "t:ItemClass",
+                                    "t:Subject",
+                                    "t:Sensitivity",
+                                    "t:Body",
+                                    "t:Attachments",
+                                    "t:DateTimeReceived",
+                                    "t:Size",
+                                    "t:Categories",
+                                    "t:Importance",
+                                    "t:InReplyTo",
+                                    "t:IsSubmitted",
+                                    "t:IsDraft",
+                                    "t:IsFromMe",
+                                    "t:IsResend",
+                                    "t:IsUnmodified",
+                                    "t:InternetMessageHeaders",
+                                    "t:DateTimeSent",
+                                    "t:DateTimeCreated",
+                                    "t:ResponseObjects",
+                                    "t:ReminderDueBy",
+                                    "t:ReminderIsSet",
+                                    "t:ReminderNextTime",
+                                    "t:ReminderMinutesBeforeStart",
+                                    "t:DisplayCc",
+                                    "t:DisplayTo",
+                                    "t:HasAttachments",
+                                    "t:ExtendedProperty"};
   std::int32_t index = 0;
   for (const auto name : first) EXPECT_EQ(TEwsItem::SchemaClass().GetMember(index++).Name, name);
 }
@@ -257,25 +293,25 @@ void CheckEnumeration(std::string_view name, const std::vector<std::pair<T, std:
 
 TEST(EWSTypesCatalogue, EveryEnumerationValueSurvivesItsText) {
   int count = 0;
-#define VQ_ENUM(type)                        \
-  {                                          \
-    using TEnum = type;                      \
-    const std::string_view name = #type;     \
+#define VQ_ENUM(type)                    \
+  {                                      \
+    using TEnum = type;                  \
+    const std::string_view name = #type; \
     std::vector<std::pair<TEnum, std::string_view>> values;
 #define VQ_TEXT(prefix, text) values.emplace_back(prefix##text, #text);
-#define VQ_ENUM_END(type)                 \
-  CheckEnumeration(name, values, count);  \
+#define VQ_ENUM_END(type)                \
+  CheckEnumeration(name, values, count); \
   }
 #include "ews/tables/uVqEWSEnumerations.inc"
   EXPECT_EQ(count, 73);
-#define VQ_ENUM(type)                        \
-  {                                          \
-    using TEnum = type;                      \
-    const std::string_view name = #type;     \
+#define VQ_ENUM(type)                    \
+  {                                      \
+    using TEnum = type;                  \
+    const std::string_view name = #type; \
     std::vector<std::pair<TEnum, std::string_view>> values;
 #define VQ_TEXT(prefix, text) values.emplace_back(prefix##text, #text);
-#define VQ_ENUM_END(type)                 \
-  CheckEnumeration(name, values, count);  \
+#define VQ_ENUM_END(type)                \
+  CheckEnumeration(name, values, count); \
   }
 #include "ews/tables/uVqEWSFieldURIs.inc"
   EXPECT_EQ(count, 74);
@@ -291,9 +327,9 @@ TEST(EWSTypesCatalogue, EnumerationTextsAreTheNamesLessTheirPrefix) {
 }
 
 TEST(EWSTypesCatalogue, ServerVersionsStandInTheOrderOfComparison) {
-  const TServerVersion order[] = {Exchange2007, Exchange2007_SP1, Exchange2009, Exchange2010, Exchange2010_SP1,
-                                  Exchange2010_SP2, Exchange2012, Exchange2013, Exchange2013_SP1, Exchange2015,
-                                  Exchange2016, V2015_10_05, V2016_01_06};
+  const TServerVersion order[] = {Exchange2007,     Exchange2007_SP1, Exchange2009, Exchange2010,     Exchange2010_SP1,
+                                  Exchange2010_SP2, Exchange2012,     Exchange2013, Exchange2013_SP1, Exchange2015,
+                                  Exchange2016,     V2015_10_05,      V2016_01_06};
   for (std::size_t i = 0; i < std::size(order); ++i) EXPECT_EQ(order[i], static_cast<TServerVersion>(i));
   EXPECT_EQ(VqEnumInfoOf(TServerVersion{}).Count, 13);
 }

@@ -7,13 +7,12 @@ namespace {
 
 class SimulatorSchema : public ::testing::Test {
  protected:
-  SimulatorSchema() { server.Start(); }
   static Options Strict() {
     Options options = TestOptions();
     options.accept_departures = false;
     return options;
   }
-  Simulator server{TestOptions()};
+  Started server;
   Client client{server};
 };
 

@@ -9,7 +9,6 @@ namespace {
 
 class SimulatorSend : public ::testing::Test {
  protected:
-  SimulatorSend() { server.Start(); }
   Element First(Client& who, const std::string& folder) {
     const std::string id = who.Call(FindItemXml(folder)).Find("ItemId").AttributeText("Id");
     const Reply reply = who.Call(GetItemXml(id));
@@ -28,7 +27,7 @@ class SimulatorSend : public ::testing::Test {
            (folder.empty() ? "" : "<m:SavedItemFolderId>" + Distinguished(folder) + "</m:SavedItemFolderId>") +
            "</m:SendItem>";
   }
-  Simulator server{TestOptions()};
+  Started server;
   Client client{server};
   Client bob{server, "bob", "builder"};
 };

@@ -60,6 +60,12 @@ class Client {
 /// Options with alice, bob and carol (carol may impersonate), without a seed.
 Options TestOptions();
 
+/// A server that runs from the start, for members of fixtures.
+class Started : public Simulator {
+ public:
+  explicit Started(Options options = TestOptions()) : Simulator(std::move(options)) { Start(); }
+};
+
 /// The operations used most.
 std::string GetFolderXml(const std::string& folder_ids, const std::string& shape = "AllProperties");
 std::string FindItemXml(const std::string& folder, const std::string& additional = {}, int count = 50, int offset = 0,

@@ -14,7 +14,9 @@ class TEntry : public TVqXMLSchemaElement {
 
 using TEntries = TVqXMLSchemaElementArray<TEntry>;
 
-IVqDOMElement Parse(const char* markup) { return VqCreateDOM(markup).GetDocumentElement(); }
+IVqDOMElement Parse(const char* markup) {
+  return VqCreateDOM(markup).GetDocumentElement();
+}
 
 TEST(XMLSchemaArray, EntriesAreCountedAndGivenByPosition) {
   TEntries entries(Parse("<t:L><t:E>a</t:E><t:Other/><t:E>b</t:E></t:L>"), "t:E");
@@ -55,6 +57,37 @@ TEST(XMLSchemaArray, EntriesAddedElsewhereAreSeen) {
   list.AddElement("t:X").AddElement("t:E");
   EXPECT_EQ(entries.Count(), 2);
   list.RemoveAllChildren();
+  EXPECT_EQ(entries.Count(), 0);
+}
+
+TEST(XMLSchemaArray, ResultFollowsEveryKindOfChange) {
+  const IVqDOMElement list = Parse("<t:L><t:E><t:A/></t:E></t:L>");
+  TEntries entries(list, "t:E");
+  EXPECT_EQ(entries.Count(), 1);
+  // Nodes that records make: of another name, and of the entries' own.
+  TVqXMLSchemaClass schema("TList", &TVqXMLSchemaElement::SchemaClass(), nullptr, 0, 0, nullptr);
+  for (int i = 0; i < 200; ++i) schema.InsertInto(list, "t:Other");
+  EXPECT_EQ(entries.Count(), 1);
+  schema.InsertInto(list, "t:E");
+  EXPECT_EQ(entries.Count(), 2);
+  schema.InsertInto(list, "t:Other");
+  schema.InsertInto(list, "t:E");
+  schema.InsertInto(list, "t:Other");
+  EXPECT_EQ(entries.Count(), 3);
+  // And what happens to the tree otherwise.
+  list.SetInnerXML("<t:E/><t:E/><t:X/>");
+  EXPECT_EQ(entries.Count(), 2);
+  list.GetFirstChildElement().SetText("text");
+  EXPECT_EQ(entries.Count(), 2);
+  list.SelectSingleElement("t:X").SetQualifiedName("t:E");
+  EXPECT_EQ(entries.Count(), 3);
+  list.RemoveChild(list.GetFirstChildElement());
+  EXPECT_EQ(entries.Count(), 2);
+  list.AddChild(Parse("<t:E><t:E/></t:E>"));
+  EXPECT_EQ(entries.Count(), 4);
+  list.SelectSingleElement("t:X/t:E", 2);
+  EXPECT_EQ(entries.Count(), 5);
+  list.SetText("text alone");
   EXPECT_EQ(entries.Count(), 0);
 }
 

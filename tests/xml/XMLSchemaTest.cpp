@@ -70,9 +70,9 @@ class TSample : public TVqXMLSchemaElement {
     TVqXMLSchemaElement::AfterConstruction();
     constexpr auto kElement = TVqDOMNodeType::ntElement;
     std::int32_t index = 0;
-    for (const char* name : {"t:Text", "t:Number", "t:Long", "t:Double", "t:Flag", "t:Date", "t:Time", "t:DateTime",
-                             "t:Duration", "t:Language", "t:Uri", "t:Guid", "t:Bytes", "t:Colour", "t:Colours",
-                             "t:Point", "t:Inner", "t:Other"}) {
+    for (const char* name :
+         {"t:Text", "t:Number", "t:Long", "t:Double", "t:Flag", "t:Date", "t:Time", "t:DateTime", "t:Duration",
+          "t:Language", "t:Uri", "t:Guid", "t:Bytes", "t:Colour", "t:Colours", "t:Point", "t:Inner", "t:Other"}) {
       AddSchemaInfo(index++, kElement, name, 0, 1, false, -1);
     }
     AddSchemaInfo(mItems, kElement, "t:Item", 1, -1, false, -1);
@@ -535,8 +535,7 @@ TEST_F(XMLSchemaDemand, ClassGetterAsksBeforeItMakesTheElement) {
 TEST_F(XMLSchemaDemand, AttributesAreAskedForWithTheirKind) {
   TSample& record = Over("<t:S/>");
   TVqDOMNodeType kind{};
-  record.SetOnGetSOAPElement(
-      [&](TVqXMLSchemaElement*, const TVqXMLSchemaInfo& AInfo) { kind = AInfo.GetNodeType(); });
+  record.SetOnGetSOAPElement([&](TVqXMLSchemaElement*, const TVqXMLSchemaInfo& AInfo) { kind = AInfo.GetNodeType(); });
   record.GetStringValue(mAttribute);
   EXPECT_EQ(kind, TVqDOMNodeType::ntAttribute);
 }

@@ -555,6 +555,8 @@ void CurlEngine::RaiseFailure(CURLcode code) {
         ApiName, Format("The certificate of \"%s\" is made out to another name.", {string(host)}),
         VqErrCertCommonNameInvalid);
   }
+  // A server that insists on a certificate says so in an alert at best; some just hang up after the handshake.
+  if (FTrust.AskedForCertificate() && !FAnswered && code != CURLE_OPERATION_TIMEDOUT) code = CURLE_SSL_CLIENTCERT;
   if (code == CURLE_UNSUPPORTED_PROTOCOL && FSent) code = CURLE_WEIRD_SERVER_REPLY;  // an answer without a status line
   const TVqCurlErrorRow* const row = VqFindCurlError(code);
   if (!row) throw EVqHTTPApiException(ApiName, curl_easy_strerror(code), VqErrInternal);

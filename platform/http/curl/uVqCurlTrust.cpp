@@ -19,11 +19,19 @@ int TrustIndex() {
   return index;
 }
 
+TVqCurlTrust* TrustOf(const SSL* ssl) {
+  return ssl ? static_cast<TVqCurlTrust*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(ssl), TrustIndex())) : nullptr;
+}
+
+extern "C" int VqClientCertificateCallback(SSL* ssl, X509**, EVP_PKEY**) {
+  if (TVqCurlTrust* const trust = TrustOf(ssl)) trust->NoteCertificateRequest();
+  return 0;  // none: many servers ask and do not insist
+}
+
 extern "C" int VqVerifyCallback(int ok, X509_STORE_CTX* context) {
   if (ok) return 1;
-  const auto* ssl =
-      static_cast<const SSL*>(X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
-  auto* trust = ssl ? static_cast<TVqCurlTrust*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(ssl), TrustIndex())) : nullptr;
+  TVqCurlTrust* const trust =
+      TrustOf(static_cast<const SSL*>(X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx())));
   if (!trust || !trust->Judge(X509_STORE_CTX_get_error(context), X509_STORE_CTX_get_error_depth(context))) return 0;
   // libcurl asks for the result once more after the handshake.
   X509_STORE_CTX_set_error(context, X509_V_OK);
@@ -142,6 +150,7 @@ bool TVqCurlTrust::Apply(void* sslContext) {
   if (TrustIndex() < 0 || SSL_CTX_set_ex_data(context, TrustIndex(), this) != 1) return false;
   SSL_CTX_set1_cert_store(context, static_cast<X509_STORE*>(FStore.get()));
   SSL_CTX_set_verify(context, SSL_VERIFY_PEER, VqVerifyCallback);
+  SSL_CTX_set_client_cert_cb(context, VqClientCertificateCallback);
   return true;
 }
 

@@ -21,7 +21,13 @@ class TVqCurlTrust {
   /// Sets up a connection; `sslContext` is an SSL_CTX. False when that fails.
   bool Apply(void* sslContext);
 
-  void ForgetFailure() noexcept { FFailure = 0; }
+  void ForgetFailure() noexcept {
+    FFailure = 0;
+    FAskedForCertificate = false;
+  }
+  /// The server asked for a certificate of the client, and there was none to give.
+  bool AskedForCertificate() const noexcept { return FAskedForCertificate; }
+  void NoteCertificateRequest() noexcept { FAskedForCertificate = true; }
   /// The API error number of the check that failed, 0 when none did.
   std::uint32_t Failure() const noexcept { return FFailure; }
   const std::string& FailureText() const noexcept { return FFailureText; }
@@ -35,6 +41,7 @@ class TVqCurlTrust {
   std::shared_ptr<void> FStore;  // an X509_STORE
   std::uint32_t FFailure = 0;
   std::string FFailureText;
+  bool FAskedForCertificate = false;
 };
 
 /// What an error of OpenSSL's verification (X509_V_ERR_...) is to us.
