@@ -1,5 +1,6 @@
 #include "ews/uVqEWS.h"
 
+#include "ews/uVqEWSClients_p.h"
 #include "ews/uVqEWSImpersonation.h"
 #include "ews/uVqEWSTimeZones.h"
 #include "ews/uVqEWSWireForm.h"
@@ -17,16 +18,6 @@ namespace {
 TVqHTTPSecurityFlags WithoutUsage(TVqHTTPSecurityFlags flags) {
   return flags - TVqHTTPSecurityFlag::IgnoreWrongUsage;
 }
-
-/// The converted ids, over the element that has the response messages.
-class TVqEwsNonEmptyArrayOfAlternateIds : public TVqObject, public virtual IVqEwsNonEmptyArrayOfAlternateIds {
- public:
-  explicit TVqEwsNonEmptyArrayOfAlternateIds(const IVqDOMElement& AElement) : FIds(AElement) {}
-  TEwsNonEmptyArrayOfAlternateIds& GetAlternateIds() override { return FIds; }
-
- private:
-  TEwsNonEmptyArrayOfAlternateIds FIds;
-};
 
 }  // namespace
 
@@ -110,17 +101,17 @@ string TVqEWSCustomSession::GetServerDescription() const {
 
 void TVqEWSCustomSession::SetCredentials(const TVqCredentials& AValue) {
   FCredentials.Assign(AValue);
-  if (auto* client = dynamic_cast<TVqHTTPClientBase*>(FHTTPClient)) client->GetCredentials().Assign(FCredentials);
+  if (TVqHTTPClientBase* client = GetHTTPClient()) client->GetCredentials().Assign(FCredentials);
 }
 
 void TVqEWSCustomSession::SetOAuth(const TVqOAuth& AValue) {
   FOAuth.Assign(AValue);
-  if (auto* client = dynamic_cast<TVqHTTPClientBase*>(FHTTPClient)) client->GetOAuth().Assign(FOAuth);
+  if (TVqHTTPClientBase* client = GetHTTPClient()) client->GetOAuth().Assign(FOAuth);
 }
 
 void TVqEWSCustomSession::SetProxyCredentials(const TVqCredentials& AValue) {
   FProxyCredentials.Assign(AValue);
-  if (auto* client = dynamic_cast<TVqHTTPClientBase*>(FHTTPClient))
+  if (TVqHTTPClientBase* client = GetHTTPClient())
     client->GetProxyCredentials().Assign(FProxyCredentials);
 }
 
@@ -248,7 +239,7 @@ void TVqEWSCustomSession::AssignTo(TVqComponent* ADest) {
 
 string TVqEWSCustomSession::GetDefaultMsgStore() {
   if (!FAutodiscoverEMail.empty()) return FAutodiscoverEMail;
-  const string& user = FCredentials.GetUserName();
+  const string& user = GetCredentials().GetUserName();
   return user.empty() ? VqGetUserName() : user;
 }
 
@@ -292,23 +283,12 @@ void TVqEWSCustomSession::CheckClients() {
   session.SetCRLFile(FCRLFile);
   session.SetActive(true);
   if (!FHTTPClient) FHTTPClient = new TClient(this);
-  dynamic_cast<TClient&>(*FHTTPClient).SetSession(&session);
-}
-
-void TVqEWSCustomSession::CheckHTTPClient() {
-  if (FNTService) {
-    CheckClients<TVqWinHTTPSession, TVqWinHTTPClient>();
-  } else {
-    CheckClients<TVqWinINetSession, TVqWinINetClient>();
-  }
-  auto& client = dynamic_cast<TVqHTTPClientBase&>(*FHTTPClient);
+  auto& client = dynamic_cast<TClient&>(*FHTTPClient);
   WireWinINet(client);
+  client.SetSession(&session);
   client.SetHTTPVersion(TVqHTTPVersion::http11);
   client.SetSecurityFlags(FNTService ? FSecurityFlags : WithoutUsage(FSecurityFlags));
-  // This order differs from CreateHTTPClient's, and stays so.
-  client.GetCredentials().Assign(GetCredentials());
-  client.GetProxyCredentials().Assign(FProxyCredentials);
-  client.GetOAuth().Assign(FOAuth);
+  EwsIdentifyOwnClient(client, GetCredentials(), FProxyCredentials, FOAuth);
   client.GetRequestHeaders().SetAccept("text/xml");
   client.SetOnRequest(
       [this](TVqComponent& sender, const TVqRef<IVqHTTPRequest>& request) { BeforeSendHTTPRequest(sender, request); });
@@ -319,31 +299,49 @@ void TVqEWSCustomSession::CheckHTTPClient() {
                                                         : TVqHTTPAuthentication::oAuth);
 }
 
+void TVqEWSCustomSession::CheckHTTPClient() {
+  if (FNTService) {
+    CheckClients<TVqWinHTTPSession, TVqWinHTTPClient>();
+  } else {
+    CheckClients<TVqWinINetSession, TVqWinINetClient>();
+  }
+}
+
 void TVqEWSCustomSession::WireWinINet(TVqHTTPClientBase& AClient) {
   auto* winINet = dynamic_cast<TVqWinINetClient*>(&AClient);
   if (!winINet) return;
-  winINet->SetOnWinINetError([this](TVqComponent& sender, std::uint32_t error, TVqWindowHandle& parentWnd,
-                                    bool& handled) { OnWinINetClientError(sender, error, parentWnd, handled); });
+  // A separate client may outlive the session.
+  winINet->SetOnWinINetError([this, life = std::weak_ptr<const bool>(FLife)](TVqComponent& sender, std::uint32_t error,
+                                                                             TVqWindowHandle& parentWnd, bool& handled) {
+    if (!life.expired()) OnWinINetClientError(sender, error, parentWnd, handled);
+  });
   winINet->SetParentWnd(FParentWnd);
 }
 
+TVqHTTPClientBase* TVqEWSCustomSession::GetHTTPClient() const {
+  return dynamic_cast<TVqHTTPClientBase*>(FHTTPClient);
+}
+
 TVqRef<IVqHTTPClient> TVqEWSCustomSession::CreateHTTPClient(bool AUseSession) {
-  const auto* existing = dynamic_cast<TVqHTTPClientBase*>(FHTTPClient);
+  const TVqHTTPClientBase* existing = GetHTTPClient();
   if (!existing) throw EVqException("You must logon first!");
   const TVqRef<IVqHTTPClient> result = TVqHTTPClient(FNTService);
   TVqHTTPClientBase& client = *result->GetComponent();
-  if (AUseSession && FNTService) {
+  if (!AUseSession) {
+    // Of a session of its own it needs what decides whether the server is trusted.
+    const TVqRef<IVqHTTPSession> own = client.GetSession();
+    own->SetCAFile(FCAFile);
+    own->SetCRLFile(FCRLFile);
+  } else if (FNTService) {
     dynamic_cast<TVqWinHTTPClient&>(client).SetSession(dynamic_cast<TVqWinHTTPSession*>(FHTTPSession));
-  } else if (AUseSession) {
+  } else {
     dynamic_cast<TVqWinINetClient&>(client).SetSession(dynamic_cast<TVqWinINetSession*>(FHTTPSession));
   }
   WireWinINet(client);
   client.SetHTTPVersion(TVqHTTPVersion::http11);
   client.SetSecurityFlags(FNTService ? FSecurityFlags : WithoutUsage(FSecurityFlags));
   client.SetAuthentication(existing->GetAuthentication());
-  client.GetOAuth().Assign(FOAuth);
-  client.GetCredentials().Assign(GetCredentials());
-  client.GetProxyCredentials().Assign(FProxyCredentials);
+  EwsIdentifySeparateClient(client, GetCredentials(), FProxyCredentials, FOAuth);
   client.GetRequestHeaders().SetAccept("text/xml");
   // The token in force goes along, so that a separate client asks for none; time-outs and events do not.
   if (!GetAccessToken().GetExpired()) client.GetOAuth().SetAccessToken(GetAccessToken());
@@ -408,7 +406,10 @@ void TVqEWSCustomSession::CheckResponseError(const IVqDOMElement& AElement) {
   if (AElement.GetAttribute("ResponseClass") == "Success") return;  // "Warning" is a failure like "Error"
   const string code = AElement.SelectSingleElement("ResponseCode", kSelectRequired).GetText();
   const string text = AElement.SelectSingleElement("MessageText", kSelectRequired).GetText();
-  throw EEWSException(code, text, 0);
+  if (code != "ErrorServerBusy") throw EEWSException(code, text, 0);
+  const IVqDOMElement hint =
+      AElement.SelectSingleElement("MessageXml/Value[@Name=\"BackOffMilliseconds\"]", kSelectQuiet);
+  throw EEWSServerBusy(code, text, hint ? std::max(VqXMLToIntDef(hint.GetText(), 0), 0) : 0);
 }
 
 void TVqEWSCustomSession::BeforeSendHTTPRequest(TVqComponent&, const TVqRef<IVqHTTPRequest>&) {}
@@ -423,36 +424,6 @@ void TVqEWSCustomSession::OnWinINetClientError(TVqComponent&, std::uint32_t AErr
   const bool logonFailure =
       AError == VqErrIncorrectUserName || AError == VqErrIncorrectPassword || AError == VqErrLoginFailure;
   if (logonFailure && !FPasswordDialog) AParentWnd = 0;  // the client then shows no dialog
-}
-
-// ---- Ids
-
-TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> TVqEWSCustomSession::ConvertId(TIdFormat AFormat, const string& AId,
-                                                                         const string& AMailbox,
-                                                                         TIdFormat ADestinationFormat) {
-  return ConvertId({{AFormat, AId, AMailbox}}, ADestinationFormat);
-}
-
-TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> TVqEWSCustomSession::ConvertId(const TVqEwsAlternateIds& ASourceIds,
-                                                                         TIdFormat ADestinationFormat) {
-  CheckActive();
-  // Past CreateRequest: of the headers only the version goes along.
-  const TVqRef<IVqSOAPRequest> request = FSOAPClient->CreateRequest("m:ConvertId", string());
-  request->AddSOAPHeader("t:RequestServerVersion").SetAttribute("Version", VqEnumToText(FRequestVersion));
-  const IVqDOMElement method = request->GetMethod();
-  method.SetAttribute("DestinationFormat", VqEnumToText(ADestinationFormat));
-  const IVqDOMElement sources = method.AddElement("m:SourceIds");
-  for (const TVqEwsAlternateId& source : ASourceIds) {
-    const IVqDOMElement id = sources.AddElement("t:AlternateId");
-    id.SetAttribute("Format", VqEnumToText(source.Format));
-    id.SetAttribute("Id", source.Id);
-    id.SetAttribute("Mailbox", source.Mailbox);
-  }
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement messages = response->GetResponse().SelectSingleElement("ResponseMessages", kSelectRequired);
-  for (const IVqDOMElement& message : messages.GetChildElements()) CheckResponseError(message);
-  return MakeRef<TVqEwsNonEmptyArrayOfAlternateIds>(messages);
 }
 
 // ---- TVqEWSServiceSession

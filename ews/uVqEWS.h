@@ -13,6 +13,7 @@
 
 #include "ews/uVqEWSBase.h"
 #include "ews/uVqEWSFolderInterfaces.h"
+#include "ews/uVqEWSIds.h"
 #include "ews/uVqEWSProfiles.h"
 #include "ews/uVqEWSResolution.h"
 
@@ -43,23 +44,10 @@ class TVqEWSMsgStores {
   TVqEWSCustomSession& FOwner;
 };
 
-/// One of the mailbox, store and id forms that ConvertId takes.
-struct TVqEwsAlternateId {
-  TIdFormat Format = ifEwsLegacyId;
-  string Id;
-  /// SMTP address of the mailbox.
-  string Mailbox;
-};
-using TVqEwsAlternateIds = std::vector<TVqEwsAlternateId>;
-
-/// The answer of ConvertId.
-class IVqEwsNonEmptyArrayOfAlternateIds : public virtual IVqObject {
+/// A reply, under the name that applications use. The library itself makes none: its replies are of the base class.
+class TVqEWSResponse : public TVqSOAPResponse {
  public:
-  /// The converted ids, in the order in which they were asked for. Owned by this object.
-  virtual TEwsNonEmptyArrayOfAlternateIds& GetAlternateIds() = 0;
-
- protected:
-  ~IVqEwsNonEmptyArrayOfAlternateIds() = default;
+  using TVqSOAPResponse::TVqSOAPResponse;
 };
 
 /// Where a search for a name looks; the wire text is the name without "sc".
@@ -69,7 +57,7 @@ const TVqEnumInfo& VqEnumInfoOf(TSearchScope) noexcept;
 /// The session.
 ///
 /// Owns its settings, its HTTP session, HTTP client and SOAP client (made at logon, freed at logoff). No copies: see AssignTo. One thread at a time;
-/// another thread makes its own pair through CreateHTTPClient and CreateSOAPClient. Raises plain exceptions for misuse, EEWSException for refusals,
+/// another thread makes its own pair through CreateHTTPClient and CreateSOAPClient, passes it to CreateRequest and changes no setting. Raises plain exceptions for misuse, EEWSException for refusals,
 /// and lets the transport's own pass through outside of logon.
 class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver {
  public:
@@ -241,9 +229,23 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// Fires OnShowProfileDialog with the dialog as its sender.
   void DoOnShowProfileDialog(TVqComponent& ADialog);
 
-  /// These two are not part of this version and raise EVqNotSupported.
+  // How the service URL is found, for a subclass that knows better.
+
+  /// The settings document of an address, an empty one meaning `AutodiscoverEMail`. Not part of this version: raises EVqNotSupported.
   virtual IVqDOMDocument Autodiscover(const string& AEMail);
+  /// The URL of a protocol ("Ews") for an address, asked for when OAuth is in use; what it raises is swallowed. Not part of this version: raises
+  /// EVqNotSupported.
   virtual string AutodiscoverV2(const string& AEMail, const string& AProtocol);
+  /// The target host of a DNS SRV record ("_autodiscover._tcp.example.com"); empty when there is none. Asked for when there is a password. Not part
+  /// of this version: gives none.
+  virtual string FindHostBySRV(const string& AName);
+  /// Whether a GET of this address on the session's client gives status 200. Asked for the usual host names of a domain, after Autodiscover found no
+  /// server by its own. Talks to the server.
+  virtual bool AnswersAt(const string& AURL);
+
+  /// The session's own client, none while it was not needed yet or after logoff: a subclass with a desktop gives it the dialog that asks for
+  /// credentials.
+  TVqHTTPClientBase* GetHTTPClient() const;
 
   void Notification(TVqComponent* AComponent, TVqOperation AOperation) override;
 
@@ -252,12 +254,11 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
  private:
   void LogOn();
+  void Fire(const TVqNotifyEvent& AEvent);
   void LogOff();
   void FreeClients();
   void UseProfile();
   void FindServiceUrl();
-  string FindHostBySRV(const string& AName);
-  bool AnswersAt(const string& AURL);
   void Probe();
   void SendProbe();
   [[noreturn]] void RaiseProbeFailure(const class EVqHTTPApiException& AFailure);
@@ -311,6 +312,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   TVqNotifyEvent FOnShowProfileDialog;
   bool FStrictSchema = false;
   string FCAFile, FCRLFile;
+  std::shared_ptr<const bool> FLife = std::make_shared<const bool>(true);  // expires with the session
 };
 
 /// The session of a program without a desktop: no dialogs, the WinHTTP client.

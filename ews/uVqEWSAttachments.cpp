@@ -5,6 +5,7 @@
 
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/os/uVqMimeTypes.h"
+#include "platform/xml/uVqXMLDOMAccess_p.h"
 
 namespace velmore {
 namespace {
@@ -19,7 +20,7 @@ std::int32_t SizeOf(const TVqStream& stream) {
 
 void SetContent(TEwsFileAttachment& file, TVqStream& stream) {
   const std::int32_t size = SizeOf(stream);
-  IVqDOMElement(file.GetNode("t:Content")).SetText(VqBase64Encode(stream));
+  detail::AssignKnownText(IVqDOMElement(file.GetNode("t:Content")), VqBase64Encode(stream));
   file.SetSize(size);
 }
 
@@ -129,18 +130,21 @@ void TVqEWSFileAttachment::LoadFromFile(const string& AFileName) {
 }
 
 void TVqEWSFileAttachment::LoadContent() {
-  const IVqDOMElement content(File().FindNode("t:Content"));
-  if (!content.GetTextAsUtf8().empty()) return;
+  if (detail::TVqRawElement(IVqDOMElement(File().FindNode("t:Content"))).HasChildren()) return;
   const IVqDOMElement fetched = Fetch(false).SelectSingleElement("Attachments/*/Content", kSelectRequired);
-  IVqDOMElement(File().GetNode("t:Content")).SetText(fetched.GetTextAsUtf8());
+  // Content can be large: it goes from tree to tree without a copy on the way.
+  detail::AssignTextOf(IVqDOMElement(File().GetNode("t:Content")), fetched);
 }
 
 void TVqEWSFileAttachment::SaveToStream(TVqStream& AStream) {
   LoadContent();
-  VqBase64Decode(IVqDOMElement(File().FindNode("t:Content")).GetTextAsUtf8(), AStream);
+  std::string scratch;
+  const IVqDOMElement content(File().FindNode("t:Content"));
+  VqBase64Decode(detail::TVqRawElement(content).Text(scratch), AStream);
 }
 
 void TVqEWSFileAttachment::SaveToFile(const string& AFileName) {
+  LoadContent();  // before the file is made: one that is there is not lost to a failure of the server
   TVqFileStream file(AFileName, TVqFileMode::fmCreate);
   SaveToStream(file);
   file.Close();
@@ -275,8 +279,12 @@ TVqRef<IVqEWSAttachment> TVqEWSAttachments::GetAttachment(std::int32_t AIndex) {
 }
 
 void TVqEWSAttachments::Clear(bool AClearInlineAttachments) {
-  for (std::int32_t i = Count() - 1; i >= 0; --i) {
-    if (AClearInlineAttachments || !GetAttachment(i)->GetIsInline()) DeleteAttachment(i);
+  for (const TVqDOMElementList& list : {Items(), Files()}) {
+    for (std::int32_t i = list.Count() - 1; i >= 0; --i) {
+      const IVqDOMElement element = list.GetItem(i);
+      const IVqDOMElement parent = element.GetParentElement();
+      if (parent && (AClearInlineAttachments || !TEwsAttachment(element).GetIsInline())) parent.RemoveChild(element);
+    }
   }
 }
 
@@ -302,6 +310,7 @@ TVqRef<IVqEWSFileAttachment> TVqEWSAttachments::AddAttachment(const string& ANam
 }
 
 TVqRef<IVqEWSItemAttachment> TVqEWSAttachments::AddAttachment(const string& AName, const TVqRef<IVqEWSItem>& AItem) {
+  if (!AItem) throw EVqException("There is no item to attach.");
   TEwsItemAttachment attachment(FAttachments.AsElement().AddElement("t:ItemAttachment"));
   attachment.AsElement().SetInnerXML(AItem->AsElement().GetXML());
   attachment.SetName(AName);
@@ -309,10 +318,14 @@ TVqRef<IVqEWSItemAttachment> TVqEWSAttachments::AddAttachment(const string& ANam
 }
 
 TVqRef<IVqEWSAttachment> TVqEWSAttachments::FindAttachment(const string& AAttachmentId) {
-  for (std::int32_t i = 0; i < Count(); ++i) {
-    const TVqRef<IVqEWSAttachment> attachment = GetAttachment(i);
-    const IVqDOMElement id = attachment->AsElement().SelectSingleElement("AttachmentId", kSelectQuiet);
-    if (SameText(id.GetAttribute("Id"), AAttachmentId)) return attachment;
+  const auto matches = [&](const IVqDOMElement& element) {
+    return SameText(element.SelectSingleElement("AttachmentId", kSelectQuiet).GetAttribute("Id"), AAttachmentId);
+  };
+  for (const IVqDOMElement& file : Files()) {
+    if (matches(file)) return MakeRef<TVqEWSFileAttachment>(FState, file);
+  }
+  for (const IVqDOMElement& item : Items()) {
+    if (matches(item)) return MakeRef<TVqEWSItemAttachment>(FState, item);
   }
   return {};
 }

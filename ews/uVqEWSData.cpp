@@ -135,6 +135,12 @@ TVqEWSData::TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData
 
 TVqEWSData::~TVqEWSData() = default;
 
+void TVqEWSData::Discard() noexcept {
+  FOwner = nullptr;
+  FData = nullptr;
+  FSelection.reset();
+}
+
 void TVqEWSData::UseProp(PVqEWSPropDef APropDef) {
   if (!APropDef->Extended) {
     const string className = Record(desCurrent).ClassName();
@@ -318,7 +324,11 @@ TVqTypeInfo TVqEWSData::GetTypeInfo() {
   if (FURIType != fdtExtendedField) {
     TVqXMLSchemaElement* record = FData ? FData(desCurrent, false) : nullptr;
     if (!record || FURIType != fdtField) return VqStringType;
-    if (const TVqTypeInfo type = record->GetTypeInfo(FPath); type.Kind != tkUnknown) return type;
+    if (&record->GetSchemaClass() == FMemberClass) return FMemberType;
+    if (const TVqTypeInfo type = record->GetTypeInfo(FPath); type.Kind != tkUnknown) {
+      FMemberClass = &record->GetSchemaClass();
+      return FMemberType = type;
+    }
     if (FPropertyType == ptNull) {
       if (FParentPropDef) return VqStringType;
       throw EVqException(Format("%s (%s) is not a property of %s!", {FPath, FPropDefName, record->ClassName()}));

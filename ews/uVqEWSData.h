@@ -104,6 +104,7 @@ class TVqEWSData {
   TVqEWSPropDef PropDef() const;
   /// The definition's row; for a definition that is not registered this object's copy of it.
   const TVqEWSPropDef& GetRow() const noexcept { return *FDef; }
+  bool IsRegistered() const noexcept { return !FOwnDef; }
 
   /// The type of the value: that of the class's property, else that of the record's member, else that of the definition. Raises
   /// "%s (%s) is not a property of %s!" or "Failed to determine the type for %s!".
@@ -154,7 +155,7 @@ class TVqEWSData {
   // ---- For lists ----
 
   /// Called by the list that gives the object up: every later use raises.
-  void Discard() noexcept { FOwner = nullptr; }
+  void Discard() noexcept;
   /// Fires the record's demand event for a definition; false when no handler is set. May ask the server.
   static bool AskFor(TVqXMLSchemaElement& ARecord, TVqShortString APropDefName);
 
@@ -199,6 +200,8 @@ class TVqEWSData {
   const TGUID* FPropSetId = nullptr;
   std::variant<std::int32_t, string> FPropertyId = 0;
   TVqEWSPropType FPropertyType = ptNull;
+  const TVqXMLSchemaClass* FMemberClass = nullptr;  // the record class that FMemberType is from
+  TVqTypeInfo FMemberType;
   std::uint16_t FPropertyTag = 0;
 };
 

@@ -93,7 +93,10 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
   }
   /// By the path of the field's property, or of the property.
   T* FindItem(const TVqEWSFieldDef& AFieldDef) { return FindItem(*DefinitionOf(AFieldDef)); }
-  T* FindItem(const TVqEWSPropDef& APropDef) { return FindItem(GetNodePath(APropDef)); }
+  T* FindItem(const TVqEWSPropDef& APropDef) {
+    const auto row = FRows.find(&APropDef);  // the usual case, once a column of each row of a table
+    return row != FRows.end() ? HandOut(row->second) : FindItem(GetNodePath(APropDef));
+  }
 
   // ---- Getting: raises "The requested item (%s) could not be found!" when absent ----
 
@@ -116,6 +119,7 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
     }
     FItems.clear();
     FPositions.clear();
+    FRows.clear();
     FHandedOut.clear();
     ++FVersion;
   }
@@ -148,6 +152,7 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
   T& Store(std::unique_ptr<T> AItem) {
     const string path = GetNodePath(AItem->GetRow());
     if (!FPositions.emplace(path, FItems.size()).second) RaiseDuplicate(path);
+    if (AItem->IsRegistered()) FRows.emplace(&AItem->GetRow(), FItems.size());
     FItems.push_back({std::move(AItem), false});
     ++FVersion;
     return *FItems.back().Item;
@@ -187,7 +192,8 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
   }
 
   std::vector<TEntry> FItems;
-  std::unordered_map<string, std::size_t> FPositions;
+  std::unordered_map<string, std::size_t> FPositions;    // by path
+  std::unordered_map<PVqEWSPropDef, std::size_t> FRows;  // by registered row, where the path is not asked for
   std::vector<std::size_t> FHandedOut;
   std::vector<std::unique_ptr<T>> FDiscarded;
   std::uint32_t FVersion = 0;

@@ -56,6 +56,15 @@ class EEWSException : public EVqException {
   std::uint32_t FHTTPErrorCode;
 };
 
+/// A refusal with the code "ErrorServerBusy".
+class EEWSServerBusy : public EEWSException, public EVqServerBusy {
+ public:
+  /// `ARetryAfter` in milliseconds, 0 when the server did not say.
+  EEWSServerBusy(const string& AMsg, const string& AEWSErrorCode, std::int32_t ARetryAfter)
+      : EEWSException(AMsg, AEWSErrorCode, 0), EVqServerBusy(ARetryAfter) {}
+  const EVqException& Failure() const noexcept override { return *this; }
+};
+
 /// The general version guard: raises a plain exception ("\"<feature>\" is not supported by <actual>. This feature
 /// requires Exchange <required>!") when `AActual` is older than `ARequired`.
 void EwsCheckVersion(TServerVersion ARequired, TServerVersion AActual, const string& AFeature);

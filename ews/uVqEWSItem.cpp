@@ -332,8 +332,14 @@ void TVqEWSItemCore::SetBodyText(const string& AValue) {
 }
 
 TVqEwsTextBody TVqEWSItemCore::GetTextBody() {
-  if (FIsNewItem) return {GetBody().GetBodyType(), GetBody().GetValue()};
-  if (ServerVersion() >= Exchange2013) return {Item().GetTextBody().GetBodyType(), Item().GetTextBody().GetValue()};
+  if (FIsNewItem) {
+    TEwsBody& body = GetBody();
+    return {body.GetBodyType(), body.GetValue()};
+  }
+  if (ServerVersion() >= Exchange2013) {
+    TEwsBody& body = Item().GetTextBody();
+    return {body.GetBodyType(), body.GetValue()};
+  }
   return {btText, PropertyByName(MPR_BODY).GetAsString()};
 }
 

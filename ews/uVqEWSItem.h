@@ -185,8 +185,8 @@ class TVqBinResponse : public TVqSOAPResponse {
   TVqBinResponse(std::string ASOAPResponse, const string& ASOAPResponseElmName);
 
   /// Decodes the content into a file, which is created or overwritten. A reply without content makes an empty file.
-  void SaveMimeContent(const string& AFileName) const;
-  void SaveMimeContent(TVqStream& AStream) const;
+  void SaveMimeContent(const string& AFileName);
+  void SaveMimeContent(TVqStream& AStream);
 
  private:
   struct TParts {

@@ -6,6 +6,7 @@
 #include "ews/uVqEWSItem.h"
 #include "ews/uVqEWSStrings.h"
 #include "platform/common/uVqNetEncoding.h"
+#include "platform/xml/uVqXMLDOMAccess_p.h"
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
@@ -225,17 +226,21 @@ IVqDOMElement TVqEWSItemCore::FindAnswer(IVqSOAPResponse& AResponse) {
 
 void TVqEWSItemCore::MergeMember(const IVqDOMElement& AAnswer, const string& AEntry) {
   // The entry is used as the caller wrote it: one with a prefix such as "item:" was asked for and is not found here.
-  const IVqDOMElement found = AAnswer.SelectSingleElement(AEntry, kSelectQuiet);
+  const bool prefixed = AEntry.Contains(u":");
+  const IVqDOMElement found =
+      AAnswer.SelectSingleElement(AEntry, prefixed ? TVqDOMSelectOptions() : TVqDOMSelectOptions(kSelectQuiet));
   if (!found) return;
-  const string inner = found.GetInnerXML();
-  for (TVqXMLSchemaElement* record : {&NewRecord(), &OldRecord()}) {  // in both, so that it does not count as changed
-    const IVqDOMElement target(record->GetNode(AEntry));
+  const bool text = !found.HasChildElements();
+  for (TVqXMLSchemaElement* record : {&OldRecord(), &NewRecord()}) {  // in both, so that it does not count as changed
+    IVqDOMElement target(record->GetNode(AEntry));
+    // Members that the record's schema does not know are kept beside the others.
+    if (!target) target = record->AsElement().SelectSingleElement("t:" + found.GetLocalName(), kSelectCreate);
     for (const IVqDOMAttribute& attribute : found.GetAttributes())
       target.SetAttribute(attribute.GetName(), attribute.GetValue());
-    if (inner.empty()) {
-      target.SetText(found.GetText());
+    if (text) {
+      detail::AssignTextOf(target, found);
     } else {
-      target.SetInnerXML(inner);
+      target.SetInnerXML(found.GetInnerXML());
     }
   }
 }
@@ -249,23 +254,23 @@ void TVqEWSItemCore::MergeDefinition(const IVqDOMElement& AAnswer, const string&
     const string known = WellKnownPath(path, *asked->PropertySetId);
     if (!known.empty()) uri = AAnswer.SelectSingleElement(known, kSelectQuiet);
   }
-  const string memberPath = definition->Extended ? string() : GetNodePath(definition);
-  if (!uri) {
-    if (definition->Extended) return;
-    // An empty element, so that the next read does not ask again.
-    for (TVqXMLSchemaElement* record : {&NewRecord(), &OldRecord()})
-      record->AsElement().AddElement("t:" + memberPath).SetText(string());
-    return;
+  if (!uri && definition->Extended) return;
+  const string value = uri ? uri.GetParentElement().SelectSingleElement("Value", kSelectRequired).GetText() : string();
+  // Each step in both records, so that nothing counts as changed.
+  for (TVqXMLSchemaElement* record : {&OldRecord(), &NewRecord()}) {
+    const IVqDOMElement element = record->AsElement();
+    if (uri) {
+      const IVqDOMElement property = element.AddElement("t:ExtendedProperty");
+      WriteExtendedFieldURI(asked, property);
+      property.AddElement("t:Value").SetText(value);
+    }
+    if (definition->Extended) continue;
+    // The typed member shows the value, too. Without one it is made empty, so that the next read does not ask again.
+    const string member = GetNodePath(definition);
+    IVqDOMElement node = element.SelectSingleElement(member, kSelectQuiet);
+    if (!node) node = element.AddElement("t:" + member);
+    if (uri) node.SetText(value);
   }
-  const string value = uri.GetParentElement().SelectSingleElement("Value", kSelectRequired).GetText();
-  for (TVqXMLSchemaElement* record : {&NewRecord(), &OldRecord()}) {
-    const IVqDOMElement property = record->AsElement().AddElement("t:ExtendedProperty");
-    WriteExtendedFieldURI(asked, property);
-    property.AddElement("t:Value").SetText(value);
-  }
-  if (definition->Extended) return;
-  const IVqDOMElement node = NewRecord().AsElement().SelectSingleElement(memberPath, kSelectQuiet);
-  if (node) node.SetText(value);
 }
 
 // ---- MIME content
@@ -296,11 +301,16 @@ TVqBinResponse::TParts TVqBinResponse::Cut(std::string bytes) {
   return {std::move(bytes), {}};
 }
 
-void TVqBinResponse::SaveMimeContent(TVqStream& AStream) const {
+void TVqBinResponse::SaveMimeContent(TVqStream& AStream) {
+  if (FMimeContent.empty()) {
+    // A server that uses no prefix: the content stands in the tree.
+    const IVqDOMElement content = GetBody().SelectSingleElement(".//MimeContent", kSelectQuiet);
+    FMimeContent = content.GetTextAsUtf8();
+  }
   VqBase64Decode(FMimeContent, AStream);
 }
 
-void TVqBinResponse::SaveMimeContent(const string& AFileName) const {
+void TVqBinResponse::SaveMimeContent(const string& AFileName) {
   TVqFileStream file(AFileName, TVqFileMode::fmCreate);
   SaveMimeContent(file);
   file.Close();

@@ -1,5 +1,7 @@
 // Logging on and off: the profile, the service URL, the probe and what follows from its answer.
 
+#include <limits>
+
 #include "ews/uVqEWS.h"
 #include "ews/uVqEWSConstants_p.h"
 #include "ews/uVqEWSTimeZones.h"
@@ -23,6 +25,8 @@ class TAtEnd {
   TEnd FEnd;
 };
 
+constexpr std::int32_t kAny = std::numeric_limits<std::int32_t>::min();
+
 struct TVersionRule {
   std::int32_t Major, Minor, Build;
   TServerVersion Version;
@@ -31,10 +35,16 @@ struct TVersionRule {
 /// Judges a server whose version has no name that we know; the first row that fits decides. The first three rows are separate decisions of the
 /// same result.
 constexpr TVersionRule kVersionRules[] = {
-    {15, 1, 466, Exchange2016},     {15, 1, 225, Exchange2016},   {15, 1, 0, Exchange2016},
-    {15, 0, 847, Exchange2013_SP1}, {15, 0, 0, Exchange2013},     {14, 3, 0, Exchange2012},
-    {14, 2, 0, Exchange2010_SP2},   {14, 1, 0, Exchange2010_SP1}, {14, 0, 0, Exchange2010},
-    {8, 1, 0, Exchange2007_SP1},
+    {15, 1, 466, Exchange2016},         //
+    {15, 1, 225, Exchange2016},         //
+    {15, 1, kAny, Exchange2016},        //
+    {15, kAny, 847, Exchange2013_SP1},  //
+    {15, kAny, kAny, Exchange2013},     //
+    {14, 3, kAny, Exchange2012},        //
+    {14, 2, kAny, Exchange2010_SP2},    //
+    {14, 1, kAny, Exchange2010_SP1},    //
+    {14, kAny, kAny, Exchange2010},     //
+    {8, 1, kAny, Exchange2007_SP1},     //
 };
 
 TServerVersion VersionOf(const TServerVersionInfo& info) {
@@ -66,14 +76,19 @@ void TVqEWSCustomSession::SetActive(bool AValue) {
   }
 }
 
+void TVqEWSCustomSession::Fire(const TVqNotifyEvent& AEvent) {
+  const TVqNotifyEvent handler = AEvent;  // it may take itself away
+  if (handler) handler(*this);
+}
+
 void TVqEWSCustomSession::LogOff() {
-  if (FBeforeLogoff) FBeforeLogoff(*this);
+  Fire(FBeforeLogoff);
   FServerVersion = Exchange2007_SP1;
   FServerVersionInfo = {};
   FreeClients();
   SetExchangeCookie(string());
   FActive = false;
-  if (FAfterLogoff) FAfterLogoff(*this);
+  Fire(FAfterLogoff);
 }
 
 void TVqEWSCustomSession::LogOn() {
@@ -102,10 +117,9 @@ void TVqEWSCustomSession::LogOn() {
   }
   const TVqOAuthGrantType grant = FOAuth.GetGrantType();
   if (grant != TVqOAuthGrantType::none && !FOAuth.GetClientId().empty()) {
-    if (auto* client = dynamic_cast<TVqHTTPClientBase*>(FHTTPClient))
-      SetAccessToken(client->GetOAuth().GetAccessToken());
+    if (TVqHTTPClientBase* client = GetHTTPClient()) SetAccessToken(client->GetOAuth().GetAccessToken());
   }
-  if (FAfterLogon) FAfterLogon(*this);
+  Fire(FAfterLogon);
 }
 
 // ---- The profile
@@ -214,6 +228,9 @@ bool TVqEWSCustomSession::AnswersAt(const string& AURL) {
 void TVqEWSCustomSession::Probe() {
   try {
     SendProbe();
+  } catch (const EVqHTTPInvalidArgument&) {  // an error of the caller: raised as it is
+    FServiceUrl.clear();
+    throw;
   } catch (const EVqHTTPApiException& failure) {
     FServiceUrl.clear();  // also one that the application had set
     RaiseProbeFailure(failure);

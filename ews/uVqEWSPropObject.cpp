@@ -1,5 +1,7 @@
 #include "ews/uVqEWSPropObject.h"
 
+#include "platform/xml/uVqXMLDOMAccess_p.h"
+
 namespace velmore {
 
 TVqEWSDisplayProperties VqOnDisplayProperties;
@@ -9,18 +11,34 @@ TVqEWSPropObjectCore::TVqEWSPropObjectCore(TVqComponent* ACreator, bool AKeepCre
     : TVqEWSObject(ACreator, AKeepCreatorAlive),
       FRecordClass(ARecordClass),
       FProps(std::make_unique<TVqEWSProperties>(*this, [this](TVqEWSGetDataElmSource source, bool) {
-        return source == desCurrent ? FEWSOBJECT_NEW.get() : FEWSOBJECT_OLD.get();
+        if (!FEWSOBJECT_NEW) return FEWSOBJECT_NEW.get();
+        return source == desCurrent ? FEWSOBJECT_NEW.get() : &OldRecord();
       })) {}
 
-TVqEWSPropObjectCore::~TVqEWSPropObjectCore() = default;
+TVqEWSPropObjectCore::~TVqEWSPropObjectCore() {
+  ForgetDocument();
+}
 
 void TVqEWSPropObjectCore::SetPropData(const IVqDOMElement& AElement) {
+  ForgetDocument();
   FEWSOBJECT_NEW = FRecordClass.CreateRecord(AElement);
-  TVqDOMDocument copy;
-  copy.AppendChild(AElement);
+  FEWSOBJECT_OLD.reset();
+  FOldPropData = {};
+  // Most objects are loaded to be read. The copy that saves compare with is made when it is asked for, and at the latest before the element changes.
+  detail::SetBeforeChange(AElement, this, [this] { MakeOldRecord(); });
+  FProps->ResetExplicitStatuses();
+}
+
+void TVqEWSPropObjectCore::ForgetDocument() noexcept {
+  if (FEWSOBJECT_NEW) detail::ForgetBeforeChange(FEWSOBJECT_NEW->AsElement(), this);
+}
+
+void TVqEWSPropObjectCore::MakeOldRecord() const {
+  if (FEWSOBJECT_OLD) return;
+  const TVqDOMDocument copy;
+  copy.AppendChild(FEWSOBJECT_NEW->AsElement());
   FEWSOBJECT_OLD = FRecordClass.CreateRecord(copy.GetDocumentElement());
   FOldPropData = copy;
-  FProps->ResetExplicitStatuses();
 }
 
 TVqXMLSchemaElement& TVqEWSPropObjectCore::NewRecord() const {
@@ -29,7 +47,8 @@ TVqXMLSchemaElement& TVqEWSPropObjectCore::NewRecord() const {
 }
 
 TVqXMLSchemaElement& TVqEWSPropObjectCore::OldRecord() const {
-  if (!FEWSOBJECT_OLD) throw EVqException("The object has no data.");
+  NewRecord();
+  MakeOldRecord();
   return *FEWSOBJECT_OLD;
 }
 

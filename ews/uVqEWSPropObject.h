@@ -11,8 +11,8 @@ namespace velmore {
 
 /// The body of TVqEWSPropObject<T>, the same for every record type.
 ///
-/// Owns both records, the document of the second and the property list. Lives by its reference count (see TVqEWSObject). One thread at a time. Reading a
-/// property may ask the server and raise.
+/// Owns both records, the document of the second and the property list. The copy behind the second one is made when somebody compares, or right before the
+/// first change. Lives by its reference count (see TVqEWSObject). One thread at a time. Reading a property may ask the server and raise.
 class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObject, public IVqEWSFieldSource {
  public:
   TVqEWSProperties& GetProperties() override { return *FProps; }
@@ -36,10 +36,13 @@ class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObjec
   TVqXMLSchemaElement& OldRecord() const;
 
  private:
+  void MakeOldRecord() const;
+  void ForgetDocument() noexcept;
+
   const TVqXMLSchemaClass& FRecordClass;
-  TVqDOMDocument FOldPropData;
+  mutable IVqDOMDocument FOldPropData;
   std::unique_ptr<TVqXMLSchemaElement> FEWSOBJECT_NEW;
-  std::unique_ptr<TVqXMLSchemaElement> FEWSOBJECT_OLD;
+  mutable std::unique_ptr<TVqXMLSchemaElement> FEWSOBJECT_OLD;  // made late
   std::unique_ptr<TVqEWSProperties> FProps;  // last: it looks at the records
 };
 

@@ -57,7 +57,8 @@ struct TRecipientText {
 bool ParseBracketed(const string& text, TRecipientText& parts) {
   static constexpr struct { char16_t Open, Close; } Brackets[] = {{u'[', u']'}, {u'<', u'>'}, {u'(', u')'}};
   for (const auto& [open, close] : Brackets) {
-    const std::size_t at = text.view().find(open);
+    // The last one: a name may have brackets of its own.
+    const std::size_t at = text.view().rfind(open);
     if (at == string::npos || text[text.Length() - 1] != close) continue;
     string routing = parts.RoutingType;
     string address = text.Copy(at + 1, text.Length() - at - 2);
@@ -179,19 +180,26 @@ TVqRef<IVqEWSRecipient> TVqEWSRecipients::Add(const string& AText) {
   const string text = AText.Trim();
   if (text.empty()) throw EVqException("You can not add an empty recipient");
   const TRecipientText parts = ParseRecipient(text);
-  const auto recipient = MakeRef<TVqEWSRecipient>(FMailBoxParent.AddElement("t:Mailbox"), "Mailbox", FServerVersion);
-  FList.push_back(recipient);
-  recipient->SetName(parts.Name);
-  recipient->SetEmailAddress(parts.EmailAddress);
-  recipient->SetRoutingType(parts.RoutingType);
-  return recipient;
+  const IVqDOMElement element = FMailBoxParent.AddElement("t:Mailbox");
+  try {
+    const auto recipient = MakeRef<TVqEWSRecipient>(element, "Mailbox", FServerVersion);
+    recipient->SetName(parts.Name);
+    recipient->SetEmailAddress(parts.EmailAddress);
+    recipient->SetRoutingType(parts.RoutingType);
+    FList.push_back(recipient);
+    return recipient;
+  } catch (...) {
+    FMailBoxParent.RemoveChild(element);  // a text that XML cannot carry leaves nothing behind
+    throw;
+  }
 }
 
 void TVqEWSRecipients::Remove(const string& AAddress) {
   const auto found = std::ranges::find_if(
       FList, [&](const auto& recipient) { return SameText(recipient->GetEmailAddress(), AAddress); });
   if (found == FList.end()) return;
-  FMailBoxParent.RemoveChild((*found)->AsElement());
+  const IVqDOMElement element = (*found)->AsElement();
+  if (const IVqDOMElement parent = element.GetParentElement()) parent.RemoveChild(element);
   FList.erase(found);
 }
 
@@ -221,26 +229,35 @@ void TVqEWSRecipients::SetAsString(const string& AValue) {
   for (const string& piece : Tokenize(AValue, u';')) Add(piece);
 }
 
+TVqEWSMember::TVqEWSMember(const IVqDOMElement& AElement, TServerVersion AServerVersion)
+    : FMember(std::make_unique<TEwsMember>(AElement)), FServerVersion(AServerVersion) {}
+TVqEWSMember::~TVqEWSMember() = default;
+
+IVqDOMElement TVqEWSMember::AsElement() const {
+  return FMember->AsElement();
+}
 TVqRef<IVqEWSRecipient> TVqEWSMember::GetMailbox() {
-  return MakeRef<TVqEWSRecipient>(FMember.GetMailbox().AsElement(), "Mailbox", FServerVersion);
+  return MakeRef<TVqEWSRecipient>(FMember->GetMailbox().AsElement(), "Mailbox", FServerVersion);
 }
 TMemberStatus TVqEWSMember::GetStatus() {
-  return FMember.GetStatus();
+  return FMember->GetStatus();
 }
 void TVqEWSMember::SetStatus(TMemberStatus AValue) {
-  FMember.SetStatus(AValue);
+  FMember->SetStatus(AValue);
 }
 string TVqEWSMember::GetKey() {
-  return FMember.GetKey();
+  return FMember->GetKey();
 }
 void TVqEWSMember::SetKey(const string& AValue) {
-  FMember.SetKey(AValue);
+  FMember->SetKey(AValue);
 }
+
+// Members hold records of their own: those of the array stay under their old positions when an entry before them is deleted.
 
 TVqEWSMembersList::TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion)
     : FServerVersion(AServerVersion), FMembers(AMembers) {
-  for (std::int32_t i = 0; i < FMembers.GetMember().Count(); ++i) {
-    FList.push_back(MakeRef<TVqEWSMember>(FMembers.GetMember().GetItem(i), FServerVersion));
+  for (const IVqDOMElement& member : FMembers.AsElement().CreateElementList(".//t:Member")) {
+    FList.push_back(MakeRef<TVqEWSMember>(member, FServerVersion));
   }
 }
 
@@ -254,7 +271,7 @@ TVqRef<TVqEWSMember> TVqEWSMembersList::GetItem(std::int32_t AIndex) const {
 }
 
 TVqRef<TVqEWSMember> TVqEWSMembersList::Add(const TVqRef<IVqEWSRecipient>&) {
-  FList.push_back(MakeRef<TVqEWSMember>(FMembers.GetMember().Add(), FServerVersion));
+  FList.push_back(MakeRef<TVqEWSMember>(FMembers.AsElement().AddElement("t:Member"), FServerVersion));
   return FList.back();
 }
 
@@ -265,13 +282,13 @@ void TVqEWSMembersList::Remove(const TVqRef<IVqEWSRecipient>& AMailbox) {
 }
 
 void TVqEWSMembersList::Delete(std::int32_t AIndex) {
-  GetItem(AIndex);
-  FMembers.GetMember().Delete(AIndex);
+  const IVqDOMElement element = GetItem(AIndex)->AsElement();
+  if (const IVqDOMElement parent = element.GetParentElement()) parent.RemoveChild(element);
   FList.erase(FList.begin() + AIndex);
 }
 
 void TVqEWSMembersList::Clear() {
-  FMembers.GetMember().Clear();
+  FMembers.AsElement().RemoveAllChildren();
   FList.clear();
 }
 

@@ -124,7 +124,9 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
 /// One member of a distribution list. A view; its list owns it.
 class TVqEWSMember : public TVqObject {
  public:
-  TVqEWSMember(TEwsMember& AMember, TServerVersion AServerVersion) : FMember(AMember), FServerVersion(AServerVersion) {}
+  /// Over a "t:Member" element, which it keeps alive.
+  TVqEWSMember(const IVqDOMElement& AElement, TServerVersion AServerVersion);
+  ~TVqEWSMember() override;
 
   /// A new view at each call.
   TVqRef<IVqEWSRecipient> GetMailbox();
@@ -132,9 +134,10 @@ class TVqEWSMember : public TVqObject {
   void SetStatus(TMemberStatus AValue);
   string GetKey();
   void SetKey(const string& AValue);
+  IVqDOMElement AsElement() const;
 
  private:
-  TEwsMember& FMember;
+  std::unique_ptr<TEwsMember> FMember;
   TServerVersion FServerVersion;
 };
 

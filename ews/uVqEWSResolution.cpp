@@ -20,7 +20,8 @@ TVqRef<IVqEWSResolution> TVqEWSResolutionSet::GetItem(std::int32_t AIndex) {
 }
 
 bool TVqEWSResolutionSet::IncludesLastItemInRange() {
-  return VqXMLToBool(FResolutions.GetAttribute("IncludesLastItemInRange"));
+  const string text = FResolutions.GetAttribute("IncludesLastItemInRange");
+  return !text.empty() && VqXMLToBool(text);
 }
 
 TVqRef<IVqEWSResolutionSet> TVqEWSCustomSession::ResolveName(const string& AUnresolvedEntry,
@@ -62,17 +63,21 @@ bool TVqEWSCustomSession::ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient,
     return known;
   }
 
+  // Everything is read before anything is set: a reply that lacks something leaves the recipient as it was.
   const auto required = [&](const char* name) { return mailbox.SelectSingleElement(name, kSelectRequired).GetText(); };
-  ARecipient->SetName(required("Name"));
+  const string name = required("Name");
   const string routing = required("RoutingType");
-  ARecipient->SetRoutingType(routing);
-  ARecipient->SetEmailAddress(routing == "SMTP" ? required("EmailAddress")
-                                                : mailbox.SelectSingleElement("EmailAddress", kSelectQuiet).GetText());
-  ARecipient->SetMailboxType(VqTextToEnum<TMailboxType>(required("MailboxType")));
+  const string found = routing == "SMTP" ? required("EmailAddress")
+                                         : mailbox.SelectSingleElement("EmailAddress", kSelectQuiet).GetText();
+  const auto type = VqTextToEnum<TMailboxType>(required("MailboxType"));
   const IVqDOMElement id = mailbox.SelectSingleElement("ItemId", kSelectQuiet);
+  ARecipient->SetName(name);
+  ARecipient->SetRoutingType(routing);
+  ARecipient->SetEmailAddress(found);
+  ARecipient->SetMailboxType(type);
   // Without an object behind the address the id is made up.
   ARecipient->SetItemId(id ? TItemId{id.GetAttribute("Id"), id.GetAttribute("ChangeKey")}
-                           : TItemId{routing + ":" + ARecipient->GetEmailAddress(), "OneOff"});
+                           : TItemId{routing + ":" + found, "OneOff"});
   return true;
 }
 

@@ -28,7 +28,7 @@ class IVqEWSResolutionSet : public virtual IVqObject {
   virtual std::int32_t Count() = 0;
   /// A new object at each call. Raises EListError outside.
   virtual TVqRef<IVqEWSResolution> GetItem(std::int32_t AIndex) = 0;
-  /// False when the server knows more candidates than it gave.
+  /// False when the server knows more candidates than it gave, or found none.
   virtual bool IncludesLastItemInRange() = 0;
 
  protected:

@@ -105,7 +105,7 @@ void TVqEWSRestrictionCompareFields::SaveToStream(TVqStringStream& AStream) {
 void TVqEWSRestrictionBitMask::SaveToStream(TVqStringStream& AStream) {
   AStream.Add("<t:Excludes>");
   SaveField(GetFieldDef(), AStream);
-  AStream.Add("<t:Bitmask Value=\"").Add(VqIntToXML(static_cast<std::int32_t>(FBitMask & 0xFFFFFFFFu))).Add("\" />");
+  AStream.Add("<t:Bitmask Value=\"").Add(VqInt64ToXML(static_cast<std::int64_t>(FBitMask & 0xFFFFFFFFu))).Add("\" />");
   AStream.Add("</t:Excludes>");
 }
 

@@ -29,14 +29,19 @@ void TVqEWSTable::SetActive(bool AValue) {
 }
 
 void TVqEWSTable::SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot) {
+  const IVqDOMElement page = ARoot->AsElement().GetParentElement();
+  const std::int32_t count = page.GetAttributeAsInteger("TotalItemsInView");
+  const std::int32_t offset = page.GetAttributeAsInteger("IndexedPagingOffset");  // absent in a calendar view: 0
+  const string last = page.GetAttribute("IncludesLastItemInRange");
+  const bool lastPage = !last.empty() && VqXMLToBool(last);
+  // From here on nothing raises: a page that cannot be read leaves the old one in place.
   FRowElm.reset();
   FRoot = std::move(ARoot);
   FRowsElm = FRoot->AsElement();
   FRows = FRowsElm.GetChildElements();
-  const IVqDOMElement page = FRowsElm.GetParentElement();
-  FRecordCount = page.GetAttributeAsInteger("TotalItemsInView");
-  FPageOffset = page.GetAttributeAsInteger("IndexedPagingOffset");  // absent in a calendar view: 0
-  FLastPage = VqXMLToBool(page.GetAttribute("IncludesLastItemInRange"));
+  FRecordCount = count;
+  FPageOffset = offset;
+  FLastPage = lastPage;
   FPageEOF = RowCount() == 0;
   FRow = FPageEOF ? -1 : 0;
 }
@@ -59,11 +64,8 @@ void TVqEWSTable::Next() {
   ++FRow;
   FPageEOF = FRow == RowCount();
   if (!FPageEOF) return;
-  if (!FLastPage && FPagedDataSupported) {
-    GetNextPage();
-  } else {
-    --FRow;  // the last row stays readable
-  }
+  --FRow;  // the last row stays readable: at the end, and while the next page cannot be fetched
+  if (!FLastPage && FPagedDataSupported) GetNextPage();
 }
 
 void TVqEWSTable::First() {

@@ -118,7 +118,6 @@ void CompleteEntry(TEwsEmailAddressDictionaryEntry& entry) {
   type VQ_CLASS::Get##name() const {   \
     return GetChoice<type>(group);     \
   }
-#define VQ_END(name)
 #include "ews/tables/uVqEWSRecords.inc"
 
 }  // namespace velmore

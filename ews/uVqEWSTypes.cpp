@@ -72,18 +72,6 @@ constexpr const TVqXMLSchemaClass* ClassOf<TVqXMLSchemaSimpleContentElement<T>> 
 #define VQ_RECORD(name, base) \
   template <>                 \
   constexpr const TVqXMLSchemaClass* ClassOf<name> = &name##Class;
-#define VQ_VALUE(name, wire, type, rule)
-#define VQ_DATE(name, wire, rule)
-#define VQ_TIME(name, wire, rule)
-#define VQ_BASE64(name, wire, rule)
-#define VQ_ATTRIBUTE(name, wire, type, rule)
-#define VQ_CHILD(name, wire, type, rule)
-#define VQ_ARRAY(name, wire, type, rule)
-#define VQ_ENTRIES(name, wire, type, key, rule)
-#define VQ_PART(name, wire, type, rule)
-#define VQ_READONLY(name, wire, type, rule)
-#define VQ_SELECTOR(name, type, group)
-#define VQ_END(name)
 #include "ews/tables/uVqEWSRecords.inc"
 
 // One array of rows a class; the empty row at its end lets a class without members have one, too.
@@ -98,7 +86,6 @@ constexpr const TVqXMLSchemaClass* ClassOf<TVqXMLSchemaSimpleContentElement<T>> 
 #define VQ_ENTRIES(name, wire, type, key, rule) {wire, Element, rule, {tkArray, #type}, ClassOf<type>},
 #define VQ_PART(name, wire, type, rule) {wire, Element, rule, TypeOf<type>(#type)},
 #define VQ_READONLY(name, wire, type, rule) {wire, Element, rule, TypeOf<type>(#type)},
-#define VQ_SELECTOR(name, type, group)
 #define VQ_END(name) \
   {}                 \
   }                  \
@@ -110,36 +97,12 @@ constexpr const TVqXMLSchemaClass* ClassOf<TVqXMLSchemaSimpleContentElement<T>> 
 #define VQ_RECORD(name, base)                                                                         \
   constinit const TVqXMLSchemaClass name##Class(#name, ClassOf<base>, name##Rows, index::name::First, \
                                                 index::name::End - index::name::First, &MakeRecord<name>);
-#define VQ_VALUE(name, wire, type, rule)
-#define VQ_DATE(name, wire, rule)
-#define VQ_TIME(name, wire, rule)
-#define VQ_BASE64(name, wire, rule)
-#define VQ_ATTRIBUTE(name, wire, type, rule)
-#define VQ_CHILD(name, wire, type, rule)
-#define VQ_ARRAY(name, wire, type, rule)
-#define VQ_ENTRIES(name, wire, type, key, rule)
-#define VQ_PART(name, wire, type, rule)
-#define VQ_READONLY(name, wire, type, rule)
-#define VQ_SELECTOR(name, type, group)
-#define VQ_END(name)
 #include "ews/tables/uVqEWSRecords.inc"
 
 namespace {
 
 constexpr const TVqXMLSchemaClass* AllClasses[] = {
 #define VQ_RECORD(name, base) &name##Class,
-#define VQ_VALUE(name, wire, type, rule)
-#define VQ_DATE(name, wire, rule)
-#define VQ_TIME(name, wire, rule)
-#define VQ_BASE64(name, wire, rule)
-#define VQ_ATTRIBUTE(name, wire, type, rule)
-#define VQ_CHILD(name, wire, type, rule)
-#define VQ_ARRAY(name, wire, type, rule)
-#define VQ_ENTRIES(name, wire, type, key, rule)
-#define VQ_PART(name, wire, type, rule)
-#define VQ_READONLY(name, wire, type, rule)
-#define VQ_SELECTOR(name, type, group)
-#define VQ_END(name)
 #include "ews/tables/uVqEWSRecords.inc"
 };
 

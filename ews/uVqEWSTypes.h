@@ -52,18 +52,6 @@ using TMailTipSet = TVqSet<TMailTip>;
 // -- Records ----------------------------------------------------------------------------------------------------------
 
 #define VQ_RECORD(name, base) class name;
-#define VQ_VALUE(name, wire, type, rule)
-#define VQ_DATE(name, wire, rule)
-#define VQ_TIME(name, wire, rule)
-#define VQ_BASE64(name, wire, rule)
-#define VQ_ATTRIBUTE(name, wire, type, rule)
-#define VQ_CHILD(name, wire, type, rule)
-#define VQ_ARRAY(name, wire, type, rule)
-#define VQ_ENTRIES(name, wire, type, key, rule)
-#define VQ_PART(name, wire, type, rule)
-#define VQ_READONLY(name, wire, type, rule)
-#define VQ_SELECTOR(name, type, group)
-#define VQ_END(name)
 #include "ews/tables/uVqEWSRecords.inc"
 
 #define VQ_RECORD(name, base)                                                 \
@@ -100,9 +88,10 @@ using TMailTipSet = TVqSet<TMailTip>;
   std::int32_t Count() const;                                                 \
   /** All entries, to add to or delete from. */                               \
   TVqXMLSchemaElementArray<type>& GetEntries() const;
-#define VQ_PART(name, wire, type, rule)                                                                                                      \
-  type Get##name() const;                                                                                                                    \
-  /** Writes into the contact around the complete name, not into it, and only what differs: the server takes parts of a name there alone. */ \
+#define VQ_PART(name, wire, type, rule)                                          \
+  type Get##name() const;                                                        \
+  /** Writes what differs, and into the contact around the complete name: the */ \
+  /** server takes the parts of a name there alone. */                           \
   void Set##name(const type& AValue);
 #define VQ_READONLY(name, wire, type, rule) type Get##name() const;
 #define VQ_SELECTOR(name, type, group) type Get##name() const;

@@ -28,7 +28,6 @@ using TVqXMLSchemaSimpleContentElement = TVqXMLSchemaElement;
 #define VQ_ENTRIES(name, wire, type, key, rule) i##name,
 #define VQ_PART(name, wire, type, rule) i##name,
 #define VQ_READONLY(name, wire, type, rule) i##name,
-#define VQ_SELECTOR(name, type, group)
 #define VQ_END(name) \
   End                \
   }                  \
@@ -40,18 +39,6 @@ using TVqXMLSchemaSimpleContentElement = TVqXMLSchemaElement;
 }  // namespace index
 
 #define VQ_RECORD(name, base) extern const TVqXMLSchemaClass name##Class;
-#define VQ_VALUE(name, wire, type, rule)
-#define VQ_DATE(name, wire, rule)
-#define VQ_TIME(name, wire, rule)
-#define VQ_BASE64(name, wire, rule)
-#define VQ_ATTRIBUTE(name, wire, type, rule)
-#define VQ_CHILD(name, wire, type, rule)
-#define VQ_ARRAY(name, wire, type, rule)
-#define VQ_ENTRIES(name, wire, type, key, rule)
-#define VQ_PART(name, wire, type, rule)
-#define VQ_READONLY(name, wire, type, rule)
-#define VQ_SELECTOR(name, type, group)
-#define VQ_END(name)
 #include "ews/tables/uVqEWSRecords.inc"
 
 }  // namespace velmore::detail::rows

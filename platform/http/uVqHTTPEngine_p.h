@@ -90,6 +90,8 @@ class TVqHTTPEngine {
   virtual void Wake() noexcept = 0;
   /// Closes kept connections; while `Perform` runs on another thread, at its end. Any thread.
   virtual void DropConnections() noexcept = 0;
+  /// Whether Negotiate can be tried with these credentials. May ask a ticket server; on the thread of the request.
+  virtual bool PrepareNegotiate(const std::string& user, const std::string& password) = 0;
   /// The set of schemes that this engine can do.
   virtual unsigned Schemes() const noexcept = 0;
 };

@@ -89,12 +89,14 @@ TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
   FEngineRequest.Cancelled = &FRequest.FCancelled;
   FEngineRequest.OnHeaders = [this](std::uint16_t status) {
     FStream.Clear();
+    FBody.Clear();
     // A refusal is no part of the stream that the event waits for.
     FToEvent = FOnData && status != 401 && status != 407;
   };
   FEngineRequest.OnBody = [this](std::string_view bytes) {
+    if (!FToEvent) return FBody.Append(bytes);
     FStream.Append(bytes);
-    if (FToEvent) FOnData(FClient, FStream);
+    FOnData(FClient, FStream);
   };
 
   TVqEngineReply reply = AnswerChallenge();
@@ -117,7 +119,8 @@ TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
       hint = "No user name is set for the proxy.";
     }
   }
-  auto response = MakeRef<TVqHTTPResponse>(FRequest.FURL.utf8(), std::move(reply), FStream.TakeBytes());
+  auto response = MakeRef<TVqHTTPResponse>(FRequest.FURL.utf8(), std::move(reply),
+                                           FToEvent ? FStream.TakeBytes() : FBody.Take());
   response->SetAuthenticationResult(std::move(tried), std::move(hint));
   return response;
 }
@@ -261,15 +264,21 @@ TVqEngineReply TVqHTTPExchange::Perform(unsigned scheme) {
   return reply;
 }
 
+bool TVqHTTPExchange::Ready(unsigned scheme) const {
+  if (scheme != schemeNegotiate) return true;
+  return FClient.FEngine->PrepareNegotiate(FEngineRequest.User, FEngineRequest.Password);
+}
+
 unsigned TVqHTTPExchange::KnownScheme() const {
   const bool same = FClient.FKnownOrigin == FOrigin && FClient.FKnownCredentials == FClient.FCredentials;
   return same ? static_cast<unsigned>(FClient.FKnownScheme) & FAllowed : 0U;
 }
 
 TVqEngineReply TVqHTTPExchange::AnswerChallenge() {
-  if (FClient.FAuthentication != TVqHTTPAuthentication::byChallenge) return Perform(FAllowed);
+  if (FClient.FAuthentication != TVqHTTPAuthentication::byChallenge) return Perform(Ready(FAllowed) ? FAllowed : 0U);
 
-  TVqEngineReply reply = Perform(KnownScheme());
+  const unsigned known = KnownScheme();
+  TVqEngineReply reply = Perform(Ready(known) ? known : 0U);
   if (reply.Status != 401) return reply;
   FClient.FKnownScheme = schemeNone;
   // A password that was refused is not offered again in another form: each refusal counts towards a locked account.
@@ -278,7 +287,7 @@ TVqEngineReply TVqHTTPExchange::AnswerChallenge() {
   const std::vector<std::string> offered = VqOfferedSchemes(reply);
   for (const TVqHTTPScheme scheme : Preference) {
     const auto same = [&](const std::string& name) { return VqSameAscii(name, VqHTTPSchemeName(scheme)); };
-    if ((FAllowed & scheme) == 0 || std::none_of(offered.begin(), offered.end(), same)) continue;
+    if ((FAllowed & scheme) == 0 || std::none_of(offered.begin(), offered.end(), same) || !Ready(scheme)) continue;
     reply = Perform(scheme);
     if (reply.Status != 401) {
       FClient.FKnownOrigin = FOrigin;

@@ -22,6 +22,7 @@ class TVqHTTPExchange {
   TVqEngineReply Perform(unsigned scheme);
   TVqEngineReply AnswerChallenge();
   unsigned KnownScheme() const;
+  bool Ready(unsigned scheme) const;
   std::string Hint(const std::vector<std::string>& offered) const;
 
   TVqHTTPClientBase& FClient;
@@ -37,7 +38,8 @@ class TVqHTTPExchange {
   bool FTokenHeldBack = false;
   bool FBearer = false;
   std::vector<std::string> FSetCookies;
-  TVqHTTPReplyStream FStream;
+  TVqHTTPReplyStream FStream;  // what the data event sees
+  TVqHTTPBodyPieces FBody;     // without an event
   bool FToEvent = false;
 };
 

@@ -2,11 +2,12 @@
 
 // Request and response as objects.
 
+#include "platform/http/uVqHTTPBody_p.h"
 #include "platform/http/uVqHTTPEngine_p.h"
 
 namespace velmore {
 
-class TVqHTTPResponse final : public TVqObject, public virtual IVqHTTPResponse {
+class TVqHTTPResponse final : public TVqObject, public virtual IVqHTTPResponse, public IVqHTTPBodyOwner {
  public:
   TVqHTTPResponse(std::string url, TVqEngineReply reply, std::string body);
 
@@ -15,6 +16,7 @@ class TVqHTTPResponse final : public TVqObject, public virtual IVqHTTPResponse {
   string GetCookie(const string& AName) const override;
   string GetText() const override;
   const std::string& GetBody() const override { return FBody; }
+  std::string TakeBody() noexcept override { return std::exchange(FBody, {}); }
   const std::vector<std::pair<string, string>>& GetHeaders() const override { return FHeaders; }
   string GetURL() const override { return FURL; }
   const std::vector<string>& GetOfferedSchemes() const override { return FOffered; }

@@ -236,6 +236,35 @@ class EVqHTTPException : public EVqException {
   std::uint32_t FNumber;
 };
 
+/// The server asks to be left alone for a while. Each of its forms has a class of its own, which is this one besides, so
+/// that one handler sees to all of them:
+///
+///     catch (const EVqServerBusy& busy) { log(busy.Failure().what()); wait(busy.GetRetryAfter()); }
+class EVqServerBusy {
+ public:
+  /// Milliseconds until the next request makes sense; 0 when the server does not say.
+  std::int32_t GetRetryAfter() const noexcept { return FRetryAfter; }
+  /// The exception itself.
+  virtual const EVqException& Failure() const noexcept = 0;
+
+ protected:
+  explicit EVqServerBusy(std::int32_t ARetryAfter) noexcept : FRetryAfter(ARetryAfter) {}
+  EVqServerBusy(const EVqServerBusy&) = default;
+  EVqServerBusy& operator=(const EVqServerBusy&) = default;
+  ~EVqServerBusy() = default;
+
+ private:
+  std::int32_t FRetryAfter;
+};
+
+/// A status of 429 or 503, with the time of its "Retry-After".
+class EVqHTTPServerBusy : public EVqHTTPException, public EVqServerBusy {
+ public:
+  EVqHTTPServerBusy(string AMessage, std::uint32_t AStatus, std::int32_t ARetryAfter)
+      : EVqHTTPException(std::move(AMessage), AStatus), EVqServerBusy(ARetryAfter) {}
+  const EVqException& Failure() const noexcept override { return *this; }
+};
+
 /// A failure of the client: its number is an API error number (TVqHTTPErrorNumber).
 class EVqHTTPClientApiException : public EVqHTTPException {
  public:

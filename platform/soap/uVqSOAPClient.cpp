@@ -1,57 +1,9 @@
 #include "platform/soap/uVqSOAPClient.h"
 
-#include "platform/xml/uVqStringStream.h"
-#include "platform/xml/uVqXMLUtils.h"
+#include "platform/http/uVqHTTPBody_p.h"
+#include "platform/soap/uVqSOAPFailures_p.h"
 
 namespace velmore {
-namespace {
-
-/// One sentence that helps: what was said, and the code that names it.
-EVqSOAPFault FaultOf(IVqSOAPResponse& response, std::int32_t status) {
-  const IVqDOMElement fault = response.GetBody().SelectSingleElement("Fault", kSelectQuiet);
-  const auto text = [&](const char* soap11, const char* soap12) {
-    const IVqDOMElement element = fault.SelectSingleElement(soap11, kSelectQuiet);
-    return (element ? element : fault.SelectSingleElement(soap12, kSelectQuiet)).GetText().Trim();
-  };
-  const string code = text("faultcode", "Code/Value");
-  const string reason = text("faultstring", "Reason/Text");
-  const IVqDOMElement detail = fault.SelectSingleElement("detail", kSelectQuiet);
-  const string responseCode = detail.SelectSingleElement("ResponseCode", kSelectQuiet).GetText().Trim();
-  const IVqDOMElement backOff =
-      detail.SelectSingleElement("MessageXml/Value[@Name=\"BackOffMilliseconds\"]", kSelectQuiet);
-
-  string message = reason.empty() ? string("The server answered with a SOAP fault.") : reason;
-  if (const string& name = responseCode.empty() ? code : responseCode; !name.empty()) message += " (" + name + ")";
-  return {message, code, reason, responseCode, detail.GetXML(), VqXMLToIntDef(backOff.GetText(), 0), status};
-}
-
-bool LooksLikeEnvelope(std::string_view body) {
-  return body.substr(0, 1024).find("nvelope") != std::string_view::npos;
-}
-
-EVqHTTPException NoEnvelope(IVqHTTPResponse& reply) {
-  const TVqHTTPStatus status = reply.GetStatus();
-  string text = "The server answered \"" + IntToStr(status.Code) +
-                (status.Text.empty() ? string() : " " + status.Text) + "\" with ";
-  const string type = reply.GetHeader("Content-Type");
-  text += reply.GetBody().empty() ? string("an empty body") : type.empty() ? string("something else") : type;
-  return {text + " instead of a SOAP envelope.", status.Code};
-}
-
-EVqHTTPApiException Refused(IVqHTTPResponse& reply) {
-  string offered;
-  for (const string& scheme : reply.GetOfferedSchemes()) offered += (offered.empty() ? string() : ", ") + scheme;
-  const bool proxy = reply.GetStatus().Code == 407;
-  string text = proxy ? "The proxy refused the credentials" : "The server refused the credentials";
-  text += offered.empty() ? string(" and offered no authentication scheme") : "; it offers " + offered;
-  const string tried = reply.GetTriedScheme();
-  text += tried.empty() ? string(", none was tried.") : ", " + tried + " was tried.";
-  if (const string hint = reply.GetAuthenticationHint(); !hint.empty()) text += " " + hint;
-  return {"HttpSendRequest", text, VqErrLoginFailure};
-}
-
-}  // namespace
-
 /// Owns its document; keeps nothing of the client alive: a client that goes away first is noticed at Send.
 class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
  public:
@@ -87,18 +39,19 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
     return element;
   }
 
-  void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind, const TVqSOAPResponseFactory& AOption) override {
+  void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind AKind, const TVqSOAPResponseFactory& AOption) override {
+    AResponse = nullptr;
+    if (AKind != TVqSOAPSendKind::synchronous) throw EVqNotSupported("Requests are sent synchronously only.");
     TVqSOAPClient& client = FLink.Client();
     if (client.FBeforeSend) client.FBeforeSend(*this);
-    TVqStringStream body;
+    TVqMemoryStream body;
     FDocument.SaveToStream(body, true, false);
 
     const TVqRef<IVqHTTPRequestEx> request =
-        client.Client().CreateRequest(TVqHTTPVerb::post, client.FURL, body.GetAString(), "text/xml; charset=utf-8");
+        client.Client().CreateRequest(TVqHTTPVerb::post, client.FURL, body.TakeBytes(), "text/xml; charset=utf-8");
     request->SetHeader("SOAPAction", "\"\"");  // SOAP 1.1 asks for the header; the address says where the message goes
     for (const auto& [name, value] : FHTTPHeaders) request->SetHeader(name, value);
-    const TVqRef<IVqHTTPResponse> reply = request->Execute();
-    AResponse = Read(*reply, AOption);
+    AResponse = Read(*request->Execute(), AOption);
   }
 
  private:
@@ -124,22 +77,17 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
 
   TVqRef<IVqSOAPResponse> Read(IVqHTTPResponse& reply, const TVqSOAPResponseFactory& factory) const {
     const std::int32_t status = reply.GetStatus().Code;
-    if (status == 401 || status == 407) throw Refused(reply);
-    std::string body = reply.GetBody();
-    if (body.find_first_not_of(" \t\r\n") == std::string::npos) throw NoEnvelope(reply);
-    const bool envelopeExpected = LooksLikeEnvelope(body);
-    TVqRef<IVqSOAPResponse> response;
-    try {
-      response = factory && status < 300
-                     ? TVqRef<IVqSOAPResponse>(factory(std::move(body), FResponseName))
-                     : TVqRef<IVqSOAPResponse>(MakeRef<TVqSOAPResponse>(std::move(body), FResponseName));
-    } catch (const EVqXMLError&) {
-      if (envelopeExpected) throw;
-      throw NoEnvelope(reply);
-    }
-    if (!SameText(response->GetEnvelope().GetLocalName(), "Envelope")) throw NoEnvelope(reply);
-    if (response->GetIsFault()) throw FaultOf(*response, status);
-    if (status >= 300) throw NoEnvelope(reply);
+    if (status == 401 || status == 407) VqRaiseRefused(reply);
+    // Replies can be large: no copy.
+    auto* owner = dynamic_cast<IVqHTTPBodyOwner*>(&reply);
+    std::string body = owner ? owner->TakeBody() : reply.GetBody();
+    if (body.find_first_not_of(" \t\r\n") == std::string::npos) VqRaiseNoEnvelope(reply, true);
+    if (!VqLooksLikeEnvelope(body)) VqRaiseNoEnvelope(reply, false);
+    const TVqRef<IVqSOAPResponse> response =
+        factory && status < 300 ? TVqRef<IVqSOAPResponse>(factory(std::move(body), FResponseName))
+                                : TVqRef<IVqSOAPResponse>(MakeRef<TVqSOAPResponse>(std::move(body), FResponseName));
+    if (response->GetIsFault()) VqRaiseFault(*response, reply);
+    if (status >= 300) VqRaiseNoEnvelope(reply, false);
     return response;
   }
 

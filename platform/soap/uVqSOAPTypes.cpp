@@ -1,5 +1,7 @@
 #include "platform/soap/uVqSOAPTypes.h"
 
+#include "platform/xml/uVqXMLDOMAccess_p.h"
+
 namespace velmore {
 namespace {
 
@@ -12,7 +14,7 @@ constexpr TVqNamespacePrefix kPrefixes[] = {
 
 TVqSOAPResponse::TVqSOAPResponse(std::string ASOAPResponse, const string& AResponseName)
     : FResponseName(AResponseName) {
-  FDocument.LoadFromBytes(ASOAPResponse);
+  detail::LoadOwnedBytes(FDocument, std::move(ASOAPResponse));
   FDocument.RenamePrefixes({kPrefixes[0], kPrefixes[1]});
 }
 

@@ -38,7 +38,8 @@ class IVqSOAPEnvelope : public virtual IVqObject {
   ~IVqSOAPEnvelope() = default;
 };
 
-/// Makes the response object of a request from the reply's bytes, which it takes over. For replies that must not become a tree as a whole.
+/// Makes the response object of a request from the reply's bytes, which it takes over. For replies that must not become a tree as a whole. Asked only
+/// for bytes that begin as an envelope, with a status below 300.
 using TVqSOAPResponseFactory = std::function<TVqRef<TVqSOAPResponse>(std::string ABytes, const string& AResponseName)>;
 
 /// A request that is being filled, and sent once or several times.
@@ -57,7 +58,9 @@ class IVqSOAPRequest : public virtual IVqSOAPEnvelope {
   /// Sends the message and reads the reply. Blocks. A factory in `AOption` makes the response; otherwise it is a TVqSOAPResponse.
   ///
   /// Raises EVqSOAPFault when the reply is a fault, EVqHTTPApiException for network errors and (12015) for refused credentials, EVqHTTPException with
-  /// the status for any reply without a SOAP envelope, EVqXMLError for a reply that is cut short or not well-formed.
+  /// the status for any reply without a SOAP envelope, EVqXMLError with the place for an envelope that is cut short or not well-formed. A server that
+  /// is busy raises one of those that are EVqServerBusy as well. A plain exception when the client is gone, EVqNotSupported for any other `AKind`.
+  /// `AResponse` is empty after a failure.
   virtual void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind AKind = TVqSOAPSendKind::synchronous,
                     const TVqSOAPResponseFactory& AOption = nullptr) = 0;
 
@@ -129,6 +132,14 @@ class EVqSOAPFault : public EVqException {
  private:
   string FFaultCode, FFaultString, FResponseCode, FDetail;
   std::int32_t FBackOffMilliseconds, FHTTPStatus;
+};
+
+/// A fault that says that the server is busy ("ErrorServerBusy", or any fault with a status of 429 or 503).
+class EVqSOAPServerBusy : public EVqSOAPFault, public EVqServerBusy {
+ public:
+  explicit EVqSOAPServerBusy(const EVqSOAPFault& AFault)
+      : EVqSOAPFault(AFault), EVqServerBusy(AFault.BackOffMilliseconds()) {}
+  const EVqException& Failure() const noexcept override { return *this; }
 };
 
 }  // namespace velmore

@@ -398,7 +398,7 @@ IVqDOMNode IVqDOMNode::CloneNode(bool ADeep) const {
 
 void IVqDOMNode::NormalizeTextNodes() const {
   if (!FData || FAttribute) return;
-  TVqDOMData& data = *TVqDOMFactory::Data(*this);
+  TVqDOMData& data = Writable(*this);
   const pugi::xml_node top = FNode ? RawNode(FNode) : data.Tree().Root();
   for (pugi::xml_node node = top; node; node = NextInside(node, top)) {
     if (!IsElement(node)) continue;

@@ -181,4 +181,30 @@ void AssignContent(const IVqDOMElement& target, const IVqDOMElement& source) {
   data.StructureChanged();
 }
 
+void AssignKnownText(const IVqDOMElement& target, const std::string& text) {
+  PutText(WritableElement(target), TVqDOMFactory::Node(target), text.c_str());
+}
+
+void AssignTextOf(const IVqDOMElement& target, const IVqDOMElement& source) {
+  std::string scratch;
+  // Text of the parser's ends in a zero wherever it stands.
+  const std::string_view text = TextOf(TVqDOMFactory::Node(source), scratch);
+  PutText(WritableElement(target), TVqDOMFactory::Node(target), text.data() ? text.data() : "");
+}
+
+void LoadOwnedBytes(const IVqDOMDocument& document, std::string bytes) {
+  LoadDocument(Writable(document), std::move(bytes));
+}
+
+void SetBeforeChange(const IVqDOMNode& node, const void* owner, std::function<void()> callback) {
+  ForgetBeforeChange(node, owner);
+  if (TVqDOMData* data = TVqDOMFactory::Data(node)) data->BeforeChange.push_back({owner, std::move(callback)});
+}
+
+void ForgetBeforeChange(const IVqDOMNode& node, const void* owner) noexcept {
+  if (TVqDOMData* data = TVqDOMFactory::Data(node)) {
+    std::erase_if(data->BeforeChange, [owner](const TVqDOMData::TBeforeChange& entry) { return entry.Owner == owner; });
+  }
+}
+
 }  // namespace velmore::detail

@@ -4,6 +4,7 @@
 /// without a conversion. Everything here is valid only while the document is alive and, for texts, until that text
 /// changes.
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -72,5 +73,20 @@ string TextFromUtf8(std::string_view utf8);
 /// Copies what is inside `source`, and its attributes, onto `target` in place of what it had. The two may belong to one
 /// document, even one inside the other.
 void AssignContent(const IVqDOMElement& target, const IVqDOMElement& source);
+
+/// Replaces what is inside `target` by a text that is known to be one that XML can carry: no check, and no copy but the
+/// one in the document.
+void AssignKnownText(const IVqDOMElement& target, const std::string& text);
+/// The same with the text of an element of another document.
+void AssignTextOf(const IVqDOMElement& target, const IVqDOMElement& source);
+
+/// As LoadFromBytes, but takes the bytes over: large documents are parsed where they lie.
+void LoadOwnedBytes(const IVqDOMDocument& document, std::string bytes);
+
+/// Calls `callback` once, right before anything in the document of `node` changes for the first time from now on.
+/// `owner` names the entry for ForgetBeforeChange and has one at most. An exception of the callback keeps the change
+/// from happening.
+void SetBeforeChange(const IVqDOMNode& node, const void* owner, std::function<void()> callback);
+void ForgetBeforeChange(const IVqDOMNode& node, const void* owner) noexcept;
 
 }  // namespace velmore::detail

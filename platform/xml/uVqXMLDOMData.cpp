@@ -50,9 +50,25 @@ void TVqDOMData::Park(pugi::xml_node node) {
   Made(tree.Parked.append_move(node));
 }
 
+void TVqDOMData::FireBeforeChange() {
+  // One at a time, each gone before it runs: a callback may let others go.
+  while (!BeforeChange.empty()) {
+    TBeforeChange next = std::move(BeforeChange.back());
+    BeforeChange.pop_back();
+    try {
+      next.Callback();
+    } catch (...) {
+      BeforeChange.push_back(std::move(next));  // the change does not happen, so that it is still to come
+      throw;
+    }
+  }
+}
+
 TVqDOMData& Writable(const IVqDOMNode& handle) {
   if (!handle) throw EVqException("A node that does not exist cannot be changed.");
-  return *TVqDOMFactory::Data(handle);
+  TVqDOMData& data = *TVqDOMFactory::Data(handle);
+  data.Changing();
+  return data;
 }
 
 TVqDOMData& WritableElement(const IVqDOMNode& handle) {

@@ -52,6 +52,10 @@ class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
     ++Modifications;
     ++Structure;
   }
+  /// To be called before anything changes.
+  void Changing() {
+    if (!BeforeChange.empty()) FireBeforeChange();
+  }
   /// Takes a node out of its tree without freeing it.
   void Park(pugi::xml_node node);
 
@@ -63,6 +67,13 @@ class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
   std::vector<TVqScan::TDeclaration> Declarations;
   std::uint32_t DeclarationsAt = 0;
   bool DeclarationsKnown = false;
+
+  /// Who wants to look at the document once more before it changes; see SetBeforeChange.
+  struct TBeforeChange {
+    const void* Owner;
+    std::function<void()> Callback;
+  };
+  std::vector<TBeforeChange> BeforeChange;
 
   /// The last list of child elements, good while `Structure` is `ListAt`.
   void* ListOf = nullptr;
@@ -79,6 +90,8 @@ class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
   std::unique_ptr<TInsertion[]> Insertions;
 
  private:
+  void FireBeforeChange();
+
   std::unique_ptr<TVqDOMTree> FTree;
   std::vector<std::unique_ptr<TVqDOMTree>> FReplaced;
 };
@@ -139,7 +152,7 @@ class TVqDOMFactory {
   }
 };
 
-/// The data behind a handle that is to be written to. Raises a plain exception for an empty handle.
+/// The data behind a handle that is about to be written to. Raises a plain exception for an empty handle.
 TVqDOMData& Writable(const IVqDOMNode& handle);
 /// The same for an element.
 TVqDOMData& WritableElement(const IVqDOMNode& handle);
@@ -205,6 +218,8 @@ std::string_view NamespaceAt(pugi::xml_node element, std::string_view prefix);
 
 /// Parses a reply or a file into a new tree and puts it into `data`. Raises EVqXMLError.
 void LoadDocument(TVqDOMData& data, std::string_view bytes, std::int32_t codePage);
+/// The same, taking the bytes over.
+void LoadDocument(TVqDOMData& data, std::string&& bytes);
 void LoadDocumentFromStream(TVqDOMData& data, TVqStream& stream, std::int32_t codePage);
 /// The same for text whose encoding declaration means nothing.
 void LoadDocumentFromText(TVqDOMData& data, std::string_view utf8);

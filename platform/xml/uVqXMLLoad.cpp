@@ -146,6 +146,10 @@ void LoadDocument(TVqDOMData& data, std::string_view bytes, std::int32_t codePag
   Guarded(data, [&] { LoadBytes(data, bytes, codePage, nullptr); });
 }
 
+void LoadDocument(TVqDOMData& data, std::string&& bytes) {
+  Guarded(data, [&] { LoadBytes(data, bytes, kVqCodePageDefault, &bytes); });
+}
+
 void LoadDocumentFromStream(TVqDOMData& data, TVqStream& stream, std::int32_t codePage) {
   std::string bytes;
   const std::uint64_t size = stream.GetSize(), position = stream.GetPosition();

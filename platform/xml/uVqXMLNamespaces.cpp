@@ -195,7 +195,7 @@ using namespace detail;
 
 void IVqDOMDocument::RenamePrefixes(std::initializer_list<TVqNamespacePrefix> APrefixes) const {
   if (!FData) return;
-  TVqDOMData& data = *TVqDOMFactory::Data(*this);
+  TVqDOMData& data = Writable(*this);
   const pugi::xml_node root = data.Tree().Root();
   if (!root) return;
   const std::vector<TVqNamespacePrefix> prefixes(APrefixes);
@@ -233,7 +233,7 @@ void IVqDOMDocument::RenamePrefixes(std::initializer_list<TVqNamespacePrefix> AP
 
 void IVqDOMNode::RefreshNamespaces() const {
   if (!FData || FAttribute) return;
-  TVqDOMData& data = *TVqDOMFactory::Data(*this);
+  TVqDOMData& data = Writable(*this);
   const pugi::xml_node top = FNode ? RawNode(FNode) : data.Tree().Root();
   for (pugi::xml_node node = top; node; node = NextInside(node, top)) {
     if (!IsElement(node)) continue;

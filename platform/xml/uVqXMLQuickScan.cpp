@@ -4,6 +4,7 @@
 // a tag; within tags, quotes alternate. Whatever breaks this order, legal or not (a ">" in a text is), is left to the
 // strict reading, and what remains has a structure that is known exactly.
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -70,6 +71,7 @@ class TScanner {
     if (bad != 0 || (tag & ~values) == ~std::uint64_t{0}) return false;
     if ((masks.High | masks.Reference) != 0 && !Details(masks, base)) return false;
 
+    if (masks.Less != 0) FTag = base + 63 - static_cast<std::size_t>(std::countl_zero(masks.Less));
     FTags += masks.Tags;
     FEnds += masks.Ends;
     FSelfs += masks.Selfs;
@@ -95,8 +97,9 @@ class TScanner {
     while (quotes != 0) {
       const auto first = static_cast<unsigned>(std::countr_zero(quotes));
       quotes &= quotes - 1;
-      const std::size_t tag = FTags + static_cast<std::size_t>(std::popcount(masks.Less & Below(first)));
-      if (!Attribute(base, base + first, tag)) return false;
+      const std::uint64_t starts = masks.Less & Below(first);
+      if (starts != 0) FTag = base + 63 - static_cast<std::size_t>(std::countl_zero(starts));
+      if (!Attribute(base, base + first)) return false;
       const auto last = static_cast<unsigned>(quotes == 0 ? 64 : std::countr_zero(quotes));
       const std::uint64_t bits = From(first) & (last == 64 ? ~std::uint64_t{0} : Below(last));
       if ((ends & bits) != 0) return false;
@@ -107,20 +110,19 @@ class TScanner {
     return true;
   }
 
-  /// The attribute whose value begins at a quote in the `tag`th tag.
-  bool Attribute(std::size_t base, std::size_t quote, std::size_t tag) {
+  /// The attribute whose value begins at a quote, in the tag at `FTag`.
+  bool Attribute(std::size_t base, std::size_t quote) {
     const char* const text = FText.data();
-    std::size_t end = quote;
-    while (end > 0 && IsXmlSpace(text[end - 1])) --end;
-    if (end == 0 || text[--end] != '=') return false;
-    while (end > 0 && IsXmlSpace(text[end - 1])) --end;
+    // What has blanks around the "=" is left to the strict reading.
+    if (quote < 2 || text[quote - 1] != '=') return false;
+    const std::size_t end = quote - 1;
     std::size_t begin = end;
     while (begin > 0 && static_cast<unsigned char>(text[begin - 1]) > ' ' && text[begin - 1] != '<') --begin;
     const std::string_view name = FText.substr(begin, end - begin);
     if (name.empty() || name.size() > 64) return false;
     ++FAttributes;
-    if (tag != FTag) {
-      FTag = tag;
+    if (FTag != FTagOfNames) {
+      FTagOfNames = FTag;
       FCount = 0;
     }
     // More than a few are left to the strict reading, as each one is compared with all before it.
@@ -164,10 +166,6 @@ class TScanner {
         at += length;
       }
       FChecked = at;
-      if (at >= base + 64) break;
-      high &= From(static_cast<unsigned>(at - base));
-      if (high == 0) break;
-      high |= std::uint64_t{1} << std::countr_zero(high);
     }
     for (std::uint64_t references = masks.Reference; references != 0; references &= references - 1) {
       if (!GoodReference(FText, base + static_cast<std::size_t>(std::countr_zero(references)))) return false;
@@ -184,7 +182,8 @@ class TScanner {
   bool FInValue = false;
   std::size_t FChecked = 0;  // characters beyond ASCII are checked up to here
   std::size_t FTags = 0, FEnds = 0, FSelfs = 0, FAttributes = 0;
-  std::size_t FTag = 0;  // the tag that FNames belong to
+  std::size_t FTag = 0;         // where the last tag began
+  std::size_t FTagOfNames = 0;  // the tag that FNames belong to
   std::size_t FCount = 0;
   std::string_view FNames[kMost];
 };

@@ -27,9 +27,12 @@ VELMORE_INLINE void Finish(TVqMasks& masks, const TRaw& raw, unsigned& carry) {
   masks.Tags = static_cast<std::uint8_t>(std::popcount(masks.Less));
   masks.Ends = static_cast<std::uint8_t>(std::popcount(raw.Slash & behindLess));
   masks.Selfs = static_cast<std::uint8_t>(std::popcount(masks.Greater & behindSlash));
-  std::uint64_t inside = masks.Less | masks.Greater;
-  for (int shift = 1; shift < 64; shift *= 2) inside ^= inside << shift;
-  masks.Inside = inside;
+}
+
+/// Each bit the sum, without carry, of the bits up to and including it.
+VELMORE_INLINE std::uint64_t PrefixXor(std::uint64_t bits) {
+  for (int shift = 1; shift < 64; shift *= 2) bits ^= bits << shift;
+  return bits;
 }
 
 void FillPortable(const char* text, std::size_t blocks, TVqMasks* masks, unsigned& carry) {
@@ -72,6 +75,7 @@ void FillPortable(const char* text, std::size_t blocks, TVqMasks* masks, unsigne
         }
       }
     }
+    masks->Inside = PrefixXor(masks->Less | masks->Greater);
     Finish(*masks, raw, carry);
   }
 }
@@ -102,12 +106,20 @@ void FillSse2(const char* text, std::size_t blocks, TVqMasks* masks, unsigned& c
       const __m128i low = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8(0x1F)), v);
       raw.Control |= bits(_mm_andnot_si128(_mm_or_si128(is('\n'), _mm_or_si128(is('\t'), is('\r'))), low));
     }
+    masks->Inside = PrefixXor(masks->Less | masks->Greater);
     Finish(*masks, raw, carry);
   }
 }
 
-__attribute__((target("avx2,popcnt,bmi"))) void FillAvx2(const char* text, std::size_t blocks, TVqMasks* masks,
-                                                         unsigned& carry) {
+/// As PrefixXor: a multiplication without carries by all ones.
+__attribute__((target("pclmul,sse4.1"))) inline std::uint64_t CarrylessPrefix(std::uint64_t bits) {
+  const __m128i product =
+      _mm_clmulepi64_si128(_mm_set_epi64x(0, static_cast<long long>(bits)), _mm_set1_epi8(static_cast<char>(0xFF)), 0);
+  return static_cast<std::uint64_t>(_mm_cvtsi128_si64(product));
+}
+
+__attribute__((target("avx2,popcnt,bmi,pclmul"))) void FillAvx2(const char* text, std::size_t blocks, TVqMasks* masks,
+                                                                unsigned& carry) {
 #define VELMORE_BITS(expression0, expression1)                                            \
   (static_cast<std::uint64_t>(static_cast<unsigned>(_mm256_movemask_epi8(expression0))) | \
    static_cast<std::uint64_t>(static_cast<unsigned>(_mm256_movemask_epi8(expression1))) << 32)
@@ -129,6 +141,7 @@ __attribute__((target("avx2,popcnt,bmi"))) void FillAvx2(const char* text, std::
     raw.Mark = VELMORE_BITS(_mm256_or_si256(VELMORE_IS(a, '!'), VELMORE_IS(a, '?')),
                             _mm256_or_si256(VELMORE_IS(b, '!'), VELMORE_IS(b, '?')));
     raw.Control = VELMORE_BITS(VELMORE_CONTROL(a), VELMORE_CONTROL(b));
+    masks->Inside = CarrylessPrefix(masks->Less | masks->Greater);
     Finish(*masks, raw, carry);
   }
 #undef VELMORE_BITS
@@ -136,8 +149,8 @@ __attribute__((target("avx2,popcnt,bmi"))) void FillAvx2(const char* text, std::
 #undef VELMORE_CONTROL
 }
 
-__attribute__((target("avx512f,avx512bw,popcnt,bmi"))) void FillAvx512(const char* text, std::size_t blocks,
-                                                                       TVqMasks* masks, unsigned& carry) {
+__attribute__((target("avx512f,avx512bw,popcnt,bmi,pclmul"))) void FillAvx512(const char* text, std::size_t blocks,
+                                                                              TVqMasks* masks, unsigned& carry) {
 #define VELMORE_IS(c) _mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8(c))
   for (; blocks > 0; --blocks, text += 64, ++masks) {
     const __m512i v = _mm512_loadu_si512(text);
@@ -150,8 +163,9 @@ __attribute__((target("avx512f,avx512bw,popcnt,bmi"))) void FillAvx512(const cha
     TRaw raw;
     raw.Slash = VELMORE_IS('/');
     raw.Mark = VELMORE_IS('!') | VELMORE_IS('?');
-    raw.Control =
-        _mm512_cmplt_epu8_mask(v, _mm512_set1_epi8(0x20)) & ~(VELMORE_IS('\n') | VELMORE_IS('\t') | VELMORE_IS('\r'));
+    raw.Control = _mm512_cmplt_epu8_mask(v, _mm512_set1_epi8(0x20));
+    if (raw.Control != 0) raw.Control &= ~(VELMORE_IS('\n') | VELMORE_IS('\t') | VELMORE_IS('\r'));
+    masks->Inside = CarrylessPrefix(masks->Less | masks->Greater);
     Finish(*masks, raw, carry);
   }
 #undef VELMORE_IS
@@ -166,8 +180,11 @@ const std::vector<TVqScanKernel>& ScanKernels() {
     std::vector<TVqScanKernel> found;
 #ifdef VELMORE_X86_KERNELS
     __builtin_cpu_init();
-    if (__builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("popcnt")) found.push_back({"avx512", FillAvx512});
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("popcnt")) found.push_back({"avx2", FillAvx2});
+    // Whatever has the wide registers has these, too; but virtual machines can be set up otherwise.
+    const bool small =
+        __builtin_cpu_supports("popcnt") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("pclmul");
+    if (small && __builtin_cpu_supports("avx512bw")) found.push_back({"avx512", FillAvx512});
+    if (small && __builtin_cpu_supports("avx2")) found.push_back({"avx2", FillAvx2});
     found.push_back({"sse2", FillSse2});
 #endif
     found.push_back({"portable", FillPortable});

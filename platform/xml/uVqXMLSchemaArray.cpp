@@ -59,11 +59,19 @@ std::uint32_t NameHash(std::string_view name) noexcept {
   return static_cast<std::uint32_t>(HashOfName(name));
 }
 
-// All elements of a name below an element, in document order.
-void CollectBelow(TVqRawElement parent, std::string_view name, std::vector<void*>& found) {
-  for (TVqRawElement child = parent.FirstChild(); child; child = child.Next()) {
-    if (child.Name() == name) found.push_back(child.Node());
-    CollectBelow(child, name, found);
+// All elements of a name below an element, in document order. A walk, as a tree that was built may be deeper than any
+// stack; on the parser's own nodes, as it visits every node of a page.
+void CollectBelow(const IVqDOMElement& parent, const std::string& name, std::vector<void*>& found) {
+  const pugi::xml_node top = TVqDOMFactory::Node(parent);
+  pugi::xml_node node = top.first_child();
+  while (node) {
+    if (node.type() == pugi::node_element && name == node.name()) found.push_back(node.internal_object());
+    pugi::xml_node next = node.first_child();
+    while (!next && node != top) {
+      next = node.next_sibling();
+      if (!next) node = node.parent();
+    }
+    node = next;
   }
 }
 
@@ -93,7 +101,7 @@ const std::vector<void*>& TVqXMLSchemaArray::Entries() const {
   if (FEntriesKnown && structure != FEntriesAt) FEntriesKnown = OnlyOthersInserted(FParent, FName, FEntriesAt);
   if (!FEntriesKnown) {
     FEntries.clear();
-    CollectBelow(TVqRawElement(FParent), FName, FEntries);
+    CollectBelow(FParent, FName, FEntries);
     FEntriesKnown = true;
   }
   FEntriesAt = structure;

@@ -371,6 +371,7 @@ pugi::xml_node SelectOrCreate(TVqDOMData& data, const TVqDOMPath& path, TVqDOMSe
                               const TVqDOMTree& tree, pugi::xml_node context, const std::string* prefix) {
   if (const pugi::xml_node found = SelectFirst(path, options, tree, context)) return found;
   const std::vector<bool> allowed = CutPoints(path);
+  data.Changing();
   TCreator creator(data, path, options, tree, prefix);
   for (std::size_t cut = path.Steps.size(); cut-- > 1;) {
     if (!allowed[cut]) continue;

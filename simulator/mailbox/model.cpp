@@ -310,9 +310,8 @@ Item& Mailbox::AddItem(Folder& folder, std::shared_ptr<Item> item) {
     index += item->entry_id.substr(item->entry_id.size() - 24, 16);
     item->conversation_index = index;
   }
-  for (Attachment& attachment : item->attachments)
-    if (attachment.number.empty()) attachment.number = NewAttachmentNumber();
   item->change = ++last_change;
+  Adopt(*item);
   folder.content_change = last_change;
   Item& result = *item;
   folder.items.emplace(item->number, item);
@@ -350,15 +349,25 @@ void Mailbox::Touch(Item& item, const std::string& by) {
   if (Folder* folder = FindFolder(item.folder)) folder->content_change = last_change;
 }
 
-std::string Mailbox::NewAttachmentNumber() {
-  std::string number("\x10\0", 2);
-  const std::uint64_t value = ++last_number;
-  for (int shift = 56; shift >= 0; shift -= 8) number += static_cast<char>(value >> shift & 0xff);
-  return number + guid.substr(0, 8);
+void Mailbox::Adopt(Item& item) {
+  for (Attachment& attachment : item.attachments) {
+    if (attachment.number.empty()) {
+      attachment.number.assign("\x10\0", 2);
+      const std::uint64_t value = ++last_number;
+      for (int shift = 56; shift >= 0; shift -= 8) attachment.number += static_cast<char>(value >> shift & 0xff);
+      attachment.number += guid.substr(0, 8);
+    }
+    if (attachment.item == nullptr) continue;
+    attachment.item->entry_id = item.entry_id;
+    attachment.item->id_tail = attachment.number;
+    attachment.item->folder = item.folder;
+    attachment.item->change = item.change;
+    Adopt(*attachment.item);
+  }
 }
 
 std::string Mailbox::IdOf(const Item& item) const {
-  return EwsId(guid, item.entry_id, item.occurrence);
+  return EwsId(guid, item.entry_id, item.id_tail);
 }
 std::string Mailbox::IdOf(const Folder& folder) const {
   return EwsId(guid, folder.entry_id);

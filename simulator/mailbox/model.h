@@ -85,9 +85,10 @@ struct Item {
   std::string html;  // body; an item may have both
   std::string text;
   std::vector<Attachment> attachments;
-  std::shared_ptr<const std::string> mime;  // as it came; null: made from the rest when asked for
-  std::string headers;                      // of the message as delivered, for InternetMessageHeaders
-  std::string occurrence;  // tail of the id when this is an occurrence, which is not in the folder itself
+  std::shared_ptr<const std::string> mime;              // as it came; null: made from the rest when asked for
+  std::string headers;                                  // of the message as delivered, for InternetMessageHeaders
+  std::string id_tail;                                  // end of the id of an occurrence or of an item in an attachment
+  std::map<std::string, std::uint64_t> written;         // change number of the last write to each property
   std::map<Seconds, std::shared_ptr<Item>> exceptions;  // of a recurring master, by original start; null: deleted
 
   const Element* Find(std::string_view name) const;
@@ -150,7 +151,8 @@ struct Mailbox {
   /// Moves the change key.
   void Touch(Item& item, const std::string& by);
   void Touch(Folder& folder) { folder.change = ++last_change; }
-  std::string NewAttachmentNumber();
+  /// Gives ids to the attachments of an item, and to the items in them.
+  void Adopt(Item& item);
   std::string IdOf(const Item& item) const;
   std::string IdOf(const Folder& folder) const;
   std::string KeyOf(const Item& item) const;

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "simulator/mailbox/ids.h"
+
 namespace velmore::simulator {
 
 namespace {
@@ -60,11 +62,14 @@ int Number(const Element& element, const char* child, int fallback) {
 
 std::shared_ptr<Item> MakeOccurrence(const std::shared_ptr<Item>& master, Seconds start) {
   const auto exception = master->exceptions.find(start);
-  if (exception != master->exceptions.end()) return exception->second;  // null when deleted
+  if (exception != master->exceptions.end()) {
+    if (exception->second != nullptr) exception->second->change = master->change;
+    return exception->second;  // null when deleted
+  }
   auto item = std::make_shared<Item>(*master);
   const Seconds duration = *ParseTime(master->Text("End")) - *ParseTime(master->Text("Start"));
   item->exceptions.clear();
-  item->occurrence = OccurrenceTail(start);
+  item->id_tail = OccurrenceTail(start);
   item->Set("Start", TimeText(start));
   item->Set("End", TimeText(start + duration));
   item->Set("OriginalStart", TimeText(start));
@@ -142,6 +147,42 @@ void CheckRecurrence(const Item& master) {
   if (Number(recurrence->children[0], "Interval", 1) < 1) throw EwsError("ErrorCalendarInvalidRecurrence");
   if (OccurrenceStarts(master, std::numeric_limits<Seconds>::max(), 1).empty())
     throw EwsError("ErrorCalendarInvalidRecurrence");
+}
+
+std::optional<Element> OccurrenceInfo(const Mailbox& mailbox, const Item& master, const std::string& name) {
+  if (master.Find("Recurrence") == nullptr) return std::nullopt;
+  const Seconds duration = *ParseTime(master.Text("End")) - *ParseTime(master.Text("Start"));
+  const auto info = [&](const char* element, Seconds original) {
+    Element out = Types(element);
+    const auto exception = master.exceptions.find(original);
+    const Item* changed = exception != master.exceptions.end() ? exception->second.get() : nullptr;
+    Element& id = out.Add("ItemId");
+    id.Set("Id", EwsId(mailbox.guid, master.entry_id, OccurrenceTail(original)));
+    id.Set("ChangeKey", mailbox.KeyOf(master));
+    out.Add("Start", changed != nullptr ? changed->Text("Start") : TimeText(original));
+    out.Add("End", changed != nullptr ? changed->Text("End") : TimeText(original + duration));
+    out.Add("OriginalStart", TimeText(original));
+    return out;
+  };
+  const auto is_deleted = [&](Seconds original) {
+    const auto exception = master.exceptions.find(original);
+    return exception != master.exceptions.end() && exception->second == nullptr;
+  };
+  if (name == "FirstOccurrence" || name == "LastOccurrence") {
+    const bool last = name == "LastOccurrence";
+    if (last && master.Find("Recurrence")->children.back().name == "NoEndRecurrence") return std::nullopt;
+    auto starts =
+        OccurrenceStarts(master, std::numeric_limits<Seconds>::max(), last ? 5000 : 1 + master.exceptions.size());
+    std::erase_if(starts, is_deleted);
+    if (starts.empty()) return std::nullopt;
+    return info(name.c_str(), last ? starts.back() : starts.front());
+  }
+  Element out = Types(name);
+  for (const auto& [original, item] : master.exceptions) {
+    if (name == "ModifiedOccurrences" && item != nullptr) out.Add(info("Occurrence", original));
+    if (name == "DeletedOccurrences" && item == nullptr) out.Add("DeletedOccurrence").Add("Start", TimeText(original));
+  }
+  return out.children.empty() ? std::nullopt : std::optional(std::move(out));
 }
 
 bool IsOccurrenceTail(std::string_view tail) {

@@ -4,6 +4,7 @@
 // was changed, which makes it an exception that the master keeps.
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,9 @@ std::vector<std::shared_ptr<Item>> OccurrencesBetween(const Mailbox& mailbox, co
 std::shared_ptr<Item> OccurrenceByTail(const Mailbox& mailbox, const std::shared_ptr<Item>& master,
                                        std::string_view tail);
 std::shared_ptr<Item> OccurrenceByIndex(const Mailbox& mailbox, const std::shared_ptr<Item>& master, int index);
+
+/// FirstOccurrence, LastOccurrence, ModifiedOccurrences or DeletedOccurrences of a master; nothing when it has none.
+std::optional<Element> OccurrenceInfo(const Mailbox& mailbox, const Item& master, const std::string& name);
 
 /// Checks a recurrence; throws EwsError for one that cannot be.
 void CheckRecurrence(const Item& master);

@@ -6,6 +6,7 @@
 
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
+#include "simulator/mailbox/recurrence.h"
 
 namespace velmore::simulator {
 
@@ -359,6 +360,8 @@ std::optional<Element> PropertyOf(const Item& item, const Member& member, const 
   if (name == "IconIndex")
     return Types(name, item.element == "Message" ? "Default" : item.element == "Task" ? "Task" : "Default");
   if (name == "IsResponseRequested" && item.element == "Message") return flag("IsResponseRequested");
+  for (const char* info : {"FirstOccurrence", "LastOccurrence", "ModifiedOccurrences", "DeletedOccurrences"})
+    if (name == info && item.element == "CalendarItem") return OccurrenceInfo(mailbox, item, name);
   if (name == "HasPicture") {
     const bool has = std::any_of(item.attachments.begin(), item.attachments.end(),
                                  [](const Attachment& a) { return a.is_contact_photo; });

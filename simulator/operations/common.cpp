@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/recurrence.h"
@@ -17,6 +18,19 @@ struct OperationRow {
 constexpr OperationRow kOperations[] = {
     {"GetFolder", GetFolder, 0},
     {"FindFolder", FindFolder, 0},
+    {"CreateFolder", CreateFolder, 0},
+    {"UpdateFolder", UpdateFolder, 0},
+    {"DeleteFolder", DeleteFolder, 0},
+    {"EmptyFolder", EmptyFolder, kExchange2010Sp1},
+    {"CopyFolder", CopyFolder, 0},
+    {"MoveFolder", MoveFolder, 0},
+    {"UpdateItem", UpdateItem, 0},
+    {"DeleteItem", DeleteItem, 0},
+    {"CopyItem", CopyItem, 0},
+    {"MoveItem", MoveItem, 0},
+    {"CreateAttachment", CreateAttachment, 0},
+    {"DeleteAttachment", DeleteAttachment, 0},
+    {"GetAttachment", GetAttachment, 0},
     {"FindItem", FindItem, 0},
     {"GetItem", GetItem, 0},
     {"CreateItem", CreateItem, 0},
@@ -151,7 +165,7 @@ Found LocateItem(Context& context, const Element& id) {
   if (!parsed->attachment.empty() && !occurrence_id) {
     // The id of an item attachment stands for the item in it.
     const FoundAttachment attachment = LocateAttachment(context, id);
-    Found found = attachment.owner;
+    Found found = attachment.root;
     if (!attachment.Get().is_item) throw EwsError("ErrorInvalidIdNotAnItemAttachmentId");
     found.item = attachment.Get().item;
     return found;
@@ -185,17 +199,24 @@ FoundAttachment LocateAttachment(Context& context, const Element& id) {
   if (!parsed) throw EwsError("ErrorInvalidIdMalformed");
   if (parsed->attachment.empty()) throw EwsError("ErrorInvalidAttachmentId", "The attachment Id is invalid.");
   FoundAttachment found;
-  found.owner.mailbox = context.store.ByGuid(parsed->mailbox);
-  found.owner.item = found.owner.mailbox != nullptr ? found.owner.mailbox->FindItem(parsed->entry) : nullptr;
-  if (found.owner.item == nullptr) throw EwsError("ErrorItemNotFound");
-  found.owner.folder = found.owner.mailbox->FindFolder(found.owner.item->folder);
-  found.owner.access = context.store.AccessTo(*found.owner.mailbox, *found.owner.folder, context.user);
-  if (found.owner.access == Access::kNone) throw EwsError("ErrorItemNotFound");
-  auto& attachments = found.owner.item->attachments;
-  const auto at = std::find_if(attachments.begin(), attachments.end(),
-                               [&](const Attachment& a) { return a.number == parsed->attachment; });
-  if (at == attachments.end()) throw EwsError("ErrorItemNotFound");
-  found.index = static_cast<std::size_t>(at - attachments.begin());
+  found.root.mailbox = context.store.ByGuid(parsed->mailbox);
+  found.root.item = found.root.mailbox != nullptr ? found.root.mailbox->FindItem(parsed->entry) : nullptr;
+  if (found.root.item == nullptr) throw EwsError("ErrorItemNotFound");
+  found.root.folder = found.root.mailbox->FindFolder(found.root.item->folder);
+  found.root.access = context.store.AccessTo(*found.root.mailbox, *found.root.folder, context.user);
+  if (found.root.access == Access::kNone) throw EwsError("ErrorItemNotFound");
+  const std::function<bool(Item&)> search = [&](Item& item) {
+    for (std::size_t i = 0; i < item.attachments.size(); ++i) {
+      if (item.attachments[i].number == parsed->attachment) {
+        found.list = &item.attachments;
+        found.index = i;
+        return true;
+      }
+      if (item.attachments[i].item != nullptr && search(*item.attachments[i].item)) return true;
+    }
+    return false;
+  };
+  if (!search(*found.root.item)) throw EwsError("ErrorItemNotFound");
   return found;
 }
 

@@ -50,7 +50,7 @@ std::shared_ptr<Item> Copy(const Item& item) {
   auto copy = std::make_shared<Item>(item);
   copy->entry_id.clear();
   copy->number = 0;
-  copy->occurrence.clear();
+  copy->id_tail.clear();
   for (Attachment& attachment : copy->attachments) {
     attachment.number.clear();
     if (attachment.item != nullptr) attachment.item = Copy(*attachment.item);

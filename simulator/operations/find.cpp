@@ -177,8 +177,7 @@ Element FindItem(Context& context, const Element& request) {
 }
 
 Element FindFolder(Context& context, const Element& request) {
-  Shape shape = ParseShape(*request.Child("FolderShape"));
-  shape.found = true;
+  const Shape shape = ParseShape(*request.Child("FolderShape"));
   return RespondEach("FindFolder", *request.Child("ParentFolderIds"), [&](const Element& id) {
     const Place place = LocateFolder(context, id);
     const Viewer viewer = ViewerOf(context, place);

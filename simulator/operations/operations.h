@@ -70,10 +70,12 @@ Viewer ViewerOf(const Context& context, const Place& place);
 Viewer ViewerOf(const Context& context, const Found& found);
 
 struct FoundAttachment {
-  Found owner;
+  Found root;                               // the item in the folder, however deep the attachment lies in it
+  std::vector<Attachment>* list = nullptr;  // that holds the attachment
   std::size_t index = 0;
-  Attachment& Get() const { return owner.item->attachments[index]; }
+  Attachment& Get() const { return (*list)[index]; }
 };
+/// t:AttachmentId.
 FoundAttachment LocateAttachment(Context& context, const Element& id);
 
 // Writing items

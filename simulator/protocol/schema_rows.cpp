@@ -210,7 +210,7 @@ const TypeRow kTypeRows[] = {
      "AllowNewTimeProposal:b/a IsOnlineMeeting:b/a MeetingWorkspaceUrl/a NetShowUrl/a EnhancedLocation:Open/q@7 "
      "StartWallClock:d/rq@7 EndWallClock:d/rq@7 StartTimeZoneId/rq@7 EndTimeZoneId/rq@7 "
      "IntendedFreeBusyStatus:=" FREE_BUSY "/rq@7 JoinOnlineMeetingUrl/rq@7 OnlineMeetingSettings:Open/rq@7 "
-                                          "IsOrganizer:b/afrq@8 CalendarActivityData:Open/q@a "
+     "IsOrganizer:b/afrq@8 CalendarActivityData:Open/q@a "
      "DoNotForwardMeeting:b/@b"},
     {"Contact", "Item",
      "FileAs/afgd FileAsMapping/afgd DisplayName/afgd GivenName/afgd Initials/af MiddleName/af Nickname/af "

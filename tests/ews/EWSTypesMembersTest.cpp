@@ -141,7 +141,6 @@ class TChecker {
 #define VQ_ENTRIES(name, wire, type, key, rule) check.Entries(wire, &VQ_CLASS::Get##name);
 #define VQ_PART(name, wire, type, rule) check.ReadOnly(wire, VQ_GETTER(name, type));
 #define VQ_READONLY(name, wire, type, rule) check.ReadOnly(wire, VQ_GETTER(name, type));
-#define VQ_SELECTOR(name, type, group)
 #define VQ_END(name) check.Done(name::SchemaClass().GetOwnMemberCount()); }
 #include "ews/tables/uVqEWSRecords.inc"
 
@@ -152,18 +151,6 @@ struct TCase {
 
 constexpr TCase Cases[] = {
 #define VQ_RECORD(name, base) {#name, &Check##name},
-#define VQ_VALUE(name, wire, type, rule)
-#define VQ_DATE(name, wire, rule)
-#define VQ_TIME(name, wire, rule)
-#define VQ_BASE64(name, wire, rule)
-#define VQ_ATTRIBUTE(name, wire, type, rule)
-#define VQ_CHILD(name, wire, type, rule)
-#define VQ_ARRAY(name, wire, type, rule)
-#define VQ_ENTRIES(name, wire, type, key, rule)
-#define VQ_PART(name, wire, type, rule)
-#define VQ_READONLY(name, wire, type, rule)
-#define VQ_SELECTOR(name, type, group)
-#define VQ_END(name)
 #include "ews/tables/uVqEWSRecords.inc"
 };
 // clang-format on

@@ -9,7 +9,6 @@ namespace {
 
 class SimulatorRead : public ::testing::Test {
  protected:
-
   /// Puts `count` messages into the inbox, a minute apart, the last one the newest.
   void Fill(int count) {
     for (int i = 0; i < count; ++i)

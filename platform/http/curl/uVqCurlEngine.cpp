@@ -13,9 +13,11 @@
 #include <chrono>
 #include <cstddef>
 #include <exception>
+#include <optional>
 
 #include "platform/http/curl/uVqCurlErrors_p.h"
 #include "platform/http/curl/uVqCurlTrust_p.h"
+#include "platform/http/curl/uVqKerberos_p.h"
 #include "platform/http/uVqHTTPEngine_p.h"
 
 namespace velmore {
@@ -71,13 +73,18 @@ class CurlEngine final : public TVqHTTPEngine {
   }
   void DropConnections() noexcept override;
   unsigned Schemes() const noexcept override;
+  bool PrepareNegotiate(const std::string& user, const std::string& password) override {
+    return FTickets.Prepare(user, password);
+  }
 
  private:
   void Open();
   void Close() noexcept;
   void SetUp(const TVqEngineRequest& request, HeaderList& headers);
   void SetUpCredentials(const TVqEngineRequest& request);
+  CURLcode Transfer();
   CURLcode Drive();
+  bool WasLostUnheard(CURLcode code) const;
   void CheckStall();
   void CheckProgress();
   [[noreturn]] void RaiseFailure(CURLcode code);
@@ -120,6 +127,7 @@ class CurlEngine final : public TVqHTTPEngine {
   CURLM* FMulti = nullptr;
   CURL* FEasy = nullptr;
   TVqCurlTrust FTrust;
+  TVqKerberosTickets FTickets;
   std::atomic<bool> FRunning{false};
   std::atomic<bool> FDrop{false};
 
@@ -257,20 +265,14 @@ TVqEngineReply CurlEngine::Perform(const TVqEngineRequest& request) {
   HeaderList headers;
   SetUp(request, headers);
   SetUpCredentials(request);
-  const CURLMcode added = curl_multi_add_handle(FMulti, FEasy);
-  if (added != CURLM_OK) {
-    throw EVqHTTPApiException("curl_multi_add_handle", curl_multi_strerror(added), VqErrInternal);
-  }
-  CURLcode code = CURLE_OK;
-  try {
-    code = Drive();
-  } catch (...) {
-    curl_multi_remove_handle(FMulti, FEasy);
-    throw;
+  CURLcode code = Transfer();
+  if (WasLostUnheard(code)) {
+    ++FResends;
+    FSent = false;
+    code = Transfer();
   }
   long connectStatus = 0;
   curl_easy_getinfo(FEasy, CURLINFO_HTTP_CONNECTCODE, &connectStatus);
-  curl_multi_remove_handle(FMulti, FEasy);
 
   if (FRaised) std::rethrow_exception(FRaised);
   if (code != CURLE_OK) {
@@ -287,6 +289,27 @@ TVqEngineReply CurlEngine::Perform(const TVqEngineRequest& request) {
     RaiseFailure(code);
   }
   return std::move(FReply);
+}
+
+CURLcode CurlEngine::Transfer() {
+  const CURLMcode added = curl_multi_add_handle(FMulti, FEasy);
+  if (added != CURLM_OK) {
+    throw EVqHTTPApiException("curl_multi_add_handle", curl_multi_strerror(added), VqErrInternal);
+  }
+  struct Added {
+    CurlEngine& Engine;
+    ~Added() { curl_multi_remove_handle(Engine.FMulti, Engine.FEasy); }
+  } remove{*this};
+  return Drive();
+}
+
+// libcurl sees to a kept connection that was closed before the request or instead of the reply, but not to one that
+// breaks while the request goes out.
+bool CurlEngine::WasLostUnheard(CURLcode code) const {
+  if (code != CURLE_SEND_ERROR && code != CURLE_RECV_ERROR && code != CURLE_GOT_NOTHING) return false;
+  long connects = 0;
+  curl_easy_getinfo(FEasy, CURLINFO_NUM_CONNECTS, &connects);
+  return connects == 0 && !FRaised && FSent && !FAnswered && !FRefusedResend && MayResend();
 }
 
 void CurlEngine::SetUp(const TVqEngineRequest& request, HeaderList& headers) {
@@ -365,6 +388,8 @@ void CurlEngine::SetUpCredentials(const TVqEngineRequest& request) {
 }
 
 CURLcode CurlEngine::Drive() {
+  std::optional<TVqKerberosTickets::Use> tickets;
+  if (FRequest->Scheme == schemeNegotiate) tickets.emplace(FTickets);
   FProgress = Clock::now();
   for (;;) {
     int running = 0;

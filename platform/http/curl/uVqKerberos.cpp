@@ -3,6 +3,7 @@
 #ifdef VELMORE_KRB5
 #include <gssapi/gssapi_ext.h>
 #include <gssapi/gssapi_krb5.h>
+#include <krb5/krb5.h>
 #endif
 
 #include <algorithm>
@@ -104,14 +105,12 @@ struct TVqKerberosTickets::Prepared {
   ~Prepared() { Destroy(); }
   void Destroy() {
     if (Cache.empty()) return;
-    // Overwrites what the process holds of the ticket: a memory cache lives until it is destroyed.
-    gss_key_value_element_desc element = {"ccache", Cache.c_str()};
-    gss_key_value_set_desc store = {1, &element};
-    OM_uint32 minor = 0;
-    Credential old;
-    if (gss_acquire_cred_from(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, GSS_C_NO_OID_SET, GSS_C_INITIATE, &store,
-                              &old.Value, nullptr, nullptr) == GSS_S_COMPLETE) {
-      gss_release_cred(&minor, &old.Value);
+    // A cache in memory lives until it is destroyed, for which GSSAPI has no call.
+    krb5_context context = nullptr;
+    if (krb5_init_context(&context) == 0) {
+      krb5_ccache cache = nullptr;
+      if (krb5_cc_resolve(context, Cache.c_str(), &cache) == 0) krb5_cc_destroy(context, cache);
+      krb5_free_context(context);
     }
     Cache.clear();
   }

@@ -1,0 +1,149 @@
+#include <algorithm>
+#include <chrono>
+#include <limits>
+
+#include "platform/soap/uVqSOAPFailures_p.h"
+#include "platform/xml/uVqXMLUtils.h"
+
+namespace velmore {
+namespace {
+
+constexpr std::int32_t kStatusTooManyRequests = 429;
+constexpr std::int32_t kStatusServiceUnavailable = 503;
+
+bool IsBusy(std::int32_t status) noexcept {
+  return status == kStatusTooManyRequests || status == kStatusServiceUnavailable;
+}
+
+std::int32_t Milliseconds(std::int64_t seconds) noexcept {
+  constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max() / 1000;
+  return static_cast<std::int32_t>(std::clamp<std::int64_t>(seconds, 0, most) * 1000);
+}
+
+/// The digits of `text` as a number; -1 when there is anything else, or nothing.
+std::int64_t Number(std::string_view text) noexcept {
+  std::int64_t value = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9' || value > std::numeric_limits<std::int32_t>::max()) return -1;
+    value = value * 10 + (c - '0');
+  }
+  return text.empty() ? -1 : value;
+}
+
+/// Seconds since 1970 of "Sun, 06 Nov 1994 08:49:37 GMT", the one form that may be sent; false for anything else.
+bool HttpDate(std::string_view text, std::int64_t& seconds) noexcept {
+  static constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
+  if (text.size() != 29 || text.substr(25) != " GMT" || text[19] != ':' || text[22] != ':') return false;
+  const std::size_t month = kMonths.find(text.substr(8, 3));
+  const std::int64_t day = Number(text.substr(5, 2)), year = Number(text.substr(12, 4));
+  const std::int64_t hour = Number(text.substr(17, 2)), minute = Number(text.substr(20, 2)),
+                     second = Number(text.substr(23, 2));
+  if (month == std::string_view::npos || month % 3 != 0 || day < 0 || year < 0 || hour < 0 || minute < 0 || second < 0)
+    return false;
+  const std::chrono::year_month_day date{std::chrono::year(static_cast<int>(year)),
+                                         std::chrono::month(static_cast<unsigned>(month / 3 + 1)),
+                                         std::chrono::day(static_cast<unsigned>(day))};
+  if (!date.ok()) return false;
+  seconds = (std::chrono::sys_days(date).time_since_epoch() / std::chrono::seconds(1)) + hour * 3600 + minute * 60 + second;
+  return true;
+}
+
+/// The text of an element of the fault under its name in SOAP 1.1 or in SOAP 1.2.
+string FaultText(const IVqDOMElement& fault, const char* soap11, const char* soap12) {
+  const IVqDOMElement element = fault.SelectSingleElement(soap11, kSelectQuiet);
+  return (element ? element : fault.SelectSingleElement(soap12, kSelectQuiet)).GetText().Trim();
+}
+
+/// The code without the prefix of the server's choice.
+string LocalCode(const string& code) {
+  const std::size_t colon = code.Pos(u":");
+  return colon == string::npos ? code : code.Copy(colon + 1);
+}
+
+}  // namespace
+
+bool VqLooksLikeEnvelope(std::string_view ABytes) {
+  std::string start(ABytes.substr(0, 4096));
+  std::erase(start, '\0');  // UTF-16
+  std::string_view text = start;
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+  if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) text.remove_prefix(2);
+  for (;;) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    const std::string_view end = text.starts_with("<?") ? "?>" : text.starts_with("<!--") ? "-->" : "";
+    if (end.empty()) break;
+    const std::size_t at = text.find(end);
+    if (at == std::string_view::npos) return false;
+    text.remove_prefix(at + end.size());
+  }
+  if (!text.starts_with('<')) return false;
+  std::string_view name = text.substr(1, text.find_first_of(" \t\r\n/>", 1) - 1);
+  if (const std::size_t colon = name.find(':'); colon != std::string_view::npos) name.remove_prefix(colon + 1);
+  return SameText(string(name), "Envelope");
+}
+
+std::int32_t VqRetryAfter(const string& ARetryAfter, const string& ADate) {
+  const std::string text = ARetryAfter.Trim().utf8();
+  if (const std::int64_t seconds = Number(text); seconds >= 0) return Milliseconds(seconds);
+  std::int64_t until = 0, now = 0;
+  if (!HttpDate(text, until)) return 0;
+  if (!HttpDate(ADate.Trim().utf8(), now)) {
+    now = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
+  }
+  return Milliseconds(until - now);
+}
+
+void VqRaiseRefused(const IVqHTTPResponse& AReply) {
+  string offered;
+  for (const string& scheme : AReply.GetOfferedSchemes()) offered += (offered.empty() ? string() : ", ") + scheme;
+  const bool proxy = AReply.GetStatus().Code == 407;
+  string text = proxy ? "The proxy refused the credentials" : "The server refused the credentials";
+  text += offered.empty() ? string(" and offered no authentication scheme") : "; it offers " + offered;
+  const string tried = AReply.GetTriedScheme();
+  text += tried.empty() ? string(", none was tried.") : ", " + tried + " was tried.";
+  if (const string hint = AReply.GetAuthenticationHint(); !hint.empty()) text += " " + hint;
+  throw EVqHTTPApiException("HttpSendRequest", text, VqErrLoginFailure);
+}
+
+void VqRaiseNoEnvelope(const IVqHTTPResponse& AReply, bool AEmpty) {
+  const TVqHTTPStatus status = AReply.GetStatus();
+  string text = "The server answered \"" + IntToStr(status.Code) +
+                (status.Text.empty() ? string() : " " + status.Text) + "\" with ";
+  const string type = AReply.GetHeader("Content-Type");
+  text += AEmpty ? string("an empty body") : type.empty() ? string("something else") : type;
+  text += " instead of a SOAP envelope.";
+  // Where a redirect leads is never followed, but tells what is wrong with the address. Behind "?" there may be secrets.
+  if (const string location = AReply.GetHeader("Location"); status.Code / 100 == 3 && !location.empty())
+    text += " It points to \"" + location.Copy(0, std::min(location.Pos(u"?"), location.Pos(u"#"))) + "\".";
+  if (IsBusy(status.Code)) {
+    const std::int32_t wait = VqRetryAfter(AReply.GetHeader("Retry-After"), AReply.GetHeader("Date"));
+    if (wait > 0) text += " It asks to be left alone for " + IntToStr(wait / 1000) + " seconds.";
+    throw EVqHTTPServerBusy(text, status.Code, wait);
+  }
+  throw EVqHTTPException(text, status.Code);
+}
+
+void VqRaiseFault(IVqSOAPResponse& AResponse, const IVqHTTPResponse& AReply) {
+  const IVqDOMElement fault = AResponse.GetBody().SelectSingleElement("Fault", kSelectQuiet);
+  const std::int32_t status = AReply.GetStatus().Code;
+  const string code = FaultText(fault, "faultcode", "Code/Value");
+  const string reason = FaultText(fault, "faultstring", "Reason/Text");
+  const IVqDOMElement detail = fault.SelectSingleElement("detail", kSelectQuiet);
+  const string responseCode = detail.SelectSingleElement("ResponseCode", kSelectQuiet).GetText().Trim();
+  const IVqDOMElement hint =
+      detail.SelectSingleElement("MessageXml/Value[@Name=\"BackOffMilliseconds\"]", kSelectQuiet);
+  std::int32_t backOff = hint ? std::max(VqXMLToIntDef(hint.GetText(), 0), 0) : 0;
+  if (backOff == 0 && IsBusy(status)) {
+    backOff = VqRetryAfter(AReply.GetHeader("Retry-After"), AReply.GetHeader("Date"));
+  }
+
+  // One sentence that helps: what was said, and the code that names it.
+  string message = reason.empty() ? string("The server answered with a SOAP fault.") : reason;
+  const string& name = responseCode.empty() ? code : responseCode;
+  if (!name.empty()) message += " (" + name + ")";
+  const EVqSOAPFault failure(message, code, reason, responseCode, detail ? detail.GetXML() : string(), backOff, status);
+  if (LocalCode(name) == "ErrorServerBusy" || IsBusy(status)) throw EVqSOAPServerBusy(failure);
+  throw failure;
+}
+
+}  // namespace velmore

@@ -1,0 +1,253 @@
+// CreateFolder, UpdateFolder, DeleteFolder, EmptyFolder, CopyFolder, MoveFolder.
+
+#include <algorithm>
+
+#include "simulator/mailbox/ids.h"
+#include "simulator/operations/operations.h"
+
+namespace velmore::simulator {
+
+namespace {
+
+bool HasChild(const Mailbox& mailbox, const Folder& parent, const std::string& name, const Folder* except = nullptr) {
+  return std::any_of(parent.children.begin(), parent.children.end(), [&](const std::string& id) {
+    const Folder* child = mailbox.FindFolder(id);
+    return child != nullptr && child != except && SameText(child->display_name, name);
+  });
+}
+
+std::string ClassOf(const std::string& element) {
+  if (element == "CalendarFolder") return "IPF.Appointment";
+  if (element == "ContactsFolder") return "IPF.Contact";
+  if (element == "TasksFolder") return "IPF.Task";
+  return "IPF.Note";
+}
+
+std::string ElementOf(const std::string& folder_class, const std::string& fallback) {
+  if (folder_class.starts_with("IPF.Appointment")) return "CalendarFolder";
+  if (folder_class.starts_with("IPF.Contact")) return "ContactsFolder";
+  if (folder_class.starts_with("IPF.Task")) return "TasksFolder";
+  return fallback;
+}
+
+EwsError Refusal(const char* code, const Path& path) {
+  EwsError error(code);
+  error.details.push_back(WritePath(path));
+  return error;
+}
+
+void SetExtended(Folder& folder, const Element& property) {
+  ExtendedValue value;
+  value.key = ParseExtendedKey(*property.Child("ExtendedFieldURI"));
+  if (const Element* values = property.Child("Values"))
+    for (const Element& entry : values->children) value.values.push_back(entry.text);
+  else
+    value.values.push_back(property.ChildText("Value"));
+  std::erase_if(folder.extended, [&](const ExtendedValue& present) { return present.key == value.key; });
+  folder.extended.push_back(std::move(value));
+}
+
+Element Holding(const Mailbox& mailbox, const Folder& folder) {
+  Element folders = Messages("Folders");
+  folders.Add(folder.element).Add(FolderIdElement(mailbox, folder));
+  return folders;
+}
+
+bool IsInside(const Mailbox& mailbox, const Folder& folder, const Folder& ancestor) {
+  for (const Folder* at = &folder; at != nullptr; at = mailbox.FindFolder(at->parent))
+    if (at == &ancestor) return true;
+  return false;
+}
+
+Folder& CopyTree(const Mailbox& from, const Folder& folder, Mailbox& to, Folder& parent) {
+  Folder& copy = to.AddFolder(parent, folder.element, folder.display_name, folder.folder_class);
+  copy.extended = folder.extended;
+  for (const auto& [number, item] : folder.items) {
+    const std::shared_ptr<Item> duplicate = Copy(*item);
+    duplicate->exceptions = item->exceptions;
+    to.AddItem(copy, duplicate);
+  }
+  for (const std::string& child : std::vector<std::string>(folder.children))
+    CopyTree(from, *from.FindFolder(child), to, copy);
+  return copy;
+}
+
+void MoveTree(Mailbox& mailbox, Folder& folder, Folder& parent) {
+  if (Folder* old = mailbox.FindFolder(folder.parent)) {
+    std::erase(old->children, folder.entry_id);
+    mailbox.Touch(*old);
+  }
+  folder.parent = parent.entry_id;
+  parent.children.push_back(folder.entry_id);
+  mailbox.Touch(parent);
+  mailbox.Touch(folder);
+}
+
+/// A name that is free below a folder: deleted folders may bear the same one.
+std::string FreeName(const Mailbox& mailbox, const Folder& parent, const std::string& name) {
+  std::string candidate = name;
+  for (int i = 1; HasChild(mailbox, parent, candidate); ++i) candidate = name + std::to_string(i);
+  return candidate;
+}
+
+Element CopyOrMove(Context& context, const Element& request, bool move) {
+  return RespondEach(
+      move ? "MoveFolder" : "CopyFolder", *request.Child("FolderIds"),
+      [&](const Element& id) {
+        const Place target = LocateTarget(context, *request.Child("ToFolderId"));
+        const Place source = LocateFolder(context, id);
+        Require(target, Access::kOwner);
+        Require(source, move ? Access::kOwner : Access::kReviewer);
+        if (move && !source.folder->distinguished.empty())
+          throw EwsError("ErrorMoveDistinguishedFolder", "Distinguished folders cannot be moved.");
+        if (source.mailbox == target.mailbox && IsInside(*target.mailbox, *target.folder, *source.folder))
+          throw EwsError("ErrorMoveCopyFailed");
+        if (HasChild(*target.mailbox, *target.folder, source.folder->display_name, move ? source.folder : nullptr))
+          throw EwsError("ErrorFolderExists");
+        Folder* result = source.folder;
+        if (move && source.mailbox == target.mailbox) {
+          MoveTree(*source.mailbox, *source.folder, *target.folder);
+        } else {
+          result = &CopyTree(*source.mailbox, *source.folder, *target.mailbox, *target.folder);
+          if (move) source.mailbox->RemoveFolder(source.folder->entry_id);
+        }
+        return std::vector<Element>{Holding(*target.mailbox, *result)};
+      },
+      {Messages("Folders")});
+}
+
+}  // namespace
+
+Element CreateFolder(Context& context, const Element& request) {
+  return RespondEach(
+      "CreateFolder", *request.Child("Folders"),
+      [&](const Element& element) {
+        const Place parent = LocateTarget(context, *request.Child("ParentFolderId"));
+        Require(parent, Access::kOwner);
+        const std::string& name = element.ChildText("DisplayName");
+        if (name.empty())
+          throw EwsError("ErrorFolderSavePropertyError",
+                         "The folder save operation failed due to invalid property values.");
+        if (HasChild(*parent.mailbox, *parent.folder, name))
+          throw EwsError("ErrorFolderExists",
+                         "A folder with the specified name already exists., Could not create folder '" + name + "'.");
+        std::string folder_class = element.ChildText("FolderClass");
+        if (folder_class.empty()) folder_class = ClassOf(element.name);
+        if (element.name != "Folder" && element.name != "SearchFolder" &&
+            ElementOf(folder_class, element.name) != element.name)
+          throw EwsError("ErrorNoFolderClassOverride");
+        Folder& folder = parent.mailbox->AddFolder(
+            *parent.folder, element.name == "Folder" ? ElementOf(folder_class, "Folder") : element.name, name,
+            folder_class);
+        for (const Element& child : element.children)
+          if (child.name == "ExtendedProperty") SetExtended(folder, child);
+        return std::vector<Element>{Holding(*parent.mailbox, folder)};
+      },
+      {Messages("Folders")});
+}
+
+Element UpdateFolder(Context& context, const Element& request) {
+  return RespondEach("UpdateFolder", *request.Child("FolderChanges"),
+                     [&](const Element& change) {
+                       if (change.children.empty()) throw EwsError("ErrorInvalidIdEmpty");
+                       const Place place = LocateFolder(context, change.children.front());
+                       Require(place, Access::kOwner);
+                       Folder& folder = *place.folder;
+                       const Element& updates = *change.Child("Updates");
+                       for (const Element& update : updates.children) {
+                         const auto at = std::find_if(update.children.begin(), update.children.end(), IsPath);
+                         if (at == update.children.end()) throw EwsError("ErrorIncorrectUpdatePropertyCount");
+                         const Path path = ParsePath(*at);
+                         if (update.name == "AppendToFolderField") throw Refusal("ErrorInvalidPropertyAppend", path);
+                         if (update.name == "DeleteFolderField") {
+                           if (!path.extended) throw Refusal("ErrorInvalidPropertyDelete", path);
+                           std::erase_if(folder.extended,
+                                         [&](const ExtendedValue& value) { return value.key == *path.extended; });
+                           continue;
+                         }
+                         const Element* holder = nullptr;
+                         for (const Element& child : update.children)
+                           if (!IsPath(child)) holder = &child;
+                         if (holder == nullptr || holder->children.size() != 1)
+                           throw EwsError("ErrorIncorrectUpdatePropertyCount");
+                         const Element& value = holder->children.front();
+                         if (path.extended) {
+                           if (value.name != "ExtendedProperty" ||
+                               ParseExtendedKey(*value.Child("ExtendedFieldURI")) != *path.extended)
+                             throw Refusal("ErrorUpdatePropertyMismatch", path);
+                           SetExtended(folder, value);
+                         } else if (path.ElementName() != value.name) {
+                           throw Refusal("ErrorUpdatePropertyMismatch", path);
+                         } else if (value.name == "DisplayName") {
+                           if (value.text.empty() || !folder.distinguished.empty())
+                             throw Refusal("ErrorInvalidPropertySet", path);
+                           const Folder* parent = place.mailbox->FindFolder(folder.parent);
+                           if (parent != nullptr && HasChild(*place.mailbox, *parent, value.text, &folder))
+                             throw EwsError("ErrorFolderExists");
+                           folder.display_name = value.text;
+                         } else {
+                           throw Refusal("ErrorInvalidPropertySet", path);
+                         }
+                       }
+                       if (!updates.children.empty()) place.mailbox->Touch(folder);
+                       return std::vector<Element>{Holding(*place.mailbox, folder)};
+                     },
+                     {Messages("Folders")});
+}
+
+Element DeleteFolder(Context& context, const Element& request) {
+  return RespondEach("DeleteFolder", *request.Child("FolderIds"), [&](const Element& id) {
+    const Place place = LocateFolder(context, id);
+    Require(place, Access::kOwner);
+    if (!place.folder->distinguished.empty()) throw EwsError("ErrorDeleteDistinguishedFolder");
+    Folder* trash = place.mailbox->Distinguished("deleteditems");
+    if (request.AttributeText("DeleteType") == "MoveToDeletedItems" && trash != nullptr &&
+        !IsInside(*place.mailbox, *place.folder, *trash)) {
+      place.folder->display_name = FreeName(*place.mailbox, *trash, place.folder->display_name);
+      MoveTree(*place.mailbox, *place.folder, *trash);
+    } else {
+      place.mailbox->RemoveFolder(std::string(place.folder->entry_id));
+    }
+    return std::vector<Element>{};
+  });
+}
+
+Element EmptyFolder(Context& context, const Element& request) {
+  const std::string& sub = request.AttributeText("DeleteSubFolders");
+  const bool with_folders = sub == "true" || sub == "1";
+  return RespondEach("EmptyFolder", *request.Child("FolderIds"), [&](const Element& id) {
+    const Place place = LocateFolder(context, id);
+    Require(place, Access::kOwner);
+    if (place.folder->element == "CalendarFolder" || place.folder->element == "SearchFolder")
+      throw EwsError("ErrorCannotEmptyFolder");
+    const bool to_trash =
+        request.AttributeText("DeleteType") == "MoveToDeletedItems" && place.folder->distinguished != "deleteditems";
+    Folder* trash = to_trash ? place.mailbox->Distinguished("deleteditems") : nullptr;
+    const auto items = place.folder->items;
+    for (const auto& [number, item] : items) {
+      if (trash != nullptr) place.mailbox->AddItem(*trash, Copy(*item));
+      place.mailbox->RemoveItem(std::string(item->entry_id));
+    }
+    if (!with_folders) return std::vector<Element>{};
+    for (const std::string& child_id : std::vector<std::string>(place.folder->children)) {
+      Folder* child = place.mailbox->FindFolder(child_id);
+      if (child == nullptr || !child->distinguished.empty()) continue;
+      if (trash != nullptr) {
+        child->display_name = FreeName(*place.mailbox, *trash, child->display_name);
+        MoveTree(*place.mailbox, *child, *trash);
+      } else {
+        place.mailbox->RemoveFolder(child_id);
+      }
+    }
+    return std::vector<Element>{};
+  });
+}
+
+Element CopyFolder(Context& context, const Element& request) {
+  return CopyOrMove(context, request, false);
+}
+Element MoveFolder(Context& context, const Element& request) {
+  return CopyOrMove(context, request, true);
+}
+
+}  // namespace velmore::simulator

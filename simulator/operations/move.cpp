@@ -1,0 +1,101 @@
+// CopyItem, MoveItem, DeleteItem.
+
+#include "simulator/mailbox/ids.h"
+#include "simulator/operations/operations.h"
+
+namespace velmore::simulator {
+
+namespace {
+
+void CheckFits(const Item& item, const Folder& folder) {
+  if (item.element == "CalendarItem" && folder.element != "CalendarFolder" && folder.distinguished != "deleteditems")
+    throw EwsError("ErrorCannotCreateCalendarItemInNonCalendarFolder");
+}
+
+void CheckKey(const Element& id) {
+  const std::string& key = id.AttributeText("ChangeKey");
+  if (!key.empty() && !ParseChangeKey(key)) throw EwsError("ErrorInvalidChangeKey");
+}
+
+/// An item leaves its folder and stands in another, under a new id.
+Item& MoveTo(Mailbox& from, const std::shared_ptr<Item>& item, Mailbox& to, Folder& folder) {
+  const std::shared_ptr<Item> moved = Copy(*item);
+  moved->exceptions = item->exceptions;
+  from.RemoveItem(item->entry_id);
+  return to.AddItem(folder, moved);
+}
+
+Element CopyOrMove(Context& context, const Element& request, bool move) {
+  const char* operation = move ? "MoveItem" : "CopyItem";
+  const std::string& wanted = request.ChildText("ReturnNewItemIds");
+  const bool with_ids = wanted != "false" && wanted != "0";
+  return RespondEach(
+      operation, *request.Child("ItemIds"),
+      [&](const Element& id) {
+        const Place target = LocateTarget(context, *request.Child("ToFolderId"));
+        Require(target, Access::kAuthor);
+        CheckKey(id);
+        const Found found = LocateItem(context, id);
+        if (found.access < (move ? Access::kEditor : Access::kReviewer)) throw EwsError("ErrorAccessDenied");
+        if (found.master != nullptr)
+          throw EwsError(
+              "ErrorCalendarCannotMoveOrCopyOccurrence",
+              "The CopyItem and MoveItem operations cannot be performed on an occurrence of a recurring item.");
+        if (!found.item->id_tail.empty()) throw EwsError("ErrorMoveCopyFailed");
+        CheckFits(*found.item, *target.folder);
+        const Item* result = nullptr;
+        if (move) {
+          result = &MoveTo(*found.mailbox, found.item, *target.mailbox, *target.folder);
+        } else {
+          const std::shared_ptr<Item> copy = Copy(*found.item);
+          copy->exceptions = found.item->exceptions;
+          copy->created = 0;
+          result = &target.mailbox->AddItem(*target.folder, copy);
+        }
+        Element items = Messages("Items");
+        if (with_ids) items.Add(result->element).Add(ItemIdElement(*target.mailbox, *result));
+        return std::vector<Element>{std::move(items)};
+      },
+      {Messages("Items")});
+}
+
+}  // namespace
+
+Element CopyItem(Context& context, const Element& request) {
+  return CopyOrMove(context, request, false);
+}
+Element MoveItem(Context& context, const Element& request) {
+  return CopyOrMove(context, request, true);
+}
+
+Element DeleteItem(Context& context, const Element& request) {
+  const std::string& type = request.AttributeText("DeleteType");
+  return RespondEach("DeleteItem", *request.Child("ItemIds"), [&](const Element& id) {
+    CheckKey(id);
+    const Found found = LocateItem(context, id);
+    if (found.access < Access::kEditor) throw EwsError("ErrorAccessDenied");
+    const std::string& kind = found.item->element;
+    if (kind == "CalendarItem" && request.Attribute("SendMeetingCancellations") == nullptr)
+      throw EwsError("ErrorSendMeetingCancellationsRequired");
+    if (kind == "Task" && request.Attribute("AffectedTaskOccurrences") == nullptr)
+      throw EwsError("ErrorAffectedTaskOccurrencesRequired");
+    if (found.master != nullptr) {
+      found.master->exceptions[*ParseTime(found.item->Text("OriginalStart"))] = nullptr;
+      found.mailbox->Touch(*found.master, context.user.display_name);
+      return std::vector<Element>{};
+    }
+    if (!found.item->id_tail.empty()) throw EwsError("ErrorCannotDeleteObject");
+    Folder* to = nullptr;
+    if (type == "MoveToDeletedItems" && found.folder->distinguished != "deleteditems")
+      to = found.mailbox->Distinguished("deleteditems");
+    // What is deleted softly can be had back from the recoverable items, where the server has them.
+    if (type == "SoftDelete") to = found.mailbox->Distinguished("recoverableitemsdeletions");
+    if (to != nullptr)
+      MoveTo(*found.mailbox, found.item, *found.mailbox, *to);
+    else
+      found.mailbox->RemoveItem(found.item->entry_id);
+    return std::vector<Element>{};
+  });
+}
+
+}  // namespace velmore::simulator
