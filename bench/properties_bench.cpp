@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <pugixml.hpp>
 
 #include "ews/uVqEWSProperties.h"
@@ -80,10 +81,37 @@ void FindByKey(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(GetPropDef("PR_SUBJECT", false));
 }
 
-BENCHMARK(ByHand);
-BENCHMARK(OurMember);
-BENCHMARK(OurExtended);
-BENCHMARK(IterateAll);
-BENCHMARK(FindByKey);
+BENCHMARK(ByHand)->Name("status/floor");
+BENCHMARK(OurMember)->Name("status of a member/ours");
+BENCHMARK(OurExtended)->Name("status of an extended property/ours");
+BENCHMARK(IterateAll)->Name("all properties by position/ours");
+BENCHMARK(FindByKey)->Name("row by key/ours");
+
+/// Prints as usual and keeps the best time of each, in nanoseconds.
+class TReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      double& best = Best.try_emplace(run.run_name.function_name, run.GetAdjustedCPUTime()).first->second;
+      if (run.GetAdjustedCPUTime() < best) best = run.GetAdjustedCPUTime();
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+
+  std::map<std::string, double> Best;
+};
 
 }  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  TReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  bool fast = true;
+  for (const char* job : {"status of a member/ours", "status of an extended property/ours"}) {
+    const auto best = reporter.Best.find(job);
+    if (best != reporter.Best.end()) fast = fast && best->second < 1000;
+  }
+  if (!fast) std::fprintf(stderr, "An update status takes a microsecond or more.\n");
+  return fast ? 0 : 1;
+}

@@ -133,10 +133,9 @@ std::string Ours(const std::string& text, bool& accepted) {
 }
 
 std::string Theirs(const std::string& text, bool& accepted) {
-  // Without namespaces in the attributes: declarations are compared as attributes by reading them as such.
   std::unique_ptr<xmlParserCtxt, void (*)(xmlParserCtxtPtr)> context(xmlNewParserCtxt(), xmlFreeParserCtxt);
   xmlDocPtr read = xmlCtxtReadMemory(context.get(), text.data(), static_cast<int>(text.size()), nullptr, nullptr,
-                                     XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NONET | XML_PARSE_SAX1);
+                                     XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NONET);
   const std::unique_ptr<xmlDoc, void (*)(xmlDocPtr)> document(read, xmlFreeDoc);
   accepted = read != nullptr && context->wellFormed == 1;
   if (!accepted) return context->lastError.message ? context->lastError.message : "";
