@@ -1,5 +1,7 @@
 #include "ews/uVqEWSWireForm.h"
 
+#include <algorithm>
+
 namespace velmore {
 namespace {
 
@@ -34,6 +36,45 @@ void MoveRecipientIds(const IVqDOMElement& method) {
   }
 }
 
+/// A recipient that is a name alone has empty elements for what it lacks -> no elements.
+void RemoveEmptyAddresses(const IVqDOMElement& method) {
+  for (const IVqDOMElement& mailbox : method.CreateElementList(".//Mailbox", kSelectQuiet)) {
+    for (const char* name : {"EmailAddress", "RoutingType"}) {
+      const IVqDOMElement child = mailbox.SelectSingleElement(name, kSelectQuiet);
+      if (child && child.GetTextAsUtf8().empty()) mailbox.RemoveChild(child);
+    }
+  }
+}
+
+/// Members that were appended -> their places in the sequence. What the record does not know stays behind them.
+void SortMembers(const IVqDOMElement& element, const TVqXMLSchemaClass& recordClass) {
+  struct TChild {
+    std::int32_t Index;
+    IVqDOMElement Element;
+  };
+  std::vector<TChild> children;
+  for (const IVqDOMElement& child : element.GetChildElements()) {
+    const std::int32_t index = recordClass.FindMember(child.GetQualifiedName().utf8());
+    if (index >= 0 && recordClass.GetMember(index).Class) SortMembers(child, *recordClass.GetMember(index).Class);
+    children.push_back({index < 0 ? recordClass.GetMemberCount() : index, child});
+  }
+  if (std::ranges::is_sorted(children, {}, &TChild::Index)) return;
+  std::ranges::stable_sort(children, {}, &TChild::Index);
+  for (const TChild& child : children) element.AddChild(child.Element);
+}
+
+void SortItems(const IVqDOMElement& method) {
+  for (const char* path : {"Items/*", "ItemChanges/ItemChange/Updates/SetItemField/*", "Attachments/*", "Folders/*"}) {
+    for (const IVqDOMElement& element : method.CreateElementList(path, kSelectQuiet)) {
+      const string name = element.GetLocalName();
+      const TVqXMLSchemaClass* recordClass = EwsFindItemClass(name);
+      if (!recordClass) recordClass = EwsFindAttachmentClass(name);
+      if (!recordClass) recordClass = EwsFindFolderClass(name);
+      if (recordClass) SortMembers(element, *recordClass);
+    }
+  }
+}
+
 }  // namespace
 
 void EwsToStrictSchema(IVqSOAPRequest& ARequest) {
@@ -41,6 +82,8 @@ void EwsToStrictSchema(IVqSOAPRequest& ARequest) {
   MoveChangeKeys(method);
   NameIndexedFields(method);
   MoveRecipientIds(method);
+  RemoveEmptyAddresses(method);
+  SortItems(method);
 }
 
 bool EwsSendsUpdate(const TVqEWSBaseSession& ASession, const IVqDOMElement& AUpdates) {

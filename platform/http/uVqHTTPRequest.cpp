@@ -97,6 +97,22 @@ TVqHTTPResponse::TVqHTTPResponse(std::string url, TVqEngineReply reply, std::str
   for (const auto& [name, value] : reply.Headers) FHeaders.emplace_back(HeaderText(name), HeaderText(value));
 }
 
+TVqHTTPStatus TVqHTTPResponse::GetStatus() const {
+  return FStatus;
+}
+
+string TVqHTTPResponse::GetURL() const {
+  return FURL;
+}
+
+string TVqHTTPResponse::GetTriedScheme() const {
+  return FTried;
+}
+
+string TVqHTTPResponse::GetAuthenticationHint() const {
+  return FHint;
+}
+
 string TVqHTTPResponse::GetHeader(const string& AName) const {
   string value;
   bool found = false;

@@ -11,17 +11,17 @@ class TVqHTTPResponse final : public TVqObject, public virtual IVqHTTPResponse, 
  public:
   TVqHTTPResponse(std::string url, TVqEngineReply reply, std::string body);
 
-  TVqHTTPStatus GetStatus() const override { return FStatus; }
+  TVqHTTPStatus GetStatus() const override;
   string GetHeader(const string& AName) const override;
   string GetCookie(const string& AName) const override;
   string GetText() const override;
   const std::string& GetBody() const override { return FBody; }
   std::string TakeBody() noexcept override { return std::exchange(FBody, {}); }
   const std::vector<std::pair<string, string>>& GetHeaders() const override { return FHeaders; }
-  string GetURL() const override { return FURL; }
+  string GetURL() const override;
   const std::vector<string>& GetOfferedSchemes() const override { return FOffered; }
-  string GetTriedScheme() const override { return FTried; }
-  string GetAuthenticationHint() const override { return FHint; }
+  string GetTriedScheme() const override;
+  string GetAuthenticationHint() const override;
 
   void SetAuthenticationResult(std::string tried, std::string hint);
 
