@@ -80,6 +80,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   const TServerVersionInfo& GetServerVersionInfo() const;
   /// "Exchange Server 2016 (15.1.2507.6)" and the like.
   string GetServerDescription() const;
+  /// The version that requests carry: that of the server at the last logon, also behind a logoff; the first one before any. Does not raise.
+  TServerVersion GetRequestVersion() const noexcept { return FRequestVersion; }
 
   // ---- Where and as whom
 

@@ -7,6 +7,18 @@ namespace velmore {
 
 TVqEWSBaseSession::TVqEWSBaseSession(TVqComponent* AOwner) : TVqComponent(AOwner) {}
 
+std::int32_t TVqEWSBaseSession::TimezoneCount() const {
+  return EwsTimeZoneCount();
+}
+
+string TVqEWSBaseSession::GetTimezoneId(std::int32_t AIndex) const {
+  return EwsTimeZone(AIndex).Id;
+}
+
+std::int32_t TVqEWSBaseSession::GetTimezoneOffset(const string& ATimezoneId) const {
+  return EwsTimeZoneOffset(ATimezoneId);
+}
+
 void TVqEWSBaseSession::SetExchangeCookie(const string& AValue) {
   FExchangeCookie = AValue;
 }

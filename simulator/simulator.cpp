@@ -93,7 +93,16 @@ struct Simulator::Impl {
         recorder(options.keep_exchanges, options.record_directory) {
     for (const User& user : options.users) store.AddMailbox(user);
     for (const DirectoryContact& contact : options.directory) store.AddContact(contact);
-    ReadMessages(options.seed_directory, store);
+    ReadMessages(options.seed_directory, store,
+                 [this](Mailbox& mailbox, Folder& folder, const std::string& xml) { AddXml(mailbox, folder, xml); });
+  }
+
+  /// Makes an item from its XML. Throws whatever refuses it.
+  Item& AddXml(Mailbox& mailbox, Folder& folder, const std::string& xml) {
+    const Element wrapper = ParseXml("<wrapper xmlns:t=\"" + std::string(kTypesNamespace) + "\">" + xml + "</wrapper>");
+    if (wrapper.children.size() != 1) throw SimulatorError("Exactly one item is expected.");
+    Context context{store, options, mailbox.owner, &mailbox, store.server_version};
+    return mailbox.AddItem(folder, MakeItem(context, wrapper.children.front()));
   }
 
   HttpResponse Handle(const HttpRequest& request, ConnectionState& connection) {
@@ -316,11 +325,7 @@ Id Simulator::AddItem(const std::string& smtp_address, const std::string& folder
   const std::lock_guard lock(impl_->store.mutex);
   Mailbox& mailbox = impl_->MailboxOf(smtp_address);
   try {
-    const Element wrapper = ParseXml("<wrapper xmlns:t=\"" + std::string(kTypesNamespace) + "\">" + xml + "</wrapper>");
-    if (wrapper.children.size() != 1) throw SimulatorError("AddItem takes exactly one item.");
-    Context context{impl_->store, impl_->options, mailbox.owner, &mailbox, impl_->store.server_version};
-    std::shared_ptr<Item> item = MakeItem(context, wrapper.children.front());
-    const Item& added = mailbox.AddItem(FolderByPath(mailbox, folder, true), std::move(item));
+    const Item& added = impl_->AddXml(mailbox, FolderByPath(mailbox, folder, true), xml);
     return {mailbox.IdOf(added), mailbox.KeyOf(added)};
   } catch (const SimulatorError&) {
     throw;

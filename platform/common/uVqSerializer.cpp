@@ -1,5 +1,7 @@
 #include "platform/common/uVqSerializer.h"
 
+#include <algorithm>
+
 namespace velmore {
 
 std::string_view VqEnumTextOf(const TVqEnumInfo& info, std::int32_t value) {

@@ -9,6 +9,7 @@
 /// An enumeration takes part by one function beside its declaration, found by argument: `VqEnumInfoOf`. The texts are a
 /// table in read-only memory. All functions are free of state and may be called from any thread.
 
+#include <concepts>
 #include <string_view>
 #include <type_traits>
 

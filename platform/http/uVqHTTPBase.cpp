@@ -76,12 +76,12 @@ void Fire(const Event& event, Args&&... args) {
   if (copy) copy(std::forward<Args>(args)...);
 }
 
-string Read(const TVqHTTPSessionState& state, std::string TVqHTTPSessionSettings::* member) {
+string Read(const TVqHTTPSessionState& state, std::string TVqHTTPSessionSettings::*member) {
   const std::scoped_lock lock(state.Mutex);
   return state.Settings.*member;
 }
 
-void Write(TVqHTTPSessionState& state, std::string TVqHTTPSessionSettings::* member, const string& value) {
+void Write(TVqHTTPSessionState& state, std::string TVqHTTPSessionSettings::*member, const string& value) {
   std::string utf8 = value.utf8();
   const std::scoped_lock lock(state.Mutex);
   state.Settings.*member = std::move(utf8);
@@ -189,7 +189,9 @@ void TVqHTTPClientBase::SetAuthentication(TVqHTTPAuthentication AValue) {
     case TVqHTTPAuthentication::basic:
     case TVqHTTPAuthentication::ntlm:
     case TVqHTTPAuthentication::negotiate:
-    case TVqHTTPAuthentication::oAuth: FAuthentication = AValue; return;
+    case TVqHTTPAuthentication::oAuth:
+      FAuthentication = AValue;
+      return;
   }
   throw EVqHTTPInvalidArgument("SetAuthentication", "There is no such authentication scheme.");
 }

@@ -21,7 +21,8 @@ std::string CharsetOf(std::string_view contentType) {
     const std::size_t mark = rest.find('=');
     if (mark == std::string_view::npos) continue;
     const auto trim = [](std::string_view text) {
-      while (!text.empty() && (text.front() == ' ' || text.front() == '"' || text.front() == '\t')) text.remove_prefix(1);
+      while (!text.empty() && (text.front() == ' ' || text.front() == '"' || text.front() == '\t'))
+        text.remove_prefix(1);
       while (!text.empty() && (text.back() == ' ' || text.back() == '"' || text.back() == '\t')) text.remove_suffix(1);
       return text;
     };

@@ -62,13 +62,13 @@ struct TVqEngineRequest {
   TVqHTTPSecurityFlags SecurityFlags;
   TVqHTTPSessionSettings Session;
   TVqHTTPRoute Route;
-  unsigned Scheme = schemeNone;       // the one to use
-  std::string User, Password;         // may be empty with Negotiate: then the ticket at hand
+  unsigned Scheme = schemeNone;        // the one to use
+  std::string User, Password;          // may be empty with Negotiate: then the ticket at hand
   unsigned ProxySchemes = schemeNone;  // those that may be used
   std::string ProxyUser, ProxyPassword;
   const std::atomic<bool>* Cancelled = nullptr;
-  std::function<void(std::uint16_t status)> OnHeaders;    // at the end of each header block that may be the last
-  std::function<void(std::string_view bytes)> OnBody;     // of the reply that is given back; may raise
+  std::function<void(std::uint16_t status)> OnHeaders;  // at the end of each header block that may be the last
+  std::function<void(std::string_view bytes)> OnBody;   // of the reply that is given back; may raise
 };
 
 struct TVqEngineReply {

@@ -34,10 +34,14 @@ void SetHeaderLine(std::vector<std::pair<std::string, std::string>>& headers, st
 
 const char* GrantName(TVqOAuthGrantType grant) {
   switch (grant) {
-    case TVqOAuthGrantType::none: break;
-    case TVqOAuthGrantType::Authorize: return "Authorize";
-    case TVqOAuthGrantType::Password: return "Password";
-    case TVqOAuthGrantType::ClientCredentials: return "ClientCredentials";
+    case TVqOAuthGrantType::none:
+      break;
+    case TVqOAuthGrantType::Authorize:
+      return "Authorize";
+    case TVqOAuthGrantType::Password:
+      return "Password";
+    case TVqOAuthGrantType::ClientCredentials:
+      return "ClientCredentials";
   }
   return "none";
 }
@@ -47,9 +51,10 @@ const TVqOAuthAccessToken& TokenInForce(const TVqOAuth& oauth) {
   const TVqOAuthAccessToken& token = oauth.GetAccessToken();
   if (!token.GetExpired()) return token;
   if (oauth.GetGrantType() != TVqOAuthGrantType::none) {
-    throw EVqException(Format("A new access token is needed, but the OAuth grant \"%s\" is not available in this version. "
-                              "Set a token with SetAccessToken.",
-                              {GrantName(oauth.GetGrantType())}));
+    throw EVqException(
+        Format("A new access token is needed, but the OAuth grant \"%s\" is not available in this version. "
+               "Set a token with SetAccessToken.",
+               {GrantName(oauth.GetGrantType())}));
   }
   throw EVqException(token.Token.empty() ? "OAuth is in use, but there is no access token and no grant to get one."
                                          : "The OAuth access token has expired and there is no grant to get another.");
@@ -59,10 +64,14 @@ const TVqOAuthAccessToken& TokenInForce(const TVqOAuth& oauth) {
 
 const char* VqHTTPSchemeName(unsigned scheme) noexcept {
   switch (scheme) {
-    case schemeBasic: return "Basic";
-    case schemeNTLM: return "NTLM";
-    case schemeNegotiate: return "Negotiate";
-    default: return "";
+    case schemeBasic:
+      return "Basic";
+    case schemeNTLM:
+      return "NTLM";
+    case schemeNegotiate:
+      return "Negotiate";
+    default:
+      return "";
   }
 }
 
@@ -119,8 +128,8 @@ TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
       hint = "No user name is set for the proxy.";
     }
   }
-  auto response = MakeRef<TVqHTTPResponse>(FRequest.FURL.utf8(), std::move(reply),
-                                           FToEvent ? FStream.TakeBytes() : FBody.Take());
+  auto response =
+      MakeRef<TVqHTTPResponse>(FRequest.FURL.utf8(), std::move(reply), FToEvent ? FStream.TakeBytes() : FBody.Take());
   response->SetAuthenticationResult(std::move(tried), std::move(hint));
   return response;
 }
@@ -136,8 +145,7 @@ void TVqHTTPExchange::TakeTarget() {
     // What cannot be taken apart may hold a password anywhere: it is not shown beyond an "@".
     const bool secret = url.Contains(u"@");
     throw EVqHTTPApiException(
-        "VqDecodeURL",
-        secret ? string("The address is not valid.") : Format("The address \"%s\" is not valid.", {url}),
+        "VqDecodeURL", secret ? string("The address is not valid.") : Format("The address \"%s\" is not valid.", {url}),
         VqErrInvalidUrl);
   }
   if (FTarget.Scheme != u"http" && FTarget.Scheme != u"https") {
@@ -165,11 +173,20 @@ void TVqHTTPExchange::TakeCredentials() {
   FEngineRequest.User = credentials.GetLogonName().utf8();
   FEngineRequest.Password = credentials.GetPassword().utf8();
   switch (FClient.FAuthentication) {
-    case TVqHTTPAuthentication::anonymous: return;
-    case TVqHTTPAuthentication::byChallenge: FAllowed = AllSchemes; break;
-    case TVqHTTPAuthentication::basic: FAllowed = schemeBasic; break;
-    case TVqHTTPAuthentication::ntlm: FAllowed = schemeNTLM; break;
-    case TVqHTTPAuthentication::negotiate: FAllowed = schemeNegotiate; break;
+    case TVqHTTPAuthentication::anonymous:
+      return;
+    case TVqHTTPAuthentication::byChallenge:
+      FAllowed = AllSchemes;
+      break;
+    case TVqHTTPAuthentication::basic:
+      FAllowed = schemeBasic;
+      break;
+    case TVqHTTPAuthentication::ntlm:
+      FAllowed = schemeNTLM;
+      break;
+    case TVqHTTPAuthentication::negotiate:
+      FAllowed = schemeNegotiate;
+      break;
     case TVqHTTPAuthentication::oAuth: {
       const TVqOAuthAccessToken& token = TokenInForce(FClient.FOAuth);
       FTokenHeldBack = FPlainText;

@@ -32,7 +32,7 @@ class TVqHTTPExchange {
   TVqEngineRequest FEngineRequest;
   TVqURLData FTarget;
   std::string FOrigin;
-  bool FPlainText = false;       // credentials would be readable on the way
+  bool FPlainText = false;  // credentials would be readable on the way
   unsigned FAllowed = schemeNone;
   unsigned FTried = schemeNone;
   bool FTokenHeldBack = false;

@@ -13,9 +13,12 @@ std::string_view VqHTTPVerbText(TVqHTTPVerb AVerb) noexcept {
 
 string VqHTTPAccessTypeText(TVqHTTPAccessType AValue) {
   switch (AValue) {
-    case TVqHTTPAccessType::preConfig: return "preConfig";
-    case TVqHTTPAccessType::direct: return "direct";
-    case TVqHTTPAccessType::proxy: return "proxy";
+    case TVqHTTPAccessType::preConfig:
+      return "preConfig";
+    case TVqHTTPAccessType::direct:
+      return "direct";
+    case TVqHTTPAccessType::proxy:
+      return "proxy";
   }
   return {};
 }

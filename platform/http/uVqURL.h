@@ -12,14 +12,14 @@ namespace velmore {
 
 /// The parts of an address, as they stand in it (nothing is percent-decoded). A plain value.
 struct TVqURLData {
-  string Scheme;            ///< lower case, without "://"
-  string UserInfo;          ///< what stands before "@"; empty as a rule
-  string Host;              ///< an IPv6 address without its brackets
-  std::uint16_t Port = 0;   ///< as written, else the scheme's: 443 for https, 80 for http, else 0
-  string Path;              ///< with its leading "/"; empty when there is none
-  string Query;             ///< without "?"
-  string Fragment;          ///< without "#"
-  bool IsValid = false;     ///< false when the text is no absolute address: then all else is empty
+  string Scheme;           ///< lower case, without "://"
+  string UserInfo;         ///< what stands before "@"; empty as a rule
+  string Host;             ///< an IPv6 address without its brackets
+  std::uint16_t Port = 0;  ///< as written, else the scheme's: 443 for https, 80 for http, else 0
+  string Path;             ///< with its leading "/"; empty when there is none
+  string Query;            ///< without "?"
+  string Fragment;         ///< without "#"
+  bool IsValid = false;    ///< false when the text is no absolute address: then all else is empty
 
   bool IsHttps() const { return Scheme == u"https"; }
 };

@@ -209,7 +209,7 @@ void IVqDOMNode::SetInnerXML(const TVqUtf8View& AMarkup) const {
   std::string unused;
   CheckMarkup(AMarkup.View(), TVqXMLRules::rContent, data.Limits, unused);
   // The markup may be this very element's own text.
-  const std::string markup(AMarkup.View());
+  const std::string markup = NeedsLines(AMarkup.View()) ? WithLines(AMarkup.View()) : std::string(AMarkup.View());
   const pugi::xml_node element = RawNode(FNode);
   RemoveInside(data, element);
   if (!markup.empty()) AppendMarkup(element, markup);

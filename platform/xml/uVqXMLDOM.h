@@ -155,6 +155,7 @@ class TVqUtf8View {
   TVqUtf8View(const std::string& utf8) noexcept : FView(utf8) {}
   TVqUtf8View(const TVqString& text) : TVqUtf8View(text.view()) {}
   TVqUtf8View(std::u16string_view text);
+  TVqUtf8View(const std::u16string& text) : TVqUtf8View(std::u16string_view(text)) {}
   TVqUtf8View(const char16_t* text) : TVqUtf8View(text ? std::u16string_view(text) : std::u16string_view()) {}
   TVqUtf8View(const TVqUtf8View&) = delete;
   TVqUtf8View& operator=(const TVqUtf8View&) = delete;

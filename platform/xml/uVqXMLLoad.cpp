@@ -48,6 +48,13 @@ void Load(TVqDOMData& data, std::string_view text, std::string* owned) {
     owned = &rewritten;
   }
 
+  std::string lines;
+  if (checked && NeedsLines(text)) {
+    lines = WithLines(text);
+    text = lines;
+    owned = &lines;
+  }
+
   auto tree = std::make_unique<TVqDOMTree>();
   std::string_view original = text;
   const std::size_t start = ReadDeclaration(text).End;

@@ -103,6 +103,23 @@ std::size_t FindForbidden(std::string_view text) noexcept {
   return std::string_view::npos;
 }
 
+bool NeedsLines(std::string_view text) noexcept {
+  return text.find('\r') != std::string_view::npos && text.find("<?", 1) != std::string_view::npos;
+}
+
+std::string WithLines(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\r') {
+      out += text[i];
+    } else if (i + 1 >= text.size() || text[i + 1] != '\n') {
+      out += '\n';
+    }
+  }
+  return out;
+}
+
 void FailAt(std::string_view text, std::size_t position, const string& message) {
   std::int32_t line = 1, column = 1;
   for (std::size_t i = 0; i < position && i < text.size(); ++i) {

@@ -51,6 +51,10 @@ struct TVqXMLDeclaration {
 /// Reads the declaration at the start of a text, if there is one. Raises EVqXMLError for a wrong one.
 TVqXMLDeclaration ReadDeclaration(std::string_view text);
 
+/// Ends of lines as XML reads them. The parser sees to it itself, but not in processing instructions.
+bool NeedsLines(std::string_view text) noexcept;
+std::string WithLines(std::string_view text);
+
 /// Raises EVqXMLError at a byte of a text.
 [[noreturn]] void FailAt(std::string_view text, std::size_t position, const string& message);
 

@@ -98,7 +98,8 @@ class TVqXMLNameIndex;
 }  // namespace detail
 
 /// A record class at run time: its name, its base, its members, and a way to make a record of it. One constant object a
-/// class (`TEwsMessage::SchemaClass()`), for any number of threads.
+/// class (`TEwsMessage::SchemaClass()`), alive as long as the program, for any number of threads. Only `GetMember` and
+/// `CreateRecord` raise.
 class TVqXMLSchemaClass {
  public:
   /// A new record, owned by the caller.

@@ -69,7 +69,9 @@ std::string Generated(std::string text) {
   return text;
 }
 
-void ReadFolder(const fs::path& directory, Mailbox& mailbox, const std::string& name) {
+using AddXml = std::function<void(Mailbox&, Folder&, const std::string& xml)>;
+
+void ReadFolder(const fs::path& directory, Mailbox& mailbox, const std::string& name, const AddXml& add_xml) {
   std::vector<fs::path> files;
   std::vector<fs::path> folders;
   for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
@@ -80,7 +82,16 @@ void ReadFolder(const fs::path& directory, Mailbox& mailbox, const std::string& 
   std::sort(folders.begin(), folders.end());
   Folder* folder = name.empty() ? nullptr : &FolderByPath(mailbox, name, true);
   for (std::size_t i = 0; i < files.size(); ++i) {
-    if (folder == nullptr || files[i].extension() != ".eml") continue;
+    if (folder == nullptr)
+      throw SimulatorError("Messages stand in the folders of a mailbox, not beside them: " + files[i].string() + ".");
+    if (files[i].extension() == ".xml") {
+      try {
+        add_xml(mailbox, *folder, ReadFile(files[i]));
+      } catch (const std::runtime_error& error) {
+        throw SimulatorError(files[i].string() + ": " + error.what());
+      }
+      continue;
+    }
     // A name may say what a MIME text cannot: "03-invitation.read.eml", "07-budget.flagged.eml".
     Item& item = SeedMessage(mailbox, *folder, std::make_shared<const std::string>(Generated(ReadFile(files[i]))),
                              FallbackTime(i, files.size()));
@@ -93,7 +104,8 @@ void ReadFolder(const fs::path& directory, Mailbox& mailbox, const std::string& 
     }
   }
   for (const fs::path& child : folders)
-    ReadFolder(child, mailbox, name.empty() ? child.filename().string() : name + "/" + child.filename().string());
+    ReadFolder(child, mailbox, name.empty() ? child.filename().string() : name + "/" + child.filename().string(),
+               add_xml);
 }
 
 }  // namespace
@@ -172,14 +184,14 @@ void ReadUsers(const std::string& directory, Options& options) {
   }
 }
 
-void ReadMessages(const std::string& directory, Store& store) {
+void ReadMessages(const std::string& directory, Store& store, const AddXml& add_xml) {
   if (directory.empty()) return;
   for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
     if (!entry.is_directory()) continue;
     // A folder of messages bears the log-on name or the address of its mailbox.
     Mailbox* mailbox = store.ByLogon(entry.path().filename().string());
     if (mailbox == nullptr) throw SimulatorError("There is no user for the seed folder " + entry.path().string() + ".");
-    ReadFolder(entry.path(), *mailbox, {});
+    ReadFolder(entry.path(), *mailbox, {}, add_xml);
   }
 }
 

@@ -2,6 +2,7 @@
 
 // Fills mailboxes from a folder: users.json, and a folder of .eml files per mailbox folder. See samples/README.md.
 
+#include <functional>
 #include <string>
 
 #include "simulator/mailbox/model.h"
@@ -10,8 +11,10 @@ namespace velmore::simulator {
 
 /// Users and directory contacts of users.json; nothing when the file is not there. Throws SimulatorError.
 void ReadUsers(const std::string& directory, Options& options);
-/// Messages for the mailboxes that the store has.
-void ReadMessages(const std::string& directory, Store& store);
+/// Messages (.eml) and other items (.xml) for the mailboxes that the store has. `add_xml` puts an item into a folder from
+/// its XML as CreateItem takes it.
+void ReadMessages(const std::string& directory, Store& store,
+                  const std::function<void(Mailbox&, Folder&, const std::string& xml)>& add_xml);
 
 /// A folder by distinguished name or by path below the top of the mailbox, made when absent.
 Folder& FolderByPath(Mailbox& mailbox, const std::string& path, bool create);

@@ -38,7 +38,8 @@ std::string Decode(std::string_view base64) {
 // What the third message of an NTLM handshake says: "DOMAIN" and "user".
 std::string NtlmField(const std::string& message, std::size_t at) {
   const auto word = [&](std::size_t i) {
-    return static_cast<std::size_t>(static_cast<unsigned char>(message[i]) | static_cast<unsigned char>(message[i + 1]) << 8);
+    return static_cast<std::size_t>(static_cast<unsigned char>(message[i]) | static_cast<unsigned char>(message[i + 1])
+                                                                                 << 8);
   };
   std::string text;
   for (std::size_t i = 0; i < word(at); i += 2) text += message[word(at + 4) + i];  // ASCII in UTF-16
@@ -51,7 +52,7 @@ class NtlmServer {
   explicit NtlmServer(ScriptedServer& server, std::string otherOffers = "") : FOffers(std::move(otherOffers)) {
     server.Always([this](const ScriptedServer::Request& request) { return Plain(Reply(request)); });
   }
-  std::string Names;      // of the last third message
+  std::string Names;  // of the last third message
   int Handshakes = 0;
   bool Refuse = false;
   bool ForgetOnce = false;  // the next request on an authenticated connection is challenged anew
@@ -61,7 +62,8 @@ class NtlmServer {
     bool& known = FKnown[request.Connection];
     if (std::exchange(ForgetOnce, false)) known = false;
     const std::string sent = request.Header("Authorization");
-    if (!sent.starts_with("NTLM ")) return known ? ScriptedServer::Ok(request.Body) : Refusal("WWW-Authenticate: NTLM\r\n" + FOffers);
+    if (!sent.starts_with("NTLM "))
+      return known ? ScriptedServer::Ok(request.Body) : Refusal("WWW-Authenticate: NTLM\r\n" + FOffers);
     const std::string message = Decode(sent.substr(5));
     if (message.size() > 8 && message[8] == 1) {
       // Unicode, NTLM, challenge 0123456789abcdef, no target information.
@@ -157,7 +159,8 @@ TEST(Authentication, NtlmBeforeBasicAndOneHandshakePerConnection) {
   NtlmServer ntlm(server, "WWW-Authenticate: Basic realm=\"x\"\r\n");
   const auto client = Anna();
   client->GetCredentials().SetUserName("CONTOSO\\anna");
-  for (int i = 0; i < 100; ++i) EXPECT_EQ(Post(client, server.Url(), "body " + std::to_string(i))->GetStatus().Code, 200);
+  for (int i = 0; i < 100; ++i)
+    EXPECT_EQ(Post(client, server.Url(), "body " + std::to_string(i))->GetStatus().Code, 200);
   EXPECT_EQ(ntlm.Handshakes, 1);
   EXPECT_EQ(ntlm.Names, "CONTOSO\\anna");
   EXPECT_EQ(server.Connections(), 1);
@@ -392,7 +395,8 @@ TEST(Secrets, StandInNoExceptionText) {
   };
   ScriptedServer server;
   server.Always([](const auto&) {
-    return ScriptedServer::Answer{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\ncut", 0, {}, {}, true, false, false, false};
+    return ScriptedServer::Answer{
+        "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\ncut", 0, {}, {}, true, false, false, false};
   });
   const auto client = Anna("Pa55w0rd!");
   client->SetAuthentication(TVqHTTPAuthentication::basic);

@@ -23,15 +23,24 @@ TEST(CurlErrors, NumbersOfTheFailuresThatHappen) {
   const struct {
     CURLcode Code;
     std::uint32_t Number;
-  } expected[] = {{CURLE_UNSUPPORTED_PROTOCOL, 12006},   {CURLE_URL_MALFORMAT, 12005},
-                  {CURLE_COULDNT_RESOLVE_PROXY, 12007},  {CURLE_COULDNT_RESOLVE_HOST, 12007},
-                  {CURLE_COULDNT_CONNECT, 12029},        {CURLE_WEIRD_SERVER_REPLY, 12152},
-                  {CURLE_PARTIAL_FILE, 12030},           {CURLE_OPERATION_TIMEDOUT, 12002},
-                  {CURLE_SSL_CONNECT_ERROR, 12157},      {CURLE_GOT_NOTHING, 12030},
-                  {CURLE_SEND_ERROR, 12030},             {CURLE_RECV_ERROR, 12030},
-                  {CURLE_BAD_CONTENT_ENCODING, 12152},   {CURLE_LOGIN_DENIED, 12015},
-                  {CURLE_SSL_CACERT_BADFILE, 12045},     {CURLE_PROXY, 12029},
-                  {CURLE_SSL_CLIENTCERT, 12044},         {CURLE_OUT_OF_MEMORY, 8}};
+  } expected[] = {{CURLE_UNSUPPORTED_PROTOCOL, 12006},
+                  {CURLE_URL_MALFORMAT, 12005},
+                  {CURLE_COULDNT_RESOLVE_PROXY, 12007},
+                  {CURLE_COULDNT_RESOLVE_HOST, 12007},
+                  {CURLE_COULDNT_CONNECT, 12029},
+                  {CURLE_WEIRD_SERVER_REPLY, 12152},
+                  {CURLE_PARTIAL_FILE, 12030},
+                  {CURLE_OPERATION_TIMEDOUT, 12002},
+                  {CURLE_SSL_CONNECT_ERROR, 12157},
+                  {CURLE_GOT_NOTHING, 12030},
+                  {CURLE_SEND_ERROR, 12030},
+                  {CURLE_RECV_ERROR, 12030},
+                  {CURLE_BAD_CONTENT_ENCODING, 12152},
+                  {CURLE_LOGIN_DENIED, 12015},
+                  {CURLE_SSL_CACERT_BADFILE, 12045},
+                  {CURLE_PROXY, 12029},
+                  {CURLE_SSL_CLIENTCERT, 12044},
+                  {CURLE_OUT_OF_MEMORY, 8}};
   for (const auto& [code, number] : expected) EXPECT_EQ(VqFindCurlError(code)->Number, number) << code;
 }
 

@@ -6,8 +6,9 @@ using namespace velmore;
 
 TEST(Exchange, GetGivesStatusHeadersAndText) {
   ScriptedServer server;
-  server.Then("HTTP/1.1 203 Quite Fine\r\nX-One: a\r\nx-one: b\r\nContent-Type: text/plain; charset=iso-8859-1\r\n"
-              "Content-Length: 3\r\n\r\ngr\xFC");
+  server.Then(
+      "HTTP/1.1 203 Quite Fine\r\nX-One: a\r\nx-one: b\r\nContent-Type: text/plain; charset=iso-8859-1\r\n"
+      "Content-Length: 3\r\n\r\ngr\xFC");
   const auto response = Get(NewClient(), server.Url("/path?q=1"));
   EXPECT_EQ(response->GetStatus().Code, 203);
   EXPECT_EQ(response->GetStatus().Text, "Quite Fine");
@@ -155,9 +156,16 @@ TEST(Exchange, CompressedRepliesAreAskedForAndRead) {
 
 TEST(Exchange, AReplyInSingleBytesAndChunksIsOneReply) {
   ScriptedServer server;
-  server.Then({"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
-               "3\r\nabc\r\n4;x=y\r\ndefg\r\n0\r\nX-Trailer: t\r\n\r\n",
-               1, {}, {}, false, false, false, false});
+  server.Then(
+      {"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+       "3\r\nabc\r\n4;x=y\r\ndefg\r\n0\r\nX-Trailer: t\r\n\r\n",
+       1,
+       {},
+       {},
+       false,
+       false,
+       false,
+       false});
   const auto response = Get(NewClient(), server.Url());
   EXPECT_EQ(response->GetStatus().Code, 200);
   EXPECT_EQ(response->GetBody(), "abcdefg");
@@ -199,10 +207,12 @@ TEST(Exchange, BrokenRepliesHaveTheirNumbers) {
     return NumberOf([&] { Get(NewClient(), server.Url()); });
   };
   EXPECT_EQ(number({"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\ncut", 0, {}, {}, true, false, false, false}), 12030U);
-  EXPECT_EQ(number({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nA\r\ncut", 0, {}, {}, true, false, false, false}),
-            12030U);
-  EXPECT_EQ(number({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", 0, {}, {}, true, false, false, false}),
-            12030U)
+  EXPECT_EQ(
+      number({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nA\r\ncut", 0, {}, {}, true, false, false, false}),
+      12030U);
+  EXPECT_EQ(
+      number({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", 0, {}, {}, true, false, false, false}),
+      12030U)
       << "a chunk that is none";
   EXPECT_EQ(number({"SSH-2.0-OpenSSH\r\n", 0, {}, {}, true, false, false, false}), 12152U);
   EXPECT_EQ(number({"", 0, {}, {}, true, false, false, false}), 12030U);
@@ -323,7 +333,8 @@ TEST(ReplyAsStream, HandlerSeesWhatIsNotYetTakenOut) {
 
 TEST(ReplyAsStream, ArrivesBeforeTheReplyEnds) {
   ScriptedServer server;
-  server.Then({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nfirst\r\n", 0, {}, {}, false, false, true, false});
+  server.Then(
+      {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nfirst\r\n", 0, {}, {}, false, false, true, false});
   const auto client = NewClient();
   client->SetOnDataReceived([&](TVqComponent&, TVqHTTPReplyStream& stream) {
     EXPECT_EQ(stream.Bytes(), "first");

@@ -77,13 +77,18 @@ class Realm {
     std::string pattern = (std::filesystem::temp_directory_path() / "velmore-realm-XXXXXX").string();
     FFolder = mkdtemp(pattern.data());
     const std::string port = std::to_string(FreePort());
-    Write("krb5.conf", "[libdefaults]\n default_realm = VELMORE.TEST\n dns_lookup_kdc = false\n dns_lookup_realm = false\n"
-                       " dns_canonicalize_hostname = false\n rdns = false\n"
-                       "[realms]\n VELMORE.TEST = {\n  kdc = 127.0.0.1:" + port + "\n }\n"
-                       "[domain_realm]\n localhost = VELMORE.TEST\n");
-    Write("kdc.conf", "[kdcdefaults]\n kdc_listen = 127.0.0.1:" + port + "\n kdc_tcp_listen = 127.0.0.1:" + port + "\n"
-                      "[realms]\n VELMORE.TEST = {\n  database_name = " + FFolder + "/principal\n  key_stash_file = " + FFolder +
-                      "/stash\n  max_life = 10h\n }\n[logging]\n kdc = FILE:" + FFolder + "/kdc.log\n");
+    Write("krb5.conf",
+          "[libdefaults]\n default_realm = VELMORE.TEST\n dns_lookup_kdc = false\n dns_lookup_realm = false\n"
+          " dns_canonicalize_hostname = false\n rdns = false\n"
+          "[realms]\n VELMORE.TEST = {\n  kdc = 127.0.0.1:" +
+              port +
+              "\n }\n"
+              "[domain_realm]\n localhost = VELMORE.TEST\n");
+    Write("kdc.conf", "[kdcdefaults]\n kdc_listen = 127.0.0.1:" + port + "\n kdc_tcp_listen = 127.0.0.1:" + port +
+                          "\n"
+                          "[realms]\n VELMORE.TEST = {\n  database_name = " +
+                          FFolder + "/principal\n  key_stash_file = " + FFolder +
+                          "/stash\n  max_life = 10h\n }\n[logging]\n kdc = FILE:" + FFolder + "/kdc.log\n");
     setenv("KRB5_CONFIG", (FFolder + "/krb5.conf").c_str(), 1);
     setenv("KRB5_KDC_PROFILE", (FFolder + "/kdc.conf").c_str(), 1);
     setenv("KRB5_KTNAME", ("FILE:" + FFolder + "/keytab").c_str(), 1);
@@ -114,7 +119,8 @@ class Realm {
   ~Realm() {
     kill(FServer, SIGTERM);
     waitpid(FServer, nullptr, 0);
-    for (const char* name : {"KRB5_CONFIG", "KRB5_KDC_PROFILE", "KRB5_KTNAME", "KRB5CCNAME", "KRB5RCACHENAME"}) unsetenv(name);
+    for (const char* name : {"KRB5_CONFIG", "KRB5_KDC_PROFILE", "KRB5_KTNAME", "KRB5CCNAME", "KRB5RCACHENAME"})
+      unsetenv(name);
     std::filesystem::remove_all(FFolder);
   }
 
@@ -147,7 +153,8 @@ class Kerberized {
   std::string Reply(const ScriptedServer::Request& request) {
     const std::string sent = request.Header("Authorization");
     if (!sent.starts_with("Negotiate ")) {
-      if (const auto known = FKnown.find(request.Connection); known != FKnown.end()) return ScriptedServer::Ok(known->second);
+      if (const auto known = FKnown.find(request.Connection); known != FKnown.end())
+        return ScriptedServer::Ok(known->second);
       return "HTTP/1.1 401 No\r\nWWW-Authenticate: Negotiate\r\n" + FOthers + "Content-Length: 0\r\n\r\n";
     }
     std::string token = Unbase64(std::string_view(sent).substr(10));
@@ -156,8 +163,9 @@ class Kerberized {
     gss_ctx_id_t context = GSS_C_NO_CONTEXT;
     gss_name_t who = GSS_C_NO_NAME;
     OM_uint32 minor = 0;
-    const OM_uint32 major = gss_accept_sec_context(&minor, &context, GSS_C_NO_CREDENTIAL, &in, GSS_C_NO_CHANNEL_BINDINGS, &who,
-                                                   nullptr, &out, nullptr, nullptr, nullptr);
+    const OM_uint32 major =
+        gss_accept_sec_context(&minor, &context, GSS_C_NO_CREDENTIAL, &in, GSS_C_NO_CHANNEL_BINDINGS, &who, nullptr,
+                               &out, nullptr, nullptr, nullptr);
     std::string reply = "HTTP/1.1 401 No\r\nWWW-Authenticate: Negotiate\r\nContent-Length: 0\r\n\r\n";
     if (major == GSS_S_COMPLETE) {
       gss_buffer_desc name = GSS_C_EMPTY_BUFFER;

@@ -115,8 +115,14 @@ TEST(Proxy, ItsRefusalIsGivenBack) {
     ScriptedServer proxy;
     proxy.Always([](const auto&) {
       return ScriptedServer::Answer{
-          "HTTP/1.1 407 Proxy\r\nProxy-Authenticate: Basic realm=\"p\"\r\nContent-Length: 0\r\n\r\n", 0, {}, {}, false,
-          false, false, false};
+          "HTTP/1.1 407 Proxy\r\nProxy-Authenticate: Basic realm=\"p\"\r\nContent-Length: 0\r\n\r\n",
+          0,
+          {},
+          {},
+          false,
+          false,
+          false,
+          false};
     });
     const auto client = Through(proxy);
     const char* const url = tunnel ? "https://mail.example.invalid/" : "http://mail.example.invalid/";
@@ -141,7 +147,13 @@ TEST(Proxy, WithoutATicketItsNextOfferIsTaken) {
     return ScriptedServer::Answer{in ? ScriptedServer::Ok("through")
                                      : "HTTP/1.1 407 Proxy\r\nProxy-Authenticate: Negotiate\r\n"
                                        "Proxy-Authenticate: Basic realm=\"p\"\r\nContent-Length: 0\r\n\r\n",
-                                  0, {}, {}, false, false, false, false};
+                                  0,
+                                  {},
+                                  {},
+                                  false,
+                                  false,
+                                  false,
+                                  false};
   });
   setenv("KRB5CCNAME", "FILE:/nowhere/ticket", 1);
   const auto client = Through(proxy);

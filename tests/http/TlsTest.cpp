@@ -39,7 +39,8 @@ class Tls : public testing::Test {
     });
     for (unsigned bits = 0; bits < 32; ++bits) {
       const auto flags = TVqHTTPSecurityFlags::FromBits(static_cast<std::uint8_t>(bits));
-      EXPECT_EQ(Ask(server, flags, crlFile), flags.Contains(lifts) ? 200U : number) << "flags " << bits << ": " << FText;
+      EXPECT_EQ(Ask(server, flags, crlFile), flags.Contains(lifts) ? 200U : number)
+          << "flags " << bits << ": " << FText;
     }
   }
 
@@ -208,8 +209,8 @@ TEST_F(Tls, APlainServerBehindAnHttpsAddress) {
 TEST_F(Tls, KeptConnectionsAndCookiesWorkAsOverPlainTcp) {
   ScriptedServer server(IdentityOf(FAuthority.MakeServer({})));
   server.Always([](const auto&) {
-    return ScriptedServer::Answer{ScriptedServer::Ok("x", "Set-Cookie: s=1; Secure\r\n"), 0, {}, {}, false, false, false,
-                                  false};
+    return ScriptedServer::Answer{
+        ScriptedServer::Ok("x", "Set-Cookie: s=1; Secure\r\n"), 0, {}, {}, false, false, false, false};
   });
   const auto client = NewClient();
   client->GetSession()->SetCAFile(FTrusted.Path());

@@ -34,8 +34,8 @@ TEST(URL, AddressesInBrackets) {
 
 TEST(URL, WhatIsNoAbsoluteAddressIsInvalid) {
   for (const char* text : {"", "x", "/path", "://x", "1ttp://x", "ht tp://x", "http://", "http://:80", "http://x:y",
-                           "http://x:0", "http://x:99999", "http://[::1", "http://[::1]x", "http://a b/", "http://x/\r\n",
-                           "http://a\"b/", "mailto:x@y"}) {
+                           "http://x:0", "http://x:99999", "http://[::1", "http://[::1]x", "http://a b/",
+                           "http://x/\r\n", "http://a\"b/", "mailto:x@y"}) {
     EXPECT_FALSE(VqDecodeURL(text).IsValid) << text;
   }
 }

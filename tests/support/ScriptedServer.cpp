@@ -17,14 +17,15 @@
 namespace {
 
 bool SameName(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
-    return std::tolower(x) == std::tolower(y);
-  });
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
 ssl_ctx_st* MakeContext(const ScriptedServer::Identity& identity) {
   SSL_CTX* const context = SSL_CTX_new(TLS_server_method());
-  const auto memory = [](const std::string& text) { return BIO_new_mem_buf(text.data(), static_cast<int>(text.size())); };
+  const auto memory = [](const std::string& text) {
+    return BIO_new_mem_buf(text.data(), static_cast<int>(text.size()));
+  };
   BIO* bio = memory(identity.Certificates);
   bool first = true;
   while (X509* const certificate = PEM_read_bio_X509(bio, nullptr, nullptr, nullptr)) {

@@ -41,13 +41,13 @@ class ScriptedServer {
   /// What a request is answered with.
   struct Answer {
     std::string Bytes;
-    std::size_t PieceSize = 0;                     // 0: all at once
-    std::chrono::milliseconds Between{0};          // between pieces
-    std::chrono::milliseconds Before{0};           // before the first byte
-    bool Close = false;                            // the connection, after the bytes
-    bool Reset = false;                            // the connection hard (RST), after the bytes
-    bool Hang = false;                             // after the bytes: nothing more until the client goes
-    bool Unread = false;                           // the body is left unread, and the answer comes at once
+    std::size_t PieceSize = 0;             // 0: all at once
+    std::chrono::milliseconds Between{0};  // between pieces
+    std::chrono::milliseconds Before{0};   // before the first byte
+    bool Close = false;                    // the connection, after the bytes
+    bool Reset = false;                    // the connection hard (RST), after the bytes
+    bool Hang = false;                     // after the bytes: nothing more until the client goes
+    bool Unread = false;                   // the body is left unread, and the answer comes at once
   };
 
   /// Certificate and key of a TLS server as PEM text. `ClientCA` not empty asks for a certificate of the client.
@@ -65,7 +65,9 @@ class ScriptedServer {
 
   /// The answer to the next request that has none yet.
   ScriptedServer& Then(Answer answer);
-  ScriptedServer& Then(std::string bytes) { return Then(Answer{std::move(bytes), 0, {}, {}, false, false, false, false}); }
+  ScriptedServer& Then(std::string bytes) {
+    return Then(Answer{std::move(bytes), 0, {}, {}, false, false, false, false});
+  }
   /// Answers every request instead of a script. Called from several threads, under a lock.
   void Always(std::function<Answer(const Request&)> handler);
   /// An answer of status 200 with a body.

@@ -96,9 +96,7 @@ TestAuthority::Made TestAuthority::MakeServer(const Server& wanted) const {
   AddExtension(certificate, FParts->Certificate, NID_ext_key_usage, wanted.Usage);
   X509_sign(certificate, FParts->Key, EVP_sha256());
   made.Certificate = ToPem([&](BIO* bio) { return PEM_write_bio_X509(bio, certificate); });
-  made.Key = ToPem([&](BIO* bio) {
-    return PEM_write_bio_PrivateKey(bio, key, nullptr, nullptr, 0, nullptr, nullptr);
-  });
+  made.Key = ToPem([&](BIO* bio) { return PEM_write_bio_PrivateKey(bio, key, nullptr, nullptr, 0, nullptr, nullptr); });
   X509_free(certificate);
   EVP_PKEY_free(key);
   return made;

@@ -13,7 +13,7 @@ class TestAuthority {
     std::string Names = "DNS:localhost,IP:127.0.0.1";  // subjectAltName
     int FromDays = -1;                                 // validity, from today
     int ToDays = 30;
-    std::string Usage = "serverAuth";                  // extendedKeyUsage
+    std::string Usage = "serverAuth";  // extendedKeyUsage
   };
   struct Made {
     std::string Certificate;  // PEM

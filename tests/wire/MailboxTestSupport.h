@@ -8,6 +8,7 @@
 #include "ews/uVqEWSFolder.h"
 #include "ews/uVqEWSMsgStore.h"
 #include "ews/uVqEWSPropsFLD.h"
+#include "ews/uVqEWSPropsPR.h"
 #include "tests/support/EWSTestSupport.h"
 
 namespace velmore::testing {
@@ -20,8 +21,9 @@ inline std::string ReplyOf(const std::string& operation, const std::string& cont
          "xmlns:m=\"http://schemas.microsoft.com/exchange/services/2006/messages\" "
          "xmlns:t=\"http://schemas.microsoft.com/exchange/services/2006/types\"><s:Body><m:" +
          operation + "Response><m:ResponseMessages><m:" + operation +
-         "ResponseMessage ResponseClass=\"Success\"><m:ResponseCode>NoError</m:ResponseCode>" + content + "</m:" +
-         operation + "ResponseMessage></m:ResponseMessages></m:" + operation + "Response></s:Body></s:Envelope>";
+         "ResponseMessage ResponseClass=\"Success\"><m:ResponseCode>NoError</m:ResponseCode>" + content +
+         "</m:" + operation + "ResponseMessage></m:ResponseMessages></m:" + operation +
+         "Response></s:Body></s:Envelope>";
 }
 
 /// A message as MIME text.

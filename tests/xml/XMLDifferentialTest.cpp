@@ -253,6 +253,18 @@ bool Comparable(const std::string& text) {
   // An encoding or version that one of the two does not know.
   if (text.starts_with("<?xml") && !text.starts_with("<?xml version=\"1.0\" encoding=\"utf-8\"?>")) return false;
   for (std::size_t i = 0; i < text.size(); ++i) {
+    // Names with colons where namespaces do not want them are well-formed all the same; libxml2 stumbles over some.
+    if (text[i] == ':') {
+      const std::size_t end = text.find_first_of(" \n<>/=\"'&;!?[]", i + 1);
+      const std::string_view behind =
+          std::string_view(text).substr(i + 1, end == std::string::npos ? end : end - i - 1);
+      const char before = i > 0 ? text[i - 1] : '<';
+      if (behind.empty() || behind.find(':') != std::string_view::npos ||
+          std::string_view("0123456789-.").find(behind[0]) != std::string_view::npos ||
+          std::string_view("</ \n").find(before) != std::string_view::npos) {
+        return false;
+      }
+    }
     const auto c = static_cast<unsigned char>(text[i]);
     if (c < 0x20 && c != '\n' && c != '\r' && c != '\t') return false;
     if (c == 0xEF && text.substr(i).starts_with("\xEF\xBF")) return false;

@@ -219,12 +219,6 @@ TEST(Parsing, ReadsForbiddenCharactersOfRepliesAsReplacement) {
             "<a><![CDATA[" + replaced + "]]><!-- " + replaced + " --></a>");
 }
 
-TEST(Parsing, ReadsForbiddenCharactersInStreamsOfOtherEncodings) {
-  TVqMemoryStream stream(std::string("<\0a\0>\0\x01\0&\0#\0x\0\x31\0F\0;\0<\0/\0a\0>\0", 36));
-  TVqDOMDocument document(stream, kVqCodePageUtf16LE);
-  EXPECT_EQ(document.GetDocumentElement().GetText(), u"\uFFFD\uFFFD");
-}
-
 TEST(Parsing, RefusesBytesThatAreNoUtf8) {
   EXPECT_EQ(PlaceOfError("<a>\xFF</a>"), (TPlace{1, 4}));
   EXPECT_EQ(PlaceOfError("<a>\n\xC3</a>"), (TPlace{2, 1}));
@@ -284,6 +278,12 @@ TEST(Encodings, RefuseHalfCharactersOfUtf16) {
 TEST(Encodings, OfTextAreIgnored) {
   TVqDOMDocument document(string(u"<?xml version='1.0' encoding='utf-16'?><a>\u20AC</a>"));
   EXPECT_EQ(document.GetDocumentElement().GetText(), u"\u20AC");
+}
+
+TEST(Encodings, ForbiddenCharactersAreReplacedInStreamsOfAnyEncoding) {
+  TVqMemoryStream stream(Wide(u"<a>\x01&#x1F;</a>", false));
+  TVqDOMDocument document(stream, kVqCodePageUtf16LE);
+  EXPECT_EQ(document.GetDocumentElement().GetText(), u"\uFFFD\uFFFD");
 }
 
 // -- Hostile input ----------------------------------------------------------------------------------------------------

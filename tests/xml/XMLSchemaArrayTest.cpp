@@ -65,7 +65,7 @@ TEST(XMLSchemaArray, ResultFollowsEveryKindOfChange) {
   TEntries entries(list, "t:E");
   EXPECT_EQ(entries.Count(), 1);
   // Nodes that records make: of another name, and of the entries' own.
-  TVqXMLSchemaClass schema("TList", &TVqXMLSchemaElement::SchemaClass(), nullptr, 0, 0, nullptr);
+  static const TVqXMLSchemaClass schema("TList", &TVqXMLSchemaElement::SchemaClass(), nullptr, 0, 0, nullptr);
   for (int i = 0; i < 200; ++i) schema.InsertInto(list, "t:Other");
   EXPECT_EQ(entries.Count(), 1);
   schema.InsertInto(list, "t:E");

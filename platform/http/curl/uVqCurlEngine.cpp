@@ -252,9 +252,8 @@ TVqEngineReply CurlEngine::Perform(const TVqEngineRequest& request) {
   }
 #endif
   bool fresh = !FEasy || FDrop.exchange(false);
-  if (request.URL.starts_with("https:") &&
-      FTrust.Prepare(request.SecurityFlags, request.Session.CAFile, request.Session.CRLFile, systemFile,
-                     systemFolder)) {
+  if (request.URL.starts_with("https:") && FTrust.Prepare(request.SecurityFlags, request.Session.CAFile,
+                                                          request.Session.CRLFile, systemFile, systemFolder)) {
     fresh = true;
   }
   if (fresh) {
@@ -314,8 +313,7 @@ bool CurlEngine::WasLostUnheard(CURLcode code) const {
 
 void CurlEngine::SetUp(const TVqEngineRequest& request, HeaderList& headers) {
   Set(CURLOPT_URL, request.URL.c_str());
-  Set(CURLOPT_HTTP_VERSION,
-      static_cast<long>(request.HTTP11 ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_1_0));
+  Set(CURLOPT_HTTP_VERSION, static_cast<long>(request.HTTP11 ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_1_0));
   const std::string verb(request.Verb);
   const bool head = verb == "HEAD";
   Set(CURLOPT_NOBODY, head ? 1L : 0L);
@@ -358,8 +356,7 @@ void CurlEngine::SetUp(const TVqEngineRequest& request, HeaderList& headers) {
 
   if (!request.URL.starts_with("https:")) return;
   Set(CURLOPT_SSL_VERIFYPEER, 1L);
-  Set(CURLOPT_SSL_VERIFYHOST,
-      request.SecurityFlags.Contains(TVqHTTPSecurityFlag::IgnoreInvalidCommonName) ? 0L : 2L);
+  Set(CURLOPT_SSL_VERIFYHOST, request.SecurityFlags.Contains(TVqHTTPSecurityFlag::IgnoreInvalidCommonName) ? 0L : 2L);
   // The authorities are those of FTrust; libcurl shall not read the machine's list for each connection again.
   Set(CURLOPT_CAINFO, static_cast<const char*>(nullptr));
   Set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
@@ -570,15 +567,13 @@ void CurlEngine::RaiseFailure(CURLcode code) {
   }
   if (FTrust.Failure() != 0) {
     throw EVqHTTPApiException(
-        ApiName,
-        Format("The certificate of \"%s\" is not accepted: %s.", {string(host), string(FTrust.FailureText())}),
+        ApiName, Format("The certificate of \"%s\" is not accepted: %s.", {string(host), string(FTrust.FailureText())}),
         FTrust.Failure());
   }
   if (code == CURLE_PEER_FAILED_VERIFICATION) {
     // Every other check is ours and would have said so: what is left is libcurl's check of the name.
-    throw EVqHTTPApiException(
-        ApiName, Format("The certificate of \"%s\" is made out to another name.", {string(host)}),
-        VqErrCertCommonNameInvalid);
+    throw EVqHTTPApiException(ApiName, Format("The certificate of \"%s\" is made out to another name.", {string(host)}),
+                              VqErrCertCommonNameInvalid);
   }
   // A server that insists on a certificate says so in an alert at best; some just hang up after the handshake.
   if (FTrust.AskedForCertificate() && !FAnswered && code != CURLE_OPERATION_TIMEDOUT) code = CURLE_SSL_CLIENTCERT;
@@ -586,10 +581,10 @@ void CurlEngine::RaiseFailure(CURLcode code) {
   const TVqCurlErrorRow* const row = VqFindCurlError(code);
   if (!row) throw EVqHTTPApiException(ApiName, curl_easy_strerror(code), VqErrInternal);
   if (code == CURLE_OPERATION_TIMEDOUT) {
-    throw EVqHTTPApiException(ApiName,
-                              Format("No connection to \"%s\" came about within %d ms.",
-                                     {string(host), FRequest->TimeOuts.GetConnect()}),
-                              VqErrTimeOut);
+    throw EVqHTTPApiException(
+        ApiName,
+        Format("No connection to \"%s\" came about within %d ms.", {string(host), FRequest->TimeOuts.GetConnect()}),
+        VqErrTimeOut);
   }
   throw EVqHTTPApiException(ApiName, VqCurlErrorText(*row, host, FErrorText), row->Number);
 }

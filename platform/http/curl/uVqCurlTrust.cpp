@@ -103,11 +103,13 @@ TVqCertificateCheck VqClassifyCertificateError(int error, int depth) noexcept {
     case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
     case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
     case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
-    case X509_V_ERR_CERT_UNTRUSTED: return {VqErrInvalidCA, flag(TVqHTTPSecurityFlag::IgnoreUnknownCA)};
+    case X509_V_ERR_CERT_UNTRUSTED:
+      return {VqErrInvalidCA, flag(TVqHTTPSecurityFlag::IgnoreUnknownCA)};
     case X509_V_ERR_HOSTNAME_MISMATCH:
     case X509_V_ERR_IP_ADDRESS_MISMATCH:
       return {VqErrCertCommonNameInvalid, flag(TVqHTTPSecurityFlag::IgnoreInvalidCommonName)};
-    case X509_V_ERR_CERT_REVOKED: return {VqErrCertRevoked, flag(TVqHTTPSecurityFlag::IgnoreRevocation)};
+    case X509_V_ERR_CERT_REVOKED:
+      return {VqErrCertRevoked, flag(TVqHTTPSecurityFlag::IgnoreRevocation)};
     case X509_V_ERR_UNABLE_TO_GET_CRL:
     case X509_V_ERR_UNABLE_TO_DECRYPT_CRL_SIGNATURE:
     case X509_V_ERR_CRL_SIGNATURE_FAILURE:
@@ -125,7 +127,8 @@ TVqCertificateCheck VqClassifyCertificateError(int error, int depth) noexcept {
       // Of the server's own certificate only: an issuer that may not issue is a broken chain, not a wrong usage.
       if (depth == 0) return {VqErrCertWrongUsage, flag(TVqHTTPSecurityFlag::IgnoreWrongUsage)};
       return {VqErrInvalidCertificate, -1};
-    default: return {VqErrInvalidCertificate, -1};
+    default:
+      return {VqErrInvalidCertificate, -1};
   }
 }
 

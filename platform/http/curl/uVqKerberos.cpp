@@ -66,8 +66,7 @@ gss_buffer_desc Buffer(const std::string& text) {
 bool Import(const std::string& principal, Name& name) {
   OM_uint32 minor = 0;
   gss_buffer_desc text = Buffer(principal);
-  return gss_import_name(&minor, &text, const_cast<gss_OID>(GSS_KRB5_NT_PRINCIPAL_NAME), &name.Value) ==
-         GSS_S_COMPLETE;
+  return gss_import_name(&minor, &text, const_cast<gss_OID>(GSS_KRB5_NT_PRINCIPAL_NAME), &name.Value) == GSS_S_COMPLETE;
 }
 
 // The ticket at hand: made out to `user`, or to anybody when that is empty.
@@ -79,7 +78,8 @@ bool TicketAtHand(const std::string& user) {
   Name owner;
   if (gss_acquire_cred(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE, &credential.Value, nullptr,
                        nullptr) != GSS_S_COMPLETE ||
-      gss_inquire_cred(&minor, credential.Value, &owner.Value, &left, nullptr, nullptr) != GSS_S_COMPLETE || left == 0) {
+      gss_inquire_cred(&minor, credential.Value, &owner.Value, &left, nullptr, nullptr) != GSS_S_COMPLETE ||
+      left == 0) {
     return false;
   }
   if (user.empty()) return true;
