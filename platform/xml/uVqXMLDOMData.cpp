@@ -128,7 +128,11 @@ void PutText(TVqDOMData& data, pugi::xml_node node, const char* text) {
   if (first && (first.next_sibling() || !IsText(first) || text[0] == '\0' || node.value()[0] != '\0')) {
     RemoveInside(data, node);
   }
-  if (!node.text().set(text) && text[0] != '\0') throw std::bad_alloc();
+  if (text[0] == '\0') {
+    if (node.value()[0] != '\0') node.text().set("");
+  } else if (!node.text().set(text)) {
+    throw std::bad_alloc();
+  }
   data.TextChanged();
 }
 

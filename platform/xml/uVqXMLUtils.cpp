@@ -79,7 +79,7 @@ double VqXMLToDouble(const TVqUtf8View& AText) {
   if (text == "NaN") return std::numeric_limits<double>::quiet_NaN();
   if (text == "INF" || text == "+INF") return std::numeric_limits<double>::infinity();
   if (text == "-INF") return -std::numeric_limits<double>::infinity();
-  if (text.starts_with('+')) text.remove_prefix(1);
+  if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
   // from_chars knows "inf" and "nan" in its own spelling, which is no number here.
   const std::string_view digits = text.starts_with('-') ? text.substr(1) : text;
   double value = 0;

@@ -45,7 +45,10 @@ class TPropertyObject : public IVqEWSFieldSource {
       root.AddChild(VqCreateDOM(AMarkup).GetDocumentElement());
   }
 
-  const TVqEWSMemberTable& MemberTable() const override { return Table; }
+  const TVqEWSMemberTable& MemberTable() const override {
+    ++TableReads;
+    return Table;
+  }
   static const TVqEWSMemberTable& NoTable() {
     static constinit const TVqEWSMemberTable table{"TTest"};
     return table;
@@ -56,6 +59,7 @@ class TPropertyObject : public IVqEWSFieldSource {
   std::unique_ptr<TRecord> Old, New;
   std::vector<std::string> Asked;
   bool LastRaise = false;
+  mutable int TableReads = 0;  // each property of a schema member that is made reads the table twice
   TVqEWSProperties Properties;
 };
 

@@ -118,8 +118,9 @@ TEST_F(LogonDiscovery, DomainBeginsBehindTheFirstAt) {
 
 TEST_F(LogonDiscovery, SettingsWithoutAUrlAreAFailure) {
   Session.OnAutodiscover = [](const string&) {
-    return VqCreateDOM("<Autodiscover><Response><Account><Protocol><Type>EXCH</Type><EwsUrl>x</EwsUrl></Protocol></Account>"
-                       "</Response></Autodiscover>");
+    return VqCreateDOM(
+        "<Autodiscover><Response><Account><Protocol><Type>EXCH</Type><EwsUrl>x</EwsUrl></Protocol></Account>"
+        "</Response></Autodiscover>");
   };
   EXPECT_THROW(Session.SetActive(true), EVqXMLError);
   EXPECT_FALSE(Session.GetActive());
@@ -139,17 +140,19 @@ TEST_F(LogonDiscovery, UsualNamesAreTriedOnlyWhenTheNameWasNotResolved) {
 
 TEST_F(LogonDiscovery, MailIsTriedThenWwwThenTheOriginalIsRaised) {
   Session.OnAutodiscover = [](const string&) { return FailWith(12007); };
-  ExpectRaised<EEWSException>([&] { Session.SetActive(true); }, [](const EEWSException& failure) {
-    EXPECT_EQ(failure.Message(), "ErrorAutoDiscoverFailed (The service was not found.).");
-    EXPECT_EQ(failure.HTTPErrorCode(), 12007u);
-  });
+  ExpectRaised<EEWSException>([&] { Session.SetActive(true); },
+                              [](const EEWSException& failure) {
+                                EXPECT_EQ(failure.Message(), "ErrorAutoDiscoverFailed (The service was not found.).");
+                                EXPECT_EQ(failure.HTTPErrorCode(), 12007u);
+                              });
   EXPECT_EQ(Asked(), (Names{"Autodiscover()", "AnswersAt(https://mail.example.com/ews/exchange.asmx)",
                             "AnswersAt(https://www.example.com/ews/exchange.asmx)"}));
   EXPECT_FALSE(Session.GetActive());
 }
 
 TEST_F(LogonDiscovery, FirstUsualNameThatAnswersIsTaken) {
-  for (const string wanted : {"https://mail.velmore.invalid/ews/exchange.asmx", "https://www.velmore.invalid/ews/exchange.asmx"}) {
+  for (const string wanted :
+       {"https://mail.velmore.invalid/ews/exchange.asmx", "https://www.velmore.invalid/ews/exchange.asmx"}) {
     Session.SetAutodiscoverEMail("ann@velmore.invalid");
     Session.OnAutodiscover = [](const string&) { return FailWith(12007); };
     string url;
@@ -158,18 +161,24 @@ TEST_F(LogonDiscovery, FirstUsualNameThatAnswersIsTaken) {
       return asked == wanted;
     };
     // It is probed next, and not there.
-    ExpectRaised<EEWSException>([&] { Session.SetActive(true); }, [](const EEWSException& failure) {
-      EXPECT_TRUE(failure.EWSErrorCode().StartsWith(u"NAME_NOT_RESOLVED: The autodiscover returned")) << failure.what();
-    });
+    ExpectRaised<EEWSException>(
+        [&] { Session.SetActive(true); },
+        [](const EEWSException& failure) {
+          EXPECT_TRUE(failure.EWSErrorCode().StartsWith(u"NAME_NOT_RESOLVED: The autodiscover returned"))
+              << failure.what();
+        });
     EXPECT_EQ(url, wanted);
   }
 }
 
 TEST_F(LogonDiscovery, MessageOfAuthenticationFailureIsTheSameOutcome) {
   // The one-text form of it: the comparison that never matches a message of two texts matches here, and raises it again as well.
-  Session.OnAutodiscover = [](const string&) -> IVqDOMDocument { throw EEWSException("Authentication Failure!", 12007); };
-  ExpectRaised<EEWSException>([&] { Session.SetActive(true); },
-                              [](const EEWSException& failure) { EXPECT_EQ(failure.Message(), "Authentication Failure!"); });
+  Session.OnAutodiscover = [](const string&) -> IVqDOMDocument {
+    throw EEWSException("Authentication Failure!", 12007);
+  };
+  ExpectRaised<EEWSException>(
+      [&] { Session.SetActive(true); },
+      [](const EEWSException& failure) { EXPECT_EQ(failure.Message(), "Authentication Failure!"); });
   EXPECT_EQ(Asked(), Names{"Autodiscover()"});
   Session.Calls.clear();
   Session.OnAutodiscover = [](const string&) -> IVqDOMDocument {

@@ -21,22 +21,24 @@ class LogonFailures : public SessionTest {
   }
   /// The failure of the logon, which must be an EVqHTTPApiException itself.
   void ExpectApi(std::uint32_t number, const std::string& text) {
-    ExpectRaised<EVqHTTPApiException>([&] { Session.SetActive(true); }, [&](const EVqHTTPApiException& failure) {
-      EXPECT_EQ(failure.what(), text);
-      EXPECT_EQ(failure.GetNumber(), number);
-      EXPECT_NE(failure.GetApiName(), "");
-    });
+    ExpectRaised<EVqHTTPApiException>([&] { Session.SetActive(true); },
+                                      [&](const EVqHTTPApiException& failure) {
+                                        EXPECT_EQ(failure.what(), text);
+                                        EXPECT_EQ(failure.GetNumber(), number);
+                                        EXPECT_NE(failure.GetApiName(), "");
+                                      });
     ExpectLoggedOff();
   }
   void ExpectEWS(std::uint32_t number, const std::string& first, const std::string& second = {}) {
-    ExpectRaised<EEWSException>([&] { Session.SetActive(true); }, [&](const EEWSException& failure) {
-      if (!second.empty()) {
-        EXPECT_EQ(failure.Message(), first + " (" + second + ").");
-        EXPECT_EQ(failure.EWSErrorCode(), second);
-      }
-      EXPECT_TRUE(failure.Message().StartsWith(string(first + " ("))) << failure.what();
-      EXPECT_EQ(failure.HTTPErrorCode(), number) << failure.what();
-    });
+    ExpectRaised<EEWSException>([&] { Session.SetActive(true); },
+                                [&](const EEWSException& failure) {
+                                  if (!second.empty()) {
+                                    EXPECT_EQ(failure.Message(), first + " (" + second + ").");
+                                    EXPECT_EQ(failure.EWSErrorCode(), second);
+                                  }
+                                  EXPECT_TRUE(failure.Message().StartsWith(string(first + " ("))) << failure.what();
+                                  EXPECT_EQ(failure.HTTPErrorCode(), number) << failure.what();
+                                });
     ExpectLoggedOff();
   }
   void ExpectLoggedOff() {
@@ -89,9 +91,10 @@ TEST_F(LogonFailures, AnythingElseWithoutAnAddress) {
 TEST_F(LogonFailures, UnknownHostWithAnAddress) {
   Session.SetServiceUrl("http://mail.velmore.invalid/EWS/Exchange.asmx");
   SetAddress();
-  ExpectEWS(12007, "ErrorAutoDiscoverFailed",
-            "NAME_NOT_RESOLVED: The autodiscover returned the following url for the EWS Service \"\", however, the service "
-            "could not be found!");
+  ExpectEWS(
+      12007, "ErrorAutoDiscoverFailed",
+      "NAME_NOT_RESOLVED: The autodiscover returned the following url for the EWS Service \"\", however, the service "
+      "could not be found!");
   ExpectLogsOnNow();
 }
 
@@ -114,9 +117,11 @@ TEST_F(LogonFailures, OtherExceptionsComeAsTheyAre) {
     Session.SetServiceUrl(Server.Url("/"));
     if (address) SetAddress();
     Server.Then(SoapFault("ErrorSchemaValidation", "The request failed schema validation."));
-    ExpectRaised<EVqSOAPFault>([&] { Session.SetActive(true); }, [](const EVqSOAPFault& fault) {
-      EXPECT_STREQ(fault.what(), "The request failed schema validation. (ErrorSchemaValidation)");
-    });
+    ExpectRaised<EVqSOAPFault>([&] { Session.SetActive(true); },
+                               [](const EVqSOAPFault& fault) {
+                                 EXPECT_STREQ(fault.what(),
+                                              "The request failed schema validation. (ErrorSchemaValidation)");
+                               });
     ExpectLoggedOff();
   }
   ExpectLogsOnNow();
@@ -260,38 +265,45 @@ TEST_F(LogonFailures, ConnectionThatBreaksInTheMiddle) {
 
 TEST_F(LogonFailures, WebPageInsteadOfXML) {
   const std::string page = "<!DOCTYPE html><html><body><p>Sign in</body></html>";
-  Server.Then("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " + std::to_string(page.size()) + "\r\n\r\n" + page);
-  ExpectRaised<EVqHTTPException>([&] { Session.SetActive(true); }, [](const EVqHTTPException& failure) {
-    EXPECT_EQ(typeid(failure), typeid(EVqHTTPException));
-    EXPECT_EQ(failure.GetNumber(), 200u);
-    EXPECT_STREQ(failure.what(), "The server answered \"200 OK\" with text/html instead of a SOAP envelope.");
-  });
+  Server.Then("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " + std::to_string(page.size()) +
+              "\r\n\r\n" + page);
+  ExpectRaised<EVqHTTPException>(
+      [&] { Session.SetActive(true); },
+      [](const EVqHTTPException& failure) {
+        EXPECT_EQ(typeid(failure), typeid(EVqHTTPException));
+        EXPECT_EQ(failure.GetNumber(), 200u);
+        EXPECT_STREQ(failure.what(), "The server answered \"200 OK\" with text/html instead of a SOAP envelope.");
+      });
   ExpectLoggedOff();
   ExpectLogsOnNow();
 }
 
 TEST_F(LogonFailures, EmptyReply) {
   Server.Then("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
-  ExpectRaised<EVqHTTPException>([&] { Session.SetActive(true); }, [](const EVqHTTPException& failure) {
-    EXPECT_EQ(failure.GetNumber(), 200u);
-    EXPECT_STREQ(failure.what(), "The server answered \"200 OK\" with an empty body instead of a SOAP envelope.");
-  });
+  ExpectRaised<EVqHTTPException>(
+      [&] { Session.SetActive(true); },
+      [](const EVqHTTPException& failure) {
+        EXPECT_EQ(failure.GetNumber(), 200u);
+        EXPECT_STREQ(failure.what(), "The server answered \"200 OK\" with an empty body instead of a SOAP envelope.");
+      });
   ExpectLoggedOff();
   ExpectLogsOnNow();
 }
 
 TEST_F(LogonFailures, StatusesWithoutAnEnvelope) {
-  for (const char* status : {"302 Found", "403 Forbidden", "404 Not Found", "500 Internal Server Error", "502 Bad Gateway",
-                             "503 Service Unavailable", "429 Too Many Requests"}) {
+  for (const char* status : {"302 Found", "403 Forbidden", "404 Not Found", "500 Internal Server Error",
+                             "502 Bad Gateway", "503 Service Unavailable", "429 Too Many Requests"}) {
     Session.SetServiceUrl(Server.Url("/"));
     Server.Then(std::string("HTTP/1.1 ") + status + "\r\nRetry-After: 5\r\nContent-Length: 0\r\n\r\n");
-    ExpectRaised<EVqHTTPException>([&] { Session.SetActive(true); }, [&](const EVqHTTPException& failure) {
-      EXPECT_EQ(failure.GetNumber(), static_cast<std::uint32_t>(std::atoi(status)));
-      EXPECT_TRUE(failure.Message().Contains(string(status))) << failure.what();
-      const auto* busy = dynamic_cast<const EVqServerBusy*>(&failure);
-      EXPECT_EQ(busy != nullptr, failure.GetNumber() == 503 || failure.GetNumber() == 429);
-      if (busy) EXPECT_EQ(busy->GetRetryAfter(), 5000);
-    });
+    ExpectRaised<EVqHTTPException>([&] { Session.SetActive(true); },
+                                   [&](const EVqHTTPException& failure) {
+                                     EXPECT_EQ(failure.GetNumber(), static_cast<std::uint32_t>(std::atoi(status)));
+                                     EXPECT_TRUE(failure.Message().Contains(string(status))) << failure.what();
+                                     const auto* busy = dynamic_cast<const EVqServerBusy*>(&failure);
+                                     EXPECT_EQ(busy != nullptr,
+                                               failure.GetNumber() == 503 || failure.GetNumber() == 429);
+                                     if (busy) EXPECT_EQ(busy->GetRetryAfter(), 5000);
+                                   });
     ExpectLoggedOff();
   }
   ExpectLogsOnNow();

@@ -71,16 +71,18 @@ class TTestSession : public TVqEWSCustomSession {
   }
 };
 
+/// The numbers and the name that a server tells of itself; an empty name leaves the attribute out.
+struct TToldVersion {
+  int Major = 8, Minor = 1, Build = 240, MinorBuild = 5;
+  std::string Name = "Exchange2007_SP1";
+};
+
 class SessionTest : public ::testing::Test {
  protected:
   using Answer = ScriptedServer::Answer;
   using Names = std::vector<std::string>;
 
-  /// The numbers and the name that a server tells of itself; an empty name leaves the attribute out.
-  struct Version {
-    int Major = 8, Minor = 1, Build = 240, MinorBuild = 5;
-    std::string Name = "Exchange2007_SP1";
-  };
+  using Version = TToldVersion;
 
   explicit SessionTest(bool ntService = true) : Session(ntService) {
     Session.SetServiceUrl(Server.Url("/EWS/Exchange.asmx"));

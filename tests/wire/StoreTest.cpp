@@ -349,7 +349,7 @@ TEST_F(Stores, NothingWorksBeforeLogOn) {
 }
 
 TEST_F(Stores, ServicesThatAreNotThereSaySo) {
-  EXPECT_EQ(MessageOf<EVqException>([&] { Store().GetOOF(); }), "GetOOF is not part of this version.");
+  EXPECT_EQ(MessageOf<EVqException>([&] { Store().GetRoomLists(); }), "GetRoomLists is not part of this version.");
   EXPECT_EQ(MessageOf<EVqException>([&] { Store().GetRooms("x@example.com"); }),
             "GetRooms is not part of this version.");
 }

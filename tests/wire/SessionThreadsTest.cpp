@@ -1,0 +1,111 @@
+// A second thread with clients of its own works while the main one does.
+
+#include <atomic>
+#include <thread>
+
+#include "SessionTestSupport.h"
+#include "tests/support/EWSTestSupport.h"
+
+namespace velmore::testing {
+namespace {
+
+constexpr int kRequests = 50;
+
+class SessionThreads : public EWSTest {
+ protected:
+  /// Runs `work` on so many threads while the main one makes requests through objects.
+  void RunBeside(int threads, const std::function<void(int)>& work) {
+    auto& session = Session();
+    const auto store = session.OpenDefaultMsgStore();  // settles the anchor before anybody else reads it
+    std::vector<std::thread> workers;
+    for (int i = 0; i < threads; ++i) workers.emplace_back([&, i] { work(i); });
+    for (int i = 0; i < kRequests; ++i) EXPECT_NE(store->GetFolderId(dfininbox).Id, "");
+    for (std::thread& worker : workers) worker.join();
+  }
+  static void AskForZones(TVqEWSCustomSession& session, TVqSOAPClient* soap) {
+    const auto request = session.CreateRequest(soap, "m:GetServerTimeZones", "m:GetServerTimeZonesResponse");
+    request->GetMethod().SetAttribute("ReturnFullTimeZoneData", "false");
+    TVqRef<IVqSOAPResponse> response;
+    request->Send(response);
+    for (const IVqDOMElement& message :
+         response->GetResponse().SelectSingleElement("ResponseMessages", kSelectRequired).GetChildElements())
+      session.CheckResponseError(message);
+  }
+};
+
+TEST_F(SessionThreads, SecondThreadHasClientsOfItsOwn) {
+  std::atomic<int> done{0};
+  RunBeside(1, [&](int) {
+    auto& session = Session();
+    const auto http = session.CreateHTTPClient(true);
+    const std::unique_ptr<TVqSOAPClient> soap(session.CreateSOAPClient(http));
+    for (int i = 0; i < kRequests; ++i) {
+      AskForZones(session, soap.get());
+      ++done;
+    }
+  });
+  EXPECT_EQ(done, kRequests);
+}
+
+TEST_F(SessionThreads, SeveralThreadsHaveAPairEach) {
+  struct Pair {
+    TVqRef<IVqHTTPClient> HTTP;
+    std::unique_ptr<TVqSOAPClient> SOAP;
+  };
+  std::vector<Pair> pairs(4);
+  for (Pair& pair : pairs) {  // made one after the other: the session keeps a list of them
+    pair.HTTP = Session().CreateHTTPClient(true);
+    pair.SOAP.reset(Session().CreateSOAPClient(pair.HTTP));
+  }
+  std::atomic<int> done{0};
+  RunBeside(static_cast<int>(pairs.size()), [&](int i) {
+    for (int n = 0; n < kRequests; ++n) {
+      AskForZones(Session(), pairs[static_cast<std::size_t>(i)].SOAP.get());
+      ++done;
+    }
+  });
+  EXPECT_EQ(done, 4 * kRequests);
+}
+
+TEST_F(SessionThreads, FailureOnOneThreadIsNoneOfTheOthers) {
+  std::atomic<int> failed{0};
+  RunBeside(1, [&](int) {
+    auto& session = Session();
+    const auto http = session.CreateHTTPClient(true);
+    http->GetCredentials().SetPassword("wrong");
+    const std::unique_ptr<TVqSOAPClient> soap(session.CreateSOAPClient(http));
+    for (int i = 0; i < 5; ++i) {
+      try {
+        AskForZones(session, soap.get());
+      } catch (const EVqHTTPApiException& failure) {
+        EXPECT_EQ(failure.GetNumber(), 12015u);
+        ++failed;
+      }
+    }
+  });
+  EXPECT_EQ(failed, 5);
+}
+
+TEST_F(SessionThreads, RequestIsCancelledFromAnotherThread) {
+  auto& session = Session();
+  const auto http = session.CreateHTTPClient(true);
+  const std::unique_ptr<TVqSOAPClient> soap(session.CreateSOAPClient(http));
+  simulator::Fault late;
+  late.operation = "GetServerTimeZones";
+  late.delay = std::chrono::seconds(30);
+  Server().AddFault(late);
+  std::thread worker([&] {
+    ExpectRaised<EVqHTTPApiException>([&] { AskForZones(session, soap.get()); }, [](const EVqHTTPApiException& failure) {
+      EXPECT_EQ(failure.GetNumber(), 6u);
+    });
+  });
+  while (Server().PendingFaults() > 0) std::this_thread::yield();  // the server has the request by then
+  const auto start = std::chrono::steady_clock::now();
+  http->GetComponent()->Cancel();
+  worker.join();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  session.OpenDefaultMsgStore();
+}
+
+}  // namespace
+}  // namespace velmore::testing

@@ -1,0 +1,148 @@
+// Prefixes that are renamed, declarations that are dropped; and JSON.
+
+#include <gtest/gtest.h>
+
+#include "platform/xml/uVqXMLDOM.h"
+
+namespace velmore {
+namespace {
+
+constexpr std::string_view kM = "urn:messages", kT = "urn:types";
+
+std::string Renamed(const char* text) {
+  TVqDOMDocument document(text);
+  document.RenamePrefixes({{kM, "m"}, {kT, "t"}});
+  const std::string loaded = document.GetXMLAsUtf8();
+  // Once changed, the whole tree is walked instead of what the load found; the result is the same.
+  TVqDOMDocument changed(text);
+  changed.GetDocumentElement().SetAttribute("zz", "");
+  changed.RenamePrefixes({{kM, "m"}, {kT, "t"}});
+  changed.GetDocumentElement().RemoveAttribute("zz");
+  EXPECT_EQ(changed.GetXMLAsUtf8(), loaded);
+  return loaded;
+}
+
+TEST(RenamingPrefixes, ChangesNothingThatIsRightAlready) {
+  const char* right = "<s:E xmlns:s=\"urn:s\"><m:R xmlns:m=\"urn:messages\" xmlns:t=\"urn:types\"><t:a/></m:R></s:E>";
+  TVqDOMDocument document(right);
+  const auto before = document.GetModificationCount();
+  document.RenamePrefixes({{kM, "m"}, {kT, "t"}});
+  EXPECT_EQ(document.GetModificationCount(), before);
+  EXPECT_EQ(document.GetXML(), right);
+  EXPECT_EQ(Renamed("<t:a><m:b/></t:a>"), "<t:a><m:b/></t:a>");
+}
+
+TEST(RenamingPrefixes, OfAnyOtherChoice) {
+  EXPECT_EQ(Renamed("<a:R xmlns:a=\"urn:messages\" xmlns:b=\"urn:types\"><b:x b:k=\"1\" k=\"2\"/><a:y/></a:R>"),
+            "<m:R xmlns:m=\"urn:messages\" xmlns:t=\"urn:types\"><t:x t:k=\"1\" k=\"2\"/><m:y/></m:R>");
+}
+
+TEST(RenamingPrefixes, OfDefaultNamespaces) {
+  EXPECT_EQ(Renamed("<R xmlns=\"urn:messages\"><a><S xmlns=\"urn:types\" k=\"1\"><b/></S></a></R>"),
+            "<m:R xmlns:m=\"urn:messages\"><m:a><t:S xmlns:t=\"urn:types\" k=\"1\"><t:b/></t:S></m:a></m:R>");
+  EXPECT_EQ(Renamed("<R xmlns=\"urn:messages\"><a xmlns=\"\"><b/></a></R>"),
+            "<m:R xmlns:m=\"urn:messages\"><a xmlns=\"\"><b/></a></m:R>");
+}
+
+TEST(RenamingPrefixes, WhereTheTwoAreExchanged) {
+  EXPECT_EQ(Renamed("<t:R xmlns:t=\"urn:messages\" xmlns:m=\"urn:types\"><m:x/><t:y/></t:R>"),
+            "<m:R xmlns:m=\"urn:messages\" xmlns:t=\"urn:types\"><t:x/><m:y/></m:R>");
+}
+
+TEST(RenamingPrefixes, WhereAForeignNamespaceHasOne) {
+  EXPECT_EQ(
+      Renamed("<t:R xmlns:t=\"urn:foreign\" xmlns:ns1=\"urn:x\"><x xmlns=\"urn:types\"/><t:y t:k=\"1\"/></t:R>"),
+      "<ns2:R xmlns:ns2=\"urn:foreign\" xmlns:ns1=\"urn:x\"><t:x xmlns:t=\"urn:types\"/><ns2:y ns2:k=\"1\"/></ns2:R>");
+}
+
+TEST(RenamingPrefixes, WhereOneNamespaceHasTwoPrefixes) {
+  EXPECT_EQ(Renamed("<a:R xmlns:a=\"urn:types\" xmlns:b=\"urn:types\"><b:x/></a:R>"),
+            "<t:R xmlns:t=\"urn:types\"><t:x/></t:R>");
+}
+
+TEST(RenamingPrefixes, ReachesOnlyWhatTheDeclarationReaches) {
+  EXPECT_EQ(Renamed("<s:E xmlns:s=\"urn:s\"><s:H><h:V xmlns:h=\"urn:types\"/><h:W xmlns:h=\"urn:h\"/></s:H>"
+                    "<m:R xmlns:m=\"urn:messages\" xmlns:t=\"urn:types\"><t:a/></m:R></s:E>"),
+            "<s:E xmlns:s=\"urn:s\"><s:H><t:V xmlns:t=\"urn:types\"/><h:W xmlns:h=\"urn:h\"/></s:H>"
+            "<m:R xmlns:m=\"urn:messages\" xmlns:t=\"urn:types\"><t:a/></m:R></s:E>");
+  EXPECT_EQ(Renamed("<r><x/><y xmlns:q=\"urn:types\"><q:a><z/></q:a></y><q:b/></r>"),
+            "<r><x/><y xmlns:t=\"urn:types\"><t:a><z/></t:a></y><q:b/></r>");
+}
+
+TEST(RenamingPrefixes, InDocumentsThatTheQuickLookLeavesAlone) {
+  EXPECT_EQ(Renamed("<!-- c --><a:R xmlns:a='urn:messages'><!-- d --><a:b/></a:R>"),
+            "<!-- c --><m:R xmlns:m=\"urn:messages\"><!-- d --><m:b/></m:R>");
+  EXPECT_NO_THROW(TVqDOMDocument().RenamePrefixes({{kM, "m"}}));
+}
+
+TEST(RefreshingNamespaces, DropsRepetitions) {
+  TVqDOMDocument document(
+      "<t:a xmlns:t=\"urn:t\"><t:b xmlns:t=\"urn:t\" xmlns:u=\"urn:u\"><t:c xmlns:t=\"urn:other\"/></t:b></t:a>");
+  document.GetDocumentElement().RefreshNamespaces();
+  EXPECT_EQ(document.GetXML(),
+            "<t:a xmlns:t=\"urn:t\"><t:b xmlns:u=\"urn:u\"><t:c xmlns:t=\"urn:other\"/></t:b></t:a>");
+}
+
+TEST(CreateRootNode, DeclaresItsNamespace) {
+  TVqDOMDocument prefixed, plain;
+  prefixed.CreateRootNode("soap:Envelope", "urn:s").AddElement("soap:Body");
+  plain.CreateRootNode("Profiles", "urn:p");
+  EXPECT_EQ(prefixed.GetXML(), "<soap:Envelope xmlns:soap=\"urn:s\"><soap:Body/></soap:Envelope>");
+  EXPECT_EQ(plain.GetXML(), "<Profiles xmlns=\"urn:p\"/>");
+  EXPECT_EQ(prefixed.SelectSingleElement("//Body", kSelectQuiet).GetNamespaceURI(), "urn:s");
+}
+
+// -- JSON -------------------------------------------------------------------------------------------------------------
+
+std::string Json(const char* xml, bool indent = false) {
+  TVqMemoryStream stream;
+  TVqDOMDocument(xml).GetDocumentElement().SaveToJSONStream(stream, kVqCodePageUtf8, indent);
+  return stream.Bytes();
+}
+
+TEST(Json, HasAShapeForEverything) {
+  EXPECT_EQ(Json("<a/>"), R"({"a":""})");
+  EXPECT_EQ(Json("<t:a>x</t:a>"), R"({"t:a":"x"})");
+  EXPECT_EQ(Json("<a k=\"1\">x</a>"), R"({"a":{"@k":"1","#text":"x"}})");
+  EXPECT_EQ(Json("<a> <b>1</b> <c/><b>2</b></a>"), R"({"a":{"b":["1","2"],"c":""}})");
+  EXPECT_EQ(Json("<a>\"\\&#9;&#10;&#13;</a>"), R"({"a":"\"\\\t\n\r"})");
+  EXPECT_EQ(Json("<a><b>1</b><b>2</b></a>", true),
+            "{\n  \"a\": {\n    \"b\": [\n      \"1\",\n      \"2\"\n    ]\n  }\n}");
+}
+
+TEST(Json, IsReadBack) {
+  for (const char* xml : {"<a/>", "<t:a k=\"1\">x</t:a>", "<a><b>1</b><b><c k=\"v\"/></b><d>2</d></a>",
+                          "<a k=\"1\" l=\"2\">\xC3\xBC<b/></a>"}) {
+    TVqMemoryStream stream(Json(xml));
+    TVqDOMDocument document("<old/>");
+    document.LoadFromJSONStream(stream);
+    EXPECT_EQ(document.GetXMLAsUtf8(), xml);
+    TVqMemoryStream again(Json(xml, true));
+    TVqDOMDocument inside("<r><x/></r>");
+    inside.SelectSingleElement("//x").LoadFromJSONStream(again, kVqCodePageUtf8);
+    EXPECT_EQ(inside.GetDocumentElement().GetInnerXML().utf8(), xml);
+  }
+  TVqMemoryStream values(std::string(R"({"a":{"b":true,"c":null,"d":-1.50,"e":18446744073709551615}})"));
+  TVqDOMDocument document;
+  document.LoadFromJSONStream(values);
+  EXPECT_EQ(document.GetXML(), "<a><b>true</b><c/><d>-1.50</d><e>18446744073709551615</e></a>");
+}
+
+TEST(Json, OfAnotherShapeIsRefusedAndChangesNothing) {
+  const std::string deep = [] {
+    std::string text = "{\"a\":";
+    for (int i = 0; i < 100'000; ++i) text += "{\"a\":";
+    return text;
+  }();
+  for (const std::string& wrong : std::initializer_list<std::string>{
+           "", "1", "\"a\"", "[]", "{}", "{\"a\":1,\"b\":2}", "{\"a\":[1]}", "{\"a\":{\"b\":[[1]]}}", "{\"a\"",
+           "{\"1\":\"\"}", "{\"a\":\"\\u0001\"}", "{\"a\":{\"@\":\"\"}}", deep}) {
+    TVqMemoryStream stream(wrong);
+    TVqDOMDocument document("<old/>");
+    EXPECT_THROW(document.LoadFromJSONStream(stream), EVqXMLError) << wrong.substr(0, 100);
+    EXPECT_EQ(document.GetXML(), "<old/>") << wrong.substr(0, 100);
+  }
+}
+
+}  // namespace
+}  // namespace velmore
