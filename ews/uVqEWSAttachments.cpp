@@ -338,8 +338,13 @@ void TVqEWSAttachments::DeleteAttachment(std::int32_t AIndex) {
 void TVqEWSAttachments::PrepareReplacement(IVqEWSAttachment& AAttachment) {
   if (auto* file = dynamic_cast<TVqEWSFileAttachment*>(&AAttachment)) {
     file->LoadContent();
-  } else if (!AAttachment.AsElement().HasChildElement("Item", kSelectQuiet)) {
-    dynamic_cast<IVqEWSItemAttachment&>(AAttachment).GetItemAttachmentType();
+  } else {
+    // What was fetched before stays, with what was changed in it.
+    const TVqDOMElementList members = AAttachment.AsElement().GetChildElements();
+    const bool there = std::ranges::any_of(members, [](const IVqDOMElement& member) {
+      return member.HasChildElements() && EwsFindItemClass(member.GetLocalName()) != nullptr;
+    });
+    if (!there) dynamic_cast<IVqEWSItemAttachment&>(AAttachment).GetItemAttachmentType();
   }
   AAttachment.GetAttachmentId().AsElement().SetAttribute("Id", string());
 }

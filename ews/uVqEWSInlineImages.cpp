@@ -92,10 +92,10 @@ bool VqMoveInlineImages(const std::string& AHtml, std::string& AOutput, const TV
     cursor.Step();
     const std::size_t value = cursor.Position();
     cursor.SkipTo(":\"");
-    const TImage image = ReadImage(cursor, cursor.From(value));
+    TImage image = ReadImage(cursor, cursor.From(value));
     if (!image.Content) continue;
     const string name = kInlineImageName + IntToStr(number++);
-    AImage(name, image.MimeType, *image.Content);
+    AImage(name, image.MimeType, std::move(image.Content));
     output.append(AHtml, written, value - written).append("cid:").append(name.utf8());
     written = cursor.Position();
   }

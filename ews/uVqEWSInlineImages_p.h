@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "platform/common/uVqClasses.h"
@@ -10,8 +11,9 @@ namespace velmore {
 /// What the content ids of pictures begin with that a save moved out of the body; a number follows.
 inline constexpr const char* kInlineImageName = "_inlineImg";
 
-/// Given the content id of a picture, its MIME type and its content.
-using TVqInlineImageEvent = std::function<void(const string& AName, const string& AMimeType, TVqStream& AContent)>;
+/// Given the content id of a picture, its MIME type and its content, which is its to keep.
+using TVqInlineImageEvent =
+    std::function<void(const string& AName, const string& AMimeType, std::unique_ptr<TVqStream> AContent)>;
 
 /// Finds the pictures of an HTML text whose `src` is a "data:" text or a "file:" that exists, hands each over and puts "cid:" and its name in
 /// place of the old value. Only values in double quotes are recognised, and `src` is looked for at the first "s" of the tag. Gives false, and

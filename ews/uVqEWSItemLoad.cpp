@@ -126,6 +126,7 @@ TVqRef<IVqSOAPRequest> TVqEWSItemCore::NewItemRequest() const {
 
 void TVqEWSItemCore::SetPropData(const IVqDOMElement& AElement) {
   TVqEWSPropObjectCore::SetPropData(AElement);
+  FCreatedAttachments.clear();
   NewRecord().SetOnGetSOAPElement(
       [this](TVqXMLSchemaElement* record, const TVqXMLSchemaInfo& info) { OnGetSOAPElement(record, info); });
 }

@@ -8,6 +8,7 @@
 #include "ews/uVqEWSItem.h"
 #include "ews/uVqEWSPropsPR.h"
 #include "ews/uVqEWSWireForm.h"
+#include "platform/xml/uVqXMLDOMAccess_p.h"
 
 namespace velmore {
 namespace {
@@ -28,10 +29,10 @@ bool IsEmptyElement(const IVqDOMElement& element) {
 
 void CopyValue(const IVqDOMElement& source, const IVqDOMElement& target) {
   if (source.HasChildElements()) {
-    target.SetInnerXML(source.GetInnerXML());
-  } else {
-    target.SetText(source.GetText());
+    detail::AssignContent(target, source);  // attributes as well
+    return;
   }
+  detail::AssignTextOf(target, source);
   for (const IVqDOMAttribute& attribute : source.GetAttributes())
     target.SetAttribute(attribute.GetName(), attribute.GetValue());
 }
@@ -163,12 +164,18 @@ void TVqEWSItemCore::SaveAttachments() {
 }
 
 std::vector<string> TVqEWSItemCore::FindDeletedAttachments() {
-  std::vector<string> deleted;
+  std::vector<string> known;
   const IVqDOMElement loaded = OldRecord().AsElement().SelectSingleElement("Attachments", kSelectQuiet);
   for (const IVqDOMElement& attachment : loaded.GetChildElements()) {
     // Other kinds are none that could have been removed or changed here.
     if (attachment.GetLocalName() != "FileAttachment" && attachment.GetLocalName() != "ItemAttachment") continue;
-    const string id = attachment.SelectSingleElement("AttachmentId", kSelectRequired).GetAttribute("Id");
+    known.push_back(attachment.SelectSingleElement("AttachmentId", kSelectRequired).GetAttribute("Id"));
+  }
+  // A save that failed on its way made these, and no load has told of them yet.
+  known.insert(known.end(), FCreatedAttachments.begin(), FCreatedAttachments.end());
+
+  std::vector<string> deleted;
+  for (const string& id : known) {
     const TVqRef<IVqEWSAttachment> present = GetAttachments().FindAttachment(id);
     if (!present) {
       deleted.push_back(id);
@@ -190,6 +197,8 @@ void TVqEWSItemCore::DeleteAttachments(const std::vector<string>& AIds) {
   // A deletion that the server refuses leaves the save going on: its messages are not looked at.
   response->GetDocument().SelectSingleElement("/Envelope/Body/m:DeleteAttachmentResponse/ResponseMessages",
                                               kSelectRequired);
+  std::erase_if(FCreatedAttachments,
+                [&](const string& id) { return std::ranges::find(AIds, id) != AIds.end(); });
 }
 
 void TVqEWSItemCore::CreateAttachments() {
@@ -219,6 +228,7 @@ void TVqEWSItemCore::CreateAttachments() {
     for (const char* name : {"Id", "RootItemId", "RootItemChangeKey"}) {
       attachmentId.AsElement().SetAttribute(name, answer.GetAttribute(name));
     }
+    FCreatedAttachments.push_back(attachmentId.GetId());
     // Each attachment changes the item's change key, and the next request must carry the new one.
     SetId({attachmentId.GetRootItemId(), attachmentId.GetRootItemChangeKey()});
   }
@@ -244,16 +254,27 @@ void TVqEWSItemCore::BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) {
 }
 
 void TVqEWSItemCore::MoveImages(const IVqDOMElement& ABody) {
-  bool cleared = false;
+  struct TImage {
+    string Name, Type;
+    std::unique_ptr<TVqStream> Content;
+  };
+  std::vector<TImage> images;
   std::string html;
-  const bool changed =
-      VqMoveInlineImages(ABody.GetTextAsUtf8(), html, [&](const string& name, const string& type, TVqStream& content) {
-        if (!std::exchange(cleared, true)) ClearInlineAttachments();
-        const TVqRef<IVqEWSFileAttachment> attachment = GetAttachments().AddAttachment(name, type, content);
-        attachment->SetIsInline(true);
-        attachment->SetContentId(name);
+  const bool changed = VqMoveInlineImages(
+      ABody.GetTextAsUtf8(), html, [&](const string& name, const string& type, std::unique_ptr<TVqStream> content) {
+        images.push_back({name, type, std::move(content)});
       });
-  if (changed) ABody.SetText(html);
+  if (!changed) return;
+  // A picture that cannot be taken has raised by now, and so does a server that knows no inline attachments: the attachments are as they were then.
+  NeedsVersion(Exchange2010, "SetIsInline");
+  ClearInlineAttachments();
+  for (const TImage& image : images) {
+    const TVqRef<IVqEWSFileAttachment> attachment =
+        GetAttachments().AddAttachment(image.Name, image.Type, *image.Content);
+    attachment->SetIsInline(true);
+    attachment->SetContentId(image.Name);
+  }
+  ABody.SetText(html);
 }
 
 void TVqEWSItemCore::ClearInlineAttachments() {

@@ -1,6 +1,9 @@
 #include "ews/uVqEWSMessage.h"
 
+#include <algorithm>
+
 #include "platform/common/uVqNetEncoding.h"
+#include "platform/xml/uVqXMLDOMAccess_p.h"
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
@@ -32,6 +35,26 @@ constinit const TVqEWSMemberInfo kMembers[] = {
 };
 
 constexpr const char* kDisposition = "MessageDisposition";
+
+/// Cuts the next line off, without its end, which may be CR LF, LF or CR. Bytes: MIME text may be of any encoding.
+std::string_view TakeLine(std::string_view& rest) {
+  const std::size_t end = std::min(rest.find_first_of("\r\n"), rest.size());
+  const std::string_view line = rest.substr(0, end);
+  rest.remove_prefix(end);
+  if (rest.starts_with("\r\n")) {
+    rest.remove_prefix(2);
+  } else if (!rest.empty()) {
+    rest.remove_prefix(1);
+  }
+  return line;
+}
+
+bool MentionsUnsent(std::string_view line) {
+  constexpr std::string_view kUnsent = "x-unsent";
+  return !std::ranges::search(line, kUnsent, {}, [](char c) {
+            return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+          }).empty();
+}
 
 /// The copy's folder: the sent items.
 void SetSentItems(const IVqDOMElement& folderId) {
@@ -157,19 +180,19 @@ TEwsMessageType_MailboxGuids& TVqEWSEMail::GetMailboxGuids() {
 TEwsMimeContent& TVqEWSEMail::GetMimeContent() {
   TEwsMimeContent& content = TVqEWSBaseItem::GetMimeContent();
   if (!GetIsDraft()) return content;
-  TVqStrings lines;
-  lines.SetText(VqBase64Decode(content.AsElement().GetTextAsUtf8()));
-  TVqStrings unsent;
-  unsent.Add("X-Unsent: 1");
+  const std::string mime = VqBase64Decode(content.AsElement().GetTextAsUtf8());
+  std::string unsent = "X-Unsent: 1\r\n";
   bool replaced = false;
-  for (const string& line : lines) {  // the first such line goes, a second one stays
-    if (!replaced && LowerCase(line).Contains(u"x-unsent")) {
+  for (std::string_view rest = mime; !rest.empty();) {
+    const std::string_view line = TakeLine(rest);
+    // Looked for in the whole text, head and body; the first such line goes, a second one stays. Meant so.
+    if (!replaced && MentionsUnsent(line)) {
       replaced = true;
     } else {
-      unsent.Add(line);
+      unsent.append(line).append("\r\n");
     }
   }
-  content.AsElement().SetText(VqBase64Encode(unsent.GetText().utf8()));
+  detail::AssignKnownText(content.AsElement(), VqBase64Encode(unsent));
   return content;
 }
 
@@ -198,33 +221,42 @@ void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
     SaveChanges(soAutoResolve);  // which sets the disposition "SaveOnly"
     saved = true;
   }
-  IVqDOMElement message;
   if (const TVqRef<IVqSOAPRequest> request = NewItemRequest(); request && GetID().Id.empty()) {
-    message = SendNewItem(*request, AMoveToSentItems);
+    SendNewItem(*request, AMoveToSentItems);
   } else {
     if (!saved) SaveChanges(soAutoResolve);
-    message = SendSavedItem(AMoveToSentItems);
+    SendSavedItem(AMoveToSentItems);
   }
-  CheckResponseError(message);
   NewData().SetIsSubmitted(true);
 }
 
-IVqDOMElement TVqEWSEMail::SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems) {
+void TVqEWSEMail::SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems) {
   const IVqDOMElement method = ARequest.GetMethod();
-  method.SetAttribute(kDisposition, AMoveToSentItems ? "SendAndSaveCopy" : "SendOnly");
-  if (AMoveToSentItems) {
-    SetSentItems(
-        method.SelectSingleElement("SavedItemFolderId", kSelectRequired));  // fails when the message has no folder
-  } else {
-    RemoveSavedItemFolderId(method);
+  const IVqDOMElement folderId = method.SelectSingleElement("SavedItemFolderId", kSelectQuiet);
+  const string folder = folderId.GetInnerXML();
+  try {
+    method.SetAttribute(kDisposition, AMoveToSentItems ? "SendAndSaveCopy" : "SendOnly");
+    if (AMoveToSentItems) {
+      SetSentItems(
+          method.SelectSingleElement("SavedItemFolderId", kSelectRequired));  // fails when the message has no folder
+    } else {
+      RemoveSavedItemFolderId(method);
+    }
+    TVqRef<IVqSOAPResponse> response;
+    ARequest.Send(response);
+    CheckResponseError(response->GetDocument().SelectSingleElement(
+        "/Envelope/Body/m:CreateItemResponse/ResponseMessages/CreateItemResponseMessage", kSelectRequired));
+  } catch (...) {
+    // The message stays unsent: a save would put it where it was to go.
+    if (folderId) {
+      RemoveSavedItemFolderId(method);
+      method.InsertElement("m:SavedItemFolderId", TVqDOMPosition::dpFirst).SetInnerXML(folder);
+    }
+    throw;
   }
-  TVqRef<IVqSOAPResponse> response;
-  ARequest.Send(response);
-  return response->GetDocument().SelectSingleElement(
-      "/Envelope/Body/m:CreateItemResponse/ResponseMessages/CreateItemResponseMessage", kSelectRequired);
 }
 
-IVqDOMElement TVqEWSEMail::SendSavedItem(bool AMoveToSentItems) {
+void TVqEWSEMail::SendSavedItem(bool AMoveToSentItems) {
   const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:SendItem", "m:SendItemResponse");
   const IVqDOMElement method = request->GetMethod();
   const TItemId id = GetID();
@@ -239,8 +271,8 @@ IVqDOMElement TVqEWSEMail::SendSavedItem(bool AMoveToSentItems) {
   }
   TVqRef<IVqSOAPResponse> response;
   request->Send(response);
-  return response->GetDocument().SelectSingleElement(
-      "/Envelope/Body/m:SendItemResponse/ResponseMessages/SendItemResponseMessage", kSelectRequired);
+  CheckResponseError(response->GetDocument().SelectSingleElement(
+      "/Envelope/Body/m:SendItemResponse/ResponseMessages/SendItemResponseMessage", kSelectRequired));
 }
 
 TVqRef<IVqEWSSmartResponse> TVqEWSEMail::CreateReply(bool) {

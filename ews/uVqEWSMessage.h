@@ -54,8 +54,8 @@ class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMa
  private:
   TVqRef<IVqEWSRecipient> Single(TVqRef<IVqEWSRecipient>& ACache, TEwsSingleRecipient& (TEwsMessage::*AGetter)() const);
   TVqRef<IVqEWSRecipients> Many(TVqRef<IVqEWSRecipients>& ACache, TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const);
-  IVqDOMElement SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems);
-  IVqDOMElement SendSavedItem(bool AMoveToSentItems);
+  void SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems);
+  void SendSavedItem(bool AMoveToSentItems);
 
   TVqRef<IVqEWSRecipient> FSender, FFrom;
   TVqRef<IVqEWSRecipients> FToRecipients, FCcRecipients, FBccRecipients, FReplyTo;

@@ -107,3 +107,11 @@ bool ExampleServer::HasOption(const std::string& name) const {
   }
   return false;
 }
+
+std::vector<std::string> ExampleServer::OptionValues(const std::string& name) const {
+  std::vector<std::string> values;
+  for (const auto& [key, value] : options_) {
+    if (key == name) values.push_back(value);
+  }
+  return values;
+}

@@ -30,6 +30,8 @@ class ExampleServer {
   /// Value of an option of the example's own ("filter" for --filter=VALUE or --filter VALUE); `otherwise` when it was not given.
   std::string Option(const std::string& name, const std::string& otherwise = {}) const;
   bool HasOption(const std::string& name) const;
+  /// All values of an option that may be given several times.
+  std::vector<std::string> OptionValues(const std::string& name) const;
   /// Arguments that are no options.
   const std::vector<std::string>& Arguments() const { return arguments_; }
 

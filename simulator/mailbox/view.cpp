@@ -357,8 +357,7 @@ std::optional<Element> PropertyOf(const Item& item, const Member& member, const 
     out.Add("FlagStatus", "NotFlagged");
     return out;
   }
-  if (name == "IconIndex")
-    return Types(name, item.element == "Message" ? "Default" : item.element == "Task" ? "Task" : "Default");
+  if (name == "IconIndex") return Types(name, item.element == "Task" ? "TaskItem" : "Default");
   if (name == "IsResponseRequested" && item.element == "Message") return flag("IsResponseRequested");
   for (const char* info : {"FirstOccurrence", "LastOccurrence", "ModifiedOccurrences", "DeletedOccurrences"})
     if (name == info && item.element == "CalendarItem") return OccurrenceInfo(mailbox, item, name);

@@ -107,27 +107,29 @@ Element ZoneElement(const ZoneRow& row, bool full) {
   zone.Set("Id", row.id);
   zone.Set("Name", std::string(offset) + " " + row.name);
   if (!full) return zone;
-  Element& periods = zone.Add("Periods");
-  Element& standard = periods.Add("Period");
-  standard.Set("Bias", DurationText(-row.minutes)).Set("Name", "Standard").Set("Id", "std");
-  Element& groups = zone.Add("TransitionsGroups");
-  Element& group = groups.Add("TransitionsGroup");
-  group.Set("Id", "0");
-  if (row.rule == Rule::kNone) {
-    Element& transition = group.Add("Transition");
-    transition.Add("To", "std").Set("Kind", "Period");
-  } else {
+  Element periods = Types("Periods");
+  periods.Add("Period").Set("Bias", DurationText(-row.minutes)).Set("Name", "Standard").Set("Id", "std");
+  if (row.rule != Rule::kNone)
     periods.Add("Period").Set("Bias", DurationText(-row.minutes - 60)).Set("Name", "Daylight").Set("Id", "dlt");
-    if (row.rule == Rule::kEurope) {
+  zone.Add(std::move(periods));
+  Element& group = zone.Add("TransitionsGroups").Add("TransitionsGroup");
+  group.Set("Id", "0");
+  switch (row.rule) {
+    case Rule::kNone:
+      group.Add("Transition").Add("To", "std").Set("Kind", "Period");
+      break;
+    case Rule::kEurope:
       AddTransition(group, "dlt", "PT2H", 3, "Sunday", -1);
       AddTransition(group, "std", "PT3H", 10, "Sunday", -1);
-    } else if (row.rule == Rule::kAmerica) {
+      break;
+    case Rule::kAmerica:
       AddTransition(group, "dlt", "PT2H", 3, "Sunday", 2);
       AddTransition(group, "std", "PT2H", 11, "Sunday", 1);
-    } else {
+      break;
+    case Rule::kAustralia:
       AddTransition(group, "std", "PT3H", 4, "Sunday", 1);
       AddTransition(group, "dlt", "PT2H", 10, "Sunday", 1);
-    }
+      break;
   }
   Element& transitions = zone.Add("Transitions");
   transitions.Add("Transition").Add("To", "0").Set("Kind", "Group");

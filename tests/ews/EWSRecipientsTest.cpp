@@ -122,7 +122,7 @@ TEST_F(Recipients, ListReadsEntriesOfItsNameAtAnyDepth) {
   const auto list = List();
   ASSERT_EQ(list->Count(), 2);
   EXPECT_EQ(list->GetItem(0)->GetName(), "A");
-  EXPECT_EQ(list->GetItem(1)->AsElement().GetQualifiedName(), "x:Mailbox");
+  EXPECT_EQ(list->GetRecipient(1)->AsElement().GetQualifiedName(), "x:Mailbox");
   EXPECT_THROW(list->GetItem(2), EListError);
   EXPECT_THROW(list->GetItem(-1), EListError);
 }

@@ -176,7 +176,8 @@ TEST_F(Restrictions, ContentWritesModeAndComparison) {
 }
 
 TEST_F(Restrictions, UnknownTypeIsRefused) {
-  EXPECT_EQ(Failure([&] { Make<IVqEWSRestriction>(static_cast<TVqEWSRestrictionType>(8)); }),
+  int beyond = rtContent + 1;
+  EXPECT_EQ(Failure([&] { Make<IVqEWSRestriction>(static_cast<TVqEWSRestrictionType>(beyond)); }),
             "Unsupported RestrictionType!");
 }
 

@@ -597,6 +597,13 @@ TEST_F(SimulatorRead, TimeZonesHaveIdsAndNamesThatBeginWithTheOffset) {
       "Time</t:Id></m:Ids></m:GetServerTimeZones>");
   EXPECT_EQ(one.All("TimeZoneDefinition").size(), 1u);
   EXPECT_EQ(one.Find("Period").AttributeText("Bias"), "-PT5H45M");
+  const Reply full = client.Call("<m:GetServerTimeZones ReturnFullTimeZoneData=\"true\"/>");
+  for (const Element* zone : full.All("TimeZoneDefinition")) {
+    ASSERT_EQ(zone->children.size(), 3u);
+    const bool changes = zone->Child("Periods")->children.size() == 2;
+    EXPECT_EQ(zone->Child("TransitionsGroups")->children[0].children.size(), changes ? 2u : 1u)
+        << zone->AttributeText("Id");
+  }
 }
 
 }  // namespace

@@ -86,14 +86,14 @@ TEST_F(LazyLoad, ManyNamesAreOneRequest) {
   const auto mail = Mail();
   AnswerWith(
       "<t:Preview>P</t:Preview><t:TextBody BodyType=\"Text\">T</t:TextBody>" +
-      Extended("PropertySetId=\"00062008-0000-0000-C000-000000000046\" PropertyId=\"34054\" PropertyType=\"Boolean\"",
+      Extended("PropertySetId=\"00062008-0000-0000-c000-000000000046\" PropertyId=\"34054\" PropertyType=\"Boolean\"",
                "true"));
   Forget();
   mail->GetAdditionalProperties({"Preview", "PROPDEF:EPR_COMMON_PRIVATE", "TextBody", "Novelty"});
   EXPECT_EQ(Operations(), Names{"GetItem"});
   EXPECT_EQ(Asked(),
             "<t:FieldURI FieldURI=\"item:Preview\"/><t:ExtendedFieldURI "
-            "PropertySetId=\"00062008-0000-0000-C000-000000000046\" PropertyId=\"34054\" "
+            "PropertySetId=\"00062008-0000-0000-c000-000000000046\" PropertyId=\"34054\" "
             "PropertyType=\"Boolean\"/><t:FieldURI FieldURI=\"item:TextBody\"/>"
             "<t:FieldURI FieldURI=\"item:Novelty\"/>");
   EXPECT_EQ(mail->GetPreview(), "P");
@@ -157,7 +157,7 @@ TEST_F(LazyLoad, WhatTheServerOmitsIsAskedForAtEachRead) {
 TEST_F(LazyLoad, RecordThatTheServerOmitsIsMadeByItsGetter) {
   const auto mail = Mail();
   AnswerWith("");
-  EXPECT_EQ(Sent([&] { EXPECT_EQ(mail->GetPolicyTag().GetValue(), ""); }), Names{"GetItem"});
+  EXPECT_EQ(Sent([&] { EXPECT_EQ(mail->GetPolicyTag().GetValue(), TGUID()); }), Names{"GetItem"});
   EXPECT_EQ(Sent([&] { mail->GetPolicyTag(); }), Names{});
 }
 
@@ -192,16 +192,16 @@ TEST_F(LazyLoad, RefusalComesThroughTheGetter) {
 TEST_F(LazyLoad, NamedPropertyIsAskedForOnceWhenTheServerHasIt) {
   const auto mail = Mail();
   AnswerWith(Extended(
-      "PropertySetId=\"00062008-0000-0000-c000-000000000046\" PropertyId=\"34054\" PropertyType=\"Boolean\"", "x"));
+      "PropertySetId=\"00062008-0000-0000-C000-000000000046\" PropertyId=\"34054\" PropertyType=\"Boolean\"", "x"));
   EXPECT_EQ(Sent([&] { mail->GetAdditionalProperties({"PROPDEF:EPR_COMMON_PRIVATE"}); }), Names{"GetItem"});
-  // The set is compared as it is written: the small letters of this answer are another text.
+  // The set is compared as it is written: the capital of this answer makes another text.
   EXPECT_FALSE(mail->AsElement().HasChildElement("ExtendedProperty", kSelectQuiet));
   AnswerWith(Extended(
-      "PropertySetId=\"00062008-0000-0000-C000-000000000046\" PropertyId=\"34054\" PropertyType=\"Boolean\"", "true"));
+      "PropertySetId=\"00062008-0000-0000-c000-000000000046\" PropertyId=\"34054\" PropertyType=\"Boolean\"", "true"));
   EXPECT_EQ(Sent([&] { EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean()); }), Names{"GetItem"});
   EXPECT_EQ(Sent([&] { mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean(); }), Names{});
   EXPECT_EQ(mail->AsElement().SelectSingleElement("ExtendedProperty", kSelectRequired).GetXML(),
-            "<t:ExtendedProperty><t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-C000-000000000046\" "
+            "<t:ExtendedProperty><t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-c000-000000000046\" "
             "PropertyId=\"34054\" PropertyType=\"Boolean\"/><t:Value>true</t:Value></t:ExtendedProperty>");
 }
 
@@ -249,7 +249,7 @@ TEST_F(LazyLoad, ServerMayAnswerWithTheNameOfTheSet) {
 }
 
 TEST_F(LazyLoad, DistinguishedSetIsSearchedByItsName) {
-  static constexpr TVqEWSPropDef kRow{.PropDefName = EWSShortName("TPR_DISTINGUISHED"),
+  static const TVqEWSPropDef kRow{.PropDefName = EWSShortName("TPR_DISTINGUISHED"),
                                       .Extended = true,
                                       .PropType = ptString,
                                       .DistinguishedPropertySetId = EWSShortName("PublicStrings"),

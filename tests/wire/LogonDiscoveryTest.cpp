@@ -215,7 +215,7 @@ TEST_F(LogonDiscovery, OnlyStatus200IsAnAnswer) {
 TEST_F(LogonDiscovery, ThisVersionHasNoAutodiscoverOfItsOwn) {
   Session.OnAutodiscover = nullptr;
   EXPECT_THROW(Session.SetActive(true), EVqNotSupported);
-  EXPECT_EQ(Session.FindHostBySRV("_autodiscover._tcp.example.com"), "");
+  EXPECT_EQ(Session.HostBySRVOf("_autodiscover._tcp.example.com"), "");
 }
 
 }  // namespace

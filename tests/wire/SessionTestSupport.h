@@ -24,13 +24,11 @@ class TTestSession : public TVqEWSCustomSession {
     SetPasswordDialog(false);
   }
 
-  using TVqEWSCustomSession::Autodiscover;
-  using TVqEWSCustomSession::AutodiscoverV2;
   using TVqEWSCustomSession::CheckHTTPClient;
   using TVqEWSCustomSession::DoOnShowProfileDialog;
-  using TVqEWSCustomSession::FindHostBySRV;
   using TVqEWSCustomSession::GetHTTPClient;
 
+  string HostBySRVOf(const string& AName) { return TVqEWSCustomSession::FindHostBySRV(AName); }
   bool AnswersAtOf(const string& AURL) { return TVqEWSCustomSession::AnswersAt(AURL); }
 
   /// What was called, in order.

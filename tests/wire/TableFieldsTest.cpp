@@ -51,7 +51,7 @@ TEST_F(TableFields, ExtendedFieldsComeFirstAndIndexedOnesLast) {
   items->Open();
   EXPECT_EQ(Shape(),
             "<t:BaseShape>IdOnly</t:BaseShape><t:AdditionalProperties>"
-            "<t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-C000-000000000046\" PropertyId=\"34054\" "
+            "<t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-c000-000000000046\" PropertyId=\"34054\" "
             "PropertyType=\"Boolean\"/>"
             "<t:ExtendedFieldURI PropertyTag=\"0x36\" PropertyType=\"Integer\"/>"
             "<t:FieldURI FieldURI=\"item:Subject\"/><t:FieldURI FieldURI=\"item:Size\"/>"
@@ -71,7 +71,7 @@ TEST_F(TableFields, IdAsTheOnlyFieldAsksForNothing) {
 TEST_F(TableFields, ValuesOfAllKinds) {
   AddItem("inbox",
           "<t:Message><t:Subject>Grüße &amp; &lt;mehr&gt;</t:Subject><t:Importance>High</t:Importance>"
-          "<t:ExtendedProperty><t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-C000-000000000046\" "
+          "<t:ExtendedProperty><t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-c000-000000000046\" "
           "PropertyId=\"34054\" PropertyType=\"Boolean\"/><t:Value>true</t:Value></t:ExtendedProperty></t:Message>");
   auto items = Inbox()->GetItems();
   auto& fields = items->GetFields();
