@@ -210,7 +210,7 @@ int main(int argc, char** argv) try {
   session.SetCurrentTimeZoneContext("");
   const velmore::string id = kId;
   const auto ours = [&] {
-    return session.ConvertId(velmore::ifHexEntryId, id, "ann@example.com", velmore::ifEwsId)->GetConverted(0).Id.utf8();
+    return session.ConvertId(velmore::ifHexEntryId, id, "ann@example.com", velmore::ifEwsId)->GetAlternateIds().GetAlternateId().GetItem(0).GetId().utf8();
   };
   TFloor floor(server.Url());
   const auto bare = [&] { return floor.Ask(); };

@@ -23,6 +23,9 @@ if(MSVC)
   target_compile_options(velmore_warnings INTERFACE /W4 /wd4250 /utf-8)  # 4250: inheritance by dominance is how interfaces are met
 else()
   target_compile_options(velmore_warnings INTERFACE -Wall -Wextra -Wconversion)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    target_compile_options(velmore_warnings INTERFACE -Wno-restrict)  # GCC 12 sees overlaps in std::string that are none
+  endif()
 endif()
 
 if(VELMORE_SANITIZE)

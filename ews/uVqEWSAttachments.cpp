@@ -340,10 +340,9 @@ void TVqEWSAttachments::PrepareReplacement(IVqEWSAttachment& AAttachment) {
     file->LoadContent();
   } else {
     // What was fetched before stays, with what was changed in it.
-    const TVqDOMElementList members = AAttachment.AsElement().GetChildElements();
-    const bool there = std::ranges::any_of(members, [](const IVqDOMElement& member) {
-      return member.HasChildElements() && EwsFindItemClass(member.GetLocalName()) != nullptr;
-    });
+    bool there = false;
+    for (const IVqDOMElement& member : AAttachment.AsElement().GetChildElements())
+      there = there || (member.HasChildElements() && EwsFindItemClass(member.GetLocalName()));
     if (!there) dynamic_cast<IVqEWSItemAttachment&>(AAttachment).GetItemAttachmentType();
   }
   AAttachment.GetAttachmentId().AsElement().SetAttribute("Id", string());

@@ -80,12 +80,13 @@ void TVqEWSItems::AddShape(const IVqDOMElement& AMethod) {
     return;
   }
   shape.AddElement("t:BaseShape").SetText("IdOnly");
-  const IVqDOMElement properties = shape.AddElement("t:AdditionalProperties");
+  IVqDOMElement properties;  // only with something in it: the schema has no empty one
   for (const TVqEWSFieldDefType kind : {fdtExtendedField, fdtField, fdtIndexedField}) {
     for (std::int32_t i = 0; i < fields.Count(); ++i) {
       TVqEWSField& field = fields.GetItem(i);
       if (field.GetURIType() != kind) continue;
       if (kind == fdtField && field.GetName() == "PR_ITEMID") continue;  // comes with the shape
+      if (!properties) properties = shape.AddElement("t:AdditionalProperties");
       field.AddEWS(properties);
     }
   }

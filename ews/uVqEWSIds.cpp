@@ -8,12 +8,6 @@
 
 namespace velmore {
 
-TVqEwsAlternateId TVqEwsNonEmptyArrayOfAlternateIds::GetConverted(std::int32_t AIndex) {
-  const IVqDOMElement id =
-      FMessages.GetChildElements().GetItem(AIndex).SelectSingleElement("AlternateId", kSelectRequired);
-  return {VqTextToEnum<TIdFormat>(id.GetAttribute("Format")), id.GetAttribute("Id"), id.GetAttribute("Mailbox")};
-}
-
 TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> TVqEWSCustomSession::ConvertId(TIdFormat AFormat, const string& AId,
                                                                          const string& AMailbox,
                                                                          TIdFormat ADestinationFormat) {

@@ -152,7 +152,7 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
 
   bool FIsNewItem = false;
   std::vector<string> FCreatedAttachments;  // ids of those made on the server since the last load
-  TVqRef<TVqEWSObjectSession> FSession;  // for the attachments
+  TVqRef<TVqEWSObjectSession> FSession;     // for the attachments
   std::unique_ptr<TVqEWSAttachments> FAttachments;
   std::unique_ptr<TVqEWSStrings> FCategories;
   TVqRef<IVqSOAPEnvelope> FItem;

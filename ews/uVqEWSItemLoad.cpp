@@ -5,6 +5,7 @@
 #include "ews/uVqEWSFolderInterfaces.h"
 #include "ews/uVqEWSItem.h"
 #include "ews/uVqEWSStrings.h"
+#include "ews/uVqEWSWellKnownSets_p.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/uVqXMLDOMAccess_p.h"
 #include "platform/xml/uVqXMLUtils.h"
@@ -28,30 +29,6 @@ PVqEWSPropDef AskingDefinition(const std::string& name) {
   return definition->Extended ? definition : GetPropDef("M" + name, true);
 }
 
-/// Well-known sets and the names by which servers answer. Two names differ from the sets' own, on purpose.
-struct TWellKnownSet {
-  const TGUID& Set;
-  const char* Name;
-};
-const TWellKnownSet kWellKnownSets[] = {
-    {PSETID_Appointment, "Appointment"},
-    {PSETID_Task, "Task"},
-    {PSETID_Address, "Address"},
-    {PSETID_Common, "Common"},
-    {PSETID_Log, "Log"},
-    {PSETID_Note, "Note"},
-    {PSETID_Sharing, "Sharing"},
-    {PSETID_PostRss, "PostRSS"},
-    {PSETID_Messaging, "Message"},
-    {PSETID_Attachment, "Attachment"},
-    {PSETID_CalendarAssistant, "CalendarAssistant"},
-    {PSETID_UnifiedMessaging, "UnifiedMessaging"},
-    {PSETID_Meeting, "Meeting"},
-    {PSETID_AirSync, "AirSync"},
-    {PSETID_PublicStrings, "PublicStrings"},
-    {PSETID_InternetHeaders, "InternetHeaders"},
-};
-
 /// Where an answer has the property. The tag form ends in two brackets, and stays so.
 string AnswerPath(const TVqEWSPropDef& definition) {
   string path = "ExtendedProperty/ExtendedFieldURI[";
@@ -73,16 +50,6 @@ string AnswerPath(const TVqEWSPropDef& definition) {
     }
   }
   return path + "]";
-}
-
-/// The same path for an answer that names the set by its well-known name; empty when the set has none.
-string WellKnownPath(const string& path, const TGUID& set) {
-  const string text = PropSetIDToString(set);
-  for (const TWellKnownSet& known : kWellKnownSets) {
-    if (!SameText("{" + text + "}", VqGuidToString(known.Set))) continue;
-    return path.Replace("PropertySetId=\"" + text, string("DistinguishedPropertySetId=\"") + known.Name);
-  }
-  return {};
 }
 
 }  // namespace
@@ -252,7 +219,7 @@ void TVqEWSItemCore::MergeDefinition(const IVqDOMElement& AAnswer, const string&
   const string path = AnswerPath(*asked);
   IVqDOMElement uri = AAnswer.SelectSingleElement(path, kSelectQuiet);
   if (!uri && asked->PropertyTag == 0 && asked->PropertySetId) {
-    const string known = WellKnownPath(path, *asked->PropertySetId);
+    const string known = EwsWellKnownSetPath(path, *asked->PropertySetId);
     if (!known.empty()) uri = AAnswer.SelectSingleElement(known, kSelectQuiet);
   }
   if (!uri && definition->Extended) return;

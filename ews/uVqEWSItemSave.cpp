@@ -197,8 +197,7 @@ void TVqEWSItemCore::DeleteAttachments(const std::vector<string>& AIds) {
   // A deletion that the server refuses leaves the save going on: its messages are not looked at.
   response->GetDocument().SelectSingleElement("/Envelope/Body/m:DeleteAttachmentResponse/ResponseMessages",
                                               kSelectRequired);
-  std::erase_if(FCreatedAttachments,
-                [&](const string& id) { return std::ranges::find(AIds, id) != AIds.end(); });
+  std::erase_if(FCreatedAttachments, [&](const string& id) { return std::ranges::find(AIds, id) != AIds.end(); });
 }
 
 void TVqEWSItemCore::CreateAttachments() {

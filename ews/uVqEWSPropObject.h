@@ -43,7 +43,7 @@ class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObjec
   mutable IVqDOMDocument FOldPropData;
   std::unique_ptr<TVqXMLSchemaElement> FEWSOBJECT_NEW;
   mutable std::unique_ptr<TVqXMLSchemaElement> FEWSOBJECT_OLD;  // made late
-  std::unique_ptr<TVqEWSProperties> FProps;  // last: it looks at the records
+  std::unique_ptr<TVqEWSProperties> FProps;                     // last: it looks at the records
 };
 
 /// An object with a record of type T.

@@ -1,6 +1,7 @@
 #include "ews/uVqEWSTable.h"
 
 #include "ews/uVqEWSRestrictions.h"
+#include "ews/uVqEWSWellKnownSets_p.h"
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
@@ -83,7 +84,9 @@ TVqRef<IVqEWSRestriction> TVqEWSTable::CreateRestriction(TVqEWSRestrictionType A
 bool TVqEWSTable::HasField(const TVqEWSFieldDef& AFieldDef) {
   const TVqEWSField* field = FFields->FindField(AFieldDef);
   if (!field) return false;
-  return !GetActive() || static_cast<bool>(GetRowElement().SelectSingleElement(field->GetPath(), kSelectQuiet));
+  if (!GetActive()) return true;
+  if (FRow >= 0) GetRowData(desCurrent, false);
+  return static_cast<bool>(GetRowElement().SelectSingleElement(field->GetPath(), kSelectQuiet));
 }
 
 TVqEWSField* TVqEWSTable::FindField(const TVqEWSFieldDef& AFieldDef) {
@@ -108,7 +111,24 @@ TVqXMLSchemaElement* TVqEWSTable::GetRowData(TVqEWSGetDataElmSource ASource, boo
   return FRowElm.get();
 }
 
-std::unique_ptr<TVqXMLSchemaElement> TVqEWSTable::MakeRowRecord() const {
+// A column is asked for by the id of its property set, and servers answer with the names of those that have one: such answers are brought back to the id, so
+// that the column finds them.
+void TVqEWSTable::FindNamedSets(const IVqDOMElement& ARow) {
+  for (std::int32_t i = 0; i < FFields->Count(); ++i) {
+    const TVqEWSField& field = FFields->GetItem(i);
+    const TVqEWSPropDef& row = field.GetRow();
+    if (!row.Extended || row.PropertyTag != 0 || !row.PropertySetId) continue;
+    const string path = EwsWellKnownSetPath(field.GetPath(), *row.PropertySetId);
+    if (path.empty()) continue;
+    const IVqDOMElement value = ARow.SelectSingleElement(path, kSelectQuiet);
+    if (!value) continue;
+    const IVqDOMElement uri = value.GetParentElement().SelectSingleElement("ExtendedFieldURI", kSelectRequired);
+    uri.RemoveAttribute("DistinguishedPropertySetId");
+    uri.SetAttribute("PropertySetId", PropSetIDToString(*row.PropertySetId));
+  }
+}
+
+std::unique_ptr<TVqXMLSchemaElement> TVqEWSTable::MakeRowRecord() {
   // The class of a row is that of the array's entries of this name. The record is made on the row's element at once: looking for it among the
   // entries of its kind would find the same element and cost a walk a row.
   const IVqDOMElement row = GetRowElement();
@@ -119,6 +139,7 @@ std::unique_ptr<TVqXMLSchemaElement> TVqEWSTable::MakeRowRecord() const {
   if (!member || !member->Class || member->Type.Kind != tkArray) {
     throw EAssertionFailed("There is no property with the name: " + name);
   }
+  FindNamedSets(row);
   return member->Class->CreateRecord(row);
 }
 

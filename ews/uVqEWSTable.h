@@ -53,7 +53,8 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   const TVqRef<IVqEWSRestriction>& GetRestriction() const noexcept { return FRestriction; }
 
  private:
-  std::unique_ptr<TVqXMLSchemaElement> MakeRowRecord() const;
+  std::unique_ptr<TVqXMLSchemaElement> MakeRowRecord();
+  void FindNamedSets(const IVqDOMElement& ARow);
 
   std::unique_ptr<TVqXMLSchemaElement> FRoot;
   IVqDOMElement FRowsElm;

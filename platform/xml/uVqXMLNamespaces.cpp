@@ -38,7 +38,7 @@ namespace {
 /// needs no look at how it was renamed.
 class TRenamer {
  public:
-  TRenamer(TVqDOMData& data, const std::vector<TVqNamespacePrefix>& prefixes) : FData(data), FPrefixes(prefixes) {}
+  explicit TRenamer(const std::vector<TVqNamespacePrefix>& prefixes) : FPrefixes(prefixes) {}
 
   void Run(pugi::xml_node top) {
     for (pugi::xml_node up = top.parent(); IsElement(up); up = up.parent()) CollectAround(up);
@@ -172,7 +172,6 @@ class TRenamer {
     while (!FBindings.empty() && FBindings.back().Depth == depth + 1) FBindings.pop_back();
   }
 
-  TVqDOMData& FData;
   const std::vector<TVqNamespacePrefix>& FPrefixes;
   std::vector<TBinding> FBindings;
   std::vector<TBinding> FMoved;
@@ -224,7 +223,7 @@ void IVqDOMDocument::RenamePrefixes(std::initializer_list<TVqNamespacePrefix> AP
   }
   bool changed = false;
   for (const pugi::xml_node top : tops) {
-    TRenamer renamer(data, prefixes);
+    TRenamer renamer(prefixes);
     renamer.Run(top);
     changed = changed || renamer.FChanged;
   }

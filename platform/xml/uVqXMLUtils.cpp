@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/uVqXMLConvert_p.h"
 
 namespace velmore {
@@ -125,49 +126,12 @@ string VqVariantToXML(const TVqVariant& AValue) {
 }
 
 string VqBytesToXML(const TBytes& AValue) {
-  static constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  text.reserve((AValue.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < AValue.size(); i += 3) {
-    const std::size_t count = std::min<std::size_t>(3, AValue.size() - i);
-    std::uint32_t bits = 0;
-    for (std::size_t k = 0; k < 3; ++k) bits = bits << 8 | (k < count ? AValue[i + k] : 0u);
-    for (std::size_t k = 0; k < 4; ++k) text += k <= count ? kDigits[bits >> (18 - 6 * k) & 0x3F] : '=';
-  }
-  return text;
+  return VqBase64Encode(std::string_view(reinterpret_cast<const char*>(AValue.data()), AValue.size()));
 }
 
 TBytes VqXMLToBytes(const TVqUtf8View& AText) {
-  const auto digit = [](char c) {
-    if (c >= 'A' && c <= 'Z') return c - 'A';
-    if (c >= 'a' && c <= 'z') return c - 'a' + 26;
-    if (c >= '0' && c <= '9') return c - '0' + 52;
-    return c == '+' ? 62 : c == '/' ? 63 : -1;
-  };
-  const auto fail = [&] { FailConvert(AText.View().substr(0, 64), "base64"); };
-  TBytes bytes;
-  bytes.reserve(AText.View().size() / 4 * 3);
-  std::uint32_t bits = 0;
-  int digits = 0, padding = 0;
-  for (const char c : AText.View()) {
-    if (detail::IsXmlSpace(c)) continue;
-    const int value = digit(c);
-    if (c == '=') {
-      ++padding;
-    } else if (value < 0 || padding > 0) {
-      fail();
-    }
-    bits = bits << 6 | static_cast<std::uint32_t>(value < 0 ? 0 : value);
-    if (++digits < 4) continue;
-    // Bits that the padding leaves over mean nothing and are not looked at.
-    if (padding > 2) fail();
-    for (int k = 0; k < 3 - padding; ++k) bytes.push_back(static_cast<std::uint8_t>(bits >> (16 - 8 * k) & 0xFF));
-    bits = 0;
-    digits = 0;
-    if (padding > 0) padding = 3;  // nothing may follow
-  }
-  if (digits != 0) fail();
-  return bytes;
+  const std::string bytes = VqBase64Decode(AText.View());
+  return TBytes(bytes.begin(), bytes.end());
 }
 
 string VqGuidToXML(const TGUID& AValue) {

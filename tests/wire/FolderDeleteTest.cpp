@@ -113,7 +113,7 @@ TEST_F(FolderDeletion, FailureLeavesTheAnnouncementForTheNextDeletion) {
   const auto calendar = Supports<IVqEWSCalendarFolder>(Folder(dfincalendar));
   const TItemId first = AddAppointment(), second = AddAppointment();
   RefuseNext("DeleteItem", "ErrorCannotDeleteObject");
-  EXPECT_EQ(RefusalOf([&] { calendar->DeleteMeeting(first, dtHardDelete, smiocSendOnlyToAll); }).substr(0, 23),
+  EXPECT_EQ(CodeOf([&] { calendar->DeleteMeeting(first, dtHardDelete, smiocSendOnlyToAll); }),
             "ErrorCannotDeleteObject");
   calendar->DeleteItem(second, dtHardDelete);
   EXPECT_EQ(Request("DeleteItem"),

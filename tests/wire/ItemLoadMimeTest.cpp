@@ -108,7 +108,7 @@ TEST_F(ItemLoadMime, CutReplyIsAnError) {
 TEST_F(ItemLoadMime, RefusalIsAnException) {
   const auto item = Load(AddMessage("Hello"));
   RefuseNext("GetItem", "ErrorItemNotFound");
-  EXPECT_EQ(RefusalOf([&] { Saved(*item); }).substr(0, 18), "ErrorItemNotFound|");
+  EXPECT_EQ(CodeOf([&] { Saved(*item); }), "ErrorItemNotFound");
 }
 
 TEST_F(ItemLoadMime, SomeMegabytesComeWhole) {

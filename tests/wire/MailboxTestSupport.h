@@ -105,19 +105,26 @@ inline std::string IdElement(const std::string& element, const TItemId& id, bool
          (changeKey ? " ChangeKey=\"" + id.ChangeKey.utf8() + "\"" : "") + "/>";
 }
 
-/// Code and text of the EEWSException that `action` raises: "ErrorItemNotFound|...".
+/// The text of the EEWSException that `action` raises, and its second part: "ErrorItemNotFound (Not there.).|Not there."
 template <typename TAction>
 std::string RefusalOf(TAction action) {
   try {
     action();
   } catch (const EEWSException& failure) {
-    return failure.EWSErrorCode().utf8() + "|" + failure.what();
+    return std::string(failure.what()) + "|" + failure.EWSErrorCode().utf8();
   } catch (const std::exception& failure) {
     ADD_FAILURE() << "another exception: " << failure.what();
     return {};
   }
   ADD_FAILURE() << "no exception";
   return {};
+}
+
+/// The server's code alone: "ErrorItemNotFound".
+template <typename TAction>
+std::string CodeOf(TAction action) {
+  const std::string refusal = RefusalOf(action);
+  return refusal.substr(0, refusal.find(" ("));
 }
 
 }  // namespace velmore::testing

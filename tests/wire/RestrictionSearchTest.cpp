@@ -49,6 +49,8 @@ class RestrictionSearch : public MailboxTest {
             "<t:ExtendedProperty><t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-C000-000000000046\" "
             "PropertyId=\"34054\" PropertyType=\"Boolean\"/><t:Value>" +
             std::string(mail.Private ? "true" : "false") + "</t:Value></t:ExtendedProperty>";
+      xml += "<t:ExtendedProperty><t:ExtendedFieldURI PropertyTag=\"0x26\" PropertyType=\"Integer\"/><t:Value>" +
+             std::to_string(mail.Minutes) + "</t:Value></t:ExtendedProperty>";
       xml = "<t:Message><t:Subject>" + mail.Subject + "</t:Subject><t:Importance>" + mail.Importance +
             "</t:Importance>" + (mail.InReplyTo.empty() ? "" : "<t:InReplyTo>" + mail.InReplyTo + "</t:InReplyTo>") +
             "<t:ReminderDueBy>2026-03-0" + std::to_string(mail.Day) + "T00:00:00Z</t:ReminderDueBy>" +
@@ -214,7 +216,7 @@ TEST_F(RestrictionSearch, ExistenceAndBits) {
   }
   for (const std::uintptr_t mask : {1u, 2u, 5u, 6u}) {
     auto bits = Make<IVqEWSRestrictionBitMask>(rtBitmask);
-    bits->SetFieldDef(FLD_ITEM_REMINDERMINUTESBEFORESTART);
+    bits->SetFieldDef(MFLD_PRIORITY);
     bits->SetBitMask(mask);
     Same("mask", bits, [&](const TMail& mail) { return (static_cast<unsigned>(mail.Minutes) & mask) == 0; });
   }

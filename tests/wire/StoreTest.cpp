@@ -9,11 +9,9 @@ namespace {
 using Stores = MailboxTest;
 
 constexpr const char* kNoFolder =
-    "There was no FolderId in the SOAP Response!|ErrorFolderNotFound (There was no "
-    "FolderId in the SOAP Response!).";
+    "ErrorFolderNotFound (There was no FolderId in the SOAP Response!).|There was no FolderId in the SOAP Response!";
 constexpr const char* kNoItem =
-    "There was no ItemId in the SOAP Response!|ErrorItemNotFound (There was no ItemId in "
-    "the SOAP Response!).";
+    "ErrorItemNotFound (There was no ItemId in the SOAP Response!).|There was no ItemId in the SOAP Response!";
 
 TEST_F(Stores, FolderIdIsOneRequestForTheIdAlone) {
   Store();
@@ -120,8 +118,9 @@ TEST_F(Stores, FolderByIdThatIsNoCalendarCostsOneRequest) {
 
 TEST_F(Stores, CaseCountsForTheElementOfACalendarFolder) {
   const TItemId id = Store().GetFolderId(dfincalendar);
-  AnswerNext("GetFolder", ReplyOf("GetFolder", "<m:Folders><t:Calendarfolder><t:FolderId Id=\"" + id.Id.utf8() +
-                                                   "\" ChangeKey=\"x\"/></t:Calendarfolder></m:Folders>"));
+  AnswerNext("GetFolder",
+             ReplyOf("GetFolder", "<m:Folders><t:Calendarfolder><t:FolderId Id=\"" + id.Id.utf8() + "\" ChangeKey=\"" +
+                                      id.ChangeKey.utf8() + "\"/></t:Calendarfolder></m:Folders>"));
   EXPECT_FALSE(Supports<IVqEWSCalendarFolder>(Store().GetFolder(dfincalendar, "")));
 }
 
@@ -148,9 +147,8 @@ TEST_F(Stores, AnotherMailboxIsNamedByItsAddress) {
   items->Open();
   EXPECT_EQ(Supports<IVqEWSItem>(inbox->GetItem(items->GetItemId()))->GetSubject(), "Bob's");
   // No right there, and a mailbox that does not exist.
-  EXPECT_EQ(RefusalOf([&] { store->GetFolder(dfininbox, "carol@example.com"); }).substr(0, 17), "ErrorAccessDenied");
-  EXPECT_EQ(RefusalOf([&] { store->GetFolder(dfininbox, "nobody@example.com"); }).substr(0, 23),
-            "ErrorNonExistentMailbox");
+  EXPECT_EQ(CodeOf([&] { store->GetFolder(dfininbox, "carol@example.com"); }), "ErrorAccessDenied");
+  EXPECT_EQ(CodeOf([&] { store->GetFolder(dfininbox, "nobody@example.com"); }), "ErrorNonExistentMailbox");
 }
 
 TEST_F(Stores, PublicFoldersAreADistinguishedFolder) {
@@ -162,15 +160,14 @@ TEST_F(Stores, PublicFoldersAreADistinguishedFolder) {
 TEST_F(Stores, UnknownAndMalformedIdsAreRefusedAsExchangeDoes) {
   const TItemId item = AddMessage("one");
   const TItemId folder = Store().GetFolderId(dfininbox);
-  const auto code = [](const std::string& refusal) { return refusal.substr(0, refusal.find('|')); };
-  EXPECT_EQ(code(RefusalOf([&] { Store().GetFolder(TItemId{"nonsense", ""}); })), "ErrorInvalidIdMalformed");
-  EXPECT_EQ(code(RefusalOf([&] { Store().GetItem({"nonsense", ""}); })), "ErrorInvalidIdMalformed");
-  EXPECT_EQ(code(RefusalOf([&] { Store().GetItem({"", ""}); })), "ErrorInvalidIdEmpty");
-  EXPECT_EQ(code(RefusalOf([&] { Store().GetFolder(item); })), "ErrorCannotUseItemIdForFolderId");
-  EXPECT_EQ(code(RefusalOf([&] { Store().GetItem(folder); })), "ErrorCannotUseFolderIdForItemId");
+  EXPECT_EQ((CodeOf([&] { Store().GetFolder(TItemId{"nonsense", ""}); })), "ErrorInvalidIdMalformed");
+  EXPECT_EQ((CodeOf([&] { Store().GetItem({"nonsense", ""}); })), "ErrorInvalidIdMalformed");
+  EXPECT_EQ((CodeOf([&] { Store().GetItem({"", ""}); })), "ErrorInvalidIdEmpty");
+  EXPECT_EQ((CodeOf([&] { Store().GetFolder(item); })), "ErrorCannotUseItemIdForFolderId");
+  EXPECT_EQ((CodeOf([&] { Store().GetItem(folder); })), "ErrorCannotUseFolderIdForItemId");
   Inbox()->DeleteItem(item, dtHardDelete);
-  EXPECT_EQ(code(RefusalOf([&] { Store().GetItem(item); })), "ErrorItemNotFound");
-  EXPECT_EQ(code(RefusalOf([&] { Store().GetFolderId(dfinarchiveinbox); })), "ErrorFolderNotFound");
+  EXPECT_EQ((CodeOf([&] { Store().GetItem(item); })), "ErrorItemNotFound");
+  EXPECT_EQ((CodeOf([&] { Store().GetFolderId(dfinarchiveinbox); })), "ErrorFolderNotFound");
 }
 
 TEST_F(Stores, AnAnswerWithoutExactlyOneFolderRaises) {
@@ -288,8 +285,7 @@ TEST_F(Stores, OccurrenceOfASeries) {
   auto store = Supports<TVqEWSMsgStore>(&Store());
   const auto second = store->GetOccurence(master, 2);
   EXPECT_EQ(second->AsElement().SelectSingleElement("Start", kSelectRequired).GetText(), "2026-03-03T09:00:00Z");
-  EXPECT_EQ(RefusalOf([&] { store->GetOccurence(master, 6); }).substr(0, 51),
-            "ErrorCalendarOccurrenceIndexIsOutOfRecurrenceRange|");
+  EXPECT_EQ(CodeOf([&] { store->GetOccurence(master, 6); }), "ErrorCalendarOccurrenceIndexIsOutOfRecurrenceRange");
 }
 
 // ---- Identity
@@ -332,7 +328,7 @@ TEST_F(Stores, IdentityThatFailsIsAskedForAgain) {
   Store();
   const auto store = MakeRef<TVqEWSMsgStore>(&Session(), "");
   RefuseNext("ConvertId", "ErrorInvalidIdMalformed");
-  EXPECT_EQ(RefusalOf([&] { store->GetIdentity(); }).substr(0, 23), "ErrorInvalidIdMalformed");
+  EXPECT_EQ(CodeOf([&] { store->GetIdentity(); }), "ErrorInvalidIdMalformed");
   EXPECT_EQ(store->GetIdentity()->GetEmailAddress(), kAlice);
 }
 
@@ -341,10 +337,7 @@ TEST_F(Stores, NothingWorksBeforeLogOn) {
   Configure(session);
   const auto store = MakeRef<TVqEWSMsgStore>(&session, "early");
   Forget();
-  EXPECT_EQ(MessageOf<EVqException>([&] {
-              store->GetItem({"x", "y"});
-            }),
-            "You must logon first before you can get the ServerVersion!");
+  EXPECT_EQ(MessageOf<EVqException>([&] { store->GetItem({"x", "y"}); }), "You must logon first!");
   EXPECT_EQ(Operations(), Names{});
 }
 

@@ -1,0 +1,13 @@
+#pragma once
+
+// Property sets that servers answer with under their names, though they were asked for by their ids.
+
+#include "ews/uVqEWSProps.h"
+
+namespace velmore {
+
+/// The selection path for an answer that names the set: `PropertySetId="..."` becomes `DistinguishedPropertySetId="Common"` in it. Empty when the set has
+/// no name. Two names differ from the sets' own, on purpose.
+string EwsWellKnownSetPath(const string& APath, const TGUID& ASet);
+
+}  // namespace velmore

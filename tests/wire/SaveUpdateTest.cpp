@@ -1,0 +1,225 @@
+// What a save of a loaded item sends: exactly what changed, property by property.
+
+#include "ews/uVqEWSPropsEPR.h"
+#include "ews/uVqEWSPropsMPR.h"
+#include "tests/wire/SaveTestSupport.h"
+
+namespace velmore::testing {
+namespace {
+
+using SaveUpdate = SaveTest;
+
+TEST_F(SaveUpdate, ASubjectIsOneField) {
+  const auto mail = Draft("<t:Subject>Old</t:Subject>");
+  const TItemId id = mail->GetID();
+  mail->SetSubject("New");
+  EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }), (Names{"UpdateItem", "GetItem"}));
+  EXPECT_EQ(Request("UpdateItem"),
+            "<m:UpdateItem MessageDisposition=\"SaveOnly\" ConflictResolution=\"AutoResolve\"><m:ItemChanges><t:ItemChange>" +
+                IdElement("ItemId", id) + "<t:Updates>" + SetField("item:Subject", "<t:Subject>New</t:Subject>") +
+                "</t:Updates></t:ItemChange></m:ItemChanges></m:UpdateItem>");
+  EXPECT_NE(mail->GetID().ChangeKey, id.ChangeKey);
+  EXPECT_EQ(mail->GetID().Id, id.Id);
+  EXPECT_EQ(mail->GetSubject(), "New");
+  EXPECT_EQ(Again(*mail)->GetSubject(), "New");
+}
+
+// Nothing changed, and still it is sent: the answer refreshes the change key that the attachments need. Meant so.
+TEST_F(SaveUpdate, WithoutChangesAnEmptyUpdateIsSent) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  const TItemId id = mail->GetID();
+  EXPECT_EQ(Sent([&] { mail->SaveChanges(soNeverOverwrite); }), (Names{"UpdateItem", "GetItem"}));
+  EXPECT_EQ(Request("UpdateItem"),
+            "<m:UpdateItem MessageDisposition=\"SaveOnly\" ConflictResolution=\"NeverOverwrite\"><m:ItemChanges>"
+            "<t:ItemChange>" +
+                IdElement("ItemId", id) + "<t:Updates/></t:ItemChange></m:ItemChanges></m:UpdateItem>");
+}
+
+TEST_F(SaveUpdate, TheSaveOptionIsAlwaysWritten) {
+  for (const auto& [option, text] : {std::pair{soNeverOverwrite, "NeverOverwrite"},
+                                     {soAutoResolve, "AutoResolve"},
+                                     {soAlwaysOverwrite, "AlwaysOverwrite"}}) {
+    const auto mail = Draft("<t:Subject>S</t:Subject>");
+    mail->SaveChanges(option);
+    EXPECT_NE(Request("UpdateItem").find(std::string("ConflictResolution=\"") + text + "\""), std::string::npos);
+  }
+}
+
+// On every server version the change key is an attribute here, unlike in loads.
+TEST_F(SaveUpdate, TheChangeKeyIsAnAttributeAtEveryVersion) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  const TItemId id = mail->GetID();
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Part("UpdateItem", "ItemChanges/ItemChange/ItemId"), IdElement("ItemId", id));
+}
+
+class SaveUpdateOld : public SaveTest {
+ protected:
+  SaveUpdateOld() : SaveTest("Exchange2007_SP1") {}
+};
+TEST_F(SaveUpdateOld, TheChangeKeyIsAnAttributeAtEveryVersion) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  const TItemId id = mail->GetID();
+  mail->SetSubject("T");
+  EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }), (Names{"UpdateItem", "GetItem"}));
+  EXPECT_EQ(Part("UpdateItem", "ItemChanges/ItemChange/ItemId"), IdElement("ItemId", id));
+}
+
+TEST_F(SaveUpdate, ATextAndItsAttributesAreCopied) {
+  const auto mail = Draft("<t:Subject>S</t:Subject><t:Body BodyType=\"Text\">old</t:Body>");
+  mail->SetBodyText("a < b & c \xE2\x82\xAC");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(),
+            SetField("item:Body", "<t:Body BodyType=\"Text\">a &lt; b &amp; c \xE2\x82\xAC</t:Body>"));
+  EXPECT_EQ(Again(*mail)->GetBodyText(), "a < b & c \xE2\x82\xAC");
+}
+
+// The comparison looks at the text alone. Meant so.
+TEST_F(SaveUpdate, ABodyWhoseTypeAloneChangesIsNotSent) {
+  const auto mail = Draft("<t:Body BodyType=\"Text\">same</t:Body>");
+  mail->GetBody().SetBodyType(btHTML);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), "");
+}
+
+TEST_F(SaveUpdate, AListIsSentAsAWhole) {
+  const auto mail = Draft("<t:Categories><t:String>Red</t:String></t:Categories>");
+  mail->GetCategories().Add("Blue & green");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), SetField("item:Categories",
+                                "<t:Categories><t:String>Red</t:String><t:String>Blue &amp; green</t:String></t:Categories>"));
+  EXPECT_EQ(Again(*mail)->GetCategories().AsString(";"), "Red;Blue & green");
+}
+
+TEST_F(SaveUpdate, RecipientsAreSentAsAWhole) {
+  const auto mail = Draft("<t:ToRecipients><t:Mailbox><t:EmailAddress>bob@example.com</t:EmailAddress></t:Mailbox></t:ToRecipients>");
+  mail->GetToRecipients()->Add("Carol <carol@elsewhere.example>");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates().find("<t:SetItemField><t:FieldURI FieldURI=\"message:ToRecipients\"/><t:Message><t:ToRecipients>"), 0u);
+  EXPECT_EQ(Again(*mail)->GetToRecipients()->GetAsString(), "Bob Birch <bob@example.com>; Carol <carol@elsewhere.example>");
+}
+
+TEST_F(SaveUpdate, SeveralFieldsGoInTheOrderOfTheTree) {
+  const auto mail = Draft("<t:Subject>S</t:Subject><t:IsRead>true</t:IsRead>");
+  mail->SetIsRead(false);
+  mail->SetImportance(ucHigh);
+  mail->SetSubject("T");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), SetField("item:Subject", "<t:Subject>T</t:Subject>") +
+                           SetField("item:Importance", "<t:Importance>High</t:Importance>") +
+                           SetField("message:IsRead", "<t:IsRead>false</t:IsRead>"));
+}
+
+TEST_F(SaveUpdate, SettingWhatWasThereSendsNothing) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  mail->SetSubject("T");
+  mail->SetSubject("S");
+  mail->SetImportance(mail->GetImportance());
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), "");
+}
+
+// Servers answer with a class of their own making; what they called the item is what the update calls it. Meant so.
+TEST_F(SaveUpdate, TheItemsNameComesFromTheDocument) {
+  const TItemId id = AddItem("contacts", "<t:Contact><t:Subject>C</t:Subject></t:Contact>");
+  const auto item = MakeRef<TVqEWSItem>(dynamic_cast<TVqComponent*>(Inbox().get()), id);
+  EXPECT_EQ(item->GetItemType(), tItem);
+  item->SetSubject("D");
+  item->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), SetField("item:Subject", "<t:Subject>D</t:Subject>", "t:Contact"));
+}
+
+TEST_F(SaveUpdate, ADeletedPropertyGoesWithoutAValue) {
+  const auto mail = Draft("<t:Subject>S</t:Subject><t:InReplyTo>x</t:InReplyTo>");
+  mail->DeleteProperty(PR_SUBJECT);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), DeleteField("item:Subject"));
+  EXPECT_EQ(Again(*mail)->GetSubject(), "");
+  // The status is gone with the load.
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), "");
+}
+
+TEST_F(SaveUpdate, AnExtendedPropertyIsSetAndDeletedByItsURI) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  mail->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  mail->SaveChanges(soAutoResolve);
+  const std::string uri = "<t:ExtendedFieldURI DistinguishedPropertySetId=\"Common\" PropertyId=\"34054\" PropertyType=\"Boolean\"/>";
+  EXPECT_EQ(Updates(), "<t:SetItemField>" + uri + "<t:Message><t:ExtendedProperty>" + uri +
+                           "<t:Value>true</t:Value></t:ExtendedProperty></t:Message></t:SetItemField>");
+  EXPECT_TRUE(Again(*mail)->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean());
+  EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean());
+  mail->DeleteProperty(EPR_COMMON_PRIVATE);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), "<t:DeleteItemField>" + uri + "</t:DeleteItemField>");
+  EXPECT_FALSE(Again(*mail)->HasProperty(EPR_COMMON_PRIVATE));
+}
+
+TEST_F(SaveUpdate, APartOfAMemberHasItsParentAroundIt) {
+  const auto id = AddItem("contacts",
+                          "<t:Contact><t:PhoneNumbers><t:Entry Key=\"HomePhone\">1</t:Entry><t:Entry Key=\"MobilePhone\">2"
+                          "</t:Entry></t:PhoneNumbers></t:Contact>");
+  const auto item = Store().GetItem(id);
+  item->AsElement().SelectSingleElement("PhoneNumbers/Entry[@Key=\"MobilePhone\"]", kSelectRequired).SetText("3");
+  item->SaveChanges(soAutoResolve);
+  EXPECT_NE(Updates().find("<t:Entry Key=\"MobilePhone\">3</t:Entry>"), std::string::npos) << Updates();
+}
+
+TEST_F(SaveUpdate, AttachmentsAreNoField) {
+  const auto mail = Draft("<t:Subject>S</t:Subject><t:Attachments><t:FileAttachment><t:Name>a</t:Name><t:Content>YQ==</t:Content>"
+                          "</t:FileAttachment></t:Attachments>");
+  File(*mail, 0)->SetName("b");
+  EXPECT_EQ(mail->PropertyByName(PR_ATTACHMENTS).GetUpdateStatus(), dusModified);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), "");
+  // Any status but that of a deletion.
+  mail->DeleteProperty(PR_ATTACHMENTS);
+  RefuseNext("UpdateItem", "ErrorInvalidPropertyDelete");
+  EXPECT_EQ(RefusalOf([&] { mail->SaveChanges(soAutoResolve); }).substr(0, 26), "ErrorInvalidPropertyDelete");
+  EXPECT_EQ(Updates(), DeleteField("item:Attachments"));
+}
+
+TEST_F(SaveUpdate, WhatWasFetchedLaterIsNoChange) {
+  const auto mail = Draft("<t:Subject>S</t:Subject><t:Body BodyType=\"Text\">b</t:Body>");
+  mail->GetTextBody();
+  mail->PropertyByName(MPR_BODY).GetAsString();
+  mail->GetNormalizedBody().GetValue();
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), "");
+}
+
+TEST_F(SaveUpdate, ARefusedFieldNamesIt) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  const TItemId id = mail->GetID();
+  mail->SetSubject("T");
+  mail->PropertyByName(PR_DATETIMECREATED).SetAsDateTime(VqXMLToDateTime("2026-01-01T00:00:00Z"));
+  try {
+    mail->SaveChanges(soAutoResolve);
+    FAIL() << "no exception";
+  } catch (const EEWSException& failure) {
+    EXPECT_EQ(failure.EWSErrorCode(), "ErrorInvalidPropertySet");
+    EXPECT_NE(string(failure.what()).Pos(u"item:DateTimeCreated"), string::npos) << failure.what();
+  }
+  // Everything is as it was, on both sides.
+  EXPECT_EQ(mail->GetID().ChangeKey, id.ChangeKey);
+  EXPECT_EQ(mail->GetSubject(), "T");
+  EXPECT_EQ(Again(*mail)->GetSubject(), "S");
+}
+
+TEST_F(SaveUpdate, AnAnswerWithoutAnIdFails) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  AnswerNext("UpdateItem", ReplyOf("UpdateItem", "<m:Items/>"));
+  EXPECT_THROW(mail->SaveChanges(soAutoResolve), EVqException);
+  EXPECT_EQ(Operations().back(), "UpdateItem");
+  AnswerNext("UpdateItem", ReplyOf("GetItem", "<m:Items/>"));
+  EXPECT_THROW(mail->SaveChanges(soAutoResolve), EVqException);
+}
+
+TEST_F(SaveUpdate, ADeletedItemFailsAtItsNextSave) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  Server().AddFault({.operation = "UpdateItem", .response_code = "ErrorItemNotFound"});
+  EXPECT_EQ(RefusalOf([&] { mail->SaveChanges(soAutoResolve); }).substr(0, 18), "ErrorItemNotFound|");
+}
+
+}  // namespace
+}  // namespace velmore::testing
