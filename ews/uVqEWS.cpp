@@ -111,8 +111,7 @@ void TVqEWSCustomSession::SetOAuth(const TVqOAuth& AValue) {
 
 void TVqEWSCustomSession::SetProxyCredentials(const TVqCredentials& AValue) {
   FProxyCredentials.Assign(AValue);
-  if (TVqHTTPClientBase* client = GetHTTPClient())
-    client->GetProxyCredentials().Assign(FProxyCredentials);
+  if (TVqHTTPClientBase* client = GetHTTPClient()) client->GetProxyCredentials().Assign(FProxyCredentials);
 }
 
 void TVqEWSCustomSession::SetUserAgent(const string& AValue) {
@@ -311,8 +310,8 @@ void TVqEWSCustomSession::WireWinINet(TVqHTTPClientBase& AClient) {
   auto* winINet = dynamic_cast<TVqWinINetClient*>(&AClient);
   if (!winINet) return;
   // A separate client may outlive the session.
-  winINet->SetOnWinINetError([this, life = std::weak_ptr<const bool>(FLife)](TVqComponent& sender, std::uint32_t error,
-                                                                             TVqWindowHandle& parentWnd, bool& handled) {
+  winINet->SetOnWinINetError([this, life = std::weak_ptr<const bool>(FLife)](
+                                 TVqComponent& sender, std::uint32_t error, TVqWindowHandle& parentWnd, bool& handled) {
     if (!life.expired()) OnWinINetClientError(sender, error, parentWnd, handled);
   });
   winINet->SetParentWnd(FParentWnd);

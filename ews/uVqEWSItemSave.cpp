@@ -215,7 +215,12 @@ void TVqEWSItemCore::CreateAttachments() {
     const IVqDOMElement created =
         request->GetMethod().AddElement("m:Attachments").AddElement(element.GetQualifiedName());
     for (const IVqDOMElement& member : element.GetChildElements()) {
-      if (member.GetLocalName() != "AttachmentId") created.AddChild(member);  // an emptied id is none
+      const string name = member.GetLocalName();
+      if (name == "Content") {
+        detail::BorrowText(created.AddElement("t:Content"), member);  // can be large: no copy
+      } else if (name != "AttachmentId") {                            // an emptied id is none
+        created.AddChild(member);
+      }
     }
     TVqRef<IVqSOAPResponse> response;
     request->Send(response);

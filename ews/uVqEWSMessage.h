@@ -6,6 +6,12 @@
 
 namespace velmore {
 
+/// An answer to a message, or its forwarding. Not part of this version: what gives one raises.
+class IVqEWSSmartResponse : public virtual IVqObject {
+ protected:
+  ~IVqEWSSmartResponse() = default;
+};
+
 /// An e-mail message. See TVqEWSItemCore for what it owns, its threads and failures; in addition it owns its recipients, until the next reload.
 class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMail {
  public:
@@ -53,7 +59,8 @@ class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMa
 
  private:
   TVqRef<IVqEWSRecipient> Single(TVqRef<IVqEWSRecipient>& ACache, TEwsSingleRecipient& (TEwsMessage::*AGetter)() const);
-  TVqRef<IVqEWSRecipients> Many(TVqRef<IVqEWSRecipients>& ACache, TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const);
+  TVqRef<IVqEWSRecipients> Many(TVqRef<IVqEWSRecipients>& ACache,
+                                TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const);
   void SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems);
   void SendSavedItem(bool AMoveToSentItems);
 

@@ -2,6 +2,7 @@
 
 #include "ews/uVqEWSRestrictions.h"
 #include "ews/uVqEWSWellKnownSets_p.h"
+#include "platform/xml/uVqXMLDOMAccess_p.h"
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
@@ -40,6 +41,7 @@ void TVqEWSTable::SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot) {
   FRoot = std::move(ARoot);
   FRowsElm = FRoot->AsElement();
   FRows = FRowsElm.GetChildElements();
+  FNamedColumns = HasNamedColumns();
   FRecordCount = count;
   FPageOffset = offset;
   FLastPage = lastPage;
@@ -111,9 +113,18 @@ TVqXMLSchemaElement* TVqEWSTable::GetRowData(TVqEWSGetDataElmSource ASource, boo
   return FRowElm.get();
 }
 
+bool TVqEWSTable::HasNamedColumns() const {
+  for (std::int32_t i = 0; i < FFields->Count(); ++i) {
+    const TVqEWSPropDef& row = FFields->GetItem(i).GetRow();
+    if (row.Extended && row.PropertyTag == 0 && row.PropertySetId) return true;
+  }
+  return false;
+}
+
 // A column is asked for by the id of its property set, and servers answer with the names of those that have one: such answers are brought back to the id, so
 // that the column finds them.
 void TVqEWSTable::FindNamedSets(const IVqDOMElement& ARow) {
+  if (!FNamedColumns) return;
   for (std::int32_t i = 0; i < FFields->Count(); ++i) {
     const TVqEWSField& field = FFields->GetItem(i);
     const TVqEWSPropDef& row = field.GetRow();
@@ -132,12 +143,12 @@ std::unique_ptr<TVqXMLSchemaElement> TVqEWSTable::MakeRowRecord() {
   // The class of a row is that of the array's entries of this name. The record is made on the row's element at once: looking for it among the
   // entries of its kind would find the same element and cost a walk a row.
   const IVqDOMElement row = GetRowElement();
-  const string name = row.GetLocalName();
+  const std::string_view name = detail::TVqRawElement(row).LocalName();
   const TVqXMLSchemaClass& pageClass = FRoot->GetSchemaClass();
-  const std::int32_t index = pageClass.FindMember(name.utf8());
+  const std::int32_t index = pageClass.FindMember(name);
   const TVqXMLSchemaMember* member = index < 0 ? nullptr : &pageClass.GetMember(index);
   if (!member || !member->Class || member->Type.Kind != tkArray) {
-    throw EAssertionFailed("There is no property with the name: " + name);
+    throw EAssertionFailed("There is no property with the name: " + string(name));
   }
   FindNamedSets(row);
   return member->Class->CreateRecord(row);

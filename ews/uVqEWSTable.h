@@ -55,10 +55,12 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
  private:
   std::unique_ptr<TVqXMLSchemaElement> MakeRowRecord();
   void FindNamedSets(const IVqDOMElement& ARow);
+  bool HasNamedColumns() const;
 
   std::unique_ptr<TVqXMLSchemaElement> FRoot;
   IVqDOMElement FRowsElm;
   TVqDOMElementList FRows;
+  bool FNamedColumns = false;  // columns of this page that are properties of a set
   bool FPageEOF = true;
   std::int32_t FRow = -1;
   std::unique_ptr<TVqXMLSchemaElement> FRowElm;  // made when it is asked for

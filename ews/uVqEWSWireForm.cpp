@@ -46,6 +46,20 @@ void RemoveEmptyAddresses(const IVqDOMElement& method) {
   }
 }
 
+/// Members of new attachments that servers before Exchange2010 do not know -> none.
+void RemoveLateAttachmentMembers(IVqSOAPRequest& request, const IVqDOMElement& method) {
+  if (method.GetLocalName() != "CreateAttachment") return;
+  const string version =
+      request.GetHeader().SelectSingleElement("RequestServerVersion", kSelectQuiet).GetAttribute("Version");
+  if (!version.StartsWith(u"Exchange2007") && version != "Exchange2009") return;
+  for (const IVqDOMElement& attachment : method.CreateElementList("Attachments/*", kSelectQuiet)) {
+    for (const char* name : {"Size", "LastModifiedTime", "IsInline", "IsContactPhoto"}) {
+      if (const IVqDOMElement member = attachment.SelectSingleElement(name, kSelectQuiet))
+        attachment.RemoveChild(member);
+    }
+  }
+}
+
 /// Members that were appended -> their places in the sequence. What the record does not know stays behind them.
 void SortMembers(const IVqDOMElement& element, const TVqXMLSchemaClass& recordClass) {
   struct TChild {
@@ -83,6 +97,7 @@ void EwsToStrictSchema(IVqSOAPRequest& ARequest) {
   NameIndexedFields(method);
   MoveRecipientIds(method);
   RemoveEmptyAddresses(method);
+  RemoveLateAttachmentMembers(ARequest, method);
   SortItems(method);
 }
 

@@ -25,7 +25,7 @@ const TColumn kColumns[] = {
     {"subject", FLD_ITEM_SUBJECT, 48},
     {"size", FLD_ITEM_SIZE, 9},
     {"importance", FLD_ITEM_IMPORTANCE, 11},
-    {"read", FLD_MESSAGE_ISREAD, 6},
+    {"read", FLD_MESSAGE_ISREAD, 7},
     {"attachments", FLD_ITEM_HASATTACHMENTS, 12},
     {"to", FLD_ITEM_DISPLAYTO, 30},
 };

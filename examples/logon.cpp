@@ -14,19 +14,30 @@ namespace {
 /// What usually helps, by the number of a failure.
 const char* Advice(std::uint32_t number) {
   switch (number) {
-    case VqErrTimeOut: return "The server did not answer in time: look at the network, or allow more by SetTimeOuts.";
+    case VqErrTimeOut:
+      return "The server did not answer in time: look at the network, or allow more by SetTimeOuts.";
     case VqErrInvalidUrl:
-    case VqErrUnrecognizedScheme: return "The service URL looks like https://mail.example.com/EWS/Exchange.asmx.";
-    case VqErrNameNotResolved: return "No such host: look at the service URL, and at the name server of this machine.";
-    case VqErrLoginFailure: return "Look at user name and password; some servers want DOMAIN\\user, others user@domain.";
-    case VqErrCannotConnect: return "Nobody listens there, or a firewall is between.";
-    case VqErrCertDateInvalid: return "The certificate has expired, or this machine's clock is wrong.";
-    case VqErrCertCommonNameInvalid: return "The certificate is another host's: use the name that it was made out to.";
-    case VqErrInvalidCA: return "The authority behind the certificate is not known: give its file with --ca-file.";
+    case VqErrUnrecognizedScheme:
+      return "The service URL looks like https://mail.example.com/EWS/Exchange.asmx.";
+    case VqErrNameNotResolved:
+      return "No such host: look at the service URL, and at the name server of this machine.";
+    case VqErrLoginFailure:
+      return "Look at user name and password; some servers want DOMAIN\\user, others user@domain.";
+    case VqErrCannotConnect:
+      return "Nobody listens there, or a firewall is between.";
+    case VqErrCertDateInvalid:
+      return "The certificate has expired, or this machine's clock is wrong.";
+    case VqErrCertCommonNameInvalid:
+      return "The certificate is another host's: use the name that it was made out to.";
+    case VqErrInvalidCA:
+      return "The authority behind the certificate is not known: give its file with --ca-file.";
     case 401:
-    case 403: return "The server does not let this user in here.";
-    case 404: return "There is a web server, but no Exchange Web Services at this path.";
-    default: return "See docs/guide/logon.md.";
+    case 403:
+      return "The server does not let this user in here.";
+    case 404:
+      return "There is a web server, but no Exchange Web Services at this path.";
+    default:
+      return "See docs/guide/logon.md.";
   }
 }
 
@@ -69,7 +80,8 @@ int main(int argc, char** argv) {
   std::cout << "Service URL: " << session.GetServiceUrl() << '\n';
   if (!Step("Logging on", [&] { session.SetActive(true); })) return 1;
   Step("What the server is", [&] {
-    std::cout << "  " << session.GetServerDescription() << "; requests carry " << VqEnumToText(session.GetRequestVersion()) << '\n';
+    std::cout << "  " << session.GetServerDescription() << "; requests carry "
+              << VqEnumToText(session.GetRequestVersion()) << '\n';
   });
   Step("Time zone", [&] {
     const string& zone = session.GetCurrentTimeZoneContext();

@@ -7,11 +7,50 @@
 
 #include "simulator/simulator.h"
 
+namespace {
+
+using namespace velmore::simulator;
+
+/// "text, text, ..." broken into lines that a terminal shows whole.
+void PrintWrapped(const std::string& text, const char* indent) {
+  constexpr std::size_t kWidth = 110;
+  std::string line;
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t end = std::min(text.find(' ', at), text.size());
+    if (!line.empty() && line.size() + end - at >= kWidth) {
+      std::printf("%s%s\n", indent, line.c_str());
+      line.assign("  ");
+    } else if (!line.empty()) {
+      line += ' ';
+    }
+    line.append(text, at, end - at);
+    at = end + 1;
+  }
+  std::printf("%s%s\n", indent, line.c_str());
+}
+
+void PrintVersions() {
+  std::printf("Server versions that --version plays, oldest first, each with what it lacks of the newest:\n");
+  for (const std::string& version : VersionNames()) {
+    const std::string gaps = VersionGaps(version);
+    std::printf("\n%s%s\n", version.c_str(), gaps.empty() ? ": lacks nothing" : "");
+    std::size_t at = 0;
+    while (at < gaps.size()) {
+      const std::size_t end = gaps.find('\n', at);
+      PrintWrapped(gaps.substr(at, end - at), "  ");
+      at = end + 1;
+    }
+  }
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-  using namespace velmore::simulator;
   Options options;
   bool no_https = false;
   bool no_http = false;
+  bool list_versions = false;
   std::vector<std::string> users;
 
   CLI::App app("An in-memory Exchange Web Services server for demonstrations and tests.");
@@ -23,14 +62,31 @@ int main(int argc, char** argv) {
   app.add_option("--seed", options.seed_directory, "Folder with users.json and a folder of .eml files per mailbox")
       ->check(CLI::ExistingDirectory);
   app.add_option("--users", users, "Users without a seed, each as name:address:password");
-  app.add_option("--version", options.version, "Server version to play")
+  app.add_option("--version", options.version, "Server version to play; --versions tells what each lacks")
       ->check(CLI::IsMember(VersionNames()))
       ->capture_default_str();
+  app.add_flag("--versions", list_versions, "List the server versions with what each lacks, and end");
+  app.add_option("--state", options.state_file, "File that keeps the mailboxes (and passwords) over a restart");
+  app.add_option("--script", options.script_file, "File with failures to be played (JSON)");
+  app.add_option("--schema", options.schema_directory,
+                 "Folder with messages.xsd and types.xsd: refuse requests that do not validate");
   app.add_option("--record", options.record_directory, "Folder into which every exchange is written");
   app.add_flag(
       "--strict", [&](std::int64_t) { options.accept_departures = false; },
-      "Refuse all that departs from the published schema");
-  CLI11_PARSE(app, argc, argv);
+      "Refuse all that departs from the published schema, by the simulator's own rules");
+  app.add_flag(
+      "--no-page", [&](std::int64_t) { options.browser_page = false; }, "Do not show mailboxes and exchanges at /");
+  app.footer(
+      "Ends with 0 after SIGINT or SIGTERM, with 1 when the server fails, with 2 when an option or a file is wrong.");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  }
+  if (list_versions) {
+    PrintVersions();
+    return 0;
+  }
 
   options.http = !no_http;
   options.https = !no_https;
@@ -38,7 +94,8 @@ int main(int argc, char** argv) {
     const std::size_t first = text.find(':');
     const std::size_t second = first == std::string::npos ? first : text.find(':', first + 1);
     if (second == std::string::npos) {
-      std::fprintf(stderr, "--users takes name:address:password, not \"%s\".\n", text.c_str());
+      // Not the whole text: its end may be a password.
+      std::fprintf(stderr, "--users takes name:address:password, not \"%s\".\n", text.substr(0, first).c_str());
       return 2;
     }
     options.users.push_back({text.substr(0, first), text.substr(first + 1, second - first - 1), text.substr(0, first),
@@ -65,6 +122,9 @@ int main(int argc, char** argv) {
     int received = 0;
     sigwait(&signals, &received);
     simulator.Stop();
+  } catch (const OptionError& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 2;
   } catch (const SimulatorError& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;

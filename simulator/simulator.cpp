@@ -3,17 +3,21 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <fstream>
 #include <mutex>
 
+#include "simulator/control/browser_page.h"
 #include "simulator/control/faults.h"
 #include "simulator/control/recorder.h"
+#include "simulator/control/script.h"
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
 #include "simulator/mailbox/model.h"
 #include "simulator/mailbox/seed.h"
+#include "simulator/mailbox/state.h"
 #include "simulator/protocol/service.h"
 #include "simulator/transport/authentication.h"
 #include "simulator/transport/http_server.h"
@@ -51,7 +55,7 @@ int ServerVersion(const std::string& name) {
   if (version >= 0) return version;
   std::string known;
   for (const std::string& candidate : VersionNames()) known += (known.empty() ? "" : ", ") + candidate;
-  throw SimulatorError("Unknown server version \"" + name + "\"; known are " + known + ".");
+  throw OptionError("Unknown server version \"" + name + "\"; known are " + known + ".");
 }
 
 Options Completed(Options options) {
@@ -80,7 +84,7 @@ struct Simulator::Impl {
   std::unique_ptr<HttpServer> server;
   std::atomic<bool> running = false;
 
-  mutable std::mutex mutex;  // protects the counters
+  mutable std::mutex mutex;  // protects the counters and the certificate shown
   Counters counters;
 
   explicit Impl(Options given)
@@ -91,10 +95,43 @@ struct Simulator::Impl {
         ca_file(authority.Certificate()),
         crl_file(authority.RevocationList()),
         recorder(options.keep_exchanges, options.record_directory) {
-    for (const User& user : options.users) store.AddMailbox(user);
-    for (const DirectoryContact& contact : options.directory) store.AddContact(contact);
-    ReadMessages(options.seed_directory, store,
+    if (!options.state_file.empty()) {
+      CheckStatePlace(options.state_file);
+      ReadState(options.state_file, store);
+    }
+    // What was kept has been seeded once; who is told again may have got another password.
+    std::vector<const Mailbox*> kept;
+    for (const auto& mailbox : store.Mailboxes()) kept.push_back(mailbox.get());
+    for (const User& user : options.users) {
+      Mailbox* mailbox = store.ByAddress(user.smtp_address);
+      if (mailbox != nullptr && std::find(kept.begin(), kept.end(), mailbox) != kept.end())
+        Store::SetOwner(*mailbox, user);
+      else
+        store.AddMailbox(user);
+    }
+    for (const DirectoryContact& contact : options.directory) {
+      const bool known = std::any_of(store.contacts.begin(), store.contacts.end(), [&](const DirectoryContact& other) {
+        return SameText(other.smtp_address, contact.smtp_address);
+      });
+      if (!known || kept.empty()) store.AddContact(contact);
+    }
+    ReadMessages(options.seed_directory, store, kept,
                  [this](Mailbox& mailbox, Folder& folder, const std::string& xml) { AddXml(mailbox, folder, xml); });
+    if (!options.script_file.empty()) LoadScript(options.script_file);
+  }
+
+  void LoadScript(const std::string& file) {
+    Script script = ReadScript(file);
+    if (script.certificate) Show(*script.certificate);
+    if (script.authentication) authenticator.SetSchemes(*script.authentication);
+    for (Fault& fault : script.faults) faults.Add(std::move(fault));
+  }
+
+  void Show(Certificate certificate) {
+    const Identity identity = authority.Issue(certificate);
+    const std::lock_guard lock(mutex);
+    options.certificate = certificate;
+    if (server != nullptr) server->SetIdentity(identity.certificate, identity.key);
   }
 
   /// Makes an item from its XML. Throws whatever refuses it.
@@ -105,7 +142,31 @@ struct Simulator::Impl {
     return mailbox.AddItem(folder, MakeItem(context, wrapper.children.front()));
   }
 
+  /// Mailboxes and exchanges for a browser. Looking leaves no trace in what is looked at.
+  HttpResponse Show(const HttpRequest& request) {
+    BrowserPage::Figures figures;
+    figures.pending_faults = faults.Pending();
+    {
+      const std::lock_guard lock(mutex);
+      figures.counters = counters;
+    }
+    const std::optional<std::string> page = BrowserPage(store, recorder).Render(request.target, figures);
+    HttpResponse response;
+    response.status = page ? 200 : 404;
+    response.body = page.value_or("There is nothing of that number or id any more.");
+    response.headers = {{"Content-Type", page ? "text/html; charset=utf-8" : "text/plain; charset=utf-8"},
+                        {"Cache-Control", "no-store"},
+                        {"X-Content-Type-Options", "nosniff"},
+                        {"Referrer-Policy", "no-referrer"},
+                        {"Content-Security-Policy",
+                         "default-src 'none'; style-src 'unsafe-inline'; img-src data:; frame-ancestors 'none'"}};
+    return response;
+  }
+
   HttpResponse Handle(const HttpRequest& request, ConnectionState& connection) {
+    if (options.browser_page && (request.method == "GET" || request.method == "HEAD") &&
+        (request.target == "/" || request.target.starts_with("/?")))
+      return Show(request);
     Exchange exchange;
     exchange.method = request.method;
     exchange.target = request.target;
@@ -171,8 +232,16 @@ struct Simulator::Impl {
     }
     std::string content_type = "text/xml; charset=utf-8";
     if (fault) {
+      if (fault->certificate) Show(*fault->certificate);
+      if (fault->authentication) authenticator.SetSchemes(*fault->authentication);
       if (fault->http_status != 0) {
         reply = {fault->http_status, fault->body};
+        const bool challenged = std::any_of(fault->headers.begin(), fault->headers.end(), [](const auto& header) {
+          return SameText(header.first, "WWW-Authenticate");
+        });
+        if (fault->http_status == 401 && !challenged)
+          for (const std::string& challenge : authenticator.Challenges())
+            response.headers.emplace_back("WWW-Authenticate", challenge);
         content_type = fault->content_type.empty() ? "text/html" : fault->content_type;
       } else if (!fault->soap_fault_code.empty()) {
         std::vector<Element> details;
@@ -229,7 +298,11 @@ struct Simulator::Impl {
 
 Simulator::Simulator(Options options) : impl_(std::make_unique<Impl>(std::move(options))) {}
 Simulator::~Simulator() {
-  Stop();
+  try {
+    Stop();
+  } catch (const SimulatorError&) {
+    // Who wants to know calls Stop himself.
+  }
 }
 
 void Simulator::Start() {
@@ -260,6 +333,9 @@ void Simulator::Start() {
 void Simulator::Stop() {
   if (!impl_->running.exchange(false)) return;
   impl_->server->Stop();
+  if (impl_->options.state_file.empty()) return;
+  const std::lock_guard lock(impl_->store.mutex);
+  WriteState(impl_->options.state_file, impl_->store);
 }
 
 bool Simulator::Running() const {
@@ -293,10 +369,11 @@ std::string Simulator::CertificateRevocationListFile() const {
 }
 
 void Simulator::SetCertificate(Certificate certificate) {
-  impl_->options.certificate = certificate;
-  if (!impl_->running) return;
-  const Identity identity = impl_->authority.Issue(certificate);
-  impl_->server->SetIdentity(identity.certificate, identity.key);
+  impl_->Show(certificate);
+}
+
+void Simulator::SetAuthentication(const std::vector<std::string>& schemes) {
+  impl_->authenticator.SetSchemes(schemes);
 }
 
 void Simulator::DropConnections() {
@@ -364,20 +441,14 @@ std::string Simulator::DumpItem(const std::string& item_id) const {
   const std::lock_guard lock(impl_->store.mutex);
   const auto [mailbox, item] = impl_->ItemOf(item_id);
   if (item == nullptr) return {};
-  Shape shape;
-  shape.base = Shape::Base::kAll;
-  for (const ExtendedValue& value : item->extended) {
-    Path path;
-    path.extended = value.key;
-    shape.additional.push_back(std::move(path));
-  }
-  std::string out;
-  WriteXml(RenderItem(*item, shape, {mailbox, Access::kOwner, impl_->store.server_version}), out);
-  return out;
+  return velmore::simulator::DumpItem(*mailbox, *item, impl_->store.server_version);
 }
 
 void Simulator::AddFault(Fault fault) {
   impl_->faults.Add(std::move(fault));
+}
+void Simulator::LoadScript(const std::string& file) {
+  impl_->LoadScript(file);
 }
 void Simulator::ClearFaults() {
   impl_->faults.Clear();

@@ -10,12 +10,13 @@
 //   ... talk to server.HttpUrl() as user "alice" with password "wonder" ...
 //
 // The server speaks HTTP and HTTPS on ports that the system chooses, keeps its mailboxes in memory and forgets them when
-// it goes away. All texts are UTF-8.
+// it goes away, unless a state file is named. A browser sees mailboxes and exchanges at "/". All texts are UTF-8.
 
 #include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -29,6 +30,13 @@ namespace velmore::simulator {
 class SimulatorError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+/// A setting or a file that the simulator was given is wrong: an unknown version, a script with an error in it, a folder
+/// without a schema, a damaged state file. The text tells the place.
+class OptionError : public SimulatorError {
+ public:
+  using SimulatorError::SimulatorError;
 };
 
 /// What somebody may do in a folder of another mailbox.
@@ -90,6 +98,15 @@ struct Options {
   std::string seed_directory = {};    ///< folders of .eml files per mailbox; see samples/README.md; empty: nothing
   std::string record_directory = {};  ///< writes every exchange as files there; empty: no files
   std::vector<std::string> authentication = {"Basic"};  ///< schemes offered, in this order
+  /// Failures to be played, as a file: see docs/guide/simulator.md. Read by the constructor; empty: none.
+  std::string script_file = {};
+  /// Folder with messages.xsd and types.xsd as servers publish them. Requests that do not validate are refused with
+  /// ErrorSchemaValidation, whatever accept_departures says. Empty: the simulator's own rules.
+  std::string schema_directory = {};
+  /// Keeps the mailboxes over a restart: read by the constructor when it exists, written by Stop(). Holds the passwords of
+  /// the users. Empty: nothing is kept.
+  std::string state_file = {};
+  bool browser_page = true;  ///< shows mailboxes and exchanges to a browser at "/", to anybody who can reach the port
   /// False refuses the departures from the published schema that this library's own client makes, as a server would.
   bool accept_departures = true;
   int find_count_limit = 1000;                 ///< rows of a page at most, whatever the request asks for
@@ -105,8 +122,9 @@ struct Counters {
   std::uint64_t connections = 0;                    ///< accepted, HTTP and HTTPS together
   std::uint64_t requests = 0;                       ///< HTTP requests read to their end
   std::map<std::string, std::uint64_t> operations;  ///< by operation, "GetItem"
-  std::map<std::string, std::uint64_t> departures;  ///< accepted departures from the schema, by name
-  std::uint64_t refused = 0;                        ///< requests refused for the order or content of their elements
+  /// Departures from the schema, by name; with a schema folder also those that were then refused.
+  std::map<std::string, std::uint64_t> departures;
+  std::uint64_t refused = 0;  ///< requests refused for the order or content of their elements
 };
 
 /// One request and its reply as they went over the wire (bodies before compression, secrets masked).
@@ -138,7 +156,7 @@ struct Fault {
   std::chrono::milliseconds delay{0};  ///< waits before replying; ends early when the simulator stops
 
   // Replaces the reply; the first that is set counts.
-  int http_status = 0;               ///< e.g. 503; with `body` and `headers`
+  int http_status = 0;               ///< e.g. 503; with `body` and `headers`; 401 offers the schemes if no header does
   std::string soap_fault_code = {};  ///< e.g. "ErrorServerBusy": HTTP 500 with a SOAP fault of that code
   std::string response_code = {};    ///< e.g. "ErrorItemNotFound": a response message of that code
   bool warning = false;              ///< with response_code: ResponseClass "Warning" instead of "Error"
@@ -155,6 +173,10 @@ struct Fault {
   std::int64_t cut_at_byte = -1;    ///< ends the connection after so many bytes of the whole reply, head included
   bool close_after_reply = false;   ///< ends the connection behind the reply without having said so
   std::size_t piece_size = 0;       ///< writes the reply in pieces of so many bytes; 0: at once
+
+  // What is different from then on.
+  std::optional<Certificate> certificate = {};                  ///< shown to connections made later
+  std::optional<std::vector<std::string>> authentication = {};  ///< schemes offered to requests that come later
 };
 
 /// Id and change key of an item or folder.
@@ -175,7 +197,9 @@ class Simulator {
   // Running
 
   void Start();  ///< opens the ports; the seed was read by the constructor
-  void Stop();   ///< ends all connections and threads, also those that wait in a delay; mailboxes stay
+  /// Ends all connections and threads, also those that wait in a delay; mailboxes stay, and go to the state file if there
+  /// is one. Raises, after everything has ended, when that cannot be written.
+  void Stop();
   bool Running() const;
 
   std::string HttpUrl() const;   ///< "http://127.0.0.1:PORT/EWS/Exchange.asmx"; empty when HTTP is off or not started
@@ -187,6 +211,8 @@ class Simulator {
   std::string CertificateRevocationListFile() const;  ///< PEM file, lists the certificate of Certificate::kRevoked
   /// Shows another certificate to connections from now on.
   void SetCertificate(Certificate certificate);
+  /// Offers other authentication schemes to requests from now on.
+  void SetAuthentication(const std::vector<std::string>& schemes);
   /// Ends all open connections; new ones are accepted.
   void DropConnections();
 
@@ -212,6 +238,9 @@ class Simulator {
   // Failures
 
   void AddFault(Fault fault);
+  /// Adds the faults of a script behind those that wait, and shows its certificate and schemes. Raises OptionError with the
+  /// place when something in the file is wrong; then nothing of it counts.
+  void LoadScript(const std::string& file);
   void ClearFaults();
   std::size_t PendingFaults() const;  ///< faults that still wait for their requests
 
@@ -228,5 +257,8 @@ class Simulator {
 
 /// The names that Options::version takes, oldest first.
 std::vector<std::string> VersionNames();
+/// What a version lacks of what the newest has: operations, folders, properties. A few lines of text; empty for the newest
+/// ones. Raises OptionError for an unknown name.
+std::string VersionGaps(const std::string& version);
 
 }  // namespace velmore::simulator

@@ -2,17 +2,15 @@
 
 #include "platform/http/uVqHTTPBody_p.h"
 #include "platform/soap/uVqSOAPFailures_p.h"
+#include "platform/xml/uVqXMLWriter_p.h"
 
 namespace velmore {
 /// Owns its document; keeps nothing of the client alive: a client that goes away first is noticed at Send.
 class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
  public:
   TVqSOAPRequest(TVqSOAPClient& client, const string& method, const string& responseName)
-      : FLink(client), FPrefix(client.FPrefix), FResponseName(responseName) {
-    const IVqDOMElement envelope = FDocument.CreateRootNode(Qualified("Envelope"));
-    for (const auto& [attribute, value] : client.FNamespaces) envelope.SetAttribute(attribute, value);
-    envelope.AddElement(Qualified("Header"));
-    envelope.AddElement(Qualified("Body")).AddElement(method);
+      : FLink(client), FResponseName(responseName), FDocument(client.EmptyEnvelope().CreateClone()) {
+    GetBody().AddElement(method);
   }
 
   IVqDOMDocument GetDocument() override { return FDocument; }
@@ -44,11 +42,11 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
     if (AKind != TVqSOAPSendKind::synchronous) throw EVqNotSupported("Requests are sent synchronously only.");
     TVqSOAPClient& client = FLink.Client();
     if (client.FBeforeSend) client.FBeforeSend(*this);
-    TVqMemoryStream body;
-    FDocument.SaveToStream(body, true, false);
+    std::string body;  // large ones are not copied on their way
+    detail::WriteNode(body, FDocument, {.Declaration = true});
 
     const TVqRef<IVqHTTPRequestEx> request =
-        client.Client().CreateRequest(TVqHTTPVerb::post, client.FURL, body.TakeBytes(), "text/xml; charset=utf-8");
+        client.Client().CreateRequest(TVqHTTPVerb::post, client.FURL, std::move(body), "text/xml; charset=utf-8");
     request->SetHeader("SOAPAction", "\"\"");  // SOAP 1.1 asks for the header; the address says where the message goes
     for (const auto& [name, value] : FHTTPHeaders) request->SetHeader(name, value);
     AResponse = Read(*request->Execute(), AOption);
@@ -73,8 +71,6 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
     TVqSOAPClient* FClient;
   };
 
-  string Qualified(const char* name) const { return FPrefix.empty() ? string(name) : FPrefix + ":" + name; }
-
   TVqRef<IVqSOAPResponse> Read(IVqHTTPResponse& reply, const TVqSOAPResponseFactory& factory) const {
     const std::int32_t status = reply.GetStatus().Code;
     if (status == 401 || status == 407) VqRaiseRefused(reply);
@@ -92,8 +88,8 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
   }
 
   TLink FLink;
-  string FPrefix, FResponseName;
-  TVqDOMDocument FDocument;
+  string FResponseName;
+  IVqDOMDocument FDocument;
   std::vector<std::pair<string, string>> FHTTPHeaders;
 };
 
@@ -113,6 +109,18 @@ void TVqSOAPClient::InitSOAPEnv(const string& AURL, const string& APrefix,
   FURL = AURL;
   FPrefix = APrefix;
   FNamespaces = ANamespaces;
+  FEmptyEnvelope = nullptr;
+}
+
+const IVqDOMDocument& TVqSOAPClient::EmptyEnvelope() {
+  if (FEmptyEnvelope) return FEmptyEnvelope;
+  const auto qualified = [this](const char* name) { return FPrefix.empty() ? string(name) : FPrefix + ":" + name; };
+  const TVqDOMDocument document;
+  const IVqDOMElement envelope = document.CreateRootNode(qualified("Envelope"));
+  for (const auto& [attribute, value] : FNamespaces) envelope.SetAttribute(attribute, value);
+  envelope.AddElement(qualified("Header"));
+  envelope.AddElement(qualified("Body"));
+  return FEmptyEnvelope = document;
 }
 
 TVqRef<IVqSOAPRequest> TVqSOAPClient::CreateRequest(const string& AMethod, const string& AResponseName) {

@@ -37,10 +37,13 @@ class TVqSOAPClient : public TVqComponent {
   friend class TVqSOAPRequest;
 
   IVqHTTPClient& Client() const;
+  /// What every request is a copy of: the envelope with its declarations, an empty header and an empty body.
+  const IVqDOMDocument& EmptyEnvelope();
 
   TVqComponent* FHTTPClient = nullptr;
   string FURL, FPrefix;
   std::vector<TVqSOAPNamespace> FNamespaces;
+  IVqDOMDocument FEmptyEnvelope;
   std::function<void(IVqSOAPRequest&)> FBeforeSend;
 };
 

@@ -44,7 +44,8 @@ bool HttpDate(std::string_view text, std::int64_t& seconds) noexcept {
                                          std::chrono::month(static_cast<unsigned>(month / 3 + 1)),
                                          std::chrono::day(static_cast<unsigned>(day))};
   if (!date.ok()) return false;
-  seconds = (std::chrono::sys_days(date).time_since_epoch() / std::chrono::seconds(1)) + hour * 3600 + minute * 60 + second;
+  seconds =
+      (std::chrono::sys_days(date).time_since_epoch() / std::chrono::seconds(1)) + hour * 3600 + minute * 60 + second;
   return true;
 }
 
@@ -63,9 +64,13 @@ string LocalCode(const string& code) {
 }  // namespace
 
 bool VqLooksLikeEnvelope(std::string_view ABytes) {
-  std::string start(ABytes.substr(0, 4096));
-  std::erase(start, '\0');  // UTF-16
-  std::string_view text = start;
+  std::string_view text = ABytes.substr(0, 4096);
+  std::string narrowed;
+  if (text.substr(0, 4).find('\0') != std::string_view::npos) {  // UTF-16
+    narrowed = text;
+    std::erase(narrowed, '\0');
+    text = narrowed;
+  }
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) text.remove_prefix(2);
   for (;;) {
@@ -79,7 +84,7 @@ bool VqLooksLikeEnvelope(std::string_view ABytes) {
   if (!text.starts_with('<')) return false;
   std::string_view name = text.substr(1, text.find_first_of(" \t\r\n/>", 1) - 1);
   if (const std::size_t colon = name.find(':'); colon != std::string_view::npos) name.remove_prefix(colon + 1);
-  return SameText(string(name), "Envelope");
+  return name == "Envelope" || SameText(string(name), "Envelope");
 }
 
 std::int32_t VqRetryAfter(const string& ARetryAfter, const string& ADate) {

@@ -192,6 +192,10 @@ void AssignTextOf(const IVqDOMElement& target, const IVqDOMElement& source) {
   PutText(WritableElement(target), TVqDOMFactory::Node(target), text.data() ? text.data() : "");
 }
 
+void BorrowText(const IVqDOMElement& target, const IVqDOMElement& source) {
+  WritableElement(target).Borrowed.push_back({TVqDOMFactory::Pointer(target), source});
+}
+
 void LoadOwnedBytes(const IVqDOMDocument& document, std::string bytes) {
   LoadDocument(Writable(document), std::move(bytes));
 }

@@ -80,6 +80,10 @@ void AssignKnownText(const IVqDOMElement& target, const std::string& text);
 /// The same with the text of an element of another document.
 void AssignTextOf(const IVqDOMElement& target, const IVqDOMElement& source);
 
+/// Writes `target` with the text of `source`, an element of another document, which is not copied: for large texts in documents that are written and
+/// forgotten. Whoever reads `target` finds nothing. `source` may not change before the writing.
+void BorrowText(const IVqDOMElement& target, const IVqDOMElement& source);
+
 /// As LoadFromBytes, but takes the bytes over: large documents are parsed where they lie.
 void LoadOwnedBytes(const IVqDOMDocument& document, std::string bytes);
 

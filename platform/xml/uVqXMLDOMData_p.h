@@ -75,6 +75,13 @@ class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
   };
   std::vector<TBeforeChange> BeforeChange;
 
+  /// Elements that are written with the text of another document's element; see BorrowText.
+  struct TBorrowed {
+    void* Node;
+    IVqDOMElement Source;
+  };
+  std::vector<TBorrowed> Borrowed;
+
   /// The last list of child elements, good while `Structure` is `ListAt`.
   void* ListOf = nullptr;
   std::uint32_t ListAt = 0;

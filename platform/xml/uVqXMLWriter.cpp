@@ -12,7 +12,8 @@ namespace {
 /// Writes UTF-8. Walks without recursion, so that no depth of a tree is too much.
 class TWriter {
  public:
-  TWriter(std::string& out, const TVqWriteOptions& options) : FOut(out), FOptions(options) {}
+  TWriter(std::string& out, const TVqWriteOptions& options, const TVqDOMData* data = nullptr)
+      : FOut(out), FOptions(options), FData(data) {}
 
   void Tree(pugi::xml_node top) {
     pugi::xml_node node = top;
@@ -122,7 +123,8 @@ class TWriter {
       Attribute(attribute);
     }
     const pugi::xml_node child = element.first_child();
-    const char* text = element.value();
+    std::string scratch;
+    const char* text = Text(element, scratch);
     if (!child && text[0] == '\0') {
       FOut += "/>";
       return false;
@@ -136,6 +138,17 @@ class TWriter {
     if (child) return true;
     FOut.append("</").append(element.name()).append(">");
     return false;
+  }
+
+  /// The text that is embedded in an element, or what it borrowed.
+  const char* Text(pugi::xml_node element, std::string& scratch) const {
+    if (!FData || FData->Borrowed.empty()) return element.value();
+    for (const TVqDOMData::TBorrowed& entry : FData->Borrowed) {
+      if (entry.Node != element.internal_object()) continue;
+      const char* text = TextOf(TVqDOMFactory::Node(entry.Source), scratch).data();
+      return text ? text : "";
+    }
+    return element.value();
   }
 
   void Close(pugi::xml_node element, std::size_t depth) {
@@ -183,6 +196,8 @@ class TWriter {
   void Escape(const char* text) {
     for (;;) {
       const std::size_t plain = std::strcspn(text, "<>&\r");
+      // What outweighs everything else is not to be copied again for what follows it.
+      if (plain >= kLargeText && plain > FOut.size()) FOut.reserve(FOut.size() + plain + kBehindLargeText);
       FOut.append(text, plain);
       text += plain;
       switch (*text++) {
@@ -237,8 +252,11 @@ class TWriter {
     }
   }
 
+  static constexpr std::size_t kLargeText = 1 << 20, kBehindLargeText = 64 << 10;
+
   std::string& FOut;
   const TVqWriteOptions& FOptions;
+  const TVqDOMData* FData;
   std::size_t FContainers = 0;  // depth up to which the elements around are containers
   bool FAtStart = true;
 };
@@ -278,7 +296,7 @@ void WriteNode(std::string& out, const IVqDOMNode& node, const TVqWriteOptions& 
     for (pugi::xml_node child = tree.First(); child; child = tree.Skip(child.next_sibling())) {
       if (!first && options.Indent) text += '\n';
       first = false;
-      TWriter(text, options).Tree(child);
+      TWriter(text, options, TVqDOMFactory::Data(node)).Tree(child);
     }
     if (options.Indent && !first) text += '\n';
   });

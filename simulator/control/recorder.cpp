@@ -41,8 +41,17 @@ void MaskForm(std::string& body) {
   }
 }
 
-/// XML with line breaks, for reading; anything else as it is.
-std::string Readable(const std::string& body) {
+void WriteFile(const std::filesystem::path& path, const std::string& first_line,
+               const std::vector<std::pair<std::string, std::string>>& headers, const std::string& body) {
+  std::ofstream out(path, std::ios::binary);
+  out << first_line << "\n";
+  for (const auto& [name, value] : headers) out << name << ": " << value << "\n";
+  out << "\n" << ReadableBody(body);
+}
+
+}  // namespace
+
+std::string ReadableBody(const std::string& body) {
   if (body.empty() || body.size() > (8u << 20) || body.find('<') == std::string::npos) return body;
   xmlDocPtr document = xmlReadMemory(body.data(), static_cast<int>(body.size()), nullptr, nullptr,
                                      XML_PARSE_NOBLANKS | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NONET);
@@ -55,16 +64,6 @@ std::string Readable(const std::string& body) {
   xmlFreeDoc(document);
   return out;
 }
-
-void WriteFile(const std::filesystem::path& path, const std::string& first_line,
-               const std::vector<std::pair<std::string, std::string>>& headers, const std::string& body) {
-  std::ofstream out(path, std::ios::binary);
-  out << first_line << "\n";
-  for (const auto& [name, value] : headers) out << name << ": " << value << "\n";
-  out << "\n" << Readable(body);
-}
-
-}  // namespace
 
 Recorder::Recorder(std::size_t keep, std::string directory) : keep_(keep), directory_(std::move(directory)) {
   if (directory_.empty()) return;

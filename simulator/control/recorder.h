@@ -12,6 +12,9 @@
 
 namespace velmore::simulator {
 
+/// XML with line breaks, for reading; anything else as it is.
+std::string ReadableBody(const std::string& body);
+
 class Recorder {
  public:
   Recorder(std::size_t keep, std::string directory);

@@ -420,15 +420,25 @@ void Store::MakeFolders(Mailbox& mailbox) const {
   }
 }
 
+void Store::SetOwner(Mailbox& mailbox, const User& user) {
+  mailbox.owner = user;
+  if (mailbox.owner.name.empty()) mailbox.owner.name = user.smtp_address.substr(0, user.smtp_address.find('@'));
+  if (mailbox.owner.display_name.empty()) mailbox.owner.display_name = mailbox.owner.name;
+}
+
+void Store::Restore(std::unique_ptr<Mailbox> mailbox) {
+  if (ByAddress(mailbox->owner.smtp_address) != nullptr)
+    throw SimulatorError("There are two mailboxes of " + mailbox->owner.smtp_address + ".");
+  mailboxes_.push_back(std::move(mailbox));
+}
+
 Mailbox& Store::AddMailbox(const User& user) {
   if (user.smtp_address.find('@') == std::string::npos)
     throw SimulatorError("The address of a user must be an SMTP address: \"" + user.smtp_address + "\".");
   if (ByAddress(user.smtp_address) != nullptr)
     throw SimulatorError("There are two users with the address " + user.smtp_address + ".");
   auto mailbox = std::make_unique<Mailbox>();
-  mailbox->owner = user;
-  if (mailbox->owner.name.empty()) mailbox->owner.name = user.smtp_address.substr(0, user.smtp_address.find('@'));
-  if (mailbox->owner.display_name.empty()) mailbox->owner.display_name = mailbox->owner.name;
+  SetOwner(*mailbox, user);
   mailbox->guid = NewGuid();
   MakeFolders(*mailbox);
   return *mailboxes_.emplace_back(std::move(mailbox));
@@ -483,6 +493,13 @@ Access Store::AccessTo(const Mailbox& mailbox, const Folder& folder, const User&
   if (const auto found = folder.access.find(address); found != folder.access.end())
     access = std::max(access, found->second);
   return access;
+}
+
+std::vector<std::string> DistinguishedNames(int since) {
+  std::vector<std::string> names;
+  for (const DistinguishedRow& row : kDistinguished)
+    if (row.display_name != nullptr && row.since >= since) names.emplace_back(row.name);
+  return names;
 }
 
 int DistinguishedSince(std::string_view name) {

@@ -167,12 +167,18 @@ class Store {
   mutable std::mutex mutex;  // protects everything behind the store
 
   Mailbox& AddMailbox(const User& user);
+  /// Gives a mailbox to somebody else, or to the same user with another password or other rights.
+  static void SetOwner(Mailbox& mailbox, const User& user);
+  /// Takes a mailbox as it was kept. Throws SimulatorError when there is one of that address.
+  void Restore(std::unique_ptr<Mailbox> mailbox);
+  void RestorePublicFolders(std::unique_ptr<Mailbox> mailbox) { public_folders_ = std::move(mailbox); }
   void AddContact(const DirectoryContact& contact) { contacts.push_back(contact); }
   Mailbox* ByAddress(std::string_view smtp_address) const;  // compares without case
   Mailbox* ByGuid(std::string_view guid) const;
   Mailbox* ByEntry(std::string_view entry_id) const;
   Mailbox* ByLogon(std::string_view name) const;  // "alice", "DOMAIN\\alice" or "alice@example.com"
   Mailbox& PublicFolders() { return *public_folders_; }
+  const Mailbox& PublicFolders() const { return *public_folders_; }
   /// Rights of a user in a folder.
   Access AccessTo(const Mailbox& mailbox, const Folder& folder, const User& user) const;
   const std::vector<std::unique_ptr<Mailbox>>& Mailboxes() const { return mailboxes_; }
@@ -188,6 +194,8 @@ class Store {
 
 /// First server version with a distinguished folder name; -1 when there is no such name.
 int DistinguishedSince(std::string_view name);
+/// Distinguished names of the folders of a mailbox that came with this version or later.
+std::vector<std::string> DistinguishedNames(int since);
 
 std::string Lower(std::string_view text);               // ASCII
 bool SameText(std::string_view a, std::string_view b);  // without case of ASCII

@@ -184,13 +184,15 @@ void ReadUsers(const std::string& directory, Options& options) {
   }
 }
 
-void ReadMessages(const std::string& directory, Store& store, const AddXml& add_xml) {
+void ReadMessages(const std::string& directory, Store& store, const std::vector<const Mailbox*>& filled,
+                  const AddXml& add_xml) {
   if (directory.empty()) return;
   for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
     if (!entry.is_directory()) continue;
     // A folder of messages bears the log-on name or the address of its mailbox.
     Mailbox* mailbox = store.ByLogon(entry.path().filename().string());
     if (mailbox == nullptr) throw SimulatorError("There is no user for the seed folder " + entry.path().string() + ".");
+    if (std::find(filled.begin(), filled.end(), mailbox) != filled.end()) continue;
     ReadFolder(entry.path(), *mailbox, {}, add_xml);
   }
 }

@@ -12,8 +12,8 @@ namespace velmore::simulator {
 /// Users and directory contacts of users.json; nothing when the file is not there. Throws SimulatorError.
 void ReadUsers(const std::string& directory, Options& options);
 /// Messages (.eml) and other items (.xml) for the mailboxes that the store has. `add_xml` puts an item into a folder from
-/// its XML as CreateItem takes it.
-void ReadMessages(const std::string& directory, Store& store,
+/// its XML as CreateItem takes it. Mailboxes in `filled` are left alone.
+void ReadMessages(const std::string& directory, Store& store, const std::vector<const Mailbox*>& filled,
                   const std::function<void(Mailbox&, Folder&, const std::string& xml)>& add_xml);
 
 /// A folder by distinguished name or by path below the top of the mailbox, made when absent.

@@ -458,4 +458,17 @@ std::vector<std::string> ValuesOf(const Folder& folder, const Path& path, const 
   return value ? TextsOf(*value, path) : std::vector<std::string>();
 }
 
+std::string DumpItem(const Mailbox& mailbox, const Item& item, int version) {
+  Shape shape;
+  shape.base = Shape::Base::kAll;
+  for (const ExtendedValue& value : item.extended) {
+    Path path;
+    path.extended = value.key;
+    shape.additional.push_back(std::move(path));
+  }
+  std::string out;
+  WriteXml(RenderItem(item, shape, {&mailbox, Access::kOwner, version}), out);
+  return out;
+}
+
 }  // namespace velmore::simulator

@@ -53,6 +53,9 @@ struct Viewer {
 Element RenderItem(const Item& item, const Shape& shape, const Viewer& viewer);
 Element RenderFolder(const Folder& folder, const Shape& shape, const Viewer& viewer);
 
+/// XML of an item with all that the simulator holds of it, without declarations of namespaces.
+std::string DumpItem(const Mailbox& mailbox, const Item& item, int version);
+
 /// t:ItemId and t:FolderId.
 Element ItemIdElement(const Mailbox& mailbox, const Item& item, const char* name = "ItemId");
 Element FolderIdElement(const Mailbox& mailbox, const Folder& folder, const char* name = "FolderId");

@@ -63,6 +63,14 @@ Operation FindOperation(std::string_view name, int version) {
   return nullptr;
 }
 
+std::vector<std::string> OperationNames(int since) {
+  std::vector<std::string> names;
+  for (const OperationRow& row : kOperations)
+    if (row.since >= since) names.emplace_back(row.name);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
 Element ErrorMessage(const std::string& operation, const EwsError& error, bool warning) {
   Element message = Messages(operation + "ResponseMessage");
   message.Set("ResponseClass", warning ? "Warning" : "Error");

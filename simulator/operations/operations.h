@@ -30,6 +30,8 @@ struct Context {
 using Operation = Element (*)(Context& context, const Element& request);
 /// Null when there is no such operation, or not at this version of the request.
 Operation FindOperation(std::string_view name, int version);
+/// Names of the operations that came with this version or later, in alphabetical order.
+std::vector<std::string> OperationNames(int since = 0);
 
 // Replies
 

@@ -325,7 +325,12 @@ void Schema::CheckSequence(Element& element, const SchemaType& type, Checker& ch
     }
     const int position = type.Position(child.name);
     const Member* member = position >= 0 ? &type.members[static_cast<std::size_t>(position)] : nullptr;
-    const bool known = member != nullptr && child.space == member->space && member->since <= checker.version;
+    const bool there = member != nullptr && child.space == member->space;
+    // The library tells the size of every new file, also to servers that have no member for it.
+    const bool size = there && member->since > checker.version && child.name == "Size" && type.name == "FileAttachment" &&
+                      checker.accept_departures;
+    if (size) ++checker.departures["AttachmentSize"];
+    const bool known = there && (size || member->since <= checker.version);
     const bool in_place = known && (static_cast<std::size_t>(position) >= place ||
                                     (member->repeated && static_cast<std::size_t>(position) == seen_repeat));
     if (known && !in_place && item && checker.accept_departures &&
@@ -408,7 +413,9 @@ void Schema::CheckValue(const Element& element, const Member& member) const {
                           element.line, element.column);
 }
 
-const FieldUri* FindFieldUri(std::string_view uri) {
+namespace {
+
+const std::unordered_map<std::string, FieldUri>& FieldTable() {
   static const auto table = [] {
     std::unordered_map<std::string, FieldUri> fields;
     const std::pair<const char*, const char*> families[] = {{"item", "Item"},
@@ -437,8 +444,22 @@ const FieldUri* FindFieldUri(std::string_view uri) {
     }
     return fields;
   }();
-  const auto found = table.find(std::string(uri));
-  return found != table.end() ? &found->second : nullptr;
+  return table;
+}
+
+}  // namespace
+
+const FieldUri* FindFieldUri(std::string_view uri) {
+  const auto found = FieldTable().find(std::string(uri));
+  return found != FieldTable().end() ? &found->second : nullptr;
+}
+
+std::vector<std::string> FieldUris(int since) {
+  std::vector<std::string> uris;
+  for (const auto& [uri, field] : FieldTable())
+    if (field.member->since >= since) uris.push_back(uri);
+  std::sort(uris.begin(), uris.end());
+  return uris;
 }
 
 }  // namespace velmore::simulator

@@ -102,6 +102,8 @@ struct FieldUri {
 };
 /// The field with this URI, null when the schema has none.
 const FieldUri* FindFieldUri(std::string_view uri);
+/// The fields that came with this version or later, in alphabetical order.
+std::vector<std::string> FieldUris(int since);
 
 /// Index of a version name, -1 when unknown.
 int VersionIndex(std::string_view name);

@@ -1,5 +1,7 @@
 #include "simulator/protocol/service.h"
 
+#include <algorithm>
+
 #include "simulator/protocol/texts.h"
 #include "simulator/protocol/versions.h"
 
@@ -12,9 +14,30 @@ bool IsBareResponse(const std::string& operation) {
   return operation.ends_with("Request");
 }
 
+/// The reader tells where a start tag ends; servers tell where the name in it begins.
+void MoveToName(std::string_view bytes, unsigned& line, unsigned& column) {
+  if (line == 0 || bytes.find('\0') != std::string_view::npos) return;
+  std::size_t begin = 0;
+  for (unsigned i = 1; i < line; ++i) {
+    begin = bytes.find('\n', begin);
+    if (begin == std::string_view::npos) return;
+    ++begin;
+  }
+  const std::size_t end = std::min(begin + column, bytes.size());
+  if (end < 2) return;
+  const std::size_t tag = bytes.rfind('<', end - 2);
+  if (tag == std::string_view::npos) return;
+  const std::size_t before = tag == 0 ? std::string_view::npos : bytes.rfind('\n', tag - 1);
+  line -= static_cast<unsigned>(std::count(bytes.begin() + static_cast<std::ptrdiff_t>(std::min(tag, begin)),
+                                           bytes.begin() + static_cast<std::ptrdiff_t>(begin), '\n'));
+  column = static_cast<unsigned>(tag + 2 - (before == std::string_view::npos ? 0 : before + 1));
+}
+
 }  // namespace
 
-Service::Service(Store& store, const Options& options) : store_(store), options_(options) {}
+Service::Service(Store& store, const Options& options) : store_(store), options_(options) {
+  if (!options.schema_directory.empty()) validator_ = std::make_unique<Validator>(options.schema_directory);
+}
 
 std::string Service::Envelope(const std::string& body) const {
   const ServerVersionRow& row = ServerVersionOf(store_.server_version);
@@ -81,6 +104,7 @@ SoapReply Service::MessageReply(const std::string& operation, const EwsError& er
 
 SoapRequest Service::Read(std::string_view body) const {
   SoapRequest request;
+  request.bytes = body;
   Element root;
   try {
     root = ParseXml(body);
@@ -116,6 +140,8 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
     return *request.refusal;
   }
   std::string body;
+  // Looked at before the store is locked, since it takes its time with large requests.
+  const std::optional<SchemaViolation> violation = validator_ ? validator_->Check(request.bytes) : std::nullopt;
   try {
     const std::lock_guard lock(store_.mutex);
     Context context{store_, options_, user, store_.ByAddress(user.smtp_address), kExchange2007};
@@ -134,13 +160,24 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
       context.home = mailbox;
     }
     const Operation operation = FindOperation(request.operation, context.version);
+    if (operation == nullptr && violation) throw SchemaViolation(*violation);
     if (operation == nullptr)
       throw SchemaViolation("Could not find schema information for the element '" +
                                 std::string(SpaceUri(request.method.space)) + ":" + request.method.name + "'.",
                             request.method.line, request.method.column);
     Schema::Checker checker;
     checker.version = context.version;
-    checker.accept_departures = options_.accept_departures;
+    checker.accept_departures = options_.accept_departures && validator_ == nullptr;
+    if (violation) {
+      // Which departures these are is worth knowing although they do not pass.
+      Schema::Checker counting{context.version, true, {}};
+      try {
+        Schema::Instance().Check(request.method, counting);
+      } catch (const SchemaViolation&) {
+      }
+      departures = std::move(counting.departures);
+      throw SchemaViolation(*violation);
+    }
     Schema::Instance().Check(request.method, checker);
     Element response = operation(context, request.method);
     departures = std::move(checker.departures);
@@ -148,7 +185,10 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
     WriteXml(response, body);
   } catch (const SchemaViolation& violation) {
     refused = true;
-    return ViolationReply(violation.what(), violation.line, violation.column);
+    unsigned line = violation.line;
+    unsigned column = violation.column;
+    MoveToName(request.bytes, line, column);
+    return ViolationReply(violation.what(), line, column);
   } catch (const SoapFault& fault) {
     refused = true;
     return FaultReply(fault.code, fault.what(), fault.details);

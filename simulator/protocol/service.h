@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "simulator/operations/operations.h"
+#include "simulator/protocol/validator.h"
 
 namespace velmore::simulator {
 
@@ -22,6 +23,7 @@ struct SoapRequest {
   Element header;                    // soap:Header
   Element method;                    // the operation's element
   std::optional<SoapReply> refusal;  // set when the envelope itself is refused
+  std::string_view bytes;            // the envelope as it came; belongs to whoever called Read
 };
 
 class Service {
@@ -29,7 +31,8 @@ class Service {
   Service(Store& store, const Options& options);
 
   SoapRequest Read(std::string_view body) const;
-  /// Runs an operation for a user. `departures` gets what was accepted although the schema forbids it.
+  /// Runs an operation for a user. `departures` gets what the schema forbids: what was accepted nevertheless, and what was
+  /// refused by a schema folder.
   SoapReply Execute(SoapRequest& request, const User& user, std::map<std::string, std::uint64_t>& departures,
                     bool& refused);
 
@@ -43,6 +46,7 @@ class Service {
   std::string Envelope(const std::string& body) const;
   Store& store_;
   const Options& options_;
+  std::unique_ptr<Validator> validator_;  // null without a schema folder
 };
 
 }  // namespace velmore::simulator

@@ -1,5 +1,7 @@
 #include "simulator/protocol/versions.h"
 
+#include "simulator/operations/operations.h"
+
 namespace velmore::simulator {
 
 const ServerVersionRow& ServerVersionOf(int version) {
@@ -25,6 +27,24 @@ std::string ServerVersionText(int version) {
   const ServerVersionRow& row = ServerVersionOf(version);
   return std::to_string(row.major) + "." + std::to_string(row.minor) + "." + std::to_string(row.build) + "." +
          std::to_string(row.minor_build);
+}
+
+std::string VersionGaps(const std::string& version) {
+  const int index = VersionIndex(version);
+  if (index < 0) throw OptionError("Unknown server version \"" + version + "\".");
+  std::string text;
+  const auto list = [&](const char* what, const std::vector<std::string>& names) {
+    if (names.empty()) return;
+    text += what;
+    for (std::size_t i = 0; i < names.size(); ++i) text += (i == 0 ? " " : ", ") + names[i];
+    text += '\n';
+  };
+  // What came after this version: from the same tables that the answers come from.
+  list("operations:", OperationNames(index + 1));
+  list("folders:", DistinguishedNames(index + 1));
+  list("fields:", FieldUris(index + 1));
+  if (index == kExchange2007) text += "replies that tell the version by name\n";
+  return text;
 }
 
 std::string ServerName(int) {

@@ -47,14 +47,33 @@ std::unique_ptr<AuthenticationScheme> MakeScheme(Store& store, const std::string
 
 }  // namespace
 
-Authenticator::Authenticator(Store& store, const std::vector<std::string>& schemes) {
-  for (const std::string& name : schemes) schemes_.push_back(MakeScheme(store, name));
+Authenticator::Authenticator(Store& store, const std::vector<std::string>& schemes) : store_(store) {
+  SetSchemes(schemes);
+}
+
+void Authenticator::SetSchemes(const std::vector<std::string>& schemes) {
+  auto made = std::make_shared<Schemes>();
+  for (const std::string& name : schemes) made->push_back(MakeScheme(store_, name));
+  const std::lock_guard lock(mutex_);
+  schemes_ = std::move(made);
+}
+
+std::shared_ptr<const Authenticator::Schemes> Authenticator::Current() const {
+  const std::lock_guard lock(mutex_);
+  return schemes_;
+}
+
+std::vector<std::string> Authenticator::Challenges() const {
+  std::vector<std::string> challenges;
+  for (const auto& scheme : *Current()) challenges.push_back(scheme->Challenge());
+  return challenges;
 }
 
 Authenticator::Result Authenticator::Check(const HttpRequest& request, ConnectionState& connection) {
   Result result;
   const std::string* header = request.Header("Authorization");
-  for (const auto& scheme : schemes_) {
+  const std::shared_ptr<const Schemes> schemes = Current();
+  for (const auto& scheme : *schemes) {
     if (header != nullptr) {
       const std::size_t blank = std::min(header->find(' '), header->size());
       if (SameText(header->substr(0, blank), scheme->Name())) {

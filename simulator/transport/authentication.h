@@ -3,6 +3,7 @@
 // Who is asking? One object per scheme; a new scheme is a new class and a line in MakeScheme.
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,9 +33,16 @@ class Authenticator {
     std::vector<std::string> challenges;  // when there is no user
   };
   Result Check(const HttpRequest& request, ConnectionState& connection);
+  /// What is offered to somebody who does not say who he is.
+  std::vector<std::string> Challenges() const;
+  void SetSchemes(const std::vector<std::string>& schemes);
 
  private:
-  std::vector<std::unique_ptr<AuthenticationScheme>> schemes_;
+  using Schemes = std::vector<std::unique_ptr<AuthenticationScheme>>;
+  std::shared_ptr<const Schemes> Current() const;
+  Store& store_;
+  mutable std::mutex mutex_;  // protects the pointer; requests under way keep the schemes that they began with
+  std::shared_ptr<const Schemes> schemes_;
 };
 
 }  // namespace velmore::simulator

@@ -3,6 +3,7 @@
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
+#include <atomic>
 
 namespace velmore::simulator {
 
@@ -107,7 +108,7 @@ std::string Authority::RevocationList() const {
 Identity Authority::Issue(simulator::Certificate kind) const {
   using enum simulator::Certificate;
   const Key key = MakeKey();
-  static long next_serial = 1000;
+  static std::atomic<long> next_serial = 1000;
   const long serial = kind == kRevoked ? kRevokedSerial : ++next_serial;
   const long from = kind == kExpired ? -30 * kDay : kind == kNotYetValid ? 30 * kDay : -kDay;
   const long until = kind == kExpired ? -kDay : 365 * kDay;

@@ -20,7 +20,9 @@ std::string Moved(const std::string& html) {
         content->Read(bytes.data(), bytes.size());
         images += name.utf8() + "|" + type.utf8() + "|" + bytes + ";";
       });
-  if (!changed) EXPECT_EQ(output, "untouched");
+  if (!changed) {
+    EXPECT_EQ(output, "untouched");
+  }
   return changed ? images + output : images + "-";
 }
 
@@ -30,7 +32,8 @@ TEST(InlineImages, DataIsMoved) {
 }
 
 TEST(InlineImages, TheTypeEndsAtItsFirstSemicolon) {
-  EXPECT_EQ(Moved("<p><img src=\"data:image/png;charset=x;base64,YQ==\">"), "_inlineImg0|image/png|a;<p><img src=\"cid:_inlineImg0\">");
+  EXPECT_EQ(Moved("<p><img src=\"data:image/png;charset=x;base64,YQ==\">"),
+            "_inlineImg0|image/png|a;<p><img src=\"cid:_inlineImg0\">");
   EXPECT_EQ(Moved("<p><img src=\"data:image/gif,YQ==\">"), "_inlineImg0|image/gif|a;<p><img src=\"cid:_inlineImg0\">");
   EXPECT_EQ(Moved("<p><img src=\"data:,YQ==\">"), "_inlineImg0||a;<p><img src=\"cid:_inlineImg0\">");
 }
@@ -53,7 +56,8 @@ TEST(InlineImages, BlanksAreNoPartOfTheAttributesName) {
 TEST(InlineImages, AnAttributeWithAnSInFrontHidesTheSource) {
   EXPECT_EQ(Moved("<p><img class=\"c\" src=\"data:a,YQ==\">"), "-");
   EXPECT_EQ(Moved("<p><img style=\"s\" src=\"data:a,YQ==\">"), "-");
-  EXPECT_EQ(Moved("<p><img alt=\"\" src=\"data:a,YQ==\">"), "_inlineImg0|a|a;<p><img alt=\"\" src=\"cid:_inlineImg0\">");
+  EXPECT_EQ(Moved("<p><img alt=\"\" src=\"data:a,YQ==\">"),
+            "_inlineImg0|a|a;<p><img alt=\"\" src=\"cid:_inlineImg0\">");
 }
 
 // Only double quotes. Meant so.
@@ -69,7 +73,8 @@ TEST(InlineImages, APictureAtTheVeryBeginningIsLeftAlone) {
 }
 
 TEST(InlineImages, OtherSchemesStay) {
-  for (const char* source : {"http://x/a.png", "https://x/a.png", "cid:_inlineImg0", "a.png", "", "DATA:a,YQ==", "File:/x"}) {
+  for (const char* source :
+       {"http://x/a.png", "https://x/a.png", "cid:_inlineImg0", "a.png", "", "DATA:a,YQ==", "File:/x"}) {
     EXPECT_EQ(Moved(std::string("<p><img src=\"") + source + "\">"), "-") << source;
   }
 }
@@ -79,8 +84,9 @@ TEST(InlineImages, OtherTagsStay) {
 }
 
 TEST(InlineImages, WhatIsCutShortIsNoFailure) {
-  for (const char* html : {"", "<", "<p", "<p><img", "<p><img ", "<p><img s", "<p><img src", "<p><img src=", "<p><img src=\"",
-                           "<p><img src=\"data", "<p><img src=\"file", "<p><img src=\"file:", "<p><img src=\"x:", "<p><img alt>"}) {
+  for (const char* html :
+       {"", "<", "<p", "<p><img", "<p><img ", "<p><img s", "<p><img src", "<p><img src=", "<p><img src=\"",
+        "<p><img src=\"data", "<p><img src=\"file", "<p><img src=\"file:", "<p><img src=\"x:", "<p><img alt>"}) {
     EXPECT_EQ(Moved(html), "-") << html;
   }
 }
@@ -103,7 +109,8 @@ class InlineImageFiles : public ::testing::Test {
     std::ofstream(FFolder / "pic.png") << "PNG";
   }
   ~InlineImageFiles() override { std::filesystem::remove_all(FFolder); }
-  std::filesystem::path FFolder = std::filesystem::temp_directory_path() / ("velmore-img-" + std::to_string(::getpid()));
+  std::filesystem::path FFolder =
+      std::filesystem::temp_directory_path() / ("velmore-img-" + std::to_string(::getpid()));
 };
 
 TEST_F(InlineImageFiles, AFileIsMovedHoweverManySlashes) {
@@ -115,7 +122,8 @@ TEST_F(InlineImageFiles, AFileIsMovedHoweverManySlashes) {
 }
 
 TEST_F(InlineImageFiles, AMissingFileStaysWithoutAWord) {
-  const std::string there = "file://" + FFolder.string() + "/pic.png", missing = "file://" + FFolder.string() + "/none.png";
+  const std::string there = "file://" + FFolder.string() + "/pic.png",
+                    missing = "file://" + FFolder.string() + "/none.png";
   EXPECT_EQ(Moved("<p><img src=\"" + there + "\"><img src=\"" + missing + "\"></p>"),
             "_inlineImg0|image/png|PNG;<p><img src=\"cid:_inlineImg0\"><img src=\"" + missing + "\"></p>");
   // It takes no number.

@@ -35,9 +35,9 @@ class SOAPFailures : public SOAPTest {
 };
 
 std::string Fault(const std::string& code, const std::string& text, const std::string& detail = {}) {
-  return Reply("500 Internal Server Error",
-               Envelope("<s:Fault><faultcode xmlns:a=\"" + std::string(kTypes) + "\">" + code +
-                        "</faultcode><faultstring xml:lang=\"en-US\">" + text + "</faultstring>" + detail + "</s:Fault>"));
+  return Reply("500 Internal Server Error", Envelope("<s:Fault><faultcode xmlns:a=\"" + std::string(kTypes) + "\">" +
+                                                     code + "</faultcode><faultstring xml:lang=\"en-US\">" + text +
+                                                     "</faultstring>" + detail + "</s:Fault>"));
 }
 
 std::string Detail(const std::string& code, const std::string& rest = {}) {
@@ -84,10 +84,10 @@ TEST_F(SOAPFailures, StatusesWithoutAnEnvelope) {
 }
 
 TEST_F(SOAPFailures, RedirectIsNotFollowedButTold) {
-  ExpectStatus("HTTP/1.1 302 Found\r\nLocation: https://login.example.com/owa?token=secret\r\nContent-Length: 0\r\n\r\n",
-               302,
-               "The server answered \"302 Found\" with an empty body instead of a SOAP envelope. It points to "
-               "\"https://login.example.com/owa\".");
+  ExpectStatus(
+      "HTTP/1.1 302 Found\r\nLocation: https://login.example.com/owa?token=secret\r\nContent-Length: 0\r\n\r\n", 302,
+      "The server answered \"302 Found\" with an empty body instead of a SOAP envelope. It points to "
+      "\"https://login.example.com/owa\".");
 }
 
 TEST_F(SOAPFailures, EnvelopeWithARefusingStatusAndNoFault) {
@@ -100,8 +100,9 @@ TEST_F(SOAPFailures, EnvelopeWithARefusingStatusAndNoFault) {
 TEST_F(SOAPFailures, RefusedCredentialsNameOfferedAndTriedSchemes) {
   HTTP->GetCredentials().SetUserName("ann");
   HTTP->GetCredentials().SetPassword("wrong-password");
-  const std::string refusal = "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest realm=\"x\"\r\n"
-                              "WWW-Authenticate: Basic realm=\"x\"\r\nContent-Length: 0\r\n\r\n";
+  const std::string refusal =
+      "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Digest realm=\"x\"\r\n"
+      "WWW-Authenticate: Basic realm=\"x\"\r\nContent-Length: 0\r\n\r\n";
   Server.Then(refusal);
   Expect<EVqHTTPApiException>(refusal, [](const EVqHTTPApiException& failure) {
     EXPECT_EQ(failure.GetNumber(), 12015u);
@@ -111,43 +112,47 @@ TEST_F(SOAPFailures, RefusedCredentialsNameOfferedAndTriedSchemes) {
 }
 
 TEST_F(SOAPFailures, RefusalWithoutCredentialsSaysSo) {
-  Expect<EVqHTTPApiException>("HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Basic realm=\"x\"\r\nContent-Length: 0\r\n\r\n",
-                              [](const EVqHTTPApiException& failure) {
-                                EXPECT_EQ(failure.GetNumber(), 12015u);
-                                EXPECT_STREQ(failure.what(),
-                                             "The server refused the credentials; it offers Basic, none was tried. No "
-                                             "user name is set.");
-                              });
+  Expect<EVqHTTPApiException>(
+      "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Basic realm=\"x\"\r\nContent-Length: 0\r\n\r\n",
+      [](const EVqHTTPApiException& failure) {
+        EXPECT_EQ(failure.GetNumber(), 12015u);
+        EXPECT_STREQ(failure.what(),
+                     "The server refused the credentials; it offers Basic, none was tried. No "
+                     "user name is set.");
+      });
 }
 
 TEST_F(SOAPFailures, RefusalThatOffersNothing) {
-  Expect<EVqHTTPApiException>("HTTP/1.1 401 Unauthorized\r\nContent-Length: 0\r\n\r\n",
-                              [](const EVqHTTPApiException& failure) {
-                                EXPECT_EQ(failure.GetNumber(), 12015u);
-                                EXPECT_TRUE(failure.Message().StartsWith(
-                                    u"The server refused the credentials and offered no authentication scheme, none was "
-                                    u"tried."))
-                                    << failure.what();
-                              });
+  Expect<EVqHTTPApiException>(
+      "HTTP/1.1 401 Unauthorized\r\nContent-Length: 0\r\n\r\n", [](const EVqHTTPApiException& failure) {
+        EXPECT_EQ(failure.GetNumber(), 12015u);
+        EXPECT_TRUE(failure.Message().StartsWith(
+            u"The server refused the credentials and offered no authentication scheme, none was "
+            u"tried."))
+            << failure.what();
+      });
 }
 
 TEST_F(SOAPFailures, ProxyThatRefuses) {
   Expect<EVqHTTPApiException>(
-      "HTTP/1.1 407 Proxy Authentication Required\r\nProxy-Authenticate: Basic realm=\"x\"\r\nContent-Length: 0\r\n\r\n",
+      "HTTP/1.1 407 Proxy Authentication Required\r\nProxy-Authenticate: Basic realm=\"x\"\r\nContent-Length: "
+      "0\r\n\r\n",
       [](const EVqHTTPApiException& failure) {
         EXPECT_EQ(failure.GetNumber(), 12015u);
-        EXPECT_TRUE(failure.Message().StartsWith(u"The proxy refused the credentials; it offers Basic")) << failure.what();
+        EXPECT_TRUE(failure.Message().StartsWith(u"The proxy refused the credentials; it offers Basic"))
+            << failure.what();
       });
 }
 
 // ---- Damage
 
 TEST_F(SOAPFailures, EnvelopeThatIsNotWellFormedIsToldWithItsPlace) {
-  Expect<EVqXMLError>(Reply("200 OK", "<s:Envelope xmlns:s=\"" + std::string(kSoap11) + "\">\n<s:Body><m:R></s:Body></s:Envelope>"),
-                      [](const EVqXMLError& failure) {
-                        EXPECT_EQ(failure.GetLine(), 2);
-                        EXPECT_GT(failure.GetColumn(), 1);
-                      });
+  Expect<EVqXMLError>(
+      Reply("200 OK", "<s:Envelope xmlns:s=\"" + std::string(kSoap11) + "\">\n<s:Body><m:R></s:Body></s:Envelope>"),
+      [](const EVqXMLError& failure) {
+        EXPECT_EQ(failure.GetLine(), 2);
+        EXPECT_GT(failure.GetColumn(), 1);
+      });
 }
 
 TEST_F(SOAPFailures, EnvelopeThatEndsWithItsConnectionIsCutShort) {
@@ -169,25 +174,27 @@ TEST_F(SOAPFailures, ReplyShorterThanItSaidIsAFailureOfTheTransport) {
 }
 
 TEST_F(SOAPFailures, ForbiddenCharactersDoNotLoseAReply) {
-  Server.Then(Reply("200 OK", Envelope("<m:R>a&#x1F;b\x0B" "c</m:R>")));
+  Server.Then(Reply("200 OK", Envelope("<m:R>a&#x1F;b\x0B"
+                                       "c</m:R>")));
   EXPECT_EQ(Ask()->GetResponse().GetText(), u"a\uFFFDb\uFFFDc");
 }
 
 // ---- Faults
 
 TEST_F(SOAPFailures, FaultTellsEverythingThatTheServerSaid) {
-  Expect<EVqSOAPFault>(Fault("a:ErrorSchemaValidation", "The request failed schema validation.",
-                             Detail("ErrorSchemaValidation", "<e:Message xmlns:e=\"" + std::string(kErrors) + "\">m</e:Message>")),
-                       [](const EVqSOAPFault& fault) {
-                         EXPECT_STREQ(fault.what(), "The request failed schema validation. (ErrorSchemaValidation)");
-                         EXPECT_EQ(fault.FaultCode(), "a:ErrorSchemaValidation");
-                         EXPECT_EQ(fault.FaultString(), "The request failed schema validation.");
-                         EXPECT_EQ(fault.ResponseCode(), "ErrorSchemaValidation");
-                         EXPECT_TRUE(fault.Detail().Contains(u">m</e:Message>")) << fault.Detail();
-                         EXPECT_EQ(fault.BackOffMilliseconds(), 0);
-                         EXPECT_EQ(fault.HTTPStatus(), 500);
-                         EXPECT_FALSE(dynamic_cast<const EVqServerBusy*>(&fault));
-                       });
+  Expect<EVqSOAPFault>(
+      Fault("a:ErrorSchemaValidation", "The request failed schema validation.",
+            Detail("ErrorSchemaValidation", "<e:Message xmlns:e=\"" + std::string(kErrors) + "\">m</e:Message>")),
+      [](const EVqSOAPFault& fault) {
+        EXPECT_STREQ(fault.what(), "The request failed schema validation. (ErrorSchemaValidation)");
+        EXPECT_EQ(fault.FaultCode(), "a:ErrorSchemaValidation");
+        EXPECT_EQ(fault.FaultString(), "The request failed schema validation.");
+        EXPECT_EQ(fault.ResponseCode(), "ErrorSchemaValidation");
+        EXPECT_TRUE(fault.Detail().Contains(u">m</e:Message>")) << fault.Detail();
+        EXPECT_EQ(fault.BackOffMilliseconds(), 0);
+        EXPECT_EQ(fault.HTTPStatus(), 500);
+        EXPECT_FALSE(dynamic_cast<const EVqServerBusy*>(&fault));
+      });
 }
 
 TEST_F(SOAPFailures, FaultWithoutDetailNamesItsOwnCode) {
@@ -214,14 +221,14 @@ TEST_F(SOAPFailures, FaultWithStatus200IsAFault) {
 }
 
 TEST_F(SOAPFailures, FirstOfTwoFaultsIsTold) {
-  Expect<EVqSOAPFault>(
-      Reply("500 Internal Server Error", Envelope("<s:Fault><faultcode>s:One</faultcode><faultstring>First</faultstring></s:Fault>"
-                                                  "<s:Fault><faultcode>s:Two</faultcode><faultstring>Second</faultstring>" +
-                                                  Detail("ErrorTwo") + "</s:Fault>")),
-      [](const EVqSOAPFault& fault) {
-        EXPECT_STREQ(fault.what(), "First (s:One)");
-        EXPECT_EQ(fault.ResponseCode(), "");
-      });
+  Expect<EVqSOAPFault>(Reply("500 Internal Server Error",
+                             Envelope("<s:Fault><faultcode>s:One</faultcode><faultstring>First</faultstring></s:Fault>"
+                                      "<s:Fault><faultcode>s:Two</faultcode><faultstring>Second</faultstring>" +
+                                      Detail("ErrorTwo") + "</s:Fault>")),
+                       [](const EVqSOAPFault& fault) {
+                         EXPECT_STREQ(fault.what(), "First (s:One)");
+                         EXPECT_EQ(fault.ResponseCode(), "");
+                       });
 }
 
 TEST_F(SOAPFailures, FaultBesideAResponseCounts) {
@@ -232,10 +239,11 @@ TEST_F(SOAPFailures, FaultBesideAResponseCounts) {
 TEST_F(SOAPFailures, FaultOfSOAP12) {
   Expect<EVqSOAPFault>(
       Reply("500 Internal Server Error",
-            Envelope("<s:Fault><s:Code><s:Value>s:Sender</s:Value><s:Subcode><s:Value>a:Sub</s:Value></s:Subcode></s:Code>"
-                     "<s:Reason><s:Text xml:lang=\"en\">Human text</s:Text></s:Reason><s:Detail><e:ResponseCode xmlns:e=\"" +
-                         std::string(kErrors) + "\">ErrorItemNotFound</e:ResponseCode></s:Detail></s:Fault>",
-                     kSoap12)),
+            Envelope(
+                "<s:Fault><s:Code><s:Value>s:Sender</s:Value><s:Subcode><s:Value>a:Sub</s:Value></s:Subcode></s:Code>"
+                "<s:Reason><s:Text xml:lang=\"en\">Human text</s:Text></s:Reason><s:Detail><e:ResponseCode xmlns:e=\"" +
+                    std::string(kErrors) + "\">ErrorItemNotFound</e:ResponseCode></s:Detail></s:Fault>",
+                kSoap12)),
       [](const EVqSOAPFault& fault) {
         EXPECT_EQ(fault.FaultCode(), "s:Sender");
         EXPECT_EQ(fault.FaultString(), "Human text");
@@ -262,8 +270,9 @@ class BusyServer : public SOAPFailures {
 };
 
 TEST_F(BusyServer, FaultWithAHint) {
-  const std::string answer = Fault("a:ErrorServerBusy", "The server cannot service this request right now. Try again later.",
-                                   Detail("ErrorServerBusy", BackOff("297749")));
+  const std::string answer =
+      Fault("a:ErrorServerBusy", "The server cannot service this request right now. Try again later.",
+            Detail("ErrorServerBusy", BackOff("297749")));
   ExpectBusy(answer, 297749, "The server cannot service this request right now. Try again later. (ErrorServerBusy)");
   Expect<EVqSOAPFault>(answer, [](const EVqSOAPFault& fault) { EXPECT_EQ(fault.BackOffMilliseconds(), 297749); });
 }
@@ -271,7 +280,8 @@ TEST_F(BusyServer, FaultWithAHint) {
 TEST_F(BusyServer, FaultWithoutAHintOrWithASenselessOne) {
   ExpectBusy(Fault("a:ErrorServerBusy", "Busy."), 0, "Busy. (a:ErrorServerBusy)");
   for (const char* hint : {"", "soon", "-5", "99999999999"})
-    ExpectBusy(Fault("a:ErrorServerBusy", "Busy.", Detail("ErrorServerBusy", BackOff(hint))), 0, "Busy. (ErrorServerBusy)");
+    ExpectBusy(Fault("a:ErrorServerBusy", "Busy.", Detail("ErrorServerBusy", BackOff(hint))), 0,
+               "Busy. (ErrorServerBusy)");
 }
 
 TEST_F(BusyServer, HintOfAnotherFaultIsTold) {
@@ -283,15 +293,17 @@ TEST_F(BusyServer, HintOfAnotherFaultIsTold) {
 }
 
 TEST_F(BusyServer, Status503WithRetryAfter) {
-  ExpectBusy("HTTP/1.1 503 Service Unavailable\r\nRetry-After: 120\r\nContent-Length: 0\r\n\r\n", 120000,
-             "The server answered \"503 Service Unavailable\" with an empty body instead of a SOAP envelope. It asks to be "
-             "left alone for 120 seconds.");
+  ExpectBusy(
+      "HTTP/1.1 503 Service Unavailable\r\nRetry-After: 120\r\nContent-Length: 0\r\n\r\n", 120000,
+      "The server answered \"503 Service Unavailable\" with an empty body instead of a SOAP envelope. It asks to be "
+      "left alone for 120 seconds.");
 }
 
 TEST_F(BusyServer, Status429WithRetryAfter) {
-  ExpectBusy("HTTP/1.1 429 Too Many Requests\r\nRetry-After: 7\r\nContent-Length: 0\r\n\r\n", 7000,
-             "The server answered \"429 Too Many Requests\" with an empty body instead of a SOAP envelope. It asks to be "
-             "left alone for 7 seconds.");
+  ExpectBusy(
+      "HTTP/1.1 429 Too Many Requests\r\nRetry-After: 7\r\nContent-Length: 0\r\n\r\n", 7000,
+      "The server answered \"429 Too Many Requests\" with an empty body instead of a SOAP envelope. It asks to be "
+      "left alone for 7 seconds.");
 }
 
 TEST_F(BusyServer, StatusWithoutRetryAfter) {
@@ -327,19 +339,20 @@ TEST(RetryAfter, LongTimesAreCutAtWhatTheNumberHolds) {
 }
 
 TEST(RetryAfter, NonsenseIsNoHint) {
-  for (const char* text : {"", "soon", "-1", "1.5", "12x", "Sun, 06 Foo 1994 08:49:37 GMT", "Sun, 99 Nov 1994 08:49:37 GMT",
-                           "Sunday, 06-Nov-94 08:49:37 GMT", "99999999999999999999999"})
+  for (const char* text :
+       {"", "soon", "-1", "1.5", "12x", "Sun, 06 Foo 1994 08:49:37 GMT", "Sun, 99 Nov 1994 08:49:37 GMT",
+        "Sunday, 06-Nov-94 08:49:37 GMT", "99999999999999999999999"})
     EXPECT_EQ(VqRetryAfter(text, "Sun, 06 Nov 1994 08:49:37 GMT"), 0) << text;
 }
 
 TEST(Envelopes, AreToldFromOtherBytesByTheirFirstElement) {
-  for (const char* bytes :
-       {"<Envelope>", "<s:Envelope xmlns:s=\"x\">", "\xEF\xBB\xBF<?xml version=\"1.0\"?>\r\n<!-- a --> <SOAP-ENV:envelope\n a=\"b\">",
-        "<s:Envelope/>", "<s:Envelope"})
+  for (const char* bytes : {"<Envelope>", "<s:Envelope xmlns:s=\"x\">",
+                            "\xEF\xBB\xBF<?xml version=\"1.0\"?>\r\n<!-- a --> <SOAP-ENV:envelope\n a=\"b\">",
+                            "<s:Envelope/>", "<s:Envelope"})
     EXPECT_TRUE(VqLooksLikeEnvelope(bytes)) << bytes;
   EXPECT_TRUE(VqLooksLikeEnvelope(std::string_view("\xFF\xFE<\0s\0:\0E\0n\0v\0e\0l\0o\0p\0e\0>\0", 26)));
-  for (const char* bytes : {"", " ", "Envelope", "<html><Envelope>", "<!-- <Envelope> ", "<?xml ", "<Enveloped>", "<!DOCTYPE html>",
-                            "{\"Envelope\":1}"})
+  for (const char* bytes : {"", " ", "Envelope", "<html><Envelope>", "<!-- <Envelope> ", "<?xml ", "<Enveloped>",
+                            "<!DOCTYPE html>", "{\"Envelope\":1}"})
     EXPECT_FALSE(VqLooksLikeEnvelope(bytes)) << bytes;
 }
 

@@ -120,11 +120,11 @@ TEST_F(SOAPRequest, FactoryIsNotAskedForARefusal) {
       .Then(Reply("200 OK", "<html/>"));
   TVqRef<IVqSOAPResponse> response;
   const auto send = [&] {
-    SOAP.CreateRequest("m:GetItem", "")->Send(response, TVqSOAPSendKind::synchronous,
-                                              [](std::string, const string&) -> TVqRef<TVqSOAPResponse> {
-                                                ADD_FAILURE() << "asked";
-                                                return {};
-                                              });
+    SOAP.CreateRequest("m:GetItem", "")
+        ->Send(response, TVqSOAPSendKind::synchronous, [](std::string, const string&) -> TVqRef<TVqSOAPResponse> {
+          ADD_FAILURE() << "asked";
+          return {};
+        });
   };
   EXPECT_THROW(send(), EVqSOAPFault);
   EXPECT_THROW(send(), EVqHTTPException);
@@ -148,17 +148,17 @@ TEST_F(SOAPRequest, ClientThatWentAwayIsNoticed) {
     request = client.CreateRequest("m:GetItem", "");
   }
   TVqRef<IVqSOAPResponse> response;
-  ExpectFailure<EVqException>([&] { request->Send(response); }, [](const EVqException& failure) {
-    EXPECT_STREQ(failure.what(), "The SOAP client of this request is gone.");
-  });
+  ExpectFailure<EVqException>(
+      [&] { request->Send(response); },
+      [](const EVqException& failure) { EXPECT_STREQ(failure.what(), "The SOAP client of this request is gone."); });
   EXPECT_TRUE(request->GetMethod()) << "the message itself is still there";
 }
 
 TEST_F(SOAPRequest, HTTPClientThatWentAwayIsNoticed) {
   HTTP = nullptr;
-  ExpectFailure<EVqException>([&] { Ask(); }, [](const EVqException& failure) {
-    EXPECT_STREQ(failure.what(), "The SOAP client has no HTTP client.");
-  });
+  ExpectFailure<EVqException>(
+      [&] { Ask(); },
+      [](const EVqException& failure) { EXPECT_STREQ(failure.what(), "The SOAP client has no HTTP client."); });
   EXPECT_THROW(SOAP.GetCredentials(), EVqException);
 }
 

@@ -10,10 +10,11 @@ TVqRef<TVqSOAPResponse> Read(std::string bytes, const string& name = {}) {
 }
 
 TEST(SOAPResponse, PrefixesOfTheTwoNamespacesAreSettled) {
-  const auto response = Read("<s:Envelope xmlns:s=\"" + std::string(kSoap11) + "\"><s:Body><GetItemResponse xmlns=\"" +
-                             kMessages + "\" xmlns:q=\"" + kTypes +
-                             "\"><Items><q:Message><q:Subject>x</q:Subject></q:Message></Items></GetItemResponse></s:Body>"
-                             "</s:Envelope>");
+  const auto response =
+      Read("<s:Envelope xmlns:s=\"" + std::string(kSoap11) + "\"><s:Body><GetItemResponse xmlns=\"" + kMessages +
+           "\" xmlns:q=\"" + kTypes +
+           "\"><Items><q:Message><q:Subject>x</q:Subject></q:Message></Items></GetItemResponse></s:Body>"
+           "</s:Envelope>");
   const IVqDOMElement message =
       response->GetResponse().SelectSingleElement("m:Items/t:Message", TVqDOMSelectOptions(1));
   EXPECT_EQ(message.GetFirstChildElement().GetQualifiedName(), "t:Subject");
@@ -21,9 +22,8 @@ TEST(SOAPResponse, PrefixesOfTheTwoNamespacesAreSettled) {
 }
 
 TEST(SOAPResponse, ServerThatUsesOurPrefixesTheOtherWayRoundIsUnderstood) {
-  const auto response =
-      Read("<s:Envelope xmlns:s=\"" + std::string(kSoap11) + "\" xmlns:t=\"" + kMessages + "\" xmlns:m=\"" + kTypes +
-           "\"><s:Body><t:R><m:Subject/></t:R></s:Body></s:Envelope>");
+  const auto response = Read("<s:Envelope xmlns:s=\"" + std::string(kSoap11) + "\" xmlns:t=\"" + kMessages +
+                             "\" xmlns:m=\"" + kTypes + "\"><s:Body><t:R><m:Subject/></t:R></s:Body></s:Envelope>");
   EXPECT_EQ(response->GetResponse().GetQualifiedName(), "m:R");
   EXPECT_EQ(response->GetResponse().GetFirstChildElement().GetQualifiedName(), "t:Subject");
 }
@@ -43,15 +43,15 @@ TEST(SOAPResponse, NamedResponseIsTakenElseTheFirst) {
   EXPECT_EQ(Read(bytes)->GetResponse().GetLocalName(), "First");
   EXPECT_EQ(Read(bytes, "Second")->GetResponse().GetLocalName(), "Second");
   EXPECT_EQ(Read(bytes, "m:Second")->GetResponse().GetLocalName(), "Second");
-  ExpectFailure<EVqException>([&] { Read(bytes, "m:Third")->GetResponse(); }, [](const EVqException& failure) {
-    EXPECT_STREQ(failure.what(), "The reply holds no \"m:Third\".");
-  });
+  ExpectFailure<EVqException>(
+      [&] { Read(bytes, "m:Third")->GetResponse(); },
+      [](const EVqException& failure) { EXPECT_STREQ(failure.what(), "The reply holds no \"m:Third\"."); });
 }
 
 TEST(SOAPResponse, EmptyBodyHasNoResponse) {
-  ExpectFailure<EVqException>([] { Read(Envelope(""))->GetResponse(); }, [](const EVqException& failure) {
-    EXPECT_STREQ(failure.what(), "The body of the reply is empty.");
-  });
+  ExpectFailure<EVqException>(
+      [] { Read(Envelope(""))->GetResponse(); },
+      [](const EVqException& failure) { EXPECT_STREQ(failure.what(), "The body of the reply is empty."); });
 }
 
 TEST(SOAPResponse, HeaderMayBeMissing) {
@@ -81,10 +81,11 @@ TEST(SOAPResponse, HandlesOutliveIt) {
 }
 
 TEST(SOAPResponse, DamageIsToldWithItsPlace) {
-  ExpectFailure<EVqXMLError>([] { Read("<s:Envelope>\n<s:Body></s:Envelope>"); }, [](const EVqXMLError& failure) {
-    EXPECT_EQ(failure.GetLine(), 2);
-    EXPECT_GT(failure.GetColumn(), 1);
-  });
+  ExpectFailure<EVqXMLError>([] { Read("<s:Envelope>\n<s:Body></s:Envelope>"); },
+                             [](const EVqXMLError& failure) {
+                               EXPECT_EQ(failure.GetLine(), 2);
+                               EXPECT_GT(failure.GetColumn(), 1);
+                             });
 }
 
 }  // namespace

@@ -60,8 +60,8 @@ bool Listens(std::uint16_t port) {
 }
 
 // Starts a program with its output in a file. What it is to know of the environment comes on top of ours.
-pid_t Spawn(const std::vector<std::string>& command, const std::vector<std::pair<std::string, std::string>>& environment,
-            const std::string& output) {
+pid_t Spawn(const std::vector<std::string>& command,
+            const std::vector<std::pair<std::string, std::string>>& environment, const std::string& output) {
   // Everything that takes memory is done before the fork: other threads may hold the heap's lock.
   std::vector<std::string> texts;
   for (char** entry = environ; *entry; ++entry) texts.emplace_back(*entry);
@@ -178,9 +178,8 @@ TestRealm::TestRealm() {
     FServer = Spawn({"/usr/sbin/krb5kdc", "-n"},
                     {{"KRB5_CONFIG", ConfigFile()}, {"KRB5_KDC_PROFILE", FFolder.PathOf("kdc.conf")}},
                     FFolder.PathOf("out.log"));
-    WaitFor([&] {
-      return Ended(FServer) || FFolder.Read("kdc.log").find("commencing operation") != std::string::npos;
-    });
+    WaitFor(
+        [&] { return Ended(FServer) || FFolder.Read("kdc.log").find("commencing operation") != std::string::npos; });
     if (FServer >= 0) return;
   }
   throw std::runtime_error("the ticket server does not start: " + FFolder.Read("out.log") + FFolder.Read("kdc.log"));
@@ -200,8 +199,9 @@ std::vector<std::pair<std::string, std::string>> TestRealm::ClientEnvironment() 
 
 std::vector<std::pair<std::string, std::string>> TestRealm::NoRealm(const TestFolder& folder) {
   const std::string file = folder.Write(
-      "norealm.conf", "[libdefaults]\n default_realm = NOWHERE.INVALID\n dns_lookup_kdc = false\n dns_lookup_realm = false\n"
-                      " dns_canonicalize_hostname = false\n rdns = false\n");
+      "norealm.conf",
+      "[libdefaults]\n default_realm = NOWHERE.INVALID\n dns_lookup_kdc = false\n dns_lookup_realm = false\n"
+      " dns_canonicalize_hostname = false\n rdns = false\n");
   return {{"KRB5_CONFIG", file}, {"KRB5CCNAME", "FILE:" + folder.PathOf("tickets")}};
 }
 
@@ -209,9 +209,13 @@ int TestRealm::TicketsIssued() const {
   return Occurrences(FFolder.Read("kdc.log"), " ISSUE: ");
 }
 
+int TestRealm::PasswordsRefused() const {
+  return Occurrences(FFolder.Read("kdc.log"), " PREAUTH_FAILED: ");
+}
+
 void TestRealm::Run(const std::string& command) const {
-  const std::string whole = "(export KRB5_CONFIG=" + ConfigFile() + " KRB5_KDC_PROFILE=" + FFolder.PathOf("kdc.conf") + "; " +
-                            command + ") >>" + FFolder.PathOf("out.log") + " 2>&1";
+  const std::string whole = "(export KRB5_CONFIG=" + ConfigFile() + " KRB5_KDC_PROFILE=" + FFolder.PathOf("kdc.conf") +
+                            "; " + command + ") >>" + FFolder.PathOf("out.log") + " 2>&1";
   if (std::system(whole.c_str()) != 0) throw std::runtime_error(command + ": " + FFolder.Read("out.log"));
 }
 
@@ -317,8 +321,7 @@ int TestApache::EstablishedConnections() const {
 void TestApache::RestartGracefully() {
   const int before = Occurrences(ErrorLog(), "resuming normal operations");
   kill(FServer, SIGUSR1);
-  const bool done = WaitFor([&] {
-    return Occurrences(ErrorLog(), "resuming normal operations") > before && EstablishedConnections() == 0;
-  });
+  const bool done = WaitFor(
+      [&] { return Occurrences(ErrorLog(), "resuming normal operations") > before && EstablishedConnections() == 0; });
   if (!done) throw std::runtime_error("Apache did not restart: " + ErrorLog());
 }

@@ -62,6 +62,8 @@ class TestRealm {
   std::string KeyTab() const { return FFolder.PathOf("keytab"); }
   /// Requests for tickets answered so far, "AS_REQ" and "TGS_REQ" together.
   int TicketsIssued() const;
+  /// Logons with a wrong password so far.
+  int PasswordsRefused() const;
 
   /// The environment of a client that knows no realm and asks nobody for one.
   static std::vector<std::pair<std::string, std::string>> NoRealm(const TestFolder& folder);
@@ -83,17 +85,17 @@ class TestApache {
     std::string Server;  // directives of the server
     std::string Root;    // directives of <Location "/">: how to log on, who may come in
     std::vector<std::pair<std::string, std::string>> Environment;
-    std::string Certificate, Key;  // PEM; not empty: TLS
+    std::string Certificate, Key;      // PEM; not empty: TLS
     std::vector<std::string> Modules;  // beside the usual ones: "auth_gssapi"
   };
   /// A request as the access log tells it.
   struct Request {
-    int Connection = 0;    // the client's port, which tells connections apart
+    int Connection = 0;  // the client's port, which tells connections apart
     int Status = 0;
-    std::string User;      // who it was, "-" for nobody
-    std::string Scheme;    // what stood in its Authorization header: "Negotiate", "-" for none
-    std::string Mechanism; // as the GSSAPI module tells: "Negotiate/krb5", "-" where it was not asked
-    std::string Line;      // "POST /EWS/Exchange.asmx HTTP/1.1"
+    std::string User;       // who it was, "-" for nobody
+    std::string Scheme;     // what stood in its Authorization header: "Negotiate", "-" for none
+    std::string Mechanism;  // as the GSSAPI module tells: "Negotiate/krb5", "-" where it was not asked
+    std::string Line;       // "POST /EWS/Exchange.asmx HTTP/1.1"
   };
 
   /// Raises std::runtime_error with the server's own words when it does not start.

@@ -18,8 +18,10 @@ TVqEwsAlternateId IdOf(const TVqRef<IVqEwsNonEmptyArrayOfAlternateIds>& answer, 
 class ConvertId : public SessionTest {
  protected:
   static std::string Converted(const std::string& format, const std::string& id, const std::string& mailbox) {
-    return Success("ConvertId", "<m:AlternateId xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
-                                "xsi:type=\"t:AlternateIdType\" Format=\"" + format + "\" Id=\"" + id + "\" Mailbox=\"" + mailbox + "\"/>");
+    return Success("ConvertId",
+                   "<m:AlternateId xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+                   "xsi:type=\"t:AlternateIdType\" Format=\"" +
+                       format + "\" Id=\"" + id + "\" Mailbox=\"" + mailbox + "\"/>");
   }
 };
 
@@ -34,10 +36,12 @@ TEST_F(ConvertId, GoesPastTheFrameOfOtherRequests) {
   Session.SetConnectingSID("boss@example.com");
   Server.Then(Reply("ConvertId", Converted("HexEntryId", "00AB", "ann@example.com")));
   const auto answer = Session.ConvertId(ifEwsId, "AAMk&", "ann@example.com", ifHexEntryId);
-  EXPECT_EQ(Sent(LastRequest()),
-            Expected("<t:RequestServerVersion Version=\"Exchange2007_SP1\"/>",
-                     "<m:ConvertId DestinationFormat=\"HexEntryId\"><m:SourceIds><t:AlternateId Format=\"EwsId\" Id=\"AAMk&amp;\" "
-                     "Mailbox=\"ann@example.com\"/></m:SourceIds></m:ConvertId>"))
+  EXPECT_EQ(
+      Sent(LastRequest()),
+      Expected(
+          "<t:RequestServerVersion Version=\"Exchange2007_SP1\"/>",
+          "<m:ConvertId DestinationFormat=\"HexEntryId\"><m:SourceIds><t:AlternateId Format=\"EwsId\" Id=\"AAMk&amp;\" "
+          "Mailbox=\"ann@example.com\"/></m:SourceIds></m:ConvertId>"))
       << "the version alone: no time zone, no impersonation";
   EXPECT_EQ(LastRequest().Header("X-AnchorMailbox"), "");
   EXPECT_EQ(LastRequest().Header("X-PreferServerAffinity"), "");
@@ -66,7 +70,8 @@ TEST_F(ConvertId, SeveralIdsKeepTheirOrder) {
   Server.Then(Reply("ConvertId", Converted("EwsId", "1", "a@b") + Converted("EwsId", "2", "c@d")));
   const auto answer = Session.ConvertId({{ifHexEntryId, "A", "a@b"}, {ifStoreId, "B", "c@d"}}, ifEwsId);
   EXPECT_EQ(BodyOf(LastRequest().Body),
-            "<m:ConvertId DestinationFormat=\"EwsId\"><m:SourceIds><t:AlternateId Format=\"HexEntryId\" Id=\"A\" Mailbox=\"a@b\"/>"
+            "<m:ConvertId DestinationFormat=\"EwsId\"><m:SourceIds><t:AlternateId Format=\"HexEntryId\" Id=\"A\" "
+            "Mailbox=\"a@b\"/>"
             "<t:AlternateId Format=\"StoreId\" Id=\"B\" Mailbox=\"c@d\"/></m:SourceIds></m:ConvertId>");
   ASSERT_EQ(IdsOf(answer).Count(), 2);
   EXPECT_EQ(IdOf(answer, 1).Id, "2");
@@ -83,17 +88,20 @@ TEST_F(ConvertId, NoIdsSendAnEmptyList) {
 
 TEST_F(ConvertId, FirstRefusalIsRaised) {
   LogOn();
-  Server.Then(Reply("ConvertId", Converted("EwsId", "1", "a@b") + Refusal("ConvertId", "ErrorInvalidIdMalformed", "Malformed.") +
+  Server.Then(Reply("ConvertId", Converted("EwsId", "1", "a@b") +
+                                     Refusal("ConvertId", "ErrorInvalidIdMalformed", "Malformed.") +
                                      Refusal("ConvertId", "ErrorOther", "Other.")));
-  ExpectRaised<EEWSException>([&] { Session.ConvertId({}, ifEwsId); }, [](const EEWSException& failure) {
-    EXPECT_EQ(failure.Message(), "ErrorInvalidIdMalformed (Malformed.).");
-  });
+  ExpectRaised<EEWSException>(
+      [&] { Session.ConvertId({}, ifEwsId); },
+      [](const EEWSException& failure) { EXPECT_EQ(failure.Message(), "ErrorInvalidIdMalformed (Malformed.)."); });
   ExpectUsable();
 }
 
 TEST_F(ConvertId, ReplyWithoutMessagesIsAnError) {
   LogOn();
-  Server.Then(Http("200 OK", Envelope("", "<m:ConvertIdResponse xmlns:m=\"http://schemas.microsoft.com/exchange/services/2006/messages\"/>")));
+  Server.Then(Http(
+      "200 OK",
+      Envelope("", "<m:ConvertIdResponse xmlns:m=\"http://schemas.microsoft.com/exchange/services/2006/messages\"/>")));
   EXPECT_THROW(Session.ConvertId({}, ifEwsId), EVqXMLError);
 }
 
@@ -143,7 +151,8 @@ TEST_F(ConvertIdOnAServer, SeveralAtOnce) {
 TEST_F(ConvertIdOnAServer, IdThatIsNoneIsRefused) {
   ExpectRaised<EEWSException>([&] { Session().ConvertId(ifHexEntryId, "00", kAlice, ifEwsId); },
                               [](const EEWSException& failure) {
-                                EXPECT_TRUE(failure.Message().StartsWith(u"ErrorInvalidIdMalformed (")) << failure.what();
+                                EXPECT_TRUE(failure.Message().StartsWith(u"ErrorInvalidIdMalformed ("))
+                                    << failure.what();
                               });
 }
 

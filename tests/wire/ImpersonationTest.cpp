@@ -41,7 +41,8 @@ TEST_F(Impersonation, ObjectsBelowTheStoreGoThroughIt) {
   const auto store = MakeRef<TVqEWSImpersonatedMsgStore>(&Session, "bob@example.com");
   const auto child = MakeRef<TSubscriber>(store.get(), true);
   const auto grandchild = MakeRef<TSubscriber>(child.get(), true);
-  EXPECT_EQ(HeaderOfRequest(grandchild->CreateRequest(nullptr, "m:GetItem", "")), Version() + Element("bob@example.com"));
+  EXPECT_EQ(HeaderOfRequest(grandchild->CreateRequest(nullptr, "m:GetItem", "")),
+            Version() + Element("bob@example.com"));
 }
 
 TEST_F(Impersonation, StoreWithoutAUserSendsNoHeader) {
@@ -62,7 +63,8 @@ TEST_F(Impersonation, ObjectAddsItsHeaderWithoutLooking) {
   ActAs("boss@example.com");
   const auto object = MakeRef<TSubscriber>(&Session, true);
   EXPECT_EQ(object->GetImpersonatedUser(), "");
-  EXPECT_EQ(HeaderOfRequest(object->CreateRequest(nullptr, "m:Subscribe", "")), Version() + Element("boss@example.com"));
+  EXPECT_EQ(HeaderOfRequest(object->CreateRequest(nullptr, "m:Subscribe", "")),
+            Version() + Element("boss@example.com"));
   object->SetImpersonatedUser("bob@example.com");
   EXPECT_EQ(HeaderOfRequest(object->CreateRequest(nullptr, "m:Subscribe", "")),
             Version() + Element("boss@example.com") + Element("bob@example.com"))
@@ -71,7 +73,8 @@ TEST_F(Impersonation, ObjectAddsItsHeaderWithoutLooking) {
 
 TEST_F(Impersonation, AddressIsWrittenAsText) {
   const auto store = MakeRef<TVqEWSImpersonatedMsgStore>(&Session, "a&b@example.com");
-  EXPECT_EQ(HeaderOfRequest(store->CreateRequest(nullptr, "m:GetItem", "")), Version() + Element("a&amp;b@example.com"));
+  EXPECT_EQ(HeaderOfRequest(store->CreateRequest(nullptr, "m:GetItem", "")),
+            Version() + Element("a&amp;b@example.com"));
 }
 
 // ---- Against a server that knows who may
@@ -100,9 +103,9 @@ TEST_F(ImpersonationOnAServer, ServiceOpensTheMailboxOfAUser) {
 
 TEST_F(ImpersonationOnAServer, OthersAreRefusedByAFault) {
   const auto store = Session().OpenMsgStore(kBob);
-  ExpectRaised<EVqSOAPFault>([&] { store->GetFolderId(dfininbox); }, [](const EVqSOAPFault& fault) {
-    EXPECT_EQ(fault.ResponseCode(), "ErrorImpersonateUserDenied");
-  });
+  ExpectRaised<EVqSOAPFault>(
+      [&] { store->GetFolderId(dfininbox); },
+      [](const EVqSOAPFault& fault) { EXPECT_EQ(fault.ResponseCode(), "ErrorImpersonateUserDenied"); });
   EXPECT_NO_THROW(Session().OpenDefaultMsgStore()->GetFolderId(dfininbox)) << "the session is usable";
 }
 

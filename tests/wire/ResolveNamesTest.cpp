@@ -15,8 +15,8 @@ class ResolveNames : public SessionTest {
   static std::string MailboxOf(const Candidate& candidate) {
     return "<t:Resolution><t:Mailbox><t:Name>" + candidate.Name + "</t:Name>" +
            (candidate.Address.empty() ? "" : "<t:EmailAddress>" + candidate.Address + "</t:EmailAddress>") +
-           "<t:RoutingType>" + candidate.Routing + "</t:RoutingType><t:MailboxType>" + candidate.Type + "</t:MailboxType>" +
-           candidate.Rest + "</t:Mailbox></t:Resolution>";
+           "<t:RoutingType>" + candidate.Routing + "</t:RoutingType><t:MailboxType>" + candidate.Type +
+           "</t:MailboxType>" + candidate.Rest + "</t:Mailbox></t:Resolution>";
   }
   static std::string Set(const std::vector<Candidate>& candidates) {
     std::string xml = "<m:ResolutionSet TotalItemsInView=\"" + std::to_string(candidates.size()) +
@@ -24,7 +24,9 @@ class ResolveNames : public SessionTest {
     for (const Candidate& candidate : candidates) xml += MailboxOf(candidate);
     return xml + "</m:ResolutionSet>";
   }
-  static Answer Found(const Candidate& candidate) { return Reply("ResolveNames", Success("ResolveNames", Set({candidate}))); }
+  static Answer Found(const Candidate& candidate) {
+    return Reply("ResolveNames", Success("ResolveNames", Set({candidate})));
+  }
   static Answer Several(const std::vector<Candidate>& candidates) {
     return Reply("ResolveNames",
                  "<m:ResolveNamesResponseMessage ResponseClass=\"Warning\"><m:MessageText>Multiple results were found."
@@ -43,7 +45,10 @@ class ResolveNames : public SessionTest {
   }
   /// The item id as it was written: in elements, while reading it looks for attributes.
   static string WrittenId(const TVqRef<IVqEWSRecipient>& recipient) {
-    return Supports<TVqEWSRecipient>(recipient)->AsElement().SelectSingleElement("ItemId", kSelectRequired).GetInnerXML();
+    return Supports<TVqEWSRecipient>(recipient)
+        ->AsElement()
+        .SelectSingleElement("ItemId", kSelectRequired)
+        .GetInnerXML();
   }
   static std::string Header() { return "<t:RequestServerVersion Version=\"Exchange2007_SP1\"/>"; }
 };
@@ -65,8 +70,8 @@ TEST_F(ResolveNames, SearchTellsItsScopeAndWantsEverything) {
 }
 
 TEST_F(ResolveNames, ShapeOfContactsIsAskedForFrom2010SP2On) {
-  for (const auto& [version, asked] : {std::pair{"Exchange2010_SP1", false}, std::pair{"Exchange2010_SP2", true},
-                                       std::pair{"Exchange2016", true}}) {
+  for (const auto& [version, asked] :
+       {std::pair{"Exchange2010_SP1", false}, std::pair{"Exchange2010_SP2", true}, std::pair{"Exchange2016", true}}) {
     Session.SetActive(false);
     Server.Then(ProbeAnswer({14, 0, 0, 0, version})).Then(Reply("GetServerTimeZones", Success("GetServerTimeZones")));
     Session.SetActive(true);
@@ -102,11 +107,13 @@ TEST_F(ResolveNames, AllCandidatesAreGivenInOrder) {
 }
 
 TEST_F(ResolveNames, CandidateWithoutAContactHasAnEmptyOne) {
-  Server.Then(Reply("ResolveNames",
-                    Success("ResolveNames",
-                            "<m:ResolutionSet IncludesLastItemInRange=\"false\"><t:Resolution><t:Mailbox><t:Name>Ann</t:Name></t:Mailbox>"
-                            "<t:Contact><t:DisplayName>Ann Arden</t:DisplayName></t:Contact></t:Resolution>" +
-                                MailboxOf({"Bob", "bob@example.com"}) + "</m:ResolutionSet>")));
+  Server.Then(Reply(
+      "ResolveNames",
+      Success(
+          "ResolveNames",
+          "<m:ResolutionSet IncludesLastItemInRange=\"false\"><t:Resolution><t:Mailbox><t:Name>Ann</t:Name></t:Mailbox>"
+          "<t:Contact><t:DisplayName>Ann Arden</t:DisplayName></t:Contact></t:Resolution>" +
+              MailboxOf({"Bob", "bob@example.com"}) + "</m:ResolutionSet>")));
   const auto set = Session.ResolveName("a", scContacts);
   EXPECT_FALSE(set->IncludesLastItemInRange());
   EXPECT_EQ(set->GetItem(0)->GetContact().GetDisplayName(), "Ann Arden");
@@ -114,7 +121,9 @@ TEST_F(ResolveNames, CandidateWithoutAContactHasAnEmptyOne) {
 }
 
 TEST_F(ResolveNames, CandidateWithoutAMailboxHasAnEmptyOne) {
-  Server.Then(Reply("ResolveNames", Success("ResolveNames", "<m:ResolutionSet IncludesLastItemInRange=\"1\"><t:Resolution/></m:ResolutionSet>")));
+  Server.Then(Reply(
+      "ResolveNames",
+      Success("ResolveNames", "<m:ResolutionSet IncludesLastItemInRange=\"1\"><t:Resolution/></m:ResolutionSet>")));
   const auto set = Session.ResolveName("a", scContacts);
   EXPECT_TRUE(set->IncludesLastItemInRange());
   EXPECT_EQ(set->GetItem(0)->GetRecipient().GetEmailAddress(), "");
@@ -135,12 +144,14 @@ TEST_F(ResolveNames, RecipientIsAskedForByItsAddressElseByItsName) {
     return Sent(LastRequest());
   };
   EXPECT_EQ(sent(Recipient("Ann", "ann@example.com")),
-            Expected(Header(), "<m:ResolveNames ReturnFullContactData=\"false\"><m:UnresolvedEntry>ann@example.com"
-                               "</m:UnresolvedEntry></m:ResolveNames>"))
+            Expected(Header(),
+                     "<m:ResolveNames ReturnFullContactData=\"false\"><m:UnresolvedEntry>ann@example.com"
+                     "</m:UnresolvedEntry></m:ResolveNames>"))
       << "no scope goes out";
   EXPECT_EQ(sent(Recipient("Ann")),
-            Expected(Header(), "<m:ResolveNames ReturnFullContactData=\"false\"><m:UnresolvedEntry>Ann</m:UnresolvedEntry>"
-                               "</m:ResolveNames>"));
+            Expected(Header(),
+                     "<m:ResolveNames ReturnFullContactData=\"false\"><m:UnresolvedEntry>Ann</m:UnresolvedEntry>"
+                     "</m:ResolveNames>"));
   EXPECT_EQ(sent(Recipient("")),
             Expected(Header(), "<m:ResolveNames ReturnFullContactData=\"false\"><m:UnresolvedEntry/></m:ResolveNames>"))
       << "neither address nor name";
@@ -182,8 +193,9 @@ TEST_F(ResolveNames, ReplyThatLacksSomethingLeavesTheRecipientAsItWas) {
         "<t:Name>x</t:Name><t:EmailAddress>a@b</t:EmailAddress><t:MailboxType>Mailbox</t:MailboxType>",
         "<t:Name>x</t:Name><t:RoutingType>SMTP</t:RoutingType><t:MailboxType>Mailbox</t:MailboxType>",
         "<t:Name>x</t:Name><t:EmailAddress>a@b</t:EmailAddress><t:RoutingType>SMTP</t:RoutingType>"}) {
-    Server.Then(Reply("ResolveNames", Success("ResolveNames", std::string("<m:ResolutionSet><t:Resolution><t:Mailbox>") + mailbox +
-                                                                  "</t:Mailbox></t:Resolution></m:ResolutionSet>")));
+    Server.Then(
+        Reply("ResolveNames", Success("ResolveNames", std::string("<m:ResolutionSet><t:Resolution><t:Mailbox>") +
+                                                          mailbox + "</t:Mailbox></t:Resolution></m:ResolutionSet>")));
     const auto recipient = Recipient("Ann", "ann@example.com");
     EXPECT_THROW(Session.ResolveName(recipient, false), EVqXMLError) << mailbox;
     EXPECT_EQ(recipient->GetName(), "Ann");
@@ -197,7 +209,9 @@ TEST_F(ResolveNames, ReplyThatLacksSomethingLeavesTheRecipientAsItWas) {
 }
 
 TEST_F(ResolveNames, ContactWinsOverTheDirectory) {
-  Server.Then(Several({{"Ann A", "a@example.com"}, {"Ann B", "b@example.com", "SMTP", "Contact"}, {"Ann C", "c@example.com", "SMTP", "Contact"}}));
+  Server.Then(Several({{"Ann A", "a@example.com"},
+                       {"Ann B", "b@example.com", "SMTP", "Contact"},
+                       {"Ann C", "c@example.com", "SMTP", "Contact"}}));
   const auto recipient = Recipient("ann");
   EXPECT_TRUE(Session.ResolveName(recipient, true));
   EXPECT_EQ(recipient->GetEmailAddress(), "b@example.com");
@@ -215,9 +229,10 @@ TEST_F(ResolveNames, NotFoundIsFalseOrRaises) {
   const auto recipient = Recipient("ann");
   EXPECT_FALSE(Session.ResolveName(recipient, false));
   EXPECT_EQ(recipient->GetName(), "ann");
-  ExpectRaised<EEWSException>([&] { Session.ResolveName(recipient, true); }, [](const EEWSException& failure) {
-    EXPECT_EQ(failure.Message(), "ErrorNameResolutionNoResults (No results were found.).");
-  });
+  ExpectRaised<EEWSException>([&] { Session.ResolveName(recipient, true); },
+                              [](const EEWSException& failure) {
+                                EXPECT_EQ(failure.Message(), "ErrorNameResolutionNoResults (No results were found.).");
+                              });
   ExpectUsable();
 }
 

@@ -18,7 +18,8 @@ TEST_F(SaveCreate, ADraftIsOneCreateItem) {
   EXPECT_FALSE(mail->GetIsSaved());
   EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }), (Names{"CreateItem", "GetItem"}));
   EXPECT_EQ(Request("CreateItem"),
-            "<m:CreateItem MessageDisposition=\"SaveOnly\"><m:SavedItemFolderId>" + IdElement("FolderId", drafts->GetID()) +
+            "<m:CreateItem MessageDisposition=\"SaveOnly\"><m:SavedItemFolderId>" +
+                IdElement("FolderId", drafts->GetID()) +
                 "</m:SavedItemFolderId><m:Items><t:Message><t:Subject>Lunch?</t:Subject>"
                 "<t:Body BodyType=\"Text\">At noon</t:Body><t:ToRecipients><t:Mailbox><t:Name>Bob</t:Name>"
                 "<t:EmailAddress>bob@example.com</t:EmailAddress><t:RoutingType>SMTP</t:RoutingType></t:Mailbox>"
@@ -95,7 +96,7 @@ TEST_F(SaveCreate, ARefusalLeavesTheItemNewForAnotherTry) {
   Attach(*mail, "a.txt", "aaa");
   const string before = mail->AsElement().GetXML();
   RefuseNext("CreateItem", "ErrorQuotaExceeded");
-  EXPECT_EQ(RefusalOf([&] { mail->SaveChanges(soAutoResolve); }).substr(0, 19), "ErrorQuotaExceeded|");
+  EXPECT_EQ(CodeOf([&] { mail->SaveChanges(soAutoResolve); }), "ErrorQuotaExceeded");
   EXPECT_TRUE(mail->GetIsNewItem());
   EXPECT_FALSE(mail->GetIsSaved());
   EXPECT_EQ(mail->AsElement().GetXML(), before);
@@ -113,6 +114,57 @@ TEST_F(SaveCreate, AnAnswerWithoutAnIdFails) {
   EXPECT_THROW(mail->SaveChanges(soAutoResolve), EVqException);
 }
 
+/// A message that tells which requests its hook saw.
+class THookedMail : public TVqEWSEMail {
+ public:
+  using TVqEWSEMail::TVqEWSEMail;
+  Names Seen;
+
+ protected:
+  ~THookedMail() override = default;
+  void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) override {
+    TVqEWSEMail::BeforeSaveChanges(ASOAPRequest);
+    Seen.push_back(ASOAPRequest.GetMethod().GetLocalName().utf8());
+    ASOAPRequest.GetMethod().SetAttribute("MessageDisposition", "SaveOnly");
+  }
+};
+
+TEST_F(SaveCreate, TheHookSeesEveryRequestOfTheItem) {
+  const auto mail = MakeRef<THookedMail>(dynamic_cast<TVqComponent*>(Folder(dfindrafts).get()), TItemId());
+  mail->SetSubject("S");
+  Attach(*mail, "a.txt", "aaa");
+  mail->SaveChanges(soAutoResolve);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(mail->Seen, (Names{"CreateItem", "UpdateItem"}));
+}
+
+/// Answers and forwards are kinds of items without attachments of their own.
+class TResponseMail : public TVqEWSEMail {
+ public:
+  TResponseMail(TVqComponent* creator, TItemType type) : TVqEWSEMail(creator, TItemId()), FType(type) {}
+  TItemType GetItemType() override { return FType; }
+
+ protected:
+  ~TResponseMail() override = default;
+
+ private:
+  TItemType FType;
+};
+
+TEST_F(SaveCreate, AResponseSavesNoAttachments) {
+  const TItemId id = AddMessage("Answered");
+  const auto inbox = Inbox();
+  for (const TItemType type : {tReplyToItem, tReplyAllToItem, tForwardItem, tMessage}) {
+    const auto mail = MakeRef<TResponseMail>(dynamic_cast<TVqComponent*>(inbox.get()), type);
+    Attach(*mail, "a.txt", "aaa");
+    AnswerNext("CreateItem",
+               ReplyOf("CreateItem", "<m:Items><t:Message>" + IdElement("ItemId", id) + "</t:Message></m:Items>"));
+    const Names sent = Sent([&] { mail->SaveChanges(soAutoResolve); });
+    EXPECT_EQ(sent, type == tMessage ? (Names{"CreateItem", "CreateAttachment", "GetItem"})
+                                     : (Names{"CreateItem", "GetItem"}));
+  }
+}
+
 // ---- Servers before Exchange2013_SP1
 
 class SaveCreateOld : public SaveTest {
@@ -128,18 +180,28 @@ TEST_F(SaveCreateOld, ExtendedPropertiesGoInAnUpdateOfTheirOwn) {
   EXPECT_EQ(Sent([&] { mail->SaveChanges(soNeverOverwrite); }),
             (Names{"CreateItem", "UpdateItem", "CreateAttachment", "GetItem"}));
   EXPECT_EQ(Part("CreateItem", "Items"), "<m:Items><t:Message><t:Subject>S</t:Subject></t:Message></m:Items>");
-  const std::string uri = "<t:ExtendedFieldURI DistinguishedPropertySetId=\"Common\" PropertyId=\"34054\" PropertyType=\"Boolean\"/>";
+  const std::string uri =
+      "<t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-c000-000000000046\" PropertyId=\"34054\" "
+      "PropertyType=\"Boolean\"/>";
   EXPECT_EQ(Request("UpdateItem"),
-            "<m:UpdateItem MessageDisposition=\"SaveOnly\" ConflictResolution=\"NeverOverwrite\"><m:ItemChanges><t:ItemChange>"
+            "<m:UpdateItem MessageDisposition=\"SaveOnly\" "
+            "ConflictResolution=\"NeverOverwrite\"><m:ItemChanges><t:ItemChange>"
             "<t:ItemId Id=\"" +
                 AnsweredKey("CreateItem", "ItemId", "Id") + "\" ChangeKey=\"" +
-                AnsweredKey("CreateItem", "ItemId", "ChangeKey") +
-                "\"/><t:Updates><t:SetItemField>" + uri + "<t:Message><t:ExtendedProperty>" + uri +
+                AnsweredKey("CreateItem", "ItemId", "ChangeKey") + "\"/><t:Updates><t:SetItemField>" + uri +
+                "<t:Message><t:ExtendedProperty>" + uri +
                 "<t:Value>true</t:Value></t:ExtendedProperty></t:Message></t:SetItemField></t:Updates></t:ItemChange>"
                 "</m:ItemChanges></m:UpdateItem>");
   // The id was set twice: the attachment has that of the update.
   EXPECT_EQ(KeysOf("CreateAttachment", "ParentItemId"), Names{AnsweredKey("UpdateItem", "ItemId", "ChangeKey")});
   EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean());
+}
+
+TEST_F(SaveCreateOld, TheHookSeesTheUpdateToo) {
+  const auto mail = MakeRef<THookedMail>(dynamic_cast<TVqComponent*>(Folder(dfindrafts).get()), TItemId());
+  mail->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(mail->Seen, (Names{"CreateItem", "UpdateItem"}));
 }
 
 TEST_F(SaveCreateOld, WithoutExtendedPropertiesThereIsNoUpdate) {

@@ -28,9 +28,10 @@ TEST_F(SaveImages, ANewMessageGetsThemAsAttachments) {
   const auto mail = NewMail();
   mail->SetBodyText(kHtml);
   EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }), (Names{"CreateItem", "CreateAttachment", "GetItem"}));
-  EXPECT_EQ(Part("CreateItem", "Items"),
-            "<m:Items><t:Message><t:Body BodyType=\"HTML\">&lt;p&gt;Hi&lt;img src=\"cid:_inlineImg0\"&gt;&lt;/p&gt;</t:Body>"
-            "</t:Message></m:Items>");
+  EXPECT_EQ(
+      Part("CreateItem", "Items"),
+      "<m:Items><t:Message><t:Body BodyType=\"HTML\">&lt;p&gt;Hi&lt;img src=\"cid:_inlineImg0\"&gt;&lt;/p&gt;</t:Body>"
+      "</t:Message></m:Items>");
   EXPECT_EQ(Part("CreateAttachment", "Attachments"),
             "<m:Attachments><t:FileAttachment><t:Name>_inlineImg0</t:Name><t:ContentType>image/png</t:ContentType>"
             "<t:ContentId>_inlineImg0</t:ContentId><t:Size>3</t:Size><t:IsInline>true</t:IsInline>"
@@ -54,8 +55,9 @@ TEST_F(SaveImages, AnUpdatedMessageGetsThemToo) {
   const auto mail = Draft("<t:Subject>S</t:Subject><t:Body BodyType=\"Text\">old</t:Body>");
   mail->SetBodyText(kHtml);
   mail->SaveChanges(soAutoResolve);
-  EXPECT_EQ(Updates(), SetField("item:Body",
-                                "<t:Body BodyType=\"HTML\">&lt;p&gt;Hi&lt;img src=\"cid:_inlineImg0\"&gt;&lt;/p&gt;</t:Body>"));
+  EXPECT_EQ(Updates(),
+            SetField("item:Body",
+                     "<t:Body BodyType=\"HTML\">&lt;p&gt;Hi&lt;img src=\"cid:_inlineImg0\"&gt;&lt;/p&gt;</t:Body>"));
   EXPECT_EQ(Inline(*mail), "_inlineImg0 _inlineImg0 image/png inline abc;");
 }
 
@@ -68,13 +70,15 @@ TEST_F(SaveImages, AnUpdatedContactKeepsThemInItsBody) {
 }
 
 TEST_F(SaveImages, AnUpdatedAppointmentKeepsThemInItsBody) {
-  const auto item = MakeRef<TVqEWSItem>(dynamic_cast<TVqComponent*>(Inbox().get()),
-                                        AddItem("calendar", "<t:CalendarItem><t:Subject>A</t:Subject></t:CalendarItem>"));
+  const auto item =
+      MakeRef<TVqEWSItem>(dynamic_cast<TVqComponent*>(Inbox().get()),
+                          AddItem("calendar", "<t:CalendarItem><t:Subject>A</t:Subject></t:CalendarItem>"));
   item->SetBodyText(kHtml);
   RefuseNext("UpdateItem", "ErrorAccessDenied");
   EXPECT_THROW(item->SaveChanges(soAutoResolve), EEWSException);
-  EXPECT_NE(Updates().find("<t:CalendarItem><t:Body BodyType=\"HTML\">&lt;p&gt;Hi&lt;img src=\"data:image/png;base64,YWJj\""),
-            std::string::npos);
+  EXPECT_NE(
+      Updates().find("<t:CalendarItem><t:Body BodyType=\"HTML\">&lt;p&gt;Hi&lt;img src=\"data:image/png;base64,YWJj\""),
+      std::string::npos);
 }
 
 TEST_F(SaveImages, ABodyWithoutATypeIsTakenOutOfAnUpdate) {
@@ -83,8 +87,7 @@ TEST_F(SaveImages, ABodyWithoutATypeIsTakenOutOfAnUpdate) {
   mail->GetBody().SetValue("text");
   RefuseNext("UpdateItem", "ErrorIncorrectUpdatePropertyCount");
   EXPECT_THROW(mail->SaveChanges(soAutoResolve), EEWSException);
-  EXPECT_EQ(Updates(),
-            "<t:SetItemField><t:FieldURI FieldURI=\"item:Body\"/><t:Message/></t:SetItemField>");
+  EXPECT_EQ(Updates(), "<t:SetItemField><t:FieldURI FieldURI=\"item:Body\"/><t:Message/></t:SetItemField>");
 }
 
 TEST_F(SaveImages, APlainBodyIsLeftAlone) {
@@ -103,7 +106,8 @@ TEST_F(SaveImages, TheSameSourceSavedAgainDoesNotPileUp) {
   EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }),
             (Names{"UpdateItem", "DeleteAttachment", "CreateAttachment", "CreateAttachment", "GetItem"}));
   EXPECT_EQ(Inline(*mail),
-            "own.txt  text/plain - own;_inlineImg0 _inlineImg0 image/png inline xyz;_inlineImg1 _inlineImg1 image/gif inline x;");
+            "own.txt  text/plain - own;_inlineImg0 _inlineImg0 image/png inline xyz;_inlineImg1 _inlineImg1 image/gif "
+            "inline x;");
   // Without pictures in the source nothing is cleared.
   mail->SetBodyText("<p>Plain words</p>");
   EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }), (Names{"UpdateItem", "GetItem"}));
@@ -119,14 +123,15 @@ TEST_F(SaveImages, ClearingTakesGeneratedNamesOnly) {
   };
   add("_inlineImg7", true);
   add("_inlineImg8", false);
-  add("_inlineImage", true);  // begins with the same ten characters
+  add("_inlineImgX", true);  // the first ten characters decide
+  add("_inlineImage", true);
   add("_InlineImg9", true);
   add("logo", true);
   Supports<TVqEWSItemCore>(mail)->ClearInlineAttachments();
   std::string ids;
   for (std::int32_t i = 0; i < mail->GetAttachments().Count(); ++i)
     ids += mail->GetAttachments().GetAttachment(i)->GetContentId().utf8() + " ";
-  EXPECT_EQ(ids, "_inlineImg8 _InlineImg9 logo ");
+  EXPECT_EQ(ids, "_inlineImg8 _inlineImage _InlineImg9 logo ");
 }
 
 TEST_F(SaveImages, DataThatIsNoBase64FailsBeforeAnythingIsSent) {
@@ -156,8 +161,9 @@ TEST_F(SaveImagesOld, AServerWithoutInlineAttachmentsRefusesThem) {
   const auto mail = NewMail();
   mail->SetBodyText("<p><img src=\"data:a,YQ==\"></p>");
   EXPECT_EQ(Sent([&] {
-              EXPECT_EQ(MessageOf<EVqException>([&] { mail->SaveChanges(soAutoResolve); }),
-                        "\"SetIsInline\" is not supported by Exchange2007_SP1. This feature requires Exchange Exchange2010!");
+              EXPECT_EQ(
+                  MessageOf<EVqException>([&] { mail->SaveChanges(soAutoResolve); }),
+                  "\"SetIsInline\" is not supported by Exchange2007_SP1. This feature requires Exchange Exchange2010!");
             }),
             Names{});
   EXPECT_EQ(mail->GetAttachments().Count(), 0);

@@ -34,8 +34,9 @@ TEST_F(SessionFailures, RefusedCredentialsNameTheSchemes) {
   credentials.SetUserName("ann");
   credentials.SetPassword("expired");
   Session.SetCredentials(credentials);
-  const Answer refusal = Http("HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: NewScheme\r\nWWW-Authenticate: Basic realm=\"x\"\r\n"
-                              "Content-Length: 0\r\n\r\n");
+  const Answer refusal = Http(
+      "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: NewScheme\r\nWWW-Authenticate: Basic realm=\"x\"\r\n"
+      "Content-Length: 0\r\n\r\n");
   Server.Then(refusal);
   Expect<EVqHTTPApiException>(refusal, [](const EVqHTTPApiException& failure) {
     EXPECT_EQ(failure.GetNumber(), 12015u);
@@ -63,24 +64,25 @@ TEST_F(SessionFailures, EmptyReplyAndWebPage) {
 }
 
 TEST_F(SessionFailures, DamagedEnvelope) {
-  Expect<EVqXMLError>(Http("200 OK", "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Body>\n<m:R"),
-                      [](const EVqXMLError& failure) { EXPECT_EQ(failure.GetLine(), 2); });
+  Expect<EVqXMLError>(
+      Http("200 OK", "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Body>\n<m:R"),
+      [](const EVqXMLError& failure) { EXPECT_EQ(failure.GetLine(), 2); });
 }
 
 TEST_F(SessionFailures, ReplyCutInTheMiddle) {
   Answer cut = Reply("GetItem", Success("GetItem"));
   cut.Bytes.resize(cut.Bytes.size() - 20);
   cut.Close = true;
-  Expect<EVqHTTPApiException>(cut, [](const EVqHTTPApiException& failure) {
-    EXPECT_EQ(failure.GetNumber(), 12030u) << failure.what();
-  });
+  Expect<EVqHTTPApiException>(
+      cut, [](const EVqHTTPApiException& failure) { EXPECT_EQ(failure.GetNumber(), 12030u) << failure.what(); });
 }
 
 TEST_F(SessionFailures, ServerThatSaysNothing) {
   Session.GetHTTPClient()->GetTimeOuts().SetReceive(200);
   Answer silence;
   silence.Hang = true;
-  Expect<EVqHTTPApiException>(silence, [](const EVqHTTPApiException& failure) { EXPECT_EQ(failure.GetNumber(), 12002u); });
+  Expect<EVqHTTPApiException>(silence,
+                              [](const EVqHTTPApiException& failure) { EXPECT_EQ(failure.GetNumber(), 12002u); });
 }
 
 TEST_F(SessionFailures, FaultPassesUnchanged) {
@@ -91,11 +93,14 @@ TEST_F(SessionFailures, FaultPassesUnchanged) {
 }
 
 TEST_F(SessionFailures, BusyServerIsOneExceptionWhateverItsForm) {
-  const std::string hint = "<t:MessageXml xmlns:t=\"urn:t\"><t:Value Name=\"BackOffMilliseconds\">4000</t:Value></t:MessageXml>";
+  const std::string hint =
+      "<t:MessageXml xmlns:t=\"urn:t\"><t:Value Name=\"BackOffMilliseconds\">4000</t:Value></t:MessageXml>";
   const Answer forms[] = {
       Http("500 Internal Server Error",
-           Envelope("", "<s:Fault><faultcode>a:ErrorServerBusy</faultcode><faultstring>Busy.</faultstring><detail>"
-                        "<e:ResponseCode xmlns:e=\"urn:e\">ErrorServerBusy</e:ResponseCode>" + hint + "</detail></s:Fault>")),
+           Envelope("",
+                    "<s:Fault><faultcode>a:ErrorServerBusy</faultcode><faultstring>Busy.</faultstring><detail>"
+                    "<e:ResponseCode xmlns:e=\"urn:e\">ErrorServerBusy</e:ResponseCode>" +
+                        hint + "</detail></s:Fault>")),
       Http("HTTP/1.1 503 Service Unavailable\r\nRetry-After: 4\r\nContent-Length: 0\r\n\r\n"),
       Http("HTTP/1.1 429 Too Many Requests\r\nRetry-After: 4\r\nContent-Length: 0\r\n\r\n"),
   };
@@ -109,10 +114,11 @@ TEST_F(SessionFailures, BusyServerIsOneExceptionWhateverItsForm) {
 
 TEST_F(SessionFailures, RefusalOfTheServerHasNoNumber) {
   Server.Then(Reply("ConvertId", Refusal("ConvertId", "ErrorInvalidIdMalformed", "Id is malformed.")));
-  ExpectRaised<EEWSException>([&] { Session.ConvertId({}, ifEwsId); }, [](const EEWSException& failure) {
-    EXPECT_EQ(failure.Message(), "ErrorInvalidIdMalformed (Id is malformed.).");
-    EXPECT_EQ(failure.HTTPErrorCode(), 0u);
-  });
+  ExpectRaised<EEWSException>([&] { Session.ConvertId({}, ifEwsId); },
+                              [](const EEWSException& failure) {
+                                EXPECT_EQ(failure.Message(), "ErrorInvalidIdMalformed (Id is malformed.).");
+                                EXPECT_EQ(failure.HTTPErrorCode(), 0u);
+                              });
   ExpectUsable();
 }
 
@@ -120,7 +126,8 @@ TEST_F(SessionFailures, ServerThatWentAwayAndCameBack) {
   Server.CloseConnections();
   Answer closed;
   closed.Close = true;  // takes the request and says nothing
-  Expect<EVqHTTPApiException>(closed, [](const EVqHTTPApiException& failure) { EXPECT_GE(failure.GetNumber(), 12000u); });
+  Expect<EVqHTTPApiException>(closed,
+                              [](const EVqHTTPApiException& failure) { EXPECT_GE(failure.GetNumber(), 12000u); });
 }
 
 // ---- Secrets
@@ -177,7 +184,8 @@ TEST(SessionSecrets, PasswordAndTokenStandInNoText) {
   EXPECT_GE(texts.size(), 40u);
   std::size_t sent = 0;
   for (const auto& request : server.Requests()) {
-    sent += request.Head.find(password64.substr(4, 16)) != std::string::npos || request.Head.find(token) != std::string::npos;
+    sent += request.Head.find(password64.substr(4, 16)) != std::string::npos ||
+            request.Head.find(token) != std::string::npos;
     EXPECT_EQ(request.Body.find(password), std::string::npos);
     EXPECT_EQ(request.Body.find(token), std::string::npos);
   }

@@ -95,9 +95,8 @@ TEST_F(SessionThreads, RequestIsCancelledFromAnotherThread) {
   late.delay = std::chrono::seconds(30);
   Server().AddFault(late);
   std::thread worker([&] {
-    ExpectRaised<EVqHTTPApiException>([&] { AskForZones(session, soap.get()); }, [](const EVqHTTPApiException& failure) {
-      EXPECT_EQ(failure.GetNumber(), 6u);
-    });
+    ExpectRaised<EVqHTTPApiException>([&] { AskForZones(session, soap.get()); },
+                                      [](const EVqHTTPApiException& failure) { EXPECT_EQ(failure.GetNumber(), 6u); });
   });
   while (Server().PendingFaults() > 0) std::this_thread::yield();  // the server has the request by then
   const auto start = std::chrono::steady_clock::now();

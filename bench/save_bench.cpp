@@ -1,0 +1,234 @@
+// Saving: composing an update, and a message with a large attachment.
+//
+// Composing stands beside a floor written by hand over pugixml. What needs a server talks to a simulator in a process of its own, so that memory counted
+// here is ours alone.
+
+#include <benchmark/benchmark.h>
+#include <openssl/evp.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+#include <pugixml.hpp>
+#include <sstream>
+#include <stdexcept>
+
+#include "ews/VelmoreEWS.h"
+#include "ews/uVqEWSAttachments.h"
+#include "ews/uVqEWSFieldURI.h"
+#include "ews/uVqEWSMessage.h"
+#include "ews/uVqEWSMsgStore.h"
+#include "platform/common/uVqNetEncoding.h"
+#include "simulator/simulator.h"
+
+namespace {
+
+using namespace velmore;
+
+/// A simulator in a process of its own.
+class TServer {
+ public:
+  TServer() {
+    int up[2], down[2];
+    if (pipe(up) != 0 || pipe(down) != 0) throw std::runtime_error("no pipe");
+    FProcess = fork();
+    if (FProcess == 0) {
+      close(up[0]);
+      close(down[1]);
+      simulator::Options options;
+      options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}};
+      options.keep_exchanges = 0;
+      simulator::Simulator server(options);
+      server.Start();
+      const std::string line =
+          server.HttpUrl() + " " +
+          server.AddItem("alice@example.com", "inbox", "<t:Message><t:Subject>S</t:Subject></t:Message>").id + "\n";
+      if (write(up[1], line.data(), line.size()) < 0) _exit(1);
+      char end;
+      while (read(down[0], &end, 1) > 0) {
+      }
+      _exit(0);
+    }
+    close(up[1]);
+    close(down[0]);
+    FDown = down[1];
+    std::string line;
+    for (char c; read(up[0], &c, 1) == 1 && c != '\n';) line += c;
+    close(up[0]);
+    FUrl = line.substr(0, line.find(' '));
+    FItem = line.substr(line.find(' ') + 1);
+  }
+  ~TServer() {
+    close(FDown);
+    waitpid(FProcess, nullptr, 0);
+  }
+  void LogOn(TVqEWSServiceSession& session) const {
+    session.SetServiceUrl(FUrl);
+    session.GetCredentials().SetUserName("alice");
+    session.GetCredentials().SetPassword("wonder");
+    session.SetActive(true);
+  }
+  const std::string& Item() const { return FItem; }
+
+ private:
+  pid_t FProcess = 0;
+  int FDown = -1;
+  std::string FUrl, FItem;
+};
+
+// ---- Composing
+
+struct TComposed {};
+
+/// A message whose save ends where the request would go out.
+class TComposedMail : public TVqEWSEMail {
+ public:
+  using TVqEWSEMail::TVqEWSEMail;
+  bool Composing = false;
+  /// What stands in the item now counts as loaded.
+  void TakeAsLoaded() { SetPropData(AsElement()); }
+
+ protected:
+  ~TComposedMail() override = default;
+  void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) override {
+    TVqEWSEMail::BeforeSaveChanges(ASOAPRequest);
+    benchmark::DoNotOptimize(ASOAPRequest.GetMethod());
+    if (Composing) throw TComposed();
+  }
+};
+
+void ComposeOneChangeOf60(benchmark::State& state) {
+  const TServer server;
+  TVqEWSServiceSession session;
+  server.LogOn(session);
+  const auto store = session.OpenDefaultMsgStore();
+  const auto mail = MakeRef<TComposedMail>(dynamic_cast<TVqComponent*>(store.get()), TItemId{server.Item(), ""});
+  // Up to 60 members, as an item with what programs add to it has.
+  ForEachPropDef([&](const TVqEWSPropDef& def) {
+    if (def.Extended && def.PropertyTag > 0 && def.PropType == ptString) {
+      const IVqDOMElement property = mail->AsElement().AddElement("t:ExtendedProperty");
+      WriteExtendedFieldURI(&def, property);
+      property.AddElement("t:Value").SetText("v");
+    }
+    return mail->AsElement().ElementCount() < 60;
+  });
+  mail->TakeAsLoaded();
+  mail->GetProperties().Count();
+  mail->Composing = true;
+  std::int64_t number = 0;
+  for (auto _ : state) {
+    mail->SetSubject("Changed " + IntToStr(++number));
+    try {
+      mail->SaveChanges(soAutoResolve);
+    } catch (const TComposed&) {
+    }
+  }
+  state.counters["members"] = mail->AsElement().ElementCount();
+}
+BENCHMARK(ComposeOneChangeOf60)->Unit(benchmark::kMicrosecond);
+
+/// The floor: 60 members of two trees compared one by one, and the request of one change made and written.
+void ComposeByHand(benchmark::State& state) {
+  pugi::xml_document before, now;
+  for (pugi::xml_document* document : {&before, &now}) {
+    auto item = document->append_child("t:Message");
+    for (int i = 0; i < 60; ++i) item.append_child(("t:Member" + std::to_string(i)).c_str()).text().set("value");
+  }
+  int number = 0;
+  for (auto _ : state) {
+    now.first_child().child("t:Member7").text().set(++number);
+    pugi::xml_document request;
+    auto updates = request.append_child("s:Envelope")
+                       .append_child("s:Body")
+                       .append_child("m:UpdateItem")
+                       .append_child("t:Updates");
+    for (const pugi::xml_node member : now.first_child()) {
+      if (std::strcmp(before.first_child().child(member.name()).text().get(), member.text().get()) == 0) continue;
+      auto field = updates.append_child("t:SetItemField");
+      field.append_child("t:FieldURI").append_attribute("FieldURI").set_value("item:Member");
+      field.append_child("t:Message").append_copy(member);
+    }
+    std::ostringstream out;
+    request.save(out, "", pugi::format_raw);
+    benchmark::DoNotOptimize(out);
+  }
+}
+BENCHMARK(ComposeByHand)->Unit(benchmark::kMicrosecond);
+
+// ---- A large attachment
+
+constexpr std::size_t kLarge = 100'000'000;
+
+std::size_t Memory(const char* name) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(name)) return std::stoull(line.substr(line.find_first_of("0123456789"))) * 1024;
+  }
+  return 0;
+}
+
+/// So many bytes without holding them.
+class TBytesFromNowhere : public TVqStream {
+ public:
+  using TVqStream::Write;
+  std::size_t Read(void* buffer, std::size_t count) override {
+    count = std::min<std::size_t>(count, kLarge - static_cast<std::size_t>(FPosition));
+    std::memset(buffer, 'x', count);
+    FPosition += count;
+    return count;
+  }
+  void Write(const void*, std::size_t) override { throw std::runtime_error("not for writing"); }
+  std::uint64_t GetPosition() const override { return FPosition; }
+  void SetPosition(std::uint64_t AValue) override { FPosition = AValue; }
+  std::uint64_t GetSize() const override { return kLarge; }
+
+ private:
+  std::uint64_t FPosition = 0;
+};
+
+/// Attached, saved with its message, and read back as an item: the most memory over the base64 text, which the item holds once.
+void MessageWith100MB(benchmark::State& state) {
+  const TServer server;
+  TVqEWSServiceSession session;
+  server.LogOn(session);
+  const auto drafts = session.OpenDefaultMsgStore()->GetFolder(dfindrafts, "");
+  const double text = static_cast<double>(VqBase64Length(kLarge));
+  for (auto _ : state) {
+    const std::size_t before = Memory("VmRSS:");
+    std::ofstream("/proc/self/clear_refs") << "5";
+    const auto mail = drafts->CreateItem(tMessage);
+    mail->SetSubject("Large");
+    TBytesFromNowhere content;
+    mail->GetAttachments().AddAttachment("large.bin", "application/octet-stream", content);
+    state.counters["attach/base64"] = static_cast<double>(Memory("VmHWM:") - before) / text;
+    mail->SaveChanges(soAutoResolve);
+    state.counters["save/base64"] = static_cast<double>(Memory("VmHWM:") - before) / text;
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    state.counters["maxrssMB"] = static_cast<double>(usage.ru_maxrss) / 1024;
+  }
+}
+BENCHMARK(MessageWith100MB)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+void EncodeOurs(benchmark::State& state) {
+  const std::string bytes(10'000'000, 'x');
+  for (auto _ : state) benchmark::DoNotOptimize(VqBase64Encode(bytes));
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes.size()));
+}
+BENCHMARK(EncodeOurs)->Unit(benchmark::kMillisecond);
+
+void EncodeOpenSSL(benchmark::State& state) {
+  const std::string bytes(10'000'000, 'x');
+  for (auto _ : state) {
+    std::string out(VqBase64Length(bytes.size()) + 1, '\0');
+    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data()), reinterpret_cast<const unsigned char*>(bytes.data()),
+                    static_cast<int>(bytes.size()));
+    benchmark::DoNotOptimize(out);
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes.size()));
+}
+BENCHMARK(EncodeOpenSSL)->Unit(benchmark::kMillisecond);
+
+}  // namespace

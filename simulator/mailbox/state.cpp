@@ -1,0 +1,409 @@
+#include "simulator/mailbox/state.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace velmore::simulator {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+constexpr int kFormat = 1;
+constexpr std::string_view kTitle = "Velmore EWS Simulator state, format ";
+
+bool IsUtf8(std::string_view text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    const std::size_t length = lead < 0x80   ? 1
+                               : lead < 0xc2 ? 0
+                               : lead < 0xe0 ? 2
+                               : lead < 0xf0 ? 3
+                               : lead < 0xf5 ? 4
+                                             : 0;
+    if (length == 0 || i + length > text.size()) return false;
+    for (std::size_t k = 1; k < length; ++k)
+      if ((static_cast<unsigned char>(text[i + k]) & 0xc0) != 0x80) return false;
+    if (length > 2) {
+      const auto second = static_cast<unsigned char>(text[i + 1]);
+      if ((lead == 0xe0 && second < 0xa0) || (lead == 0xed && second > 0x9f) || (lead == 0xf0 && second < 0x90) ||
+          (lead == 0xf4 && second > 0x8f))
+        return false;
+    }
+    i += length;
+  }
+  return true;
+}
+
+// Texts stay readable; bytes that are none go as base64.
+
+Json Pack(const std::string& bytes) {
+  if (IsUtf8(bytes)) return bytes;
+  return Json{{"base64", EncodeBase64(bytes)}};
+}
+
+std::string Unpack(const Json& json) {
+  return json.is_object() ? DecodeBase64(json.at("base64").get_ref<const std::string&>()) : json.get<std::string>();
+}
+
+Json PackShared(const std::shared_ptr<const std::string>& bytes) {
+  return bytes != nullptr ? Pack(*bytes) : Json();
+}
+
+std::shared_ptr<const std::string> UnpackShared(const Json& json) {
+  return json.is_null() ? nullptr : std::make_shared<const std::string>(Unpack(json));
+}
+
+Json PackElement(const Element& element) {
+  Json json{{"name", Pack(element.name)}};
+  if (element.space != Space::kTypes) json["space"] = static_cast<int>(element.space);
+  if (!element.text.empty()) json["text"] = Pack(element.text);
+  if (element.base64 != nullptr) json["bytes"] = Pack(*element.base64);
+  for (const auto& [name, value] : element.attributes) json["attributes"].push_back({Pack(name), Pack(value)});
+  for (const Element& child : element.children) json["children"].push_back(PackElement(child));
+  return json;
+}
+
+Element UnpackElement(const Json& json) {
+  Element element;
+  element.name = Unpack(json.at("name"));
+  const int space = json.value("space", static_cast<int>(Space::kTypes));
+  if (space < 0 || space > static_cast<int>(Space::kOther)) throw std::out_of_range("an unknown namespace");
+  element.space = static_cast<Space>(space);
+  if (json.contains("text")) element.text = Unpack(json["text"]);
+  if (json.contains("bytes")) element.base64 = UnpackShared(json["bytes"]);
+  if (json.contains("attributes"))
+    for (const Json& attribute : json["attributes"])
+      element.attributes.emplace_back(Unpack(attribute.at(0)), Unpack(attribute.at(1)));
+  if (json.contains("children"))
+    for (const Json& child : json["children"]) element.children.push_back(UnpackElement(child));
+  return element;
+}
+
+Json PackExtended(const std::vector<ExtendedValue>& list) {
+  Json json = Json::array();
+  for (const ExtendedValue& value : list) {
+    Json values = Json::array();
+    for (const std::string& text : value.values) values.push_back(Pack(text));
+    json.push_back({{"set", Pack(value.key.set)},
+                    {"name", Pack(value.key.name)},
+                    {"number", value.key.number},
+                    {"type", Pack(value.key.type)},
+                    {"values", std::move(values)}});
+  }
+  return json;
+}
+
+std::vector<ExtendedValue> UnpackExtended(const Json& json) {
+  std::vector<ExtendedValue> list;
+  for (const Json& entry : json) {
+    ExtendedValue value;
+    value.key = {Unpack(entry.at("set")), Unpack(entry.at("name")), entry.at("number").get<std::int64_t>(),
+                 Unpack(entry.at("type"))};
+    for (const Json& text : entry.at("values")) value.values.push_back(Unpack(text));
+    list.push_back(std::move(value));
+  }
+  return list;
+}
+
+Json PackAccess(const std::map<std::string, Access>& access) {
+  Json json = Json::array();
+  for (const auto& [address, right] : access) json.push_back({Pack(address), static_cast<int>(right)});
+  return json;
+}
+
+Access UnpackRight(const Json& json) {
+  const int right = json.get<int>();
+  if (right < static_cast<int>(Access::kNone) || right > static_cast<int>(Access::kOwner))
+    throw std::out_of_range("an unknown right");
+  return static_cast<Access>(right);
+}
+
+std::map<std::string, Access> UnpackAccess(const Json& json) {
+  std::map<std::string, Access> access;
+  for (const Json& entry : json) access[Unpack(entry.at(0))] = UnpackRight(entry.at(1));
+  return access;
+}
+
+Json PackItem(const Item& item) {
+  Json json{{"id", Pack(item.entry_id)},
+            {"number", item.number},
+            {"change", item.change},
+            {"folder", Pack(item.folder)},
+            {"element", Pack(item.element)},
+            {"received", item.received},
+            {"sent", item.sent},
+            {"created", item.created},
+            {"modified", item.modified},
+            {"modifiedBy", Pack(item.modified_by)},
+            {"conversation", Pack(item.conversation_index)},
+            {"extended", PackExtended(item.extended)},
+            {"html", Pack(item.html)},
+            {"text", Pack(item.text)},
+            {"mime", PackShared(item.mime)},
+            {"headers", Pack(item.headers)},
+            {"tail", Pack(item.id_tail)},
+            {"properties", Json::array()},
+            {"attachments", Json::array()},
+            {"written", Json::array()},
+            {"exceptions", Json::array()}};
+  for (const Element& property : item.properties) json["properties"].push_back(PackElement(property));
+  for (const Attachment& attachment : item.attachments)
+    json["attachments"].push_back({{"number", Pack(attachment.number)},
+                                   {"isItem", attachment.is_item},
+                                   {"name", Pack(attachment.name)},
+                                   {"contentType", Pack(attachment.content_type)},
+                                   {"contentId", Pack(attachment.content_id)},
+                                   {"contentLocation", Pack(attachment.content_location)},
+                                   {"isInline", attachment.is_inline},
+                                   {"isContactPhoto", attachment.is_contact_photo},
+                                   {"modified", attachment.modified},
+                                   {"content", PackShared(attachment.content)},
+                                   {"item", attachment.item != nullptr ? PackItem(*attachment.item) : Json()}});
+  for (const auto& [name, change] : item.written) json["written"].push_back({Pack(name), change});
+  for (const auto& [start, exception] : item.exceptions)
+    json["exceptions"].push_back({start, exception != nullptr ? PackItem(*exception) : Json()});
+  return json;
+}
+
+std::shared_ptr<Item> UnpackItem(const Json& json) {
+  auto item = std::make_shared<Item>();
+  item->entry_id = Unpack(json.at("id"));
+  item->number = json.at("number").get<std::uint64_t>();
+  item->change = json.at("change").get<std::uint64_t>();
+  item->folder = Unpack(json.at("folder"));
+  item->element = Unpack(json.at("element"));
+  item->received = json.at("received").get<Seconds>();
+  item->sent = json.at("sent").get<Seconds>();
+  item->created = json.at("created").get<Seconds>();
+  item->modified = json.at("modified").get<Seconds>();
+  item->modified_by = Unpack(json.at("modifiedBy"));
+  item->conversation_index = Unpack(json.at("conversation"));
+  item->extended = UnpackExtended(json.at("extended"));
+  item->html = Unpack(json.at("html"));
+  item->text = Unpack(json.at("text"));
+  item->mime = UnpackShared(json.at("mime"));
+  item->headers = Unpack(json.at("headers"));
+  item->id_tail = Unpack(json.at("tail"));
+  for (const Json& property : json.at("properties")) item->properties.push_back(UnpackElement(property));
+  for (const Json& entry : json.at("attachments")) {
+    Attachment attachment;
+    attachment.number = Unpack(entry.at("number"));
+    attachment.is_item = entry.at("isItem").get<bool>();
+    attachment.name = Unpack(entry.at("name"));
+    attachment.content_type = Unpack(entry.at("contentType"));
+    attachment.content_id = Unpack(entry.at("contentId"));
+    attachment.content_location = Unpack(entry.at("contentLocation"));
+    attachment.is_inline = entry.at("isInline").get<bool>();
+    attachment.is_contact_photo = entry.at("isContactPhoto").get<bool>();
+    attachment.modified = entry.at("modified").get<Seconds>();
+    attachment.content = UnpackShared(entry.at("content"));
+    if (!entry.at("item").is_null()) attachment.item = UnpackItem(entry["item"]);
+    item->attachments.push_back(std::move(attachment));
+  }
+  for (const Json& entry : json.at("written")) item->written[Unpack(entry.at(0))] = entry.at(1).get<std::uint64_t>();
+  for (const Json& entry : json.at("exceptions"))
+    item->exceptions[entry.at(0).get<Seconds>()] = entry.at(1).is_null() ? nullptr : UnpackItem(entry[1]);
+  return item;
+}
+
+Json PackFolder(const Folder& folder) {
+  Json json{{"id", Pack(folder.entry_id)},
+            {"number", folder.number},
+            {"change", folder.change},
+            {"contentChange", folder.content_change},
+            {"parent", Pack(folder.parent)},
+            {"element", Pack(folder.element)},
+            {"class", Pack(folder.folder_class)},
+            {"displayName", Pack(folder.display_name)},
+            {"distinguished", Pack(folder.distinguished)},
+            {"extended", PackExtended(folder.extended)},
+            {"access", PackAccess(folder.access)},
+            {"children", Json::array()},
+            {"items", Json::array()}};
+  for (const std::string& child : folder.children) json["children"].push_back(Pack(child));
+  for (const auto& [number, item] : folder.items) json["items"].push_back(PackItem(*item));
+  return json;
+}
+
+Json PackMailbox(const Mailbox& mailbox) {
+  Json json{{"name", Pack(mailbox.owner.name)},
+            {"smtp", Pack(mailbox.owner.smtp_address)},
+            {"displayName", Pack(mailbox.owner.display_name)},
+            {"password", Pack(mailbox.owner.password)},
+            {"mayImpersonate", mailbox.owner.may_impersonate},
+            {"guid", mailbox.guid},
+            {"root", Pack(mailbox.root)},
+            {"access", PackAccess(mailbox.access)},
+            {"lastChange", mailbox.last_change},
+            {"lastNumber", mailbox.last_number},
+            {"grants", Json::array()},
+            {"folders", Json::array()}};
+  for (const Grant& grant : mailbox.owner.grants)
+    json["grants"].push_back({Pack(grant.mailbox), Pack(grant.folder), static_cast<int>(grant.access)});
+  for (const auto& [id, folder] : mailbox.folders) json["folders"].push_back(PackFolder(*folder));
+  return json;
+}
+
+std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
+  auto mailbox = std::make_unique<Mailbox>();
+  mailbox->owner.name = Unpack(json.at("name"));
+  mailbox->owner.smtp_address = Unpack(json.at("smtp"));
+  mailbox->owner.display_name = Unpack(json.at("displayName"));
+  mailbox->owner.password = Unpack(json.at("password"));
+  mailbox->owner.may_impersonate = json.at("mayImpersonate").get<bool>();
+  mailbox->guid = json.at("guid").get<std::string>();
+  mailbox->root = Unpack(json.at("root"));
+  mailbox->access = UnpackAccess(json.at("access"));
+  mailbox->last_change = json.at("lastChange").get<std::uint64_t>();
+  mailbox->last_number = json.at("lastNumber").get<std::uint64_t>();
+  for (const Json& grant : json.at("grants"))
+    mailbox->owner.grants.push_back({Unpack(grant.at(0)), Unpack(grant.at(1)), UnpackRight(grant.at(2))});
+  for (const Json& entry : json.at("folders")) {
+    auto folder = std::make_unique<Folder>();
+    folder->entry_id = Unpack(entry.at("id"));
+    folder->number = entry.at("number").get<std::uint64_t>();
+    folder->change = entry.at("change").get<std::uint64_t>();
+    folder->content_change = entry.at("contentChange").get<std::uint64_t>();
+    folder->parent = Unpack(entry.at("parent"));
+    folder->element = Unpack(entry.at("element"));
+    folder->folder_class = Unpack(entry.at("class"));
+    folder->display_name = Unpack(entry.at("displayName"));
+    folder->distinguished = Unpack(entry.at("distinguished"));
+    folder->extended = UnpackExtended(entry.at("extended"));
+    folder->access = UnpackAccess(entry.at("access"));
+    for (const Json& child : entry.at("children")) folder->children.push_back(Unpack(child));
+    for (const Json& each : entry.at("items")) {
+      std::shared_ptr<Item> item = UnpackItem(each);
+      folder->items.emplace(item->number, item);
+      mailbox->items.emplace(item->entry_id, std::move(item));
+    }
+    if (!folder->distinguished.empty()) mailbox->distinguished[folder->distinguished] = folder->entry_id;
+    mailbox->folders.emplace(folder->entry_id, std::move(folder));
+  }
+  // Folders that are named and not there would be met much later, and without a word of where they come from.
+  if (mailbox->FindFolder(mailbox->root) == nullptr) throw std::out_of_range("a mailbox without its root");
+  for (const auto& [id, folder] : mailbox->folders) {
+    if (!folder->parent.empty() && mailbox->FindFolder(folder->parent) == nullptr)
+      throw std::out_of_range("a folder without its parent");
+    for (const std::string& child : folder->children)
+      if (mailbox->FindFolder(child) == nullptr) throw std::out_of_range("a folder without one below it");
+  }
+  return mailbox;
+}
+
+unsigned long Checksum(std::string_view bytes) {
+  return crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size());
+}
+
+std::string Why() {
+  return std::strerror(errno);
+}
+
+}  // namespace
+
+bool ReadState(const std::string& file, Store& store) {
+  std::error_code error;
+  if (!fs::exists(file, error)) return false;
+  std::ifstream in(file, std::ios::binary);
+  std::ostringstream content;
+  if (!in || fs::is_directory(file) || (in.peek() != std::ifstream::traits_type::eof() && !(content << in.rdbuf())))
+    throw OptionError("The state file " + file + " cannot be read.");
+  const std::string all = std::move(content).str();
+  const std::string hint = " It is left as it is; move it away to start with new mailboxes.";
+  const std::size_t end = all.find('\n');
+  int format = 0;
+  unsigned long checksum = 0;
+  unsigned long long size = 0;
+  if (!all.starts_with(kTitle) || end == std::string::npos ||
+      std::sscanf(all.c_str() + kTitle.size(), "%d, checksum %lx, bytes %llu\n", &format, &checksum, &size) < 1)
+    throw OptionError("The file " + file + " is no state file of the simulator." + hint);
+  if (format != kFormat)
+    throw OptionError("The state file " + file + " has format " + std::to_string(format) +
+                      "; this simulator reads format " + std::to_string(kFormat) + "." + hint);
+  const std::string_view body = std::string_view(all).substr(end + 1);
+  if (body.size() != size)
+    throw OptionError("The state file " + file + " is damaged: it holds " + std::to_string(body.size()) + " of " +
+                      std::to_string(size) + " bytes." + hint);
+  if (Checksum(body) != checksum)
+    throw OptionError("The state file " + file + " is damaged: its checksum is wrong." + hint);
+  std::vector<std::unique_ptr<Mailbox>> mailboxes;
+  std::unique_ptr<Mailbox> public_folders;
+  std::vector<DirectoryContact> contacts;
+  std::string version;
+  try {
+    const Json json = Json::parse(body);
+    version = json.at("version").get<std::string>();
+    for (const Json& mailbox : json.at("mailboxes")) mailboxes.push_back(UnpackMailbox(mailbox));
+    public_folders = UnpackMailbox(json.at("publicFolders"));
+    for (const Json& contact : json.at("contacts")) contacts.push_back({Unpack(contact.at(0)), Unpack(contact.at(1))});
+  } catch (const std::exception& wrong) {
+    throw OptionError("The state file " + file + " is damaged: " + wrong.what() + "." + hint);
+  }
+  if (const std::string played = VersionNames()[static_cast<std::size_t>(store.server_version)]; version != played)
+    throw OptionError("The state file " + file + " is of a server of version " + version + " and cannot be used with " +
+                      played + "." + hint);
+  for (auto& mailbox : mailboxes) store.Restore(std::move(mailbox));
+  store.RestorePublicFolders(std::move(public_folders));
+  store.contacts = std::move(contacts);
+  return true;
+}
+
+void WriteState(const std::string& file, const Store& store) {
+  Json json{{"version", VersionNames()[static_cast<std::size_t>(store.server_version)]},
+            {"mailboxes", Json::array()},
+            {"publicFolders", PackMailbox(store.PublicFolders())},
+            {"contacts", Json::array()}};
+  for (const auto& mailbox : store.Mailboxes()) json["mailboxes"].push_back(PackMailbox(*mailbox));
+  for (const DirectoryContact& contact : store.contacts)
+    json["contacts"].push_back({Pack(contact.smtp_address), Pack(contact.display_name)});
+  const std::string body = json.dump(1);
+  char title[120];
+  std::snprintf(title, sizeof title, "%s%d, checksum %08lx, bytes %zu\n", kTitle.data(), kFormat, Checksum(body),
+                body.size());
+  // The old file stays until the new one is whole and on the disk.
+  const std::string fresh = file + ".new";
+  ::unlink(fresh.c_str());
+  const int handle = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (handle < 0) throw SimulatorError("The state file " + file + " cannot be written: " + Why() + ".");
+  bool whole = true;
+  for (const std::string_view part : {std::string_view(title), std::string_view(body)}) {
+    for (std::size_t at = 0; whole && at < part.size();) {
+      const ssize_t count = ::write(handle, part.data() + at, part.size() - at);
+      if (count > 0)
+        at += static_cast<std::size_t>(count);
+      else
+        whole = count < 0 && errno == EINTR;
+    }
+  }
+  whole = whole && ::fsync(handle) == 0;
+  const int reason = errno;
+  whole = ::close(handle) == 0 && whole;
+  if (whole && ::rename(fresh.c_str(), file.c_str()) == 0) return;
+  errno = whole ? errno : reason;
+  const std::string text = "The state file " + file + " cannot be written: " + Why() + ".";
+  ::unlink(fresh.c_str());
+  throw SimulatorError(text);
+}
+
+void CheckStatePlace(const std::string& file) {
+  fs::path folder = fs::path(file).parent_path();
+  if (folder.empty()) folder = ".";
+  if (!fs::is_directory(folder) || ::access(folder.c_str(), W_OK) != 0)
+    throw OptionError("The folder of the state file " + file + " is not there or cannot be written to.");
+  if (fs::is_directory(file)) throw OptionError("The state file " + file + " is a folder.");
+}
+
+}  // namespace velmore::simulator

@@ -1,0 +1,20 @@
+#pragma once
+
+// Mailboxes in a file, so that they outlive the program: one line that tells the format, a checksum and the size, and JSON
+// behind it.
+
+#include <string>
+
+#include "simulator/mailbox/model.h"
+
+namespace velmore::simulator {
+
+/// Fills an empty store from a file; false when there is no such file. Throws OptionError when the file is damaged, of
+/// another format or of another server version, and leaves it alone.
+bool ReadState(const std::string& file, Store& store);
+/// Replaces the file at once or not at all. Only its owner may read it, since it holds passwords. Throws SimulatorError.
+void WriteState(const std::string& file, const Store& store);
+/// Throws OptionError when a file of this name could not be written.
+void CheckStatePlace(const std::string& file);
+
+}  // namespace velmore::simulator

@@ -1,0 +1,232 @@
+// Mailboxes that outlive the server.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include "ProgramTestSupport.h"
+#include "SimulatorTestSupport.h"
+
+namespace velmore::simulator::testing {
+namespace {
+
+const std::string kInbox = GetFolderXml(Distinguished("inbox"));
+
+class SimulatorState : public ::testing::Test {
+ protected:
+  Options Kept() const {
+    Options options = TestOptions();
+    options.state_file = folder.Path("state");
+    return options;
+  }
+  std::string Refusal(const Options& options) const {
+    try {
+      const Simulator server(options);
+    } catch (const OptionError& error) {
+      return error.what();
+    }
+    return "no exception";
+  }
+  Folder folder;
+  const std::string file = folder.Path("state");
+};
+
+TEST_F(SimulatorState, MailboxesAreTheSameAfterARestart) {
+  Id message;
+  Id contact;
+  Id appointment;
+  std::string before[3];
+  std::string inbox;
+  {
+    Started server(Kept());
+    message = server.AddMessage(
+        "alice@example.com", "inbox",
+        "From: Bob <bob@example.com>\r\nSubject: =?utf-8?q?Gr=C3=BC=C3=9Fe?=\r\nMIME-Version: 1.0\r\n"
+        "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\nContent-Type: text/plain; charset=iso-8859-1\r\n\r\n"
+        "caf\xe9\r\n--b\r\nContent-Type: application/octet-stream; name=noise\r\nContent-Disposition: "
+        "attachment\r\n\r\n" +
+            std::string(
+                "\xff\xfe\x01 raw\r\n--b\r\nContent-Type: message/rfc822\r\n\r\nSubject: inner\r\n\r\nx\r\n--b--\r\n"));
+    contact =
+        server.AddItem("alice@example.com", "contacts",
+                       "<t:Contact><t:GivenName>Eve</t:GivenName><t:PhoneNumbers><t:Entry Key=\"HomePhone\">1</t:Entry>"
+                       "</t:PhoneNumbers></t:Contact>");
+    appointment = server.AddItem(
+        "alice@example.com", "calendar",
+        "<t:CalendarItem><t:Subject>Weekly</t:Subject><t:Start>2026-03-02T09:00:00Z</"
+        "t:Start><t:End>2026-03-02T10:00:00Z</t:End>"
+        "<t:Recurrence><t:DailyRecurrence><t:Interval>1</t:Interval></t:DailyRecurrence><t:NumberedRecurrence>"
+        "<t:StartDate>2026-03-02</t:StartDate><t:NumberOfOccurrences>5</t:NumberOfOccurrences></t:NumberedRecurrence>"
+        "</t:Recurrence></t:CalendarItem>");
+    server.AddMessage("alice@example.com", "Projects/2026", "Subject: deep\r\n\r\n");
+    Client client(server);
+    // An occurrence that is gone is part of what is kept.
+    EXPECT_EQ(client
+                  .Call("<m:DeleteItem DeleteType=\"HardDelete\" SendMeetingCancellations=\"SendToNone\"><m:ItemIds>"
+                        "<t:OccurrenceItemId RecurringMasterId=\"" +
+                        appointment.id + "\" InstanceIndex=\"2\"/></m:ItemIds></m:DeleteItem>")
+                  .Code(),
+              "NoError");
+    before[0] = server.DumpItem(message.id);
+    before[1] = server.DumpItem(contact.id);
+    before[2] = server.DumpItem(appointment.id);
+    inbox = client.Call(kInbox).Find("FolderId").AttributeText("Id");
+    server.Stop();
+  }
+  EXPECT_TRUE(ReadFile(file).starts_with("Velmore EWS Simulator state, format 1, checksum "));
+  Started server(Kept());
+  EXPECT_EQ(server.DumpItem(message.id), before[0]);
+  EXPECT_EQ(server.DumpItem(contact.id), before[1]);
+  EXPECT_EQ(server.DumpItem(appointment.id), before[2]);
+  EXPECT_EQ(server.CountItems("alice@example.com", "Projects/2026"), 1u);
+  Client client(server);
+  EXPECT_EQ(client.Call(kInbox).Find("FolderId").AttributeText("Id"), inbox);
+  // What is made now does not take the id of what was there.
+  const Id fresh = server.AddMessage("alice@example.com", "inbox", "Subject: new\r\n\r\n");
+  EXPECT_NE(fresh.id, message.id);
+  EXPECT_EQ(server.CountItems("alice@example.com", "inbox"), 2u);
+  EXPECT_EQ(
+      client.Call(GetItemXml("<t:ItemId Id=\"" + message.id + "\" ChangeKey=\"" + message.change_key + "\"/>")).Code(),
+      "NoError");
+}
+
+TEST_F(SimulatorState, UsersAndContactsAddedLaterAreKept) {
+  {
+    Started server(Kept());
+    server.AddUser({"dave", "dave@example.com", "Dave Dune", "desert"});
+    server.AddDirectoryContact({"erin@example.org", "Erin Elm"});
+    server.Stop();
+  }
+  Started server(Kept());
+  EXPECT_EQ(Client(server, "dave", "desert").Call(kInbox).Code(), "NoError");
+  const auto names = [&](const std::string& entry) {
+    const Reply reply = Client(server).Call("<m:ResolveNames ReturnFullContactData=\"false\"><m:UnresolvedEntry>" +
+                                            entry + "</m:UnresolvedEntry></m:ResolveNames>");
+    return reply.All("Resolution").size();
+  };
+  EXPECT_EQ(names("erin"), 1u);
+  EXPECT_EQ(names("dora"), 1u);  // told by the options at both starts
+}
+
+TEST_F(SimulatorState, UserThatIsToldAgainMayHaveAnotherPassword) {
+  {
+    Started server(Kept());
+    server.AddMessage("alice@example.com", "inbox", "Subject: x\r\n\r\n");
+    server.Stop();
+  }
+  Options options = Kept();
+  options.users[0].password = "changed";
+  options.users.push_back({"dave", "dave@example.com", "Dave Dune", "desert"});
+  Started server(options);
+  EXPECT_EQ(Client(server).Call(kInbox).status, 401);
+  EXPECT_EQ(Client(server, "alice", "changed").Call(kInbox).Find("TotalCount").text, "1");
+  EXPECT_EQ(Client(server, "dave", "desert").Call(kInbox).Code(), "NoError");
+}
+
+TEST_F(SimulatorState, SeedFillsOnlyMailboxesThatWereNotKept) {
+  Options options = Kept();
+  options.users.clear();
+  options.seed_directory = VELMORE_SAMPLES;
+  std::size_t count = 0;
+  {
+    Started server(options);
+    count = server.CountItems("alice@example.com", "inbox");
+    server.Stop();
+  }
+  ASSERT_GT(count, 0u);
+  Started server(options);
+  EXPECT_EQ(server.CountItems("alice@example.com", "inbox"), count);
+}
+
+TEST_F(SimulatorState, FileIsWrittenAtEachStopAndOnlyForItsOwner) {
+  Started server(Kept());
+  EXPECT_FALSE(std::filesystem::exists(file));
+  server.Stop();
+  const std::string first = ReadFile(file);
+  struct stat status {};
+  ASSERT_EQ(::stat(file.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600u);
+  server.Start();
+  server.AddMessage("alice@example.com", "inbox", "Subject: x\r\n\r\n");
+  server.Stop();
+  EXPECT_NE(ReadFile(file), first);
+  EXPECT_FALSE(std::filesystem::exists(file + ".new"));
+}
+
+TEST_F(SimulatorState, DamagedFileIsRefusedAndLeftAlone) {
+  {
+    Started server(Kept());
+    server.Stop();
+  }
+  const std::string whole = ReadFile(file);
+  const std::string hint = " It is left as it is; move it away to start with new mailboxes.";
+  std::string changed = whole;
+  changed[changed.size() / 2] ^= 1;
+  const std::pair<std::string, std::string> cases[] = {
+      {changed, "The state file " + file + " is damaged: its checksum is wrong." + hint},
+      {whole.substr(0, whole.size() - 7), "The state file " + file + " is damaged: it holds "},
+      {"", "The file " + file + " is no state file of the simulator." + hint},
+      {"a letter\n", "The file " + file + " is no state file of the simulator." + hint},
+      {"Velmore EWS Simulator state, format 2, checksum 0, bytes 0\n",
+       "The state file " + file + " has format 2; this simulator reads format 1." + hint},
+      {"Velmore EWS Simulator state, format 1, checksum 0, bytes 0\n", "The state file " + file + " is damaged: "}};
+  for (const auto& [content, complaint] : cases) {
+    folder.Write("state", content);
+    EXPECT_TRUE(Refusal(Kept()).starts_with(complaint)) << Refusal(Kept());
+    EXPECT_EQ(ReadFile(file), content);
+  }
+}
+
+TEST_F(SimulatorState, FileOfAnotherServerVersionIsRefused) {
+  {
+    Started server(Kept());
+    server.Stop();
+  }
+  Options options = Kept();
+  options.version = "Exchange2010";
+  EXPECT_TRUE(Refusal(options).starts_with(
+      "The state file " + file + " is of a server of version Exchange2016 and cannot be used with Exchange2010."))
+      << Refusal(options);
+}
+
+TEST_F(SimulatorState, PlaceThatCannotBeWrittenIsToldAtOnce) {
+  Options options = Kept();
+  options.state_file = folder.Path("nowhere/state");
+  EXPECT_EQ(Refusal(options),
+            "The folder of the state file " + options.state_file + " is not there or cannot be written to.");
+  options.state_file = folder.Path();
+  EXPECT_EQ(Refusal(options), "The state file " + folder.Path() + " is a folder.");
+}
+
+TEST_F(SimulatorState, FailureToWriteKeepsTheOldFileAndIsToldByStop) {
+  Started server(Kept());
+  server.Stop();
+  const std::string first = ReadFile(file);
+  server.Start();
+  std::filesystem::create_directories(file + ".new/inside");
+  EXPECT_THROW(server.Stop(), SimulatorError);
+  EXPECT_FALSE(server.Running());
+  EXPECT_EQ(ReadFile(file), first);
+}
+
+TEST_F(SimulatorState, ProgramKeepsMailboxesOverSignals) {
+  for (const int signal : {SIGTERM, SIGINT}) {
+    Program program(SimulatorProgram({"--no-https", "--state", file}));
+    ASSERT_TRUE(program.ReadUntil("Ready.")) << program.Output();
+    Simulator none;
+    Client client(none);
+    client.url = program.Line("HTTP");
+    EXPECT_EQ(client.Call(CreateItemXml(MessageXml("kept", "bob@example.com"))).Code(), "NoError");
+    EXPECT_EQ(client.Call(GetFolderXml(Distinguished("drafts"))).Find("TotalCount").text,
+              signal == SIGTERM ? "1" : "2");
+    program.Signal(signal);
+    EXPECT_EQ(program.Wait(), 0) << program.Output();
+  }
+  folder.Write("state", "no state");
+  Program program(SimulatorProgram({"--no-https", "--state", file}));
+  EXPECT_EQ(program.Wait(), 2);
+  EXPECT_NE(program.Output().find("is no state file of the simulator."), std::string::npos) << program.Output();
+}
+
+}  // namespace
+}  // namespace velmore::simulator::testing

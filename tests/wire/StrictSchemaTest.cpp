@@ -1,0 +1,253 @@
+// With StrictSchema every request has the form of the published schema, and means the same.
+//
+// The simulator is told to refuse the library's own forms. In addition everything that was sent is validated against the published schema itself, when
+// the variable VELMORE_EWS_SCHEMA names a folder with it (messages.xsd, types.xsd and an envelope that ties them together, soap-envelope.xsd).
+
+#include <libxml/xmlschemas.h>
+
+#include <cstdlib>
+
+#include "ews/uVqEWSPropsEPR.h"
+#include "ews/uVqEWSPropsMFLD.h"
+#include "ews/uVqEWSPropsMPR.h"
+#include "tests/wire/SaveTestSupport.h"
+
+namespace velmore::testing {
+namespace {
+
+simulator::Options Refusing(const std::string& version) {
+  simulator::Options options = TwoUsers(version);
+  options.accept_departures = false;
+  return options;
+}
+
+class StrictSchema : public SaveTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  StrictSchema() : SaveTest(Refusing(GetParam())) { Session().SetStrictSchema(true); }
+
+  ~StrictSchema() override {
+    EXPECT_EQ(Server().GetCounters().refused, 0u);
+    EXPECT_TRUE(Server().GetCounters().departures.empty());
+    Validate();
+  }
+
+  bool Is2013() const { return Session_().GetServerVersion() >= Exchange2013; }
+
+  void Validate() {
+    const char* folder = std::getenv("VELMORE_EWS_SCHEMA");
+    if (!folder || !*folder) {
+      std::cout << "[  NOTE    ] VELMORE_EWS_SCHEMA is not set: the requests were not validated against the published "
+                   "schema.\n";
+      return;
+    }
+    static const xmlSchemaPtr schema = Load(std::string(folder) + "/soap-envelope.xsd");
+    ASSERT_NE(schema, nullptr) << "no schema in " << folder;
+    std::size_t validated = 0;
+    for (const auto& exchange : Server().Exchanges()) {
+      if (exchange.operation.empty()) continue;
+      std::string problems;
+      const xmlDocPtr document =
+          xmlReadMemory(exchange.request_body.data(), static_cast<int>(exchange.request_body.size()), "request.xml",
+                        nullptr, XML_PARSE_NONET | XML_PARSE_HUGE);
+      ASSERT_NE(document, nullptr);
+      const xmlSchemaValidCtxtPtr context = xmlSchemaNewValidCtxt(schema);
+      xmlSchemaSetValidStructuredErrors(context, &Collect, &problems);
+      EXPECT_EQ(xmlSchemaValidateDoc(context, document), 0) << problems << exchange.request_body;
+      xmlSchemaFreeValidCtxt(context);
+      xmlFreeDoc(document);
+      ++validated;
+    }
+    EXPECT_GT(validated, 1u);
+  }
+
+ private:
+  TVqEWSServiceSession& Session_() const { return const_cast<StrictSchema*>(this)->Session(); }
+  static void Collect(void* problems, const xmlError* error) {
+    *static_cast<std::string*>(problems) += std::string(error->message ? error->message : "?");
+  }
+  static void Collect(void* problems, xmlError* error) { Collect(problems, static_cast<const xmlError*>(error)); }
+  static xmlSchemaPtr Load(const std::string& file) {
+    const xmlSchemaParserCtxtPtr parser = xmlSchemaNewParserCtxt(file.c_str());
+    const xmlSchemaPtr schema = xmlSchemaParse(parser);
+    xmlSchemaFreeParserCtxt(parser);
+    return schema;
+  }
+};
+
+TEST_P(StrictSchema, SavingAndLoading) {
+  const auto mail = NewMail();
+  // Late members first: they are appended in the order in which they are set.
+  mail->SetIsRead(false);
+  mail->SetIsDeliveryReceiptRequested(true);
+  mail->GetBccRecipients()->Add("Dora <dora@elsewhere.example>");
+  mail->GetToRecipients()->Add("bob@example.com");
+  mail->GetToRecipients()->Add("A name alone");
+  mail->GetFrom()->SetEmailAddress(kAlice);
+  mail->SetBodyText("<p>x</p>");
+  mail->SetImportance(icHigh);
+  mail->GetCategories().Add("Red");
+  mail->SetInReplyTo("r");
+  mail->SetReminderDueBy(46000);
+  mail->SetIsReminderSet(true);
+  mail->SetReminderMinutesBeforeStart(5);
+  mail->SetCulture("de-AT");
+  mail->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  mail->SetSubject("Late subject");
+  mail->SetSensitivity(scPrivate);
+  mail->SaveChanges(soAutoResolve);
+  const auto fresh = Again(*mail);
+  EXPECT_EQ(fresh->GetSubject(), "Late subject");
+  EXPECT_EQ(fresh->GetImportance(), icHigh);
+  EXPECT_TRUE(fresh->GetIsDeliveryReceiptRequested());
+  EXPECT_TRUE(fresh->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean());
+  EXPECT_EQ(fresh->GetCategories().AsString(";"), "Red");
+  EXPECT_EQ(fresh->GetToRecipients()->Count(), 2);
+  // Edits of everything, and deletions.
+  fresh->SetSubject("Changed");
+  fresh->GetToRecipients()->SetAsString("Bob <bob@example.com>; No Address");
+  fresh->GetCategories().Add("Blue");
+  fresh->SetBodyText("plain");
+  fresh->SetIsRead(true);
+  fresh->DeleteProperty(PR_INREPLYTO);
+  fresh->DeleteProperty(EPR_COMMON_PRIVATE);
+  fresh->SaveChanges(soNeverOverwrite);
+  EXPECT_EQ(Again(*fresh)->GetSubject(), "Changed");
+  EXPECT_EQ(Again(*fresh)->GetInReplyTo(), "");
+}
+
+// The schema has no form for an update without changes: none is sent.
+TEST_P(StrictSchema, WithoutChangesThereIsNoUpdate) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }), Names{"GetItem"});
+  mail->GetToRecipients()->Add("bob@example.com");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Sent([&] { mail->SubmitMessage(true); }), (Names{"GetItem", "SendItem"}));
+  EXPECT_EQ(Server().CountItems(kBob, "inbox"), 1u);
+}
+
+TEST_P(StrictSchema, Attachments) {
+  const auto inner = Mail(AddMessage("Inner"));
+  const auto mail = NewMail();
+  mail->SetSubject("With attachments");
+  mail->GetToRecipients()->Add("bob@example.com");
+  const auto file = Attach(*mail, "a.txt", "aaa");
+  file->SetContentId("cid");
+  file->SetContentLocation("loc");
+  mail->GetAttachments().AddAttachment("inner", TVqRef<IVqEWSItem>(inner));
+  mail->SaveChanges(soAutoResolve);
+  const auto saved = File(*mail, 0);
+  saved->SetName("b.txt");
+  Supports<IVqEWSItemAttachment>(mail->GetAttachments().GetAttachment(1))->GetMessage();
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(AttachmentsOf(*mail), "b.txt=aaa;inner=item;");
+  mail->GetAttachments().DeleteAttachment(1);
+  mail->SubmitMessage(true);
+  EXPECT_EQ(Server().CountItems(kBob, "inbox"), 1u);
+}
+
+TEST_P(StrictSchema, SendingInEveryForm) {
+  for (const bool copy : {true, false}) {
+    const auto mail = NewMail();
+    mail->SetBodyText("first");
+    mail->GetToRecipients()->Add("bob@example.com");
+    mail->SetSubject("behind the body");
+    mail->SubmitMessage(copy);
+    const auto saved = NewMail();
+    saved->GetToRecipients()->Add("bob@example.com");
+    saved->SaveChanges(soAutoResolve);
+    saved->SubmitMessage(copy);
+  }
+  EXPECT_EQ(Server().CountItems(kBob, "inbox"), 4u);
+}
+
+TEST_P(StrictSchema, LazyLoading) {
+  const auto mail = Mail(AddMessage("S"));
+  mail->GetTextBody();
+  mail->GetMimeContent();
+  mail->PropertyByName(MPR_BODY).GetAsString();
+  mail->HasProperty(EPR_COMMON_PRIVATE);
+  mail->GetAdditionalProperties({"Subject", "Body", "InternetMessageHeaders", "PROPDEF:EPR_COMMON_PRIVATE"});
+  TVqMemoryStream mime;
+  mail->SaveToStream(mime);
+  EXPECT_NE(mime.Bytes().find("Subject: S"), std::string::npos);
+}
+
+TEST_P(StrictSchema, TablesAndFolders) {
+  AddMessage("one");
+  AddItem("inbox", "<t:Message><t:Subject>two &amp; &lt;three&gt;</t:Subject></t:Message>");
+  const auto inbox = Inbox();
+  const auto items = inbox->GetItems();
+  items->GetFields().Add(FLD_ITEM_SUBJECT);
+  items->GetFields().Add(FLD_MESSAGE_FROM);
+  items->GetFields().Add(MFLD_SUBJECT);
+  const auto all = Supports<IVqEWSRestrictionAnd>(items->CreateRestriction(rtAnd));
+  const auto content = Supports<IVqEWSRestrictionContent>(items->CreateRestriction(rtContent));
+  content->SetFieldDef(FLD_ITEM_SUBJECT);
+  content->SetContainmentMode(cmSubstring);
+  content->SetValue("& <t");
+  all->AddRestriction(content);
+  const auto exists = Supports<IVqEWSRestrictionExists>(items->CreateRestriction(rtExists));
+  exists->SetFieldDef(FLD_ITEM_SUBJECT);
+  all->AddRestriction(exists);
+  items->Filter(all);
+  items->Open();
+  EXPECT_EQ(items->Count(), 1) << LastExchange("FindItem").response_body << Inbox()->GetTotalCount();
+  EXPECT_EQ(items->FieldByName(FLD_ITEM_SUBJECT).GetAsString(), "two & <three>");
+  const TItemId made = inbox->CreateFolder(sffFolder, "Made");
+  const auto folder = Store().GetFolder(made);
+  folder->SetDisplayName("Renamed");
+  folder->SaveChanges();
+  EXPECT_EQ(Store().GetFolder(made)->GetDisplayName(), "Renamed");
+  inbox->GetSubFolders()->Open();
+  const TItemId copy = inbox->CopyItem(items->GetItemId(), made);
+  folder->DeleteItem(copy, dtHardDelete);
+  inbox->MoveItem(items->GetItemId(), made);
+  folder->EmptyFolder(dtHardDelete, true);
+  inbox->DeleteFolder(made, dtHardDelete);
+}
+
+TEST_P(StrictSchema, OtherKindsOfItems) {
+  const auto contact = Store().GetItem(AddItem("contacts", "<t:Contact><t:DisplayName>C</t:DisplayName></t:Contact>"));
+  contact->SetSubject("S");
+  contact->SetBodyText("b");
+  contact->GetCategories().Add("x");
+  contact->SaveChanges(soAutoResolve);
+  const auto task = Store().GetItem(AddItem("tasks", "<t:Task><t:Subject>T</t:Subject></t:Task>"));
+  task->SetSubject("U");
+  task->SaveChanges(soAutoResolve);
+}
+
+TEST_P(StrictSchema, RecipientsThatAreContacts) {
+  const TItemId contact =
+      AddItem("contacts",
+              "<t:Contact><t:DisplayName>C</t:DisplayName><t:EmailAddresses><t:Entry Key=\"EmailAddress1\">"
+              "bob@example.com</t:Entry></t:EmailAddresses></t:Contact>");
+  const auto mail = NewMail();
+  const auto recipient = mail->GetToRecipients()->Add("Bob the contact");
+  recipient->SetItemId(contact);
+  mail->SubmitMessage(false);
+  EXPECT_NE(Request("CreateItem").find("<t:ItemId Id=\"" + contact.Id.utf8() + "\" ChangeKey=\""), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, StrictSchema,
+                         ::testing::Values("Exchange2007_SP1", "Exchange2010_SP2", "Exchange2013", "Exchange2016"));
+
+// ---- The same without it: the forms that differ are those of the library, to the letter
+
+using DefaultForm = SaveTest;
+
+TEST_F(DefaultForm, DeparturesAreMadeByDefault) {
+  const auto mail = Mail(AddMessage("S"));
+  mail->SaveChanges(soAutoResolve);
+  const auto departures = Server().GetCounters().departures;
+  EXPECT_TRUE(departures.contains("ChangeKeyElement"));
+  EXPECT_TRUE(departures.contains("EmptyUpdates"));
+  const auto late = NewMail();
+  late->SetIsRead(true);
+  late->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  late->SaveChanges(soAutoResolve);
+  EXPECT_TRUE(Server().GetCounters().departures.contains("AppendedMember"));
+}
+
+}  // namespace
+}  // namespace velmore::testing
