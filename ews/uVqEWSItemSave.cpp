@@ -84,7 +84,9 @@ void TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
   const IVqDOMElement updates = change.AddElement("t:Updates");
 
   TVqEWSProperties& properties = GetProperties();
-  for (std::int32_t i = 0; i < properties.Count(); ++i) {
+  const std::int32_t count =
+      properties.Count();  // once: it compares the list with the tree, which does not change here
+  for (std::int32_t i = 0; i < count; ++i) {
     TVqEWSProperty& property = properties.GetItem(i);
     const TVqEWSDataUpdateStatus status = property.GetUpdateStatus();
     if (status == dusModified || status == dusInserted) {

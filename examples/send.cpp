@@ -58,8 +58,8 @@ int main(int argc, char** argv) try {
   const std::int32_t attachments = mail->GetAttachments().Count();
   const string subject = mail->GetSubject();
   mail->SubmitMessage(true);  // a copy stays in the sent items
-  std::cout << "Sent \"" << subject << "\" to " << mail->GetToRecipients()->GetAsString() << " with " << attachments
-            << " attachments\n";
+  std::cout << "Sent \"" << subject << "\" to " << mail->GetToRecipients()->GetAsString()
+            << ", attachments: " << attachments << "\n";
 } catch (const std::exception& failure) {
   std::cerr << failure.what() << '\n';
   return 1;

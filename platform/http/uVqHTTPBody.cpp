@@ -27,7 +27,7 @@ std::string TVqHTTPBodyPieces::Take() {
   whole.reserve(size);
   for (std::string& piece : FPieces) {
     whole.append(piece);
-    piece = std::string();
+    std::string().swap(piece);  // an assignment would keep the memory
   }
   FPieces.clear();
   return whole;

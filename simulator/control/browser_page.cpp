@@ -246,7 +246,7 @@ std::optional<std::string> BrowserPage::FolderPage(const std::string& id) const 
   for (std::size_t i = 0; i < items.size() && i < kMaxItems; ++i) {
     const Item& item = *items[i];
     out += std::string("<tr") + (IsUnread(item) ? " class=\"unread\"" : "") + "><td class=\"s\">" +
-           Readable(item.received) + "</td><td>" + Escaped(Sender(item)) +
+           TimeForPeople(item.received) + "</td><td>" + Escaped(Sender(item)) +
            "</td><td><a href=\"/?item=" + UrlEscaped(mailbox->IdOf(item)) + "\">" + Escaped(Title(item)) +
            "</a></td><td class=\"s\">" + Escaped(item.Text("ItemClass")) + "</td><td class=\"n\">" +
            std::to_string(item.Size()) + "</td></tr>";

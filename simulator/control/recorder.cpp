@@ -70,7 +70,7 @@ Recorder::Recorder(std::size_t keep, std::string directory) : keep_(keep), direc
   std::error_code error;
   std::filesystem::create_directories(directory_, error);
   if (!std::filesystem::is_directory(directory_))
-    throw SimulatorError("The folder for recorded exchanges cannot be made: " + directory_);
+    throw OptionError("The folder for recorded exchanges cannot be made: " + directory_);
 }
 
 void Recorder::Add(Exchange exchange) {

@@ -434,9 +434,9 @@ void Store::Restore(std::unique_ptr<Mailbox> mailbox) {
 
 Mailbox& Store::AddMailbox(const User& user) {
   if (user.smtp_address.find('@') == std::string::npos)
-    throw SimulatorError("The address of a user must be an SMTP address: \"" + user.smtp_address + "\".");
+    throw OptionError("The address of a user must be an SMTP address: \"" + user.smtp_address + "\".");
   if (ByAddress(user.smtp_address) != nullptr)
-    throw SimulatorError("There are two users with the address " + user.smtp_address + ".");
+    throw OptionError("There are two users with the address " + user.smtp_address + ".");
   auto mailbox = std::make_unique<Mailbox>();
   SetOwner(*mailbox, user);
   mailbox->guid = NewGuid();

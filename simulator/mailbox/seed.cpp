@@ -18,7 +18,7 @@ using Json = nlohmann::json;
 
 std::string ReadFile(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw SimulatorError("Cannot read " + path.string() + ".");
+  if (!in) throw OptionError("Cannot read " + path.string() + ".");
   std::ostringstream out;
   out << in.rdbuf();
   return std::move(out).str();
@@ -28,7 +28,7 @@ Json ReadJson(const fs::path& path) {
   try {
     return Json::parse(ReadFile(path));
   } catch (const Json::exception& error) {
-    throw SimulatorError(path.string() + " is no valid JSON: " + error.what());
+    throw OptionError(path.string() + " is no valid JSON: " + error.what());
   }
 }
 
@@ -37,7 +37,7 @@ Access AccessNamed(const std::string& name) {
   if (name == "author") return Access::kAuthor;
   if (name == "editor") return Access::kEditor;
   if (name == "owner") return Access::kOwner;
-  throw SimulatorError("Unknown access \"" + name + "\" in users.json; known are reviewer, author, editor and owner.");
+  throw OptionError("Unknown access \"" + name + "\" in users.json; known are reviewer, author, editor and owner.");
 }
 
 /// Messages that carry no date of arrival came one hour after another, the last one just now.
@@ -83,12 +83,12 @@ void ReadFolder(const fs::path& directory, Mailbox& mailbox, const std::string& 
   Folder* folder = name.empty() ? nullptr : &FolderByPath(mailbox, name, true);
   for (std::size_t i = 0; i < files.size(); ++i) {
     if (folder == nullptr)
-      throw SimulatorError("Messages stand in the folders of a mailbox, not beside them: " + files[i].string() + ".");
+      throw OptionError("Messages stand in the folders of a mailbox, not beside them: " + files[i].string() + ".");
     if (files[i].extension() == ".xml") {
       try {
         add_xml(mailbox, *folder, ReadFile(files[i]));
       } catch (const std::runtime_error& error) {
-        throw SimulatorError(files[i].string() + ": " + error.what());
+        throw OptionError(files[i].string() + ": " + error.what());
       }
       continue;
     }
@@ -156,7 +156,7 @@ Item& SeedMessage(Mailbox& mailbox, Folder& folder, std::shared_ptr<const std::s
 
 void ReadUsers(const std::string& directory, Options& options) {
   if (directory.empty()) return;
-  if (!fs::is_directory(directory)) throw SimulatorError("There is no seed folder " + directory + ".");
+  if (!fs::is_directory(directory)) throw OptionError("There is no seed folder " + directory + ".");
   const fs::path path = fs::path(directory) / "users.json";
   if (!fs::exists(path)) return;
   const Json json = ReadJson(path);
@@ -180,7 +180,7 @@ void ReadUsers(const std::string& directory, Options& options) {
       options.directory.push_back(
           {entry.at("smtp").get<std::string>(), entry.value("displayName", entry.at("smtp").get<std::string>())});
   } catch (const Json::exception& error) {
-    throw SimulatorError(path.string() + ": " + error.what());
+    throw OptionError(path.string() + ": " + error.what());
   }
 }
 
@@ -191,7 +191,7 @@ void ReadMessages(const std::string& directory, Store& store, const std::vector<
     if (!entry.is_directory()) continue;
     // A folder of messages bears the log-on name or the address of its mailbox.
     Mailbox* mailbox = store.ByLogon(entry.path().filename().string());
-    if (mailbox == nullptr) throw SimulatorError("There is no user for the seed folder " + entry.path().string() + ".");
+    if (mailbox == nullptr) throw OptionError("There is no user for the seed folder " + entry.path().string() + ".");
     if (std::find(filled.begin(), filled.end(), mailbox) != filled.end()) continue;
     ReadFolder(entry.path(), *mailbox, {}, add_xml);
   }

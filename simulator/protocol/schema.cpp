@@ -327,8 +327,8 @@ void Schema::CheckSequence(Element& element, const SchemaType& type, Checker& ch
     const Member* member = position >= 0 ? &type.members[static_cast<std::size_t>(position)] : nullptr;
     const bool there = member != nullptr && child.space == member->space;
     // The library tells the size of every new file, also to servers that have no member for it.
-    const bool size = there && member->since > checker.version && child.name == "Size" && type.name == "FileAttachment" &&
-                      checker.accept_departures;
+    const bool size = there && member->since > checker.version && child.name == "Size" &&
+                      type.name == "FileAttachment" && checker.accept_departures;
     if (size) ++checker.departures["AttachmentSize"];
     const bool known = there && (size || member->since <= checker.version);
     const bool in_place = known && (static_cast<std::size_t>(position) >= place ||

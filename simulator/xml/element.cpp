@@ -215,7 +215,8 @@ Element ParseXml(std::string_view bytes) {
   // The SAX block of the context is its own; ours is copied over it.
   *context->sax = handler;
   context->userData = &reader;
-  xmlCtxtUseOptions(context.get(), XML_PARSE_NONET | XML_PARSE_HUGE);
+  // NOENT: otherwise an "&amp;" in an attribute's value comes as "&#38;".
+  xmlCtxtUseOptions(context.get(), XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_NOENT);
   xmlParseDocument(context.get());
   if (context->myDoc != nullptr) {
     xmlFreeDoc(context->myDoc);

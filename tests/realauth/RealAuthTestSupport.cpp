@@ -9,7 +9,7 @@ namespace velmore::testing {
 namespace {
 
 // gss-ntlmssp takes NTLM's messages with their version and checksum fields alone, while libcurl writes them in the older,
-// shorter form that Windows takes as well. Apache brings them into the longer form, fields empty, before the module looks.
+// shorter form of old clients. Apache brings them into the longer form, fields empty, before the module looks.
 // Flags, names and the proof of the password stay what the client sent.
 constexpr const char* CompleteNtlm = R"lua(
 function complete(r)

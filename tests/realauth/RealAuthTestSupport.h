@@ -60,6 +60,10 @@ class RealAuthTest : public EWSTest {
   void PutMail(const std::string& subject);
 
   // What the access log says.
+  /// The log with all that the simulator answered and what Apache answered itself: so many refusals.
+  std::vector<TestApache::Request> LogWith(std::size_t refusals) {
+    return Apache().Log(Server().Exchanges().size() + refusals);
+  }
   static std::size_t Connections(const std::vector<TestApache::Request>& log);
   static std::size_t WithStatus(const std::vector<TestApache::Request>& log, int status);
   static std::size_t WithScheme(const std::vector<TestApache::Request>& log, const std::string& scheme);

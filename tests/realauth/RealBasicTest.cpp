@@ -20,7 +20,7 @@ TEST_F(RealBasic, AWholeSessionOverTls) {
   session->SetActive(true);
   for (int i = 0; i < 20; ++i) Ask(*session);
   EXPECT_EQ(SubjectsOf(*session), std::vector<string>{"One"});
-  const auto log = Apache().Log(Server().Exchanges().size() + 1);
+  const auto log = LogWith(1);
   EXPECT_GE(log.size(), 22u);
   EXPECT_EQ(Connections(log), 1u) << Print(log);
   EXPECT_EQ(WithStatus(log, 401), 1u) << Print(log);
@@ -36,7 +36,7 @@ TEST_F(RealBasic, ARefusedPasswordIsToldByAnOrdinaryOperation) {
   wrong.SetPassword("falsch");
   session->SetCredentials(wrong);
   EXPECT_EQ(RefusalOf([&] { Ask(*session); }), "The server refused the credentials; it offers Basic, Basic was tried.");
-  const auto log = Apache().Log(4);
+  const auto log = LogWith(3);
   EXPECT_EQ(WithStatus(log, 401), 3u) << "the challenge twice, the refused password once\n" << Print(log);
 }
 
@@ -47,7 +47,7 @@ TEST_F(RealBasic, AfterARestartOfTheServerTheSessionGoesOn) {
   session->SetActive(true);
   Apache().RestartGracefully();
   EXPECT_EQ(SubjectsOf(*session), std::vector<string>{"One"});
-  const auto log = Apache().Log(4);
+  const auto log = LogWith(1);
   EXPECT_EQ(Connections(log), 2u) << Print(log);
   EXPECT_EQ(WithStatus(log, 401), 1u) << Print(log);
 }
@@ -60,7 +60,7 @@ TEST_F(RealProxy, APasswordForTheProxyAndAnotherForTheServer) {
   UseProxy(*session, "pia", kPassword);
   session->SetActive(true);
   EXPECT_EQ(SubjectsOf(*session), std::vector<string>{"One"});
-  const auto log = Apache().Log(4);
+  const auto log = Apache().Log(Server().Exchanges().size());
   EXPECT_EQ(Connections(log), 1u) << Print(log);
   EXPECT_EQ(log.back().User, "pia") << Print(log);
 }

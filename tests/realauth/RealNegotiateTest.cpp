@@ -19,7 +19,7 @@ TEST_F(RealNegotiate, AWholeSessionWithNameAndPasswordListsTheInbox) {
   const auto session = NewSession("alice@VELMORE.TEST");
   session->SetActive(true);
   EXPECT_EQ(SubjectsOf(*session), (std::vector<string>{"Two", "One"}));
-  const auto log = Apache().Log(3);
+  const auto log = LogWith(1);
   EXPECT_EQ(WithStatus(log, 401), 1u) << Print(log);
   EXPECT_EQ(Connections(log), 1u) << Print(log);
   EXPECT_EQ(WithScheme(log, "Negotiate"), 1u) << Print(log);
@@ -91,7 +91,7 @@ TEST_F(RealNegotiate, ASecondClientMakesItsOwnHandshake) {
     client->Request(response, TVqHTTPVerb::get, Apache().Url("/EWS/Exchange.asmx"));
     EXPECT_NE(response->GetStatus().Code, 401);
   }
-  const auto log = Apache().Log(6);
+  const auto log = LogWith(2);
   EXPECT_EQ(Connections(log), 2u) << Print(log);
   EXPECT_EQ(WithScheme(log, "Negotiate"), 2u) << Print(log);
 }
@@ -105,7 +105,7 @@ TEST_F(RealNegotiate, AfterARestartOfTheServerTheHandshakeIsMadeAnewUnnoticed) {
   Apache().RestartGracefully();
   EXPECT_EQ(SubjectsOf(*session), std::vector<string>{"One"});
   EXPECT_TRUE(session->GetActive());
-  const auto log = Apache().Log(6);
+  const auto log = LogWith(1);
   EXPECT_EQ(Connections(log), 2u) << Print(log);
   EXPECT_EQ(WithScheme(log, "Negotiate"), 2u) << Print(log);
 }
@@ -160,7 +160,7 @@ TEST_F(RealNegotiate, ComesFirstWhereAllAreOffered) {
   StartGssapi(std::string(kPersistent) + "GssapiAllowedMech krb5\nGssapiAllowedMech ntlmssp\nGssapiBasicAuth On\n");
   const auto session = NewSession("alice@VELMORE.TEST");
   session->SetActive(true);
-  const auto log = Apache().Log(2);
+  const auto log = LogWith(1);
   EXPECT_EQ(WithStatus(log, 401), 1u) << Print(log);
   EXPECT_EQ(log.back().Mechanism, "Negotiate/krb5") << Print(log);
   EXPECT_EQ(WithScheme(log, "NTLM") + WithScheme(log, "Basic"), 0u) << Print(log);
@@ -171,7 +171,7 @@ TEST_F(RealNegotiate, WithoutATicketBasicIsTakenWhereItIsTheOnlyOtherOffer) {
   const TestEnvironment nowhere(TestRealm::NoRealm(Folder));
   const auto session = NewSession("alice");
   session->SetActive(true);
-  const auto log = Apache().Log(2);
+  const auto log = LogWith(1);
   EXPECT_EQ(WithStatus(log, 401), 1u) << Print(log);
   EXPECT_EQ(log.back().Mechanism, "Basic/krb5") << Print(log);
   EXPECT_EQ(log.back().User, "alice@VELMORE.TEST") << Print(log);

@@ -273,6 +273,11 @@ TEST(SimulatorProgram, EndsWithTwoWhenAnOptionIsWrong) {
   for (const auto& options : std::vector<std::vector<std::string>>{{"--versoin", "Exchange2016"},
                                                                    {"--version", "Exchange2003"},
                                                                    {"--users", "alice"},
+                                                                   {"--users", "alice:nowhere:secret"},
+                                                                   {"--users", "a:a@b.example:x", "c:A@b.example:x"},
+                                                                   {"--seed", "/nowhere"},
+                                                                   {"--record", "/dev/null/folder"},
+                                                                   {"--http", "70000"},
                                                                    {"--schema", "/nowhere"}}) {
     Program program(SimulatorProgram(options, false));
     EXPECT_EQ(program.Wait(), 2) << options.front() << program.Output();

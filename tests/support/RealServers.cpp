@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -24,10 +25,10 @@ using namespace std::chrono_literals;
 constexpr const char* ApacheProgram = "/usr/sbin/apache2";
 constexpr const char* ApacheModules = "/usr/lib/apache2/modules/";
 
-/// Looks until `condition` holds; false after ten seconds.
+/// Looks until `condition` holds; false when the time is over.
 template <typename TCondition>
-bool WaitFor(TCondition condition) {
-  const auto end = std::chrono::steady_clock::now() + 10s;
+bool WaitFor(TCondition condition, std::chrono::milliseconds limit = 10s) {
+  const auto end = std::chrono::steady_clock::now() + limit;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) return false;
     std::this_thread::sleep_for(5ms);
@@ -77,6 +78,8 @@ pid_t Spawn(const std::vector<std::string>& command,
   const int log = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
   const pid_t child = fork();
   if (child == 0) {
+    setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);  // a test that is killed leaves no server behind
     dup2(log, 1);
     dup2(log, 2);
     execve(arguments[0], arguments.data(), variables.data());
@@ -95,8 +98,9 @@ bool Ended(pid_t& child) {
 void End(pid_t& child) {
   if (child < 0) return;
   kill(child, SIGTERM);
-  if (!WaitFor([&] { return Ended(child); })) {
-    kill(child, SIGKILL);
+  // Apache waits for a process with an open tunnel; there is nothing to wait for.
+  if (!WaitFor([&] { return Ended(child); }, 1s)) {
+    kill(-child, SIGKILL);
     waitpid(child, nullptr, 0);
   }
   child = -1;

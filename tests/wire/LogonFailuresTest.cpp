@@ -302,7 +302,7 @@ TEST_F(LogonFailures, StatusesWithoutAnEnvelope) {
                                      const auto* busy = dynamic_cast<const EVqServerBusy*>(&failure);
                                      EXPECT_EQ(busy != nullptr,
                                                failure.GetNumber() == 503 || failure.GetNumber() == 429);
-                                     if (busy) EXPECT_EQ(busy->GetRetryAfter(), 5000);
+                                     EXPECT_EQ(busy ? busy->GetRetryAfter() : 5000, 5000);
                                    });
     ExpectLoggedOff();
   }

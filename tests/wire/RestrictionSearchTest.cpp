@@ -35,7 +35,7 @@ class RestrictionSearch : public MailboxTest {
     for (int i = 0; i < count; ++i) {
       TMail mail;
       mail.Subject = pick(words);
-      for (unsigned more = random() % 3; more > 0; --more) mail.Subject += " " + pick(words);
+      for (auto more = random() % 3; more > 0; --more) mail.Subject += " " + pick(words);
       if (random() % 2) mail.InReplyTo = random() % 2 ? mail.Subject : pick(words);
       mail.Importance = pick({"Low", "Normal", "High"});
       mail.Read = random() % 2;

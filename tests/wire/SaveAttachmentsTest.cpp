@@ -226,6 +226,31 @@ TEST_F(SaveAttachments, AReferenceIsLeftAlone) {
   EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }), (Names{"UpdateItem", "GetItem"}));
 }
 
+// Content goes from the item into the bytes of the request, past the request's tree.
+TEST_F(SaveAttachments, LargeContentArrivesWhole) {
+  std::string bytes(3'000'001, '\0');
+  unsigned state = 1;
+  for (char& byte : bytes) byte = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+  const auto mail = NewMail();
+  Attach(*mail, "large.bin", bytes);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(AttachmentsOf(*mail), "large.bin=" + bytes + ";");
+  File(*mail, 0)->SetName("renamed.bin");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(AttachmentsOf(*mail), "renamed.bin=" + bytes + ";");
+}
+
+// A text that is no base64 goes out as it is, and well-formed.
+TEST_F(SaveAttachments, ContentThatAProgramWroteItselfIsEscaped) {
+  const auto mail = NewMail();
+  const auto file = Attach(*mail, "a.txt", "aaa");
+  file->AsElement().SelectSingleElement("Content", kSelectRequired).SetText("<&>\r");
+  RefuseNext("CreateAttachment", "ErrorInvalidRequest");
+  EXPECT_THROW(mail->SaveChanges(soAutoResolve), EVqException);
+  EXPECT_NE(LastExchange("CreateAttachment").request_body.find("<t:Content>&lt;&amp;&gt;&#13;</t:Content>"),
+            std::string::npos);
+}
+
 TEST_F(SaveAttachments, AnItemWithoutAttachmentsAsksForNone) {
   const auto mail = Draft("<t:Subject>S</t:Subject>");
   EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }), (Names{"UpdateItem", "GetItem"}));

@@ -169,9 +169,10 @@ TEST_F(SaveUpdate, APartOfAMemberHasItsParentAroundIt) {
   const auto item = Store().GetItem(id);
   item->AsElement().SelectSingleElement("PhoneNumbers/Entry[@Key=\"MobilePhone\"]", kSelectRequired).SetText("3");
   item->SaveChanges(soAutoResolve);
-  EXPECT_EQ(Updates(),
-            "<t:SetItemField><t:IndexedFieldURI FieldURI=\"contacts:PhoneNumber\" FieldIndex=\"MobilePhone\"/><t:Contact>"
-            "<t:PhoneNumbers><t:Entry Key=\"MobilePhone\">3</t:Entry></t:PhoneNumbers></t:Contact></t:SetItemField>");
+  EXPECT_EQ(
+      Updates(),
+      "<t:SetItemField><t:IndexedFieldURI FieldURI=\"contacts:PhoneNumber\" FieldIndex=\"MobilePhone\"/><t:Contact>"
+      "<t:PhoneNumbers><t:Entry Key=\"MobilePhone\">3</t:Entry></t:PhoneNumbers></t:Contact></t:SetItemField>");
   // Emptied, a part is deleted; a member of its own would be set to nothing.
   item->AsElement().SelectSingleElement("PhoneNumbers/Entry[@Key=\"HomePhone\"]", kSelectRequired).SetText("");
   item->SaveChanges(soAutoResolve);
@@ -217,6 +218,49 @@ TEST_F(SaveUpdate, ARefusedFieldNamesIt) {
   EXPECT_EQ(mail->GetID().ChangeKey, id.ChangeKey);
   EXPECT_EQ(mail->GetSubject(), "T");
   EXPECT_EQ(Again(*mail)->GetSubject(), "S");
+}
+
+TEST_F(SaveUpdate, PrivateIsTwoFields) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  mail->SetIsPrivate(true);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates().find(SetField("item:Sensitivity", "<t:Sensitivity>Private</t:Sensitivity>")), 0u) << Updates();
+  EXPECT_NE(Updates().find("<t:Value>true</t:Value>"), std::string::npos);
+  const auto fresh = Again(*mail);
+  EXPECT_TRUE(fresh->GetIsPrivate());
+  fresh->SetIsPrivate(false);
+  fresh->SaveChanges(soAutoResolve);
+  EXPECT_FALSE(Again(*fresh)->GetIsPrivate());
+  EXPECT_EQ(Again(*fresh)->GetSensitivity(), scNormal);
+}
+
+TEST_F(SaveUpdate, AnAssociatedItemIsMadeAsOne) {
+  const auto mail = NewMail();
+  mail->SetIsAssociated(true);
+  mail->SetSubject("Settings");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_TRUE(Again(*mail)->GetIsAssociated());
+  // Afterwards the server does not change it.
+  mail->SetIsAssociated(false);
+  EXPECT_EQ(CodeOf([&] { mail->SaveChanges(soAutoResolve); }), "ErrorInvalidPropertySet");
+}
+
+// What the server makes of it is its affair: it writes the preview itself.
+TEST_F(SaveUpdate, ThePreviewIsAField) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  mail->SetPreview("p");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), SetField("item:Preview", "<t:Preview>p</t:Preview>"));
+}
+
+TEST_F(SaveUpdate, TheNextReminderIsAField) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  const TDateTime time = VqXMLToDateTime("2026-03-02T09:00:00Z");
+  mail->SetReminderNextTime(time);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(),
+            SetField("item:ReminderNextTime", "<t:ReminderNextTime>2026-03-02T09:00:00Z</t:ReminderNextTime>"));
+  EXPECT_EQ(Again(*mail)->GetReminderNextTime(), time);
 }
 
 TEST_F(SaveUpdate, AnAnswerWithoutAnIdFails) {
