@@ -176,6 +176,7 @@ TEST(Proxy, NobodyListeningAndUnknownName) {
   client->GetSession()->SetAccessType(TVqHTTPAccessType::proxy);
   client->GetSession()->SetProxyServer("127.0.0.1:1");
   EXPECT_EQ(NumberOf([&] { Get(client, "http://mail.example.invalid/"); }), 12029U);
-  client->GetSession()->SetProxyServer("proxy.invalid:8080");
+  client->GetSession()->SetProxyServer(
+      "a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example:8080");
   EXPECT_EQ(NumberOf([&] { Get(client, "http://mail.example.invalid/"); }), 12007U);
 }

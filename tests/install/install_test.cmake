@@ -17,7 +17,7 @@ file(READ ${pc} text)
 string(REGEX REPLACE "prefix=[^\n]*" "prefix=${PREFIX}" text "${text}")  # the prefix of this test is not the configured one
 file(WRITE ${pc} "${text}")
 get_filename_component(directory ${pc} DIRECTORY)
-execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${directory} pkg-config --static --cflags --libs velmore-ews
+execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${directory} pkg-config --cflags --libs velmore-ews
   OUTPUT_VARIABLE flags RESULT_VARIABLE result OUTPUT_STRIP_TRAILING_WHITESPACE)
 if(NOT result EQUAL 0)
   message(FATAL_ERROR "pkg-config does not find velmore-ews")

@@ -88,7 +88,9 @@ TEST_F(LogonDiscovery, EmptyUrlOfTheSecondVersionIsNone) {
 TEST_F(LogonDiscovery, HostOfTheServiceRecordIsTakenOverHttps) {
   SetPassword();
   Session.SetTimeOuts(TVqHTTPTimeOuts(3000, 3000, 3000));
-  Session.OnFindHost = [](const string&) { return string("srv.velmore.invalid"); };
+  Session.OnFindHost = [](const string&) {
+    return string("srv.a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example");
+  };
   EXPECT_THROW(Session.SetActive(true), EEWSException);
   EXPECT_EQ(Asked(), Names{"FindHostBySRV(_autodiscover._tcp.example.com)"}) << "Autodiscover is not asked any more";
 }
@@ -97,6 +99,7 @@ TEST_F(LogonDiscovery, PathOfTheServiceRecordIsTheUsualOne) {
   SetPassword();
   Session.OnFindHost = [this](const string&) { return string("127.0.0.1:" + std::to_string(Server.Port())); };
   // The server speaks no TLS: what counts is the URL that is told in the failure.
+  Session.SetTimeOuts(TVqHTTPTimeOuts(500, 500, 500));
   const auto messages = NestedMessagesOf([&] { Session.SetActive(true); });
   ASSERT_EQ(messages.size(), 2u);
   EXPECT_TRUE(messages[0].starts_with("ErrorAutoDiscoverFailed (")) << messages[0];
@@ -152,8 +155,12 @@ TEST_F(LogonDiscovery, MailIsTriedThenWwwThenTheOriginalIsRaised) {
 
 TEST_F(LogonDiscovery, FirstUsualNameThatAnswersIsTaken) {
   for (const string wanted :
-       {"https://mail.velmore.invalid/ews/exchange.asmx", "https://www.velmore.invalid/ews/exchange.asmx"}) {
-    Session.SetAutodiscoverEMail("ann@velmore.invalid");
+       {"https://mail.a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example/ews/"
+        "exchange.asmx",
+        "https://www.a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example/ews/"
+        "exchange.asmx"}) {
+    Session.SetAutodiscoverEMail(
+        "ann@a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example");
     Session.OnAutodiscover = [](const string&) { return FailWith(12007); };
     string url;
     Session.OnAnswersAt = [&](const string& asked) {
@@ -209,7 +216,9 @@ TEST_F(LogonDiscovery, OnlyStatus200IsAnAnswer) {
   EXPECT_EQ(LastRequest().Target(), "/ews/exchange.asmx");
   for (const char* status : {"401 Unauthorized", "204 No Content", "302 Found", "404 Not Found", "500 Broken"})
     EXPECT_FALSE(answers(status)) << status;
-  EXPECT_FALSE(Session.AnswersAtOf("http://mail.velmore.invalid/")) << "a failure of the transport is no answer";
+  EXPECT_FALSE(Session.AnswersAtOf(
+      "http://mail.a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example/"))
+      << "a failure of the transport is no answer";
 }
 
 TEST_F(LogonDiscovery, ThisVersionHasNoAutodiscoverOfItsOwn) {

@@ -71,7 +71,9 @@ class LogonFailures : public SessionTest {
 // ---- The table, row by row
 
 TEST_F(LogonFailures, UnknownHostWithoutAnAddress) {
-  Session.SetServiceUrl("http://mail.velmore.invalid/EWS/Exchange.asmx");
+  Session.SetServiceUrl(
+      "http://mail.a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example/EWS/"
+      "Exchange.asmx");
   ExpectApi(12007, "NAME_NOT_RESOLVED: The specified EWS Service \"\" could not be found!");
   ExpectLogsOnNow();
 }
@@ -89,7 +91,9 @@ TEST_F(LogonFailures, AnythingElseWithoutAnAddress) {
 }
 
 TEST_F(LogonFailures, UnknownHostWithAnAddress) {
-  Session.SetServiceUrl("http://mail.velmore.invalid/EWS/Exchange.asmx");
+  Session.SetServiceUrl(
+      "http://mail.a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example/EWS/"
+      "Exchange.asmx");
   SetAddress();
   ExpectEWS(
       12007, "ErrorAutoDiscoverFailed",
@@ -146,10 +150,13 @@ TEST_F(LogonFailures, OriginalIsNestedAndTellsMore) {
   RefuseCredentials();
   EXPECT_EQ(NestedMessagesOf([&] { Session.SetActive(true); }),
             (Names{kLoginFailure, "The server refused the credentials; it offers Basic, Basic was tried."}));
-  Session.SetServiceUrl("http://mail.velmore.invalid/");
+  Session.SetServiceUrl(
+      "http://mail.a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example/");
   const auto unknown = NestedMessagesOf([&] { Session.SetActive(true); });
   ASSERT_EQ(unknown.size(), 2u);
-  EXPECT_NE(unknown[1].find("mail.velmore.invalid"), std::string::npos) << unknown[1];
+  EXPECT_NE(unknown[1].find("mail.a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example"),
+            std::string::npos)
+      << unknown[1];
   Session.SetServiceUrl(DeafUrl());
   const auto deaf = NestedMessagesOf([&] { Session.SetActive(true); });
   ASSERT_EQ(deaf.size(), 2u);

@@ -259,7 +259,8 @@ class MessageSubmitSP1 : public MessageSubmit {
   MessageSubmitSP1() : MessageSubmit("Exchange2013_SP1") {}
 };
 TEST_F(MessageSubmitSP1, IsLaterThanExchange2013) {
-  EXPECT_EQ(Sent([&] { ToBob()->SubmitMessage(true); }), Names{"CreateItem"});
+  const auto plain = ToBob();
+  EXPECT_EQ(Sent([&] { plain->SubmitMessage(true); }), Names{"CreateItem"});
   const auto mail = ToBob();
   Attach(*mail, "a.txt", "aaa");
   mail->SubmitMessage(true);
