@@ -20,8 +20,7 @@ struct TVqEWSFieldDef;
 class IVqEWSMsgStore;
 class IVqEWSFolders;
 class IVqEWSItems;
-class IVqEWSCategories;
-class IVqEWSOOF;
+class TVqEWSCategory;
 
 /// How a deletion is carried out; the wire text is the name without "dt".
 enum TVqEWSFolderDeleteType { dtHardDelete, dtSoftDelete, dtMoveToDeletedItems };
@@ -304,6 +303,44 @@ enum TSizeRequested {
   HR432X432,
   HR504X504,
   HR648X648,
+};
+
+/// The master list of categories of a mailbox. Not part of this version: nothing makes one.
+class IVqEWSCategories : public virtual IVqObject {
+ public:
+  /// Owned by the list. Raises EListError outside.
+  virtual TVqEWSCategory& GetCategory(std::int32_t AIndex) = 0;
+  virtual string GetDefaultCategory() = 0;
+  virtual std::int32_t Count() = 0;
+
+ protected:
+  ~IVqEWSCategories() = default;
+};
+
+/// The out-of-office settings of a mailbox; changes live in memory until Apply. Not part of this version: nothing makes one.
+class IVqEWSOOF : public virtual IVqObject {
+ public:
+  virtual TOofState GetState() = 0;
+  virtual TExternalAudience GetExternalAudience() = 0;
+  virtual TExternalAudience GetAllowExternalOof() = 0;
+  /// Points in time are UTC.
+  virtual TDateTime GetEndTime() = 0;
+  virtual string GetExternalReply() = 0;
+  virtual string GetInternalReply() = 0;
+  virtual TDateTime GetStartTime() = 0;
+  virtual void SetState(TOofState AValue) = 0;
+  virtual void SetExternalAudience(TExternalAudience AValue) = 0;
+  virtual void SetEndTime(TDateTime AValue) = 0;
+  virtual void SetExternalReply(const string& AValue) = 0;
+  virtual void SetInternalReply(const string& AValue) = 0;
+  virtual void SetStartTime(TDateTime AValue) = 0;
+  /// Switches everything off and sends it.
+  virtual void Clear() = 0;
+  /// Sends the settings (m:SetUserOofSettingsRequest).
+  virtual void Apply() = 0;
+
+ protected:
+  ~IVqEWSOOF() = default;
 };
 
 /// One mailbox. Holds no cache: each call goes to the server.

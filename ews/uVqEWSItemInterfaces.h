@@ -22,7 +22,6 @@ class TVqEWSAttachments;
 class IVqEWSMsgStore;
 class IVqEWSFolder;
 class IVqEWSItem;
-class IVqEWSSmartResponse;
 
 /// The kinds of items; the name without "t" is the element's name.
 enum TItemType {
@@ -259,6 +258,12 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
 
  protected:
   ~IVqEWSItem() = default;
+};
+
+/// A reply or forward that is being written. Not part of this version: nothing makes one.
+class IVqEWSSmartResponse : public virtual IVqEWSItem {
+ protected:
+  ~IVqEWSSmartResponse() = default;
 };
 
 /// A message.

@@ -6,12 +6,6 @@
 
 namespace velmore {
 
-/// An answer to a message, or its forwarding. Not part of this version: what gives one raises.
-class IVqEWSSmartResponse : public virtual IVqObject {
- protected:
-  ~IVqEWSSmartResponse() = default;
-};
-
 /// An e-mail message. See TVqEWSItemCore for what it owns, its threads and failures; in addition it owns its recipients, until the next reload.
 class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMail {
  public:

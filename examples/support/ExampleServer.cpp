@@ -56,7 +56,9 @@ ExampleServer::ExampleServer(int argc, char** argv, const std::string& usage) {
     std::cout << usage << "\n\n"
               << "Runs against the simulator, or with\n"
               << "  --url URL --user USER   against a server; the password comes from VELMORE_PASSWORD or a prompt\n"
-              << "  --ca-file FILE          trusting the authorities in a PEM file, too\n";
+              << "  --ca-file FILE          trusting the authorities in a PEM file, too\n"
+              << "  --strict                requests in the form of the published schema, as always with --url\n"
+              << "  --strict                with requests in the form of the published schema, as always with --url\n";
     std::exit(0);
   }
   url_ = Option("url");
@@ -91,7 +93,7 @@ void ExampleServer::Configure(velmore::TVqEWSCustomSession& session) const {
   session.GetCredentials().SetPassword(password_);
   session.SetCAFile(ca_file_);
   // Real servers validate what they are sent; the simulator takes the library's own forms, too.
-  session.SetStrictSchema(!Simulated());
+  session.SetStrictSchema(!Simulated() || HasOption("strict"));
 }
 
 std::string ExampleServer::Option(const std::string& name, const std::string& otherwise) const {

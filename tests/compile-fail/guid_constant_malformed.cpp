@@ -3,7 +3,11 @@
 #include "platform/common/uVqTypes.h"
 
 #ifdef CONTROL
-velmore::TGUID Guid() { return velmore::TGUID("00020328-0000-0000-C000-000000000046"); }
+velmore::TGUID Guid() {
+  return velmore::TGUID("00020328-0000-0000-C000-000000000046");
+}
 #else
-velmore::TGUID Guid() { return velmore::TGUID("00020328-0000-0000-C000-00000000004"); }
+velmore::TGUID Guid() {
+  return velmore::TGUID("00020328-0000-0000-C000-00000000004");
+}
 #endif
