@@ -57,8 +57,7 @@ ExampleServer::ExampleServer(int argc, char** argv, const std::string& usage) {
               << "Runs against the simulator, or with\n"
               << "  --url URL --user USER   against a server; the password comes from VELMORE_PASSWORD or a prompt\n"
               << "  --ca-file FILE          trusting the authorities in a PEM file, too\n"
-              << "  --strict                requests in the form of the published schema, as always with --url\n"
-              << "  --strict                with requests in the form of the published schema, as always with --url\n";
+              << "  --strict                requests in the form of the published schema, as always with --url\n";
     std::exit(0);
   }
   url_ = Option("url");
