@@ -51,7 +51,12 @@ class TVqEWSResponse : public TVqSOAPResponse {
 };
 
 /// Where a search for a name looks; the wire text is the name without "sc".
-enum TSearchScope { scActiveDirectory, scActiveDirectoryContacts, scContacts, scContactsActiveDirectory };
+enum TSearchScope : std::int32_t {
+  scActiveDirectory,
+  scActiveDirectoryContacts,
+  scContacts,
+  scContactsActiveDirectory
+};
 const TVqEnumInfo& VqEnumInfoOf(TSearchScope) noexcept;
 
 /// The session.

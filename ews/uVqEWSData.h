@@ -21,13 +21,13 @@ class TVqEWSBaseDataList;
 enum TDistinguishedPropertySet : std::int32_t;  // uVqEWSTypes.h
 
 /// Which of the two trees: as the server sent it, or as it is now.
-enum TVqEWSGetDataElmSource { desOriginal, desCurrent };
+enum TVqEWSGetDataElmSource : std::int32_t { desOriginal, desCurrent };
 
 /// Gives the record of a tree, or none. The boolean asks to raise rather than give none; who has always a record does not look at it.
 using TVqEWSGetDataElm = std::function<TVqXMLSchemaElement*(TVqEWSGetDataElmSource ASource, bool ARaiseError)>;
 
 /// How the current value compares with the original one.
-enum TVqEWSDataUpdateStatus { dusUnmodified, dusModified, dusInserted, dusDeleted };
+enum TVqEWSDataUpdateStatus : std::int32_t { dusUnmodified, dusModified, dusInserted, dusDeleted };
 
 inline std::string_view VqTypeNameOf(const string*) {
   return VqStringType.Name;

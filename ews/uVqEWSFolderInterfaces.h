@@ -23,14 +23,14 @@ class IVqEWSItems;
 class TVqEWSCategory;
 
 /// How a deletion is carried out; the wire text is the name without "dt".
-enum TVqEWSFolderDeleteType { dtHardDelete, dtSoftDelete, dtMoveToDeletedItems };
+enum TVqEWSFolderDeleteType : std::int32_t { dtHardDelete, dtSoftDelete, dtMoveToDeletedItems };
 
 /// Flags of an imported message. As bits on the wire: read 1, unmodified 2, unsent 8, from me 32.
-enum TVqEWSMessageFlag { msgflgRead, msgflgUnmodified, msgflgUnsent, msgflgFromMe };
+enum TVqEWSMessageFlag : std::int32_t { msgflgRead, msgflgUnmodified, msgflgUnsent, msgflgFromMe };
 using TVqEWSMessageFlags = TVqSet<TVqEWSMessageFlag>;
 
 /// Whom a saved or deleted meeting is announced to; the wire text is the name without "smioc".
-enum TSendMeetingInvitationsOrCancellations {
+enum TSendMeetingInvitationsOrCancellations : std::int32_t {
   smiocSendToNone,
   smiocSendOnlyToAll,
   smiocSendToAllAndSaveCopy,
@@ -40,8 +40,17 @@ enum TSendMeetingInvitationsOrCancellations {
 /// The first three of them: what a deletion can announce.
 using TSendMeetingCancellations = TSendMeetingInvitationsOrCancellations;
 
-enum TVqEWSRestrictionType { rtAnd, rtOr, rtNot, rtExists, rtCompare, rtCompareFields, rtBitmask, rtContent };
-enum TVqEWSRestrictionOperator {
+enum TVqEWSRestrictionType : std::int32_t {
+  rtAnd,
+  rtOr,
+  rtNot,
+  rtExists,
+  rtCompare,
+  rtCompareFields,
+  rtBitmask,
+  rtContent
+};
+enum TVqEWSRestrictionOperator : std::int32_t {
   opIsEqualTo,
   opIsNotEqualTo,
   opIsGreaterThan,
@@ -50,9 +59,9 @@ enum TVqEWSRestrictionOperator {
   opIsLessThanOrEqualTo,
 };
 /// The wire text is the name without "cm".
-enum TVqEWSContainmentMode { cmFullString, cmPrefixed, cmSubstring, cmPrefixOnWords, cmExactPhrase };
+enum TVqEWSContainmentMode : std::int32_t { cmFullString, cmPrefixed, cmSubstring, cmPrefixOnWords, cmExactPhrase };
 /// The wire text is the name without "cc".
-enum TVqEWSContainmentComparison {
+enum TVqEWSContainmentComparison : std::int32_t {
   ccExact,
   ccIgnoreCase,
   ccIgnoreNonSpacingCharacters,
@@ -293,7 +302,7 @@ class IVqEWSCalendarFolder : public virtual IVqEWSFolder {
 };
 
 /// The sizes of a user photo. No prefix: the names go on the wire as they stand.
-enum TSizeRequested {
+enum TSizeRequested : std::int32_t {
   HR48x48,
   HR64x64,
   HR96X96,

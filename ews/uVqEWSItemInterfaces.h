@@ -24,7 +24,7 @@ class IVqEWSFolder;
 class IVqEWSItem;
 
 /// The kinds of items; the name without "t" is the element's name.
-enum TItemType {
+enum TItemType : std::int32_t {
   tItem,
   tMessage,
   tCalendarItem,
@@ -43,13 +43,13 @@ enum TItemType {
 
 /// What a save does when the item changed on the server meanwhile; the wire text ("ConflictResolution") is the name
 /// without "so".
-enum TVqEWSSaveOption { soNeverOverwrite, soAutoResolve, soAlwaysOverwrite };
+enum TVqEWSSaveOption : std::int32_t { soNeverOverwrite, soAutoResolve, soAlwaysOverwrite };
 
 /// What becomes of a created or updated message. The third value's prefix is spelled so on purpose.
-enum TMessageDispositionType { mdpSaveOnly, mdpSendAndSaveCopy, mdbSendOnly };
+enum TMessageDispositionType : std::int32_t { mdpSaveOnly, mdpSendAndSaveCopy, mdbSendOnly };
 
 /// The responses that the server allows to an item; the wire text is the name without "irt".
-enum TVqEWSItemResponseType {
+enum TVqEWSItemResponseType : std::int32_t {
   irtAcceptItem,
   irtTentativelyAcceptItem,
   irtDeclineItem,
@@ -76,7 +76,7 @@ struct TVqEwsTextBody {
   string Value;
 };
 
-enum TVqEWSAttachmentType { attFile, attItem };
+enum TVqEWSAttachmentType : std::int32_t { attFile, attItem };
 
 /// One attachment. A view into its item: it may not outlive the item, and using it then raises a plain exception.
 /// Setters mark the attachment as modified; the item's save then replaces it on the server.
