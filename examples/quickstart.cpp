@@ -13,6 +13,13 @@ using namespace velmore;
 
 namespace {
 
+/// A text cut or filled up to the width of a column.
+string Column(const string& text, std::size_t width) {
+  string column = text.Copy(0, width - 1);
+  while (column.Length() < width) column += u' ';
+  return column;
+}
+
 /// The inbox as a table: date, sender, subject and size of every message. Pages are fetched while we walk.
 TItemId ListInbox(IVqEWSFolder& inbox) {
   auto items = inbox.GetItems();
@@ -25,9 +32,8 @@ TItemId ListInbox(IVqEWSFolder& inbox) {
     const auto from = items->FieldByName(FLD_MESSAGE_FROM)
                           .GetValue<IVqDOMElement>()
                           .SelectSingleElement("Mailbox/Name", kSelectQuiet);
-    std::cout << items->FieldByName(FLD_ITEM_DATETIMERECEIVED).GetAsString() << "  " << std::left << std::setw(24)
-              << from.GetText().Copy(0, 23).utf8() << std::setw(52)
-              << items->FieldByName(FLD_ITEM_SUBJECT).GetAsString().Copy(0, 50).utf8() << std::right << std::setw(9)
+    std::cout << items->FieldByName(FLD_ITEM_DATETIMERECEIVED).GetAsString() << "  " << Column(from.GetText(), 24)
+              << Column(items->FieldByName(FLD_ITEM_SUBJECT).GetAsString(), 52) << std::setw(9)
               << items->FieldByName(FLD_ITEM_SIZE).GetAsInteger() << '\n';
   }
   std::cout << items->Count() << " messages\n\n";
