@@ -51,9 +51,10 @@ std::string_view TakeLine(std::string_view& rest) {
 
 bool MentionsUnsent(std::string_view line) {
   constexpr std::string_view kUnsent = "x-unsent";
-  return !std::ranges::search(line, kUnsent, {}, [](char c) {
-            return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-          }).empty();
+  const auto same = [](char c, char wanted) {
+    return (c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c) == wanted;
+  };
+  return std::search(line.begin(), line.end(), kUnsent.begin(), kUnsent.end(), same) != line.end();
 }
 
 /// The copy's folder: the sent items.
