@@ -1,0 +1,27 @@
+# Runs an example in an empty folder and holds its exit code, what it prints and the files that it leaves against what is promised. The exit code is looked
+# at here, as CTest forgets it where a test has an expression of its own.
+file(REMOVE_RECURSE ${FOLDER})
+file(MAKE_DIRECTORY ${FOLDER})
+file(WRITE ${FOLDER}/report.txt "All is well.\n")
+separate_arguments(arguments UNIX_COMMAND "${ARGUMENTS}")
+execute_process(COMMAND ${PROGRAM} ${arguments} WORKING_DIRECTORY ${FOLDER}
+  RESULT_VARIABLE status OUTPUT_VARIABLE printed ERROR_VARIABLE printed)
+message("${printed}")
+if(NOT status STREQUAL "${STATUS}")
+  message(FATAL_ERROR "exit code ${status}, not ${STATUS}")
+endif()
+if(NOT printed MATCHES "${PRINTS}")
+  message(FATAL_ERROR "does not print \"${PRINTS}\"")
+endif()
+if(FILES)
+  file(GLOB left ${FOLDER}/${FILES})
+  # Counted by their folder, as a semicolon in a name would make two entries of it.
+  string(REPLACE "${FOLDER}/" "" names "${left}")
+  string(LENGTH "${left}" all)
+  string(LENGTH "${names}" rest)
+  string(LENGTH "${FOLDER}/" each)
+  math(EXPR count "(${all} - ${rest}) / ${each}")
+  if(NOT count EQUAL "${COUNT}")
+    message(FATAL_ERROR "leaves ${count} files ${FILES}, not ${COUNT}")
+  endif()
+endif()
