@@ -5,14 +5,13 @@
 
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <iostream>
 #include <pugixml.hpp>
 #include <sstream>
 
+#include "bench/ForkedSimulator.h"
 #include "ews/VelmoreEWS.h"
 #include "ews/uVqEWSAttachments.h"
 #include "ews/uVqEWSFolder.h"
@@ -21,7 +20,6 @@
 #include "ews/uVqEWSPropsFLD.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/soap/uVqSOAPTypes.h"
-#include "simulator/simulator.h"
 
 namespace {
 
@@ -261,58 +259,6 @@ BENCHMARK(DecodeOurs)->Unit(benchmark::kMillisecond);
 
 constexpr std::size_t kLarge = 200'000'000;
 
-/// A simulator in a process of its own, filled by `fill`, which gives a text for this process (an id).
-class TServer {
- public:
-  template <typename TFill>
-  explicit TServer(TFill fill) {
-    int up[2], down[2];
-    if (pipe(up) != 0 || pipe(down) != 0) throw std::runtime_error("no pipe");
-    FProcess = fork();
-    if (FProcess == 0) {
-      close(up[0]);
-      close(down[1]);
-      simulator::Options options;
-      options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}};
-      options.keep_exchanges = 0;
-      options.gzip = false;
-      simulator::Simulator server(options);
-      const std::string told = fill(server);
-      server.Start();
-      const std::string line = server.HttpUrl() + " " + told + "\n";
-      if (write(up[1], line.data(), line.size()) < 0) _exit(1);
-      char end;
-      while (read(down[0], &end, 1) > 0) {
-      }
-      _exit(0);
-    }
-    close(up[1]);
-    close(down[0]);
-    FDown = down[1];
-    std::string line;
-    for (char c; read(up[0], &c, 1) == 1 && c != '\n';) line += c;
-    close(up[0]);
-    FUrl = line.substr(0, line.find(' '));
-    FTold = line.substr(line.find(' ') + 1);
-  }
-  ~TServer() {
-    close(FDown);
-    waitpid(FProcess, nullptr, 0);
-  }
-  void LogOn(TVqEWSServiceSession& session) const {
-    session.SetServiceUrl(FUrl);
-    session.GetCredentials().SetUserName("alice");
-    session.GetCredentials().SetPassword("wonder");
-    session.SetActive(true);
-  }
-  const std::string& Told() const { return FTold; }
-
- private:
-  pid_t FProcess = 0;
-  int FDown = -1;
-  std::string FUrl, FTold;
-};
-
 /// Memory of this process in bytes: what it has now, or the most since ResetPeak.
 std::size_t Memory(const char* name) {
   std::ifstream status("/proc/self/status");
@@ -331,7 +277,7 @@ void ReportPeak(benchmark::State& state, std::size_t before) {
 }
 
 void SaveMessageOf200MB(benchmark::State& state) {
-  const TServer server([](simulator::Simulator& simulator) {
+  const TForkedSimulator server([](simulator::Simulator& simulator) {
     std::string mime = "Subject: large\r\n\r\n";
     while (mime.size() < kLarge)
       mime += "A line of a message that is large beyond all measure, and has only lines like this.\r\n";
@@ -354,7 +300,7 @@ void SaveMessageOf200MB(benchmark::State& state) {
 BENCHMARK(SaveMessageOf200MB)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 void SaveAttachmentOf200MB(benchmark::State& state) {
-  const TServer server([](simulator::Simulator& simulator) {
+  const TForkedSimulator server([](simulator::Simulator& simulator) {
     return simulator
         .AddItem("alice@example.com", "inbox",
                  "<t:Message><t:Subject>s</t:Subject><t:Attachments><t:FileAttachment><t:Name>large.bin</"
@@ -380,7 +326,7 @@ void SaveAttachmentOf200MB(benchmark::State& state) {
 BENCHMARK(SaveAttachmentOf200MB)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 void Walk100000Rows(benchmark::State& state) {
-  const TServer server([](simulator::Simulator& simulator) {
+  const TForkedSimulator server([](simulator::Simulator& simulator) {
     for (int i = 0; i < 100'000; ++i)
       simulator.AddItem("alice@example.com", "inbox",
                         "<t:Message><t:Subject>Number " + std::to_string(i) + "</t:Subject></t:Message>");
@@ -407,7 +353,7 @@ void Walk100000Rows(benchmark::State& state) {
 BENCHMARK(Walk100000Rows)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 void Walk5000Folders(benchmark::State& state) {
-  const TServer server([](simulator::Simulator& simulator) {
+  const TForkedSimulator server([](simulator::Simulator& simulator) {
     for (int i = 0; i < 5000; ++i) simulator.AddItem("alice@example.com", "Many/" + std::to_string(i), "<t:Message/>");
     return std::string("-");
   });

@@ -6,77 +6,28 @@
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <fstream>
 #include <pugixml.hpp>
 #include <sstream>
-#include <stdexcept>
 
+#include "bench/ForkedSimulator.h"
 #include "ews/VelmoreEWS.h"
 #include "ews/uVqEWSAttachments.h"
 #include "ews/uVqEWSFieldURI.h"
 #include "ews/uVqEWSMessage.h"
 #include "ews/uVqEWSMsgStore.h"
 #include "platform/common/uVqNetEncoding.h"
-#include "simulator/simulator.h"
 
 namespace {
 
 using namespace velmore;
 
-/// A simulator in a process of its own.
-class TServer {
- public:
-  TServer() {
-    int up[2], down[2];
-    if (pipe(up) != 0 || pipe(down) != 0) throw std::runtime_error("no pipe");
-    FProcess = fork();
-    if (FProcess == 0) {
-      close(up[0]);
-      close(down[1]);
-      simulator::Options options;
-      options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}};
-      options.keep_exchanges = 0;
-      simulator::Simulator server(options);
-      server.Start();
-      const std::string line =
-          server.HttpUrl() + " " +
-          server.AddItem("alice@example.com", "inbox", "<t:Message><t:Subject>S</t:Subject></t:Message>").id + "\n";
-      if (write(up[1], line.data(), line.size()) < 0) _exit(1);
-      char end;
-      while (read(down[0], &end, 1) > 0) {
-      }
-      _exit(0);
-    }
-    close(up[1]);
-    close(down[0]);
-    FDown = down[1];
-    std::string line;
-    for (char c; read(up[0], &c, 1) == 1 && c != '\n';) line += c;
-    close(up[0]);
-    FUrl = line.substr(0, line.find(' '));
-    FItem = line.substr(line.find(' ') + 1);
-  }
-  ~TServer() {
-    close(FDown);
-    waitpid(FProcess, nullptr, 0);
-  }
-  void LogOn(TVqEWSServiceSession& session) const {
-    session.SetServiceUrl(FUrl);
-    session.GetCredentials().SetUserName("alice");
-    session.GetCredentials().SetPassword("wonder");
-    session.SetActive(true);
-  }
-  const std::string& Item() const { return FItem; }
-
- private:
-  pid_t FProcess = 0;
-  int FDown = -1;
-  std::string FUrl, FItem;
-};
+/// A mailbox with one message, whose id is told.
+std::string AddMessage(simulator::Simulator& server) {
+  return server.AddItem("alice@example.com", "inbox", "<t:Message><t:Subject>S</t:Subject></t:Message>").id;
+}
 
 // ---- Composing
 
@@ -117,11 +68,11 @@ void Fill(const IVqDOMElement& item, bool extended) {
 }
 
 void Compose(benchmark::State& state, bool extended) {
-  const TServer server;
+  const TForkedSimulator server(AddMessage);
   TVqEWSServiceSession session;
   server.LogOn(session);
   const auto store = session.OpenDefaultMsgStore();
-  const auto mail = MakeRef<TComposedMail>(dynamic_cast<TVqComponent*>(store.get()), TItemId{server.Item(), ""});
+  const auto mail = MakeRef<TComposedMail>(dynamic_cast<TVqComponent*>(store.get()), TItemId{server.Told(), ""});
   Fill(mail->AsElement(), extended);
   mail->TakeAsLoaded();
   mail->GetProperties().Count();
@@ -207,7 +158,7 @@ class TBytesFromNowhere : public TVqStream {
 
 /// Attached, saved with its message, and read back as an item: the most memory over the base64 text, which the item holds once.
 void MessageWith100MB(benchmark::State& state) {
-  const TServer server;
+  const TForkedSimulator server(AddMessage);
   TVqEWSServiceSession session;
   server.LogOn(session);
   const auto drafts = session.OpenDefaultMsgStore()->GetFolder(dfindrafts, "");
