@@ -60,8 +60,8 @@ std::size_t EncodePortable(const std::uint8_t* bytes, std::size_t size, char* te
   for (; i + 3 <= size; i += 3, text += 4) {
     const std::uint32_t group =
         static_cast<std::uint32_t>(bytes[i]) << 16 | static_cast<std::uint32_t>(bytes[i + 1]) << 8 | bytes[i + 2];
-    const char* high = &kPairs[2 * (group >> 12)];
-    const char* low = &kPairs[2 * (group & 0xFFF)];
+    const char* high = &kPairs[std::size_t{2} * (group >> 12)];
+    const char* low = &kPairs[std::size_t{2} * (group & 0xFFF)];
     text[0] = high[0];
     text[1] = high[1];
     text[2] = low[0];

@@ -60,6 +60,7 @@ string FromWindows1252(std::string_view bytes) {
 #ifndef _WIN32
 bool FromOther(std::string_view bytes, const std::string& charset, string& result) {
   const iconv_t converter = iconv_open("UTF-8", charset.c_str());
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the way in which iconv fails
   if (converter == reinterpret_cast<iconv_t>(-1)) return false;
   std::string utf8;
   char buffer[4096];

@@ -66,8 +66,9 @@ std::int64_t ParseDate(std::string_view text) {
   const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
                                          std::chrono::day(static_cast<unsigned>(day))};
   if (year < 1601 || !date.ok()) return -1;
-  const std::int64_t days = std::chrono::sys_days(date).time_since_epoch().count();
-  return days * 86400 + hour * 3600 + minute * 60 + second;
+  const std::chrono::seconds time = std::chrono::sys_days(date).time_since_epoch() + std::chrono::hours(hour) +
+                                    std::chrono::minutes(minute) + std::chrono::seconds(second);
+  return time.count();
 }
 
 bool IsAddress(std::string_view host) {

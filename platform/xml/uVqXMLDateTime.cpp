@@ -17,9 +17,9 @@ using detail::Trimmed;
 
 namespace {
 
-constexpr std::int64_t kDay = 24 * 60 * 60 * 1000;  // in milliseconds
-constexpr std::int64_t kFirstDay = -693593;         // 0001-01-01
-constexpr std::int64_t kLastDay = 2958465;          // 9999-12-31
+constexpr std::int64_t kDay = 86'400'000;    // in milliseconds
+constexpr std::int64_t kFirstDay = -693593;  // 0001-01-01
+constexpr std::int64_t kLastDay = 2958465;   // 9999-12-31
 
 /// Days since 30 December 1899 of a date, and back (proleptic Gregorian calendar).
 std::int64_t DayOf(std::int64_t year, std::int64_t month, std::int64_t day) noexcept {

@@ -235,19 +235,20 @@ std::shared_ptr<Item> ImportMime(std::shared_ptr<const std::string> mime, Second
   InitializeMime();
   auto item = std::make_shared<Item>();
   item->element = "Message";
-  item->mime = mime;
-  item->headers = HeaderBlock(*mime);
+  item->mime = std::move(mime);
+  const std::string& text = *item->mime;
+  item->headers = HeaderBlock(text);
   item->received = received;
   item->created = received;
 
-  const Owned<GMimeStream> stream(g_mime_stream_mem_new_with_buffer(mime->data(), mime->size()), Unref);
+  const Owned<GMimeStream> stream(g_mime_stream_mem_new_with_buffer(text.data(), text.size()), Unref);
   const Owned<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()), Unref);
   const Owned<GMimeMessage> message(g_mime_parser_construct_message(parser.get(), nullptr), Unref);
   item->Set("ItemClass", "IPM.Note");
   item->Set("Importance", "Normal");
   item->Set("Sensitivity", "Normal");
   if (message == nullptr) {
-    item->text = ValidUtf8(mime->c_str());
+    item->text = ValidUtf8(text.c_str());
     item->Set("Subject", "");
     return item;
   }

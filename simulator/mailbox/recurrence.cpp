@@ -119,8 +119,9 @@ std::vector<Seconds> OccurrenceStarts(const Item& master, Seconds until, std::si
       for (std::int64_t day = week; more && day < week + 7; ++day)
         if ((days & 1u << Weekday(day)) != 0) more = add(day);
   } else if (pattern.name == "AbsoluteMonthlyRecurrence" || pattern.name == "RelativeMonthlyRecurrence") {
+    constexpr std::int64_t kMonths = std::int64_t{9999} * 12;  // behind them there is no date
     std::int64_t month = date.year * 12 + static_cast<std::int64_t>(date.month) - 1;
-    for (bool more = true; more && month < 9999 * 12; month += interval) {
+    for (bool more = true; more && month < kMonths; month += interval) {
       const auto in_year = static_cast<unsigned>(month % 12 + 1);
       more = add(pattern.name.starts_with("Absolute")
                      ? AbsoluteDay(month / 12, in_year, Number(pattern, "DayOfMonth", 1))

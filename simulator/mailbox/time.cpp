@@ -89,8 +89,8 @@ std::optional<Seconds> ParseTime(std::string_view text) {
     at += 6;
   }
   if (at != text.size()) return std::nullopt;
-  return DaysFromDate(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * 86400 + hour * 3600 +
-         minute * 60 + second - offset;
+  return DaysFromDate(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * 86400 +
+         (std::int64_t{hour} * 60 + minute) * 60 + second - offset;
 }
 
 std::string MailDate(Seconds time) {

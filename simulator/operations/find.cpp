@@ -92,6 +92,7 @@ std::vector<std::shared_ptr<Item>> Select(const Folder& folder, const Element& r
   }
   for (auto field = order.rbegin(); field != order.rend(); ++field) {
     std::vector<std::pair<std::vector<std::string>, std::shared_ptr<Item>>> keyed;
+    keyed.reserve(rows.size());
     for (auto& row : rows) keyed.emplace_back(ValuesOf(*row, field->path, viewer), row);
     std::stable_sort(keyed.begin(), keyed.end(), [&](const auto& a, const auto& b) {
       if (a.first.empty() || b.first.empty())
