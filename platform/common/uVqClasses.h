@@ -33,6 +33,7 @@ template <typename T>
 class TVqRef {
  public:
   TVqRef() noexcept = default;
+  /// Refers to nothing, shares the object, or takes the other's share.
   TVqRef(std::nullptr_t) noexcept {}
   TVqRef(T* object) noexcept : FObject(object) {
     if (FObject) FObject->_AddRef();
@@ -45,6 +46,7 @@ class TVqRef {
   ~TVqRef() {
     if (FObject) FObject->_Release();
   }
+  /// Gives its share back and takes the other's.
   TVqRef& operator=(TVqRef other) noexcept {
     std::swap(FObject, other.FObject);
     return *this;
@@ -57,13 +59,16 @@ class TVqRef {
     return ref;
   }
 
+  /// The object, or null; counts nothing. The two operators raise when there is none.
   T* get() const noexcept { return FObject; }
   T* operator->() const { return &**this; }
   T& operator*() const {
     if (!FObject) throw EVqException("An empty reference was used.");
     return *FObject;
   }
+  /// True when it refers to an object.
   explicit operator bool() const noexcept { return FObject != nullptr; }
+  /// The same object, not an equal one; equal to nullptr when it refers to nothing.
   friend bool operator==(const TVqRef& a, const TVqRef& b) noexcept { return a.FObject == b.FObject; }
   friend bool operator==(const TVqRef& a, std::nullptr_t) noexcept { return !a.FObject; }
 
@@ -100,7 +105,9 @@ std::int64_t VqLiveObjectCount() noexcept;
 /// Counts live objects for `VqLiveObjectCount`.
 class TVqLiveObject {
  protected:
+  /// One more, and with its destruction one less.
   TVqLiveObject() noexcept;
+  /// Every object counts, copies too.
   TVqLiveObject(const TVqLiveObject&) noexcept : TVqLiveObject() {}
   TVqLiveObject& operator=(const TVqLiveObject&) noexcept = default;
   ~TVqLiveObject();
@@ -124,6 +131,18 @@ class TVqObject : public virtual IVqObject, private TVqLiveObject {
   std::atomic<std::int32_t> FRefCount{1};
 };
 
+/// Base of what one owner owns and nobody counts: records and their arrays.
+class TVqObjectEx {
+ public:
+  virtual ~TVqObjectEx() = default;
+  TVqObjectEx(const TVqObjectEx&) = delete;
+  TVqObjectEx& operator=(const TVqObjectEx&) = delete;
+
+ protected:
+  TVqObjectEx() noexcept = default;
+};
+
+/// What a component is told of another one. The library reports removals only.
 enum class TVqOperation { opInsert, opRemove };
 
 /// A named object with an owner, which can ask to be told when another one goes away.
@@ -142,8 +161,10 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
   std::int32_t _AddRef() noexcept override;
   std::int32_t _Release() noexcept override;
 
+  /// A name for the application's own use; it need not be unique. Empty at first.
   const string& GetName() const noexcept { return FName; }
   void SetName(const string& AValue) { FName = AValue; }
+  /// The component that destroys this one; null when there is none.
   TVqComponent* GetOwner() const noexcept { return FOwner; }
 
   /// With true the component destroys itself when its last reference goes. Only for components without an owner.
@@ -154,6 +175,7 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
   /// this one is told. Asking twice changes nothing; so does asking a component in destruction. Costs the same however
   /// many watch this component. In which order they are told is not fixed.
   void FreeNotification(TVqComponent* AComponent);
+  /// Takes the request back, on both sides.
   void RemoveFreeNotification(TVqComponent* AComponent) noexcept;
 
   /// Copies this component's settings to `ADest`. Here: raises a plain exception, as nothing is known of the
@@ -195,10 +217,13 @@ class TVqStream {
   virtual std::size_t Read(void* buffer, std::size_t count) = 0;
   /// Writes all `count` bytes at the position. Behind the end, the gap is filled with zeros.
   virtual void Write(const void* buffer, std::size_t count) = 0;
+  /// Bytes from the start. May be set behind the end: reading gives nothing there.
   virtual std::uint64_t GetPosition() const = 0;
   virtual void SetPosition(std::uint64_t AValue) = 0;
+  /// All bytes, whatever the position.
   virtual std::uint64_t GetSize() const = 0;
 
+  /// Writes all bytes at the position.
   void Write(std::string_view bytes) { Write(bytes.data(), bytes.size()); }
   /// Everything from the position to the end, whatever the size of the pieces in which Read gives it.
   std::string ReadAll();
@@ -208,6 +233,7 @@ class TVqStream {
 class TVqMemoryStream : public TVqStream {
  public:
   TVqMemoryStream() = default;
+  /// Takes the bytes over; the position is 0.
   explicit TVqMemoryStream(std::string bytes) : FBytes(std::move(bytes)) {}
 
   using TVqStream::Write;
@@ -219,6 +245,7 @@ class TVqMemoryStream : public TVqStream {
   /// Cuts the bytes, or adds zeros at the end. The position stays.
   void SetSize(std::uint64_t AValue);
 
+  /// All bytes, whatever the position. Valid until the stream changes.
   const std::string& Bytes() const noexcept { return FBytes; }
   /// Hands the bytes out without a copy and leaves the stream empty, at position 0.
   std::string TakeBytes() noexcept;
@@ -228,6 +255,7 @@ class TVqMemoryStream : public TVqStream {
   std::uint64_t FPosition = 0;
 };
 
+/// An existing file for reading, or a new one (in place of an old one) for reading and writing.
 enum class TVqFileMode { fmOpenRead, fmCreate };
 
 /// A file, open from construction to destruction or `Close`. Owns the system's handle; no copies; one thread at a time.
@@ -235,6 +263,7 @@ enum class TVqFileMode { fmOpenRead, fmCreate };
 /// file and the system's text.
 class TVqFileStream : public TVqStream {
  public:
+  /// Opens or creates the file; the folder must exist.
   TVqFileStream(const string& AFileName, TVqFileMode AMode);
   ~TVqFileStream() override;
   TVqFileStream(const TVqFileStream&) = delete;
@@ -268,6 +297,7 @@ class TVqStrings {
   /// `ACaseSensitive` decides how IndexOf compares.
   explicit TVqStrings(bool ACaseSensitive = true) : FCaseSensitive(ACaseSensitive) {}
 
+  /// Number of texts.
   std::int32_t Count() const noexcept { return static_cast<std::int32_t>(FItems.size()); }
   /// Raises EListError when there is no such position.
   const string& GetItem(std::int32_t AIndex) const;
@@ -275,6 +305,7 @@ class TVqStrings {
   std::int32_t Add(const string& AText);
   /// Raises EListError when there is no such position.
   void Delete(std::int32_t AIndex);
+  /// Takes out all texts.
   void Clear() noexcept { FItems.clear(); }
   /// Position of the first equal text, or -1.
   std::int32_t IndexOf(const string& AText) const;
@@ -284,6 +315,7 @@ class TVqStrings {
   string GetText() const;
   void SetText(const string& AText);
 
+  /// Over the texts, in their order. Changing the list ends the loop's validity.
   auto begin() const noexcept { return FItems.begin(); }
   auto end() const noexcept { return FItems.end(); }
 

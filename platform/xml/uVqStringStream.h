@@ -19,6 +19,7 @@ class TVqStringStream : public TVqStream {
   /// `AInitialCapacity` is a hint, in bytes.
   explicit TVqStringStream(std::int32_t ACodePage = kVqCodePageUtf8, std::size_t AInitialCapacity = 16);
 
+  /// The code page of the stream's bytes.
   std::int32_t GetCodePage() const noexcept { return FCodePage; }
 
   /// Append text; a narrow one is in `ACodePage`.
@@ -29,7 +30,9 @@ class TVqStringStream : public TVqStream {
   void SetAsString(const TVqUtf8View& AText);
   /// The bytes in the stream's code page.
   const std::string& GetAString() const noexcept { return FBytes; }
+  /// Takes everything out; the position is 0.
   void Clear() noexcept;
+  /// True when there is no byte, wherever the position is.
   bool IsEmpty() const noexcept { return FBytes.empty(); }
 
   using TVqStream::Write;

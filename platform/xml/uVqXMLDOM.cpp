@@ -209,7 +209,10 @@ void IVqDOMNode::SetInnerXML(const TVqUtf8View& AMarkup) const {
   std::string unused;
   CheckMarkup(AMarkup.View(), TVqXMLRules::rContent, data.Limits, unused);
   // The markup may be this very element's own text.
-  const std::string markup = NeedsLines(AMarkup.View()) ? WithLines(AMarkup.View()) : std::string(AMarkup.View());
+  std::string markup = NeedsLines(AMarkup.View()) ? WithLines(AMarkup.View()) : std::string(AMarkup.View());
+  // At its start the parser would skip U+FEFF as a byte order mark; here it is a character of the text.
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  if (markup.starts_with(kMark)) markup.insert(0, kMark);
   const pugi::xml_node element = RawNode(FNode);
   RemoveInside(data, element);
   if (!markup.empty()) AppendMarkup(element, markup);
@@ -327,6 +330,7 @@ IVqDOMNode IVqDOMNode::AddChild(const IVqDOMNode& ANode) const {
     data.StructureChanged();
     return ANode;
   }
+  TVqDOMFactory::Data(ANode)->SettleInside(node);
   const pugi::xml_node copy =
       Made(before ? pugi::xml_node(target).insert_copy_before(node, before) : pugi::xml_node(target).append_copy(node));
   data.StructureChanged();
@@ -363,6 +367,7 @@ IVqDOMNode IVqDOMNode::CloneNode(bool ADeep) const {
   TVqDOMDocument document;
   TVqDOMData& copy = *TVqDOMFactory::Data(document);
   TVqDOMData& data = *TVqDOMFactory::Data(*this);
+  if (ADeep || IsText(RawNode(FNode))) data.SettleInside(TVqDOMFactory::Node(*this));
   copy.Limits = data.Limits;
   copy.CodePage = data.CodePage;
   pugi::xml_node target = copy.Tree().Document;
@@ -409,7 +414,7 @@ void IVqDOMNode::NormalizeTextNodes() const {
         data.Park(child);
         data.TextChanged();
       } else if (child.type() == pugi::node_pcdata && next.type() == pugi::node_pcdata) {
-        const std::string joined = std::string(child.value()) + next.value();
+        const std::string joined = std::string(ValueOf(child)) + ValueOf(next);
         if (!child.set_value(joined.c_str())) throw std::bad_alloc();
         data.Park(next);
         data.TextChanged();

@@ -59,8 +59,10 @@ void FreeDOMData(TVqDOMOwner* owner) noexcept;
 /// an absent node.
 class EVqXMLError : public EVqException {
  public:
+  /// The place is put behind the text, unless the line is 0.
   EVqXMLError(const string& AMessage, std::int32_t ALine, std::int32_t AColumn);
 
+  /// Where it is: from 1, or 0 when the failure has no place.
   std::int32_t GetLine() const noexcept { return FLine; }
   std::int32_t GetColumn() const noexcept { return FColumn; }
 
@@ -107,12 +109,16 @@ enum class TVqDOMSelectOption : std::uint8_t {
 /// A set of `TVqDOMSelectOption`; built from the options or from the sum of their values.
 class TVqDOMSelectOptions {
  public:
+  /// The sum of the options' values, one option, or none.
   constexpr TVqDOMSelectOptions(std::uint32_t bits = 0) noexcept : FBits(static_cast<std::uint8_t>(bits)) {}
   constexpr TVqDOMSelectOptions(TVqDOMSelectOption option) noexcept : FBits(static_cast<std::uint8_t>(option)) {}
+  /// True when the option is in the set.
   constexpr bool Has(TVqDOMSelectOption option) const noexcept {
     return (FBits & static_cast<std::uint8_t>(option)) != 0;
   }
+  /// The sum of the options' values.
   constexpr std::uint8_t Bits() const noexcept { return FBits; }
+  /// What is in either set.
   friend constexpr TVqDOMSelectOptions operator|(TVqDOMSelectOptions a, TVqDOMSelectOptions b) noexcept {
     return TVqDOMSelectOptions(static_cast<std::uint32_t>(a.FBits | b.FBits));
   }
@@ -150,6 +156,7 @@ struct TVqXMLLimits {
 /// it refers to the caller's text and lives no longer than the call.
 class TVqUtf8View {
  public:
+  /// Narrow text is UTF-8. A null pointer is the empty text.
   TVqUtf8View(const char* utf8) : FView(utf8 ? std::string_view(utf8) : std::string_view()) {}
   TVqUtf8View(std::string_view utf8) noexcept : FView(utf8) {}
   TVqUtf8View(const std::string& utf8) noexcept : FView(utf8) {}
@@ -160,6 +167,7 @@ class TVqUtf8View {
   TVqUtf8View(const TVqUtf8View&) = delete;
   TVqUtf8View& operator=(const TVqUtf8View&) = delete;
 
+  /// The text as UTF-8; empty when it was not valid.
   std::string_view View() const noexcept { return FView; }
   /// False when the 16-bit text had a surrogate without its partner, which no form of Unicode text can carry.
   bool Valid() const noexcept { return FValid; }
@@ -172,6 +180,7 @@ class TVqUtf8View {
 
 /// A new prefix for a namespace; see `IVqDOMDocument::RenamePrefixes`.
 struct TVqNamespacePrefix {
+  /// The namespace, and the prefix that it is to have. Both refer to the caller's text.
   std::string_view URI;
   std::string_view Prefix;
 };
@@ -180,6 +189,7 @@ struct TVqNamespacePrefix {
 class IVqDOMNode {
  public:
   IVqDOMNode() noexcept = default;
+  /// Refers to nothing, or to what the other handle refers to.
   IVqDOMNode(std::nullptr_t) noexcept {}
   IVqDOMNode(const IVqDOMNode& other) noexcept : FData(other.FData), FNode(other.FNode), FAttribute(other.FAttribute) {
     if (FData) FData->References.fetch_add(1, std::memory_order_relaxed);
@@ -206,6 +216,7 @@ class IVqDOMNode {
   }
   friend bool operator==(const IVqDOMNode& a, std::nullptr_t) noexcept { return !a.FData; }
 
+  /// `ntNone` when the handle refers to nothing.
   TVqDOMNodeType GetNodeType() const noexcept;
   /// This node as an element or attribute; empty when it is none.
   IVqDOMElement AsElement() const;
@@ -253,11 +264,14 @@ class IVqDOMNode {
 
   /// The element around this node (the owner of an attribute); empty for the root, for a removed node and a document.
   IVqDOMElement GetParentElement() const;
+  /// The document of this node, also when it was removed from the tree.
   IVqDOMDocument GetOwnerDocument() const;
   /// Children of every kind: elements, text, comments; not attributes.
   std::int32_t GetChildCount() const;
+  /// The children themselves, of every kind. The list does not follow later changes.
   bool HasChildren() const;
   TVqDOMNodeList GetChildren() const;
+  /// The first child, and the neighbours below the same parent; empty when there is none.
   IVqDOMNode GetFirstChild() const;
   IVqDOMNode GetNextSibling() const;
   IVqDOMNode GetPreviousSibling() const;
@@ -294,6 +308,7 @@ class IVqDOMNode {
   IVqDOMNode AddChild(const IVqDOMNode& ANode) const;
   /// Takes a child out of the tree; it stays valid. Raises EListError when it is no child of this node.
   void RemoveChild(const IVqDOMNode& ANode) const;
+  /// Takes everything inside out; nodes that are still held stay valid. Attributes stay.
   void RemoveAllChildren() const;
   /// A copy in a document of its own, with or without what is inside (attributes always).
   IVqDOMNode CloneNode(bool ADeep) const;
@@ -310,6 +325,8 @@ class IVqDOMNode {
   void SaveToStream(TVqStream& AStream, std::int32_t ACodePage, bool AIndent) const;
   /// Writes the node as JSON: an object with the element's qualified name. Attributes are members "@name"; an element
   /// with nothing but text is a string; text beside attributes or children is "#text"; repeated children are an array.
+  /// Characters that the code page lacks are escaped. Raises a plain exception for elements nested deeper than the
+  /// document's limit.
   void SaveToJSONStream(TVqStream& AStream, std::int32_t ACodePage, bool AIndent) const;
   /// Replaces everything inside the element by the children of the root in the stream, and its attributes likewise.
   void LoadFromStream(TVqStream& AStream, std::int32_t ACodePage = kVqCodePageDefault) const;
@@ -319,6 +336,7 @@ class IVqDOMNode {
  protected:
   friend class detail::TVqDOMFactory;
 
+  /// What the handle refers to; none of an application's business.
   detail::TVqDOMOwner* FData = nullptr;
   void* FNode = nullptr;       // of a document: none
   void* FAttribute = nullptr;  // of an attribute; FNode is then its element
@@ -328,10 +346,12 @@ class IVqDOMNode {
 class IVqDOMAttribute : public IVqDOMNode {
  public:
   IVqDOMAttribute() noexcept = default;
+  /// Refers to nothing.
   IVqDOMAttribute(std::nullptr_t) noexcept {}
   /// Empty when the node is no attribute.
   explicit IVqDOMAttribute(const IVqDOMNode& ANode);
 
+  /// The name with its prefix, and the value. Raises when it is set as SetText does.
   string GetName() const { return GetQualifiedName(); }
   string GetValue() const { return GetText(); }
   void SetValue(const TVqUtf8View& AValue) const { SetText(AValue); }
@@ -341,6 +361,7 @@ class IVqDOMAttribute : public IVqDOMNode {
 class IVqDOMElement : public IVqDOMNode {
  public:
   IVqDOMElement() noexcept = default;
+  /// Refers to nothing.
   IVqDOMElement(std::nullptr_t) noexcept {}
   /// Empty when the node is no element.
   explicit IVqDOMElement(const IVqDOMNode& ANode);
@@ -355,11 +376,14 @@ class IVqDOMElement : public IVqDOMNode {
   /// raises EListError without it.
   IVqDOMElement InsertElement(const TVqUtf8View& AName, TVqDOMPosition APosition,
                               const IVqDOMElement& AReference = {}) const;
+  /// Number of child elements.
   std::int32_t ElementCount() const;
   /// The child elements. Asking again costs nothing until the document changes.
   TVqDOMElementList GetChildElements() const;
+  /// Whether there is a child element, of this name or at all. Of the options those on names count.
   bool HasChildElement(const TVqUtf8View& AName, TVqDOMSelectOptions AOptions = {}) const;
   bool HasChildElements() const;
+  /// The first child element, and the neighbours below the same parent; empty when there is none.
   IVqDOMElement GetFirstChildElement() const;
   IVqDOMElement GetNextSiblingElement() const;
   IVqDOMElement GetPreviousSiblingElement() const;
@@ -382,8 +406,11 @@ class IVqDOMElement : public IVqDOMNode {
   IVqDOMAttribute AddAttribute(const TVqUtf8View& AName) const;
   /// Removes the attribute with exactly this name; an absent one is no error. A handle to it stays valid.
   void RemoveAttribute(const TVqUtf8View& AName) const;
+  /// Removes every attribute, namespace declarations too.
   void RemoveAllAttributes() const;
+  /// Whether there is such an attribute. Of the options those on names count.
   bool HasAttribute(const TVqUtf8View& AName, TVqDOMSelectOptions AOptions = {}) const;
+  /// The attributes in document order, namespace declarations among them. The list does not follow later changes.
   std::int32_t AttributeCount() const;
   TVqDOMAttrList GetAttributes() const;
 
@@ -397,13 +424,14 @@ class IVqDOMElement : public IVqDOMNode {
   TDateTime GetAsDateTime() const;
   /// The text in a narrow code page; characters that it lacks become "?".
   std::string GetAsAnsiString(std::int32_t ACodePage = kVqCodePageUtf8) const;
+  /// Write the value in the form of XML schema, a time as UTC. Raise as SetText does.
   void SetAsString(const TVqUtf8View& AValue) const { SetText(AValue); }
   void SetAsInteger(std::int32_t AValue) const;
   void SetAsBoolean(bool AValue) const;
   void SetAsDateTime(TDateTime AValue) const;
 };
 
-/// The class behind the interface has the same name in code that makes elements.
+/// The classes behind the interfaces have the same name in code that makes nodes.
 using TVqDOMElement = IVqDOMElement;
 using TVqDOMAttribute = IVqDOMAttribute;
 using TVqDOMNode = IVqDOMNode;
@@ -415,6 +443,7 @@ class IVqDOMDocument : public IVqDOMNode {
   using TParseErrorEvent = std::function<void(const IVqSAXLocator& ALocator, const string& AMessage)>;
 
   IVqDOMDocument() noexcept = default;
+  /// Refers to nothing.
   IVqDOMDocument(std::nullptr_t) noexcept {}
 
   // -- Content ------------------------------------------------------------------------------------------------------
@@ -425,9 +454,10 @@ class IVqDOMDocument : public IVqDOMNode {
   /// byte order mark. Text that comes as 16-bit units or UTF-8 ignores the encoding in its declaration.
   void LoadXML(const TVqUtf8View& AText) const;
   void SetXml(const TVqUtf8View& AText) const { LoadXML(AText); }
-  /// Reads the stream from its position to its end.
+  /// Reads the stream from its position to its end, or the file.
   void LoadFromStream(TVqStream& AStream) const;
   void LoadFromStream(TVqStream& AStream, std::int32_t ACodePage) const;
+  /// Raises EStreamError, too, when the file cannot be read.
   void LoadFromFile(const string& AFileName) const;
   /// Bytes in memory, as they came from the wire.
   void LoadFromBytes(std::string_view ABytes, std::int32_t ACodePage = kVqCodePageDefault) const;
@@ -436,9 +466,11 @@ class IVqDOMDocument : public IVqDOMNode {
   /// Limits for what is loaded from now on.
   void SetLimits(const TVqXMLLimits& ALimits) const;
   TVqXMLLimits GetLimits() const;
+  /// Empty takes the handler away.
   void SetOnParseError(TParseErrorEvent AHandler) const;
 
-  /// Write the document. The first flag writes an XML declaration, the second one indents.
+  /// Write the document, in the code page that it was made or read with when none is told. The first flag writes an
+  /// XML declaration, the second one indents.
   void SaveToStream(TVqStream& AStream, bool ADeclaration, bool AIndent) const;
   void SaveToStream(TVqStream& AStream, std::int32_t ACodePage, bool ADeclaration, bool AIndent) const;
   using IVqDOMNode::SaveToStream;
@@ -476,10 +508,13 @@ class IVqDOMDocument : public IVqDOMNode {
 /// A new document, empty or parsed; converts to `IVqDOMDocument` freely. Parsing raises as `LoadXML` does.
 class TVqDOMDocument : public IVqDOMDocument {
  public:
+  /// Empty.
   TVqDOMDocument();
+  /// Parsed from text.
   explicit TVqDOMDocument(const TVqUtf8View& AText);
   /// `ACodePage` is what the document is written in when nothing else is said.
   TVqDOMDocument(const TVqUtf8View& AText, std::int32_t ACodePage);
+  /// Parsed from the stream, whose bytes are in this code page; 0 finds out.
   TVqDOMDocument(TVqStream& AStream, std::int32_t ACodePage);
 };
 
@@ -492,14 +527,17 @@ class TVqDOMElementList {
  public:
   TVqDOMElementList() = default;
 
+  /// How many there are.
   std::int32_t Count() const noexcept;
   /// By position from 0. Raises EListError outside.
   IVqDOMElement GetItem(std::int32_t AIndex) const;
   /// The first one with this qualified name, else with this local name; empty when there is none.
   IVqDOMElement GetItem(const TVqUtf8View& AName) const;
 
+  /// What a loop over the list runs on; the list must outlive it.
   class TIterator {
    public:
+    /// The element at this place; the next place; whether two places differ.
     IVqDOMElement operator*() const { return FList->GetItem(FIndex); }
     TIterator& operator++() {
       ++FIndex;
@@ -513,6 +551,7 @@ class TVqDOMElementList {
     const TVqDOMElementList* FList;
     std::int32_t FIndex;
   };
+  /// Over the elements, in document order.
   TIterator begin() const noexcept { return {this, 0}; }
   TIterator end() const noexcept { return {this, Count()}; }
 
@@ -525,9 +564,11 @@ class TVqDOMElementList {
 /// Children of every kind, as `GetChildren` found them.
 class TVqDOMNodeList {
  public:
+  /// How many there are.
   std::int32_t Count() const noexcept { return static_cast<std::int32_t>(FNodes.size()); }
   /// Raises EListError outside.
   const IVqDOMNode& GetItem(std::int32_t AIndex) const;
+  /// Over the nodes, in document order.
   auto begin() const noexcept { return FNodes.begin(); }
   auto end() const noexcept { return FNodes.end(); }
 
@@ -539,9 +580,11 @@ class TVqDOMNodeList {
 /// Attributes of an element, in document order, as `GetAttributes` found them.
 class TVqDOMAttrList {
  public:
+  /// How many there are.
   std::int32_t Count() const noexcept { return static_cast<std::int32_t>(FAttributes.size()); }
   /// Raises EListError outside.
   const IVqDOMAttribute& GetItem(std::int32_t AIndex) const;
+  /// Over the attributes, in document order.
   auto begin() const noexcept { return FAttributes.begin(); }
   auto end() const noexcept { return FAttributes.end(); }
 
@@ -555,6 +598,7 @@ class TVqDOMAttrList {
 /// the forms of `IVqDOMNode::SelectSingleElement`.
 class TVqDOMSelection {
  public:
+  /// Compiles the expression.
   explicit TVqDOMSelection(const TVqUtf8View& AExpression);
 
  private:

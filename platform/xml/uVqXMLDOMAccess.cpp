@@ -44,7 +44,7 @@ TVqRawElement TVqRawElement::Parent() const noexcept {
 }
 
 TVqRawElement TVqRawElement::Child(std::string_view qualifiedName) const noexcept {
-  for (pugi::xml_node child = RawNode(FNode).first_child(); child; child = child.next_sibling()) {
+  for (pugi::xml_node child = RawNode(FNode).first_child(); RawPointer(child); child = child.next_sibling()) {
     const char* name = child.name();
     if (std::strncmp(name, qualifiedName.data(), qualifiedName.size()) == 0 && name[qualifiedName.size()] == '\0' &&
         IsElement(child)) {
@@ -121,7 +121,7 @@ bool SameAttributes(pugi::xml_node a, pugi::xml_node b) {
 }
 
 bool SameNode(pugi::xml_node a, pugi::xml_node b) {
-  return a.type() == b.type() && std::strcmp(a.name(), b.name()) == 0 && std::strcmp(a.value(), b.value()) == 0 &&
+  return a.type() == b.type() && std::strcmp(a.name(), b.name()) == 0 && std::strcmp(ValueOf(a), ValueOf(b)) == 0 &&
          SameAttributes(a, b);
 }
 
@@ -140,7 +140,7 @@ bool SameInnerXML(TVqRawElement a, TVqRawElement b) {
   pugi::xml_node one = top, other = otherTop;
   for (;;) {
     if (IsElement(one) && IsElement(other)) Align(one, other);
-    const bool same = one == top ? std::strcmp(one.value(), other.value()) == 0 : SameNode(one, other);
+    const bool same = one == top ? std::strcmp(ValueOf(one), ValueOf(other)) == 0 : SameNode(one, other);
     if (!same) return false;
     const pugi::xml_node child = one.first_child(), otherChild = other.first_child();
     if (static_cast<bool>(child) != static_cast<bool>(otherChild)) return false;
@@ -193,7 +193,15 @@ void AssignTextOf(const IVqDOMElement& target, const IVqDOMElement& source) {
 }
 
 void BorrowText(const IVqDOMElement& target, const IVqDOMElement& source) {
-  WritableElement(target).Borrowed.push_back({TVqDOMFactory::Pointer(target), source});
+  std::string scratch;
+  const std::string_view text = TextOf(TVqDOMFactory::Node(source), scratch);
+  TVqDOMData& data = WritableElement(target);
+  // Nothing to borrow, or nothing in one piece.
+  if (text.empty() || text.data() == scratch.data()) return AssignTextOf(target, source);
+  static constexpr char kMark[] = {kBorrowedMark, '\0'};
+  const pugi::xml_node element = TVqDOMFactory::Node(target);
+  PutText(data, element, kMark);
+  data.Borrow(element.value()[0] == kBorrowedMark ? element : element.first_child(), text.data(), source);
 }
 
 void LoadOwnedBytes(const IVqDOMDocument& document, std::string bytes) {

@@ -80,8 +80,8 @@ void AssignKnownText(const IVqDOMElement& target, const std::string& text);
 /// The same with the text of an element of another document.
 void AssignTextOf(const IVqDOMElement& target, const IVqDOMElement& source);
 
-/// Writes `target` with the text of `source`, an element of another document, which is not copied: for large texts in documents that are written and
-/// forgotten. Whoever reads `target` finds nothing. `source` may not change before the writing.
+/// Gives `target` the text of `source`, an element of another document, without a copy: for large texts. The other document lives on for it, and the
+/// text of `source` may not change; `target` may, and is copied with a text of its own.
 void BorrowText(const IVqDOMElement& target, const IVqDOMElement& source);
 
 /// As LoadFromBytes, but takes the bytes over: large documents are parsed where they lie.

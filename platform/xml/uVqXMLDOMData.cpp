@@ -3,11 +3,27 @@
 #include "platform/xml/uVqXMLDOMData_p.h"
 
 #include <cstring>
+#include <mutex>
 #include <new>
+#include <unordered_map>
 
 #include "platform/xml/uVqXMLScan_p.h"
 
 namespace velmore::detail {
+
+namespace {
+
+/// Borrowed texts by the nodes that have the mark for them: who meets the mark has the node and nothing else.
+struct TBorrowedTexts {
+  std::mutex Guard;  // of the map; a text belongs to the thread of its documents
+  std::unordered_map<void*, const char*> Texts;
+};
+TBorrowedTexts& BorrowedTexts() {
+  static auto* texts = new TBorrowedTexts;  // documents may go when the program ends
+  return *texts;
+}
+
+}  // namespace
 
 void FreeDOMData(TVqDOMOwner* owner) noexcept {
   delete static_cast<TVqDOMData*>(owner);
@@ -25,6 +41,7 @@ void TVqDOMData::Replace(std::unique_ptr<TVqDOMTree> tree) {
   if (References.load(std::memory_order_acquire) > 1) {
     if (FTree->Document.first_child()) FReplaced.push_back(std::move(FTree));
   } else {
+    ForgetAll();
     FReplaced.clear();
   }
   FTree = std::move(tree);
@@ -32,6 +49,48 @@ void TVqDOMData::Replace(std::unique_ptr<TVqDOMTree> tree) {
   ListOf = nullptr;
   DeclarationsKnown = false;
   StructureChanged();
+}
+
+TVqDOMData::~TVqDOMData() {
+  ForgetAll();
+}
+
+void TVqDOMData::Borrow(pugi::xml_node node, const char* text, const IVqDOMElement& source) {
+  std::erase_if(FBorrowed, [node](const TBorrowed& entry) { return entry.Node == RawPointer(node); });
+  FBorrowed.push_back({RawPointer(node), source});
+  TBorrowedTexts& texts = BorrowedTexts();
+  const std::lock_guard lock(texts.Guard);
+  texts.Texts[RawPointer(node)] = text;
+}
+
+void TVqDOMData::SettleInside(pugi::xml_node top) {
+  for (const TBorrowed& entry : FBorrowed) {
+    pugi::xml_node node = RawNode(entry.Node), up = node;
+    while (up && up != top) up = up.parent();
+    if (!up || node.value()[0] != kBorrowedMark) continue;
+    const char* text = BorrowedText(node);
+    if (!(IsElement(node) ? node.text().set(text) : node.set_value(text))) throw std::bad_alloc();
+  }
+  GiveBack();
+}
+
+void TVqDOMData::GiveBack() noexcept {
+  std::erase_if(FBorrowed, [](const TBorrowed& entry) {
+    const bool overwritten = RawNode(entry.Node).value()[0] != kBorrowedMark;
+    if (overwritten) Forget(entry);
+    return overwritten;
+  });
+}
+
+void TVqDOMData::Forget(const TBorrowed& entry) noexcept {
+  TBorrowedTexts& texts = BorrowedTexts();
+  const std::lock_guard lock(texts.Guard);
+  texts.Texts.erase(entry.Node);
+}
+
+void TVqDOMData::ForgetAll() noexcept {
+  for (const TBorrowed& entry : FBorrowed) Forget(entry);
+  FBorrowed.clear();
 }
 
 TVqDOMTree& TVqDOMData::TreeOf(pugi::xml_node node) const noexcept {
@@ -79,14 +138,14 @@ TVqDOMData& WritableElement(const IVqDOMNode& handle) {
 
 pugi::xml_node FirstElement(pugi::xml_node parent) noexcept {
   pugi::xml_node node = parent.first_child();
-  while (node && (!IsElement(node) || node.name()[0] == '\0')) node = node.next_sibling();
+  while (RawPointer(node) && (!IsElement(node) || node.name()[0] == '\0')) node = node.next_sibling();
   return node;
 }
 
 pugi::xml_node NextElement(pugi::xml_node node) noexcept {
   do {
     node = node.next_sibling();
-  } while (node && (!IsElement(node) || node.name()[0] == '\0'));
+  } while (RawPointer(node) && (!IsElement(node) || node.name()[0] == '\0'));
   return node;
 }
 
@@ -101,19 +160,26 @@ pugi::xml_node NextInside(pugi::xml_node node, pugi::xml_node top, bool children
   return {};
 }
 
+const char* BorrowedText(pugi::xml_node node) noexcept {
+  TBorrowedTexts& texts = BorrowedTexts();
+  const std::lock_guard lock(texts.Guard);
+  const auto found = texts.Texts.find(RawPointer(node));
+  return found == texts.Texts.end() ? "" : found->second;
+}
+
 std::string_view TextOf(pugi::xml_node node, std::string& scratch) {
   if (!IsElement(node)) {
-    if (node.type() != pugi::node_document) return node.value();
+    if (node.type() != pugi::node_document) return ValueOf(node);
     scratch.clear();
     return {};
   }
-  const char* embedded = node.value();
+  const char* embedded = ValueOf(node);
   const pugi::xml_node first = node.first_child();
   if (!first) return embedded;
-  if (embedded[0] == '\0' && !first.next_sibling() && IsText(first)) return first.value();
+  if (embedded[0] == '\0' && !first.next_sibling() && IsText(first)) return ValueOf(first);
   scratch = embedded;
   for (pugi::xml_node inside = first; inside; inside = NextInside(inside, node)) {
-    if (IsText(inside) || IsElement(inside)) scratch += inside.value();
+    if (IsText(inside) || IsElement(inside)) scratch += ValueOf(inside);
   }
   return scratch;
 }
@@ -133,13 +199,14 @@ void PutText(TVqDOMData& data, pugi::xml_node node, const char* text) {
   } else if (!node.text().set(text)) {
     throw std::bad_alloc();
   }
+  data.GiveBack();
   data.TextChanged();
 }
 
 void Unfold(pugi::xml_node element) {
   if (!IsElement(element) || element.value()[0] == '\0') return;
   const pugi::xml_node text = Made(element.prepend_child(pugi::node_pcdata));
-  if (!pugi::xml_node(text).set_value(element.value())) throw std::bad_alloc();
+  if (!pugi::xml_node(text).set_value(ValueOf(element))) throw std::bad_alloc();
   element.text().set("");
 }
 
@@ -162,7 +229,7 @@ void CopyInside(pugi::xml_node target, pugi::xml_node source) {
        attribute = Live(attribute.next_attribute())) {
     Made(target.append_copy(attribute));
   }
-  if (source.value()[0] != '\0' && !Made(target.append_child(pugi::node_pcdata)).set_value(source.value())) {
+  if (source.value()[0] != '\0' && !Made(target.append_child(pugi::node_pcdata)).set_value(ValueOf(source))) {
     throw std::bad_alloc();
   }
   for (pugi::xml_node child = source.first_child(); child; child = child.next_sibling())

@@ -2,10 +2,12 @@
 
 /// The document behind the handles, for the sources of this folder only: the one header that knows the parser's types.
 
+#include <bit>
 #include <memory>
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "platform/xml/uVqXMLDOM.h"
@@ -24,6 +26,9 @@ inline constexpr unsigned kParseOptions = pugi::parse_cdata | pugi::parse_escape
 /// to a removed one must find it; no name starts with it, so that look-ups by name never meet it.
 inline constexpr char kRemovedMark = '\x01';
 
+/// In the place of a text that is borrowed; see BorrowText. No text has this character.
+inline constexpr char kBorrowedMark = '\x02';
+
 /// One loaded content. The parser's nodes point into `Buffer`.
 struct TVqDOMTree {
   std::string Buffer;
@@ -40,6 +45,7 @@ struct TVqDOMTree {
 class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
  public:
   TVqDOMData() : FTree(std::make_unique<TVqDOMTree>()) {}
+  ~TVqDOMData();
 
   TVqDOMTree& Tree() const noexcept { return *FTree; }
   /// Puts another tree in place; the old one stays as long as handles may point into it.
@@ -75,12 +81,12 @@ class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
   };
   std::vector<TBeforeChange> BeforeChange;
 
-  /// Elements that are written with the text of another document's element; see BorrowText.
-  struct TBorrowed {
-    void* Node;
-    IVqDOMElement Source;
-  };
-  std::vector<TBorrowed> Borrowed;
+  /// Gives a node, which has the mark, the text of another document's element.
+  void Borrow(pugi::xml_node node, const char* text, const IVqDOMElement& source);
+  /// Makes the borrowed texts inside a node its own, as the parser copies nodes with their marks.
+  void SettleInside(pugi::xml_node top);
+  /// Gives back what was written over.
+  void GiveBack() noexcept;
 
   /// The last list of child elements, good while `Structure` is `ListAt`.
   void* ListOf = nullptr;
@@ -99,12 +105,26 @@ class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
  private:
   void FireBeforeChange();
 
+  struct TBorrowed {
+    void* Node;
+    IVqDOMElement Source;
+  };
+  static void Forget(const TBorrowed& entry) noexcept;
+  void ForgetAll() noexcept;
+
   std::unique_ptr<TVqDOMTree> FTree;
   std::vector<std::unique_ptr<TVqDOMTree>> FReplaced;
+  std::vector<TBorrowed> FBorrowed;
 };
 
+// The parser's handle is a pointer and nothing else, but making, testing and opening one are calls into its library:
+// three of them for each child that a loop steps over.
+static_assert(sizeof(pugi::xml_node) == sizeof(void*) && std::is_trivially_copyable_v<pugi::xml_node>);
 inline pugi::xml_node RawNode(void* node) noexcept {
-  return pugi::xml_node(static_cast<pugi::xml_node_struct*>(node));
+  return std::bit_cast<pugi::xml_node>(node);
+}
+inline void* RawPointer(pugi::xml_node node) noexcept {
+  return std::bit_cast<void*>(node);
 }
 inline pugi::xml_attribute RawAttribute(void* attribute) noexcept {
   return pugi::xml_attribute(static_cast<pugi::xml_attribute_struct*>(attribute));
@@ -127,8 +147,7 @@ class TVqDOMFactory {
   template <typename T>
   static T Make(TVqDOMData* data, pugi::xml_node node) noexcept {
     T handle;
-    if (!node) return handle;
-    Fill(handle, data, node.internal_object(), nullptr);
+    if (RawPointer(node)) Fill(handle, data, RawPointer(node), nullptr);
     return handle;
   }
   static IVqDOMElement Element(TVqDOMData* data, pugi::xml_node node) noexcept {
@@ -197,6 +216,13 @@ inline std::string_view PrefixPart(std::string_view name) noexcept {
 /// The next node of a walk in document order over what is inside `top`.
 pugi::xml_node NextInside(pugi::xml_node node, pugi::xml_node top, bool children = true) noexcept;
 
+/// What a node with the mark borrowed.
+const char* BorrowedText(pugi::xml_node node) noexcept;
+/// The text that the parser keeps for a node, or what the node borrowed.
+inline const char* ValueOf(pugi::xml_node node) noexcept {
+  const char* value = node.value();
+  return value[0] == kBorrowedMark ? BorrowedText(node) : value;
+}
 /// All text inside, in place or in `scratch`.
 std::string_view TextOf(pugi::xml_node node, std::string& scratch);
 /// Replaces what is inside an element or the value of another node; no check.

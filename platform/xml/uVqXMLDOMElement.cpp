@@ -30,16 +30,25 @@ const TVqDOMTree* TreeFor(const IVqDOMNode& handle) {
                     0, 0);
 }
 
+pugi::xml_node Find(const IVqDOMNode& context, const TVqDOMPath& path, TVqDOMSelectOptions options) {
+  // A child needs no tree around the node that it is looked for in.
+  if (path.Direct && TVqDOMFactory::Pointer(context) && !TVqDOMFactory::IsAttribute(context)) {
+    return SelectChild(path.Steps[0].Name, ModeOf(options), TVqDOMFactory::Node(context));
+  }
+  const TVqDOMTree* tree = TreeFor(context);
+  return tree ? SelectFirst(path, options, *tree, TVqDOMFactory::Node(context)) : RawNode(nullptr);
+}
+
 IVqDOMElement SelectSingle(const IVqDOMNode& context, const TVqDOMPath& path, TVqDOMSelectOptions options) {
-  if (const TVqDOMTree* tree = TreeFor(context)) {
-    TVqDOMData* data = TVqDOMFactory::Data(context);
-    const pugi::xml_node from = TVqDOMFactory::Node(context);
-    const pugi::xml_node found = options.Has(TVqDOMSelectOption::soCreate)
-                                     ? SelectOrCreate(*data, path, options, *tree, from)
-                                     : SelectFirst(path, options, *tree, from);
-    if (found) return TVqDOMFactory::Element(data, found);
-  } else if (options.Has(TVqDOMSelectOption::soCreate)) {
+  TVqDOMData* data = TVqDOMFactory::Data(context);
+  if (const pugi::xml_node found = Find(context, path, options); RawPointer(found)) {
+    return TVqDOMFactory::Element(data, found);
+  }
+  if (options.Has(TVqDOMSelectOption::soCreate)) {
     Writable(context);
+    if (const TVqDOMTree* tree = TreeFor(context)) {
+      return TVqDOMFactory::Element(data, SelectOrCreate(*data, path, options, *tree, TVqDOMFactory::Node(context)));
+    }
   }
   if (options.Has(TVqDOMSelectOption::soRaise)) Absent(context, path.Text);
   return {};

@@ -2,6 +2,7 @@
 //
 // {"t:Message": {"@Id": "1", "t:Subject": "Hello", "t:To": ["a", "b"], "#text": "..."}}
 
+#include <cstdio>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -80,9 +81,9 @@ class TJsonWriter {
     if (FDepth > FMaxDepth) throw EVqException("The elements are nested too deep for JSON.");
     const pugi::xml_attribute attribute = Live(element.first_attribute());
     const pugi::xml_node child = FirstElement(element);
-    std::string text = element.value();
+    std::string text = ValueOf(element);
     for (pugi::xml_node node = element.first_child(); node; node = node.next_sibling()) {
-      if (IsText(node)) text += node.value();
+      if (IsText(node)) text += ValueOf(node);
     }
     if (!attribute && !child) {
       Quoted(text);
@@ -137,6 +138,27 @@ class TJsonWriter {
   std::size_t FMaxDepth;
   std::size_t FDepth = 0;
 };
+
+/// Escapes what the encoding lacks; outside of its texts JSON has nothing but ASCII.
+std::string Escaped(std::string_view json, std::int32_t codePage) {
+  std::string out;
+  for (std::size_t i = 0, length; i<json.size(); i += length> 0 ? length : 1) {
+    const char32_t c = DecodeUtf8(json, i, length);
+    if (HasCharacter(codePage, c)) {
+      out.append(json.substr(i, length));
+      continue;
+    }
+    char text[16];
+    if (c > 0xFFFF) {
+      std::snprintf(text, sizeof text, "\\u%04x\\u%04x", static_cast<unsigned>(0xD7C0 + (c >> 10)),
+                    static_cast<unsigned>(0xDC00 | (c & 0x3FF)));
+    } else {
+      std::snprintf(text, sizeof text, "\\u%04x", static_cast<unsigned>(c));
+    }
+    out += text;
+  }
+  return out;
+}
 
 /// Builds elements while the parser reads, so that no second tree of values is needed and depth is bounded.
 class TJsonReader final : public nlohmann::json_sax<nlohmann::json> {
@@ -231,8 +253,10 @@ void IVqDOMNode::SaveToJSONStream(TVqStream& AStream, std::int32_t ACodePage, bo
   if (element) {
     TJsonWriter(out, AIndent, TVqDOMFactory::Data(*this)->Limits.MaxDepth).Root(TVqDOMFactory::Node(element));
   }
+  const std::int32_t codePage = ACodePage == kVqCodePageDefault ? kVqCodePageUtf8 : ACodePage;
+  CheckCodePage(codePage);
   std::string bytes;
-  EncodeText(bytes, out, ACodePage == kVqCodePageDefault ? kVqCodePageUtf8 : ACodePage, TVqMisfit::mQuestionMark);
+  EncodeText(bytes, IsUnicode(codePage) ? out : Escaped(out, codePage), codePage, TVqMisfit::mQuestionMark);
   AStream.Write(bytes);
 }
 

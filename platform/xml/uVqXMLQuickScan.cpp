@@ -40,104 +40,100 @@ bool GoodReference(std::string_view text, std::size_t at) noexcept {
   return i > digits && i < rest.size() && rest[i] == ';' && IsXmlChar(value);
 }
 
-constexpr std::uint64_t Below(unsigned bit) noexcept {
-  return (std::uint64_t{1} << bit) - 1;
-}
-constexpr std::uint64_t From(unsigned bit) noexcept {
-  return ~Below(bit);
+/// Which of the eight bytes in front of `end` are blanks or controls: the top bit of each, the last byte highest.
+std::uint64_t BlanksBefore(const char* end) noexcept {
+  std::uint64_t bytes;
+  if constexpr (std::endian::native == std::endian::little) {
+    std::memcpy(&bytes, end - 8, 8);
+  } else {
+    bytes = 0;
+    for (int i = 1; i <= 8; ++i) bytes = bytes << 8 | static_cast<unsigned char>(end[-i]);
+  }
+  // Adding reaches the top bit of each byte that is more than a blank, and never the next byte.
+  return ~(((bytes & 0x7F7F7F7F7F7F7F7Fu) + 0x5F5F5F5F5F5F5F5Fu) | bytes) & 0x8080808080808080u;
 }
 
+/// The place behind the last blank or control in front of `end`; 0 when there is none. Names are too short for a loop
+/// over bytes: its last turn cannot be foreseen, and that takes longer than all others.
+std::size_t BehindBlank(const char* text, std::size_t end) noexcept {
+  for (; end >= 16; end -= 16) {
+    const std::uint64_t near = BlanksBefore(text + end), far = BlanksBefore(text + end - 8);
+    const auto bits = static_cast<std::size_t>(near != 0 ? std::countl_zero(near) : 64 + std::countl_zero(far));
+    if ((near | far) != 0) return end - bits / 8;
+  }
+  while (end > 0 && static_cast<unsigned char>(text[end - 1]) > ' ') --end;
+  return end;
+}
+
+/// Attributes and special characters, found by the kernels.
 class TScanner {
  public:
-  TScanner(std::string_view text, const TVqXMLLimits& limits, TVqScan& result)
-      : FText(text), FLimits(limits), FResult(result) {}
+  TScanner(std::string_view text, TVqScan& result) : FText(text), FResult(result) {}
 
-  /// The 64 bytes at `base`; false when they are for the strict reading.
-  bool Block(const TVqMasks& masks, std::size_t base) {
-    if (masks.Rare) return false;
-    const std::uint64_t tag = masks.Inside ^ FInside;
-    const std::uint64_t before = tag ^ (masks.Less | masks.Greater);
-    // A "<" belongs outside of tags, and a ">" to the end of one.
-    std::uint64_t bad = (masks.Less | masks.Greater) & (before ^ masks.Greater);
-    FInside = std::uint64_t{0} - (tag >> 63);
-
-    std::uint64_t values = 0;
-    if (FInValue || (masks.Quote & tag) != 0) {
-      if (!Values(masks, masks.Quote & tag, base, values)) return false;
-    }
-    // Quotes of the other kind, and letters beyond ASCII in names.
-    bad |= (masks.Apostrophe | masks.High) & tag & ~values;
-    // A name that goes on for a whole block.
-    if (bad != 0 || (tag & ~values) == ~std::uint64_t{0}) return false;
-    if ((masks.High | masks.Reference) != 0 && !Details(masks, base)) return false;
-
-    if (masks.Less != 0) FTag = base + 63 - static_cast<std::size_t>(std::countl_zero(masks.Less));
-    FTags += masks.Tags;
-    FEnds += masks.Ends;
-    FSelfs += masks.Selfs;
-    // At most so deep, wherever in the block.
-    return FTags - 2 * FEnds - FSelfs + masks.Selfs + masks.Ends <= FLimits.MaxDepth;
+  /// Blocks from `at` on come next; `elements` have begun in front of it.
+  void From(std::size_t at, std::int64_t elements) noexcept {
+    FFrom = at;
+    FElements = static_cast<std::size_t>(elements);
   }
 
-  bool Finished() const noexcept { return FTags + FTags + FAttributes <= FLimits.MaxNodes; }
+  /// The block at `at`; false when it is for the strict reading.
+  bool Block(const TVqMasks& masks, std::size_t at) {
+    for (std::uint64_t quotes = masks.Opening; quotes != 0; quotes &= quotes - 1) {
+      if (!Attribute(at + static_cast<std::size_t>(std::countr_zero(quotes)))) return false;
+    }
+    for (std::uint64_t special = masks.Special; special != 0; special &= special - 1) {
+      if (!Special(at + static_cast<std::size_t>(std::countr_zero(special)))) return false;
+    }
+    return true;
+  }
+
+  std::size_t Attributes() const noexcept { return FAttributes; }
 
  private:
-  /// Steps through the values of attributes in a block and gives the bits of these.
-  bool Values(const TVqMasks& masks, std::uint64_t quotes, std::size_t base, std::uint64_t& values) {
-    const std::uint64_t ends = masks.Less | masks.Greater;
-    if (FInValue) {
-      const std::uint64_t bits =
-          quotes == 0 ? ~std::uint64_t{0} : Below(static_cast<unsigned>(std::countr_zero(quotes)));
-      if ((ends & bits) != 0) return false;
-      values |= bits;
-      if (quotes == 0) return true;
-      quotes &= quotes - 1;
-      FInValue = false;
-    }
-    while (quotes != 0) {
-      const auto first = static_cast<unsigned>(std::countr_zero(quotes));
-      quotes &= quotes - 1;
-      const std::uint64_t starts = masks.Less & Below(first);
-      if (starts != 0) FTag = base + 63 - static_cast<std::size_t>(std::countl_zero(starts));
-      if (!Attribute(base, base + first)) return false;
-      const auto last = static_cast<unsigned>(quotes == 0 ? 64 : std::countr_zero(quotes));
-      const std::uint64_t bits = From(first) & (last == 64 ? ~std::uint64_t{0} : Below(last));
-      if ((ends & bits) != 0) return false;
-      values |= bits;
-      FInValue = quotes == 0;
-      quotes &= quotes - 1;
-    }
-    return true;
-  }
-
-  /// The attribute whose value begins at a quote, in the tag at `FTag`.
-  bool Attribute(std::size_t base, std::size_t quote) {
+  /// The attribute whose value begins at a quote.
+  bool Attribute(std::size_t quote) {
     const char* const text = FText.data();
     // What has blanks around the "=" is left to the strict reading.
-    if (quote < 2 || text[quote - 1] != '=') return false;
     const std::size_t end = quote - 1;
-    std::size_t begin = end;
-    while (begin > 0 && static_cast<unsigned char>(text[begin - 1]) > ' ' && text[begin - 1] != '<') --begin;
+    if (text[end] != '=') return false;
+    const std::size_t begin = BehindBlank(text, end);
     const std::string_view name = FText.substr(begin, end - begin);
-    if (name.empty() || name.size() > 64) return false;
+    if (name.empty() || begin < 2 || name.size() > 64) return false;
     ++FAttributes;
-    if (FTag != FTagOfNames) {
-      FTagOfNames = FTag;
-      FCount = 0;
-    }
-    // More than a few are left to the strict reading, as each one is compared with all before it.
-    if (FCount == kMost) return false;
-    for (std::size_t i = 0; i < FCount; ++i) {
-      if (FNames[i].back() == name.back() && FNames[i] == name) return false;
-    }
-    FNames[FCount++] = name;
+    const std::size_t before = Before(begin);
+    if (text[before] != '"') FNames = 0;
+    // The last letter and the length tell nearly always that the name is new.
+    const std::uint64_t mark = std::uint64_t{1} << ((static_cast<unsigned char>(name.back()) + 8 * name.size()) & 63);
+    if ((FNames & mark) != 0 && Occurs(name, before)) return false;
+    FNames |= mark;
     if (name[0] == 'x' && name.starts_with("xmlns") && (name.size() == 5 || name[5] == ':')) {
-      Declaration(base, quote, name.substr(name.size() == 5 ? 5 : 6));
+      Declaration(quote, name.substr(name.size() == 5 ? 5 : 6));
     }
     return true;
   }
 
-  void Declaration(std::size_t base, std::size_t quote, std::string_view prefix) {
+  /// The byte in front of an attribute's name, blanks aside: a quote if it closes the value of another one in the tag.
+  std::size_t Before(std::size_t name) const noexcept {
+    do {
+      --name;
+    } while (name > 0 && static_cast<unsigned char>(FText[name]) <= ' ');
+    return name;
+  }
+
+  /// Has one of the attributes up to the quote at `before` this name? More than a few are left to the strict reading.
+  bool Occurs(std::string_view name, std::size_t before) const noexcept {
+    for (int i = 0; FText[before] == '"'; ++i) {
+      const std::size_t quote = FText.rfind('"', before - 1);
+      // Attributes that are not apart from each other, an error, lead this astray.
+      if (i == kMost || quote == std::string_view::npos || quote == 0) return true;
+      const std::size_t begin = BehindBlank(FText.data(), quote - 1);
+      if (begin < 2 || FText.substr(begin, quote - 1 - begin) == name) return true;
+      before = Before(begin);
+    }
+    return false;
+  }
+
+  void Declaration(std::size_t quote, std::string_view prefix) {
     const std::size_t end = FText.find('"', quote + 1);
     if (end == std::string_view::npos) return;
     const std::string_view uri = FText.substr(quote + 1, end - quote - 1);
@@ -145,47 +141,37 @@ class TScanner {
       FResult.AllDeclarations = false;
       return;
     }
-    // Which start tag this is: all tags so far, less the end tags.
-    std::size_t element = FTags - FEnds;
-    for (std::size_t i = base; i < quote; ++i) {
-      if (FText[i] == '<') ++element;
-      if (FText[i] == '/' && i > 0 && FText[i - 1] == '<') --element;
+    std::size_t element = FElements;
+    for (std::size_t i = std::max<std::size_t>(FFrom, 1); i < quote; ++i) {
+      if (FText[i - 1] == '<' && FText[i] != '/') ++element;
     }
     FResult.Declarations.push_back({element, std::string(prefix), std::string(uri)});
   }
 
-  /// Characters beyond ASCII, and references.
-  bool Details(const TVqMasks& masks, std::size_t base) noexcept {
-    for (std::uint64_t high = masks.High; high != 0; high &= high - 1) {
-      std::size_t at = base + static_cast<std::size_t>(std::countr_zero(high));
-      if (at < FChecked) continue;
-      while (at < FText.size() && static_cast<unsigned char>(FText[at]) >= 0x80) {
-        std::size_t length;
-        const char32_t c = DecodeUtf8(FText, at, length);
-        if (length == 0 || c == 0xFFFE || c == 0xFFFF) return false;
-        at += length;
-      }
+  /// A character of a text, or of a value, that is more than itself.
+  bool Special(std::size_t at) noexcept {
+    const auto c = static_cast<unsigned char>(FText[at]);
+    if (c == '&') return GoodReference(FText, at);
+    if (c < 0x80) return c >= ' ';
+    // A character has several bytes, and each of them comes by here.
+    while (at >= FChecked && at < FText.size() && static_cast<unsigned char>(FText[at]) >= 0x80) {
+      std::size_t length;
+      const char32_t character = DecodeUtf8(FText, at, length);
+      if (length == 0 || character == 0xFFFE || character == 0xFFFF) return false;
+      at += length;
       FChecked = at;
-    }
-    for (std::uint64_t references = masks.Reference; references != 0; references &= references - 1) {
-      if (!GoodReference(FText, base + static_cast<std::size_t>(std::countr_zero(references)))) return false;
     }
     return true;
   }
 
-  static constexpr std::size_t kMost = 16;
+  static constexpr int kMost = 16;
 
   std::string_view FText;
-  const TVqXMLLimits& FLimits;
   TVqScan& FResult;
-  std::uint64_t FInside = 0;  // all bits set while a tag goes on from one block to the next
-  bool FInValue = false;
+  std::size_t FFrom = 0, FElements = 0;
   std::size_t FChecked = 0;  // characters beyond ASCII are checked up to here
-  std::size_t FTags = 0, FEnds = 0, FSelfs = 0, FAttributes = 0;
-  std::size_t FTag = 0;         // where the last tag began
-  std::size_t FTagOfNames = 0;  // the tag that FNames belong to
-  std::size_t FCount = 0;
-  std::string_view FNames[kMost];
+  std::size_t FAttributes = 0;
+  std::uint64_t FNames = 0;  // a bit for each attribute so far of the tag, several may share one
 };
 
 }  // namespace
@@ -193,25 +179,33 @@ class TScanner {
 TVqScan QuickScan(std::string_view text, const TVqXMLLimits& limits, const TVqScanKernel* kernel) {
   TVqScan result;
   // Limits so narrow that the shortcuts above do not see them.
-  if (limits.MaxAttributes < 16 || limits.MaxNameLength < 128) return result;
+  if (limits.MaxAttributes < 64 || limits.MaxNameLength < 128) return result;
   if (!kernel) kernel = &ScanKernels().front();
-  TScanner scanner(text, limits, result);
+  TScanner scanner(text, result);
   static constexpr std::size_t kBlocks = 32;
   TVqMasks masks[kBlocks];
-  unsigned carry = 0;
+  TVqScanState state;
+  const auto clean = [&](const char* bytes, std::size_t blocks, std::size_t at) {
+    scanner.From(at, state.Elements);
+    kernel->Fill(bytes, blocks, masks, state);
+    if (state.Bad != 0 || state.Deepest > limits.MaxDepth) return false;
+    for (std::size_t i = 0; i < blocks; ++i) {
+      if ((masks[i].Opening | masks[i].Special) != 0 && !scanner.Block(masks[i], at + 64 * i)) return false;
+    }
+    return true;
+  };
   std::size_t at = 0;
   while (text.size() - at >= 64) {
     const std::size_t blocks = std::min(kBlocks, (text.size() - at) / 64);
-    kernel->Fill(text.data() + at, blocks, masks, carry);
-    for (std::size_t i = 0; i < blocks; ++i, at += 64) {
-      if (!scanner.Block(masks[i], at)) return result;
-    }
+    if (!clean(text.data() + at, blocks, at)) return result;
+    at += 64 * blocks;
   }
   char tail[64];
   std::memset(tail, ' ', sizeof tail);
   std::memcpy(tail, text.data() + at, text.size() - at);
-  kernel->Fill(tail, 1, masks, carry);
-  result.Clean = scanner.Block(masks[0], at) && scanner.Finished();
+  // Elements, a text behind the tag at either end of each, and attributes.
+  result.Clean =
+      clean(tail, 1, at) && 3 * static_cast<std::size_t>(state.Elements) + scanner.Attributes() <= limits.MaxNodes;
   return result;
 }
 

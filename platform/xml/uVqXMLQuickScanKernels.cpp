@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <bit>
 
 #include "platform/xml/uVqXMLQuickScan_p.h"
@@ -13,71 +15,81 @@
 namespace velmore::detail {
 namespace {
 
-/// What `Finish` needs beside the masks.
-struct TRaw {
-  std::uint64_t Slash, Mark, Control;  // "/"; "!" and "?"; controls but TAB, LF and CR
+/// The bytes of a block that matter.
+struct TBytes64 {
+  std::uint64_t Less, Greater, Quote, Slash;
+  std::uint64_t Special;  // see IsSpecial
 };
 
-/// Derives what depends on neighbours. Inlined into each kernel, so that it is compiled for its instruction set.
-VELMORE_INLINE void Finish(TVqMasks& masks, const TRaw& raw, unsigned& carry) {
-  const std::uint64_t behindLess = masks.Less << 1 | (carry & 1);
-  const std::uint64_t behindSlash = raw.Slash << 1 | (carry >> 1 & 1);
-  carry = static_cast<unsigned>(masks.Less >> 63 | (raw.Slash >> 63) << 1);
-  masks.Rare = (raw.Control | (raw.Mark & behindLess)) != 0;
-  masks.Tags = static_cast<std::uint8_t>(std::popcount(masks.Less));
-  masks.Ends = static_cast<std::uint8_t>(std::popcount(raw.Slash & behindLess));
-  masks.Selfs = static_cast<std::uint8_t>(std::popcount(masks.Greater & behindSlash));
+/// Goes on in the state and gives the quotes that open values. `tag` is set from each "<" to before its ">", `value` from
+/// each quote that opens a value to before the one that closes it. Inlined into each kernel, so that it is compiled for
+/// its instruction set.
+VELMORE_INLINE std::uint64_t Finish(const TBytes64& bytes, std::uint64_t tag, std::uint64_t value,
+                                    TVqScanState& state) {
+  const std::uint64_t names = tag & ~value;
+  // A "<" in a tag or a ">" outside of one; either in a value; what no name is made of.
+  state.Bad |= ((bytes.Less | bytes.Greater) & ((tag ^ bytes.Less) | value)) | (bytes.Special & names);
+  // A name that goes on for a whole block may be longer than names may be.
+  state.Bad |= static_cast<std::uint64_t>(names == ~std::uint64_t{0});
+
+  // A tag opens an element if its second byte is no "/"; any "/" in a tag, at either end of it, closes one.
+  const int starts = std::popcount((bytes.Less << 1 | state.Less) & ~bytes.Slash);
+  state.Elements += starts;
+  state.Depth += starts;
+  state.Deepest = std::max(state.Deepest, state.Depth);
+  state.Depth -= std::popcount(bytes.Slash & names);
+
+  state.Tag = std::uint64_t{0} - (tag >> 63);
+  state.Value = std::uint64_t{0} - (value >> 63);
+  state.Less = bytes.Less >> 63;
+  return bytes.Quote & tag & value;
 }
 
-/// Each bit the sum, without carry, of the bits up to and including it.
+/// Each bit the sum, without carry, of the bits up to and including it: set from every odd one to before the next.
 VELMORE_INLINE std::uint64_t PrefixXor(std::uint64_t bits) {
   for (int shift = 1; shift < 64; shift *= 2) bits ^= bits << shift;
   return bits;
 }
 
-void FillPortable(const char* text, std::size_t blocks, TVqMasks* masks, unsigned& carry) {
-  for (; blocks > 0; --blocks, text += 64, ++masks) {
-    *masks = {};
-    TRaw raw{};
-    for (unsigned i = 0; i < 64; ++i) {
-      const std::uint64_t bit = std::uint64_t{1} << i;
-      const auto c = static_cast<unsigned char>(text[i]);
-      if (c >= 0x80) {
-        masks->High |= bit;
-      } else if (c < 0x20) {
-        if (c != '\t' && c != '\n' && c != '\r') raw.Control |= bit;
-      } else if (c <= '?') {
-        switch (c) {
-          case '<':
-            masks->Less |= bit;
-            break;
-          case '>':
-            masks->Greater |= bit;
-            break;
-          case '"':
-            masks->Quote |= bit;
-            break;
-          case '\'':
-            masks->Apostrophe |= bit;
-            break;
-          case '&':
-            masks->Reference |= bit;
-            break;
-          case '/':
-            raw.Slash |= bit;
-            break;
-          case '!':
-          case '?':
-            raw.Mark |= bit;
-            break;
-          default:
-            break;
-        }
-      }
-    }
-    masks->Inside = PrefixXor(masks->Less | masks->Greater);
-    Finish(*masks, raw, carry);
+constexpr bool IsSpecial(unsigned c) {
+  return c >= 0x80 || (c < 0x20 && c != '\t' && c != '\n' && c != '\r') || c == '&' || c == '\'' || c == '!' ||
+         c == '?';
+}
+
+/// One bit for each member of TBytes64.
+constexpr auto kClasses = [] {
+  std::array<std::uint8_t, 256> classes{};
+  for (unsigned c = 0; c < 256; ++c) {
+    classes[c] =
+        static_cast<std::uint8_t>((c == '<') | (c == '>') << 1 | (c == '"') << 2 | (c == '/') << 3 | IsSpecial(c) << 4);
   }
+  return classes;
+}();
+
+void FillPortable(const char* text, std::size_t blocks, TVqMasks* masks, TVqScanState& known) {
+  TVqScanState state = known;
+  for (; blocks > 0; --blocks, text += 64, ++masks) {
+    TBytes64 bytes{};
+    for (unsigned part = 0; part < 64; part += 8) {
+      std::uint64_t classes = 0;
+      for (unsigned i = 0; i < 8; ++i) {
+        classes |= std::uint64_t{kClasses[static_cast<unsigned char>(text[part + i])]} << (8 * i);
+      }
+      // The multiplication moves the lowest bits of the eight bytes next to each other, to the top.
+      const auto bits = [&](unsigned which) {
+        return ((classes >> which & 0x0101010101010101u) * 0x0102040810204080u >> 56) << part;
+      };
+      bytes.Less |= bits(0);
+      bytes.Greater |= bits(1);
+      bytes.Quote |= bits(2);
+      bytes.Slash |= bits(3);
+      bytes.Special |= bits(4);
+    }
+    const std::uint64_t tag = PrefixXor(bytes.Less | bytes.Greater) ^ state.Tag;
+    const std::uint64_t value = PrefixXor(bytes.Quote & tag) ^ state.Value;
+    *masks = {Finish(bytes, tag, value, state), bytes.Special};
+  }
+  known = state;
 }
 
 #ifdef VELMORE_X86_KERNELS
@@ -85,89 +97,112 @@ void FillPortable(const char* text, std::size_t blocks, TVqMasks* masks, unsigne
 // The three kernels differ in the width of a load and in how a comparison becomes bits; intrinsics of one instruction
 // set cannot stand in a template that is compiled for another.
 
-void FillSse2(const char* text, std::size_t blocks, TVqMasks* masks, unsigned& carry) {
-  for (; blocks > 0; --blocks, text += 64, ++masks) {
-    *masks = {};
-    TRaw raw{};
-    for (int part = 0; part < 4; ++part) {
-      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + 16 * part));
-      const auto bits = [&](__m128i equal) {
-        return static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(equal))) << (16 * part);
-      };
-      const auto is = [&](char c) { return _mm_cmpeq_epi8(v, _mm_set1_epi8(c)); };
-      masks->Less |= bits(is('<'));
-      masks->Greater |= bits(is('>'));
-      masks->Quote |= bits(is('"'));
-      masks->Apostrophe |= bits(is('\''));
-      masks->Reference |= bits(is('&'));
-      masks->High |= bits(v);
-      raw.Slash |= bits(is('/'));
-      raw.Mark |= bits(_mm_or_si128(is('!'), is('?')));
-      const __m128i low = _mm_cmpeq_epi8(_mm_min_epu8(v, _mm_set1_epi8(0x1F)), v);
-      raw.Control |= bits(_mm_andnot_si128(_mm_or_si128(is('\n'), _mm_or_si128(is('\t'), is('\r'))), low));
-    }
-    masks->Inside = PrefixXor(masks->Less | masks->Greater);
-    Finish(*masks, raw, carry);
+/// Special characters of ASCII by the halves of their code: those whose two entries have a bit in common. A shuffle
+/// looks 16 or more of them up at once, and finds nothing for what is beyond ASCII.
+alignas(16) constexpr auto kHigh = [] {
+  std::array<std::uint8_t, 16> high{};
+  for (unsigned h = 0; h < 4; ++h) high[h] = static_cast<std::uint8_t>(1 << h);
+  return high;
+}();
+alignas(16) constexpr auto kLow = [] {
+  std::array<std::uint8_t, 16> low{};
+  for (unsigned c = 0; c < 0x40; ++c) {
+    if (IsSpecial(c)) low[c & 15] = static_cast<std::uint8_t>(low[c & 15] | 1 << (c >> 4));
   }
-}
+  return low;
+}();
 
 /// As PrefixXor: a multiplication without carries by all ones.
-__attribute__((target("pclmul,sse4.1"))) inline std::uint64_t CarrylessPrefix(std::uint64_t bits) {
+__attribute__((target("pclmul"))) inline std::uint64_t CarrylessPrefix(std::uint64_t bits) {
   const __m128i product =
       _mm_clmulepi64_si128(_mm_set_epi64x(0, static_cast<long long>(bits)), _mm_set1_epi8(static_cast<char>(0xFF)), 0);
   return static_cast<std::uint64_t>(_mm_cvtsi128_si64(product));
 }
 
-__attribute__((target("avx2,popcnt,bmi,pclmul"))) void FillAvx2(const char* text, std::size_t blocks, TVqMasks* masks,
-                                                                unsigned& carry) {
-#define VELMORE_BITS(expression0, expression1)                                            \
-  (static_cast<std::uint64_t>(static_cast<unsigned>(_mm256_movemask_epi8(expression0))) | \
-   static_cast<std::uint64_t>(static_cast<unsigned>(_mm256_movemask_epi8(expression1))) << 32)
-#define VELMORE_IS(v, c) _mm256_cmpeq_epi8(v, _mm256_set1_epi8(c))
-#define VELMORE_CONTROL(v)                                                                                             \
-  _mm256_andnot_si256(_mm256_or_si256(VELMORE_IS(v, '\n'), _mm256_or_si256(VELMORE_IS(v, '\t'), VELMORE_IS(v, '\r'))), \
-                      _mm256_cmpeq_epi8(_mm256_min_epu8(v, _mm256_set1_epi8(0x1F)), v))
+__attribute__((target("ssse3,popcnt,pclmul"))) void FillSsse3(const char* text, std::size_t blocks, TVqMasks* masks,
+                                                              TVqScanState& known) {
+  const __m128i low = _mm_load_si128(reinterpret_cast<const __m128i*>(kLow.data()));
+  const __m128i high = _mm_load_si128(reinterpret_cast<const __m128i*>(kHigh.data()));
+#define VELMORE_BITS(expression) \
+  static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(expression))) << (16 * part)
+#define VELMORE_IS(c) VELMORE_BITS(_mm_cmpeq_epi8(v, _mm_set1_epi8(c)))
+  TVqScanState state = known;
   for (; blocks > 0; --blocks, text += 64, ++masks) {
-    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text));
-    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + 32));
-    masks->Less = VELMORE_BITS(VELMORE_IS(a, '<'), VELMORE_IS(b, '<'));
-    masks->Greater = VELMORE_BITS(VELMORE_IS(a, '>'), VELMORE_IS(b, '>'));
-    masks->Quote = VELMORE_BITS(VELMORE_IS(a, '"'), VELMORE_IS(b, '"'));
-    masks->Apostrophe = VELMORE_BITS(VELMORE_IS(a, '\''), VELMORE_IS(b, '\''));
-    masks->Reference = VELMORE_BITS(VELMORE_IS(a, '&'), VELMORE_IS(b, '&'));
-    masks->High = VELMORE_BITS(a, b);
-    TRaw raw;
-    raw.Slash = VELMORE_BITS(VELMORE_IS(a, '/'), VELMORE_IS(b, '/'));
-    raw.Mark = VELMORE_BITS(_mm256_or_si256(VELMORE_IS(a, '!'), VELMORE_IS(a, '?')),
-                            _mm256_or_si256(VELMORE_IS(b, '!'), VELMORE_IS(b, '?')));
-    raw.Control = VELMORE_BITS(VELMORE_CONTROL(a), VELMORE_CONTROL(b));
-    masks->Inside = CarrylessPrefix(masks->Less | masks->Greater);
-    Finish(*masks, raw, carry);
+    TBytes64 bytes{};
+    for (unsigned part = 0; part < 4; ++part) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + 16 * part));
+      bytes.Less |= VELMORE_IS('<');
+      bytes.Greater |= VELMORE_IS('>');
+      bytes.Quote |= VELMORE_IS('"');
+      bytes.Slash |= VELMORE_IS('/');
+      const __m128i upper = _mm_and_si128(_mm_srli_epi16(v, 4), _mm_set1_epi8(15));
+      const __m128i common = _mm_and_si128(_mm_shuffle_epi8(low, v), _mm_shuffle_epi8(high, upper));
+      bytes.Special |= VELMORE_BITS(_mm_or_si128(v, _mm_cmpgt_epi8(common, _mm_setzero_si128())));
+    }
+    const std::uint64_t tag = CarrylessPrefix(bytes.Less | bytes.Greater) ^ state.Tag;
+    const std::uint64_t value = CarrylessPrefix(bytes.Quote & tag) ^ state.Value;
+    *masks = {Finish(bytes, tag, value, state), bytes.Special};
   }
+  known = state;
 #undef VELMORE_BITS
 #undef VELMORE_IS
-#undef VELMORE_CONTROL
+}
+
+__attribute__((target("avx2,popcnt,bmi,pclmul"))) void FillAvx2(const char* text, std::size_t blocks, TVqMasks* masks,
+                                                                TVqScanState& known) {
+  const __m256i low = _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kLow.data())));
+  const __m256i high = _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(kHigh.data())));
+#define VELMORE_BITS(expression) \
+  static_cast<std::uint64_t>(static_cast<unsigned>(_mm256_movemask_epi8(expression))) << (32 * part)
+#define VELMORE_IS(c) VELMORE_BITS(_mm256_cmpeq_epi8(v, _mm256_set1_epi8(c)))
+  TVqScanState state = known;
+  for (; blocks > 0; --blocks, text += 64, ++masks) {
+    TBytes64 bytes{};
+    for (unsigned part = 0; part < 2; ++part) {
+      const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + 32 * part));
+      bytes.Less |= VELMORE_IS('<');
+      bytes.Greater |= VELMORE_IS('>');
+      bytes.Quote |= VELMORE_IS('"');
+      bytes.Slash |= VELMORE_IS('/');
+      const __m256i upper = _mm256_and_si256(_mm256_srli_epi16(v, 4), _mm256_set1_epi8(15));
+      const __m256i common = _mm256_and_si256(_mm256_shuffle_epi8(low, v), _mm256_shuffle_epi8(high, upper));
+      bytes.Special |= VELMORE_BITS(_mm256_or_si256(v, _mm256_cmpgt_epi8(common, _mm256_setzero_si256())));
+    }
+    const std::uint64_t tag = CarrylessPrefix(bytes.Less | bytes.Greater) ^ state.Tag;
+    const std::uint64_t value = CarrylessPrefix(bytes.Quote & tag) ^ state.Value;
+    *masks = {Finish(bytes, tag, value, state), bytes.Special};
+  }
+  known = state;
+#undef VELMORE_BITS
+#undef VELMORE_IS
 }
 
 __attribute__((target("avx512f,avx512bw,popcnt,bmi,pclmul"))) void FillAvx512(const char* text, std::size_t blocks,
-                                                                              TVqMasks* masks, unsigned& carry) {
+                                                                              TVqMasks* masks, TVqScanState& known) {
+  // With a mask, as GCC 12 takes what the plain form leaves undefined for a mistake of ours.
+  const __m512i low =
+      _mm512_maskz_broadcast_i32x4(0xFFFF, _mm_load_si128(reinterpret_cast<const __m128i*>(kLow.data())));
+  const __m512i high =
+      _mm512_maskz_broadcast_i32x4(0xFFFF, _mm_load_si128(reinterpret_cast<const __m128i*>(kHigh.data())));
 #define VELMORE_IS(c) _mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8(c))
+  TVqScanState state = known;
   for (; blocks > 0; --blocks, text += 64, ++masks) {
     const __m512i v = _mm512_loadu_si512(text);
-    masks->Less = VELMORE_IS('<');
-    masks->Greater = VELMORE_IS('>');
-    masks->Quote = VELMORE_IS('"');
-    masks->Apostrophe = VELMORE_IS('\'');
-    masks->Reference = VELMORE_IS('&');
-    masks->High = _mm512_movepi8_mask(v);
-    TRaw raw;
-    raw.Slash = VELMORE_IS('/');
-    raw.Mark = VELMORE_IS('!') | VELMORE_IS('?');
-    raw.Control = _mm512_cmplt_epu8_mask(v, _mm512_set1_epi8(0x20));
-    if (raw.Control != 0) raw.Control &= ~(VELMORE_IS('\n') | VELMORE_IS('\t') | VELMORE_IS('\r'));
-    masks->Inside = CarrylessPrefix(masks->Less | masks->Greater);
-    Finish(*masks, raw, carry);
+    TBytes64 bytes;
+    bytes.Less = VELMORE_IS('<');
+    bytes.Greater = VELMORE_IS('>');
+    bytes.Quote = VELMORE_IS('"');
+    bytes.Slash = VELMORE_IS('/');
+    // Else the compiler makes one masked comparison of this and "& tag" below, which then waits for the tags.
+    __asm__("" : "+r"(bytes.Quote));
+    const __m512i upper = _mm512_and_si512(_mm512_srli_epi16(v, 4), _mm512_set1_epi8(15));
+    bytes.Special =
+        _mm512_movepi8_mask(v) | _mm512_test_epi8_mask(_mm512_shuffle_epi8(low, v), _mm512_shuffle_epi8(high, upper));
+    const std::uint64_t tag = CarrylessPrefix(bytes.Less | bytes.Greater) ^ state.Tag;
+    const std::uint64_t value = CarrylessPrefix(bytes.Quote & tag) ^ state.Value;
+    *masks = {Finish(bytes, tag, value, state), bytes.Special};
   }
+  known = state;
 #undef VELMORE_IS
 }
 
@@ -181,11 +216,11 @@ const std::vector<TVqScanKernel>& ScanKernels() {
 #ifdef VELMORE_X86_KERNELS
     __builtin_cpu_init();
     // Whatever has the wide registers has these, too; but virtual machines can be set up otherwise.
-    const bool small =
-        __builtin_cpu_supports("popcnt") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("pclmul");
-    if (small && __builtin_cpu_supports("avx512bw")) found.push_back({"avx512", FillAvx512});
-    if (small && __builtin_cpu_supports("avx2")) found.push_back({"avx2", FillAvx2});
-    found.push_back({"sse2", FillSse2});
+    const bool bits = __builtin_cpu_supports("popcnt") && __builtin_cpu_supports("pclmul");
+    const bool more = bits && __builtin_cpu_supports("bmi");
+    if (more && __builtin_cpu_supports("avx512bw")) found.push_back({"avx512", FillAvx512});
+    if (more && __builtin_cpu_supports("avx2")) found.push_back({"avx2", FillAvx2});
+    if (bits && __builtin_cpu_supports("ssse3")) found.push_back({"ssse3", FillSsse3});
 #endif
     found.push_back({"portable", FillPortable});
     return found;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/xml/uVqXMLDOMAccess_p.h"
+#include "platform/xml/uVqXMLDOMData_p.h"
 #include "platform/xml/uVqXMLSchema_p.h"
 #include "platform/xml/uVqXMLUtils.h"
 
@@ -139,6 +139,10 @@ string WriteValue(const TBytes& value) {
 
 std::int32_t ReadEnum(std::string_view text, const TVqEnumInfo& info) noexcept {
   return std::max(VqEnumValueOf(info, Trimmed(text)), 0);
+}
+
+void RaiseMisfit(const string& number) {
+  throw EConvertError(number + " does not fit into the type of number asked for.");
 }
 
 void RaiseNoSchemaClass() {
@@ -432,7 +436,13 @@ double TVqXMLSchemaElement::GetDurationValue(std::int32_t AIndex) const {
 }
 
 void TVqXMLSchemaElement::SetValue(std::int32_t AIndex, const TVqUtf8View& AValue) {
-  GetNodeByIndex(AIndex, true).SetText(AValue);
+  const TMember member = MemberByIndex(AIndex);
+  if (const IVqDOMNode node = NodeOf(member)) {
+    node.SetText(AValue);
+  } else {
+    detail::CheckText(AValue);  // a text that XML cannot carry leaves no empty member behind
+    MakeNode(member).SetText(AValue);
+  }
 }
 void TVqXMLSchemaElement::WriteString(std::int32_t index, const string& value) {
   SetValue(index, TVqUtf8View(value));
@@ -512,7 +522,8 @@ TVqXMLSchemaElement& TVqXMLSchemaElement::GetRecord(std::int32_t AIndex, const T
 }
 
 void TVqXMLSchemaElement::WriteChild(std::int32_t index, const TVqXMLSchemaElement& source) {
-  const IVqDOMElement from = source.Element();
+  // A handle of its own: the source may be among the children that go below.
+  const IVqDOMElement from = source.Element();  // NOLINT(performance-unnecessary-copy-initialization)
   if (!from) throw EVqException("The record to copy from has no element.");
   const IVqDOMElement target = GetNodeByIndex(index, true).AsElement();
   // All children go, those of other members too: references to them are not to survive a written class.

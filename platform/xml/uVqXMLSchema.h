@@ -47,6 +47,7 @@ enum class TVqXMLSchemaRule : std::uint8_t { Optional, Required, Many, NonEmpty,
 /// One row of a class's table: a member as the schema declares it. Lives in read-only memory.
 struct TVqXMLSchemaMember {
   std::string_view Name;  ///< with prefix for an element ("t:Subject"), bare for an attribute ("BodyType")
+  /// An element or an attribute; how often it stands there; and its type.
   TVqDOMNodeType NodeType = TVqDOMNodeType::ntElement;
   TVqXMLSchemaRule Rule = TVqXMLSchemaRule::Optional;
   TVqTypeInfo Type;
@@ -56,7 +57,9 @@ struct TVqXMLSchemaMember {
 /// What is known of one member of a record. A value; a copy copies the name.
 class TVqXMLSchemaInfo {
  public:
+  /// A member that no class knows: only its name and kind.
   TVqXMLSchemaInfo(const string& AName, TVqDOMNodeType ANodeType) : FName(AName), FNodeType(ANodeType) {}
+  /// A member as AddSchemaInfo registers it.
   TVqXMLSchemaInfo(std::int32_t AIndex, TVqDOMNodeType ANodeType, const string& AName, std::int32_t AMinOccurs,
                    std::int32_t AMaxOccurs, bool ARequired, std::int32_t AChoiceGroup, TVqTypeInfo AType = {})
       : FName(AName),
@@ -70,7 +73,9 @@ class TVqXMLSchemaInfo {
 
   /// The member's key within its record: a running number over the class and its bases.
   std::int32_t GetIndex() const noexcept { return FIndex; }
+  /// An element or an attribute.
   TVqDOMNodeType GetNodeType() const noexcept { return FNodeType; }
+  /// The name, an element's with its prefix.
   const string& GetName() const noexcept { return FName; }
   /// 0 for optional, 1 for required.
   std::int32_t GetMinOccurs() const noexcept { return FMinOccurs; }
@@ -80,6 +85,7 @@ class TVqXMLSchemaInfo {
   bool GetRequired() const noexcept { return FRequired; }
   /// Members of one record with the same number from 0 are alternatives; -1 for none.
   std::int32_t GetChoiceGroup() const noexcept { return FChoiceGroup; }
+  /// The member's type; kind tkUnknown for one that an application registered.
   const TVqTypeInfo& GetTypeInfo() const noexcept { return FType; }
 
  private:
@@ -105,6 +111,7 @@ class TVqXMLSchemaClass {
   /// A new record, owned by the caller.
   using TFactory = TVqXMLSchemaElement* (*)(const IVqDOMElement& AElement);
 
+  /// All arguments are constants that live as long as the program; the tables of records make these.
   constexpr TVqXMLSchemaClass(std::string_view AName, const TVqXMLSchemaClass* ABase,
                               const TVqXMLSchemaMember* AMembers, std::int32_t AFirstIndex, std::int32_t AOwnCount,
                               TFactory AFactory) noexcept
@@ -121,12 +128,14 @@ class TVqXMLSchemaClass {
   std::string_view GetName() const noexcept { return FName; }
   /// Empty for the root of all records.
   const TVqXMLSchemaClass* GetBase() const noexcept { return FBase; }
+  /// True for the class itself, too.
   bool InheritsFrom(const TVqXMLSchemaClass& AOther) const noexcept;
   /// Makes a record of this class on an element.
   std::unique_ptr<TVqXMLSchemaElement> CreateRecord(const IVqDOMElement& AElement) const;
 
-  /// Members of the class alone; the index of the first one is `GetFirstIndex`.
+  /// Members of the class alone.
   std::int32_t GetOwnMemberCount() const noexcept { return FOwnCount; }
+  /// The index of the class's first own member: the number of its bases' members.
   std::int32_t GetFirstIndex() const noexcept { return FFirstIndex; }
   /// Members of the class and its bases.
   std::int32_t GetMemberCount() const noexcept { return FFirstIndex + FOwnCount; }
@@ -222,6 +231,20 @@ concept SimpleValue = std::same_as<T, string> || std::same_as<T, bool> || std::s
     std::same_as<T, std::int64_t> || std::same_as<T, double> || std::same_as<T, TDateTime> || std::same_as<T, TGUID> ||
     std::same_as<T, TBytes>;
 
+/// Numbers of other widths, read and written as the widest one of their kind.
+template <typename T>
+concept OtherNumber =
+    std::is_arithmetic_v<T> && !SimpleValue<T> && !std::same_as<T, char> && !std::same_as<T, wchar_t> &&
+    !std::same_as<T, char8_t> && !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
+
+[[noreturn]] void RaiseMisfit(const string& number);
+/// The same number in the other type; raises EConvertError when it does not fit.
+template <std::integral TTo, std::integral TFrom>
+TTo Fitting(TFrom value) {
+  if (!std::in_range<TTo>(value)) RaiseMisfit(std::to_string(value));
+  return static_cast<TTo>(value);
+}
+
 std::int32_t ReadEnum(std::string_view text, const TVqEnumInfo& info) noexcept;
 
 /// A value of T from its wire text; an unknown enumeration text gives the first value.
@@ -268,32 +291,34 @@ TVqXMLSchemaElement* MakeRecord(const IVqDOMElement& element) {
 }  // namespace detail
 
 /// Base of all records. See the head of this file for what it owns, costs and raises.
-class TVqXMLSchemaElement {
+class TVqXMLSchemaElement : public TVqObjectEx {
  public:
   /// A record over an element. Over a handle that refers to nothing, reads give empty values and writes raise.
   explicit TVqXMLSchemaElement(const IVqDOMElement& AElement) noexcept : FElement(AElement) {}
-  virtual ~TVqXMLSchemaElement();
-  TVqXMLSchemaElement(const TVqXMLSchemaElement&) = delete;
-  TVqXMLSchemaElement& operator=(const TVqXMLSchemaElement&) = delete;
+  ~TVqXMLSchemaElement() override;
 
   // -- The record ---------------------------------------------------------------------------------------------------
 
+  /// The class by its C++ type: `TEwsMessage::SchemaClass()`.
   static const TVqXMLSchemaClass& SchemaClass() noexcept;
   /// The class of the record that this really is.
   virtual const TVqXMLSchemaClass& GetSchemaClass() const noexcept;
   /// "TEwsMessage". A class of an application's own without a table gives the name of its base.
   string ClassName() const { return GetSchemaClass().GetName(); }
 
+  /// The element itself. Raises a plain exception when this record was discarded.
   const IVqDOMElement& AsElement() const { return Element(); }
   /// The element's markup, its own tag included.
   string GetXML() const { return Element().GetXML(); }
   /// Copies attributes and everything inside onto the other record's element, in place of what that had.
   void AssignTo(TVqXMLSchemaElement& ATarget) const;
+  /// The same; raises a plain exception for a null pointer.
   void AssignTo(TVqXMLSchemaElement* ATarget) const;
 
   // -- Members by name ----------------------------------------------------------------------------------------------
   // Names as `TVqXMLSchemaClass::FindMember` takes them. A name that the record does not have gives an empty handle.
 
+  /// What is known of a member; nothing when there is no such member.
   std::optional<TVqXMLSchemaInfo> FindSchemaInfo(const TVqUtf8View& AName) const;
   /// Kind and type name of a member; kind tkUnknown when there is no such member.
   TVqTypeInfo GetTypeInfo(const TVqUtf8View& AName) const;
@@ -311,6 +336,7 @@ class TVqXMLSchemaElement {
   /// The node of a member; missing, it is made at its place among the members of the whole class chain, or not.
   IVqDOMNode GetNodeByIndex(std::int32_t AIndex, bool ACreate);
 
+  /// The text as it stands, or converted.
   string GetStringValue(std::int32_t AIndex) const;
   std::int32_t GetIntValue(std::int32_t AIndex) const;
   std::int64_t GetLongValue(std::int32_t AIndex) const;
@@ -318,13 +344,16 @@ class TVqXMLSchemaElement {
   bool GetBooleanValue(std::int32_t AIndex) const;
   /// The day, without a time zone.
   TDateTime GetDateValue(std::int32_t AIndex) const;
+  /// The time of day as a fraction of a day, as it stands: no zone is applied.
   TDateTime GetTimeValue(std::int32_t AIndex) const;
   /// UTC.
   TDateTime GetDatetimeValue(std::int32_t AIndex) const;
   /// In days.
   double GetDurationValue(std::int32_t AIndex) const;
+  /// The text as it stands.
   string GetLanguageValue(std::int32_t AIndex) const { return GetStringValue(AIndex); }
   string GetAnyUriValue(std::int32_t AIndex) const { return GetStringValue(AIndex); }
+  /// With or without braces in the text.
   TGUID GetGuidValue(std::int32_t AIndex) const;
   /// The base-64 text as it stands; `VqXMLToBytes` decodes it.
   string GetBase64binaryValue(std::int32_t AIndex) const { return GetStringValue(AIndex); }
@@ -346,8 +375,9 @@ class TVqXMLSchemaElement {
   void SetBase64binaryValue(std::int32_t AIndex, const TVqUtf8View& AValue) { SetValue(AIndex, AValue); }
 
   /// A member as a T. A record class gives a reference to the one record of the node, which is made if missing;
-  /// everything else is a value: numbers, text, enumerations, sets, and plain records known to the serializer. Any
-  /// other class raises "Only TVqXMLSchemaElement class types are supported!".
+  /// everything else is a value: numbers of any width, text, enumerations, sets, and plain records known to the
+  /// serializer. A number that does not fit raises EConvertError; any other class raises "Only TVqXMLSchemaElement class
+  /// types are supported!".
   template <typename T>
   decltype(auto) GetValue(std::int32_t AIndex) const;
   /// The converse. Writing a record class copies attributes and everything inside the source's element onto the node,
@@ -382,6 +412,7 @@ class TVqXMLSchemaElement {
   /// The element's markup. A target namespace, if given, is declared for the element's prefix; without namespaces,
   /// prefixes and declarations are left out.
   string AsXML(const string& ATargetNamespace = {}, bool AExcludeNamespaces = false) const;
+  /// As `Serialize` with dsfJSON.
   string AsJSON() const;
 
  protected:
@@ -443,11 +474,9 @@ class TVqXMLSchemaElement {
 namespace detail {
 
 /// What the arrays of all types have in common.
-class TVqXMLSchemaArray {
+class TVqXMLSchemaArray : public TVqObjectEx {
  public:
-  virtual ~TVqXMLSchemaArray();
-  TVqXMLSchemaArray(const TVqXMLSchemaArray&) = delete;
-  TVqXMLSchemaArray& operator=(const TVqXMLSchemaArray&) = delete;
+  ~TVqXMLSchemaArray() override;
 
   /// Number of entries: all elements of the entries' name at any depth below the parent, on purpose. An entry that
   /// holds an element of the same name counts for two.
@@ -467,8 +496,9 @@ class TVqXMLSchemaArray {
   TVqXMLSchemaElement& RecordAt(std::int32_t AIndex, TVqXMLSchemaClass::TFactory AFactory);
   IVqDOMElement ElementAt(std::int32_t AIndex) const;
   std::string TextAt(std::int32_t AIndex) const;
-  /// Appends an entry to the parent and gives its position.
+  /// Appends an entry to the parent and gives its position. A text that XML cannot carry appends nothing.
   std::int32_t Append();
+  std::int32_t Append(const TVqUtf8View& AText);
 
  private:
   friend class velmore::TVqXMLSchemaElement;
@@ -519,21 +549,21 @@ class TVqXMLSchemaElementArray : public detail::TVqXMLSchemaArray {
 
   /// The value at a position, converted at each call.
   T GetItem(std::int32_t AIndex) const { return detail::FromText<T>(TextAt(AIndex)); }
+  /// Writes the value at a position.
   void SetItem(std::int32_t AIndex, const T& AValue) { ElementAt(AIndex).SetText(detail::ToText(AValue)); }
   /// Appends a value behind everything else inside the parent.
-  T Add(const T& AValue = {}) {
-    const std::int32_t index = Append();
-    SetItem(index, AValue);
-    return GetItem(index);
-  }
+  T Add(const T& AValue = {}) { return GetItem(Append(detail::ToText(AValue))); }
 
+  /// Over the values. The array must outlive the loop.
   auto begin() const { return detail::TVqXMLArrayIterator<const TVqXMLSchemaElementArray>(this, 0); }
   auto end() const { return detail::TVqXMLArrayIterator<const TVqXMLSchemaElementArray>(this, Count()); }
 };
 
+/// The entries as records; see the general form.
 template <detail::SchemaRecord T>
 class TVqXMLSchemaElementArray<T> : public detail::TVqXMLSchemaArray {
  public:
+  /// The entries named `AName` (prefix included) below `AParent`.
   TVqXMLSchemaElementArray(const IVqDOMElement& AParent, const TVqUtf8View& AName)
       : TVqXMLSchemaArray(AParent, AName.View()) {}
 
@@ -543,6 +573,7 @@ class TVqXMLSchemaElementArray<T> : public detail::TVqXMLSchemaArray {
   /// Appends an entry behind everything else inside the parent.
   T& Add() { return GetItem(Append()); }
 
+  /// Over the records. The array must outlive the loop.
   auto begin() { return detail::TVqXMLArrayIterator<TVqXMLSchemaElementArray>(this, 0); }
   auto end() { return detail::TVqXMLArrayIterator<TVqXMLSchemaElementArray>(this, Count()); }
 };
@@ -555,7 +586,9 @@ class TVqXMLSchemaSimpleContentElement : public TVqXMLSchemaElement {
   using TVqXMLSchemaElement::SetValue;
   using TVqXMLSchemaElement::TVqXMLSchemaElement;
 
+  /// One class for all of them, whatever T is.
   static const TVqXMLSchemaClass& SchemaClass() noexcept { return detail::SimpleContentSchemaClass; }
+  /// The class of the record that this really is.
   const TVqXMLSchemaClass& GetSchemaClass() const noexcept override { return detail::SimpleContentSchemaClass; }
 
   /// The element's text as a T; the empty value when there is none.
@@ -588,6 +621,10 @@ decltype(auto) TVqXMLSchemaElement::GetValue(std::int32_t AIndex) const {
     return GetDatetimeValue(AIndex);
   } else if constexpr (std::same_as<T, TGUID>) {
     return GetGuidValue(AIndex);
+  } else if constexpr (detail::OtherNumber<T> && std::is_integral_v<T>) {
+    return detail::Fitting<T>(GetLongValue(AIndex));
+  } else if constexpr (detail::OtherNumber<T>) {
+    return static_cast<T>(GetDoubleValue(AIndex));
   } else if constexpr (std::same_as<T, TBytes> || detail::kIsSet<T>) {
     std::string scratch;
     return detail::FromText<T>(ReadText(AIndex, scratch));
@@ -621,6 +658,10 @@ void TVqXMLSchemaElement::SetValue(std::int32_t AIndex, const T& AValue) {
     SetDatetimeValue(AIndex, AValue);
   } else if constexpr (std::same_as<T, TGUID>) {
     SetGuidValue(AIndex, AValue);
+  } else if constexpr (detail::OtherNumber<T> && std::is_integral_v<T>) {
+    SetLongValue(AIndex, detail::Fitting<std::int64_t>(AValue));
+  } else if constexpr (detail::OtherNumber<T>) {
+    SetDoubleValue(AIndex, static_cast<double>(AValue));
   } else if constexpr (std::same_as<T, TBytes> || detail::kIsSet<T>) {
     WriteString(AIndex, detail::ToText(AValue));
   } else if constexpr (std::is_constructible_v<TVqUtf8View, const T&>) {

@@ -139,6 +139,13 @@ std::int32_t TVqXMLSchemaArray::Append() {
   return index;
 }
 
+std::int32_t TVqXMLSchemaArray::Append(const TVqUtf8View& AText) {
+  CheckText(AText);
+  const std::int32_t index = Append();
+  ElementAt(index).SetText(AText);
+  return index;
+}
+
 void TVqXMLSchemaArray::Delete(std::int32_t AIndex) {
   const IVqDOMElement entry = ElementAt(AIndex);
   const auto at = static_cast<std::size_t>(AIndex);

@@ -15,13 +15,18 @@ constexpr char Lower(char c) noexcept {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
 }
 
-/// Zero-terminated `name` against a text.
+/// Zero-terminated `name` against a text, which may be anything. Names differ within a few characters, sooner than a
+/// library call begins.
 bool Equal(const char* name, std::string_view text) noexcept {
-  return std::strncmp(name, text.data(), text.size()) == 0 && name[text.size()] == '\0';
+  for (const char c : text) {
+    if (*name != c || *name++ == '\0') return false;
+  }
+  return *name == '\0';
 }
 bool EqualNoCase(const char* name, std::string_view text) noexcept {
   for (const char c : text) {
-    if (Lower(*name++) != Lower(c)) return false;
+    const char other = *name++;
+    if (other == '\0' || (other != c && Lower(other) != Lower(c))) return false;
   }
   return *name == '\0';
 }
@@ -30,6 +35,22 @@ const char* LocalOf(const char* name) noexcept {
     if (*c == ':') return c + 1;
   }
   return name;
+}
+
+/// Calls `use` with the comparison that a test and a mode ask for, so that a loop over names chooses once.
+template <typename Use>
+auto WithComparison(const TVqNameTest& test, TVqNameMode mode, Use use) {
+  const std::string_view qualified = test.Qualified, local = test.LocalName();
+  switch (mode) {
+    case TVqNameMode::nmQualified:
+      return use([=](const char* name) { return Equal(name, qualified); });
+    case TVqNameMode::nmQualifiedNoCase:
+      return use([=](const char* name) { return EqualNoCase(name, qualified); });
+    case TVqNameMode::nmLocal:
+      return use([=](const char* name) { return Equal(LocalOf(name), local); });
+    default:
+      return use([=](const char* name) { return EqualNoCase(LocalOf(name), local); });
+  }
 }
 
 bool TextEquals(pugi::xml_node node, const TVqPredicate& condition, std::string& scratch) {
@@ -67,13 +88,13 @@ class TSearch {
 
   bool Children(std::size_t index, const TVqStep& step, pugi::xml_node node) {
     if (step.Predicates.empty()) {
-      for (pugi::xml_node child = First(node); child; child = child.next_sibling()) {
+      for (pugi::xml_node child = First(node); RawPointer(child); child = child.next_sibling()) {
         if (Test(step, child) && Step(index + 1, child)) return true;
       }
       return false;
     }
     std::size_t counts[64] = {};
-    for (pugi::xml_node child = First(node); child; child = child.next_sibling()) {
+    for (pugi::xml_node child = First(node); RawPointer(child); child = child.next_sibling()) {
       if (Test(step, child) && Conditions(step, child, counts) && Step(index + 1, child)) return true;
     }
     return false;
@@ -88,7 +109,7 @@ class TSearch {
     return false;
   }
 
-  pugi::xml_node First(pugi::xml_node node) const { return node ? node.first_child() : FTree.First(); }
+  pugi::xml_node First(pugi::xml_node node) const { return RawPointer(node) ? node.first_child() : FTree.First(); }
 
   bool Test(const TVqStep& step, pugi::xml_node node) const {
     // The name first, as it decides nearly always; only then, whether it is an element at all.
@@ -206,16 +227,15 @@ TVqNameMode ModeOf(TVqDOMSelectOptions options) noexcept {
 }
 
 bool Matches(const TVqNameTest& test, const char* name, TVqNameMode mode) noexcept {
-  switch (mode) {
-    case TVqNameMode::nmQualified:
-      return Equal(name, test.Qualified);
-    case TVqNameMode::nmQualifiedNoCase:
-      return EqualNoCase(name, test.Qualified);
-    case TVqNameMode::nmLocal:
-      return Equal(LocalOf(name), test.LocalName());
-    default:
-      return EqualNoCase(LocalOf(name), test.LocalName());
-  }
+  return WithComparison(test, mode, [&](auto equal) { return equal(name); });
+}
+
+pugi::xml_node SelectChild(const TVqNameTest& test, TVqNameMode mode, pugi::xml_node parent) noexcept {
+  return WithComparison(test, mode, [&](auto equal) {
+    pugi::xml_node child = parent.first_child();
+    while (RawPointer(child) && !(equal(child.name()) && IsElement(child))) child = child.next_sibling();
+    return child;
+  });
 }
 
 pugi::xml_attribute FindAttribute(pugi::xml_node element, const TVqNameTest& name, TVqNameMode mode) noexcept {

@@ -35,6 +35,9 @@ class TCompiler {
       if (FPath->Steps[i].What == TVqStep::Kind::kDescendant) FPath->Sorts = true;
       if (FPath->Steps[i].What == TVqStep::Kind::kParent) FPath->Repeats = true;
     }
+    const TVqStep& first = FPath->Steps[0];
+    FPath->Direct = FPath->Steps.size() == 1 && !FPath->FromRoot && first.What == TVqStep::Kind::kChild &&
+                    !first.Name.IsAny() && first.Predicates.empty();
     return FPath;
   }
 

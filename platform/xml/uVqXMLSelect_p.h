@@ -26,6 +26,8 @@ TVqNameTest NameTest(std::string_view qualified);
 enum class TVqNameMode : std::uint8_t { nmQualified, nmQualifiedNoCase, nmLocal, nmLocalNoCase };
 TVqNameMode ModeOf(TVqDOMSelectOptions options) noexcept;
 bool Matches(const TVqNameTest& test, const char* name, TVqNameMode mode) noexcept;
+/// The first child element with a name, which is not "*".
+pugi::xml_node SelectChild(const TVqNameTest& test, TVqNameMode mode, pugi::xml_node parent) noexcept;
 
 struct TVqPredicate {
   enum class Kind : std::uint8_t { kPosition, kAttribute, kChild, kText };
@@ -49,6 +51,7 @@ struct TVqDOMPath {
   bool FromRoot = false;  // starts at the document instead of the node
   bool Sorts = false;     // what is found must be put into document order
   bool Repeats = false;   // may find a node more than once
+  bool Direct = false;    // names a child and no more, as most do: SelectChild finds it
   std::vector<TVqStep> Steps;
 };
 

@@ -37,12 +37,19 @@ bool IsDeclaration(const string& name) {
   return name == "xmlns" || name.StartsWith("xmlns:");
 }
 
-void DropNamespaces(const IVqDOMElement& element) {
-  for (const IVqDOMAttribute& attribute : element.GetAttributes()) {
-    if (IsDeclaration(attribute.GetName())) element.RemoveAttribute(attribute.GetName());
+// Of a whole document, by a list of its elements: a tree that was built may be deeper than any stack.
+void DropNamespaces(const IVqDOMElement& root) {
+  for (const IVqDOMElement element : root.CreateElementList("//*")) {
+    for (const IVqDOMAttribute& attribute : element.GetAttributes()) {
+      const string name = attribute.GetName();
+      if (IsDeclaration(name)) {
+        element.RemoveAttribute(name);
+      } else if (!name.StartsWith("xml:") && !element.HasAttribute(attribute.GetLocalName())) {
+        attribute.SetPrefix("");
+      }
+    }
+    element.SetPrefix("");
   }
-  element.SetPrefix("");
-  for (const IVqDOMElement child : element.GetChildElements()) DropNamespaces(child);
 }
 
 // What was written without prefixes gets back the prefix of the element that it goes into.

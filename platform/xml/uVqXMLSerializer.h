@@ -25,9 +25,12 @@ namespace velmore {
 /// refers to the element for the time of the call.
 class TVqRecordVisitor {
  public:
+  /// Reads members from the element, or writes them into it.
   TVqRecordVisitor(const IVqDOMElement& AElement, bool AReading) : FElement(AElement), FReading(AReading) {}
 
+  /// True when members are being read.
   bool IsReading() const noexcept { return FReading; }
+  /// The element whose members these are, for what the operations below do not offer.
   const IVqDOMElement& GetElement() const noexcept { return FElement; }
 
   /// A child element.
@@ -126,6 +129,8 @@ T VqCreateFrom(TVqDataSerializationFormatType AFormat, const string& AText) {
 /// Single values as text: enumerations, sets ("[Monday,Friday]"), numbers, dates, GUIDs, texts.
 class TVqXMLSerializer {
  public:
+  /// The text of a value. Raises EConvertError for a number that is no value of its enumeration and for a time outside
+  /// the years 1 to 9999.
   template <typename T>
   static string ToText(const T& AValue) {
     if constexpr (detail::kIsSet<T>) {
@@ -140,6 +145,7 @@ class TVqXMLSerializer {
 /// does not convert raises EConvertError.
 class TVqXMLDeserializer {
  public:
+  /// The value of a text.
   template <typename T>
   static T FromText(const string& AText) {
     return detail::FromText<T>(AText.utf8());
@@ -149,7 +155,9 @@ class TVqXMLDeserializer {
 /// Serialises values of one format; `VqCreateSerializerEx` and `VqCreateDeserializerEx` make them.
 class TVqSerializer {
  public:
+  /// For this format; raises nothing yet for one that is none.
   explicit TVqSerializer(TVqDataSerializationFormatType AFormat) : FFormat(AFormat) {}
+  /// As VqSerialize, and as VqDeserialize below.
   template <detail::SerializableRecord T>
   string Serialize(const T& AValue) const {
     return VqSerialize(AValue, FFormat);
@@ -162,6 +170,7 @@ class TVqSerializer {
  private:
   TVqDataSerializationFormatType FFormat;
 };
+/// Two names for one thing: what writes a format reads it, too.
 inline TVqSerializer VqCreateSerializerEx(TVqDataSerializationFormatType AFormat) {
   return TVqSerializer(AFormat);
 }
@@ -184,6 +193,7 @@ class TVqSerializable {
   /// As XML; a target namespace, if given, becomes the default namespace. Without namespaces, prefixes and declarations
   /// are left out.
   string AsXML(const string& ATargetNamespace = {}, bool AExcludeNamespaces = false) const;
+  /// As `Serialize` with dsfJSON.
   string AsJSON() const;
 
  protected:

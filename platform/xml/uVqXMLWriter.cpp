@@ -12,8 +12,7 @@ namespace {
 /// Writes UTF-8. Walks without recursion, so that no depth of a tree is too much.
 class TWriter {
  public:
-  TWriter(std::string& out, const TVqWriteOptions& options, const TVqDOMData* data = nullptr)
-      : FOut(out), FOptions(options), FData(data) {}
+  TWriter(std::string& out, const TVqWriteOptions& options) : FOut(out), FOptions(options) {}
 
   void Tree(pugi::xml_node top) {
     pugi::xml_node node = top;
@@ -52,7 +51,7 @@ class TWriter {
         }
         return;
       }
-      Escape(parent.value());
+      Escape(ValueOf(parent));
     }
     for (pugi::xml_node child = tree.Skip(parent.first_child()); child; child = tree.Skip(child.next_sibling())) {
       FAtStart = true;
@@ -97,7 +96,7 @@ class TWriter {
       case pugi::node_element:
         return Start(node, depth);
       case pugi::node_pcdata:
-        if (!own_line || depth == 0) Escape(node.value());
+        if (!own_line || depth == 0) Escape(ValueOf(node));
         return false;
       case pugi::node_cdata:
         Section(node.value());
@@ -123,8 +122,7 @@ class TWriter {
       Attribute(attribute);
     }
     const pugi::xml_node child = element.first_child();
-    std::string scratch;
-    const char* text = Text(element, scratch);
+    const char* text = ValueOf(element);
     if (!child && text[0] == '\0') {
       FOut += "/>";
       return false;
@@ -138,17 +136,6 @@ class TWriter {
     if (child) return true;
     FOut.append("</").append(element.name()).append(">");
     return false;
-  }
-
-  /// The text that is embedded in an element, or what it borrowed.
-  const char* Text(pugi::xml_node element, std::string& scratch) const {
-    if (!FData || FData->Borrowed.empty()) return element.value();
-    for (const TVqDOMData::TBorrowed& entry : FData->Borrowed) {
-      if (entry.Node != element.internal_object()) continue;
-      const char* text = TextOf(TVqDOMFactory::Node(entry.Source), scratch).data();
-      return text ? text : "";
-    }
-    return element.value();
   }
 
   void Close(pugi::xml_node element, std::size_t depth) {
@@ -256,7 +243,6 @@ class TWriter {
 
   std::string& FOut;
   const TVqWriteOptions& FOptions;
-  const TVqDOMData* FData;
   std::size_t FContainers = 0;  // depth up to which the elements around are containers
   bool FAtStart = true;
 };
@@ -296,7 +282,7 @@ void WriteNode(std::string& out, const IVqDOMNode& node, const TVqWriteOptions& 
     for (pugi::xml_node child = tree.First(); child; child = tree.Skip(child.next_sibling())) {
       if (!first && options.Indent) text += '\n';
       first = false;
-      TWriter(text, options, TVqDOMFactory::Data(node)).Tree(child);
+      TWriter(text, options).Tree(child);
     }
     if (options.Indent && !first) text += '\n';
   });

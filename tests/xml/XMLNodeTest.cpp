@@ -422,6 +422,15 @@ TEST(InnerXML, IsSetAndRead) {
   EXPECT_TRUE(root.SelectSingleElement("r"));
 }
 
+TEST(InnerXML, KeepsAnInvisibleCharacterAtItsStart) {
+  TVqDOMDocument document("<r>old</r>");
+  const IVqDOMElement root = document.GetDocumentElement();
+  for (const char* markup : {"\uFEFF", "\uFEFF\uFEFF", "\uFEFF<a/>", "\uFEFFtext"}) {
+    root.SetInnerXML(markup);
+    EXPECT_EQ(root.GetInnerXML(), markup);
+  }
+}
+
 TEST(InnerXML, IsHeldToTheLetter) {
   TVqDOMDocument document("<r>old</r>");
   const IVqDOMElement root = document.GetDocumentElement();

@@ -390,26 +390,23 @@ TEST(QuickLook, EveryKernelSeesTheSame) {
   for (int round = 0; round < 500; ++round) {
     std::string text;
     for (int i = 0; i < 64 * 5; ++i) text += alphabet[next() % alphabet.size()];
-    unsigned expectedCarry = 0;
+    detail::TVqScanState expectedState;
     detail::TVqMasks expected[5];
-    kernels.back().Fill(text.data(), 5, expected, expectedCarry);
+    kernels.back().Fill(text.data(), 5, expected, expectedState);
     for (const auto& kernel : kernels) {
       detail::TVqMasks masks[5];
-      unsigned carry = 0;
-      kernel.Fill(text.data(), 5, masks, carry);
-      EXPECT_EQ(carry, expectedCarry) << kernel.Name;
+      detail::TVqScanState state;
+      kernel.Fill(text.data(), 5, masks, state);
+      EXPECT_EQ(state.Tag, expectedState.Tag) << kernel.Name;
+      EXPECT_EQ(state.Value, expectedState.Value) << kernel.Name;
+      EXPECT_EQ(state.Less, expectedState.Less) << kernel.Name;
+      EXPECT_EQ(state.Bad, expectedState.Bad) << kernel.Name;
+      EXPECT_EQ(state.Elements, expectedState.Elements) << kernel.Name;
+      EXPECT_EQ(state.Depth, expectedState.Depth) << kernel.Name;
+      EXPECT_EQ(state.Deepest, expectedState.Deepest) << kernel.Name;
       for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(masks[i].Less, expected[i].Less) << kernel.Name;
-        EXPECT_EQ(masks[i].Greater, expected[i].Greater) << kernel.Name;
-        EXPECT_EQ(masks[i].Quote, expected[i].Quote) << kernel.Name;
-        EXPECT_EQ(masks[i].Apostrophe, expected[i].Apostrophe) << kernel.Name;
-        EXPECT_EQ(masks[i].Reference, expected[i].Reference) << kernel.Name;
-        EXPECT_EQ(masks[i].High, expected[i].High) << kernel.Name;
-        EXPECT_EQ(masks[i].Inside, expected[i].Inside) << kernel.Name;
-        EXPECT_EQ(masks[i].Rare, expected[i].Rare) << kernel.Name;
-        EXPECT_EQ(masks[i].Tags, expected[i].Tags) << kernel.Name;
-        EXPECT_EQ(masks[i].Ends, expected[i].Ends) << kernel.Name;
-        EXPECT_EQ(masks[i].Selfs, expected[i].Selfs) << kernel.Name;
+        EXPECT_EQ(masks[i].Opening, expected[i].Opening) << kernel.Name;
+        EXPECT_EQ(masks[i].Special, expected[i].Special) << kernel.Name;
       }
     }
   }
@@ -443,6 +440,86 @@ TEST(QuickLook, FindsWhatIsWrongAtEveryDistanceFromTheEdgeOfABlock) {
         EXPECT_EQ(detail::QuickScan(text, limits, &kernel).Clean, clean) << kernel.Name << " " << text;
       }
     }
+  }
+}
+
+TEST(QuickLook, FindsAnAttributeThatOccursTwiceAmongManyAndAcrossValuesThatLookLikeTags) {
+  const std::pair<std::string, bool> tags[] = {
+      {"PropertySetId=\"1\" PropertyId=\"2\" PropertyType=\"3\"", true},
+      {"aa=\"1\" ba=\"2\" ca=\"3\"", true},
+      {"aa=\"1\"\n\t ba=\"2\"  \r\naa=\"3\"", false},
+      {"aa=\"x ba=\" ba=\"2\" ca=\"\" aa=\"\"", false},
+      {"aa=\"x ba=\" ba=\"2\"", true},
+      {"aa=\"/>\" aa=\"\"", false},
+      {"an-attribute-of-more-than-sixteen-letters=\"\" an-attribute-of-more-than-sixteen-letters=\"\"", false},
+      {"xmlns:aa=\"1\" xmlns:ba=\"2\" xmlns:aa=\"3\"", false},
+  };
+  for (const auto& kernel : detail::ScanKernels()) {
+    for (const auto& [tag, clean] : tags) {
+      for (std::size_t distance = 0; distance < 70; ++distance) {
+        // The tags around it have attributes of these names, too.
+        const std::string text =
+            "<a aa=\"\" ba=\"\">" + std::string(distance, 'x') + "<b " + tag + "/><b aa=\"\" ba=\"\"/></a>";
+        EXPECT_EQ(detail::QuickScan(text, {}, &kernel).Clean, clean) << kernel.Name << " " << text;
+      }
+    }
+  }
+}
+
+TEST(QuickLook, IsNotLedAstrayByAttributesThatAreNotApart) {
+  for (const char* text : {"<a ca=\" m\"%2-aa=\"u\" ba=\"x\"/>", "<a ca=\" m\"aa=\"u\" ba=\"x\" da=\"y\"/>"}) {
+    EXPECT_FALSE(detail::QuickScan(text, {}).Clean) << text;
+    EXPECT_THROW(Read(text), EVqXMLError) << text;
+  }
+}
+
+TEST(QuickLook, LeavesTagsOfManyAttributesAndNarrowLimitsToTheStrictReading) {
+  std::string tag = "<a";
+  for (int i = 0; i < 200; ++i) tag += " attribute" + std::to_string(i) + "=\"\"";
+  EXPECT_FALSE(detail::QuickScan(tag + "/>", {}).Clean);
+  EXPECT_EQ(Read(tag + "/>"), tag + "/>");
+  EXPECT_ANY_THROW(Read(tag + " attribute0=\"\"/>"));
+
+  TVqXMLLimits limits;
+  limits.MaxAttributes = 63;
+  EXPECT_FALSE(detail::QuickScan("<a/>", limits).Clean);
+  limits.MaxAttributes = 64;
+  EXPECT_TRUE(detail::QuickScan("<a/>", limits).Clean);
+}
+
+TEST(QuickLook, MeetsTheDepthLimitWhereverATagIsCutByABlock) {
+  TVqXMLLimits limits;
+  limits.MaxDepth = 100;
+  for (const auto& kernel : detail::ScanKernels()) {
+    for (std::size_t distance = 0; distance < 70; ++distance) {
+      std::string open = "<a>" + std::string(distance, 'x'), close = "</a>";
+      for (int i = 1; i < 70; ++i) {
+        open += "<b><c/>";
+        close = "</b>" + close;
+      }
+      EXPECT_TRUE(detail::QuickScan(open + close, limits, &kernel).Clean) << kernel.Name << " " << distance;
+      for (int i = 70; i < 101; ++i) {
+        open += "<b>";
+        close = "</b>" + close;
+      }
+      EXPECT_FALSE(detail::QuickScan(open + close, limits, &kernel).Clean) << kernel.Name << " " << distance;
+    }
+  }
+}
+
+TEST(QuickLook, CountsElementsUpToADeclarationAnywhere) {
+  std::string text = "<a>";
+  for (std::size_t i = 2; i < 1500; ++i) {
+    text += "<b>/x</b>";
+    if (i == 3 || i == 7 || i == 700) text += "<c xmlns:c=\"urn:" + std::to_string(i) + "\"/>";
+  }
+  for (const auto& kernel : detail::ScanKernels()) {
+    const detail::TVqScan scan = detail::QuickScan(text + "</a>", {}, &kernel);
+    ASSERT_TRUE(scan.Clean);
+    ASSERT_EQ(scan.Declarations.size(), 3u);
+    EXPECT_EQ(scan.Declarations[0].Element, 4u);
+    EXPECT_EQ(scan.Declarations[1].Element, 9u);
+    EXPECT_EQ(scan.Declarations[2].Element, 703u);
   }
 }
 

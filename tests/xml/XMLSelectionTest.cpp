@@ -190,6 +190,7 @@ TEST_P(SelectionOptions, CompareNamesAsTheySay) {
   EXPECT_EQ(finds("subject"), !prefixCounts && !caseCounts);
   EXPECT_FALSE(finds("Subjects"));
   EXPECT_FALSE(finds("Subjec"));
+  EXPECT_FALSE(root.HasChildElement(std::string_view("t:Subject\0x", 11), options));
   const IVqDOMElement subject = root.GetFirstChildElement();
   EXPECT_TRUE(subject.HasAttribute("a:Key", options));
   EXPECT_EQ(subject.HasAttribute("Key", options), !prefixCounts);
@@ -358,15 +359,19 @@ TEST_F(Selection, NeverMeetsWhatWasRemoved) {
   Contact.RemoveChild(Contact.SelectSingleElement("Subject", kSelectRequired));
   EXPECT_FALSE(Contact.SelectSingleElement("Subject", kSelectQuiet));
   EXPECT_FALSE(Document.SelectSingleElement("//Subject", kSelectQuiet));
+  EXPECT_EQ(Document.SelectSingleElement("Envelope", kSelectQuiet), Document.GetDocumentElement());
   const IVqDOMElement body = Document.SelectSingleElement("/Envelope/Body", kSelectRequired);
   body.GetParentElement().RemoveChild(body);
   EXPECT_EQ(Document.CreateElementList("//*", kSelectQuiet).Count(), 2);
   EXPECT_EQ(Document.CreateElementList("*", kSelectQuiet).Count(), 1);
+  EXPECT_TRUE(body.SelectSingleElement("GetItemResponse", kSelectQuiet)) << "but is selected in as before";
 }
 
 TEST_F(Selection, DoesNotEnterTextAttributesAndComments) {
   TVqDOMDocument document("<a x='1'>t<!--c--><?b d?><b/></a>");
   EXPECT_EQ(document.CreateElementList("a/b", kSelectQuiet).Count(), 1) << "an instruction is no element";
+  const IVqDOMElement root = document.GetDocumentElement();
+  EXPECT_EQ(root.SelectSingleElement("b", kSelectQuiet), root.GetFirstChildElement());
   EXPECT_FALSE(document.GetDocumentElement().GetAttributeNode("x").SelectSingleElement("b", kSelectQuiet));
   EXPECT_FALSE(document.GetDocumentElement().GetFirstChild().SelectSingleElement("b", kSelectQuiet));
 }
