@@ -18,10 +18,13 @@ namespace velmore {
 
 /// Days between 30 December 1899, where TDateTime starts, and 1 January 1970.
 inline constexpr std::int64_t kVqUnixEpochDays = 25569;
+/// Leap seconds are not counted.
 inline constexpr std::int64_t kVqMillisecondsPerDay = 86'400'000;
 
 /// A date and a time of day in their parts: month and day from 1, the hour from 0 to 23.
 struct TVqDateTimeParts {
+  /// The parts, midnight of 30 December 1899 at first, which is the value 0. Nothing is checked until they are
+  /// encoded.
   std::int32_t Year = 1899;
   std::int32_t Month = 12;
   std::int32_t Day = 30;
@@ -33,6 +36,7 @@ struct TVqDateTimeParts {
   friend constexpr bool operator==(const TVqDateTimeParts&, const TVqDateTimeParts&) = default;
 };
 
+/// True when the year has a 29 February in the Gregorian calendar.
 constexpr bool VqIsLeapYear(std::int32_t year) noexcept {
   return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
 }
@@ -114,6 +118,7 @@ using TVqSysTime = std::chrono::time_point<std::chrono::system_clock, std::chron
 
 /// Exact to the millisecond; raises EConvertError outside the years 1 to 9999.
 TVqSysTime VqToSysTime(TDateTime value);
+/// The inverse; exact to the millisecond, raises EConvertError outside the years 1 to 9999.
 TDateTime VqFromSysTime(TVqSysTime value);
 /// The same in the clock's own unit. Clocks that count nanoseconds end in the years 1678 and 2261: raises EConvertError
 /// beyond what the clock can tell.

@@ -24,9 +24,11 @@ class TVqJSONValue {
  public:
   TVqJSONValue() noexcept = default;
 
+  /// What the value is; `jkNone` for an empty handle.
   TVqJSONKind Kind() const noexcept;
   /// True when there is a value, be it null.
   explicit operator bool() const noexcept { return FNode != nullptr; }
+  /// True for the value null, which is there and says nothing; not for an empty handle.
   bool IsNull() const noexcept { return Kind() == TVqJSONKind::jkNull; }
 
   /// A string as it stands; a number or boolean as its JSON text; otherwise the empty text.
@@ -34,6 +36,7 @@ class TVqJSONValue {
   /// An integer, or a number without a fraction, or a string that holds an integer; otherwise the default, also when it
   /// does not fit.
   std::int64_t AsInteger(std::int64_t ADefault = 0) const;
+  /// A number, or a string that holds one; otherwise the default.
   double AsDouble(double ADefault = 0) const;
   /// A boolean, or the strings "true" and "false" in any case; otherwise the default.
   bool AsBoolean(bool ADefault = false) const;
@@ -55,8 +58,10 @@ class TVqJSONValue {
   /// The value as one line of JSON; empty for an empty handle.
   string Text() const;
 
+  /// What a loop over the values runs on.
   class TIterator {
    public:
+    /// The value at this place; the next place; whether two places differ.
     TVqJSONValue operator*() const { return FValue->Item(FIndex); }
     TIterator& operator++() {
       ++FIndex;

@@ -28,6 +28,7 @@ std::string VqBase64Encode(std::string_view bytes);
 std::string VqBase64Encode(TVqStream& source);
 /// The same into a stream. Needs the same little memory for every size.
 void VqBase64Encode(TVqStream& source, TVqStream& target);
+/// The bytes of a base64 text, in one line or many.
 std::string VqBase64Decode(std::string_view text);
 /// Decodes into a stream. Needs the same little memory for every size. When it raises, a part of the bytes before the
 /// place may have been written.
@@ -69,10 +70,12 @@ class TVqBinaryDecoder {
 /// Encodes bytes that come in pieces, cut anywhere, into a stream. The same contract as TVqBinaryDecoder.
 class TVqBinaryEncoder {
  public:
+  /// `ATarget` must outlive the encoder.
   TVqBinaryEncoder(TVqBinaryEncoding AEncoding, TVqStream& ATarget) : FEncoding(AEncoding), FTarget(ATarget) {}
   TVqBinaryEncoder(const TVqBinaryEncoder&) = delete;
   TVqBinaryEncoder& operator=(const TVqBinaryEncoder&) = delete;
 
+  /// The next piece of the bytes.
   void Add(std::string_view APiece);
   /// Writes the last group with its padding. The encoder is then as new.
   void Finish();
@@ -88,17 +91,21 @@ class TVqBinaryEncoder {
 class TVqBytes {
  public:
   TVqBytes() noexcept = default;
+  /// Takes the bytes over.
   explicit TVqBytes(TBytes ABytes) noexcept : FBytes(std::move(ABytes)) {}
   /// The bytes of a text: UTF-16 with the low byte first if `AUnicode`, else UTF-8.
   explicit TVqBytes(const string& AText, bool AUnicode = false);
 
+  /// The bytes. Valid until the row changes or goes.
   const TBytes& Bytes() const noexcept { return FBytes; }
   std::string_view View() const noexcept;
+  /// Whether there are bytes, and how many.
   bool empty() const noexcept { return FBytes.empty(); }
   std::size_t size() const noexcept { return FBytes.size(); }
 
   /// The text whose bytes these are; the inverse of the constructor. What is malformed reads as U+FFFD.
   string AsString(bool AUnicode = false) const;
+  /// The bytes as base64 or hexadecimal digits, in one line.
   std::string Encode(TVqBinaryEncoding AEncoding = TVqBinaryEncoding::beBase64) const;
   /// Raises EConvertError with the place.
   static TVqBytes Decode(std::string_view AText, TVqBinaryEncoding AEncoding = TVqBinaryEncoding::beBase64);

@@ -40,7 +40,9 @@ enum TVqTypeKind : std::int32_t {
 /// A type at run time: its kind and its name in the words of the schema's rows ("string", "TFlagStatus", "TEwsBody").
 /// For an array the name is that of its entries' type.
 struct TVqTypeInfo {
+  /// What kind of type it is.
   TVqTypeKind Kind = tkUnknown;
+  /// The type's name in the schema's rows; refers to a table that lives as long as the program.
   std::string_view Name;
 
   /// True for what is written as one text.
@@ -50,7 +52,9 @@ struct TVqTypeInfo {
 
 /// The texts of an enumeration, in the order of its values from 0.
 struct TVqEnumInfo {
+  /// The enumeration's name, "TFlagStatus".
   std::string_view Name;
+  /// The wire texts, `Count` of them, the value being the position. The table lives as long as the program.
   const std::string_view* Texts;
   std::int32_t Count;
 };

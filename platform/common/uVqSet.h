@@ -10,18 +10,24 @@ template <typename T>
 class TVqSet {
  public:
   constexpr TVqSet() noexcept = default;
+  /// With these values in it.
   constexpr TVqSet(std::initializer_list<T> values) noexcept {
     for (const T value : values) Include(value);
   }
 
+  /// Puts a value in or takes it out; what is in it, or not, already changes nothing.
   constexpr void Include(T value) noexcept { FBits |= Bit(value); }
   constexpr void Exclude(T value) noexcept { FBits &= ~Bit(value); }
+  /// True when the value is in it.
   constexpr bool Contains(T value) const noexcept { return (FBits & Bit(value)) != 0; }
+  /// True when no value is in it.
   constexpr bool empty() const noexcept { return FBits == 0; }
   /// One bit a value, the first value the lowest.
   constexpr std::uint64_t Bits() const noexcept { return FBits; }
 
+  /// The same values.
   friend constexpr bool operator==(TVqSet, TVqSet) noexcept = default;
+  /// What is in either set, and what is in the first one alone.
   friend constexpr TVqSet operator+(TVqSet a, TVqSet b) noexcept { return TVqSet(a.FBits | b.FBits); }
   friend constexpr TVqSet operator-(TVqSet a, TVqSet b) noexcept { return TVqSet(a.FBits & ~b.FBits); }
 

@@ -14,9 +14,12 @@ namespace velmore {
 /// `Message()` is the text as 16-bit units, `what()` the same as UTF-8. Owns both; a copy copies the texts.
 class EVqException : public std::exception {
  public:
+  /// `message` is a sentence for people, without password or token.
   explicit EVqException(string message) : FMessage(std::move(message)), FWhat(FMessage.utf8()) {}
 
+  /// The text, for the library's own kind of text and for logs.
   const string& Message() const noexcept { return FMessage; }
+  /// The text as UTF-8.
   const char* what() const noexcept override { return FWhat.c_str(); }
 
  private:
@@ -72,6 +75,7 @@ string IntToStr(std::int64_t value);
 /// One argument of Format: a text or an integer of any width.
 class TVqFormatArg {
  public:
+  /// A text; narrow ones are UTF-8.
   TVqFormatArg(string text) : FText(std::move(text)) {}
   TVqFormatArg(const char* text) : FText(text) {}
   TVqFormatArg(const char16_t* text) : FText(text) {}
@@ -82,6 +86,7 @@ class TVqFormatArg {
   requires(!std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
            !std::same_as<T, char16_t> && !std::same_as<T, char32_t>) TVqFormatArg(T value)
       : FText(std::to_string(value)) {}
+  /// What the placeholder writes.
   const string& Text() const noexcept { return FText; }
 
  private:

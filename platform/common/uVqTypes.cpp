@@ -122,7 +122,8 @@ std::string VqToUtf8(std::u16string_view text) {
     if (const std::size_t run = AsciiRun(text, i); run > 0) {
       const std::size_t old = out.size();
       out.resize(old + run);
-      for (std::size_t k = 0; k < run; ++k) out[old + k] = static_cast<char>(text[i + k]);
+      char* const to = out.data() + old;  // a byte written through the string itself could be the string's own size
+      for (std::size_t k = 0; k < run; ++k) to[k] = static_cast<char>(text[i + k]);
       i += run;
       if (i == text.size()) break;
     }

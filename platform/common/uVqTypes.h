@@ -26,10 +26,13 @@ namespace velmore {
 /// the empty text.
 class TVqString {
  public:
+  /// Counts 16-bit units.
   using size_type = std::size_t;
+  /// "To the end", and "nowhere" as an answer.
   static constexpr size_type npos = std::u16string::npos;
 
   TVqString() noexcept = default;
+  /// From UTF-16, whose units are taken as they are, or from UTF-8.
   TVqString(std::u16string text) noexcept : FText(std::move(text)) {}
   TVqString(std::u16string_view text) : FText(text) {}
   TVqString(const char16_t* text) : FText(text ? std::u16string_view(text) : std::u16string_view()) {}
@@ -41,7 +44,9 @@ class TVqString {
   /// Number of 16-bit units, not of characters.
   size_type Length() const noexcept { return FText.size(); }
   size_type size() const noexcept { return FText.size(); }
+  /// True for a text without units.
   bool empty() const noexcept { return FText.empty(); }
+  /// Takes out all units.
   void clear() noexcept { FText.clear(); }
 
   /// The units. Valid until the text changes.
@@ -55,6 +60,7 @@ class TVqString {
     if (index >= FText.size()) RaiseNoUnit(index);
     return FText[index];
   }
+  /// Over the units. Valid until the text changes.
   auto begin() const noexcept { return FText.begin(); }
   auto end() const noexcept { return FText.end(); }
 
@@ -62,6 +68,7 @@ class TVqString {
   TVqString Copy(size_type start, size_type count = npos) const;
   /// Position of the first occurrence at or behind `from`, or npos.
   size_type Pos(const TVqString& what, size_type from = 0) const noexcept { return FText.find(what.FText, from); }
+  /// True when the other text is in this one, at its start or at its end; case counts. An empty text always is.
   bool Contains(const TVqString& what) const noexcept { return Pos(what) != npos; }
   bool StartsWith(const TVqString& what) const noexcept { return view().starts_with(what.view()); }
   bool EndsWith(const TVqString& what) const noexcept { return view().ends_with(what.view()); }
@@ -72,6 +79,7 @@ class TVqString {
 
   /// Appends UTF-8. ASCII takes a fast path.
   TVqString& AppendUtf8(std::string_view utf8);
+  /// Puts a text, or one unit, behind this one.
   TVqString& operator+=(const TVqString& other) {
     FText += other.FText;
     return *this;
@@ -80,11 +88,14 @@ class TVqString {
     FText += unit;
     return *this;
   }
+  /// Both texts, one behind the other.
   friend TVqString operator+(TVqString left, const TVqString& right) {
     left += right;
     return left;
   }
 
+  /// Equal to the unit; narrow texts are compared as UTF-8. Case and forms of composition count. A null pointer equals
+  /// the empty text.
   friend bool operator==(const TVqString& a, const TVqString& b) noexcept { return a.FText == b.FText; }
   friend bool operator==(const TVqString& a, std::u16string_view b) noexcept { return a.FText == b; }
   friend bool operator==(const TVqString& a, const std::u16string& b) noexcept { return a.FText == b; }
@@ -112,6 +123,7 @@ class TVqString {
 /// The library's word for text.
 using string = TVqString;
 
+/// Bytes without a meaning of their own: contents of attachments, binary property values.
 using TBytes = std::vector<std::uint8_t>;
 
 /// True when the bytes are well-formed UTF-8 (no overlong forms, no surrogates, nothing above U+10FFFF).
@@ -125,6 +137,7 @@ std::u16string VqToUtf16(std::string_view utf8);
 /// says otherwise. A double in all but name, so that days can be added and compared.
 class TDateTime {
  public:
+  /// From and to the number of days.
   constexpr TDateTime(double days = 0) noexcept : FDays(days) {}
   constexpr operator double() const noexcept { return FDays; }
 
@@ -135,6 +148,7 @@ class TDateTime {
 /// A GUID in its four textual parts. The constructor from text is for constants:
 /// `TGUID("00020328-0000-0000-C000-000000000046")`.
 struct TGUID {
+  /// The parts in their textual order; the last one holds the fourth and fifth group.
   std::uint32_t D1 = 0;
   std::uint16_t D2 = 0;
   std::uint16_t D3 = 0;
@@ -147,6 +161,7 @@ struct TGUID {
     if (!Parse(text)) throw "not a GUID";
   }
 
+  /// All parts are equal.
   friend constexpr bool operator==(const TGUID&, const TGUID&) = default;
 
   /// Fills this GUID from text; false, and nothing changed, when it is no GUID.
@@ -188,8 +203,10 @@ bool VqTryParseGuid(const string& text, TGUID& guid);
 
 }  // namespace velmore
 
+/// Hash of the units, for unordered containers.
 template <>
 struct std::hash<velmore::TVqString> {
+  /// Equal texts have equal numbers.
   std::size_t operator()(const velmore::TVqString& text) const noexcept {
     return std::hash<std::u16string_view>()(text.view());
   }

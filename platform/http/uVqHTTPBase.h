@@ -14,6 +14,8 @@
 /// - A request that met a closed kept connection is sent again once, on a new connection, when it is certain that the
 ///   server did not get all of it (or when its verb changes nothing); otherwise it fails with 12030.
 /// - A password or token never goes over plain HTTP to another machine (see `SetAllowPlainTextPassword`).
+/// - A client with its requests and replies belongs to one thread at a time, a session to any number (see
+///   TVqHTTPClientBase and TVqHTTPSessionBase). All are counted: a TVqRef more costs one atomic increment.
 
 #include <atomic>
 #include <memory>
@@ -87,7 +89,9 @@ class TVqHTTPCookies {
   string GetValue(const string& AURL, const string& AName) const;
   /// The header for a request: "a=1; b=2".
   std::string HeaderFor(const std::string& AURL) const;
+  /// Number of cookies; those that have expired since they came are among them.
   std::int32_t Count() const;
+  /// Forgets all.
   void Clear();
 
  private:
@@ -105,10 +109,12 @@ class TVqHTTPCookies {
 /// A connection pool's settings: agent, proxy, cookies, trust.
 class IVqHTTPSession : public virtual IVqObject {
  public:
+  /// True from the first request on, until it is set to false.
   virtual bool GetActive() const = 0;
   /// False closes the kept connections of all clients on this session (those with a request under way: at its end). A
   /// request opens the session again by itself.
   virtual void SetActive(bool AValue) = 0;
+  /// The "User-Agent" header; empty sends none. Raises EVqHTTPInvalidArgument for a line break.
   virtual string GetUserAgent() const = 0;
   virtual void SetUserAgent(const string& AValue) = 0;
   /// "host:port", or a list by scheme: "http=host:port;https=host:port".
@@ -118,8 +124,10 @@ class IVqHTTPSession : public virtual IVqObject {
   /// without a dot.
   virtual string GetProxyServerBypass() const = 0;
   virtual void SetProxyServerBypass(const string& AValue) = 0;
+  /// Whether and by which proxy servers are reached. Counts from the next request on.
   virtual TVqHTTPAccessType GetAccessType() const = 0;
   virtual void SetAccessType(TVqHTTPAccessType AValue) = 0;
+  /// The cookies of all clients on this session, which owns them.
   virtual TVqHTTPCookies& GetCookies() = 0;
   /// A PEM file with certification authorities to trust besides those of the machine. Empty is none. Without Windows the
   /// variable SSL_CERT_FILE, where set, names the machine's own file. Clients on this session take it at their next
@@ -138,7 +146,9 @@ class IVqHTTPSession : public virtual IVqObject {
 /// A request, as events see it.
 class IVqHTTPRequest : public virtual IVqObject {
  public:
+  /// The client that sends it.
   virtual TVqRef<IVqHTTPClient> GetClient() const = 0;
+  /// The verb and the address with which it was made.
   virtual TVqHTTPVerb GetVerb() const = 0;
   virtual string GetURL() const = 0;
   /// A header set on this request; empty when it is not there.
@@ -171,6 +181,7 @@ class IVqHTTPRequestEx : public virtual IVqHTTPRequest {
 /// A reply.
 class IVqHTTPResponse : public virtual IVqObject {
  public:
+  /// The status of the last answer: after an exchange of credentials, that of the one that counts.
   virtual TVqHTTPStatus GetStatus() const = 0;
   /// A header's value, names without regard to case; several of one name joined by ", ". Empty when there is none.
   virtual string GetHeader(const string& AName) const = 0;
@@ -203,8 +214,10 @@ class IVqHTTPClient : public virtual IVqObject {
   virtual TVqHTTPClientBase* GetComponent() = 0;
   /// The session in use; a client that was given none has one of its own.
   virtual TVqRef<IVqHTTPSession> GetSession() = 0;
+  /// How the client authenticates; `byChallenge` at first. Raises EVqHTTPInvalidArgument for a number that is none.
   virtual TVqHTTPAuthentication GetAuthentication() const = 0;
   virtual void SetAuthentication(TVqHTTPAuthentication AValue) = 0;
+  /// Settings that the client owns and every request reads.
   virtual TVqOAuth& GetOAuth() = 0;
   virtual TVqHTTPRequestHeaders& GetRequestHeaders() = 0;
   virtual TVqHTTPTimeOuts& GetTimeOuts() = 0;
@@ -220,9 +233,12 @@ class IVqHTTPClient : public virtual IVqObject {
   /// A request to be executed by the caller. It keeps the client alive.
   virtual TVqRef<IVqHTTPRequestEx> CreateRequest(TVqHTTPVerb AVerb, const string& AURL, std::string ABody,
                                                  const string& AContentType) = 0;
+  /// The same without a body.
   virtual TVqRef<IVqHTTPRequestEx> CreateRequest(TVqHTTPVerb AVerb, const string& AURL) = 0;
+  /// Who logs on to servers, and to the proxy. The client owns both.
   virtual TVqCredentials& GetCredentials() = 0;
   virtual TVqCredentials& GetProxyCredentials() = 0;
+  /// The version that requests name; HTTP 1.1 at first.
   virtual TVqHTTPVersion GetHTTPVersion() const = 0;
   virtual void SetHTTPVersion(TVqHTTPVersion AValue) = 0;
   /// Headers of every request, as "Name=value".
@@ -263,6 +279,7 @@ class TVqHTTPSessionBase : public TVqComponent, public virtual IVqHTTPSession {
   void SetCRLFile(const string& AValue) override;
 
  protected:
+  /// `AOwner` may be empty.
   explicit TVqHTTPSessionBase(TVqComponent* AOwner);
 
  private:
@@ -306,7 +323,9 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   /// The checks that are lifted. A change closes the kept connections, which were made under the old ones.
   TVqHTTPSecurityFlags GetSecurityFlags() const noexcept { return FSecurityFlags; }
   virtual void SetSecurityFlags(TVqHTTPSecurityFlags AValue);
+  /// As changing GetTimeOuts(): counts from the next request on.
   void SetTimeOuts(const TVqHTTPTimeOuts& AValue) { FTimeOuts = AValue; }
+  /// Before a request goes out, and after its reply came in whole. On the thread of the request, which ends with what they raise.
   void SetOnRequest(TVqHTTPRequestEvent AValue) { FOnRequest = std::move(AValue); }
   void SetOnResponse(TVqHTTPResponseEvent AValue) { FOnResponse = std::move(AValue); }
   const TVqHTTPRequestEvent& GetOnRequest() const noexcept { return FOnRequest; }
@@ -321,9 +340,12 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   void Cancel() noexcept;
 
  protected:
+  /// The second argument chooses the engine where there is Windows.
   TVqHTTPClientBase(TVqComponent* AOwner, bool AUseWinHTTP);
 
+  /// Goes over to a session, or with null to one of its own, and closes the kept connections.
   void ShareSession(TVqHTTPSessionBase* ASession);
+  /// A session of the client's kind, owned by the client.
   virtual TVqHTTPSessionBase* CreateOwnSession() = 0;
   /// The flags that the engine is given.
   virtual TVqHTTPSecurityFlags EffectiveSecurityFlags() const { return FSecurityFlags; }

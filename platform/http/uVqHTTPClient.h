@@ -17,6 +17,7 @@ class TVqHTTPClient {
   /// True makes a TVqWinHTTPClient, false a TVqWinINetClient. The client goes when its last reference goes.
   explicit TVqHTTPClient(bool AUseWinHTTP);
 
+  /// The client; never empty. It is handed on as a reference of its own.
   const TVqRef<IVqHTTPClient>& GetClient() const noexcept { return FClient; }
   operator const TVqRef<IVqHTTPClient>&() const noexcept { return FClient; }
 

@@ -80,6 +80,22 @@ struct TVqEngineReply {
   bool ProxyCredentialsSent = false;
 };
 
+/// What came of asking for a Kerberos ticket.
+enum class TVqTicket {
+  ready,
+  none,     // no ticket server, or it does not know the account
+  refused,  // the ticket server of this very account did not take the password
+};
+
+/// An address taken apart.
+struct TVqHTTPTarget {
+  string URL;                // as the caller wrote it
+  std::string Scheme, Host;  // in lower case; without brackets
+  std::string Origin;        // "https://mail.example.com:443"
+  std::string Address;       // what goes out
+  bool OnTheWire = true;     // what is sent as plain text can be read by others
+};
+
 /// One engine serves one client: its connections are its own.
 class TVqHTTPEngine {
  public:
@@ -91,9 +107,12 @@ class TVqHTTPEngine {
   /// Closes kept connections; while `Perform` runs on another thread, at its end. Any thread.
   virtual void DropConnections() noexcept = 0;
   /// Whether Negotiate can be tried with these credentials. May ask a ticket server; on the thread of the request.
-  virtual bool PrepareNegotiate(const std::string& user, const std::string& password) = 0;
+  virtual TVqTicket PrepareNegotiate(const std::string& user, const std::string& password) = 0;
   /// The set of schemes that this engine can do.
   virtual unsigned Schemes() const noexcept = 0;
+
+  /// Of the last request: the next one mostly goes to the same address. On the thread of the request.
+  std::shared_ptr<const TVqHTTPTarget> Target;
 };
 
 /// The engine of this system.

@@ -27,9 +27,56 @@ std::string EncodeNonAscii(const string& text) {
   return encoded;
 }
 
-void SetHeaderLine(std::vector<std::pair<std::string, std::string>>& headers, std::string name, std::string value) {
-  std::erase_if(headers, [&](const auto& header) { return VqSameAscii(header.first, name); });
-  headers.emplace_back(std::move(name), std::move(value));
+// Raises for what is no address that a request can go to.
+TVqHTTPTarget TargetOf(const string& url) {
+  if (url.Trim().empty()) throw EVqHTTPApiException("VqDecodeURL", "The address is empty.", VqErrInvalidUrl);
+  const TVqURLData parts = VqDecodeURL(url);
+  if (!parts.IsValid) {
+    // What cannot be taken apart may hold a password anywhere: it is not shown beyond an "@".
+    const bool secret = url.Contains(u"@");
+    throw EVqHTTPApiException(
+        "VqDecodeURL", secret ? string("The address is not valid.") : Format("The address \"%s\" is not valid.", {url}),
+        VqErrInvalidUrl);
+  }
+  if (parts.Scheme != u"http" && parts.Scheme != u"https") {
+    throw EVqHTTPApiException("VqDecodeURL", Format("The scheme \"%s\" is not one of http and https.", {parts.Scheme}),
+                              VqErrUnrecognizedScheme);
+  }
+  if (!parts.UserInfo.empty()) {
+    throw EVqHTTPApiException(
+        "VqDecodeURL", Format("The address of \"%s\" holds a user name; credentials are set apart.", {parts.Host}),
+        VqErrInvalidUrl);
+  }
+  TVqHTTPTarget target;
+  target.URL = url;
+  target.Scheme = parts.Scheme.utf8();
+  target.Host = parts.Host.utf8();
+  const bool brackets = parts.Host.Contains(u":");
+  const std::string name = target.Scheme + "://" + (brackets ? "[" : "") + target.Host + (brackets ? "]" : "");
+  target.Origin = name + ":" + std::to_string(parts.Port);
+  const std::uint16_t usual = parts.IsHttps() ? 443 : 80;
+  target.Address = parts.Port == usual ? name : target.Origin;
+  target.Address += parts.Path.empty() ? "/" : EncodeNonAscii(parts.Path);
+  if (!parts.Query.empty()) target.Address += "?" + EncodeNonAscii(parts.Query);
+  target.OnTheWire = !parts.IsHttps() && !VqIsLoopbackHost(parts.Host);
+  return target;
+}
+
+// Puts a line in, in place of one of the same name.
+void SetHeaderLine(std::vector<std::string>& lines, std::string_view name, std::string_view value) {
+  const std::size_t length = name.size();
+  std::erase_if(lines, [&](const std::string& line) {
+    return line.size() > length && (line[length] == ':' || line[length] == ';') &&
+           VqSameAscii(std::string_view(line).substr(0, length), name);
+  });
+  std::string& line = lines.emplace_back();
+  line.reserve(length + 2 + value.size());
+  line.append(name);
+  if (value.empty()) {
+    line += ';';  // the engines' form of a header without a value
+  } else {
+    line.append(": ").append(value);
+  }
 }
 
 const char* GrantName(TVqOAuthGrantType grant) {
@@ -135,37 +182,14 @@ TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
 }
 
 void TVqHTTPExchange::TakeTarget() {
-  const string& url = FRequest.FURL;
   if (FRequest.FVerb == TVqHTTPVerb::none || VqHTTPVerbText(FRequest.FVerb).empty()) {
     throw EVqHTTPInvalidArgument("CreateRequest", "The request has no verb.");
   }
-  if (url.Trim().empty()) throw EVqHTTPApiException("VqDecodeURL", "The address is empty.", VqErrInvalidUrl);
-  FTarget = VqDecodeURL(url);
-  if (!FTarget.IsValid) {
-    // What cannot be taken apart may hold a password anywhere: it is not shown beyond an "@".
-    const bool secret = url.Contains(u"@");
-    throw EVqHTTPApiException(
-        "VqDecodeURL", secret ? string("The address is not valid.") : Format("The address \"%s\" is not valid.", {url}),
-        VqErrInvalidUrl);
-  }
-  if (FTarget.Scheme != u"http" && FTarget.Scheme != u"https") {
-    throw EVqHTTPApiException("VqDecodeURL",
-                              Format("The scheme \"%s\" is not one of http and https.", {FTarget.Scheme}),
-                              VqErrUnrecognizedScheme);
-  }
-  if (!FTarget.UserInfo.empty()) {
-    throw EVqHTTPApiException(
-        "VqDecodeURL", Format("The address of \"%s\" holds a user name; credentials are set apart.", {FTarget.Host}),
-        VqErrInvalidUrl);
-  }
-  const bool brackets = FTarget.Host.Contains(u":");
-  FOrigin = FTarget.Scheme.utf8() + "://" + (brackets ? "[" : "") + FTarget.Host.utf8() + (brackets ? "]" : "") + ":" +
-            std::to_string(FTarget.Port);
-  const std::uint16_t usual = FTarget.IsHttps() ? 443 : 80;
-  FEngineRequest.URL = FTarget.Port == usual ? FOrigin.substr(0, FOrigin.rfind(':')) : FOrigin;
-  FEngineRequest.URL += FTarget.Path.empty() ? "/" : EncodeNonAscii(FTarget.Path);
-  if (!FTarget.Query.empty()) FEngineRequest.URL += "?" + EncodeNonAscii(FTarget.Query);
-  FPlainText = !FTarget.IsHttps() && !VqIsLoopbackHost(FTarget.Host) && !FClient.FAllowPlainTextPassword;
+  std::shared_ptr<const TVqHTTPTarget>& last = FClient.FEngine->Target;
+  if (!last || last->URL != FRequest.FURL) last = std::make_shared<const TVqHTTPTarget>(TargetOf(FRequest.FURL));
+  FTarget = last;
+  FEngineRequest.URL = FTarget->Address;
+  FPlainText = FTarget->OnTheWire && !FClient.FAllowPlainTextPassword;
 }
 
 void TVqHTTPExchange::TakeCredentials() {
@@ -208,25 +232,31 @@ void TVqHTTPExchange::TakeCredentials() {
 }
 
 void TVqHTTPExchange::TakeHeaders() {
-  std::vector<std::pair<std::string, std::string>> headers;
+  std::vector<std::string>& lines = FEngineRequest.Headers;
+  // What the token wrote already stands; a second line of that name would be ambiguous.
+  const auto add = [&](std::string_view name, std::string_view value) {
+    if (!FBearer || !VqSameAscii(name, "Authorization")) SetHeaderLine(lines, name, value);
+  };
+  const auto addChecked = [&](const std::string& name, const std::string& value) {
+    VqCheckHeader(name, value);
+    add(name, value);
+  };
   const TVqHTTPRequestHeaders& own = FClient.FRequestHeaders;
-  headers.emplace_back("Accept", own.GetAccept().empty() ? "*/*" : own.GetAccept().utf8());
-  if (own.GetConnection() == TVqHTTPConnectionHeader::close) headers.emplace_back("Connection", "close");
-  if (own.GetConnection() == TVqHTTPConnectionHeader::keepAlive) headers.emplace_back("Connection", "Keep-Alive");
+  if (own.GetAccept().empty()) {
+    add("Accept", "*/*");
+  } else {
+    addChecked("Accept", own.GetAccept().utf8());
+  }
+  if (own.GetConnection() == TVqHTTPConnectionHeader::close) add("Connection", "close");
+  if (own.GetConnection() == TVqHTTPConnectionHeader::keepAlive) add("Connection", "Keep-Alive");
   for (const string& line : FClient.FAdditionalHeaders) {
     const std::size_t mark = line.Pos(u"=");
     if (mark == string::npos) {
       throw EVqHTTPInvalidArgument("GetAdditionalHeaders", "An additional header is not of the form \"Name=value\".");
     }
-    SetHeaderLine(headers, line.Copy(0, mark).Trim().utf8(), line.Copy(mark + 1).Trim().utf8());
+    addChecked(line.Copy(0, mark).Trim().utf8(), line.Copy(mark + 1).Trim().utf8());
   }
-  for (const auto& [name, value] : FRequest.FHeaders) SetHeaderLine(headers, name, value);
-  for (const auto& [name, value] : headers) {
-    VqCheckHeader(name, value);
-    // What the token wrote already stands; a second line of that name would be ambiguous.
-    if (FBearer && VqSameAscii(name, "Authorization")) continue;
-    FEngineRequest.Headers.push_back(value.empty() ? name + ";" : name + ": " + value);
-  }
+  for (const auto& [name, value] : FRequest.FHeaders) add(name, value);  // checked when they were set
 }
 
 void TVqHTTPExchange::TakeCookies() {
@@ -252,7 +282,7 @@ void TVqHTTPExchange::TakeCookies() {
 }
 
 void TVqHTTPExchange::TakeProxy() {
-  FEngineRequest.Route = VqHTTPRouteFor(FEngineRequest.Session, FTarget.Scheme.utf8(), FTarget.Host.utf8());
+  FEngineRequest.Route = VqHTTPRouteFor(FEngineRequest.Session, FTarget->Scheme, FTarget->Host);
   if (FEngineRequest.Route.Kind == TVqHTTPRouteKind::direct) return;
   FEngineRequest.ProxyUser = FClient.FProxyCredentials.GetLogonName().utf8();
   FEngineRequest.ProxyPassword = FClient.FProxyCredentials.GetPassword().utf8();
@@ -281,13 +311,18 @@ TVqEngineReply TVqHTTPExchange::Perform(unsigned scheme) {
   return reply;
 }
 
-bool TVqHTTPExchange::Ready(unsigned scheme) const {
+bool TVqHTTPExchange::Ready(unsigned scheme) {
   if (scheme != schemeNegotiate) return true;
-  return FClient.FEngine->PrepareNegotiate(FEngineRequest.User, FEngineRequest.Password);
+  const TVqTicket ticket = FClient.FEngine->PrepareNegotiate(FEngineRequest.User, FEngineRequest.Password);
+  if (ticket == TVqTicket::refused) {
+    FTicketRefused = true;
+    FTried = schemeNegotiate;
+  }
+  return ticket == TVqTicket::ready;
 }
 
 unsigned TVqHTTPExchange::KnownScheme() const {
-  const bool same = FClient.FKnownOrigin == FOrigin && FClient.FKnownCredentials == FClient.FCredentials;
+  const bool same = FClient.FKnownOrigin == FTarget->Origin && FClient.FKnownCredentials == FClient.FCredentials;
   return same ? static_cast<unsigned>(FClient.FKnownScheme) & FAllowed : 0U;
 }
 
@@ -304,10 +339,14 @@ TVqEngineReply TVqHTTPExchange::AnswerChallenge() {
   const std::vector<std::string> offered = VqOfferedSchemes(reply);
   for (const TVqHTTPScheme scheme : Preference) {
     const auto same = [&](const std::string& name) { return VqSameAscii(name, VqHTTPSchemeName(scheme)); };
-    if ((FAllowed & scheme) == 0 || std::none_of(offered.begin(), offered.end(), same) || !Ready(scheme)) continue;
+    if ((FAllowed & scheme) == 0 || std::none_of(offered.begin(), offered.end(), same)) continue;
+    if (!Ready(scheme)) {
+      if (FTicketRefused) return reply;
+      continue;
+    }
     reply = Perform(scheme);
     if (reply.Status != 401) {
-      FClient.FKnownOrigin = FOrigin;
+      FClient.FKnownOrigin = FTarget->Origin;
       FClient.FKnownCredentials = FClient.FCredentials;
       FClient.FKnownScheme = scheme;
       return reply;
@@ -318,6 +357,7 @@ TVqEngineReply TVqHTTPExchange::AnswerChallenge() {
 }
 
 std::string TVqHTTPExchange::Hint(const std::vector<std::string>& offered) const {
+  if (FTicketRefused) return "The Kerberos server refused the password.";
   if (FTried != schemeNone || FBearer) return {};
   if (FTokenHeldBack) return "An access token is not sent over plain HTTP to another machine.";
   if (FClient.FAuthentication == TVqHTTPAuthentication::anonymous) return "The client is set to send no credentials.";

@@ -22,7 +22,7 @@ class TVqHTTPExchange {
   TVqEngineReply Perform(unsigned scheme);
   TVqEngineReply AnswerChallenge();
   unsigned KnownScheme() const;
-  bool Ready(unsigned scheme) const;
+  bool Ready(unsigned scheme);
   std::string Hint(const std::vector<std::string>& offered) const;
 
   TVqHTTPClientBase& FClient;
@@ -30,14 +30,13 @@ class TVqHTTPExchange {
   TVqHTTPSessionState& FSession;
   TVqHTTPDataEvent FOnData;  // a copy: the handler may take itself away while it runs
   TVqEngineRequest FEngineRequest;
-  TVqURLData FTarget;
-  std::string FOrigin;
+  std::shared_ptr<const TVqHTTPTarget> FTarget;
   bool FPlainText = false;  // credentials would be readable on the way
   unsigned FAllowed = schemeNone;
   unsigned FTried = schemeNone;
+  bool FTicketRefused = false;
   bool FTokenHeldBack = false;
   bool FBearer = false;
-  std::vector<std::string> FSetCookies;
   TVqHTTPReplyStream FStream;  // what the data event sees
   TVqHTTPBodyPieces FBody;     // without an event
   bool FToEvent = false;

@@ -30,6 +30,7 @@ struct TVqOAuthAccessToken {
 
   /// True when there is no token, or its end has come.
   bool GetExpired() const;
+  /// Every part is equal.
   friend bool operator==(const TVqOAuthAccessToken& a, const TVqOAuthAccessToken& b) {
     return a.Token == b.Token && a.TokenType == b.TokenType && a.RefreshToken == b.RefreshToken && a.Scope == b.Scope &&
            static_cast<double>(a.ExpiresAt) == static_cast<double>(b.ExpiresAt);
@@ -45,9 +46,11 @@ class TVqOAuth {
   /// Id of the registered application. Not empty means that OAuth is in use.
   const string& GetClientId() const noexcept { return FClientId; }
   void SetClientId(const string& AValue) { FClientId = AValue; }
+  /// The application's own secret, where it has one. Never part of a message or a record of an exchange.
   const string& GetClientSecret() const noexcept { return FClientSecret; }
   void SetClientSecret(const string& AValue) { FClientSecret = AValue; }
-  /// Where the browser is sent after an interactive log-on.
+  /// Settings of the grants, kept for the application. No grant is carried out in this version: a token comes by SetAccessToken, and a request that
+  /// needs a new one under a grant raises a plain exception. The redirect URI is where the browser is sent after an interactive log-on.
   const string& GetRedirectURI() const noexcept { return FRedirectURI; }
   void SetRedirectURI(const string& AValue) { FRedirectURI = AValue; }
   const string& GetAuthorizationEndpoint() const noexcept { return FAuthorizationEndpoint; }
@@ -56,6 +59,7 @@ class TVqOAuth {
   void SetTokenEndpoint(const string& AValue) { FTokenEndpoint = AValue; }
   const string& GetScope() const noexcept { return FScope; }
   void SetScope(const string& AValue) { FScope = AValue; }
+  /// `none` at first. With `ClientCredentials` a session of Exchange Web Services acts in the name of a mailbox.
   TVqOAuthGrantType GetGrantType() const noexcept { return FGrantType; }
   void SetGrantType(TVqOAuthGrantType AValue) noexcept { FGrantType = AValue; }
 

@@ -93,8 +93,7 @@ TVqHTTPResponse::TVqHTTPResponse(std::string url, TVqEngineReply reply, std::str
   if (reply.Status == 401 || reply.Status == 407) {
     for (const std::string& scheme : VqOfferedSchemes(reply)) FOffered.emplace_back(scheme);
   }
-  FHeaders.reserve(reply.Headers.size());
-  for (const auto& [name, value] : reply.Headers) FHeaders.emplace_back(HeaderText(name), HeaderText(value));
+  FLines = std::move(reply.Headers);
 }
 
 TVqHTTPStatus TVqHTTPResponse::GetStatus() const {
@@ -114,12 +113,13 @@ string TVqHTTPResponse::GetAuthenticationHint() const {
 }
 
 string TVqHTTPResponse::GetHeader(const string& AName) const {
+  const std::string wanted = AName.utf8();
   string value;
   bool found = false;
-  for (const auto& [name, text] : FHeaders) {
-    if (!SameText(name, AName)) continue;
+  for (const auto& [name, text] : FLines) {
+    if (!VqSameAscii(name, wanted)) continue;
     if (found) value += u", ";
-    value += text;
+    value += HeaderText(text);
     found = true;
   }
   return value;
@@ -128,10 +128,18 @@ string TVqHTTPResponse::GetHeader(const string& AName) const {
 string TVqHTTPResponse::GetCookie(const string& AName) const {
   const std::string wanted = AName.utf8();
   std::string value;
-  for (const auto& [name, text] : FHeaders) {
-    if (SameText(name, u"Set-Cookie")) VqCookieValue(text.utf8(), wanted, value);  // the last one counts
+  for (const auto& [name, text] : FLines) {
+    if (VqSameAscii(name, "Set-Cookie")) VqCookieValue(text, wanted, value);  // the last one counts
   }
-  return value;
+  return HeaderText(value);
+}
+
+const std::vector<std::pair<string, string>>& TVqHTTPResponse::GetHeaders() const {
+  if (FHeaders.empty()) {
+    FHeaders.reserve(FLines.size());
+    for (const auto& [name, value] : FLines) FHeaders.emplace_back(HeaderText(name), HeaderText(value));
+  }
+  return FHeaders;
 }
 
 string TVqHTTPResponse::GetText() const {
@@ -145,7 +153,9 @@ void TVqHTTPResponse::SetAuthenticationResult(std::string tried, std::string hin
 
 TVqHTTPRequest::TVqHTTPRequest(TVqHTTPClientBase* client, TVqHTTPVerb verb, const string& url, bool hasBody,
                                std::string body)
-    : FClient(client), FVerb(verb), FURL(url), FHasBody(hasBody), FBody(std::move(body)) {}
+    : FClient(client), FVerb(verb), FURL(url), FHasBody(hasBody), FBody(std::move(body)) {
+  FHeaders.reserve(8);
+}
 
 string TVqHTTPRequest::GetHeader(const string& AName) const {
   const std::string wanted = AName.utf8();

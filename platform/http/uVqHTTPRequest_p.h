@@ -17,7 +17,7 @@ class TVqHTTPResponse final : public TVqObject, public virtual IVqHTTPResponse, 
   string GetText() const override;
   const std::string& GetBody() const override { return FBody; }
   std::string TakeBody() noexcept override { return std::exchange(FBody, {}); }
-  const std::vector<std::pair<string, string>>& GetHeaders() const override { return FHeaders; }
+  const std::vector<std::pair<string, string>>& GetHeaders() const override;
   string GetURL() const override;
   const std::vector<string>& GetOfferedSchemes() const override { return FOffered; }
   string GetTriedScheme() const override;
@@ -31,7 +31,8 @@ class TVqHTTPResponse final : public TVqObject, public virtual IVqHTTPResponse, 
  private:
   std::string FURL;
   TVqHTTPStatus FStatus;
-  std::vector<std::pair<string, string>> FHeaders;
+  std::vector<std::pair<std::string, std::string>> FLines;  // as they came
+  mutable std::vector<std::pair<string, string>> FHeaders;  // the same as texts, made when they are asked for
   std::string FBody;
   std::vector<string> FOffered;
   std::string FTried, FHint;

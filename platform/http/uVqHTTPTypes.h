@@ -79,6 +79,7 @@ enum class TVqHTTPSecurityFlag : std::uint8_t {
 class TVqHTTPSecurityFlags {
  public:
   constexpr TVqHTTPSecurityFlags() noexcept = default;
+  /// The checks to lift; none without arguments.
   constexpr TVqHTTPSecurityFlags(std::initializer_list<TVqHTTPSecurityFlag> AFlags) noexcept {
     for (const TVqHTTPSecurityFlag flag : AFlags) FBits |= Bit(flag);
   }
@@ -89,12 +90,17 @@ class TVqHTTPSecurityFlags {
     return flags;
   }
 
+  /// The set as a byte, an enumerator being the number of its bit.
   constexpr std::uint8_t Bits() const noexcept { return FBits; }
+  /// True when no check is lifted.
   constexpr bool Empty() const noexcept { return FBits == 0; }
+  /// True when this check is lifted.
   constexpr bool Contains(TVqHTTPSecurityFlag AFlag) const noexcept { return (FBits & Bit(AFlag)) != 0; }
+  /// Lifts a check, or asks for it again.
   constexpr void Include(TVqHTTPSecurityFlag AFlag) noexcept { FBits |= Bit(AFlag); }
   constexpr void Exclude(TVqHTTPSecurityFlag AFlag) noexcept { FBits &= static_cast<std::uint8_t>(~Bit(AFlag)); }
 
+  /// The set with one more check lifted, or one less.
   friend constexpr TVqHTTPSecurityFlags operator+(TVqHTTPSecurityFlags ASet, TVqHTTPSecurityFlag AFlag) noexcept {
     ASet.Include(AFlag);
     return ASet;
@@ -117,13 +123,17 @@ class TVqHTTPSecurityFlags {
 /// that has none.
 class TVqCredentials {
  public:
+  /// The name in one of its three forms; empty at first.
   const string& GetUserName() const noexcept { return FUserName; }
   void SetUserName(const string& AValue) { FUserName = AValue; }
+  /// Kept in memory as it is; never part of a message, a record of an exchange or a dump.
   const string& GetPassword() const noexcept { return FPassword; }
   void SetPassword(const string& AValue) { FPassword = AValue; }
+  /// For a name without a domain of its own; empty as a rule.
   const string& GetDomain() const noexcept { return FDomain; }
   void SetDomain(const string& AValue) { FDomain = AValue; }
 
+  /// Takes over all three, or empties them.
   void Assign(const TVqCredentials& ASource) { *this = ASource; }
   void Clear() { *this = TVqCredentials(); }
   /// True when there is neither a user name nor a password.
@@ -144,6 +154,7 @@ class TVqHTTPTimeOuts {
  public:
   /// The limits of a client that was told nothing: 60, 30 and 30 seconds.
   constexpr TVqHTTPTimeOuts() noexcept = default;
+  /// All three at once.
   constexpr TVqHTTPTimeOuts(std::int32_t AConnect, std::int32_t ASend, std::int32_t AReceive) noexcept
       : FConnect(AConnect), FSend(ASend), FReceive(AReceive) {}
 
@@ -157,6 +168,7 @@ class TVqHTTPTimeOuts {
   std::int32_t GetReceive() const noexcept { return FReceive; }
   void SetReceive(std::int32_t AValue) noexcept { FReceive = AValue; }
 
+  /// Takes over all three.
   void Assign(const TVqHTTPTimeOuts& ASource) noexcept { *this = ASource; }
   friend constexpr bool operator==(const TVqHTTPTimeOuts&, const TVqHTTPTimeOuts&) noexcept = default;
 
@@ -169,12 +181,14 @@ class TVqHTTPTimeOuts {
 /// Headers that every request of a client carries.
 class TVqHTTPRequestHeaders {
  public:
-  /// "Accept"; empty sends "*/*".
+  /// "Accept"; empty accepts every type.
   const string& GetAccept() const noexcept { return FAccept; }
   void SetAccept(const string& AValue) { FAccept = AValue; }
+  /// The "Connection" header; none at first.
   TVqHTTPConnectionHeader GetConnection() const noexcept { return FConnection; }
   void SetConnection(TVqHTTPConnectionHeader AValue) noexcept { FConnection = AValue; }
 
+  /// Takes over both.
   void Assign(const TVqHTTPRequestHeaders& ASource) { *this = ASource; }
 
  private:
@@ -184,11 +198,12 @@ class TVqHTTPRequestHeaders {
 
 /// The status of a reply: 200 and "OK".
 struct TVqHTTPStatus {
+  /// The number, and the words behind it, which servers choose as they like.
   std::uint16_t Code = 0;
   string Text;
 };
 
-/// Numbers of API errors, the same with every engine.
+/// Numbers of API errors, the same with every engine. docs/errors.md tells what to do about those that are met.
 enum TVqHTTPErrorNumber : std::uint32_t {
   VqErrCancelled = 6,  // the handle of the request was closed under it
   VqErrNotEnoughMemory = 8,
@@ -229,7 +244,9 @@ enum TVqHTTPErrorNumber : std::uint32_t {
 /// the classes below. No text of this family ever holds a password or a token.
 class EVqHTTPException : public EVqException {
  public:
+  /// The text, and a status or an API error number.
   EVqHTTPException(string AMessage, std::uint32_t ANumber) : EVqException(std::move(AMessage)), FNumber(ANumber) {}
+  /// See the class.
   std::uint32_t GetNumber() const noexcept { return FNumber; }
 
  private:
@@ -248,6 +265,7 @@ class EVqServerBusy {
   virtual const EVqException& Failure() const noexcept = 0;
 
  protected:
+  /// In milliseconds.
   explicit EVqServerBusy(std::int32_t ARetryAfter) noexcept : FRetryAfter(ARetryAfter) {}
   EVqServerBusy(const EVqServerBusy&) = default;
   EVqServerBusy& operator=(const EVqServerBusy&) = default;
@@ -260,6 +278,7 @@ class EVqServerBusy {
 /// A status of 429 or 503, with the time of its "Retry-After".
 class EVqHTTPServerBusy : public EVqHTTPException, public EVqServerBusy {
  public:
+  /// The text, 429 or 503, and the milliseconds.
   EVqHTTPServerBusy(string AMessage, std::uint32_t AStatus, std::int32_t ARetryAfter)
       : EVqHTTPException(std::move(AMessage), AStatus), EVqServerBusy(ARetryAfter) {}
   const EVqException& Failure() const noexcept override { return *this; }
@@ -274,6 +293,7 @@ class EVqHTTPClientApiException : public EVqHTTPException {
 /// A failure that an operation of the engine reported: connection, name look-up, certificate, time-out, log-on.
 class EVqHTTPApiException : public EVqHTTPClientApiException {
  public:
+  /// The operation, the text and the API error number.
   EVqHTTPApiException(string AApiName, string AMessage, std::uint32_t ANumber)
       : EVqHTTPClientApiException(std::move(AMessage), ANumber), FApiName(std::move(AApiName)) {}
   /// The operation that failed.
@@ -286,6 +306,7 @@ class EVqHTTPApiException : public EVqHTTPClientApiException {
 /// An argument that can never work, such as a header with a line break in it. An error of the caller: never swallowed.
 class EVqHTTPInvalidArgument : public EVqHTTPApiException {
  public:
+  /// As the class above; 87 unless another number says more.
   EVqHTTPInvalidArgument(string AApiName, string AMessage, std::uint32_t ANumber = VqErrInvalidParameter)
       : EVqHTTPApiException(std::move(AApiName), std::move(AMessage), ANumber) {}
 };

@@ -21,6 +21,7 @@ struct TVqURLData {
   string Fragment;         ///< without "#"
   bool IsValid = false;    ///< false when the text is no absolute address: then all else is empty
 
+  /// True for the scheme "https".
   bool IsHttps() const { return Scheme == u"https"; }
 };
 

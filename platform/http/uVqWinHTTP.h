@@ -13,17 +13,20 @@ namespace velmore {
 /// See TVqHTTPSessionBase.
 class TVqWinHTTPSession : public TVqHTTPSessionBase {
  public:
+  /// `AOwner` may be empty.
   explicit TVqWinHTTPSession(TVqComponent* AOwner = nullptr);
 };
 
 /// See TVqHTTPClientBase. Heeds all five security flags and shows no dialog.
 class TVqWinHTTPClient : public TVqHTTPClientBase {
  public:
+  /// `AOwner` may be empty.
   explicit TVqWinHTTPClient(TVqComponent* AOwner = nullptr);
   /// Shares a session with other clients; empty goes back to one of its own. Not owned.
   void SetSession(TVqWinHTTPSession* ASession) { ShareSession(ASession); }
 
  protected:
+  /// A session of the client's own kind.
   TVqHTTPSessionBase* CreateOwnSession() override;
 };
 

@@ -21,6 +21,7 @@ using TVqCredentialsDialogEvent =
 /// See TVqHTTPSessionBase.
 class TVqWinINetSession : public TVqHTTPSessionBase {
  public:
+  /// `AOwner` may be empty.
   explicit TVqWinINetSession(TVqComponent* AOwner = nullptr);
 };
 
@@ -28,6 +29,7 @@ class TVqWinINetSession : public TVqHTTPSessionBase {
 /// heeded.
 class TVqWinINetClient : public TVqHTTPClientBase {
  public:
+  /// `AOwner` may be empty.
   explicit TVqWinINetClient(TVqComponent* AOwner = nullptr);
   /// Shares a session with other clients; empty goes back to one of its own. Not owned.
   void SetSession(TVqWinINetSession* ASession) { ShareSession(ASession); }
@@ -42,8 +44,11 @@ class TVqWinINetClient : public TVqHTTPClientBase {
   void SetOnCredentialsDialog(TVqCredentialsDialogEvent AValue) { FOnCredentialsDialog = std::move(AValue); }
 
  protected:
+  /// A session of the client's own kind.
   TVqHTTPSessionBase* CreateOwnSession() override;
+  /// The flags without IgnoreWrongUsage.
   TVqHTTPSecurityFlags EffectiveSecurityFlags() const override;
+  /// Fires OnWinINetError and, for a refused log-on with a window, shows the dialog.
   bool AskAfterError(std::uint32_t AError) override;
 
  private:

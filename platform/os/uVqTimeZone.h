@@ -26,6 +26,7 @@ struct TVqTimeZoneSource {
   static TVqTimeZoneSource Machine();
 };
 
+/// What is known of the machine's zone. A plain value.
 struct TVqMachineTimeZone {
   /// "Europe/Berlin"; "Etc/GMT-3" for a rule of whole hours ("<+03>-3"); empty for a rule that no zone stands for
   /// ("CET-1CEST,M3.5.0,M10.5.0/3"), whose offsets are known all the same.

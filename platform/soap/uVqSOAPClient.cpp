@@ -5,6 +5,13 @@
 #include "platform/xml/uVqXMLWriter_p.h"
 
 namespace velmore {
+namespace {
+
+// Of most requests: their text is written without growing.
+constexpr std::size_t kUsualLength = 2048;
+
+}  // namespace
+
 /// Owns its document; keeps nothing of the client alive: a client that goes away first is noticed at Send.
 class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
  public:
@@ -43,6 +50,7 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
     TVqSOAPClient& client = FLink.Client();
     if (client.FBeforeSend) client.FBeforeSend(*this);
     std::string body;  // large ones are not copied on their way
+    body.reserve(kUsualLength);
     detail::WriteNode(body, FDocument, {.Declaration = true});
 
     const TVqRef<IVqHTTPRequestEx> request =

@@ -15,6 +15,7 @@ namespace velmore {
 /// HTTP layer raises, and the failures of IVqSOAPRequest::Send.
 class TVqSOAPClient : public TVqComponent {
  public:
+  /// `AOwner` may be empty. Needs SetHTTPClient and InitSOAPEnv before the first request.
   explicit TVqSOAPClient(TVqComponent* AOwner);
 
   /// The object behind an IVqHTTPClient, through which requests go out. Raises a plain exception when it is none.

@@ -1,6 +1,9 @@
 #pragma once
 
 /// SOAP 1.1 messages: the envelope, requests with their headers, responses, faults.
+///
+/// A message owns a share of its document, a request only looks at its client and raises once that is gone. To hold one
+/// more TVqRef costs one atomic increment. One thread at a time. Nothing but `Send` talks to a server.
 
 #include "platform/http/uVqHTTPBase.h"
 #include "platform/xml/uVqXMLDOM.h"
@@ -18,6 +21,7 @@ enum class TVqSOAPSendKind { none = 0, oneWay = 1, synchronous = 2 };
 
 /// A namespace declaration on the envelope: `{"xmlns:m", "http://..."}`.
 struct TVqSOAPNamespace {
+  /// The attribute's name and the namespace.
   string Attribute;
   string Value;
 };
@@ -25,11 +29,13 @@ struct TVqSOAPNamespace {
 /// A message: one document with an envelope. Handles that it gives keep the document alive.
 class IVqSOAPEnvelope : public virtual IVqObject {
  public:
+  /// The whole message.
   virtual IVqDOMDocument GetDocument() = 0;
   /// The root element.
   virtual IVqDOMElement GetEnvelope() = 0;
   /// The header element; empty when the message has none. Element names of the envelope are found whatever their prefix and case.
   virtual IVqDOMElement GetHeader() = 0;
+  /// True when the message has a header element.
   virtual bool HasHeader() = 0;
   /// The body element; empty when the message has none.
   virtual IVqDOMElement GetBody() = 0;
@@ -73,9 +79,11 @@ class IVqSOAPResponse : public virtual IVqSOAPEnvelope {
  public:
   /// The response element: the one that the request named, else the first of the body. Raises a plain exception when there is none.
   virtual IVqDOMElement GetResponse() = 0;
+  /// True when the body's element is a fault.
   virtual bool GetIsFault() = 0;
   /// A child element of the response element by local name; raises a plain exception when it is missing.
   virtual IVqDOMElement GetArgument(const string& AName) = 0;
+  /// True when GetArgument would find it.
   virtual bool HasArgument(const string& AName) = 0;
 
  protected:
@@ -106,6 +114,7 @@ class TVqSOAPResponse : public TVqObject, public virtual IVqSOAPResponse {
 /// The server answered with a fault. What it said is empty where it did not say it.
 class EVqSOAPFault : public EVqException {
  public:
+  /// What the operations below give.
   EVqSOAPFault(const string& AMessage, const string& AFaultCode, const string& AFaultString,
                const string& AResponseCode, const string& ADetail, std::int32_t ABackOffMilliseconds,
                std::int32_t AHTTPStatus)
@@ -127,6 +136,7 @@ class EVqSOAPFault : public EVqException {
   const string& Detail() const noexcept { return FDetail; }
   /// How long the server asks to be left alone, in milliseconds; 0 when it does not say.
   std::int32_t BackOffMilliseconds() const noexcept { return FBackOffMilliseconds; }
+  /// The status of the reply: 500 as a rule.
   std::int32_t HTTPStatus() const noexcept { return FHTTPStatus; }
 
  private:
@@ -137,6 +147,7 @@ class EVqSOAPFault : public EVqException {
 /// A fault that says that the server is busy ("ErrorServerBusy", or any fault with a status of 429 or 503).
 class EVqSOAPServerBusy : public EVqSOAPFault, public EVqServerBusy {
  public:
+  /// Takes over what the fault says.
   explicit EVqSOAPServerBusy(const EVqSOAPFault& AFault)
       : EVqSOAPFault(AFault), EVqServerBusy(AFault.BackOffMilliseconds()) {}
   const EVqException& Failure() const noexcept override { return *this; }

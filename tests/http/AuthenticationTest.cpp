@@ -7,33 +7,11 @@ using namespace velmore;
 
 namespace {
 
-ScriptedServer::Answer Plain(std::string bytes) {
-  return {std::move(bytes), 0, {}, {}, false, false, false, false};
-}
-
-std::string Refusal(const std::string& challenges) {
-  return "HTTP/1.1 401 Unauthorized\r\n" + challenges + "Content-Length: 0\r\n\r\n";
-}
+// Unicode, NTLM, challenge 0123456789abcdef, no target information.
+constexpr const char* NtlmChallenge = "NTLM TlRMTVNTUAACAAAAAAAAADAAAAABAgAAASNFZ4mrze8AAAAAAAAAAAAAAAAwAAAA";
 
 // "anna:geheim"
 constexpr const char* BasicHeader = "Basic YW5uYTpnZWhlaW0=";
-
-std::string Decode(std::string_view base64) {
-  static constexpr std::string_view Alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string bytes;
-  unsigned value = 0;
-  int bits = 0;
-  for (const char c : base64) {
-    const auto digit = Alphabet.find(c);
-    if (digit == std::string_view::npos) break;
-    value = value << 6 | static_cast<unsigned>(digit);
-    bits += 6;
-    if (bits < 8) continue;
-    bits -= 8;
-    bytes += static_cast<char>(value >> bits & 0xFF);
-  }
-  return bytes;
-}
 
 // What the third message of an NTLM handshake says: "DOMAIN" and "user".
 std::string NtlmField(const std::string& message, std::size_t at) {
@@ -64,10 +42,9 @@ class NtlmServer {
     const std::string sent = request.Header("Authorization");
     if (!sent.starts_with("NTLM "))
       return known ? ScriptedServer::Ok(request.Body) : Refusal("WWW-Authenticate: NTLM\r\n" + FOffers);
-    const std::string message = Decode(sent.substr(5));
+    const std::string message = DecodeBase64(std::string_view(sent).substr(5));
     if (message.size() > 8 && message[8] == 1) {
-      // Unicode, NTLM, challenge 0123456789abcdef, no target information.
-      return Refusal("WWW-Authenticate: NTLM TlRMTVNTUAACAAAAAAAAADAAAAABAgAAASNFZ4mrze8AAAAAAAAAAAAAAAAwAAAA\r\n");
+      return Refusal(std::string("WWW-Authenticate: ") + NtlmChallenge + "\r\n");
     }
     Names = NtlmField(message, 28) + "\\" + NtlmField(message, 36);
     ++Handshakes;
@@ -81,10 +58,7 @@ class NtlmServer {
 };
 
 TVqRef<IVqHTTPClient> Anna(const char* password = "geheim") {
-  const auto client = NewClient();
-  client->GetCredentials().SetUserName("anna");
-  client->GetCredentials().SetPassword(password);
-  return client;
+  return As("anna", password);
 }
 
 }  // namespace
@@ -190,6 +164,15 @@ TEST(Authentication, ARefusedNtlmPasswordIsNotOfferedAgainAsBasic) {
   EXPECT_EQ(response->GetOfferedSchemes(), (std::vector<string>{"NTLM", "Basic"}));
   EXPECT_EQ(ntlm.Handshakes, 1);
   for (const auto& request : server.Requests()) EXPECT_FALSE(request.Header("Authorization").starts_with("Basic"));
+}
+
+TEST(Authentication, AServerThatChallengesForEverIsGivenUp) {
+  ScriptedServer server;
+  server.Always([](const auto&) { return Plain(Refusal(std::string("WWW-Authenticate: ") + NtlmChallenge + "\r\n")); });
+  const auto response = Get(Anna(), server.Url());
+  EXPECT_EQ(response->GetStatus().Code, 401);
+  EXPECT_EQ(response->GetTriedScheme(), "NTLM");
+  EXPECT_LE(server.Requests().size(), 7U);
 }
 
 TEST(Authentication, AnAuthenticatedConnectionThatIsChallengedAgainIsNotNoticed) {

@@ -17,10 +17,6 @@ int OpenDescriptors() {
   return count;
 }
 
-ScriptedServer::Answer Plain(std::string bytes) {
-  return {std::move(bytes), 0, {}, {}, false, false, false, false};
-}
-
 }  // namespace
 
 TEST(Connection, HundredRequestsOneConnection) {

@@ -23,6 +23,14 @@ inline TVqRef<IVqHTTPClient> NewClient(bool winHTTP = true) {
   return client;
 }
 
+/// A client that logs on with a name and a password.
+inline TVqRef<IVqHTTPClient> As(const string& user, const string& password) {
+  const auto client = NewClient();
+  client->GetCredentials().SetUserName(user);
+  client->GetCredentials().SetPassword(password);
+  return client;
+}
+
 inline TVqRef<IVqHTTPResponse> Get(const TVqRef<IVqHTTPClient>& client, const string& url) {
   TVqRef<IVqHTTPResponse> response;
   client->Request(response, TVqHTTPVerb::get, url);
@@ -35,6 +43,19 @@ inline TVqRef<IVqHTTPResponse> Post(const TVqRef<IVqHTTPClient>& client, const s
   client->Request(response, TVqHTTPVerb::post, url, std::move(body), type, false);
   return response;
 }
+
+/// An answer with nothing special about how it is sent.
+inline ScriptedServer::Answer Plain(std::string bytes) {
+  return {std::move(bytes), 0, {}, {}, false, false, false, false};
+}
+/// An answer of status 401; `challenges` are whole header lines.
+inline std::string Refusal(const std::string& challenges) {
+  return "HTTP/1.1 401 Unauthorized\r\n" + challenges + "Content-Length: 0\r\n\r\n";
+}
+
+/// For tokens in headers; what is no digit ends the text.
+std::string EncodeBase64(std::string_view bytes);
+std::string DecodeBase64(std::string_view base64);
 
 /// The number of the API exception that `job` raises; 0 when it raises none. The text goes to `text`.
 template <typename Job>

@@ -1,150 +1,24 @@
 // Negotiate against a real ticket server, set up for the test in a folder of its own and gone with it. The web server's
 // part is played by the system's GSSAPI library.
 
-#include <arpa/inet.h>
-#include <fcntl.h>
 #include <gssapi/gssapi.h>
-#include <gssapi/gssapi_ext.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
-#include <thread>
 
 #include "HTTPTestSupport.h"
 #include "platform/http/curl/uVqKerberos_p.h"
+#include "tests/support/RealServers.h"
 
 using namespace velmore;
 
 namespace {
-
-std::string Base64(std::string_view bytes) {
-  static constexpr char Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    unsigned value = 0;
-    for (std::size_t k = 0; k < 3; ++k) {
-      value = value << 8 | (i + k < bytes.size() ? static_cast<unsigned char>(bytes[i + k]) : 0U);
-    }
-    for (std::size_t k = 0; k < 4; ++k) {
-      text += i + k > bytes.size() ? '=' : Alphabet[value >> (18 - 6 * k) & 63];
-    }
-  }
-  return text;
-}
-
-std::string Unbase64(std::string_view base64) {
-  static constexpr std::string_view Alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string bytes;
-  unsigned value = 0;
-  int bits = 0;
-  for (const char c : base64) {
-    const auto digit = Alphabet.find(c);
-    if (digit == std::string_view::npos) break;
-    value = value << 6 | static_cast<unsigned>(digit);
-    bits += 6;
-    if (bits < 8) continue;
-    bits -= 8;
-    bytes += static_cast<char>(value >> bits & 0xFF);
-  }
-  return bytes;
-}
-
-int FreePort() {
-  const int probe = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  bind(probe, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size);
-  close(probe);
-  return ntohs(address.sin_port);
-}
-
-// A realm with anna (password "geheim"), bert ("anders") and the service HTTP/localhost.
-class Realm {
- public:
-  static bool Installed() { return access("/usr/sbin/krb5kdc", X_OK) == 0 && access("/usr/sbin/kdb5_util", X_OK) == 0; }
-
-  Realm() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "velmore-realm-XXXXXX").string();
-    FFolder = mkdtemp(pattern.data());
-    const std::string port = std::to_string(FreePort());
-    Write("krb5.conf",
-          "[libdefaults]\n default_realm = VELMORE.TEST\n dns_lookup_kdc = false\n dns_lookup_realm = false\n"
-          " dns_canonicalize_hostname = false\n rdns = false\n"
-          "[realms]\n VELMORE.TEST = {\n  kdc = 127.0.0.1:" +
-              port +
-              "\n }\n"
-              "[domain_realm]\n localhost = VELMORE.TEST\n");
-    Write("kdc.conf", "[kdcdefaults]\n kdc_listen = 127.0.0.1:" + port + "\n kdc_tcp_listen = 127.0.0.1:" + port +
-                          "\n"
-                          "[realms]\n VELMORE.TEST = {\n  database_name = " +
-                          FFolder + "/principal\n  key_stash_file = " + FFolder +
-                          "/stash\n  max_life = 10h\n }\n[logging]\n kdc = FILE:" + FFolder + "/kdc.log\n");
-    setenv("KRB5_CONFIG", (FFolder + "/krb5.conf").c_str(), 1);
-    setenv("KRB5_KDC_PROFILE", (FFolder + "/kdc.conf").c_str(), 1);
-    setenv("KRB5_KTNAME", ("FILE:" + FFolder + "/keytab").c_str(), 1);
-    setenv("KRB5CCNAME", ("FILE:" + FFolder + "/tickets").c_str(), 1);
-    setenv("KRB5RCACHENAME", "none:", 1);
-    Run("/usr/sbin/kdb5_util create -s -r VELMORE.TEST -P master");
-    Run("/usr/sbin/kadmin.local -q 'addprinc -pw geheim anna'");
-    Run("/usr/sbin/kadmin.local -q 'addprinc -pw anders bert'");
-    Run("/usr/sbin/kadmin.local -q 'addprinc -randkey HTTP/localhost'");
-    Run("/usr/sbin/kadmin.local -q 'ktadd HTTP/localhost'");
-    FServer = fork();
-    if (FServer == 0) {
-      const int log = open((FFolder + "/out.log").c_str(), O_WRONLY | O_CREAT, 0600);
-      dup2(log, 1);
-      dup2(log, 2);
-      execl("/usr/sbin/krb5kdc", "krb5kdc", "-n", static_cast<char*>(nullptr));
-      _exit(127);
-    }
-    // The log says when it listens.
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (std::chrono::steady_clock::now() < end) {
-      std::ifstream log(FFolder + "/kdc.log");
-      const std::string text((std::istreambuf_iterator<char>(log)), {});
-      if (text.find("commencing operation") != std::string::npos) break;
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-  }
-  ~Realm() {
-    kill(FServer, SIGTERM);
-    waitpid(FServer, nullptr, 0);
-    for (const char* name : {"KRB5_CONFIG", "KRB5_KDC_PROFILE", "KRB5_KTNAME", "KRB5CCNAME", "KRB5RCACHENAME"})
-      unsetenv(name);
-    std::filesystem::remove_all(FFolder);
-  }
-
-  void LogOnAs(const std::string& user, const std::string& password) { Run("echo " + password + " | kinit " + user); }
-  void LogOff() { Run("kdestroy"); }
-
- private:
-  void Write(const char* name, const std::string& text) { std::ofstream(FFolder + "/" + name) << text; }
-  void Run(const std::string& command) {
-    EXPECT_EQ(std::system(("(" + command + ") >>" + FFolder + "/out.log 2>&1").c_str()), 0) << command;
-  }
-
-  std::string FFolder;
-  pid_t FServer = -1;
-};
 
 // Accepts tickets and greets who came: "anna@VELMORE.TEST". Says that a handshake holds for the connection, as IIS does,
 // or asks each request for one, as RFC 4559 has it.
 class Kerberized {
  public:
   explicit Kerberized(ScriptedServer& server, std::string others = "") : FOthers(std::move(others)) {
-    server.Always([this](const ScriptedServer::Request& request) {
-      return ScriptedServer::Answer{Reply(request), 0, {}, {}, false, false, false, false};
-    });
+    server.Always([this](const ScriptedServer::Request& request) { return Plain(Reply(request)); });
   }
   int Handshakes = 0;
   bool PerConnection = true;
@@ -155,9 +29,9 @@ class Kerberized {
     if (!sent.starts_with("Negotiate ")) {
       if (const auto known = FKnown.find(request.Connection); known != FKnown.end())
         return ScriptedServer::Ok(known->second);
-      return "HTTP/1.1 401 No\r\nWWW-Authenticate: Negotiate\r\n" + FOthers + "Content-Length: 0\r\n\r\n";
+      return Refusal("WWW-Authenticate: Negotiate\r\n" + FOthers);
     }
-    std::string token = Unbase64(std::string_view(sent).substr(10));
+    std::string token = DecodeBase64(std::string_view(sent).substr(10));
     gss_buffer_desc in = {token.size(), token.data()};
     gss_buffer_desc out = GSS_C_EMPTY_BUFFER;
     gss_ctx_id_t context = GSS_C_NO_CONTEXT;
@@ -166,7 +40,7 @@ class Kerberized {
     const OM_uint32 major =
         gss_accept_sec_context(&minor, &context, GSS_C_NO_CREDENTIAL, &in, GSS_C_NO_CHANNEL_BINDINGS, &who, nullptr,
                                &out, nullptr, nullptr, nullptr);
-    std::string reply = "HTTP/1.1 401 No\r\nWWW-Authenticate: Negotiate\r\nContent-Length: 0\r\n\r\n";
+    std::string reply = Refusal("WWW-Authenticate: Negotiate\r\n");
     if (major == GSS_S_COMPLETE) {
       gss_buffer_desc name = GSS_C_EMPTY_BUFFER;
       gss_display_name(&minor, who, &name, nullptr);
@@ -175,7 +49,7 @@ class Kerberized {
       if (PerConnection) FKnown[request.Connection] = text;
       ++Handshakes;
       reply = ScriptedServer::Ok(text, "WWW-Authenticate: Negotiate " +
-                                           Base64({static_cast<const char*>(out.value), out.length}) + "\r\n" +
+                                           EncodeBase64({static_cast<const char*>(out.value), out.length}) + "\r\n" +
                                            (PerConnection ? "Persistent-Auth: true\r\n" : ""));
     }
     gss_release_name(&minor, &who);
@@ -188,29 +62,33 @@ class Kerberized {
   std::map<int, std::string> FKnown;
 };
 
-TVqRef<IVqHTTPClient> As(const char* user, const char* password) {
-  const auto client = NewClient();
-  client->GetCredentials().SetUserName(user);
-  client->GetCredentials().SetPassword(password);
-  return client;
-}
-
-// One realm for all tests: setting it up takes most of a second.
+// One realm for all tests, with anna, bert and the service HTTP/localhost: setting it up takes most of a second.
 class Kerberos : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    if (Realm::Installed()) FRealm = new Realm;
+    if (!TestRealm::Missing().empty()) return;
+    FRealm = new TestRealm;
+    FRealm->AddUser("anna", "geheim", "+requires_preauth");  // as Active Directory has it
+    FRealm->AddUser("bert", "anders");
+    auto environment = FRealm->ClientEnvironment();
+    environment.emplace_back("KRB5_KTNAME", "FILE:" + FRealm->KeyTab());  // for the server's part
+    environment.emplace_back("KRB5RCACHENAME", "none:");
+    FEnvironment = new TestEnvironment(environment);
   }
   static void TearDownTestSuite() {
+    delete FEnvironment;
     delete FRealm;
+    FEnvironment = nullptr;
     FRealm = nullptr;
   }
   void SetUp() override {
-    if (!FRealm) GTEST_SKIP() << "no ticket server (package krb5-kdc) on this machine";
+    if (!FRealm) GTEST_SKIP() << "not on this machine: " << TestRealm::Missing();
   }
-  static Realm* FRealm;
+  static TestRealm* FRealm;
+  static TestEnvironment* FEnvironment;
 };
-Realm* Kerberos::FRealm = nullptr;
+TestRealm* Kerberos::FRealm = nullptr;
+TestEnvironment* Kerberos::FEnvironment = nullptr;
 
 }  // namespace
 
@@ -219,6 +97,14 @@ TEST(KerberosNames, RealmFromDomainsWithADot) {
   EXPECT_EQ(VqKerberosPrincipal("CONTOSO\\anna"), "anna");
   EXPECT_EQ(VqKerberosPrincipal("contoso.example\\anna"), "anna@CONTOSO.EXAMPLE");
   EXPECT_EQ(VqKerberosPrincipal("anna@contoso.example"), "anna@CONTOSO.EXAMPLE");
+}
+
+TEST(KerberosNames, SayWhetherTheyNameTheirRealm) {
+  for (const char* name : {"anna@contoso.example", "contoso.example\\anna", "velmore\\anna", "VELMORE\\anna"})
+    EXPECT_TRUE(VqNamesItsRealm(name, "VELMORE.TEST")) << name;
+  for (const char* name : {"anna", "CONTOSO\\anna", "\\anna", "anna@contoso", "VELMORE.TESTER"})
+    EXPECT_FALSE(VqNamesItsRealm(name, "VELMORE.TEST")) << name;
+  EXPECT_FALSE(VqNamesItsRealm("CONTOSO\\anna", "")) << "a machine without a realm";
 }
 
 TEST_F(Kerberos, LogsOnWithNameAndPasswordInEveryForm) {
@@ -274,11 +160,35 @@ TEST_F(Kerberos, AnothersTicketIsNeverTaken) {
   FRealm->LogOff();
 }
 
-TEST_F(Kerberos, AWrongPasswordLeavesTheNextOffer) {
+// A wrong password is one failure of one account: the KDC's no is final where the name says that the account is its own.
+TEST_F(Kerberos, APasswordThatTheKdcRefusesIsNotOfferedToTheServerToo) {
+  for (const char* user : {"anna@velmore.test", "velmore.test\\anna", "VELMORE\\anna"}) {
+    ScriptedServer server;
+    Kerberized negotiate(server, "WWW-Authenticate: NTLM\r\nWWW-Authenticate: Basic realm=\"x\"\r\n");
+    const int refusals = FRealm->PasswordsRefused();
+    const auto response = Get(As(user, "falsch"), server.Url("/", "localhost"));
+    EXPECT_EQ(response->GetStatus().Code, 401) << user;
+    EXPECT_EQ(response->GetTriedScheme(), "Negotiate") << user;
+    EXPECT_EQ(response->GetAuthenticationHint(), "The Kerberos server refused the password.") << user;
+    EXPECT_EQ(server.Requests().size(), 1U) << user << ": the challenge and nothing behind it";
+    EXPECT_EQ(FRealm->PasswordsRefused(), refusals + 1) << user;
+  }
+}
+
+// The default realm need not be the one of the server: there "anna" may be somebody else, with another password.
+TEST_F(Kerberos, ANameWithoutItsRealmLeavesTheNextOffer) {
+  for (const char* user : {"anna", "CONTOSO\\anna"}) {
+    ScriptedServer server;
+    Kerberized negotiate(server, "WWW-Authenticate: Basic realm=\"x\"\r\n");
+    const auto response = Get(As(user, "falsch"), server.Url("/", "localhost"));
+    EXPECT_EQ(response->GetStatus().Code, 401);
+    EXPECT_EQ(response->GetTriedScheme(), "Basic");
+    EXPECT_EQ(response->GetOfferedSchemes(), (std::vector<string>{"Negotiate", "Basic"}));
+  }
+}
+
+TEST_F(Kerberos, AnAccountThatTheKdcDoesNotKnowLeavesTheNextOffer) {
   ScriptedServer server;
   Kerberized negotiate(server, "WWW-Authenticate: Basic realm=\"x\"\r\n");
-  const auto response = Get(As("anna", "falsch"), server.Url("/", "localhost"));
-  EXPECT_EQ(response->GetStatus().Code, 401);
-  EXPECT_EQ(response->GetTriedScheme(), "Basic");
-  EXPECT_EQ(response->GetOfferedSchemes(), (std::vector<string>{"Negotiate", "Basic"}));
+  EXPECT_EQ(Get(As("carl@velmore.test", "geheim"), server.Url("/", "localhost"))->GetTriedScheme(), "Basic");
 }

@@ -1,11 +1,9 @@
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
 #include "HTTPTestSupport.h"
+#include "tests/support/FullPort.h"
 
 using namespace velmore;
 using namespace std::chrono_literals;
@@ -13,36 +11,6 @@ using namespace std::chrono_literals;
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-// A port that takes no connection: its queue of one is full and nobody accepts.
-class FullPort {
- public:
-  FullPort() {
-    FListener = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    EXPECT_EQ(bind(FListener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    EXPECT_EQ(listen(FListener, 0), 0);
-    EXPECT_EQ(getsockname(FListener, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    FPort = ntohs(address.sin_port);
-    for (int& client : FClients) {
-      client = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
-      connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    }
-  }
-  ~FullPort() {
-    for (const int client : FClients) close(client);
-    close(FListener);
-  }
-  std::string Url() const { return "http://127.0.0.1:" + std::to_string(FPort) + "/"; }
-
- private:
-  int FListener = -1;
-  int FPort = 0;
-  int FClients[4] = {};
-};
 
 ScriptedServer::Answer Silence(std::string bytes = "", bool unread = false) {
   return {std::move(bytes), 0, {}, {}, false, false, true, unread};
@@ -126,46 +94,58 @@ TEST(TimeOut, DefaultsOfAClientThatWasToldNothing) {
   EXPECT_EQ(client->GetTimeOuts().GetReceive(), 30000);
 }
 
+// The best of some tries counts: on a busy machine a thread may wait for its turn longer than that. A request that slept
+// on would take its second each time.
+constexpr int kTries = 5;
+
 TEST(Cancel, EndsABlockedRequestWithinATenthOfASecond) {
   for (const bool midway : {false, true}) {
-    ScriptedServer server;
-    server.Then(Silence(midway ? "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nbeginning" : ""));
-    const auto client = NewClient();
-    client->GetTimeOuts() = TVqHTTPTimeOuts(0, 0, 0);
-    const auto request = client->CreateRequest(TVqHTTPVerb::post, server.Url(), "x", "text/xml");
-    Clock::time_point cancelled;
-    std::thread other([&] {
-      server.WaitFor([&] { return !server.Requests().empty(); });
-      std::this_thread::sleep_for(20ms);  // well into the wait
-      cancelled = Clock::now();
-      request->Cancel();
-    });
-    EXPECT_EQ(NumberOf([&] { request->Execute(); }), 6U);
-    const auto ended = Clock::now();
-    other.join();
-    EXPECT_LT(ended - cancelled, 100ms);
-    EXPECT_TRUE(server.WaitFor([&] { return server.OpenConnections() == 0; }));
-    EXPECT_EQ(NumberOf([&] { request->Execute(); }), 6U) << "and stays cancelled";
-    EXPECT_EQ(server.Requests().size(), 1U);
-    server.Then(ScriptedServer::Ok("y"));
-    EXPECT_EQ(Get(client, server.Url())->GetBody(), "y") << "the client stays usable";
+    Clock::duration best = Clock::duration::max();
+    for (int i = 0; i < kTries && best >= 100ms; ++i) {
+      ScriptedServer server;
+      server.Then(Silence(midway ? "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nbeginning" : ""));
+      const auto client = NewClient();
+      client->GetTimeOuts() = TVqHTTPTimeOuts(0, 0, 0);
+      const auto request = client->CreateRequest(TVqHTTPVerb::post, server.Url(), "x", "text/xml");
+      Clock::time_point cancelled;
+      std::thread other([&] {
+        server.WaitFor([&] { return !server.Requests().empty(); });
+        std::this_thread::sleep_for(20ms);  // well into the wait
+        cancelled = Clock::now();
+        request->Cancel();
+      });
+      EXPECT_EQ(NumberOf([&] { request->Execute(); }), 6U);
+      const auto ended = Clock::now();
+      other.join();
+      best = std::min(best, ended - cancelled);
+      EXPECT_TRUE(server.WaitFor([&] { return server.OpenConnections() == 0; }));
+      EXPECT_EQ(NumberOf([&] { request->Execute(); }), 6U) << "and stays cancelled";
+      EXPECT_EQ(server.Requests().size(), 1U);
+      server.Then(ScriptedServer::Ok("y"));
+      EXPECT_EQ(Get(client, server.Url())->GetBody(), "y") << "the client stays usable";
+    }
+    EXPECT_LT(best, 100ms);
   }
 }
 
 TEST(Cancel, WhileConnecting) {
   const FullPort port;
-  const auto client = NewClient();
-  client->GetTimeOuts() = TVqHTTPTimeOuts(0, 0, 0);
-  Clock::time_point cancelled;
-  std::thread other([&] {
-    std::this_thread::sleep_for(50ms);
-    cancelled = Clock::now();
-    client->GetComponent()->Cancel();
-  });
-  EXPECT_EQ(NumberOf([&] { Get(client, port.Url()); }), 6U);
-  const auto ended = Clock::now();
-  other.join();
-  EXPECT_LT(ended - cancelled, 100ms);
+  Clock::duration best = Clock::duration::max();
+  for (int i = 0; i < kTries && best >= 100ms; ++i) {
+    const auto client = NewClient();
+    client->GetTimeOuts() = TVqHTTPTimeOuts(0, 0, 0);
+    Clock::time_point cancelled;
+    std::thread other([&] {
+      std::this_thread::sleep_for(50ms);
+      cancelled = Clock::now();
+      client->GetComponent()->Cancel();
+    });
+    EXPECT_EQ(NumberOf([&] { Get(client, port.Url()); }), 6U);
+    const auto ended = Clock::now();
+    other.join();
+    best = std::min(best, ended - cancelled);
+  }
+  EXPECT_LT(best, 100ms);
 }
 
 TEST(Cancel, OfAClientThatRunsNothingDoesNothing) {

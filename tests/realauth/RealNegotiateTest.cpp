@@ -143,9 +143,30 @@ TEST_F(RealNegotiate, AWrongPasswordIsToldByAnOrdinaryOperation) {
   const auto text = RefusalOf([&] { Ask(*session); });
   EXPECT_EQ(
       text,
-      "The server refused the credentials; it offers Negotiate, none was tried. There is no Kerberos ticket for this "
-      "server.");
+      "The server refused the credentials; it offers Negotiate, Negotiate was tried. The Kerberos server refused the "
+      "password.");
   EXPECT_EQ(Realm().PasswordsRefused(), refusals + 1) << "each one counts towards a locked account";
+}
+
+TEST_F(RealNegotiate, ARefusedPasswordIsNotTriedOnceMoreAsNtlm) {
+  StartGssapi(std::string(kPersistent) + "GssapiAllowedMech krb5\nGssapiAllowedMech ntlmssp\nGssapiBasicAuth On\n");
+  const int refusals = Realm().PasswordsRefused();
+  const auto session = NewSession("alice@VELMORE.TEST", "falsch");
+  EXPECT_ANY_THROW(session->SetActive(true));
+  EXPECT_EQ(Realm().PasswordsRefused(), refusals + 1);
+  const auto log = Apache().Log(1);
+  EXPECT_EQ(log.size(), 1u) << "the challenge\n" << Print(log);
+}
+
+TEST_F(RealNegotiate, TheTicketStandsInNoRecordedExchange) {
+  Server().SetAuthentication({"Negotiate"});
+  TVqEWSServiceSession session;
+  session.SetServiceUrl("http://localhost:" + IntToStr(Server().HttpPort()) + "/EWS/Exchange.asmx");
+  session.GetCredentials().SetUserName("alice@VELMORE.TEST");
+  session.GetCredentials().SetPassword(kPassword);
+  EXPECT_ANY_THROW(session.SetActive(true)) << "the simulator takes no tickets";
+  const auto exchange = Server().Exchanges().at(1);
+  EXPECT_EQ(exchange.RequestHeader("Authorization"), "Negotiate ****");
 }
 
 TEST_F(RealNegotiate, WhoIsSomebodyElseIsRefusedBehindApache) {

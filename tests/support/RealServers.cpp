@@ -158,6 +158,7 @@ std::string TestRealm::Missing() {
   for (const char* program : {"/usr/sbin/krb5kdc", "/usr/sbin/kdb5_util", "/usr/sbin/kadmin.local"}) {
     if (access(program, X_OK) != 0) return std::string(program) + " (packages krb5-kdc and krb5-admin-server)";
   }
+  if (access("/usr/bin/kinit", X_OK) != 0) return "/usr/bin/kinit (package krb5-user)";
   return {};
 }
 
@@ -195,6 +196,14 @@ TestRealm::~TestRealm() {
 
 void TestRealm::AddUser(const std::string& name, const std::string& password, const std::string& options) {
   Run("/usr/sbin/kadmin.local -q 'addprinc " + options + " -pw " + password + " " + name + "'");
+}
+
+void TestRealm::LogOnAs(const std::string& name, const std::string& password) {
+  Run("echo " + password + " | kinit -c FILE:" + FFolder.PathOf("tickets") + " " + name);
+}
+
+void TestRealm::LogOff() {
+  Run("kdestroy -c FILE:" + FFolder.PathOf("tickets"));
 }
 
 std::vector<std::pair<std::string, std::string>> TestRealm::ClientEnvironment() const {

@@ -56,8 +56,11 @@ class TestRealm {
 
   /// `options` are those of kadmin's addprinc: "-maxlife \"10 seconds\"".
   void AddUser(const std::string& name, const std::string& password, const std::string& options = "");
-  /// For clients: where the realm is. Tickets on file are looked for in the realm's folder, and there are none.
+  /// For clients: where the realm is. Tickets on file are looked for in the realm's folder; there are none until LogOnAs.
   std::vector<std::pair<std::string, std::string>> ClientEnvironment() const;
+  /// Puts a ticket on file, as a person at the machine does it, and takes it away again.
+  void LogOnAs(const std::string& name, const std::string& password);
+  void LogOff();
   std::string ConfigFile() const { return FFolder.PathOf("krb5.conf"); }
   std::string KeyTab() const { return FFolder.PathOf("keytab"); }
   /// Requests for tickets answered so far, "AS_REQ" and "TGS_REQ" together.

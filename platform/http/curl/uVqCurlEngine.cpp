@@ -41,14 +41,46 @@ long CurlSchemes(unsigned schemes) {
   return static_cast<long>(bits);
 }
 
-struct HeaderList {
-  curl_slist* Head = nullptr;
+// The header lines of a request in libcurl's form. Most requests have those of the last one.
+class HeaderList {
+ public:
+  HeaderList() = default;
   ~HeaderList() { curl_slist_free_all(Head); }
+  HeaderList(const HeaderList&) = delete;
+  HeaderList& operator=(const HeaderList&) = delete;
+
+  void Prepare(const std::vector<std::string>& lines, bool post) {
+    if (Head && post == Post && lines == Lines) return;
+    curl_slist_free_all(std::exchange(Head, nullptr));
+    Lines.clear();
+    Post = post;
+    Last = false;
+    bool typed = false;
+    for (const std::string& line : lines) {
+      Last = Last || VqSameAscii(line, "Connection: close");
+      typed = typed || VqSameAscii(std::string_view(line).substr(0, 13), "Content-Type:");
+      Add(line.c_str());
+    }
+    if (post && !typed) Add("Content-Type:");
+    // Waiting for "100 Continue" costs a second with every server that does not know it.
+    if (post) Add("Expect:");
+    Lines = lines;
+  }
+  curl_slist* List() const { return Head; }
+  // The request is the last one of its connection.
+  bool LastOfConnection() const { return Last; }
+
+ private:
   void Add(const char* line) {
     curl_slist* const longer = curl_slist_append(Head, line);
     if (!longer) throw EVqHTTPApiException("curl_slist_append", "There is not enough memory.", VqErrNotEnoughMemory);
     Head = longer;
   }
+
+  std::vector<std::string> Lines;
+  bool Post = false;
+  bool Last = false;
+  curl_slist* Head = nullptr;
 };
 
 // "mail.example.com:8443" of an address, for messages.
@@ -73,14 +105,16 @@ class CurlEngine final : public TVqHTTPEngine {
   }
   void DropConnections() noexcept override;
   unsigned Schemes() const noexcept override;
-  bool PrepareNegotiate(const std::string& user, const std::string& password) override {
+  TVqTicket PrepareNegotiate(const std::string& user, const std::string& password) override {
     return FTickets.Prepare(user, password);
   }
 
  private:
   void Open();
   void Close() noexcept;
-  void SetUp(const TVqEngineRequest& request, HeaderList& headers);
+  bool PrepareTrust(const TVqEngineRequest& request);
+  void SetUp(const TVqEngineRequest& request);
+  void SetUpAddress(const std::string& address);
   void SetUpCredentials(const TVqEngineRequest& request);
   CURLcode Transfer();
   CURLcode Drive();
@@ -95,6 +129,13 @@ class CurlEngine final : public TVqHTTPEngine {
     const CURLcode code = curl_easy_setopt(FEasy, option, value);
     if (code == CURLE_OK) return;
     throw EVqHTTPApiException("curl_easy_setopt", curl_easy_strerror(code), VqErrInvalidOption);
+  }
+
+  // For texts that seldom change: libcurl copies what it is given. An empty one is none.
+  void SetText(CURLoption option, std::string& standing, const std::string& value) {
+    if (value == standing) return;
+    Set(option, value.empty() ? nullptr : value.c_str());
+    standing = value;
   }
 
   static std::size_t OnHeader(char* data, std::size_t size, std::size_t count, void* self) {
@@ -128,6 +169,10 @@ class CurlEngine final : public TVqHTTPEngine {
   CURL* FEasy = nullptr;
   TVqCurlTrust FTrust;
   TVqKerberosTickets FTickets;
+  HeaderList FHeaders;
+  // What FEasy was told last.
+  CURLU* FAddress = nullptr;
+  std::string FAddressText, FUserAgent, FCookies;
   std::atomic<bool> FRunning{false};
   std::atomic<bool> FDrop{false};
 
@@ -173,7 +218,11 @@ void CurlEngine::Open() {
   Set(CURLOPT_DEBUGFUNCTION, &OnDebug);
   Set(CURLOPT_DEBUGDATA, this);
   Set(CURLOPT_FOLLOWLOCATION, 0L);
+  // libcurl counts each challenge that it answers as a redirection. A server that goes on challenging would be given the
+  // proof of the password for ever.
+  Set(CURLOPT_MAXREDIRS, 5L);
   Set(CURLOPT_TCP_KEEPALIVE, 1L);
+  Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));
   Set(CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
 #if LIBCURL_VERSION_NUM >= 0x075500
   Set(CURLOPT_PROTOCOLS_STR, "http,https");
@@ -189,6 +238,8 @@ void CurlEngine::Open() {
 void CurlEngine::Close() noexcept {
   curl_easy_cleanup(FEasy);
   FEasy = nullptr;
+  curl_url_cleanup(std::exchange(FAddress, nullptr));
+  for (std::string* text : {&FAddressText, &FUserAgent, &FCookies}) text->clear();
   CURLM* multi = nullptr;
   {
     const std::scoped_lock lock(FHandleMutex);
@@ -213,7 +264,7 @@ void CurlEngine::DropConnections() noexcept {
 }
 
 unsigned CurlEngine::Schemes() const noexcept {
-  const curl_version_info_data* const info = curl_version_info(CURLVERSION_NOW);
+  static const curl_version_info_data* const info = curl_version_info(CURLVERSION_NOW);
   unsigned schemes = schemeBasic;
   if (info->features & CURL_VERSION_NTLM) schemes |= schemeNTLM;
   if (info->features & CURL_VERSION_SPNEGO) schemes |= schemeNegotiate;
@@ -243,26 +294,14 @@ TVqEngineReply CurlEngine::Perform(const TVqEngineRequest& request) {
   FUploaded = -1;
   FTrust.ForgetFailure();
 
-  char* systemFile = nullptr;
-  char* systemFolder = nullptr;
-#if LIBCURL_VERSION_NUM >= 0x075400
-  if (FEasy) {
-    curl_easy_getinfo(FEasy, CURLINFO_CAINFO, &systemFile);
-    curl_easy_getinfo(FEasy, CURLINFO_CAPATH, &systemFolder);
-  }
-#endif
   bool fresh = !FEasy || FDrop.exchange(false);
-  if (request.URL.starts_with("https:") && FTrust.Prepare(request.SecurityFlags, request.Session.CAFile,
-                                                          request.Session.CRLFile, systemFile, systemFolder)) {
-    fresh = true;
-  }
+  if (request.URL.starts_with("https:")) fresh = PrepareTrust(request) || fresh;
   if (fresh) {
     Close();
     Open();
   }
 
-  HeaderList headers;
-  SetUp(request, headers);
+  SetUp(request);
   SetUpCredentials(request);
   CURLcode code = Transfer();
   if (WasLostUnheard(code)) {
@@ -275,10 +314,9 @@ TVqEngineReply CurlEngine::Perform(const TVqEngineRequest& request) {
 
   if (FRaised) std::rethrow_exception(FRaised);
   if (code != CURLE_OK) {
-    if (connectStatus == 407 && FReply.Status == 407) {
-      // The proxy's own refusal: a reply like the server's 401, which the caller answers or is given.
-      return std::move(FReply);
-    }
+    // The proxy's own refusal: a reply like the server's 401, which the caller answers or is given.
+    if (connectStatus == 407 && FReply.Status == 407) return std::move(FReply);
+    if (code == CURLE_TOO_MANY_REDIRECTS) return std::move(FReply);  // one challenge too many: refused
     if (connectStatus >= 300 && !FSent) {
       throw EVqHTTPApiException(ApiName,
                                 Format("The proxy refused the connection to \"%s\" with status %d.",
@@ -288,6 +326,20 @@ TVqEngineReply CurlEngine::Perform(const TVqEngineRequest& request) {
     RaiseFailure(code);
   }
   return std::move(FReply);
+}
+
+// True when the connections made so far were made under other settings.
+bool CurlEngine::PrepareTrust(const TVqEngineRequest& request) {
+  char* systemFile = nullptr;
+  char* systemFolder = nullptr;
+#if LIBCURL_VERSION_NUM >= 0x075400
+  if (FEasy) {
+    curl_easy_getinfo(FEasy, CURLINFO_CAINFO, &systemFile);
+    curl_easy_getinfo(FEasy, CURLINFO_CAPATH, &systemFolder);
+  }
+#endif
+  return FTrust.Prepare(request.SecurityFlags, request.Session.CAFile, request.Session.CRLFile, systemFile,
+                        systemFolder);
 }
 
 CURLcode CurlEngine::Transfer() {
@@ -311,8 +363,23 @@ bool CurlEngine::WasLostUnheard(CURLcode code) const {
   return connects == 0 && !FRaised && FSent && !FAnswered && !FRefusedResend && MayResend();
 }
 
-void CurlEngine::SetUp(const TVqEngineRequest& request, HeaderList& headers) {
-  Set(CURLOPT_URL, request.URL.c_str());
+// libcurl would take the address apart and put it together again for each request.
+void CurlEngine::SetUpAddress(const std::string& address) {
+  if (FAddress && address == FAddressText) return;
+  CURLU* const parsed = curl_url();
+  if (!parsed || curl_url_set(parsed, CURLUPART_URL, address.c_str(), 0) != CURLUE_OK) {
+    curl_url_cleanup(parsed);
+    RaiseFailure(CURLE_URL_MALFORMAT);
+  }
+  // Set before the old one goes, which libcurl still points to.
+  Set(CURLOPT_URL, static_cast<const char*>(nullptr));
+  Set(CURLOPT_CURLU, parsed);
+  curl_url_cleanup(std::exchange(FAddress, parsed));
+  FAddressText = address;
+}
+
+void CurlEngine::SetUp(const TVqEngineRequest& request) {
+  SetUpAddress(request.URL);
   Set(CURLOPT_HTTP_VERSION, static_cast<long>(request.HTTP11 ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_1_0));
   const std::string verb(request.Verb);
   const bool head = verb == "HEAD";
@@ -328,21 +395,11 @@ void CurlEngine::SetUp(const TVqEngineRequest& request, HeaderList& headers) {
   const bool usual = verb == (post ? "POST" : "GET") || head;
   Set(CURLOPT_CUSTOMREQUEST, usual ? static_cast<const char*>(nullptr) : verb.c_str());
 
-  bool typed = false;
-  bool lastOfConnection = false;
-  for (const std::string& line : request.Headers) {
-    lastOfConnection = lastOfConnection || VqSameAscii(line, "Connection: close");
-    typed = typed || VqSameAscii(std::string_view(line).substr(0, 13), "Content-Type:");
-    headers.Add(line.c_str());
-  }
-  if (post && !typed) headers.Add("Content-Type:");
-  // Waiting for "100 Continue" costs a second with every server that does not know it.
-  if (post) headers.Add("Expect:");
-  Set(CURLOPT_HTTPHEADER, headers.Head);
-  Set(CURLOPT_FORBID_REUSE, lastOfConnection ? 1L : 0L);
-  Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));
-  Set(CURLOPT_USERAGENT, request.Session.UserAgent.empty() ? nullptr : request.Session.UserAgent.c_str());
-  Set(CURLOPT_COOKIE, request.Cookies.empty() ? nullptr : request.Cookies.c_str());
+  FHeaders.Prepare(request.Headers, post);
+  Set(CURLOPT_HTTPHEADER, FHeaders.List());
+  Set(CURLOPT_FORBID_REUSE, FHeaders.LastOfConnection() ? 1L : 0L);
+  SetText(CURLOPT_USERAGENT, FUserAgent, request.Session.UserAgent);
+  SetText(CURLOPT_COOKIE, FCookies, request.Cookies);
 
   const long connectLimit = request.TimeOuts.GetConnect() > 0 ? request.TimeOuts.GetConnect() : 0x7FFFFFFFL;
   Set(CURLOPT_CONNECTTIMEOUT_MS, connectLimit);
@@ -448,6 +505,7 @@ std::size_t CurlEngine::TakeHeader(std::string_view line) {
     if (line.starts_with("HTTP/")) {
       FInHeaders = true;
       FReply.Headers.clear();
+      FReply.Headers.reserve(16);
       FReply.Reason.clear();
       const std::size_t space = line.find(' ');
       std::string_view rest = space == std::string_view::npos ? std::string_view() : line.substr(space + 1);

@@ -35,6 +35,13 @@ std::string VqKerberosPrincipal(const std::string& logonName) {
   return user + "@" + realm;
 }
 
+bool VqNamesItsRealm(const std::string& logonName, const std::string& defaultRealm) {
+  if (VqKerberosPrincipal(logonName).find('@') != std::string::npos) return true;
+  const std::size_t mark = logonName.find('\\');
+  return mark != std::string::npos && mark > 0 &&
+         VqSameAscii(logonName.substr(0, mark), defaultRealm.substr(0, defaultRealm.find('.')));
+}
+
 #ifdef VELMORE_KRB5
 
 namespace {
@@ -89,6 +96,27 @@ bool TicketAtHand(const std::string& user) {
          gss_compare_name(&minor, owner.Value, wanted.Value, &equal) == GSS_S_COMPLETE && equal != 0;
 }
 
+// The KDC knows the account and did not take the password. Others that it cannot take are expired or locked: there, too,
+// another try does harm.
+bool IsRefusal(OM_uint32 minor) {
+  const auto code = static_cast<krb5_error_code>(minor);
+  return code == KRB5KDC_ERR_PREAUTH_FAILED || code == KRB5KRB_AP_ERR_BAD_INTEGRITY || code == KRB5KDC_ERR_KEY_EXP ||
+         code == KRB5KDC_ERR_CLIENT_REVOKED;
+}
+
+std::string DefaultRealm() {
+  std::string realm;
+  krb5_context context = nullptr;
+  if (krb5_init_context(&context) != 0) return realm;
+  char* text = nullptr;
+  if (krb5_get_default_realm(context, &text) == 0) {
+    realm = text;
+    krb5_free_default_realm(context, text);
+  }
+  krb5_free_context(context);
+  return realm;
+}
+
 std::string NewCacheName() {
   static std::atomic<unsigned> Number{0};
   return "MEMORY:velmore-http-" + std::to_string(++Number);
@@ -119,37 +147,37 @@ struct TVqKerberosTickets::Prepared {
 TVqKerberosTickets::TVqKerberosTickets() = default;
 TVqKerberosTickets::~TVqKerberosTickets() = default;
 
-bool TVqKerberosTickets::Prepare(const std::string& user, const std::string& password) {
+TVqTicket TVqKerberosTickets::Prepare(const std::string& user, const std::string& password) {
   const auto now = std::chrono::steady_clock::now();
   if (FPrepared && FPrepared->User == user && FPrepared->Password == password && !FPrepared->Cache.empty() &&
       now < FPrepared->Until) {
-    return true;
+    return TVqTicket::ready;
   }
   FPrepared = std::make_unique<Prepared>();
   FPrepared->User = user;
   FPrepared->Password = password;
-  if (user.empty() || password.empty()) return TicketAtHand(user);
+  if (user.empty() || password.empty()) return TicketAtHand(user) ? TVqTicket::ready : TVqTicket::none;
 
   OM_uint32 minor = 0;
   OM_uint32 seconds = 0;
   Name name;
   gss_OID_set_desc mechanisms = KerberosOnly();
   gss_buffer_desc secret = Buffer(password);
-  if (!Import(VqKerberosPrincipal(user), name) ||
-      gss_acquire_cred_with_password(&minor, name.Value, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
+  if (!Import(VqKerberosPrincipal(user), name)) return TVqTicket::none;
+  if (gss_acquire_cred_with_password(&minor, name.Value, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
                                      &FPrepared->Ticket.Value, nullptr, &seconds) != GSS_S_COMPLETE) {
-    return false;
+    return IsRefusal(minor) && VqNamesItsRealm(user, DefaultRealm()) ? TVqTicket::refused : TVqTicket::none;
   }
   const std::string cache = NewCacheName();
   gss_key_value_element_desc element = {"ccache", cache.c_str()};
   gss_key_value_set_desc store = {1, &element};
   if (gss_store_cred_into(&minor, FPrepared->Ticket.Value, GSS_C_INITIATE, const_cast<gss_OID>(gss_mech_krb5), 1, 1,
                           &store, nullptr, nullptr) != GSS_S_COMPLETE) {
-    return false;
+    return TVqTicket::none;
   }
   FPrepared->Cache = cache;
   FPrepared->Until = now + std::chrono::seconds(std::min<OM_uint32>(seconds, 8 * 3600) * 9 / 10);
-  return true;
+  return TVqTicket::ready;
 }
 
 TVqKerberosTickets::Use::Use(const TVqKerberosTickets& tickets) {
@@ -171,8 +199,8 @@ TVqKerberosTickets::Use::~Use() {
 struct TVqKerberosTickets::Prepared {};
 TVqKerberosTickets::TVqKerberosTickets() = default;
 TVqKerberosTickets::~TVqKerberosTickets() = default;
-bool TVqKerberosTickets::Prepare(const std::string& user, const std::string&) {
-  return user.empty();
+TVqTicket TVqKerberosTickets::Prepare(const std::string& user, const std::string&) {
+  return user.empty() ? TVqTicket::ready : TVqTicket::none;
 }
 TVqKerberosTickets::Use::Use(const TVqKerberosTickets&) {}
 TVqKerberosTickets::Use::~Use() = default;

@@ -72,7 +72,7 @@ class WinEngine final : public TVqHTTPEngine {
   void DropConnections() noexcept override;
   unsigned Schemes() const noexcept override { return schemeBasic | schemeNTLM | schemeNegotiate; }
   // The system has its own tickets and takes the name that it is given.
-  bool PrepareNegotiate(const std::string&, const std::string&) override { return true; }
+  TVqTicket PrepareNegotiate(const std::string&, const std::string&) override { return TVqTicket::ready; }
 
  private:
   void Open(const TVqEngineRequest& request);
