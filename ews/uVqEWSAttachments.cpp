@@ -20,8 +20,20 @@ std::int32_t SizeOf(const TVqStream& stream) {
 
 void SetContent(TEwsFileAttachment& file, TVqStream& stream) {
   const std::int32_t size = SizeOf(stream);
+  stream.SetPosition(0);  // the size is that of the whole, and so is the content
   detail::AssignKnownText(IVqDOMElement(file.GetNode("t:Content")), VqBase64Encode(stream));
   file.SetSize(size);
+}
+
+/// Takes an element away again when what is to stand in it cannot be written: there is no half an attachment.
+template <typename TWrite>
+void WriteOrRemove(const IVqDOMElement& element, TWrite write) {
+  try {
+    write();
+  } catch (...) {
+    element.GetParentElement().RemoveChild(element);
+    throw;
+  }
 }
 
 }  // namespace
@@ -132,8 +144,8 @@ void TVqEWSFileAttachment::LoadFromFile(const string& AFileName) {
 void TVqEWSFileAttachment::LoadContent() {
   if (detail::TVqRawElement(IVqDOMElement(File().FindNode("t:Content"))).HasChildren()) return;
   const IVqDOMElement fetched = Fetch(false).SelectSingleElement("Attachments/*/Content", kSelectRequired);
-  // Content can be large: it goes from tree to tree without a copy on the way.
-  detail::AssignTextOf(IVqDOMElement(File().GetNode("t:Content")), fetched);
+  // Content can be large: the reply stays for it, and there is no copy in the item's tree.
+  detail::BorrowText(IVqDOMElement(File().GetNode("t:Content")), fetched);
 }
 
 void TVqEWSFileAttachment::SaveToStream(TVqStream& AStream) {
@@ -299,21 +311,25 @@ TVqRef<IVqEWSFileAttachment> TVqEWSAttachments::AddAttachment(const string& ANam
                                                               TVqStream& AStream) {
   const bool flags = FState->Session->GetServerVersion() > Exchange2009;
   TEwsFileAttachment file(FAttachments.AsElement().AddElement("t:FileAttachment"));
-  file.SetName(AName);
-  file.SetContentType(AContentType);
-  if (flags) {
-    file.SetIsContactPhoto(false);
-    file.SetIsInline(false);
-  }
-  SetContent(file, AStream);
+  WriteOrRemove(file.AsElement(), [&] {
+    file.SetName(AName);
+    file.SetContentType(AContentType);
+    if (flags) {
+      file.SetIsContactPhoto(false);
+      file.SetIsInline(false);
+    }
+    SetContent(file, AStream);
+  });
   return MakeRef<TVqEWSFileAttachment>(FState, file.AsElement());
 }
 
 TVqRef<IVqEWSItemAttachment> TVqEWSAttachments::AddAttachment(const string& AName, const TVqRef<IVqEWSItem>& AItem) {
   if (!AItem) throw EVqException("There is no item to attach.");
   TEwsItemAttachment attachment(FAttachments.AsElement().AddElement("t:ItemAttachment"));
-  attachment.AsElement().SetInnerXML(AItem->AsElement().GetXML());
-  attachment.SetName(AName);
+  WriteOrRemove(attachment.AsElement(), [&] {
+    attachment.AsElement().SetInnerXML(AItem->AsElement().GetXML());
+    attachment.SetName(AName);
+  });
   return MakeRef<TVqEWSItemAttachment>(FState, attachment.AsElement());
 }
 

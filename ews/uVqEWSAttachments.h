@@ -17,6 +17,7 @@ namespace velmore {
 
 /// What a list and its attachments share; stays behind when the list goes, so that an attachment notices it.
 struct TVqEWSAttachmentsState {
+  /// The session that attachments are fetched through; the ids of those with edits; false when the list is gone.
   TVqRef<IVqEWSSession> Session;
   std::vector<string> Modified;  // ids of attachments with edits
   bool Alive = true;
@@ -46,9 +47,11 @@ class TVqEWSAttachment : public TVqObject, public virtual IVqEWSAttachment {
   void SetModified() override;
 
  protected:
+  /// Takes the record over.
   TVqEWSAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState, std::unique_ptr<TEwsAttachment> ARecord);
   ~TVqEWSAttachment() override;
 
+  /// The record, and the session. Raise a plain exception when the list is gone.
   TEwsAttachment& Record() const;
   IVqEWSSession& Session() const;
   /// The id without making an element for it; empty for a new attachment.
@@ -61,8 +64,10 @@ class TVqEWSAttachment : public TVqObject, public virtual IVqEWSAttachment {
   std::unique_ptr<TEwsAttachment> FAttachment;
 };
 
+/// A file. See IVqEWSFileAttachment for each operation.
 class TVqEWSFileAttachment : public TVqEWSAttachment, public virtual IVqEWSFileAttachment {
  public:
+  /// Over an element "t:FileAttachment".
   TVqEWSFileAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState, const IVqDOMElement& AElement);
 
   TVqEWSAttachmentType GetAttachmentType() override { return attFile; }
@@ -80,8 +85,10 @@ class TVqEWSFileAttachment : public TVqEWSAttachment, public virtual IVqEWSFileA
   TEwsFileAttachment& File() const;
 };
 
+/// An item inside the item. See IVqEWSItemAttachment for each operation.
 class TVqEWSItemAttachment : public TVqEWSAttachment, public virtual IVqEWSItemAttachment {
  public:
+  /// Over an element "t:ItemAttachment".
   TVqEWSItemAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState, const IVqDOMElement& AElement);
 
   TVqEWSAttachmentType GetAttachmentType() override { return attItem; }
@@ -118,6 +125,7 @@ class TVqEWSAttachments {
   TVqEWSAttachments(const TVqEWSAttachments&) = delete;
   TVqEWSAttachments& operator=(const TVqEWSAttachments&) = delete;
 
+  /// Files and items together.
   std::int32_t Count();
   /// A new view at each call.
   TVqRef<IVqEWSAttachment> GetAttachment(std::int32_t AIndex);
@@ -125,7 +133,7 @@ class TVqEWSAttachments {
   void Clear(bool AClearInlineAttachments);
   /// A file, with the MIME type that its name tells.
   TVqRef<IVqEWSFileAttachment> AddAttachment(const string& AFileName);
-  /// Everything from the stream's position to its end.
+  /// The whole stream, whatever its position.
   TVqRef<IVqEWSFileAttachment> AddAttachment(const string& AName, const string& AContentType, TVqStream& AStream);
   /// A copy of an item as it stands in memory.
   TVqRef<IVqEWSItemAttachment> AddAttachment(const string& AName, const TVqRef<IVqEWSItem>& AItem);
@@ -138,6 +146,7 @@ class TVqEWSAttachments {
   /// and its id goes.
   void PrepareReplacement(IVqEWSAttachment& AAttachment);
 
+  /// Of the element of all attachments, as TVqXMLSchemaElement has them.
   string Serialize(TVqDataSerializationFormatType AFormat);
   void Deserialize(TVqDataSerializationFormatType AFormat, const string& AText);
   string AsXML(const string& ATargetNamespace = {}, bool AExcludeNamespaces = false);

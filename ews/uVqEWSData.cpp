@@ -289,10 +289,14 @@ bool TVqEWSData::AskFor(TVqXMLSchemaElement& ARecord, TVqShortString APropDefNam
   return true;
 }
 
+IVqDOMElement TVqEWSData::Find() {
+  return Select(Record(desCurrent).AsElement());
+}
+
 IVqDOMElement TVqEWSData::GetValueNode() {
-  if (IVqDOMElement node = Select(Record(desCurrent).AsElement())) return node;
+  if (IVqDOMElement node = Find()) return node;
   if (AsksForValue() && !FParentPropDef && AskFor(Record(desCurrent), FDef->PropDefName)) {
-    if (IVqDOMElement node = Select(Record(desCurrent).AsElement())) return node;
+    if (IVqDOMElement node = Find()) return node;
     if (FURIType != fdtExtendedField)
       throw EVqException(Format("The result does not contain a value for for \"%s\"!", {FPath}));
   }

@@ -29,6 +29,7 @@ using TVqEWSGetDataElm = std::function<TVqXMLSchemaElement*(TVqEWSGetDataElmSour
 /// How the current value compares with the original one.
 enum TVqEWSDataUpdateStatus : std::int32_t { dusUnmodified, dusModified, dusInserted, dusDeleted };
 
+/// The name of a type as rows and tables have it. The argument serves to choose and may be null.
 inline std::string_view VqTypeNameOf(const string*) {
   return VqStringType.Name;
 }
@@ -61,6 +62,8 @@ inline std::string_view VqTypeNameOf(const TBytes*) {
 /// clear one when it is used after its list has discarded it.
 class TVqEWSData {
  public:
+  /// Made by the list, which must outlive it; `AData` reaches the object's records. Raises a plain exception for a
+  /// definition that is none.
   TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData, const TVqEWSPropDef& APropDef);
   TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData, PVqEWSPropDef APropDef);
   TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData, const TVqEWSFieldDef& AFieldDef);
@@ -83,6 +86,7 @@ class TVqEWSData {
   const string& GetPath() const noexcept { return FPath; }
   /// The key of the definition.
   const string& GetName() const noexcept { return FPropDefName; }
+  /// One value, an element with parts, or a dictionary.
   TVqEWSPropDefNodeType GetNodeType() const noexcept { return FPropDefNodeType; }
   /// The row that the value is a part of, or none.
   PVqEWSPropDef GetParentPropDef() const noexcept { return FParentPropDef; }
@@ -91,12 +95,14 @@ class TVqEWSData {
   /// The URI as an enumeration value: for `fdtField` and `fdtIndexedField`; the first value when the URI is no value.
   TUnindexedFieldURI GetFieldURI() const;
   TDictionaryURI GetDictionaryURI() const;
+  /// The key of a dictionary's entry, "HomePhone"; empty for anything else.
   const string& GetFieldIndex() const noexcept { return FFieldIndex; }
   /// Of an extended property; none when there is no such.
   std::optional<TDistinguishedPropertySet> GetDPropSetId() const noexcept { return FDPropSetId; }
   const TGUID* GetPropSetId() const noexcept { return FPropSetId; }
   /// Number or name within the set.
   const std::variant<std::int32_t, string>& GetPropertyId() const noexcept { return FPropertyId; }
+  /// The type and the MAPI tag of an extended property; the tag is 0 when there is none.
   TVqEWSPropType GetPropertyType() const noexcept { return FPropertyType; }
   std::uint16_t GetPropertyTag() const noexcept { return FPropertyTag; }
 
@@ -104,6 +110,7 @@ class TVqEWSData {
   TVqEWSPropDef PropDef() const;
   /// The definition's row; for a definition that is not registered this object's copy of it.
   const TVqEWSPropDef& GetRow() const noexcept { return *FDef; }
+  /// Whether the definition is a row of the library or one that the application registered.
   bool IsRegistered() const noexcept { return !FOwnDef; }
 
   /// The type of the value: that of the class's property, else that of the record's member, else that of the definition. Raises
@@ -128,6 +135,7 @@ class TVqEWSData {
   /// Stores a text as it is. Of bytes, the digits behind "0x" are stored; any other text must be hexadecimal, too, and is stored as it is. A member
   /// that is no simple type raises "The property "%s" cannot be written as a string!".
   void SetAsString(const string& AValue);
+  /// Stores the value's text; a zero and a false are stored, too.
   void SetAsBoolean(bool AValue);
   void SetAsInteger(std::int32_t AValue);
   /// UTC.
@@ -146,10 +154,12 @@ class TVqEWSData {
 
   // ---- Serialisation: of the value's element ----
 
+  /// The value's element as text, and the other way round. Raise a plain exception for a format that is none.
   string Serialize(TVqDataSerializationFormatType AFormat);
   void Deserialize(TVqDataSerializationFormatType AFormat, const string& AText);
   /// The markup of the value's element.
   string AsXML(const string& ATargetNamespace = {}, bool AExcludeNamespaces = false);
+  /// As `Serialize` with dsfJSON.
   string AsJSON();
 
   // ---- For lists ----
@@ -162,6 +172,10 @@ class TVqEWSData {
  protected:
   /// Whether a missing value is asked for before it is made.
   virtual bool AsksForValue() const noexcept { return true; }
+  /// The value's element in the current tree as it stands; empty when it is missing.
+  virtual IVqDOMElement Find();
+  /// Makes the value's element below the object's.
+  virtual IVqDOMElement MakeValueNode(const IVqDOMElement& AObject);
 
   /// The list; raises when the object was discarded.
   TVqEWSBaseDataList& Owner() const;
@@ -175,7 +189,6 @@ class TVqEWSData {
   void UseProp(PVqEWSPropDef APropDef);
   void UseField(const TVqEWSFieldDef& AFieldDef);
   IVqDOMElement Select(const IVqDOMElement& ARoot) const;
-  IVqDOMElement MakeValueNode(const IVqDOMElement& AObject);
   string FieldURIText() const;
   IVqDOMElement RequiredNode();
   [[noreturn]] void RaiseWrongType(std::string_view AExpected);

@@ -11,6 +11,8 @@
 
 namespace velmore {
 
+class TVqEWSTableCells;
+
 /// A value of the current row: a cursor without change tracking that never asks the server. What the row lacks is made
 /// empty in the page, so that reading it gives empty text. See TVqEWSData for what it owns, costs and raises.
 class TVqEWSField : public TVqEWSData {
@@ -19,6 +21,14 @@ class TVqEWSField : public TVqEWSData {
 
  protected:
   bool AsksForValue() const noexcept override { return false; }
+  IVqDOMElement Find() override;
+  IVqDOMElement MakeValueNode(const IVqDOMElement& AObject) override;
+
+ private:
+  friend class TVqEWSTableCells;
+
+  TVqEWSTableCells* FCells = nullptr;  // of the table, if they tell where the column stands
+  std::size_t FColumn = 0;
 };
 
 /// The columns that a table asks for, in the order in which they were added.
@@ -27,6 +37,7 @@ class TVqEWSField : public TVqEWSData {
 class TVqEWSFields : public TVqEWSDataList<TVqEWSField> {
  public:
   using TVqEWSDataList::TVqEWSDataList;
+  using TVqEWSDataList::Version;
 
   /// Adds a column. Raises EListError when there is one for the same property.
   TVqEWSField& Add(const TVqEWSFieldDef& AFieldDef) { return AddItem(AFieldDef); }

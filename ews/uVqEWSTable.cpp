@@ -1,6 +1,7 @@
 #include "ews/uVqEWSTable.h"
 
 #include "ews/uVqEWSRestrictions.h"
+#include "ews/uVqEWSTableCells_p.h"
 #include "ews/uVqEWSWellKnownSets_p.h"
 #include "platform/xml/uVqXMLDOMAccess_p.h"
 #include "platform/xml/uVqXMLUtils.h"
@@ -9,14 +10,20 @@ namespace velmore {
 
 TVqEWSTable::TVqEWSTable(TVqComponent* ACreator, bool APagedDataSupported)
     : TVqEWSObject(ACreator, true),
+      FCells(std::make_unique<TVqEWSTableCells>()),
       FFields(std::make_unique<TVqEWSFields>(
           this, [this](TVqEWSGetDataElmSource source, bool raiseError) { return GetRowData(source, raiseError); })),
       FPagedDataSupported(APagedDataSupported) {}
 
 TVqEWSTable::~TVqEWSTable() = default;
 
-void TVqEWSTable::SetActive(bool AValue) {
+void TVqEWSTable::LeaveRow() {
   FRowElm.reset();
+  FCells->Forget();
+}
+
+void TVqEWSTable::SetActive(bool AValue) {
+  LeaveRow();
   FPageOffset = 0;
   FRecordCount = 0;
   FLastPage = false;
@@ -37,7 +44,7 @@ void TVqEWSTable::SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot) {
   const string last = page.GetAttribute("IncludesLastItemInRange");
   const bool lastPage = !last.empty() && VqXMLToBool(last);
   // From here on nothing raises: a page that cannot be read leaves the old one in place.
-  FRowElm.reset();
+  LeaveRow();
   FRoot = std::move(ARoot);
   FRowsElm = FRoot->AsElement();
   FRows = FRowsElm.GetChildElements();
@@ -58,12 +65,12 @@ std::int32_t TVqEWSTable::RowCount() const {
 }
 
 void TVqEWSTable::Open() {
-  FRowElm.reset();
+  LeaveRow();
   if (!GetActive()) SetActive(true);
 }
 
 void TVqEWSTable::Next() {
-  FRowElm.reset();
+  LeaveRow();
   ++FRow;
   FPageEOF = FRow == RowCount();
   if (!FPageEOF) return;
@@ -72,7 +79,7 @@ void TVqEWSTable::Next() {
 }
 
 void TVqEWSTable::First() {
-  FRowElm.reset();
+  LeaveRow();
   // Compared with the page size and not with 0: after the first page the offset is the page size.
   if (!GetActive() || FPageOffset - FMaxEntriesPerPage > 0) return SetActive(true);
   FPageEOF = RowCount() == 0;
@@ -110,6 +117,7 @@ TVqXMLSchemaElement* TVqEWSTable::GetRowData(TVqEWSGetDataElmSource ASource, boo
     return nullptr;
   }
   if (!FRowElm) FRowElm = MakeRowRecord();
+  if (!FCells->Valid()) FCells->Find(FRowElm->AsElement(), *FFields);
   return FRowElm.get();
 }
 

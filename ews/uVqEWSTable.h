@@ -10,6 +10,8 @@
 
 namespace velmore {
 
+class TVqEWSTableCells;
+
 /// Base of all tables.
 ///
 /// Owns the current page and the columns; lives by its reference count and keeps its folder alive. One thread at a time. Raises what the server
@@ -38,6 +40,7 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   std::int32_t GetRecordCount() const noexcept { return FRecordCount; }
 
  protected:
+  /// False for a table that the server gives in one page.
   TVqEWSTable(TVqComponent* ACreator, bool APagedDataSupported);
   ~TVqEWSTable() override;
 
@@ -49,11 +52,14 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   TVqXMLSchemaElement* GetRowData(TVqEWSGetDataElmSource ASource, bool ARaiseError);
   /// The element of the current row; empty when there is none.
   IVqDOMElement GetRowElement() const;
+  /// The place of the page's first row among all rows, from 0.
   std::int32_t GetPageOffset() const noexcept { return FPageOffset; }
+  /// The filter of the next request; empty for none.
   const TVqRef<IVqEWSRestriction>& GetRestriction() const noexcept { return FRestriction; }
 
  private:
   std::unique_ptr<TVqXMLSchemaElement> MakeRowRecord();
+  void LeaveRow();
   void FindNamedSets(const IVqDOMElement& ARow);
   bool HasNamedColumns() const;
 
@@ -64,6 +70,7 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   bool FPageEOF = true;
   std::int32_t FRow = -1;
   std::unique_ptr<TVqXMLSchemaElement> FRowElm;  // made when it is asked for
+  std::unique_ptr<TVqEWSTableCells> FCells;      // of the current row
   std::unique_ptr<TVqEWSFields> FFields;
   std::int32_t FMaxEntriesPerPage = 50;
   std::int32_t FRecordCount = 0;

@@ -1,0 +1,69 @@
+#include <algorithm>
+
+#include "ews/uVqEWSFields.h"
+#include "ews/uVqEWSTableCells_p.h"
+
+namespace velmore {
+namespace {
+
+constexpr char Lower(char c) noexcept {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+}
+
+// As selections compare names: the case of ASCII letters does not count.
+bool SameName(std::string_view a, std::string_view b) noexcept {
+  return std::ranges::equal(a, b, {}, Lower, Lower);
+}
+
+bool IsPlainName(std::string_view path) noexcept {
+  const auto isPlain = [](char c) { return (Lower(c) >= 'a' && Lower(c) <= 'z') || (c >= '0' && c <= '9'); };
+  return !path.empty() && std::ranges::all_of(path, isPlain);
+}
+
+}  // namespace
+
+void TVqEWSTableCells::Find(const IVqDOMElement& ARow, TVqEWSFields& AFields) {
+  if (FVersion != AFields.Version()) TakeColumns(AFields);
+  FCells.assign(FNames.size(), {});
+  std::size_t place = 0;
+  for (detail::TVqRawElement child = detail::TVqRawElement(ARow).FirstChild(); child; child = child.Next()) {
+    const std::size_t column = ColumnOf(child.LocalName(), FBehind[place]);
+    if (column == kNone) continue;
+    if (!FCells[column]) FCells[column] = child;
+    FBehind[place] = column;
+    place = column + 1;
+  }
+  FDocument = ARow.GetOwnerDocument();
+  FStructure = FDocument.GetStructureCount();
+}
+
+std::size_t TVqEWSTableCells::ColumnOf(std::string_view AName, std::size_t AExpected) const noexcept {
+  if (AExpected < FNames.size() && FNames[AExpected] == AName) return AExpected;
+  for (std::size_t i = 0; i < FNames.size(); ++i) {
+    if (SameName(FNames[i], AName)) return i;
+  }
+  return kNone;
+}
+
+void TVqEWSTableCells::TakeColumns(TVqEWSFields& AFields) {
+  FNames.clear();
+  for (std::int32_t i = 0; i < AFields.Count(); ++i) {
+    TVqEWSField& field = AFields.GetItem(i);
+    std::string path = field.GetPath().utf8();
+    // The element that an indexed field makes stands below the one that its path finds.
+    if (field.GetURIType() != fdtField || !IsPlainName(path)) continue;
+    field.FCells = this;
+    field.FColumn = FNames.size();
+    FNames.push_back(std::move(path));
+  }
+  FBehind.resize(FNames.size() + 1);
+  for (std::size_t i = 0; i < FBehind.size(); ++i) FBehind[i] = i;
+  FVersion = AFields.Version();
+}
+
+void TVqEWSTableCells::Set(std::size_t AColumn, const IVqDOMElement& AElement) noexcept {
+  FCells[AColumn] = detail::TVqRawElement(AElement);
+  FStructure = FDocument.GetStructureCount();
+}
+
+}  // namespace velmore
