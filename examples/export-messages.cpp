@@ -9,7 +9,6 @@
 
 #include "ews/VelmoreEWS.h"
 #include "ews/uVqEWSPropsFLD.h"
-#include "platform/common/uVqSerializer.h"
 #include "support/ExampleServer.h"
 
 using namespace velmore;
@@ -46,8 +45,7 @@ int main(int argc, char** argv) try {
 
   const std::filesystem::path target = server.Option("to", "export");
   std::filesystem::create_directories(target);
-  const auto name = VqTextToEnum<TDistinguishedFolderIdName>(server.Option("folder", "inbox"));
-  auto folder = session.OpenDefaultMsgStore()->GetFolder(name, "");
+  auto folder = session.OpenDefaultMsgStore()->GetFolder(server.Folder(), "");
   auto items = folder->GetItems();
   for (auto* field : {&FLD_ITEM_DATETIMERECEIVED, &FLD_ITEM_SUBJECT}) items->GetFields().Add(*field);
   items->SetMaxEntriesPerPage(500);

@@ -7,7 +7,6 @@
 
 #include "ews/VelmoreEWS.h"
 #include "ews/uVqEWSPropsFLD.h"
-#include "platform/common/uVqSerializer.h"
 #include "platform/xml/uVqXMLUtils.h"
 #include "support/ExampleServer.h"
 
@@ -82,8 +81,7 @@ int main(int argc, char** argv) try {
   server.Configure(session);
   session.SetActive(true);
 
-  const auto name = VqTextToEnum<TDistinguishedFolderIdName>(server.Option("folder", "inbox"));
-  auto folder = session.OpenDefaultMsgStore()->GetFolder(name, "");
+  auto folder = session.OpenDefaultMsgStore()->GetFolder(server.Folder(), "");
   auto items = folder->GetItems();
   for (const TColumn& column : kColumns) items->GetFields().Add(column.Field);
   auto all = Supports<IVqEWSRestrictionAnd>(items->CreateRestriction(rtAnd));
@@ -99,7 +97,9 @@ int main(int argc, char** argv) try {
   for (items->Open(); !items->Eof(); items->Next()) {
     for (const TColumn& column : kColumns) {
       const auto width = static_cast<std::size_t>(column.Width);
-      const string text = items->FieldByName(column.Field).GetAsString().Copy(0, width - 2);
+      // Not every kind of item has every column.
+      const string text =
+          items->HasField(column.Field) ? items->FieldByName(column.Field).GetAsString().Copy(0, width - 2) : string();
       std::cout << text << std::string(width - text.Length(), ' ');
     }
     std::cout << '\n';

@@ -10,6 +10,7 @@
 #endif
 
 #include "ews/uVqEWS.h"
+#include "platform/common/uVqSerializer.h"
 #include "simulator/simulator.h"
 
 namespace {
@@ -100,6 +101,15 @@ std::string ExampleServer::Option(const std::string& name, const std::string& ot
     if (key == name) return value;
   }
   return otherwise;
+}
+
+velmore::TDistinguishedFolderIdName ExampleServer::Folder() const {
+  const std::string name = Option("folder", "inbox");
+  const auto folder = velmore::VqTextToEnum<velmore::TDistinguishedFolderIdName>(name);
+  // A text that is no name reads as the first one.
+  if (velmore::VqEnumToText(folder) != name)
+    throw velmore::EVqException("There is no folder \"" + velmore::string(name) + "\".");
+  return folder;
 }
 
 bool ExampleServer::HasOption(const std::string& name) const {

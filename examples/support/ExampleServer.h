@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "ews/uVqEWSTypes.h"
+
 namespace velmore {
 class TVqEWSCustomSession;
 }
@@ -32,6 +34,8 @@ class ExampleServer {
   bool HasOption(const std::string& name) const;
   /// All values of an option that may be given several times.
   std::vector<std::string> OptionValues(const std::string& name) const;
+  /// What --folder names, the inbox when it was left out. A name that no folder has is an error.
+  velmore::TDistinguishedFolderIdName Folder() const;
   /// Arguments that are no options.
   const std::vector<std::string>& Arguments() const { return arguments_; }
 

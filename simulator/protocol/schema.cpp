@@ -333,7 +333,7 @@ void Schema::CheckSequence(Element& element, const SchemaType& type, Checker& ch
     const bool known = there && (size || member->since <= checker.version);
     const bool in_place = known && (static_cast<std::size_t>(position) >= place ||
                                     (member->repeated && static_cast<std::size_t>(position) == seen_repeat));
-    if (known && !in_place && item && checker.accept_departures &&
+    if (known && (!in_place || i > appended_from) && item && checker.accept_departures &&
         (member->repeated || std::count_if(element.children.begin(), element.children.end(),
                                            [&](const Element& other) { return other.name == child.name; }) == 1)) {
       // The client's property layer appends what is new. Only the end of an item may be out of order.
@@ -374,8 +374,8 @@ void Schema::CheckSequence(Element& element, const SchemaType& type, Checker& ch
 void Schema::CheckAttributes(const Element& element, const SchemaType& type, Checker& checker) const {
   for (const auto& [name, value] : element.attributes) {
     if (name.find(':') != std::string::npos) continue;
-    const auto found =
-        std::find_if(type.attributes.begin(), type.attributes.end(), [&](const Member& m) { return m.name == name; });
+    const auto found = std::find_if(type.attributes.begin(), type.attributes.end(),
+                                    [&name = name](const Member& m) { return m.name == name; });
     if (found == type.attributes.end()) {
       if (name == "FieldIndex" && type.name == "PathToField" && checker.accept_departures) {
         ++checker.departures["IndexedFieldAsFieldURI"];

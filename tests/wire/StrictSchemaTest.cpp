@@ -3,14 +3,11 @@
 // The simulator is told to refuse the library's own forms. In addition everything that was sent is validated against the published schema itself, when
 // the variable VELMORE_EWS_SCHEMA names a folder with it (messages.xsd, types.xsd and an envelope that ties them together, soap-envelope.xsd).
 
-#include <libxml/xmlschemas.h>
-
-#include <cstdlib>
-
 #include "ews/uVqEWSPropsEPR.h"
 #include "ews/uVqEWSPropsMFLD.h"
 #include "ews/uVqEWSPropsMPR.h"
 #include "tests/wire/SaveTestSupport.h"
+#include "tests/wire/WireFormsTestSupport.h"
 
 namespace velmore::testing {
 namespace {
@@ -21,44 +18,6 @@ simulator::Options Refusing(const std::string& version) {
   return options;
 }
 
-// ---- The published schema
-
-void Collect(void* problems, const xmlError* error) {
-  *static_cast<std::string*>(problems) += error->message ? error->message : "?";
-}
-// The type of the handler differs from version to version of the validator.
-void CollectAny(void* problems, xmlError* error) {
-  Collect(problems, error);
-}
-
-/// Nothing when VELMORE_EWS_SCHEMA is not set.
-xmlSchemaPtr PublishedSchema() {
-  static const xmlSchemaPtr schema = []() -> xmlSchemaPtr {
-    const char* folder = std::getenv("VELMORE_EWS_SCHEMA");
-    if (!folder || !*folder) return nullptr;
-    const xmlSchemaParserCtxtPtr parser = xmlSchemaNewParserCtxt((std::string(folder) + "/soap-envelope.xsd").c_str());
-    const xmlSchemaPtr parsed = xmlSchemaParse(parser);
-    xmlSchemaFreeParserCtxt(parser);
-    EXPECT_NE(parsed, nullptr) << "no schema in " << folder;
-    return parsed;
-  }();
-  return schema;
-}
-
-/// What the schema says against an envelope; empty when it is valid.
-std::string ProblemsOf(xmlSchemaPtr schema, const std::string& envelope) {
-  const xmlDocPtr document = xmlReadMemory(envelope.data(), static_cast<int>(envelope.size()), "request.xml", nullptr,
-                                           XML_PARSE_NONET | XML_PARSE_HUGE);
-  if (!document) return "not well-formed";
-  std::string problems;
-  const xmlSchemaValidCtxtPtr context = xmlSchemaNewValidCtxt(schema);
-  xmlSchemaSetValidStructuredErrors(context, &CollectAny, &problems);
-  if (xmlSchemaValidateDoc(context, document) != 0 && problems.empty()) problems = "invalid";
-  xmlSchemaFreeValidCtxt(context);
-  xmlFreeDoc(document);
-  return problems;
-}
-
 class StrictSchema : public SaveTest, public ::testing::WithParamInterface<const char*> {
  protected:
   StrictSchema() : SaveTest(Refusing(GetParam())) { Session().SetStrictSchema(true); }
@@ -66,16 +25,11 @@ class StrictSchema : public SaveTest, public ::testing::WithParamInterface<const
   ~StrictSchema() override {
     EXPECT_EQ(Server().GetCounters().refused, 0u);
     EXPECT_TRUE(Server().GetCounters().departures.empty());
-    const xmlSchemaPtr schema = PublishedSchema();
-    if (!schema) {
-      std::cout
-          << "[  NOTE    ] VELMORE_EWS_SCHEMA is not set: requests were not validated against the published schema.\n";
-      return;
-    }
+    if (!HasPublishedSchema()) return;
     std::size_t validated = 0;
     for (const auto& exchange : Server().Exchanges()) {
       if (exchange.operation.empty()) continue;
-      EXPECT_EQ(ProblemsOf(schema, exchange.request_body), "") << exchange.request_body;
+      EXPECT_EQ(SchemaProblemsOf(exchange.request_body), "") << exchange.request_body;
       ++validated;
     }
     EXPECT_GT(validated, 1u);
@@ -307,12 +261,11 @@ TEST_F(DefaultForm, DeparturesAreMadeByDefault) {
 }
 
 TEST_F(DefaultForm, TheValidatorRefusesIt) {
-  const xmlSchemaPtr schema = PublishedSchema();
-  if (!schema) GTEST_SKIP() << "VELMORE_EWS_SCHEMA is not set";
+  if (!HasPublishedSchema()) GTEST_SKIP() << "VELMORE_EWS_SCHEMA is not set";
   const auto mail = Mail(AddMessage("S"));
   mail->SaveChanges(soAutoResolve);
-  EXPECT_NE(ProblemsOf(schema, LastExchange("GetItem").request_body), "");
-  EXPECT_NE(ProblemsOf(schema, LastExchange("UpdateItem").request_body), "");
+  EXPECT_NE(SchemaProblemsOf(LastExchange("GetItem").request_body), "");
+  EXPECT_NE(SchemaProblemsOf(LastExchange("UpdateItem").request_body), "");
 }
 
 }  // namespace

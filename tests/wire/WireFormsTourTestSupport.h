@@ -1,0 +1,85 @@
+#pragma once
+
+// A tour over every operation that the library can send, with values by chance.
+
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ews/VelmoreEWS.h"
+#include "simulator/simulator.h"
+
+namespace velmore::testing {
+
+/// Composes requests of every operation against a simulator of one version. What is composed follows from the seed alone, so that two tours with the same
+/// seed compose the same requests, whatever the form.
+class TWireTour {
+ public:
+  /// In `strict` the simulator refuses the library's own forms, too, and what applications are asked to escape by default they do not.
+  TWireTour(const std::string& version, bool strict, unsigned seed);
+  ~TWireTour();
+
+  /// Each kind of request once, with other values at each call.
+  void Round();
+
+  /// The envelopes of all requests, in order.
+  std::vector<std::string> Requests() const;
+  /// "step: text of the exception" of steps that raised.
+  const std::vector<std::string>& Refusals() const { return FRefusals; }
+  /// How many items stand where.
+  std::string Mailboxes() const;
+  simulator::Simulator& Server() { return FServer; }
+
+ private:
+  using TMail = TVqRef<IVqEWSEMail>;
+
+  void Try(const char* step, const std::function<void()>& action);
+  unsigned Below(unsigned count) { return static_cast<unsigned>(FRandom() % count); }
+  bool Chance() { return FRandom() % 2 == 0; }
+  string Text();
+  /// A text as a restriction takes it in this form.
+  string FilterText();
+  TDateTime Time();
+  string Address();
+
+  TItemId Add(const std::string& folder, const std::string& xml);
+  TVqRef<IVqEWSFolder> Folder(TDistinguishedFolderIdName name);
+  TMail NewMail();
+  TMail OldMail();
+
+  void LogOn(bool impersonate);
+  void Activate();
+  void FillRecipients(IVqEWSRecipients& list);
+  void Change(IVqEWSItem& item);
+  void ChangeMail(IVqEWSEMail& mail);
+  void ChangeExtended(IVqEWSItem& item);
+  void Attach(IVqEWSItem& item);
+
+  void Sessions();
+  void Stores();
+  void Names();
+  void Ids();
+  void NewItems();
+  void OldItems();
+  void OtherKinds();
+  void Attachments();
+  void Reading();
+  void Sending();
+  void Folders();
+  void Tables();
+  void Filters();
+  void Impersonated();
+  TVqRef<IVqEWSRestriction> Restriction(IVqEWSTableBase& table, unsigned depth);
+
+  std::mt19937 FRandom;
+  std::string FVersion;
+  bool FStrict;
+  simulator::Simulator FServer;
+  std::unique_ptr<TVqEWSServiceSession> FSession;
+  TVqRef<IVqEWSMsgStore> FStore;
+  std::vector<std::string> FRefusals;
+};
+
+}  // namespace velmore::testing
