@@ -24,6 +24,7 @@ class TVqHTTPClientBase;
 
 /// What the server told of its version, in the header of the first reply.
 struct TServerVersionInfo {
+  /// The four numbers of "15.1.2507.6".
   std::int32_t MajorVersion = 0;
   std::int32_t MinorVersion = 0;
   std::int32_t MajorBuildNumber = 0;
@@ -35,9 +36,11 @@ struct TServerVersionInfo {
 /// The mailboxes of a session by position: the default one first, then the additional ones. Belongs to its session. Reading may run Autodiscover once.
 class TVqEWSMsgStores {
  public:
+  /// Made by its session.
   explicit TVqEWSMsgStores(TVqEWSCustomSession& AOwner) : FOwner(AOwner) {}
+  /// The default mailbox and the additional ones.
   std::int32_t Count();
-  /// Raises EListError for a position that does not exist.
+  /// The address of a mailbox, as OpenMsgStore takes it. Raises EListError for a position that does not exist.
   string GetName(std::int32_t AIndex);
 
  private:
@@ -57,6 +60,7 @@ enum TSearchScope : std::int32_t {
   scContacts,
   scContactsActiveDirectory
 };
+/// The wire texts, for VqEnumToText and its kin.
 const TVqEnumInfo& VqEnumInfoOf(TSearchScope) noexcept;
 
 /// The session.
@@ -66,11 +70,13 @@ const TVqEnumInfo& VqEnumInfoOf(TSearchScope) noexcept;
 /// and lets the transport's own pass through outside of logon.
 class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver {
  public:
+  /// `AOwner` may be empty. The destructor closes all connections, without the events of a logoff.
   explicit TVqEWSCustomSession(TVqComponent* AOwner);
   ~TVqEWSCustomSession() override;
 
   // ---- Logging on and off
 
+  /// True between logon and logoff.
   bool GetActive() const noexcept { return FActive; }
   /// True logs on: loads the profile, finds the service URL, probes the server (m:ConvertId) and settles the version of all requests and the
   /// time-zone context (m:GetServerTimeZones). False logs off. Blocks. A failed logon clears the service URL.
@@ -80,7 +86,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// TVqEWSServiceSession.
   void SetActive(bool AValue);
 
-  /// These three raise a plain exception before logon.
+  /// The version, as one of the enumeration and with its numbers. These three raise a plain exception before logon.
   TServerVersion GetServerVersion() override;
   const TServerVersionInfo& GetServerVersionInfo() const;
   /// "Exchange Server 2016 (15.1.2507.6)" and the like.
@@ -91,19 +97,23 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   // ---- Where and as whom
 
   string GetServiceURL() override { return FServiceUrl; }
+  /// The endpoint, "https://mail.example.com/EWS/Exchange.asmx".
   const string& GetServiceUrl() const noexcept { return FServiceUrl; }
   void SetServiceUrl(const string& AValue) { FServiceUrl = AValue; }
-  /// Changes of what this gives reach the clients at the next logon; SetCredentials reaches a live one at once.
+  /// As whom, by name and password or by OAuth. Changes of what a getter gives reach the clients at the next logon; the setters reach a live one at once.
   TVqCredentials& GetCredentials() override { return FCredentials; }
   void SetCredentials(const TVqCredentials& AValue);
   TVqOAuth& GetOAuth() noexcept { return FOAuth; }
   void SetOAuth(const TVqOAuth& AValue);
+  /// The address by which the service URL is looked for. The look-ups are not part of this version.
   const string& GetAutodiscoverEMail() const noexcept { return FAutodiscoverEMail; }
   /// A non-empty address clears the service URL; an empty one leaves it.
   void SetAutodiscoverEMail(const string& AValue);
   /// True while there is no service URL; false when there is no Autodiscover address; else what was set. Logon does not ask it.
   bool GetUseAutoDiscover() const;
+  /// What GetUseAutoDiscover gives when both an address and a URL are there.
   void SetUseAutoDiscover(bool AValue) { FUseAutoDiscover = AValue; }
+  /// Kept for the application; requests always name the user by the SMTP address.
   TConnectingSIDType GetConnectingSIDType() const noexcept { return FConnectingSIDType; }
   void SetConnectingSIDType(TConnectingSIDType AValue) { FConnectingSIDType = AValue; }
   /// The user that a session with the ClientCredentials grant acts as.
@@ -112,15 +122,20 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // ---- Transport
 
+  /// The "User-Agent" header. Raises EVqHTTPInvalidArgument for a line break once there is a client.
   const string& GetUserAgent() const noexcept { return FUserAgent; }
   void SetUserAgent(const string& AValue);
+  /// The proxy's address.
   const string& GetProxyServer() const noexcept { return FProxyServer; }
-  /// "host:port".
+  /// "host:port", or a list by scheme. Used when the access type is `proxy`.
   void SetProxyServer(const string& AValue);
+  /// Hosts that are reached directly, see IVqHTTPSession.
   const string& GetProxyServerBypass() const noexcept { return FProxyServerBypass; }
   void SetProxyServerBypass(const string& AValue);
+  /// Who logs on to the proxy.
   TVqCredentials& GetProxyCredentials() noexcept { return FProxyCredentials; }
   void SetProxyCredentials(const TVqCredentials& AValue);
+  /// Whether servers are reached as the machine is configured, directly or by ProxyServer.
   TVqHTTPAccessType GetAccessType() const noexcept { return FAccessType; }
   void SetAccessType(TVqHTTPAccessType AValue);
   /// Each flag lifts one check of the server's certificate. The wrong-usage flag reaches the WinHTTP client only.
@@ -132,16 +147,20 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void SetCAFile(const string& AValue) { FCAFile = AValue; }
   const string& GetCRLFile() const noexcept { return FCRLFile; }
   void SetCRLFile(const string& AValue) { FCRLFile = AValue; }
-  /// Milliseconds: connect, send, receive. Clients take them at logon.
+  /// Milliseconds: connect, send, receive, 15,000 each unless set. Clients take them at logon.
   TVqHTTPTimeOuts& GetTimeOuts() noexcept { return FTimeOuts; }
   void SetTimeOuts(const TVqHTTPTimeOuts& AValue);
+  /// Whether the session works without a desktop.
   bool GetNTService() const noexcept { return FNTService; }
   /// True uses the client without a desktop and switches both dialogs off for good; a live client of the other kind is replaced.
   virtual void SetNTService(bool AValue);
+  /// Whether a user interface may ask for a profile at logon, and for a password when the server refused. True unless
+  /// changed.
   bool GetLogonDialog() const noexcept { return FLogonDialog; }
   void SetLogonDialog(bool AValue) { FLogonDialog = AValue; }
   bool GetPasswordDialog() const noexcept { return FPasswordDialog; }
   void SetPasswordDialog(bool AValue) { FPasswordDialog = AValue; }
+  /// The window that dialogs belong to; 0 for none.
   TVqWindowHandle GetParentWnd() const noexcept { return FParentWnd; }
   void SetParentWnd(TVqWindowHandle AValue);
   /// One setting for the whole process, not for this session.
@@ -154,11 +173,14 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // ---- Profiles
 
+  /// Where profiles are kept; null for nowhere.
   TVqEWSProfileCustomContainer* GetProfileContainer() const noexcept { return FProfileContainer; }
   /// Not owned; forgotten when it goes away.
   void SetProfileContainer(TVqEWSProfileCustomContainer* AValue);
+  /// The profile that a logon loads; empty for the container's default or a choice.
   const string& GetProfileName() const noexcept { return FProfileName; }
   void SetProfileName(const string& AValue) { FProfileName = AValue; }
+  /// True keeps a logon from taking the default profile without asking.
   bool GetProfileRequired() const noexcept { return FProfileRequired; }
   void SetProfileRequired(bool AValue) { FProfileRequired = AValue; }
   /// The number of profiles; 0 without a container. `AStrings` may be empty.
@@ -172,6 +194,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   /// The Autodiscover address, else the user name, else the name of the logged-on user of the operating system.
   string GetDefaultMsgStore();
+  /// The mailboxes by position. Owned by the session.
   TVqEWSMsgStores& GetMsgStores() noexcept { return FMsgStores; }
   /// The list, which an active session with an Autodiscover address completes once in its life by what Autodiscover tells.
   TVqStrings& GetAdditionalMailboxes();
@@ -195,6 +218,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // ---- Ids (m:ConvertId) and time zones
 
+  /// Converts one id, or several, of a mailbox into another form. Raises EEWSException when the server refuses.
   TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> ConvertId(TIdFormat AFormat, const string& AId, const string& AMailbox,
                                                       TIdFormat ADestinationFormat);
   TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> ConvertId(const TVqEwsAlternateIds& ASourceIds,
@@ -219,6 +243,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // ---- Events
 
+  /// On the thread that logs on or off, with the session as their sender. What AfterLogon raises comes out of
+  /// SetActive; the session is logged on then.
   void SetAfterLogon(TVqNotifyEvent AValue) { FAfterLogon = std::move(AValue); }
   void SetBeforeLogoff(TVqNotifyEvent AValue) { FBeforeLogoff = std::move(AValue); }
   void SetAfterLogoff(TVqNotifyEvent AValue) { FAfterLogoff = std::move(AValue); }
@@ -226,6 +252,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
  protected:
   // Hooks of a subclass with a user interface.
+  /// True before the server is looked for and probed, false afterwards. Here: does nothing.
   virtual void SetWaitCursor(bool AValue);
   /// The name of a new profile. Here: raises EEWSException "Failed to create a profile!".
   virtual string CreateProfile(const string& AName);
@@ -325,6 +352,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 /// The session of a program without a desktop: no dialogs, the WinHTTP client.
 class TVqEWSServiceSession : public TVqEWSCustomSession {
  public:
+  /// `AOwner` may be empty.
   explicit TVqEWSServiceSession(TVqComponent* AOwner = nullptr);
   /// Accepts only true; false raises a plain exception with an empty message.
   void SetNTService(bool AValue) override;

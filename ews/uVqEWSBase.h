@@ -13,6 +13,7 @@ namespace velmore {
 /// Owns the time-zone table, the exchange cookie and the access token. No copies. One thread at a time. See each operation for what it raises.
 class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
  public:
+  /// `AOwner` may be empty.
   explicit TVqEWSBaseSession(TVqComponent* AOwner);
 
   // The order of these operations differs from the interface's (which puts the service URL first) and stays so.
@@ -32,7 +33,9 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
   /// Whether requests are brought into the form that the published schema has.
   virtual bool GetStrictSchema() const { return false; }
 
+  /// What binds the session to one server of a farm; empty before the first reply that brought it.
   const string& GetExchangeCookie() const noexcept { return FExchangeCookie; }
+  /// The token of the last logon with OAuth.
   const TVqOAuthAccessToken& GetAccessToken() const noexcept { return FAccessToken; }
 
   /// The table of Windows time zones, in its own order.
@@ -59,9 +62,12 @@ class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
   /// raises a plain exception.
   TVqEWSObject(TVqComponent* ACreator, bool AKeepCreatorAlive);
 
+  /// A framed request; goes outward along the creators to the session, and each may add to it. Raises as
+  /// IVqEWSSession::CreateRequest, and when the session is gone.
   virtual TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
                                                const string& AResponseName);
   TItemId GetID() override { return FID; }
+  /// Sets the id that GetID gives. Asks nothing of the server.
   virtual void SetId(const TItemId& AId) { FID = AId; }
 
   TVqComponent* GetCreatedBy() override { return FCreatedBy; }
@@ -99,6 +105,7 @@ class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
 /// object; raises a plain exception then.
 class TVqEWSObjectSession : public TVqObject, public virtual IVqEWSSession {
  public:
+  /// `AObject` is looked at until Forget.
   explicit TVqEWSObjectSession(TVqEWSObject& AObject) : FObject(&AObject) {}
   /// To be called before the object goes.
   void Forget() noexcept { FObject = nullptr; }

@@ -18,16 +18,18 @@ class TVqEWSCategory {
   /// From an element of the categories list: the attributes "name", "color" and "keyboardShortcut".
   explicit TVqEWSCategory(const IVqDOMElement& AElement);
 
+  /// The name by which items carry the category.
   const string& GetName() const noexcept { return FName; }
   /// 0x00BBGGRR: red in the lowest byte. White for a number that is none of the 25 colours.
   std::uint32_t GetColor() const noexcept { return FColor; }
   /// Ctrl and F2 to F12 as 0x4071 to 0x407B, or 0.
   std::uint16_t GetShortCut() const noexcept { return FShortCut; }
+  /// Change the values in memory; the element stays as it was.
   void SetName(const string& AValue) { FName = AValue; }
   void SetColor(std::uint32_t AValue) noexcept { FColor = AValue; }
   void SetShortCut(std::uint16_t AValue) noexcept { FShortCut = AValue; }
 
-  // Of the element that the category was read from. Deserialize reads the values again.
+  /// Of the element that the category was read from. Deserialize reads the values again.
   string Serialize(TVqDataSerializationFormatType AFormat) const;
   void Deserialize(TVqDataSerializationFormatType AFormat, const string& AText);
   string AsXML(const string& ATargetNamespace = {}, bool AExcludeNamespaces = false) const;

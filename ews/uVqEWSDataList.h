@@ -32,8 +32,10 @@ class TVqEWSBaseDataList {
 
   /// The published properties of the owner's class. Raises EAssertionFailed when the list was made without an owner.
   const TVqEWSMemberTable& CreatorTable() const;
+  /// Gives the object's records.
   const TVqEWSGetDataElm& GetData() const noexcept { return FData; }
 
+  /// As the record's operations of these names: TVqXMLSchemaElement.
   string Serialize(TVqDataSerializationFormatType AFormat) const;
   void Deserialize(TVqDataSerializationFormatType AFormat, const string& AText);
   string AsXML(const string& ATargetNamespace = {}, bool AExcludeNamespaces = false) const;
@@ -43,13 +45,16 @@ class TVqEWSBaseDataList {
   /// The current record; raises a plain exception when there is none.
   TVqXMLSchemaElement& CurrentRecord() const;
 
+  /// Raise EListError or plain exceptions with the texts of the lists.
   [[noreturn]] static void RaiseNotFound();
   [[noreturn]] static void RaiseNotFound(const string& AValue);
   [[noreturn]] static void RaiseNoPosition(std::int64_t AIndex);
   [[noreturn]] static void RaiseDuplicate(const string& APath);
   /// The position that a value of run time stands for; raises RaiseNotFound for what is no integer.
   static std::int64_t PositionOf(const TVqVariant& AValue);
+  /// The owner for a class that publishes no properties.
   static const IVqEWSFieldSource& NoMembers();
+  /// The property of a field; raises a plain exception when it has none.
   static PVqEWSPropDef DefinitionOf(const TVqEWSFieldDef& AFieldDef);
 
  private:
@@ -66,6 +71,7 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
  public:
   using TVqEWSBaseDataList::TVqEWSBaseDataList;
 
+  /// Number of entries. May rebuild the list where the entries follow the object.
   virtual std::int32_t Count() { return Size(); }
 
   // ---- Adding ----
@@ -100,6 +106,7 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
 
   // ---- Getting: raises "The requested item (%s) could not be found!" when absent ----
 
+  /// By path, by position from 0 (EListError outside) or by definition. Raises when it is absent.
   T& GetItem(const string& APath) { return GetByPath(APath); }
   T& GetItem(const char* APath) { return GetByPath(string(APath)); }
   T& GetItem(std::integral auto AIndex) { return *FindAt(static_cast<std::int64_t>(AIndex)); }
@@ -139,14 +146,17 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
     RaiseNotFound(APropDef.PropDefName.ToString());
   }
 
+  /// Number of entries as they are.
   std::int32_t Size() const noexcept { return static_cast<std::int32_t>(FItems.size()); }
   /// Without handing it out.
   T* Find(const string& APath) const {
     const auto found = FPositions.find(APath);
     return found == FPositions.end() ? nullptr : FItems[found->second].Item.get();
   }
+  /// By position, which must be there.
   T& At(std::int32_t AIndex) const { return *FItems[static_cast<std::size_t>(AIndex)].Item; }
 
+  /// A new entry that is not in the list yet.
   std::unique_ptr<T> Make(const auto& ADefinition) { return std::make_unique<T>(*this, GetData(), ADefinition); }
   /// Appends an entry, without handing it out.
   T& Store(std::unique_ptr<T> AItem) {

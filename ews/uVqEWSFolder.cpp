@@ -241,7 +241,8 @@ TItemId TVqEWSFolder::ImportItem(TVqStream& AStream, TVqEWSMessageFlags AFlags) 
     uri.SetAttribute("PropertyType", "Integer");
     property.AddElement("t:Value").SetText(flags);
   }
-  // The message is text on its way: bytes that are no UTF-8 arrive as U+FFFD.
+  // The stream is read whole. The message is text on its way: bytes that are no UTF-8 arrive as U+FFFD.
+  AStream.SetPosition(0);
   std::string bytes = AStream.ReadAll();
   if (!VqIsUtf8(bytes)) bytes = string(bytes).utf8();
   mime.SetText(VqBase64Encode(bytes));
@@ -261,8 +262,6 @@ void TVqEWSCalendarFolder::DeleteItem(const TItemId& AItemId, TVqEWSFolderDelete
 }
 
 string TVqEWSCalendarFolder::CancellationText() {
-  if (FSendMeetingCancellations > smiocSendToAllAndSaveCopy)
-    throw EVqException("A deletion cannot announce itself to some attendees only.");
   return VqEnumToText(FSendMeetingCancellations);
 }
 
@@ -282,6 +281,8 @@ void TVqEWSCalendarFolder::DeleteMeeting(const TEwsItemId& AItemId, TVqEWSFolder
 
 void TVqEWSCalendarFolder::DeleteMeeting(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType,
                                          TSendMeetingCancellations ASendMeetingCancellations) {
+  if (ASendMeetingCancellations > smiocSendToAllAndSaveCopy)
+    throw EVqException("A deletion cannot announce itself to some attendees only.");
   FSendMeetingCancellations = ASendMeetingCancellations;
   DeleteItem(AItemId, ADeleteType);
 }

@@ -102,6 +102,7 @@ class TVqEWSCalendarFolder : public TVqEWSFolder, public virtual IVqEWSCalendarF
 /// The subfolders of a folder (m:FindFolder). See TVqEWSTable.
 class TVqEWSFolders : public TVqEWSTable, public virtual IVqEWSFolders {
  public:
+  /// The table of the subfolders of that folder; asks nothing until it is opened.
   TVqEWSFolders(TVqComponent* ACreator, const TItemId& AParentFolderId);
 
   TSetFolderFieldType FolderFieldType() override;
@@ -119,11 +120,13 @@ class TVqEWSFolders : public TVqEWSTable, public virtual IVqEWSFolders {
 /// The items of a folder (m:FindItem). See TVqEWSTable.
 class TVqEWSItems : public TVqEWSTable, public virtual IVqEWSItems {
  public:
+  /// The table of the items of that folder; asks nothing until it is opened.
   TVqEWSItems(TVqComponent* ACreator, const TItemId& AParentFolderId) : TVqEWSItems(ACreator, AParentFolderId, true) {}
 
   TItemId GetItemId() override;
 
  protected:
+  /// False for a table that the server gives in one page.
   TVqEWSItems(TVqComponent* ACreator, const TItemId& AParentFolderId, bool APagedDataSupported);
   ~TVqEWSItems() override = default;
   void GetNextPage() override;
@@ -139,6 +142,7 @@ class TVqEWSItems : public TVqEWSTable, public virtual IVqEWSItems {
 /// The items of a calendar folder between two points in time, one page.
 class TVqEWSCalendarView : public TVqEWSItems {
  public:
+  /// The window is set by the folder; without one it gives an ordinary page.
   TVqEWSCalendarView(TVqComponent* ACreator, const TItemId& AParentFolderId)
       : TVqEWSItems(ACreator, AParentFolderId, false) {}
 

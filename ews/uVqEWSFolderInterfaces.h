@@ -7,6 +7,8 @@
 ///     items->GetFields().Add(FLD_ITEM_SUBJECT);
 ///     for (items->Open(); !items->Eof(); items->Next()) std::cout <<
 ///     items->FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
+///
+/// Who owns what, which thread may call and what is raised: see the head of uVqEWSInterfaces.h.
 
 #include "ews/uVqEWSItemInterfaces.h"
 #include "platform/xml/uVqXMLUtils.h"
@@ -27,6 +29,7 @@ enum TVqEWSFolderDeleteType : std::int32_t { dtHardDelete, dtSoftDelete, dtMoveT
 
 /// Flags of an imported message. As bits on the wire: read 1, unmodified 2, unsent 8, from me 32.
 enum TVqEWSMessageFlag : std::int32_t { msgflgRead, msgflgUnmodified, msgflgUnsent, msgflgFromMe };
+/// Several of them.
 using TVqEWSMessageFlags = TVqSet<TVqEWSMessageFlag>;
 
 /// Whom a saved or deleted meeting is announced to; the wire text is the name without "smioc".
@@ -40,6 +43,7 @@ enum TSendMeetingInvitationsOrCancellations : std::int32_t {
 /// The first three of them: what a deletion can announce.
 using TSendMeetingCancellations = TSendMeetingInvitationsOrCancellations;
 
+/// The kinds of restrictions, and the interface of each: `rtAnd` has IVqEWSRestrictionAnd, and so on.
 enum TVqEWSRestrictionType : std::int32_t {
   rtAnd,
   rtOr,
@@ -50,6 +54,7 @@ enum TVqEWSRestrictionType : std::int32_t {
   rtBitmask,
   rtContent
 };
+/// How a field stands to a value. The wire text is the name without "op".
 enum TVqEWSRestrictionOperator : std::int32_t {
   opIsEqualTo,
   opIsNotEqualTo,
@@ -58,9 +63,9 @@ enum TVqEWSRestrictionOperator : std::int32_t {
   opIsLessThan,
   opIsLessThanOrEqualTo,
 };
-/// The wire text is the name without "cm".
+/// How much of the field the text must be. The wire text is the name without "cm".
 enum TVqEWSContainmentMode : std::int32_t { cmFullString, cmPrefixed, cmSubstring, cmPrefixOnWords, cmExactPhrase };
-/// The wire text is the name without "cc".
+/// Which differences do not count. The wire text is the name without "cc".
 enum TVqEWSContainmentComparison : std::int32_t {
   ccExact,
   ccIgnoreCase,
@@ -68,7 +73,7 @@ enum TVqEWSContainmentComparison : std::int32_t {
   ccIgnoreCaseAndNonSpacingCharacters
 };
 
-// Their wire texts, for VqEnumToText.
+/// The wire texts of these enumerations, for VqEnumToText and its kin.
 const TVqEnumInfo& VqEnumInfoOf(TVqEWSFolderDeleteType) noexcept;
 const TVqEnumInfo& VqEnumInfoOf(TSendMeetingInvitationsOrCancellations) noexcept;
 const TVqEnumInfo& VqEnumInfoOf(TVqEWSRestrictionOperator) noexcept;
@@ -78,6 +83,7 @@ const TVqEnumInfo& VqEnumInfoOf(TVqEWSContainmentComparison) noexcept;
 /// A node of a server-side filter. Made by CreateRestriction of a table, which it does not keep alive: keep the table.
 class IVqEWSRestriction : public virtual IVqEWSObject {
  public:
+  /// Which of the interfaces below it has.
   virtual TVqEWSRestrictionType GetRestrictionType() = 0;
   /// Writes the node and everything below it. A child or field that was never set raises a plain exception.
   virtual void SaveToStream(TVqStringStream& AStream) = 0;
@@ -89,6 +95,7 @@ class IVqEWSRestriction : public virtual IVqEWSObject {
 /// And, Or: any number of children.
 class IVqEWSRestrictionList : public virtual IVqEWSRestriction {
  public:
+  /// Adds a child; the list keeps it. Raises a plain exception for an empty reference.
   virtual void AddRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
   /// Removes the child; nothing happens when it is none.
   virtual void RemoveRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
@@ -96,17 +103,21 @@ class IVqEWSRestrictionList : public virtual IVqEWSRestriction {
  protected:
   ~IVqEWSRestrictionList() = default;
 };
+/// All children hold (t:And).
 class IVqEWSRestrictionAnd : public virtual IVqEWSRestrictionList {
  protected:
   ~IVqEWSRestrictionAnd() = default;
 };
+/// Any child holds (t:Or).
 class IVqEWSRestrictionOr : public virtual IVqEWSRestrictionList {
  protected:
   ~IVqEWSRestrictionOr() = default;
 };
 
+/// The child does not hold (t:Not).
 class IVqEWSRestrictionNot : public virtual IVqEWSRestriction {
  public:
+  /// The child, in place of an earlier one; kept.
   virtual void SetRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
 
  protected:
@@ -116,6 +127,7 @@ class IVqEWSRestrictionNot : public virtual IVqEWSRestriction {
 /// A restriction on one field. Keeps the address of the definition, which must outlive it: rows of the tables do.
 class IVqEWSRestrictionField : public virtual IVqEWSRestriction {
  public:
+  /// The field; null before it is set.
   virtual const TVqEWSFieldDef* GetFieldDef() = 0;
   virtual void SetFieldDef(const TVqEWSFieldDef& AValue) = 0;
 
@@ -123,7 +135,7 @@ class IVqEWSRestrictionField : public virtual IVqEWSRestriction {
   ~IVqEWSRestrictionField() = default;
 };
 
-/// The field is there.
+/// The field is there (t:Exists).
 class IVqEWSRestrictionExists : public virtual IVqEWSRestrictionField {
  protected:
   ~IVqEWSRestrictionExists() = default;
@@ -133,8 +145,10 @@ class IVqEWSRestrictionExists : public virtual IVqEWSRestrictionField {
 /// "&") is the application's to escape, unless the session's StrictSchema is on.
 class IVqEWSRestrictionCompare : public virtual IVqEWSRestrictionField {
  public:
+  /// How the field stands to the value; equal at first.
   virtual TVqEWSRestrictionOperator GetCompareOperator() = 0;
   virtual void SetCompareOperator(TVqEWSRestrictionOperator AValue) = 0;
+  /// The value; its text in the request is that of VqVariantToXML.
   virtual const TVqVariant& GetValue() = 0;
   virtual void SetValue(const TVqVariant& AValue) = 0;
 
@@ -145,8 +159,10 @@ class IVqEWSRestrictionCompare : public virtual IVqEWSRestrictionField {
 /// One field against another.
 class IVqEWSRestrictionCompareFields : public virtual IVqEWSRestriction {
  public:
+  /// How the first field stands to the second; equal at first.
   virtual TVqEWSRestrictionOperator GetCompareOperator() = 0;
   virtual void SetCompareOperator(TVqEWSRestrictionOperator AValue) = 0;
+  /// The two fields; null before they are set. Their definitions must outlive the restriction.
   virtual const TVqEWSFieldDef* GetFieldDef1() = 0;
   virtual void SetFieldDef1(const TVqEWSFieldDef& AValue) = 0;
   virtual const TVqEWSFieldDef* GetFieldDef2() = 0;
@@ -156,9 +172,10 @@ class IVqEWSRestrictionCompareFields : public virtual IVqEWSRestriction {
   ~IVqEWSRestrictionCompareFields() = default;
 };
 
-/// None of the mask's bits is set in the field. The low 32 bits go to the server.
+/// None of the mask's bits is set in the field (t:Excludes). The low 32 bits go to the server.
 class IVqEWSRestrictionBitMask : public virtual IVqEWSRestrictionField {
  public:
+  /// The mask; 0 at first.
   virtual std::uintptr_t GetBitMask() = 0;
   virtual void SetBitMask(std::uintptr_t AValue) = 0;
 
@@ -166,13 +183,16 @@ class IVqEWSRestrictionBitMask : public virtual IVqEWSRestrictionField {
   ~IVqEWSRestrictionBitMask() = default;
 };
 
-/// The field contains a text. The text stands between quotes as it is, see IVqEWSRestrictionCompare.
+/// The field contains a text (t:Contains). The text stands between quotes as it is, see IVqEWSRestrictionCompare.
 class IVqEWSRestrictionContent : public virtual IVqEWSRestrictionField {
  public:
+  /// How much of the field the text must be; all of it at first.
   virtual TVqEWSContainmentMode GetContainmentMode() = 0;
   virtual void SetContainmentMode(TVqEWSContainmentMode AValue) = 0;
+  /// Which differences do not count; all count at first.
   virtual TVqEWSContainmentComparison GetContainmentComparison() = 0;
   virtual void SetContainmentComparison(TVqEWSContainmentComparison AValue) = 0;
+  /// The text.
   virtual string GetValue() = 0;
   virtual void SetValue(const string& AValue) = 0;
 
@@ -184,6 +204,7 @@ class IVqEWSRestrictionContent : public virtual IVqEWSRestrictionField {
 /// ahead; only the current one is held. Records and fields of a row are valid until the cursor moves.
 class IVqEWSTableBase : public virtual IVqEWSObject {
  public:
+  /// True when a page is held.
   virtual bool GetActive() = 0;
   /// The columns to ask for; add them before Open. Owned by the table.
   virtual TVqEWSFields& GetFields() = 0;
@@ -199,6 +220,7 @@ class IVqEWSTableBase : public virtual IVqEWSObject {
   virtual void First() = 0;
   /// The next row; asks the server behind the last row of a page.
   virtual void Next() = 0;
+  /// A part for a filter of this table; asks nothing. Raises "Unsupported RestrictionType!".
   virtual TVqRef<IVqEWSRestriction> CreateRestriction(TVqEWSRestrictionType ARestrictionType) = 0;
   /// The filter of the requests to come; rows already read stay. Empty for none.
   virtual void Filter(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
@@ -230,6 +252,7 @@ class IVqEWSItems : public virtual IVqEWSTableBase {
 /// "AllProperties" gives.
 class IVqEWSFolders : public virtual IVqEWSTableBase {
  public:
+  /// The kind of the current row's folder.
   virtual TSetFolderFieldType FolderFieldType() = 0;
 
  protected:
@@ -239,13 +262,19 @@ class IVqEWSFolders : public virtual IVqEWSTableBase {
 /// A folder as it was when it was loaded; a new object is the way to fresh numbers.
 class IVqEWSFolder : public virtual IVqEWSPropObject {
  public:
+  /// The store that the folder was reached through; empty when there is none.
   virtual TVqRef<IVqEWSObject> GetMsgStore() = 0;
+  /// The folder around it, as loaded.
   virtual TItemId GetParentFolderId() = 0;
+  /// Its kind: of messages, calendar, contacts, tasks, a search.
   virtual TSetFolderFieldType GetFolderFieldType() = 0;
+  /// Number of subfolders when it was loaded.
   virtual std::int32_t GetChildFolderCount() = 0;
+  /// The name that people see, in their language.
   virtual string GetDisplayName() = 0;
-  /// Owned by the folder.
+  /// What the user may do with it. Owned by the folder.
   virtual TEwsEffectiveRights& GetEffectiveRights() = 0;
+  /// Number of items when it was loaded, and of those that nobody has read.
   virtual std::int32_t GetTotalCount() = 0;
   virtual std::int32_t GetUnreadCount() = 0;
   /// Changes the name in memory only: folders cannot be saved.
@@ -277,7 +306,7 @@ class IVqEWSFolder : public virtual IVqEWSPropObject {
   virtual void DeleteItem(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) = 0;
   /// Stores a MIME message (m:CreateItem) and gives the new item's id. Without flags a message in the drafts counts as
   /// unsent. `ASharingMode` is the open and sharing mode of the file, as the Windows API takes it; other systems do not
-  /// use it.
+  /// use it. A stream is read whole, whatever its position.
   virtual TItemId ImportItem(const string& AFileName, std::uint16_t ASharingMode, TVqEWSMessageFlags AFlags) = 0;
   virtual TItemId ImportItem(TVqStream& AStream, TVqEWSMessageFlags AFlags) = 0;
 
@@ -319,7 +348,9 @@ class IVqEWSCategories : public virtual IVqObject {
  public:
   /// Owned by the list. Raises EListError outside.
   virtual TVqEWSCategory& GetCategory(std::int32_t AIndex) = 0;
+  /// Name of the category that a quick click gives.
   virtual string GetDefaultCategory() = 0;
+  /// Number of categories.
   virtual std::int32_t Count() = 0;
 
  protected:
@@ -329,14 +360,19 @@ class IVqEWSCategories : public virtual IVqObject {
 /// The out-of-office settings of a mailbox; changes live in memory until Apply. Not part of this version: nothing makes one.
 class IVqEWSOOF : public virtual IVqObject {
  public:
+  /// Off, on, or on for a time.
   virtual TOofState GetState() = 0;
+  /// Which senders outside of the organisation get an answer, and which the administrator allows at most.
   virtual TExternalAudience GetExternalAudience() = 0;
   virtual TExternalAudience GetAllowExternalOof() = 0;
-  /// Points in time are UTC.
+  /// When a timed absence ends. UTC.
   virtual TDateTime GetEndTime() = 0;
+  /// The answers to senders outside and inside the organisation, HTML or plain.
   virtual string GetExternalReply() = 0;
   virtual string GetInternalReply() = 0;
+  /// When a timed absence begins. UTC.
   virtual TDateTime GetStartTime() = 0;
+  /// Each writes what its getter reads.
   virtual void SetState(TOofState AValue) = 0;
   virtual void SetExternalAudience(TExternalAudience AValue) = 0;
   virtual void SetEndTime(TDateTime AValue) = 0;
@@ -385,6 +421,7 @@ class IVqEWSMsgStore : public virtual IVqEWSObject {
 /// A mailbox that is opened in another user's name: every request carries the user in its header.
 class IVqEWSImpersonatedMsgStore : public virtual IVqEWSMsgStore {
  public:
+  /// The SMTP address of the user in whose name requests go out.
   virtual string GetImpersonatedUser() = 0;
 
  protected:

@@ -12,6 +12,7 @@ namespace velmore {
 
 /// An id to be converted, or one that was. A plain value.
 struct TVqEwsAlternateId {
+  /// The form of the id, and the id itself.
   TIdFormat Format = ifEwsLegacyId;
   string Id;
   /// SMTP address of the mailbox.
@@ -19,6 +20,7 @@ struct TVqEwsAlternateId {
 
   friend bool operator==(const TVqEwsAlternateId&, const TVqEwsAlternateId&) = default;
 };
+/// Several ids, converted in one request.
 using TVqEwsAlternateIds = std::vector<TVqEwsAlternateId>;
 
 /// The answer of ConvertId: one response for each id that was asked for, in that order.
@@ -36,6 +38,7 @@ class TVqEwsNonEmptyArrayOfAlternateIds : public TVqObject,
                                           public TEwsNonEmptyArrayOfAlternateIds,
                                           public virtual IVqEwsNonEmptyArrayOfAlternateIds {
  public:
+  /// Over the element of the response messages.
   explicit TVqEwsNonEmptyArrayOfAlternateIds(const IVqDOMElement& AElement)
       : TEwsNonEmptyArrayOfAlternateIds(AElement) {}
 

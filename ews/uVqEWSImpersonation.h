@@ -9,6 +9,7 @@ namespace velmore {
 /// Base of other objects whose requests carry the header. See TVqEWSObject about its life.
 class TVqEWSImpersonatedObject : public TVqEWSObject {
  public:
+  /// See TVqEWSObject.
   TVqEWSImpersonatedObject(TVqComponent* ACreator, bool AKeepCreatorAlive)
       : TVqEWSObject(ACreator, AKeepCreatorAlive) {}
 

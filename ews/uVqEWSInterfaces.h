@@ -3,6 +3,14 @@
 /// What every server-side object is seen through: ids, failures, the session and the common interfaces. The interfaces
 /// of items stand in uVqEWSItemInterfaces.h, those of stores, folders and tables in uVqEWSFolderInterfaces.h,
 /// recipients in uVqEWSRecipients.h.
+///
+/// What the interfaces of all these headers have in common, unless one says otherwise:
+/// - Owns: its data; what a getter gives by reference belongs to it. An object keeps what it was reached through alive, the
+///   session aside.
+/// - Copy: none; to hold one more TVqRef costs one atomic increment.
+/// - Threads: one at a time, for the session and everything reached through it together.
+/// - Raises: EEWSException for a refusal, the exceptions of the transport, plain exceptions for misuse and once the session
+///   is gone. docs/errors.md tells all of them.
 
 #include "ews/uVqEWSTypes.h"
 #include "platform/common/uVqClasses.h"
@@ -19,7 +27,9 @@ struct TVqEWSPropDef;
 /// Names an item or a folder on the server: the opaque id, and the version stamp of the object at the time when it was
 /// read.
 struct TItemId {
+  /// The opaque id; empty for an object that the server does not know yet.
   string Id;
+  /// The version stamp; it changes with every write. May be empty where an object is only named, not changed.
   string ChangeKey;
 
   friend bool operator==(const TItemId&, const TItemId&) = default;
@@ -62,11 +72,12 @@ class EEWSServerBusy : public EEWSException, public EVqServerBusy {
   /// `ARetryAfter` in milliseconds, 0 when the server did not say.
   EEWSServerBusy(const string& AMsg, const string& AEWSErrorCode, std::int32_t ARetryAfter)
       : EEWSException(AMsg, AEWSErrorCode, 0), EVqServerBusy(ARetryAfter) {}
+  /// This exception.
   const EVqException& Failure() const noexcept override { return *this; }
 };
 
-/// The general version guard: raises a plain exception ("\"<feature>\" is not supported by <actual>. This feature
-/// requires Exchange <required>!") when `AActual` is older than `ARequired`.
+/// The general version guard, when `AActual` is older than `ARequired`. Raises a plain exception with the text
+/// `"<feature>" is not supported by <actual>. This feature requires Exchange <required>!`
 void EwsCheckVersion(TServerVersion ARequired, TServerVersion AActual, const string& AFeature);
 
 /// The session as server-side objects see it. One thread at a time; nothing is locked.

@@ -19,6 +19,7 @@ class TVqBinResponse;
 class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
  public:
   TItemId GetID() override;
+  /// Writes the id into the record, where getters and the next save find it.
   void SetId(const TItemId& AId) override;
 
   TItemType GetItemType() override { return tItem; }
@@ -109,6 +110,7 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   const TVqEWSMemberTable& MemberTable() const override;
 
  protected:
+  /// The class of the record that the item's data is read with.
   TVqEWSItemCore(TVqComponent* ACreator, const TVqXMLSchemaClass& ARecordClass);
   ~TVqEWSItemCore() override;
 
@@ -120,12 +122,15 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   /// inline attachments. Overriders call it first.
   virtual void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest);
 
+  /// The current record as an item's.
   TEwsItem& Item() const { return static_cast<TEwsItem&>(NewRecord()); }
   /// The envelope that carries the item: for a new item the request, for a loaded one the answer.
   const TVqRef<IVqSOAPEnvelope>& Envelope() const noexcept { return FItem; }
   /// The envelope as the unsent m:CreateItem; empty for any other.
   TVqRef<IVqSOAPRequest> NewItemRequest() const;
+  /// The server's version; raises when the session is gone or not logged on.
   TServerVersion ServerVersion() const { return ActiveSession().GetServerVersion(); }
+  /// Raises a plain exception when the server is older.
   void NeedsVersion(TServerVersion ARequired, const char* AFeature) const;
   /// Makes the attachments' part of a save; after the item, before the reload.
   void SaveAttachments();
@@ -163,9 +168,11 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
 template <typename T>
 class TVqEWSBaseItem : public TVqEWSItemCore {
  protected:
+  /// Loads nothing yet: the derived constructor calls Initialize.
   explicit TVqEWSBaseItem(TVqComponent* ACreator) : TVqEWSItemCore(ACreator, T::SchemaClass()) {}
   ~TVqEWSBaseItem() override = default;
 
+  /// The current record, and the one as loaded, as a T.
   T& NewData() const { return static_cast<T&>(NewRecord()); }
   T& OldData() const { return static_cast<T&>(OldRecord()); }
 };
@@ -183,10 +190,12 @@ class TVqEWSItem : public TVqEWSBaseItem<TEwsItem> {
 /// A reply whose first "MimeContent" never becomes part of the tree: it is cut out of the bytes, and the tree has an empty element in its place.
 class TVqBinResponse : public TVqSOAPResponse {
  public:
+  /// Takes over the bytes of the reply. Raises EVqXMLError as its base.
   TVqBinResponse(std::string ASOAPResponse, const string& ASOAPResponseElmName);
 
   /// Decodes the content into a file, which is created or overwritten. A reply without content makes an empty file.
   void SaveMimeContent(const string& AFileName);
+  /// The same into a stream, at its position.
   void SaveMimeContent(TVqStream& AStream);
 
  private:

@@ -8,7 +8,6 @@
 #include "ews/uVqEWSWellKnownSets_p.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/uVqXMLDOMAccess_p.h"
-#include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
 namespace {
@@ -27,29 +26,6 @@ std::string DefinitionName(const string& entry) {
 PVqEWSPropDef AskingDefinition(const std::string& name) {
   const PVqEWSPropDef definition = GetPropDef(name, true);
   return definition->Extended ? definition : GetPropDef("M" + name, true);
-}
-
-/// Where an answer has the property. The tag form ends in two brackets, and stays so.
-string AnswerPath(const TVqEWSPropDef& definition) {
-  string path = "ExtendedProperty/ExtendedFieldURI[";
-  if (definition.PropertyTag > 0) {
-    char tag[8];
-    std::snprintf(tag, sizeof tag, definition.PropertyTag <= 0xFF ? "%02X" : "%04X", definition.PropertyTag);
-    path += string("(@PropertyTag=\"0x") + tag + "\")]";
-  } else {
-    const string distinguished = EWSShortNameToStr(definition.DistinguishedPropertySetId);
-    if (!distinguished.empty()) {
-      path += "(@DistinguishedPropertySetId=\"" + distinguished + "\")";
-    } else if (definition.PropertySetId) {
-      path += "(@PropertySetId=\"" + PropSetIDToString(*definition.PropertySetId) + "\")";
-    }
-    if (definition.PropKind == pkName) {
-      path += " and (@PropertyName=\"" + EWSShortNameToStr(definition.Name) + "\")";
-    } else {
-      path += " and (@PropertyId=\"" + VqIntToXML(definition.Id) + "\")";
-    }
-  }
-  return path + "]";
 }
 
 }  // namespace
@@ -216,7 +192,7 @@ void TVqEWSItemCore::MergeMember(const IVqDOMElement& AAnswer, const string& AEn
 void TVqEWSItemCore::MergeDefinition(const IVqDOMElement& AAnswer, const string& AName) {
   const PVqEWSPropDef definition = GetPropDef(AName.utf8(), true);
   const PVqEWSPropDef asked = AskingDefinition(AName.utf8());
-  const string path = AnswerPath(*asked);
+  const string path = EwsAnswerPath(*asked);
   IVqDOMElement uri = AAnswer.SelectSingleElement(path, kSelectQuiet);
   if (!uri && asked->PropertyTag == 0 && asked->PropertySetId) {
     const string known = EwsWellKnownSetPath(path, *asked->PropertySetId);

@@ -37,6 +37,7 @@ class VqEWSField {
   /// To an entry of a dictionary. `GetPropDef` raises for it, as no field is named after a dictionary alone.
   constexpr VqEWSField(TDictionaryURI AURI, TVqShortString AFieldIndex) noexcept
       : FURIType(fdtIndexedField), FDictionaryURI(AURI), FFieldIndex(AFieldIndex), FAssigned(true) {}
+  /// The definition that was found already is looked up again.
   constexpr VqEWSField(const VqEWSField& AOther) noexcept
       : FPropDefName(AOther.FPropDefName),
         FURIType(AOther.FURIType),
@@ -48,6 +49,7 @@ class VqEWSField {
 
   /// False for a member that is linked to nothing.
   constexpr explicit operator bool() const noexcept { return FAssigned; }
+  /// What the link was made from; the parts that its kind does not have are at their defaults.
   constexpr TVqEWSFieldDefType GetURIType() const noexcept { return FURIType; }
   constexpr TVqShortString GetPropDefName() const noexcept { return FPropDefName; }
   constexpr TUnindexedFieldURI GetUnindexedFieldURI() const noexcept { return FUnindexedFieldURI; }
@@ -67,7 +69,7 @@ class VqEWSField {
   mutable std::atomic<PVqEWSPropDef> FPropDef{nullptr};
 };
 
-// Types of members and values that rows and tables name.
+/// Types of members and values that rows and tables name.
 inline constexpr TVqTypeInfo VqStringType{tkString, "string"};
 inline constexpr TVqTypeInfo VqBooleanType{tkBoolean, "bool"};
 inline constexpr TVqTypeInfo VqInt8Type{tkInteger, "std::int8_t"};
@@ -85,6 +87,7 @@ inline constexpr TVqTypeInfo VqBytesType{tkArray, "TBytes"};
 
 /// One published property of a class.
 struct TVqEWSMemberInfo {
+  /// The property's name without "Get", its type, and the definition that it is linked to.
   std::string_view Name;
   TVqTypeInfo Type;
   VqEWSField Field{};
@@ -95,6 +98,7 @@ struct TVqEWSMemberInfo {
 
 /// The published properties of a class, chained to those of its base.
 struct TVqEWSMemberTable {
+  /// The class, the table of its base (null for none), and its own properties. All of it lives as long as the program.
   std::string_view ClassName;
   const TVqEWSMemberTable* Base = nullptr;
   std::span<const TVqEWSMemberInfo> Members{};

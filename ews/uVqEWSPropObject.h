@@ -25,6 +25,7 @@ class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObjec
   const TVqEWSMemberTable& MemberTable() const override;
 
  protected:
+  /// See TVqEWSObject. `ARecordClass` makes both records.
   TVqEWSPropObjectCore(TVqComponent* ACreator, bool AKeepCreatorAlive, const TVqXMLSchemaClass& ARecordClass);
   ~TVqEWSPropObjectCore() override;
 
@@ -50,10 +51,12 @@ class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObjec
 template <typename T>
 class TVqEWSPropObject : public TVqEWSPropObjectCore {
  protected:
+  /// See TVqEWSObject.
   TVqEWSPropObject(TVqComponent* ACreator, bool AKeepCreatorAlive)
       : TVqEWSPropObjectCore(ACreator, AKeepCreatorAlive, T::SchemaClass()) {}
   ~TVqEWSPropObject() override = default;
 
+  /// The current record, and the one as loaded, as a T.
   T& NewData() const { return static_cast<T&>(NewRecord()); }
   T& OldData() const { return static_cast<T&>(OldRecord()); }
 };

@@ -28,10 +28,12 @@ class TVqEWSProperty : public TVqEWSData {
   /// Sets an explicit status: comparing stops.
   void SetUpdateStatus(TVqEWSDataUpdateStatus AValue);
 
+  /// True while a status that was set stands in place of comparing.
   bool GetExplicitUpdateStatus() const noexcept { return FExplicitUpdateStatus; }
   /// False: back to comparing.
   void SetExplicitUpdateStatus(bool AValue) noexcept { FExplicitUpdateStatus = AValue; }
 
+  /// Whether the status is this one.
   bool GetDeleted() { return GetUpdateStatus() == dusDeleted; }
   bool GetInserted() { return GetUpdateStatus() == dusInserted; }
   bool GetModified() { return GetUpdateStatus() == dusModified; }

@@ -73,8 +73,10 @@ enum TVqEWSFieldDefType : std::uint8_t { fdtField, fdtIndexedField, fdtExtendedF
 
 struct TVqEWSPropDef;
 struct TVqEWSFieldDef;
+/// A definition by its address; null for none.
 using PVqEWSPropDef = const TVqEWSPropDef*;
 using PVqEWSFieldDef = const TVqEWSFieldDef*;
+/// Several of them, in an order that is told where it is used.
 using TVqEWSPropDefArray = std::vector<PVqEWSPropDef>;
 
 /// Says where a value stands: a plain record, so that an application can make its own.
@@ -98,12 +100,14 @@ struct TVqEWSPropDef {
 
   /// Path below the object's element, without prefixes: "Subject", "CompleteName/FirstName".
   TVqShortString NodeName{};
+  /// One value, an element with parts, or a dictionary.
   TVqEWSPropDefNodeType NodeType = pdntSimple;
   /// The row that this one is a part of.
   PVqEWSPropDef ParentProp = nullptr;
 
   // Extended.
 
+  /// The type of the value; it is part of the request.
   TVqEWSPropType PropType = ptNull;
   /// Empty in every row of the library; an application's record may fill it.
   TVqShortString DistinguishedPropertySetId{};
@@ -113,6 +117,7 @@ struct TVqEWSPropDef {
   std::uint16_t PropertyTag = 0;
   /// Which of the next two counts.
   TVqEWSPropKind PropKind = pkId;
+  /// The number or the name within the set.
   std::int32_t Id = 0;
   TVqShortString Name{};
 };
@@ -120,6 +125,7 @@ struct TVqEWSPropDef {
 /// Says how a value is named in a request. Owns nothing; `PropDef` must outlive it.
 struct TVqEWSFieldDef {
   TVqShortString FieldDefName{};  ///< the key: the name of the constant
+  /// What the field names, and the element that names it.
   PVqEWSPropDef PropDef = nullptr;
   TVqEWSFieldDefType FieldType = fdtField;
   TVqShortString UnindexedFieldURI{};  ///< "item:Subject"; empty for an extended field
@@ -131,6 +137,7 @@ struct TVqEWSFieldDef {
 
 // ---- Property sets ---------------------------------------------------------
 
+/// The ids of property sets: those of MAPI, of the mailbox's applications and of headers.
 extern const TGUID PS_MAPI;
 extern const TGUID PS_PUBLIC_STRINGS;
 extern const TGUID PSETID_PublicStrings;
@@ -152,6 +159,7 @@ extern const TGUID PSETID_Meeting;
 extern const TGUID PSETID_AirSync;
 /// The library's own set: instructions that travel with an item through a save.
 extern const TGUID PSETID_Velmore;
+/// Sets of documents and of the server's own bookkeeping.
 extern const TGUID GUID_PKMDocSummaryInformation;
 extern const TGUID PSETID_Exchange1;
 

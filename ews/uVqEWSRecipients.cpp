@@ -23,30 +23,6 @@ bool IsValidAddress(const string& text) {
   return IsAddressText(text.Copy(0, at)) && IsAddressText(domain);
 }
 
-/// Without the quotes around it, if it has them on both sides.
-string StripLiterals(const string& text) {
-  if (text.Length() >= 2 && (text[0] == u'"' || text[0] == u'\'') && text[text.Length() - 1] == text[0]) {
-    return text.Copy(1, text.Length() - 2);
-  }
-  return text;
-}
-
-/// The pieces between separators; a separator between double quotes does not count.
-std::vector<string> Tokenize(const string& text, char16_t separator) {
-  std::vector<string> pieces;
-  bool quoted = false;
-  std::size_t start = 0;
-  for (std::size_t i = 0; i < text.Length(); ++i) {
-    if (text[i] == u'"') quoted = !quoted;
-    if (text[i] == separator && !quoted) {
-      pieces.push_back(text.Copy(start, i - start));
-      start = i + 1;
-    }
-  }
-  if (start < text.Length()) pieces.push_back(text.Copy(start));
-  return pieces;
-}
-
 struct TRecipientText {
   string Name;
   string RoutingType;
@@ -69,7 +45,7 @@ bool ParseBracketed(const string& text, TRecipientText& parts) {
     const bool hasAt = address.Contains(u"@");
     if (hasAt && routing.empty()) routing = u"SMTP";
     if (!hasAt && routing == u"SMTP") return false;
-    const string name = StripLiterals(text.Copy(0, at).Trim());
+    const string name = VqStripLiterals(text.Copy(0, at).Trim());
     parts = {name.Trim().empty() ? text : name, routing, address};
     return true;
   }
@@ -226,7 +202,9 @@ string TVqEWSRecipients::GetAsString() {
 
 void TVqEWSRecipients::SetAsString(const string& AValue) {
   Clear();
-  for (const string& piece : Tokenize(AValue, u';')) Add(piece);
+  std::vector<string> pieces = VqTokenize(AValue, u';');
+  if (!pieces.empty() && pieces.back().empty()) pieces.pop_back();  // a semicolon may stand behind the last one, too
+  for (const string& piece : pieces) Add(piece);
 }
 
 TVqEWSMember::TVqEWSMember(const IVqDOMElement& AElement, TServerVersion AServerVersion)

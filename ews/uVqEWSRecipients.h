@@ -17,19 +17,22 @@ namespace velmore {
 /// One mailbox.
 class IVqEWSRecipient : public virtual IVqObject {
  public:
+  /// The display name; empty when there is none.
   virtual string GetName() = 0;
   virtual void SetName(const string& AValue) = 0;
+  /// The address, "ann@example.com", or a name of the directory with the routing type "EX".
   virtual string GetEmailAddress() = 0;
   virtual void SetEmailAddress(const string& AValue) = 0;
   /// "SMTP" as a rule, "EX" for an address of the organisation's directory.
   virtual string GetRoutingType() = 0;
   virtual void SetRoutingType(const string& AValue) = 0;
+  /// What stands behind the address: a mailbox, a list, a contact ...
   virtual TMailboxType GetMailboxType() = 0;
   virtual void SetMailboxType(TMailboxType AValue) = 0;
   /// The contact or list in the user's mailbox that stands behind the recipient; empty when there is none.
   virtual TItemId GetItemId() = 0;
   virtual void SetItemId(const TItemId& AValue) = 0;
-  /// Needs Exchange2013.
+  /// The name as the sender wrote it. Needs Exchange2013.
   virtual string GetOriginalDisplayName() = 0;
   virtual void SetOriginalDisplayName(const string& AValue) = 0;
 
@@ -40,7 +43,9 @@ class IVqEWSRecipient : public virtual IVqObject {
 /// A list of mailboxes. Positions that the list does not have raise EListError.
 class IVqEWSRecipients : public virtual IVqObject {
  public:
+  /// Number of recipients.
   virtual std::int32_t Count() = 0;
+  /// By position from 0.
   virtual TVqRef<IVqEWSRecipient> GetItem(std::int32_t AIndex) = 0;
   /// Adds a recipient from its text: an address, a name, or a name with an address in <>, [] or (). A text that is no address becomes the name
   /// alone, for the server to resolve. An empty text raises "You can not add an empty recipient".
@@ -53,6 +58,7 @@ class IVqEWSRecipients : public virtual IVqObject {
   virtual void Clear() = 0;
   /// "Ann Example <ann@example.com>; bob@example.com". Setting clears the list and adds each piece; semicolons between quotes do not count.
   virtual string GetAsString() = 0;
+  /// Raises as `Add`; what stood before the piece that raised is in the list.
   virtual void SetAsString(const string& AValue) = 0;
 
  protected:
@@ -62,7 +68,10 @@ class IVqEWSRecipients : public virtual IVqObject {
 /// What a store asks of the session about names: recipients without an item, and their completion (m:ResolveNames).
 class IVqEWSNameResolver {
  public:
+  /// An empty list, whose tree belongs to no item.
   virtual TVqRef<IVqEWSRecipients> CreateRecipients() = 0;
+  /// Completes name, address and kind in place (m:ResolveNames); of several candidates one of the user's contacts, else
+  /// the first. False, or with `ARaiseError` an EEWSException, when there is none.
   virtual bool ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient, bool ARaiseError) = 0;
 
  protected:
@@ -90,6 +99,7 @@ class TVqEWSRecipient : public TVqObject, public virtual IVqEWSRecipient {
   string GetOriginalDisplayName() override;
   void SetOriginalDisplayName(const string& AValue) override;
 
+  /// The element with the recipient's data.
   IVqDOMElement AsElement() const;
 
  private:
@@ -105,6 +115,7 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
 
   std::int32_t Count() override;
   TVqRef<IVqEWSRecipient> GetItem(std::int32_t AIndex) override { return GetRecipient(AIndex); }
+  /// By position from 0, as the class. Raises EListError.
   TVqRef<TVqEWSRecipient> GetRecipient(std::int32_t AIndex) const;
   /// The new element is always a t:Mailbox, whatever the other entries are called.
   TVqRef<IVqEWSRecipient> Add(const string& AText) override;
@@ -130,10 +141,13 @@ class TVqEWSMember : public TVqObject {
 
   /// A new view at each call.
   TVqRef<IVqEWSRecipient> GetMailbox();
+  /// Whether the server still knows the member.
   TMemberStatus GetStatus();
   void SetStatus(TMemberStatus AValue);
+  /// The server's own name of the member within its list.
   string GetKey();
   void SetKey(const string& AValue);
+  /// The "t:Member" element.
   IVqDOMElement AsElement() const;
 
  private:
@@ -144,15 +158,20 @@ class TVqEWSMember : public TVqObject {
 /// The members of a distribution list, over their record, which must outlive it.
 class TVqEWSMembersList : public TVqObject {
  public:
+  /// Over the record, whose members it reads once.
   TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion);
 
+  /// Number of members.
   std::int32_t Count() const;
+  /// By position from 0. Raises EListError.
   TVqRef<TVqEWSMember> GetItem(std::int32_t AIndex) const;
   /// Appends a member. The argument does not reach the element: fill the result through its mailbox.
   TVqRef<TVqEWSMember> Add(const TVqRef<IVqEWSRecipient>& AMailbox);
   /// Removes the last member with that address (case does not matter).
   void Remove(const TVqRef<IVqEWSRecipient>& AMailbox);
+  /// Removes the member at a position from list and record. Raises EListError.
   void Delete(std::int32_t AIndex);
+  /// Removes all members.
   void Clear();
 
  private:

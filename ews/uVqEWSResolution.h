@@ -14,6 +14,7 @@ namespace velmore {
 /// One candidate. Its records live as long as it does.
 class IVqEWSResolution : public virtual IVqObject {
  public:
+  /// Name, address and kind of the mailbox.
   virtual TEwsEmailAddressType& GetRecipient() = 0;
   /// Empty when the server gave no contact.
   virtual TEwsContactItem& GetContact() = 0;
@@ -25,6 +26,7 @@ class IVqEWSResolution : public virtual IVqObject {
 /// The candidates, in the server's order.
 class IVqEWSResolutionSet : public virtual IVqObject {
  public:
+  /// Number of candidates that came.
   virtual std::int32_t Count() = 0;
   /// A new object at each call. Raises EListError outside.
   virtual TVqRef<IVqEWSResolution> GetItem(std::int32_t AIndex) = 0;
@@ -54,6 +56,7 @@ class TVqEWSResolution : public TVqObject, public virtual IVqEWSResolution {
 /// The candidates over the element "ResolutionSet".
 class TVqEWSResolutionSet : public TVqObject, public virtual IVqEWSResolutionSet {
  public:
+  /// Reads nothing yet; keeps the reply alive.
   explicit TVqEWSResolutionSet(const IVqDOMElement& AResolutions) : FResolutions(AResolutions) {}
 
   std::int32_t Count() override { return FResolutions.ElementCount(); }

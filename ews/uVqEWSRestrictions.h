@@ -10,6 +10,7 @@
 ///     items->Filter(filter);
 ///
 /// Nothing here talks to the server. Values stand between quotes as they are (see the interfaces), unless StrictSchema is on.
+/// Who owns what, which thread may call and what is raised: see the head of uVqEWSInterfaces.h.
 
 #include "ews/uVqEWSBase.h"
 #include "ews/uVqEWSFolderInterfaces.h"
@@ -23,6 +24,7 @@ TVqRef<IVqEWSRestriction> EwsCreateRestriction(TVqEWSObject* ACreator, TVqEWSRes
 /// Base of all restrictions. See TVqEWSObject about its life and threads.
 class TVqEWSRestriction : public TVqEWSObject, public virtual IVqEWSRestriction {
  public:
+  /// See TVqEWSObject. The table makes them with a creator that they do not keep alive.
   TVqEWSRestriction(TVqComponent* ACreator, bool AKeepCreatorAlive) : TVqEWSObject(ACreator, AKeepCreatorAlive) {}
 
  protected:
@@ -38,12 +40,14 @@ class TVqEWSRestrictionList : public TVqEWSRestriction, public virtual IVqEWSRes
 
  protected:
   ~TVqEWSRestrictionList() override = default;
+  /// Writes the children, one behind the other.
   void SaveChildren(TVqStringStream& AStream) const;
 
  private:
   std::vector<TVqRef<IVqEWSRestriction>> FRestrictions;
 };
 
+/// All children hold (t:And).
 class TVqEWSRestrictionAnd : public TVqEWSRestrictionList, public virtual IVqEWSRestrictionAnd {
  public:
   using TVqEWSRestrictionList::TVqEWSRestrictionList;
@@ -54,6 +58,7 @@ class TVqEWSRestrictionAnd : public TVqEWSRestrictionList, public virtual IVqEWS
   ~TVqEWSRestrictionAnd() override = default;
 };
 
+/// Any child holds (t:Or).
 class TVqEWSRestrictionOr : public TVqEWSRestrictionList, public virtual IVqEWSRestrictionOr {
  public:
   using TVqEWSRestrictionList::TVqEWSRestrictionList;
@@ -64,6 +69,7 @@ class TVqEWSRestrictionOr : public TVqEWSRestrictionList, public virtual IVqEWSR
   ~TVqEWSRestrictionOr() override = default;
 };
 
+/// The child does not hold (t:Not). Keeps it alive.
 class TVqEWSRestrictionNot : public TVqEWSRestriction, public virtual IVqEWSRestrictionNot {
  public:
   using TVqEWSRestriction::TVqEWSRestriction;
@@ -92,6 +98,7 @@ class TVqEWSRestrictionField : public TVqEWSRestriction, public virtual IVqEWSRe
   const TVqEWSFieldDef* FFieldDef = nullptr;
 };
 
+/// The field is there (t:Exists).
 class TVqEWSRestrictionExists : public TVqEWSRestrictionField, public virtual IVqEWSRestrictionExists {
  public:
   using TVqEWSRestrictionField::TVqEWSRestrictionField;
@@ -102,6 +109,7 @@ class TVqEWSRestrictionExists : public TVqEWSRestrictionField, public virtual IV
   ~TVqEWSRestrictionExists() override = default;
 };
 
+/// The field against a value (t:IsEqualTo and its kin). Owns the value.
 class TVqEWSRestrictionCompare : public TVqEWSRestrictionField, public virtual IVqEWSRestrictionCompare {
  public:
   using TVqEWSRestrictionField::TVqEWSRestrictionField;
@@ -120,6 +128,7 @@ class TVqEWSRestrictionCompare : public TVqEWSRestrictionField, public virtual I
   TVqVariant FValue;
 };
 
+/// One field against another.
 class TVqEWSRestrictionCompareFields : public TVqEWSRestriction, public virtual IVqEWSRestrictionCompareFields {
  public:
   using TVqEWSRestriction::TVqEWSRestriction;
@@ -141,6 +150,7 @@ class TVqEWSRestrictionCompareFields : public TVqEWSRestriction, public virtual 
   const TVqEWSFieldDef* FFieldDef2 = nullptr;
 };
 
+/// None of the mask's bits is set (t:Excludes).
 class TVqEWSRestrictionBitMask : public TVqEWSRestrictionField, public virtual IVqEWSRestrictionBitMask {
  public:
   using TVqEWSRestrictionField::TVqEWSRestrictionField;
@@ -156,6 +166,7 @@ class TVqEWSRestrictionBitMask : public TVqEWSRestrictionField, public virtual I
   std::uintptr_t FBitMask = 0;
 };
 
+/// The field contains a text (t:Contains). Owns the text.
 class TVqEWSRestrictionContent : public TVqEWSRestrictionField, public virtual IVqEWSRestrictionContent {
  public:
   using TVqEWSRestrictionField::TVqEWSRestrictionField;

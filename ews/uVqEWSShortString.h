@@ -40,9 +40,12 @@ class TVqShortString {
     return text;
   }
 
+  /// The text as UTF-8; it lives as long as the program.
   constexpr std::string_view view() const noexcept { return {FText, FLength}; }
   constexpr operator std::string_view() const noexcept { return view(); }
+  /// True for the empty text.
   constexpr bool empty() const noexcept { return FLength == 0; }
+  /// Number of bytes.
   constexpr std::size_t Length() const noexcept { return FLength; }
   /// The text in 16-bit units.
   string ToString() const { return string(view()); }

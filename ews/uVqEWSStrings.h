@@ -20,11 +20,14 @@ class TVqEWSStrings {
   TVqEWSStrings(const TVqEWSStrings&) = delete;
   TVqEWSStrings& operator=(const TVqEWSStrings&) = delete;
 
+  /// Number of entries.
   std::int32_t Count() const;
+  /// By position from 0.
   string GetItem(std::int32_t AIndex) const;
   void SetItem(std::int32_t AIndex, const string& AValue);
   /// Appends a text and gives its position.
   std::int32_t Add(const string& AValue);
+  /// Removes the entry at a position.
   void Delete(std::int32_t AIndex);
   /// Removes everything.
   void Clear();
@@ -33,7 +36,7 @@ class TVqEWSStrings {
   /// All entries with the separator between them.
   string AsString(const string& ASeparator) const;
 
-  // Of the list's element.
+  /// Of the list's element, as TVqXMLSchemaElement has them.
   string Serialize(TVqDataSerializationFormatType AFormat) const { return FStrings.Serialize(AFormat); }
   void Deserialize(TVqDataSerializationFormatType AFormat, const string& AText) {
     FStrings.Deserialize(AFormat, AText);

@@ -1,5 +1,7 @@
 #include "ews/uVqEWSWellKnownSets_p.h"
 
+#include <cstdio>
+
 #include "platform/common/uVqSysUtils.h"
 #include "platform/xml/uVqXMLUtils.h"
 
@@ -30,6 +32,28 @@ const TWellKnownSet kWellKnownSets[] = {
 };
 
 }  // namespace
+
+string EwsAnswerPath(const TVqEWSPropDef& ADefinition) {
+  string path = "ExtendedProperty/ExtendedFieldURI[";
+  if (ADefinition.PropertyTag > 0) {
+    char tag[8];
+    std::snprintf(tag, sizeof tag, ADefinition.PropertyTag <= 0xFF ? "%02X" : "%04X", ADefinition.PropertyTag);
+    path += string("(@PropertyTag=\"0x") + tag + "\")]";
+  } else {
+    const string distinguished = EWSShortNameToStr(ADefinition.DistinguishedPropertySetId);
+    if (!distinguished.empty()) {
+      path += "(@DistinguishedPropertySetId=\"" + distinguished + "\")";
+    } else if (ADefinition.PropertySetId) {
+      path += "(@PropertySetId=\"" + PropSetIDToString(*ADefinition.PropertySetId) + "\")";
+    }
+    if (ADefinition.PropKind == pkName) {
+      path += " and (@PropertyName=\"" + EWSShortNameToStr(ADefinition.Name) + "\")";
+    } else {
+      path += " and (@PropertyId=\"" + VqIntToXML(ADefinition.Id) + "\")";
+    }
+  }
+  return path + "]";
+}
 
 string EwsWellKnownSetPath(const string& APath, const TGUID& ASet) {
   const string text = PropSetIDToString(ASet);

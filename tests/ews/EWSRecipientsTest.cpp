@@ -39,6 +39,7 @@ TEST_F(Recipients, NameAndAddressInBrackets) {
   EXPECT_EQ(Parsed("Ann Example (ann@example.com)"), "Ann Example|SMTP|ann@example.com");
   EXPECT_EQ(Parsed("  Ann <ann@example.com>  "), "Ann|SMTP|ann@example.com");
   EXPECT_EQ(Parsed("\"Example, Ann\" <ann@example.com>"), "Example, Ann|SMTP|ann@example.com");
+  EXPECT_EQ(Parsed("\"\"Ann\"\" <ann@example.com>"), "Ann|SMTP|ann@example.com");
   EXPECT_EQ(Parsed("Grüße Äß <ann@example.com>"), "Grüße Äß|SMTP|ann@example.com");
 }
 
@@ -89,7 +90,7 @@ TEST_F(Recipients, WhatIsAnAddress) {
     EXPECT_EQ(Parsed(good), std::string(good) + "|SMTP|" + good);
   }
   for (const char* bad :
-       {"@b.de", "a@.d", "a@bcd", "a@bcde", "a@bcd.", "a b@example.com", "a@exa mple.com", "a,b@example.com",
+       {"@b.de", "a@.d", "a@b.c", "a@bcd", "a@bcde", "a@bcd.", "a b@example.com", "a@exa mple.com", "a,b@example.com",
         "a;b@example.com", "a:b@example.com", "a\\b@example.com", "a\"b@example.com", "a(b@example.com",
         "a@b.c\xC2\xA0"
         "d"}) {

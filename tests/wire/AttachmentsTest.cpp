@@ -87,6 +87,23 @@ TEST_F(Attachments, ContentIsFetchedOnce) {
   EXPECT_FALSE(file->GetModified());
 }
 
+TEST_F(Attachments, FetchedContentStandsInTheTreeWithoutACopy) {
+  const auto item = Load();
+  Saved(*File(*item, 0));
+  const std::int64_t before = VqLiveObjectCount();
+  EXPECT_EQ(Saved(*File(*item, 1)), "content of b");
+  EXPECT_EQ(VqLiveObjectCount(), before + 1);  // the reply: its text is the item's
+  const string encoded = VqBase64Encode("content of b");
+  EXPECT_EQ(File(*item, 1)->AsElement().SelectSingleElement("Content", kSelectRequired).GetText(), encoded);
+  EXPECT_EQ(TEwsFileAttachment(File(*item, 1)->AsElement()).GetContent(), encoded);
+  EXPECT_TRUE(item->AsElement().GetXML().Contains("<t:Content>" + encoded + "</t:Content>"));
+  item->SetSubject("changed");  // what was loaded is copied for comparison
+  EXPECT_EQ(Saved(*File(*item, 1)), "content of b");
+  TVqMemoryStream other("other");
+  File(*item, 1)->LoadFromStream(&other);
+  EXPECT_EQ(Saved(*File(*item, 1)), "other");
+}
+
 TEST_F(Attachments, SaveToFileMakesTheFile) {
   const auto path = std::filesystem::temp_directory_path() / ("velmore-att-" + IntToStr(::getpid()).utf8());
   const auto item = Load();
@@ -105,34 +122,37 @@ TEST_F(Attachments, SaveToFileMakesTheFile) {
 }
 
 TEST_F(Attachments, SettersMarkAndWrite) {
-  const auto item = Load();
-  const auto file = File(*item, 0);
-  EXPECT_FALSE(file->GetModified());
-  file->SetName("new.txt");
-  EXPECT_TRUE(file->GetModified());
-  EXPECT_TRUE(File(*item, 0)->GetModified());  // the mark is the list's
-  EXPECT_FALSE(File(*item, 1)->GetModified());
-  const auto other = File(*item, 1);
-  const std::function<void()> setters[] = {[&] { other->SetContentType("image/gif"); },
-                                           [&] { other->SetContentId("cid"); },
-                                           [&] { other->SetContentLocation("loc"); },
-                                           [&] { other->SetSize(7); },
-                                           [&] { other->SetLastModifiedTime(VqXMLToDateTime("2026-03-02T09:00:00Z")); },
-                                           [&] { other->SetIsInline(false); },
-                                           [&] { other->SetIsContactPhoto(true); },
-                                           [&] { other->SetModified(); }};
-  for (const auto& set : setters) {
-    const auto fresh = Load();
-    EXPECT_FALSE(File(*fresh, 1)->GetModified());
-    set();
+  const std::function<void(IVqEWSFileAttachment&)> setters[] = {
+      [](auto& file) { file.SetName("new.png"); },
+      [](auto& file) { file.SetContentType("image/gif"); },
+      [](auto& file) { file.SetContentId("cid"); },
+      [](auto& file) { file.SetContentLocation("loc"); },
+      [](auto& file) { file.SetSize(7); },
+      [](auto& file) { file.SetLastModifiedTime(VqXMLToDateTime("2026-03-02T09:00:00Z")); },
+      [](auto& file) { file.SetIsInline(false); },
+      [](auto& file) { file.SetIsContactPhoto(true); },
+      [](auto& file) { file.SetModified(); },
+  };
+  const auto all = Load();
+  for (std::size_t i = 0; i < std::size(setters); ++i) {
+    const auto item = Load();
+    const auto file = File(*item, 1);
+    EXPECT_FALSE(file->GetModified()) << i;
+    EXPECT_EQ(Sent([&] { setters[i](*file); }), velmore::testing::Names{}) << i;
+    EXPECT_TRUE(file->GetModified()) << i;
+    EXPECT_TRUE(File(*item, 1)->GetModified()) << i;  // the mark is the list's
+    EXPECT_FALSE(File(*item, 0)->GetModified()) << i;
+    setters[i](*File(*all, 1));
   }
-  EXPECT_EQ(other->GetContentType(), "image/gif");
-  EXPECT_EQ(other->GetContentId(), "cid");
-  EXPECT_EQ(other->GetContentLocation(), "loc");
-  EXPECT_EQ(other->GetSize(), 7);
-  EXPECT_FALSE(other->GetIsInline());
-  EXPECT_TRUE(other->GetIsContactPhoto());
-  EXPECT_TRUE(other->GetModified());
+  const auto file = File(*all, 1);
+  EXPECT_EQ(file->GetName(), "new.png");
+  EXPECT_EQ(file->GetContentType(), "image/gif");
+  EXPECT_EQ(file->GetContentId(), "cid");
+  EXPECT_EQ(file->GetContentLocation(), "loc");
+  EXPECT_EQ(file->GetSize(), 7);
+  EXPECT_EQ(file->GetLastModifiedTime(), VqXMLToDateTime("2026-03-02T09:00:00Z"));
+  EXPECT_FALSE(file->GetIsInline());
+  EXPECT_TRUE(file->GetIsContactPhoto());
 }
 
 TEST_F(Attachments, LoadFromStreamReplacesTheContent) {
@@ -166,6 +186,19 @@ TEST_F(Attachments, AddFromAStream) {
             "</t:FileAttachment>");
   EXPECT_FALSE(file->GetModified());
   EXPECT_EQ(Sent([&] { EXPECT_EQ(Saved(*file), "hello"); }), velmore::testing::Names{});
+}
+
+TEST_F(Attachments, StreamIsTakenWholeWhateverItsPosition) {
+  const auto item = NewItem();
+  TVqMemoryStream stream;
+  stream.Write("hello");  // and stands at its end
+  const auto file = item->GetAttachments().AddAttachment("h.txt", "text/plain", stream);
+  EXPECT_EQ(Saved(*file), "hello");
+  EXPECT_EQ(file->GetSize(), 5);
+  stream.SetPosition(2);
+  file->LoadFromStream(&stream);
+  EXPECT_EQ(Saved(*file), "hello");
+  EXPECT_EQ(file->GetSize(), 5);
 }
 
 TEST_F(Attachments, AddFromAFileTakesNameAndType) {
@@ -261,6 +294,19 @@ TEST_F(Attachments, KindOfAnItemCostsOneRequest) {
   EXPECT_EQ(Sent([&] { Inner(*item, 2)->GetMessage(); }), velmore::testing::Names{"GetAttachment"});
 }
 
+TEST_F(Attachments, FilesInsideOfAFetchedItemJoinTheList) {
+  // The list finds its entries at any depth, on purpose: the message inside brings a file of its own, and files stand first.
+  const auto inner = InnerOf(
+      "<t:Message><t:Attachments><t:FileAttachment><t:AttachmentId Id=\"DEEP\"/><t:Name>deep.txt</t:Name>"
+      "</t:FileAttachment></t:Attachments></t:Message>");
+  EXPECT_EQ(Names(*FItem), "a.txt b.png inner ");
+  inner->GetMessage();
+  EXPECT_EQ(Names(*FItem), "deep.txt a.txt b.png inner ");
+  EXPECT_EQ(FItem->GetAttachments().FindAttachment("deep")->GetName(), "deep.txt");
+  // It is the message's, and no save takes it for one of the item's.
+  EXPECT_EQ(Sent([&] { FItem->SaveChanges(soAutoResolve); }), (velmore::testing::Names{"UpdateItem", "GetItem"}));
+}
+
 TEST_F(Attachments, EachKindHasItsGetterAndEveryOtherRaises) {
   struct TKind {
     const char* Element;
@@ -339,6 +385,22 @@ TEST_F(AttachmentsOfAnOldServer, FlagsNeedExchange2010) {
   EXPECT_EQ(MessageOf<EVqException>([&] { inner->GetRoleMember(); }), needs("GetRoleMember", "Exchange2016"));
   EXPECT_EQ(MessageOf<EVqException>([&] { inner->GetNetwork(); }), needs("GetNetwork", "Exchange2016"));
   EXPECT_EQ(MessageOf<EVqException>([&] { inner->GetPerson(); }), needs("GetPerson", "Exchange2016"));
+}
+
+class AttachmentsOfExchange2010 : public Attachments {
+ protected:
+  AttachmentsOfExchange2010() : Attachments("Exchange2010") {}
+};
+
+TEST_F(AttachmentsOfExchange2010, FlagsAreThere) {
+  const auto item = NewItem();
+  TVqMemoryStream stream("hello");
+  const auto file = item->GetAttachments().AddAttachment("h.txt", "text/plain", stream);
+  EXPECT_TRUE(file->AsElement().HasChildElement("IsInline", kSelectQuiet));
+  EXPECT_TRUE(file->AsElement().HasChildElement("IsContactPhoto", kSelectQuiet));
+  file->SetIsInline(true);
+  file->SetIsContactPhoto(true);
+  EXPECT_TRUE(file->GetIsInline());
 }
 
 // ---- Impersonation

@@ -60,6 +60,8 @@ TEST_F(FolderDeletion, ClassesOfAppointmentsAreComparedExactly) {
       {"IPM.OLE.CLASS.{00061055-0000-0000-C000-000000000046}", cancel},
       {"IPM.Task", "DeleteType=\"SoftDelete\" AffectedTaskOccurrences=\"AllOccurrences\""},
       {"ipm.appointment", "DeleteType=\"SoftDelete\""},
+      {"ipm.task", "DeleteType=\"SoftDelete\""},
+      {"IPM.Task.Mine", "DeleteType=\"SoftDelete\""},
       {"IPM.Appointment.Mine", "DeleteType=\"SoftDelete\""},
       {"IPM.Note", "DeleteType=\"SoftDelete\""}};
   for (const auto& [itemClass, attributes] : classes) {
@@ -129,7 +131,11 @@ TEST_F(FolderDeletion, AnnouncementToSomeOnlyIsRefusedBeforeItIsSent) {
   Forget();
   EXPECT_EQ(MessageOf<EVqException>([&] { calendar->DeleteMeeting(id, dtHardDelete, smiocSendOnlyToChanged); }),
             "A deletion cannot announce itself to some attendees only.");
+  EXPECT_EQ(Operations(), Names{});
   EXPECT_EQ(Server().CountItems(kAlice, "calendar"), 1u);
+  // It was no announcement, and the next deletion knows nothing of it.
+  calendar->DeleteItem(id, dtHardDelete);
+  EXPECT_EQ(Request("DeleteItem"), Deletion("DeleteType=\"HardDelete\" SendMeetingCancellations=\"SendToNone\"", id));
 }
 
 }  // namespace

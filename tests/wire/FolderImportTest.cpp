@@ -92,6 +92,14 @@ TEST_F(FolderImport, BytesThatAreNoTextArriveAsReplacementCharacters) {
                                                  "b")));
 }
 
+TEST_F(FolderImport, StreamIsReadWholeWhateverItsPosition) {
+  const auto inbox = Inbox();
+  TVqMemoryStream stream;
+  stream.Write(MimeOf("Written before"));
+  inbox->ImportItem(stream, {});
+  EXPECT_EQ(Request("CreateItem"), Import(inbox, true, "2", MimeOf("Written before")));
+}
+
 TEST_F(FolderImport, FromAFile) {
   const auto inbox = Inbox();
   const auto path = std::filesystem::temp_directory_path() / ("velmore-import-" + IntToStr(::getpid()).utf8() + ".eml");

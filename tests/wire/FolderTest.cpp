@@ -187,7 +187,11 @@ TEST_F(Folders, PropertiesAreThoseOfTheRecord) {
 
 class FoldersOfAnOldServer : public MailboxTest {
  protected:
-  FoldersOfAnOldServer() : MailboxTest("Exchange2010_SP2") {}
+  FoldersOfAnOldServer() : MailboxTest("Exchange2013") {}  // the last one without
+};
+class FoldersOfALaterServer : public MailboxTest {
+ protected:
+  FoldersOfALaterServer() : MailboxTest("Exchange2013_SP1") {}  // the first one with
 };
 
 TEST_F(FoldersOfAnOldServer, NoRequestHasAChangeKey) {
@@ -201,9 +205,33 @@ TEST_F(FoldersOfAnOldServer, NoRequestHasAChangeKey) {
   auto folders = inbox->GetSubFolders();
   folders->Open();
   EXPECT_EQ(folders->Count(), 1);
+  TVqMemoryStream mime(MimeOf("Imported"));
+  inbox->ImportItem(mime, {});
   for (const auto& exchange : Server().Exchanges()) {
     EXPECT_EQ(exchange.request_body.find("ChangeKey"), std::string::npos) << exchange.request_body;
   }
+}
+
+TEST_F(FoldersOfALaterServer, RequestsHaveTheChangeKeyAsAnAttributeAndLoadsAsAnElement) {
+  const TItemId id = AddMessage("Hello");
+  const auto inbox = Inbox();
+  const TItemId target = Store().GetFolderId(dfindrafts);
+  const std::string here = IdElement("FolderId", inbox->GetID()), there = IdElement("FolderId", target);
+  inbox->CreateFolder(sffFolder, "Below");
+  inbox->MoveItem(id, target);
+  inbox->GetItems()->Open();
+  inbox->GetSubFolders()->Open();
+  TVqMemoryStream mime(MimeOf("Imported"));
+  inbox->ImportItem(mime, {});
+  EXPECT_NE(Request("CreateFolder").find(here), std::string::npos);
+  EXPECT_NE(Request("CopyItem").find(there), std::string::npos);
+  EXPECT_NE(Request("CopyItem").find(IdElement("ItemId", id)), std::string::npos);
+  EXPECT_NE(Request("DeleteItem").find(IdElement("ItemId", id)), std::string::npos);
+  EXPECT_NE(Request("FindItem").find(here), std::string::npos);
+  EXPECT_NE(Request("FindFolder").find(here), std::string::npos);
+  EXPECT_NE(Request("CreateItem").find(here), std::string::npos);
+  EXPECT_EQ(Sent([&] { Store().GetFolder(inbox->GetID()); }), Names{"GetFolder"});
+  EXPECT_NE(Request("GetFolder").find(LoadId("FolderId", inbox->GetID())), std::string::npos);
 }
 
 }  // namespace

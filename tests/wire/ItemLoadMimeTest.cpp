@@ -60,6 +60,14 @@ TEST_F(ItemLoadMime, AnswerWithoutContentMakesAnEmptyFile) {
   EXPECT_EQ(SavedOf("<t:MimeContent/>"), "");
   EXPECT_EQ(SavedOf("<t:MimeContent CharacterSet=\"UTF-8\"></t:MimeContent>"), "");
   EXPECT_EQ(SavedOf("<t:MimeContent />"), "");
+  // A file that is there is emptied.
+  const auto path = std::filesystem::temp_directory_path() / ("velmore-mime-" + IntToStr(::getpid()).utf8() + ".eml");
+  std::ofstream(path) << "something";
+  const auto item = Load(AddMessage("Hello"));
+  AnswerNext("GetItem", ReplyOf("GetItem", "<m:Items><t:Message/></m:Items>"));
+  item->SaveToFile(path.string());
+  EXPECT_EQ(std::filesystem::file_size(path), 0u);
+  std::filesystem::remove(path);
 }
 
 TEST_F(ItemLoadMime, OnlyTheFirstContentIsCutOut) {

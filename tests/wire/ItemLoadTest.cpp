@@ -46,6 +46,14 @@ TEST_F(ItemLoad, NewItemOfAFolderIsADraftOfItsRequest) {
   EXPECT_EQ(Operations(), Names{});
 }
 
+TEST_F(ItemLoad, DraftIsFoundInItsRequestWithoutRegardToCase) {
+  const auto item = Folder(dfindrafts)->CreateItem(tMessage);
+  const IVqDOMElement found = item->AsElement().GetOwnerDocument().SelectSingleElement(
+      "/envelope/body/createitem/items/Message", kSelectRequired);
+  item->SetSubject("Hello");
+  EXPECT_EQ(found.GetXML(), "<t:Message><t:Subject>Hello</t:Subject></t:Message>");
+}
+
 TEST_F(ItemLoad, NewItemOfAnythingElseHasNoFolder) {
   Store();
   const auto item = Plain({});
@@ -282,6 +290,31 @@ TEST_F(ItemLoadOfTheOldestServer, MembersOf2010NameTheVersionThatTheyNeed) {
             newer("WebClientEditFormQueryString"));
   EXPECT_EQ(MessageOf<EVqException>([&] { item->GetConversationId(); }), newer("ConversationId"));
   EXPECT_EQ(MessageOf<EVqException>([&] { item->GetUniqueBody(); }), newer("UniqueBody"));
+}
+
+TEST_F(ItemLoadOfTheOldestServer, NewItemNamesTheChangeKeyOfItsFolderAllTheSame) {
+  // Loads and other requests leave change keys out for a server like this; the draft of a new item does not.
+  const auto drafts = Folder(dfindrafts);
+  ASSERT_FALSE(drafts->GetID().ChangeKey.empty());
+  EXPECT_EQ(Draft(drafts->CreateItem(tMessage)),
+            "<m:CreateItem><m:SavedItemFolderId>" + IdElement("FolderId", drafts->GetID()) +
+                "</m:SavedItemFolderId><m:Items><t:Message/></m:Items></m:CreateItem>");
+}
+
+class ItemLoadOfExchange2013 : public ItemLoad {
+ protected:
+  ItemLoadOfExchange2013() : ItemLoad("Exchange2013") {}
+};
+
+TEST_F(ItemLoadOfExchange2013, TextBodyIsAMemberAndLaterMembersAreThere) {
+  const TItemId id = AddMessage("Hello");
+  const auto item = Plain(id);
+  EXPECT_EQ(Sent([&] { EXPECT_EQ(item->GetTextBody().Value.Trim(), "Hello"); }), Names{"GetItem"});
+  EXPECT_EQ(Request("GetItem"),
+            "<m:GetItem><m:ItemShape><t:BaseShape>IdOnly</t:BaseShape><t:AdditionalProperties><t:FieldURI "
+            "FieldURI=\"item:TextBody\"/></t:AdditionalProperties></m:ItemShape><m:ItemIds>" +
+                LoadId("ItemId", id, false) + "</m:ItemIds></m:GetItem>");
+  EXPECT_EQ(item->GetPreview(), "Hello");
 }
 
 // ---- Private, responses, the way up

@@ -122,6 +122,58 @@ TEST_F(LazyLoad, PublishedPropertiesAreAskedForByTheirAttributes) {
   }
 }
 
+/// A message that publishes an entry of a dictionary.
+class TMailWithHeader : public TVqEWSEMail {
+ public:
+  using TVqEWSEMail::TVqEWSEMail;
+  const TVqEWSMemberTable& MemberTable() const override {
+    static constinit const TVqEWSMemberInfo members[] = {
+        {"Mailer", VqStringType, VqEWSField(duitem_InternetMessageHeader, "X-Mailer")}};
+    static constinit const TVqEWSMemberTable table{"TMailWithHeader", nullptr, members};
+    return table;
+  }
+};
+
+TEST_F(LazyLoad, EntryOfADictionaryIsAskedForUnderThePlainNameWithTheIndexOfItsDefinition) {
+  // The library has no row for a dictionary alone, an application may have one.
+  static const TVqEWSFieldDef kHeader{.FieldDefName = EWSShortName("FLD_ITEM_INTERNETMESSAGEHEADER"),
+                                      .PropDef = &PR_INTERNETMESSAGEHEADERS,
+                                      .FieldType = fdtIndexedField,
+                                      .UnindexedFieldURI = EWSShortName("item:InternetMessageHeader"),
+                                      .FieldIndex = EWSShortName("Received")};
+  const auto mail = MakeRef<TMailWithHeader>(Supports<TVqEWSMsgStore>(&Store()).get(), AddMessage("Hello"));
+  Forget();
+  EXPECT_EQ(MessageOf<EVqException>([&] { mail->GetAdditionalProperties({"Mailer"}); }),
+            "There is no field definition \"FLD_ITEM_INTERNETMESSAGEHEADER\"!");
+  EXPECT_EQ(Operations(), Names{});
+  RegisterField(&kHeader);
+  AnswerWith("");
+  mail->GetAdditionalProperties({"Mailer"});
+  // Neither the element that indexed fields have elsewhere nor the index of the member, on purpose.
+  EXPECT_EQ(Asked(), "<t:FieldURI FieldURI=\"item:InternetMessageHeader\" FieldIndex=\"Received\"/>");
+}
+
+TEST_F(LazyLoad, OnlyTheItemsOwnRecordAsks) {
+  FId = AddMessage("Hello");
+  Store();
+  AnswerWith("<t:ItemId Id=\"I\"/><t:Subject>Hello</t:Subject><t:From><t:Mailbox/></t:From><t:EffectiveRights/>");
+  const auto mail = MakeRef<TVqEWSEMail>(Supports<TVqEWSMsgStore>(&Store()).get(), FId);
+  const auto inbox = Inbox();
+  EXPECT_EQ(Sent([&] {
+              // What is missing below: of records inside, of the copy as loaded, of a folder.
+              EXPECT_FALSE(mail->GetEffectiveRights().GetRead());
+              EXPECT_EQ(mail->GetFrom()->GetName(), "");
+              EXPECT_EQ(mail->PropertyByName(PR_SUBJECT).GetUpdateStatus(), dusUnmodified);
+              EXPECT_EQ(inbox->PropertyByName(PR_MANAGEDFOLDERINFORMATION).GetAsString(),
+                        "<t:ManagedFolderInformation/>");
+              // Writing and looking are no reads.
+              mail->SetPreview("written");
+              mail->SetInReplyTo("written");
+              EXPECT_FALSE(mail->AsElement().HasChildElement("UniqueBody", kSelectQuiet));
+            }),
+            Names{});
+}
+
 TEST_F(LazyLoad, EveryPublishedPropertyCanBeAskedFor) {
   const auto mail = Mail();
   for (const TVqEWSMemberTable* table = &mail->MemberTable(); table; table = table->Base) {

@@ -23,6 +23,7 @@ struct TMail {
   bool HasPrivate = false;
   int Minutes = 0;  // reminder
   int Day = 1;      // of the reminder
+  int Bits = 0;     // a MAPI property
 };
 
 class RestrictionSearch : public MailboxTest {
@@ -43,6 +44,7 @@ class RestrictionSearch : public MailboxTest {
       mail.Private = mail.HasPrivate && random() % 2;
       mail.Minutes = static_cast<int>(random() % 8);
       mail.Day = 1 + static_cast<int>(random() % 5);
+      mail.Bits = static_cast<int>(random() % 8);
       std::string xml;
       if (mail.HasPrivate)
         xml +=
@@ -50,7 +52,7 @@ class RestrictionSearch : public MailboxTest {
             "PropertyId=\"34054\" PropertyType=\"Boolean\"/><t:Value>" +
             std::string(mail.Private ? "true" : "false") + "</t:Value></t:ExtendedProperty>";
       xml += "<t:ExtendedProperty><t:ExtendedFieldURI PropertyTag=\"0x26\" PropertyType=\"Integer\"/><t:Value>" +
-             std::to_string(mail.Minutes) + "</t:Value></t:ExtendedProperty>";
+             std::to_string(mail.Bits) + "</t:Value></t:ExtendedProperty>";
       xml = "<t:Message><t:Subject>" + mail.Subject + "</t:Subject><t:Importance>" + mail.Importance +
             "</t:Importance>" + (mail.InReplyTo.empty() ? "" : "<t:InReplyTo>" + mail.InReplyTo + "</t:InReplyTo>") +
             "<t:ReminderDueBy>2026-03-0" + std::to_string(mail.Day) + "T00:00:00Z</t:ReminderDueBy>" +
@@ -170,17 +172,23 @@ TEST_F(RestrictionSearch, ComparisonsOfNumbersDatesTruthsAndTexts) {
 
 TEST_F(RestrictionSearch, FieldAgainstField) {
   Fill(3, 40);
-  for (const auto op : {opIsEqualTo, opIsNotEqualTo}) {
-    auto fields = Make<IVqEWSRestrictionCompareFields>(rtCompareFields);
-    fields->SetFieldDef1(FLD_ITEM_SUBJECT);
-    fields->SetFieldDef2(FLD_ITEM_INREPLYTO);
-    fields->SetCompareOperator(op);
-    Same("subject and in-reply-to", fields, [&](const TMail& mail) {
+  for (const auto op : kOperators) {
+    const auto compare = [&](const TVqEWSFieldDef& first, const TVqEWSFieldDef& second) {
+      auto fields = Make<IVqEWSRestrictionCompareFields>(rtCompareFields);
+      fields->SetFieldDef1(first);
+      fields->SetFieldDef2(second);
+      fields->SetCompareOperator(op);
+      return fields;
+    };
+    const std::string name = VqEnumToText(op).utf8();
+    Same("subject and in-reply-to " + name, compare(FLD_ITEM_SUBJECT, FLD_ITEM_INREPLYTO), [&](const TMail& mail) {
       if (mail.InReplyTo.empty()) return op == opIsNotEqualTo;
       return Holds(op, Folded(mail.Subject, true, false), Folded(mail.InReplyTo, true, false));
     });
+    Same("minutes and bits " + name, compare(FLD_ITEM_REMINDERMINUTESBEFORESTART, MFLD_PRIORITY),
+         [&](const TMail& mail) { return Holds(op, mail.Minutes, mail.Bits); });
   }
-  EXPECT_EQ(FTelling, 2);
+  EXPECT_EQ(FTelling, 12);
 }
 
 TEST_F(RestrictionSearch, ContainsInAllModesAndComparisons) {
@@ -218,7 +226,7 @@ TEST_F(RestrictionSearch, ExistenceAndBits) {
     auto bits = Make<IVqEWSRestrictionBitMask>(rtBitmask);
     bits->SetFieldDef(MFLD_PRIORITY);
     bits->SetBitMask(mask);
-    Same("mask", bits, [&](const TMail& mail) { return (static_cast<unsigned>(mail.Minutes) & mask) == 0; });
+    Same("mask", bits, [&](const TMail& mail) { return (static_cast<unsigned>(mail.Bits) & mask) == 0; });
   }
   EXPECT_EQ(FTelling, 6);
 }

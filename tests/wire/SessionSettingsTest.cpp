@@ -321,6 +321,26 @@ TEST_F(PasswordDialog, IsNotShownWhenItIsOff) {
   EXPECT_EQ(Client().GetParentWnd(), 7u) << "the client's own window stays";
 }
 
+TEST_F(PasswordDialog, ThreeNumbersAreRefusedLogons) {
+  // The transport itself knows but the last one.
+  struct TOpen : TVqWinINetClient {
+    using TVqWinINetClient::AskAfterError;
+  };
+  for (const bool on : {false, true}) {
+    Session.SetPasswordDialog(on);
+    int shown = 0;
+    Client().SetOnCredentialsDialog([&](TVqComponent&, TVqWindowHandle, TVqCredentials&) {
+      ++shown;
+      return false;
+    });
+    for (const std::uint32_t number : {12013u, 12014u, 12015u}) (Client().*&TOpen::AskAfterError)(number);
+    EXPECT_EQ(shown, on ? 3 : 0);
+    for (const std::uint32_t number : {12002u, 12007u, 12012u, 12016u, 12029u})
+      (Client().*&TOpen::AskAfterError)(number);
+    EXPECT_EQ(shown, on ? 3 : 0) << "another failure asks nobody";
+  }
+}
+
 TEST_F(PasswordDialog, OfASeparateClientFollowsTheSession) {
   const auto http = Session.CreateHTTPClient(true);
   TVqSOAPClient* const soap = Session.CreateSOAPClient(http);

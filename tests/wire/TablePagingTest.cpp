@@ -244,6 +244,26 @@ TEST_F(TablePaging, RowThatTheArrayDoesNotKnowIsAnAssertion) {
             "There is no property with the name: Novelty");
 }
 
+/// A table whose rows can be asked for from outside.
+class TOpenItems : public TVqEWSItems {
+ public:
+  using TVqEWSItems::TVqEWSItems;
+  using TVqEWSTable::GetRowData;
+};
+
+TEST_F(TablePaging, RowsHaveOneStateOfTheirData) {
+  Fill(2);
+  const auto inbox = Inbox();
+  const auto items = MakeRef<TOpenItems>(Supports<TVqEWSFolder>(inbox).get(), inbox->GetID());
+  EXPECT_EQ(items->GetRowData(desCurrent, false), nullptr);
+  EXPECT_EQ(MessageOf<EVqException>([&] { items->GetRowData(desCurrent, true); }), "There is no data!");
+  items->Open();
+  TVqXMLSchemaElement* row = items->GetRowData(desCurrent, true);
+  EXPECT_EQ(items->GetRowData(desCurrent, true), row);  // found once a row
+  EXPECT_EQ(MessageOf<EAssertionFailed>([&] { items->GetRowData(desOriginal, true); }),
+            "Assertion failure (ews/uVqEWSTable)");
+}
+
 TEST_F(TablePaging, FilteredPagesHaveTwoHundredAndFiftyRowsAtMost) {
   for (int i = 0; i < 300; ++i) AddMessage("Wanted");
   auto items = Items();
