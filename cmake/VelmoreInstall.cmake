@@ -1,5 +1,5 @@
 # What is installed: one library from all rooms, the public headers, the CMake package VelmoreEWS (target Velmore::EWS, and Velmore::Simulator
-# where the simulator is built) and the pkg-config file velmore-ews.
+# where the simulator is built) and the pkg-config files velmore-ews and velmore-ews-simulator.
 
 include(CMakePackageConfigHelpers)
 
@@ -38,5 +38,14 @@ configure_package_config_file(cmake/VelmoreEWSConfig.cmake.in VelmoreEWSConfig.c
 write_basic_package_version_file(VelmoreEWSConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/VelmoreEWSConfig.cmake ${PROJECT_BINARY_DIR}/VelmoreEWSConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VelmoreEWS)
-configure_file(cmake/velmore-ews.pc.in velmore-ews.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/velmore-ews.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# From where the file lies, so that it is right below a prefix that is only chosen at the installation.
+file(RELATIVE_PATH VELMORE_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" VELMORE_PC_PREFIX ${VELMORE_PC_PREFIX})
+set(packages velmore-ews)
+if(TARGET velmore_simulator)
+  list(APPEND packages velmore-ews-simulator)
+endif()
+foreach(package IN LISTS packages)
+  configure_file(cmake/${package}.pc.in ${package}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${package}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -1,0 +1,321 @@
+// The code of the pages on objects, run. A page shows a test's lines as they stand here, comments aside; PagesShowCodeThatIsTested compares them.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "ews/VelmoreEWS.h"
+#include "ews/uVqEWSImpersonation.h"
+#include "ews/uVqEWSProperties.h"
+#include "ews/uVqEWSPropsEFLD.h"
+#include "ews/uVqEWSPropsEPR.h"
+#include "ews/uVqEWSPropsFLD.h"
+#include "ews/uVqEWSPropsMPR.h"
+#include "platform/soap/uVqSOAPClient.h"
+#include "tests/support/Transcript.h"
+#include "tests/wire/MailboxTestSupport.h"
+
+using namespace velmore;
+
+namespace velmore::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+simulator::Options ThreeUsers() {
+  simulator::Options options = TwoUsers();
+  options.users[0].may_impersonate = true;
+  options.users[0].grants = {{"carol@example.com", "calendar"}};
+  options.users.push_back({"carol", "carol@example.com", "Carol Clay", "wheel"});
+  return options;
+}
+
+/// Alice's mailbox, and an empty folder as the current one, with a report in it.
+class Guide : public MailboxTest {
+ protected:
+  Guide() : MailboxTest(ThreeUsers()) {
+    std::string pattern = (fs::temp_directory_path() / "velmore-guide-XXXXXX").string();
+    FFolder = ::mkdtemp(pattern.data());
+    fs::current_path(FFolder);
+    std::ofstream("report.pdf") << "All is well.";
+    std::ofstream("message.eml") << MimeOf("Imported");
+  }
+  ~Guide() override {
+    fs::current_path(FBefore);
+    fs::remove_all(FFolder);
+  }
+
+ private:
+  fs::path FBefore = fs::current_path();
+  fs::path FFolder;
+};
+
+// Go to a server that does not exist, so they are only compiled; examples/logon.cpp runs.
+
+[[maybe_unused]] void ListTheInbox(const string& password) {
+  TVqEWSServiceSession session;
+  session.SetServiceUrl("https://mail.example.com/EWS/Exchange.asmx");
+  session.GetCredentials().SetUserName("ann@example.com");
+  session.GetCredentials().SetPassword(password);
+  session.SetActive(true);
+
+  auto items = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "")->GetItems();
+  items->GetFields().Add(FLD_ITEM_SUBJECT);
+  for (items->Open(); !items->Eof(); items->Next()) {
+    std::cout << items->FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
+  }
+}
+
+[[maybe_unused]] void LogOn(const string& password) {
+  TVqEWSServiceSession session;
+  session.SetServiceUrl("https://mail.example.com/EWS/Exchange.asmx");
+  session.GetCredentials().SetUserName("ann@example.com");
+  session.GetCredentials().SetPassword(password);
+  session.SetActive(true);
+  std::cout << session.GetServerDescription() << '\n';
+}
+
+TEST_F(Guide, ABusyServerIsOneHandler) {
+  const TVqRef<IVqEWSFolder> folder = Inbox();
+  simulator::Fault fault;
+  fault.soap_fault_code = "ErrorServerBusy";
+  fault.back_off_milliseconds = 250;
+  Server().AddFault(fault);
+  const auto work = [&] { folder->GetItems()->Open(); };
+  std::int32_t waited = 0;
+  const auto wait = [&](std::int32_t milliseconds) { waited = milliseconds; };
+  try {
+    work();
+  } catch (const EVqServerBusy& busy) {
+    std::cerr << busy.Failure().what() << '\n';
+    wait(busy.GetRetryAfter());
+  }
+  EXPECT_EQ(waited, 250);
+}
+
+TEST_F(Guide, ASecondThreadTakesClientsOfItsOwn) {
+  TVqEWSServiceSession& session = Session();
+  auto http = session.CreateHTTPClient(true);
+  std::unique_ptr<TVqSOAPClient> soap(session.CreateSOAPClient(http));
+  auto request = session.CreateRequest(soap.get(), "m:GetFolder", "");
+  EXPECT_EQ(request->GetMethod().GetQualifiedName(), "m:GetFolder");
+}
+
+TEST_F(Guide, StrictSchemaIsASetting) {
+  TVqEWSServiceSession& session = Session();
+  session.SetStrictSchema(true);
+  EXPECT_TRUE(session.GetStrictSchema());
+}
+
+TEST_F(Guide, StoresAndFolders) {
+  TVqEWSServiceSession& session = Session();
+  auto store = session.OpenDefaultMsgStore();
+  auto inbox = store->GetFolder(dfininbox, "");
+  auto hers = store->GetFolder(dfincalendar, "carol@example.com");
+  auto again = store->GetFolder(inbox->GetID());
+  TItemId id;
+  if (store->FindFolderId(dfinarchiveinbox, id)) std::cout << "there is an archive\n";
+  EXPECT_TRUE(Supports<IVqEWSCalendarFolder>(hers));
+  EXPECT_EQ(again->GetDisplayName(), inbox->GetDisplayName());
+
+  const TItemId message = AddMessage("Move me");
+  TItemId below = inbox->CreateFolder(sffFolder, "Invoices");
+  TItemId moved = inbox->MoveItem(message, below);
+  inbox->DeleteItem(moved, dtMoveToDeletedItems);
+  inbox->ImportItem("message.eml", 0x40, {msgflgRead});
+  EXPECT_EQ(Server().CountItems(kAlice, "deleteditems"), 1u);
+  EXPECT_EQ(Server().CountItems(kAlice, "inbox"), 1u);
+}
+
+TEST_F(Guide, Impersonation) {
+  TVqEWSServiceSession& session = Session();
+  auto store = MakeRef<TVqEWSImpersonatedMsgStore>(&session, "carol@example.com");
+  auto inbox = store->GetFolder(dfininbox, "");
+  EXPECT_EQ(inbox->GetDisplayName(), "Inbox");
+  EXPECT_NE(LastExchange("GetFolder").request_body.find("carol@example.com"), std::string::npos);
+}
+
+TEST_F(Guide, TablesAndFilters) {
+  AddMessage("Invoice 1");
+  AddMessage("Hello");
+  const TVqRef<IVqEWSFolder> inbox = Inbox();
+  auto items = inbox->GetItems();
+  for (auto* field : {&FLD_ITEM_DATETIMERECEIVED, &FLD_ITEM_SUBJECT, &FLD_ITEM_SIZE}) items->GetFields().Add(*field);
+  items->SetMaxEntriesPerPage(200);
+  for (items->Open(); !items->Eof(); items->Next()) {
+    std::cout << items->FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
+  }
+  std::cout << items->Count() << " in all\n";
+  EXPECT_EQ(items->Count(), 2);
+
+  auto unread = Supports<IVqEWSRestrictionCompare>(items->CreateRestriction(rtCompare));
+  unread->SetFieldDef(FLD_MESSAGE_ISREAD);
+  unread->SetValue(false);
+  auto about = Supports<IVqEWSRestrictionContent>(items->CreateRestriction(rtContent));
+  about->SetFieldDef(FLD_ITEM_SUBJECT);
+  about->SetContainmentMode(cmSubstring);
+  about->SetContainmentComparison(ccIgnoreCase);
+  about->SetValue("invoice");
+  auto both = Supports<IVqEWSRestrictionAnd>(items->CreateRestriction(rtAnd));
+  both->AddRestriction(unread);
+  both->AddRestriction(about);
+  items->Filter(both);
+  items->SetActive(false);
+  items->Open();
+  EXPECT_EQ(items->Count(), 1);
+}
+
+TEST_F(Guide, Items) {
+  AddMessage("Hello");
+  const TVqRef<IVqEWSFolder> inbox = Inbox();
+  const TVqRef<IVqEWSItems> items = inbox->GetItems();
+  items->Open();
+  auto item = inbox->GetItem(items->GetItemId());
+  std::cout << item->GetSubject() << '\n' << item->GetTextBody().Value << '\n';
+  item->SetImportance(icHigh);
+  item->SaveChanges(soAutoResolve);
+  EXPECT_EQ(inbox->GetItem(items->GetItemId())->GetImportance(), icHigh);
+
+  item->GetAdditionalProperties({"UniqueBody", "Preview", "PROPDEF:EPR_COMMON_PRIVATE"});
+  Forget();
+  item->GetPreview();
+  EXPECT_EQ(Operations(), Names());
+}
+
+TEST_F(Guide, Attachments) {
+  const TItemId id = AddMessage("Files");
+  const TVqRef<IVqEWSItem> item = Store().GetItem(id);
+  item->GetAttachments().AddAttachment("message.eml");
+  item->SaveChanges(soAutoResolve);
+  fs::remove("message.eml");
+
+  TVqEWSAttachments& attachments = item->GetAttachments();
+  for (std::int32_t i = 0; i < attachments.Count(); ++i) {
+    if (auto file = Supports<IVqEWSFileAttachment>(attachments.GetAttachment(i))) file->SaveToFile(file->GetName());
+  }
+  attachments.AddAttachment("report.pdf");
+  item->SaveChanges(soAutoResolve);
+  EXPECT_TRUE(fs::exists("message.eml"));
+  EXPECT_EQ(Store().GetItem(id)->GetAttachments().Count(), 2);
+}
+
+TEST_F(Guide, Composing) {
+  const TVqRef<IVqEWSFolder> drafts = Folder(dfindrafts);
+  auto mail = Supports<IVqEWSEMail>(drafts->CreateItem(tMessage));
+  mail->SetSubject("Report");
+  mail->GetToRecipients()->SetAsString("Bob Birch <bob@example.com>; carol@example.com");
+  mail->SetBodyText("<p>See the <b>file</b>.</p>");
+  mail->GetAttachments().AddAttachment("report.pdf");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Server().CountItems(kAlice, "drafts"), 1u);
+
+  mail->SubmitMessage(true);
+  EXPECT_EQ(Server().CountItems(kAlice, "sentitems"), 1u);
+  EXPECT_EQ(Server().CountItems(kBob, "inbox"), 1u);
+}
+
+TEST_F(Guide, SavingAndConflicts) {
+  const TItemId id = AddMessage("Plan");
+  IVqEWSMsgStore* const store = &Store();
+  TVqRef<IVqEWSItem> item = store->GetItem(id);
+  item->SetSubject("New");
+  item->GetCategories().Add("Seen");
+  item->SaveChanges(soAutoResolve);
+
+  const TVqRef<IVqEWSItem> theirs = store->GetItem(item->GetID());
+  const string mine = "Mine";
+  item->SetSubject(mine);
+  theirs->SetSubject("Theirs");
+  theirs->SaveChanges(soAutoResolve);
+  Forget();
+  try {
+    item->SaveChanges(soAutoResolve);
+  } catch (const EEWSException& failure) {
+    if (!failure.Message().StartsWith("ErrorIrresolvableConflict")) throw;
+    item = store->GetItem(item->GetID());
+    item->SetSubject(mine);
+    item->SaveChanges(soAutoResolve);
+  }
+  EXPECT_EQ(store->GetItem(item->GetID())->GetSubject(), mine);
+  EXPECT_EQ(std::ranges::count(Operations(), "UpdateItem"), 2);
+}
+
+constexpr TVqEWSPropDef EPR_PROJECT{.PropDefName = "EPR_PROJECT",
+                                    .Extended = true,
+                                    .PropType = ptString,
+                                    .PropertySetId = &PSETID_PublicStrings,
+                                    .PropKind = pkName,
+                                    .Name = "Project"};
+constexpr TVqEWSFieldDef EFLD_PROJECT{
+    .FieldDefName = "EFLD_PROJECT", .PropDef = &EPR_PROJECT, .FieldType = fdtExtendedField};
+
+TEST_F(Guide, Properties) {
+  ForEachPropDef([](const TVqEWSPropDef& def) {
+    if (def.PropDefName.view().find("REMINDER") != std::string_view::npos) std::cout << def.PropDefName.view() << '\n';
+    return true;
+  });
+
+  const TItemId id = AddMessage("Bridge");
+  TVqRef<IVqEWSItem> mail = Store().GetItem(id);
+  mail->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  mail->SaveChanges(soAutoResolve);
+  mail = Store().GetItem(id);
+  if (mail->HasProperty(EPR_COMMON_PRIVATE)) std::cout << "marked, one way or the other\n";
+  EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean());
+
+  TVqEWSProperties& properties = mail->GetProperties();
+  for (std::int32_t i = 0; i < properties.Count(); ++i) {
+    TVqEWSProperty& property = properties.GetItem(i);
+    std::cout << property.GetName() << ": " << property.GetAsString() << '\n';
+  }
+  EXPECT_GT(properties.Count(), 5);
+
+  mail->PropertyByName(EPR_COMMON_BILLINGINFORMATION).SetAsString("Project 17");
+  mail->DeleteProperty(EPR_COMMON_MILEAGE);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Store().GetItem(id)->PropertyByName(EPR_COMMON_BILLINGINFORMATION).GetAsString(), "Project 17");
+
+  RegisterProp(&EPR_PROJECT);
+  RegisterField(&EFLD_PROJECT);
+  mail->PropertyByName(EPR_PROJECT).SetAsString("Bridge");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Store().GetItem(id)->PropertyByName(EPR_PROJECT).GetAsString(), "Bridge");
+}
+
+TEST_F(Guide, AMapiPropertyIsAskedFor) {
+  const TVqRef<IVqEWSItem> mail = Store().GetItem(AddMessage("Hello"));
+  TVqEWSProperty& body = mail->PropertyByName(MPR_BODY);
+  std::cout << body.GetAsString() << '\n';
+  EXPECT_TRUE(body.GetAsString().Contains("Hello"));
+}
+
+TEST_F(Guide, ColumnsOfATable) {
+  AddMessage("Hello");
+  const TVqRef<IVqEWSFolder> folder = Inbox();
+  TVqRef<IVqEWSItems> table = folder->GetItems();
+  table->GetFields().Add(FLD_ITEM_SUBJECT);
+  table->GetFields().Add(EFLD_COMMON_PRIVATE);
+  for (table->Open(); !table->Eof(); table->Next())
+    std::cout << table->GetFields().FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
+  EXPECT_EQ(table->Count(), 1);
+}
+
+TEST_F(Guide, AnEmbeddedTranscript) {
+  const std::string folder = VELMORE_SOURCE "/tests/wire/transcripts/list-and-read";
+  TVqEWSServiceSession session;
+  Configure(session);
+  TranscriptServer server(folder);
+  session.SetServiceUrl(server.Url());
+  session.SetActive(true);
+  auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
+  auto items = inbox->GetItems();
+  items->GetFields().Add(FLD_ITEM_SUBJECT);
+  items->Open();
+  EXPECT_TRUE(Supports<IVqEWSEMail>(inbox->GetItem(items->GetItemId()))->GetBodyText().StartsWith("Hello Alice"));
+  EXPECT_EQ(server.Finish(), "");
+}
+
+}  // namespace
+}  // namespace velmore::testing

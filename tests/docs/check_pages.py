@@ -1,0 +1,69 @@
+#!/usr/bin/env python3
+"""Holds the pages against what they speak of: check_pages.py code|links|failures, from the top folder."""
+import glob
+import os
+import re
+import sys
+
+PAGES = [page for page in glob.glob("**/*.md", recursive=True) if not page.startswith("build")]
+FENCED = re.compile(r"^```(\w*)\n(.*?)^```", re.MULTILINE | re.DOTALL)
+
+
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
+def words(code, language):
+    """Code without its layout and comments, which a page may choose for itself."""
+    return re.sub(r"\s+", "", re.sub(r"#.*" if language == "cmake" else r"(?<![:\"])//.*|/\*.*?\*/", "", code))
+
+
+def code():
+    """Every block of code on a page is part of one source that is built. Blank lines and remarks with "..." leave something out."""
+    sources = {}
+    for language, names in {"cpp": ("*.cpp", "*.h"), "cmake": ("CMakeLists.txt",)}.items():
+        paths = [path for folder in ("examples", "tests") for name in names for path in glob.glob(f"{folder}/**/{name}", recursive=True)]
+        sources[language] = [words(read(path), language) for path in paths]
+    for page in sorted(PAGES):
+        for language, block in FENCED.findall(read(page)):
+            pieces = [words(piece, language) for piece in re.split(r"\n\s*\n|^\s*(?://|#) \.\.\..*$", block, flags=re.MULTILINE)]
+            if language in sources and not any(all(piece in source for piece in pieces) for source in sources[language]):
+                yield f"{page}: no example and no test has this code:\n{block}"
+
+
+def anchor(heading):
+    return re.sub(r"[^\w\- ]", "", heading.strip().lower()).replace(" ", "-")
+
+
+def links():
+    """Every relative link leads somewhere."""
+    for page in sorted(PAGES):
+        text = re.sub(r"`[^`\n]*`", "", FENCED.sub("", read(page)))
+        for link in re.findall(r"\]\(([^)\s]+)\)", text):
+            if "://" in link or link.startswith("mailto:") or page == "docs/reference/mainpage.md" and link.endswith(".html"):
+                continue
+            path, _, place = link.partition("#")
+            target = os.path.normpath(os.path.join(os.path.dirname(page), path)) if path else page
+            if not os.path.exists(target):
+                yield f"{page}: there is no {link}"
+            elif place and place not in map(anchor, re.findall(r"^#+ (.*)", read(target), re.MULTILINE)):
+                yield f"{page}: {target} has no heading for #{place}"
+
+
+def failures():
+    """Every class of exceptions and every transport number has its line, and every class with a line is there."""
+    headers = [path for folder in ("platform", "ews") for path in glob.glob(folder + "/**/*.h", recursive=True) if not path.endswith("_p.h")]
+    declared = {name for path in headers for name in re.findall(r"^class (E\w+|EVqServerBusy)\b[^;]*\{", read(path), re.MULTILINE)}
+    page = read("docs/errors.md")
+    told = {name for line in re.findall(r"^\| `(.*?)\|", page, re.MULTILINE) for name in re.findall(r"\bE[A-Z]\w+", line)}
+    numbers = re.findall(r"^  VqErr\w+ = (\d+)", read("platform/http/uVqHTTPTypes.h"), re.MULTILINE)
+    lines = ", ".join(re.findall(r"^\| ([\d, ]+) \|", page, re.MULTILINE)).split(", ")
+    yield from (f"docs/errors.md does not tell of the number {number}" for number in numbers if number not in lines)
+    yield from (f"docs/errors.md does not tell of {name}" for name in sorted(declared - told))
+    yield from (f"docs/errors.md tells of {name}, which no public header declares" for name in sorted(told - declared))
+
+
+found = list({"code": code, "links": links, "failures": failures}[sys.argv[1]]())
+print("\n".join(found) or f"{len(PAGES)} pages looked through.")
+sys.exit(bool(found))
