@@ -66,7 +66,8 @@ int main(int argc, char** argv) {
       ->check(CLI::IsMember(VersionNames()))
       ->capture_default_str();
   app.add_flag("--versions", list_versions, "List the server versions with what each lacks, and end");
-  app.add_option("--state", options.state_file, "File that keeps the mailboxes (and passwords) over a restart");
+  app.add_option("--state", options.state_file,
+                 "File that keeps the mailboxes (and passwords) over a restart; written after changes");
   app.add_option("--script", options.script_file, "File with failures to be played (JSON)");
   app.add_option("--schema", options.schema_directory,
                  "Folder with messages.xsd and types.xsd: refuse requests that do not validate");

@@ -18,6 +18,7 @@
 #include "simulator/mailbox/model.h"
 #include "simulator/mailbox/seed.h"
 #include "simulator/mailbox/state.h"
+#include "simulator/mailbox/state_keeper.h"
 #include "simulator/protocol/service.h"
 #include "simulator/transport/authentication.h"
 #include "simulator/transport/http_server.h"
@@ -82,6 +83,7 @@ struct Simulator::Impl {
   FaultQueue faults;
   Recorder recorder;
   std::unique_ptr<HttpServer> server;
+  std::unique_ptr<StateKeeper> keeper;
   std::atomic<bool> running = false;
 
   mutable std::mutex mutex;  // protects the counters and the certificate shown
@@ -129,8 +131,11 @@ struct Simulator::Impl {
 
   void Show(Certificate certificate) {
     const Identity identity = authority.Issue(certificate);
-    const std::lock_guard lock(mutex);
-    options.certificate = certificate;
+    {
+      const std::lock_guard lock(mutex);
+      options.certificate = certificate;
+    }
+    // Not under the lock: the server holds its own while it tells of a connection, which is counted under this one.
     if (server != nullptr) server->SetIdentity(identity.certificate, identity.key);
   }
 
@@ -327,6 +332,8 @@ void Simulator::Start() {
       std::move(settings),
       [&impl](const HttpRequest& request, ConnectionState& connection) { return impl.Handle(request, connection); });
   impl.server->Start();
+  if (!impl.options.state_file.empty())
+    impl.keeper = std::make_unique<StateKeeper>(impl.options.state_file, impl.store, impl.options.state_interval);
   impl.running = true;
 }
 
@@ -334,8 +341,9 @@ void Simulator::Stop() {
   if (!impl_->running.exchange(false)) return;
   impl_->server->Stop();
   if (impl_->options.state_file.empty()) return;
+  impl_->keeper.reset();
   const std::lock_guard lock(impl_->store.mutex);
-  WriteState(impl_->options.state_file, impl_->store);
+  WriteStateText(impl_->options.state_file, StateText(impl_->store));
 }
 
 bool Simulator::Running() const {

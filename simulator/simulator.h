@@ -1,16 +1,16 @@
 #pragma once
 
-// An Exchange server in memory, on loopback, for demonstrations and tests.
-//
-//   velmore::simulator::Options options;
-//   options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}, {"bob", "bob@example.com", "Bob Birch", "builder"}};
-//   velmore::simulator::Simulator server(options);
-//   server.Start();
-//   server.AddMessage("alice@example.com", "inbox", "From: bob@example.com\r\nSubject: Hello\r\n\r\nHello Alice");
-//   ... talk to server.HttpUrl() as user "alice" with password "wonder" ...
-//
-// The server speaks HTTP and HTTPS on ports that the system chooses, keeps its mailboxes in memory and forgets them when
-// it goes away, unless a state file is named. A browser sees mailboxes and exchanges at "/". All texts are UTF-8.
+/// An Exchange server in memory, on loopback, for demonstrations and tests.
+///
+///     velmore::simulator::Options options;
+///     options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}, {"bob", "bob@example.com", "Bob Birch", "builder"}};
+///     velmore::simulator::Simulator server(options);
+///     server.Start();
+///     server.AddMessage("alice@example.com", "inbox", "From: bob@example.com\r\nSubject: Hello\r\n\r\nHello Alice");
+///     // ... talk to server.HttpUrl() as user "alice" with password "wonder" ...
+///
+/// The server speaks HTTP and HTTPS on ports that the system chooses, keeps its mailboxes in memory and forgets them when
+/// it goes away, unless a state file is named. A browser sees mailboxes and exchanges at "/". All texts are UTF-8.
 
 #include <chrono>
 #include <cstdint>
@@ -52,6 +52,7 @@ enum class Access {
 struct Grant {
   std::string mailbox;  ///< SMTP address of the mailbox that is opened
   std::string folder;   ///< distinguished name ("calendar"), or empty for the whole mailbox
+  /// What it allows.
   Access access = Access::kReviewer;
 };
 
@@ -59,6 +60,7 @@ struct Grant {
 struct User {
   std::string name;          ///< log-on name; "DOMAIN\\name" and the SMTP address are accepted as well
   std::string smtp_address;  ///< primary address of the mailbox
+  /// The name that people see, and what the user logs on with.
   std::string display_name;
   std::string password;
   std::vector<Grant> grants = {};  ///< rights in other mailboxes
@@ -67,6 +69,7 @@ struct User {
 
 /// An entry of the directory that has no mailbox here.
 struct DirectoryContact {
+  /// The address and the name that people see.
   std::string smtp_address;
   std::string display_name;
 };
@@ -83,15 +86,18 @@ enum class Certificate {
   kRevoked,     ///< listed in CertificateRevocationList()
 };
 
+/// All settings, each with a default that suits a test.
 struct Options {
   /// One of Exchange2007, Exchange2007_SP1, Exchange2009, Exchange2010, Exchange2010_SP1, Exchange2010_SP2, Exchange2012,
   /// Exchange2013, Exchange2013_SP1, Exchange2015, Exchange2016, V2015_10_05, V2016_01_06.
   std::string version = "Exchange2016";
   std::string address = "127.0.0.1";  ///< where to listen
+  /// Which of the two listen; with neither, nothing does.
   bool http = true;
   bool https = true;
   std::uint16_t http_port = 0;   ///< 0: the system chooses
   std::uint16_t https_port = 0;  ///< 0: the system chooses
+  /// What the HTTPS side shows at first.
   Certificate certificate = Certificate::kValid;
   std::vector<User> users = {};                  ///< those of users.json in the seed folder come on top
   std::vector<DirectoryContact> directory = {};  ///< found by ResolveNames beside the users
@@ -103,9 +109,11 @@ struct Options {
   /// Folder with messages.xsd and types.xsd as servers publish them. Requests that do not validate are refused with
   /// ErrorSchemaValidation, whatever accept_departures says. Empty: the simulator's own rules.
   std::string schema_directory = {};
-  /// Keeps the mailboxes over a restart: read by the constructor when it exists, written by Stop(). Holds the passwords of
-  /// the users. Empty: nothing is kept.
+  /// Keeps the mailboxes over a restart: read by the constructor when it exists, written after changes while the server runs,
+  /// and by Stop(). Holds the passwords of the users. Empty: nothing is kept.
   std::string state_file = {};
+  /// How long after a change the state file is written; longer when the mailboxes are so large that writing takes a tenth of it.
+  std::chrono::milliseconds state_interval{1000};
   bool browser_page = true;  ///< shows mailboxes and exchanges to a browser at "/", to anybody who can reach the port
   /// False refuses the departures from the published schema that this library's own client makes, as a server would.
   bool accept_departures = true;
@@ -135,9 +143,12 @@ struct Exchange {
   std::string operation;     ///< "GetItem"; empty when the body is no SOAP request
   std::string user;          ///< log-on name; empty when not authenticated
   bool secure = false;       ///< came over HTTPS
+  /// Name and value, in the order of the wire; a value that holds a secret is masked. The body is as it was before
+  /// compression.
   std::vector<std::pair<std::string, std::string>> request_headers;
   std::string request_body;
   int status = 0;  ///< HTTP status of the reply; 0 when the connection was cut before it
+  /// The same of the reply: all of it, also where the connection was cut on its way.
   std::vector<std::pair<std::string, std::string>> response_headers;
   std::string response_body;
 
@@ -164,6 +175,7 @@ struct Fault {
   int back_off_milliseconds = 0;     ///< back-off hint of ErrorServerBusy, 0: none
   bool replace_body = false;         ///< answer HTTP 200 with `body` as it stands (garbage, HTML, nothing)
 
+  /// What is answered, byte for byte, and its "Content-Type"; with an HTTP status or `replace_body`.
   std::string body = {};
   std::string content_type = {};
   std::vector<std::pair<std::string, std::string>> headers = {};  ///< added to whatever is answered
@@ -181,6 +193,7 @@ struct Fault {
 
 /// Id and change key of an item or folder.
 struct Id {
+  /// As requests and replies have them.
   std::string id;
   std::string change_key;
 };
@@ -189,6 +202,8 @@ struct Id {
 /// while the server runs. Failures raise SimulatorError.
 class Simulator {
  public:
+  /// Reads the seed, the script and the state; opens nothing yet. Raises SimulatorError for what
+  /// cannot be read, and its kind OptionError for what is wrong.
   explicit Simulator(Options options = {});
   ~Simulator();  ///< stops the server
   Simulator(const Simulator&) = delete;
@@ -200,10 +215,12 @@ class Simulator {
   /// Ends all connections and threads, also those that wait in a delay; mailboxes stay, and go to the state file if there
   /// is one. Raises, after everything has ended, when that cannot be written.
   void Stop();
+  /// True between Start and Stop.
   bool Running() const;
 
   std::string HttpUrl() const;   ///< "http://127.0.0.1:PORT/EWS/Exchange.asmx"; empty when HTTP is off or not started
   std::string HttpsUrl() const;  ///< "https://localhost:PORT/EWS/Exchange.asmx"
+  /// The ports that were opened; 0 when that side is off or not started.
   std::uint16_t HttpPort() const;
   std::uint16_t HttpsPort() const;
   std::string CaCertificate() const;                  ///< PEM text of the authority that clients are to trust
@@ -218,7 +235,9 @@ class Simulator {
 
   // Mailboxes
 
+  /// Makes a mailbox with its folders. Raises SimulatorError for an address that is there already.
   void AddUser(const User& user);
+  /// Adds an entry that ResolveNames finds.
   void AddDirectoryContact(const DirectoryContact& contact);
   /// Puts a MIME message into a folder, named by its distinguished name ("inbox") or by a path below the top of the
   /// mailbox ("Projects/2026"), which is made when absent.
@@ -237,17 +256,21 @@ class Simulator {
 
   // Failures
 
+  /// Puts a failure behind those that wait.
   void AddFault(Fault fault);
   /// Adds the faults of a script behind those that wait, and shows its certificate and schemes. Raises OptionError with the
   /// place when something in the file is wrong; then nothing of it counts.
   void LoadScript(const std::string& file);
+  /// Forgets those that wait; certificate and schemes stay.
   void ClearFaults();
   std::size_t PendingFaults() const;  ///< faults that still wait for their requests
 
   // Observation
 
+  /// What happened since the start; counting never begins anew.
   Counters GetCounters() const;
   std::vector<Exchange> Exchanges() const;  ///< oldest first
+  /// Forgets the exchanges in memory; files and counters stay.
   void ClearExchanges();
 
  private:

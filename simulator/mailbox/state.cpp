@@ -361,7 +361,7 @@ bool ReadState(const std::string& file, Store& store) {
   return true;
 }
 
-void WriteState(const std::string& file, const Store& store) {
+std::string StateText(const Store& store) {
   Json json{{"version", VersionNames()[static_cast<std::size_t>(store.server_version)]},
             {"mailboxes", Json::array()},
             {"publicFolders", PackMailbox(store.PublicFolders())},
@@ -373,29 +373,31 @@ void WriteState(const std::string& file, const Store& store) {
   char title[120];
   std::snprintf(title, sizeof title, "%s%d, checksum %08lx, bytes %zu\n", kTitle.data(), kFormat, Checksum(body),
                 body.size());
+  return title + body;
+}
+
+void WriteStateText(const std::string& file, const std::string& text) {
   // The old file stays until the new one is whole and on the disk.
   const std::string fresh = file + ".new";
   ::unlink(fresh.c_str());
   const int handle = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (handle < 0) throw SimulatorError("The state file " + file + " cannot be written: " + Why() + ".");
   bool whole = true;
-  for (const std::string_view part : {std::string_view(title), std::string_view(body)}) {
-    for (std::size_t at = 0; whole && at < part.size();) {
-      const ssize_t count = ::write(handle, part.data() + at, part.size() - at);
-      if (count > 0)
-        at += static_cast<std::size_t>(count);
-      else
-        whole = count < 0 && errno == EINTR;
-    }
+  for (std::size_t at = 0; whole && at < text.size();) {
+    const ssize_t count = ::write(handle, text.data() + at, text.size() - at);
+    if (count > 0)
+      at += static_cast<std::size_t>(count);
+    else
+      whole = count < 0 && errno == EINTR;
   }
   whole = whole && ::fsync(handle) == 0;
   const int reason = errno;
   whole = ::close(handle) == 0 && whole;
   if (whole && ::rename(fresh.c_str(), file.c_str()) == 0) return;
   errno = whole ? errno : reason;
-  const std::string text = "The state file " + file + " cannot be written: " + Why() + ".";
+  const std::string complaint = "The state file " + file + " cannot be written: " + Why() + ".";
   ::unlink(fresh.c_str());
-  throw SimulatorError(text);
+  throw SimulatorError(complaint);
 }
 
 void CheckStatePlace(const std::string& file) {

@@ -12,8 +12,10 @@ namespace velmore::simulator {
 /// Fills an empty store from a file; false when there is no such file. Throws OptionError when the file is damaged, of
 /// another format or of another server version, and leaves it alone.
 bool ReadState(const std::string& file, Store& store);
+/// What a file of these mailboxes holds.
+std::string StateText(const Store& store);
 /// Replaces the file at once or not at all. Only its owner may read it, since it holds passwords. Throws SimulatorError.
-void WriteState(const std::string& file, const Store& store);
+void WriteStateText(const std::string& file, const std::string& text);
 /// Throws OptionError when a file of this name could not be written.
 void CheckStatePlace(const std::string& file);
 

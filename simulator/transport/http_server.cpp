@@ -26,6 +26,9 @@ using Socket = asio::ip::tcp::socket;
 
 namespace {
 
+/// Bytes of a request that was refused for its size which are still read.
+constexpr std::size_t kLinger = 256 << 20;
+
 bool SameName(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
   for (std::size_t i = 0; i < a.size(); ++i)
@@ -112,7 +115,8 @@ struct HttpServer::Impl {
   std::condition_variable stopped;
   bool stopping = false;
   std::uint64_t last_connection = 0;
-  std::map<std::uint64_t, int> sockets;  // open connections; gone from here before the socket is closed
+  std::map<std::uint64_t, int>
+      sockets;  // open connections; gone from here when they are dropped, and before the socket is closed
   struct Worker {
     std::thread thread;
     std::shared_ptr<std::atomic<bool>> done;
@@ -208,20 +212,27 @@ struct HttpServer::Impl {
       parser.header_limit(64 * 1024);
       boost::system::error_code error;
       http::read_header(stream, buffer, parser, error);
-      if (error) return false;
-      if (const auto expect = parser.get().find(http::field::expect); expect != parser.get().end()) {
-        static const std::string kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
-        asio::write(stream, asio::buffer(kContinue), error);
-        if (error) return false;
+      if (error && error != http::error::body_limit) return false;  // a length that is told may be too much already
+      if (!error) {
+        if (const auto expect = parser.get().find(http::field::expect); expect != parser.get().end()) {
+          static const std::string kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+          asio::write(stream, asio::buffer(kContinue), error);
+          if (error) return false;
+        }
+        http::read(stream, buffer, parser, error);
       }
-      http::read(stream, buffer, parser, error);
       HttpRequest request;
       request.secure = secure;
       if (error == http::error::body_limit) {
         HttpResponse refusal;
         refusal.status = 413;
         refusal.announce_close = true;
-        Write(stream, refusal, nullptr);
+        if (!Write(stream, refusal, nullptr)) return false;
+        // Closed with bytes unread the connection would be reset, and the client never see the refusal.
+        stream.lowest_layer().shutdown(Socket::shutdown_send, error);
+        char rest[16384];
+        for (std::size_t left = kLinger; left > 0 && !error;)
+          left -= std::min(left, stream.read_some(asio::buffer(rest), error));
         return true;
       }
       if (error) return false;
@@ -231,6 +242,11 @@ struct HttpServer::Impl {
       for (const auto& field : parser.get())
         request.headers.emplace_back(std::string(field.name_string()), std::string(field.value()));
       request.body = std::move(parser.get().body());
+      {
+        // What still came in behind the end of the connection is not carried out: the client counts on that.
+        const std::lock_guard lock(mutex);
+        if (!sockets.contains(state.number)) return false;
+      }
       HttpResponse response = handler(request, state);
       if (response.delay.count() > 0) Wait(response.delay);
       {
@@ -337,6 +353,7 @@ void HttpServer::Stop() {
 void HttpServer::DropConnections() {
   const std::lock_guard lock(impl_->mutex);
   for (const auto& [number, handle] : impl_->sockets) ::shutdown(handle, SHUT_RDWR);
+  impl_->sockets.clear();
 }
 
 void HttpServer::SetIdentity(const std::string& certificate, const std::string& key) {

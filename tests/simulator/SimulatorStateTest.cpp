@@ -4,6 +4,9 @@
 #include <signal.h>
 #include <sys/stat.h>
 
+#include <functional>
+#include <thread>
+
 #include "ProgramTestSupport.h"
 #include "SimulatorTestSupport.h"
 
@@ -151,6 +154,82 @@ TEST_F(SimulatorState, FileIsWrittenAtEachStopAndOnlyForItsOwner) {
   server.Stop();
   EXPECT_NE(ReadFile(file), first);
   EXPECT_FALSE(std::filesystem::exists(file + ".new"));
+}
+
+/// Looks every few milliseconds, for ten seconds at most.
+bool Comes(const std::function<bool()>& condition) {
+  for (int i = 0; i < 2000; ++i) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return false;
+}
+
+TEST_F(SimulatorState, FileFollowsTheChangesWhileTheServerRuns) {
+  Options options = Kept();
+  options.state_interval = std::chrono::milliseconds(10);
+  Started server(options);
+  Client client(server);
+  const auto kept = [&](const std::string& name, std::size_t count) {
+    return Comes([&] {
+      if (!std::filesystem::exists(file)) return false;
+      Options other = Kept();
+      other.state_file = folder.Path("copy");
+      std::filesystem::copy_file(file, other.state_file, std::filesystem::copy_options::overwrite_existing);
+      return Simulator(other).CountItems("alice@example.com", name) == count;
+    });
+  };
+  // Through the class and through the service: made, changed, taken away.
+  const Id first = server.AddMessage("alice@example.com", "inbox", "Subject: one\r\n\r\n");
+  EXPECT_TRUE(kept("inbox", 1));
+  EXPECT_EQ(client.Call(CreateItemXml(MessageXml("kept", "bob@example.com"))).Code(), "NoError");
+  EXPECT_TRUE(kept("drafts", 1));
+  const std::string before = ReadFile(file);
+  server.Touch(first.id);
+  EXPECT_TRUE(Comes([&] { return ReadFile(file) != before; }));
+  EXPECT_EQ(client
+                .Call("<m:DeleteItem DeleteType=\"HardDelete\"><m:ItemIds><t:ItemId Id=\"" + first.id +
+                      "\"/></m:ItemIds></m:DeleteItem>")
+                .Code(),
+            "NoError");
+  EXPECT_TRUE(kept("inbox", 0));
+  server.AddUser({"dave", "dave@example.com", "Dave Dune", "desert"});
+  EXPECT_TRUE(Comes([&] { return ReadFile(file).find("dave@example.com") != std::string::npos; }));
+}
+
+TEST_F(SimulatorState, FileIsNotWrittenWhileNothingChanges) {
+  Options options = Kept();
+  options.state_interval = std::chrono::milliseconds(1);
+  Started server(options);
+  Client client(server);
+  server.AddMessage("alice@example.com", "inbox", "Subject: one\r\n\r\n");
+  const auto inode = [&] {
+    struct stat status {};
+    return ::stat(file.c_str(), &status) == 0 ? status.st_ino : 0;
+  };
+  ASSERT_TRUE(Comes([&] { return inode() != 0; }));
+  // A look that finds nothing new leaves no trace: each file would be another one.
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  const auto written = inode();
+  for (int i = 0; i < 50; ++i) client.Call(kInbox);
+  EXPECT_EQ(inode(), written);
+}
+
+TEST_F(SimulatorState, ProgramThatIsKilledHasItsMailboxesInTheFile) {
+  {
+    Program program(SimulatorProgram({"--no-https", "--state", file}));
+    ASSERT_TRUE(program.ReadUntil("Ready.")) << program.Output();
+    Simulator none;
+    Client client(none);
+    client.url = program.Line("HTTP");
+    EXPECT_EQ(client.Call(CreateItemXml(MessageXml("kept", "bob@example.com"))).Code(), "NoError");
+    EXPECT_TRUE(Comes([&] { return std::filesystem::exists(file); }));
+    program.Signal(SIGKILL);
+    program.Wait();
+  }
+  Options options = Kept();
+  options.users.clear();
+  EXPECT_EQ(Simulator(options).CountItems("alice@example.com", "drafts"), 1u);
 }
 
 TEST_F(SimulatorState, DamagedFileIsRefusedAndLeftAlone) {
