@@ -134,10 +134,26 @@ void WriteFile(const std::filesystem::path& path, const std::string& first_line,
   out << "\n" << ReadableBody(body);
 }
 
+// Bodies may be anything; what the parser thinks of their encoding would go to the standard error past its options.
+class Silence {
+ public:
+  Silence() {
+    xmlSetStructuredErrorFunc(nullptr, [](void*, xmlErrorPtr) {});
+  }
+  ~Silence() { xmlSetStructuredErrorFunc(context_, function_); }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+ private:
+  void* const context_ = xmlStructuredErrorContext;
+  const xmlStructuredErrorFunc function_ = xmlStructuredError;
+};
+
 }  // namespace
 
 std::string ReadableBody(const std::string& body) {
   if (body.empty() || body.size() > (8u << 20) || body.find('<') == std::string::npos) return body;
+  const Silence silence;
   xmlDocPtr document = xmlReadMemory(body.data(), static_cast<int>(body.size()), nullptr, nullptr,
                                      XML_PARSE_NOBLANKS | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NONET);
   if (document == nullptr) return body;

@@ -58,6 +58,31 @@ TEST_F(Tls, AGoodCertificateOfAnAddedAuthorityIsAccepted) {
   EXPECT_EQ(Ask(server, {}), 200U) << FText;
 }
 
+TEST_F(Tls, APostThatTheServerHasReadIsNeverSentTwice) {
+  for (const bool reset : {false, true}) {
+    ScriptedServer server(IdentityOf(FAuthority.MakeServer({})));
+    server.Then(ScriptedServer::Ok("x")).Then({"", 0, {}, {}, !reset, reset, false, false});
+    const auto client = NewClient();
+    client->GetSession()->SetCAFile(FTrusted.Path());
+    Post(client, server.Url(), "1");
+    // Saying goodbye sends a few bytes more, which nobody acknowledges.
+    EXPECT_EQ(NumberOf([&] { Post(client, server.Url(), "2"); }), 12030U);
+    EXPECT_EQ(server.Requests().size(), 2U);
+    EXPECT_EQ(server.Complaints(), "");
+  }
+}
+
+TEST_F(Tls, AKeptConnectionThatTheServerClosedIsNotNoticed) {
+  ScriptedServer server(IdentityOf(FAuthority.MakeServer({})));
+  server.Always([](const auto&) { return Plain(ScriptedServer::Ok("x")); });
+  const auto client = NewClient();
+  client->GetSession()->SetCAFile(FTrusted.Path());
+  Post(client, server.Url(), "1");
+  server.CloseConnections();
+  EXPECT_EQ(Post(client, server.Url(), "2")->GetStatus().Code, 200);
+  EXPECT_EQ(server.Requests().size(), 2U);
+}
+
 TEST_F(Tls, TheServersOwnCertificateMayBeTrusted) {
   const auto made = FStranger.MakeServer({});
   ScriptedServer server(IdentityOf(made));

@@ -104,11 +104,12 @@ INSTANTIATE_TEST_SUITE_P(
                    "MessageDisposition=\"SaveOnly\"><m:Items><t:Message><t:Colour>red</t:Colour></t:Message></"
                    "m:Items></m:CreateItem>",
                    "has invalid child element 'Colour'"},
-        BadRequest{"OrderInsideAnItem",
+        BadRequest{"OrderInsideARecipient",
                    "<m:CreateItem "
-                   "MessageDisposition=\"SaveOnly\"><m:Items><t:Message><t:Importance>High</t:Importance><t:Subject>a</"
-                   "t:Subject><t:IsRead>true</t:IsRead></t:Message></m:Items></m:CreateItem>",
-                   "has invalid child element 'IsRead'"},
+                   "MessageDisposition=\"SaveOnly\"><m:Items><t:Message><t:ToRecipients><t:Mailbox><t:EmailAddress>a@"
+                   "example.com</t:EmailAddress><t:Name>A</t:Name></t:Mailbox></t:ToRecipients></t:Message></m:Items></"
+                   "m:CreateItem>",
+                   "has invalid child element 'Name'"},
         BadRequest{"Boolean",
                    "<m:CreateItem "
                    "MessageDisposition=\"SaveOnly\"><m:Items><t:Message><t:IsRead>maybe</t:IsRead></t:Message></"
@@ -186,6 +187,14 @@ TEST_F(SimulatorSchema, MembersAppendedAtTheEndAreAcceptedAndPutInPlace) {
   EXPECT_EQ(reply.Code(), "NoError") << reply.body;
   EXPECT_EQ(client.Call(GetItemXml(reply.Find("ItemId").AttributeText("Id"))).Find("Subject").text, "late");
   EXPECT_EQ(server.GetCounters().departures.at("AppendedMember"), 1u);
+}
+
+TEST_F(SimulatorSchema, SeveralMembersMayBeAppendedInAnyOrder) {
+  const Reply reply = client.Call(
+      CreateItemXml("<t:Message><t:Importance>High</t:Importance><t:Subject>a</t:Subject><t:IsRead>true</t:IsRead>"
+                    "<t:Culture>en</t:Culture></t:Message>"));
+  EXPECT_EQ(reply.Code(), "NoError") << reply.body;
+  EXPECT_EQ(server.GetCounters().departures.at("AppendedMember"), 3u);
 }
 
 TEST_F(SimulatorSchema, ItemIdOfAMailboxMayHaveChildElements) {

@@ -602,7 +602,9 @@ int CurlEngine::BeforeClosing(curl_socket_t socket) {
         getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &errorSize) == 0) {
       const bool closedFirst = info.tcpi_state == closeWait || error == EPIPE;
       const auto sent = info.tcpi_bytes_sent - info.tcpi_bytes_retrans;
-      FLostUnheard = FLostUnheard || (closedFirst && info.tcpi_bytes_acked < sent);
+      // TLS has just said goodbye behind the request, in one record of its own.
+      const unsigned goodbye = FRequest->URL.starts_with("https:") ? 128 : 0;
+      FLostUnheard = FLostUnheard || (closedFirst && info.tcpi_bytes_acked + goodbye < sent);
     }
 #endif
   }
