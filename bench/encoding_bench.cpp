@@ -1,13 +1,12 @@
 // Base64 of an attachment: encoding and decoding beside OpenSSL's EVP_EncodeBlock and EVP_DecodeBlock. Ends in failure
 // when ours is not twice as fast.
 
-#include <benchmark/benchmark.h>
 #include <openssl/evp.h>
 
 #include <cstdio>
-#include <map>
 #include <random>
 
+#include "bench/BestTimes.h"
 #include "platform/common/uVqBase64_p.h"
 #include "platform/common/uVqNetEncoding.h"
 
@@ -102,21 +101,6 @@ void EncodeStream(benchmark::State& state) {
 }
 BENCHMARK(EncodeStream)->Name("encode from a stream/ours");
 
-/// Prints as usual and keeps the best time of each.
-class TReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration) continue;
-      double& best = Best.try_emplace(run.run_name.function_name, run.GetAdjustedCPUTime()).first->second;
-      if (run.GetAdjustedCPUTime() < best) best = run.GetAdjustedCPUTime();
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-
-  std::map<std::string, double> Best;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -134,7 +118,7 @@ int main(int argc, char** argv) {
     });
   }
   benchmark::Initialize(&argc, argv);
-  TReporter reporter;
+  TBestTimes reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   bool fast = true;
   for (const char* job : {"encode", "decode"}) {

@@ -1,13 +1,11 @@
 // The update status of one property on an item of 30 members, unchanged, beside selecting the two nodes by hand with the
 // XML library and comparing their texts. Ends in failure when ours takes a microsecond or more.
 
-#include <benchmark/benchmark.h>
-
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <pugixml.hpp>
 
+#include "bench/BestTimes.h"
 #include "ews/uVqEWSProperties.h"
 #include "ews/uVqEWSPropsMPR.h"
 #include "ews/uVqEWSPropsPR.h"
@@ -87,25 +85,11 @@ BENCHMARK(OurExtended)->Name("status of an extended property/ours");
 BENCHMARK(IterateAll)->Name("all properties by position/ours");
 BENCHMARK(FindByKey)->Name("row by key/ours");
 
-/// Prints as usual and keeps the best time of each, in nanoseconds.
-class TReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      double& best = Best.try_emplace(run.run_name.function_name, run.GetAdjustedCPUTime()).first->second;
-      if (run.GetAdjustedCPUTime() < best) best = run.GetAdjustedCPUTime();
-    }
-    ConsoleReporter::ReportRuns(runs);
-  }
-
-  std::map<std::string, double> Best;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
-  TReporter reporter;
+  TBestTimes reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   bool fast = true;
   for (const char* job : {"status of a member/ours", "status of an extended property/ours"}) {

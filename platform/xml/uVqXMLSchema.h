@@ -599,12 +599,21 @@ class TVqXMLSchemaSimpleContentElement : public TVqXMLSchemaElement {
 
 // -- Definitions ------------------------------------------------------------------------------------------------------
 
+namespace detail {
+template <typename T>
+bool IsRecord(const TVqXMLSchemaElement& record) {
+  if constexpr (std::same_as<T, TVqXMLSchemaElement>) {
+    return true;
+  } else {
+    return dynamic_cast<const T*>(&record) != nullptr;
+  }
+}
+}  // namespace detail
+
 template <typename T>
 decltype(auto) TVqXMLSchemaElement::GetValue(std::int32_t AIndex) const {
   if constexpr (detail::SchemaRecord<T>) {
-    return static_cast<T&>(ReadChild(AIndex, &detail::MakeRecord<T>, [](const TVqXMLSchemaElement& record) {
-      return dynamic_cast<const T*>(&record) != nullptr;
-    }));
+    return static_cast<T&>(ReadChild(AIndex, &detail::MakeRecord<T>, &detail::IsRecord<T>));
   } else if constexpr (std::is_enum_v<T>) {
     return static_cast<T>(ReadEnumValue(AIndex, VqEnumInfoOf(T{})));
   } else if constexpr (std::same_as<T, string>) {

@@ -43,7 +43,10 @@ TEST(GuideRecords, Writing) {
   message.GetBody().SetBodyType(btText);
   message.GetBody().SetValue("See you at ten.");
   message.SetSubject("Breakfast");
-  EXPECT_TRUE(message.GetXML().StartsWith("<t:Message><t:Subject>Breakfast</t:Subject><t:Body BodyType=\"Text\">"));
+  EXPECT_EQ(message.GetXML(),
+            "<t:Message><t:Subject>Breakfast</t:Subject><t:Body BodyType=\"Text\">See you at ten.</t:Body>"
+            "<t:Importance>High</t:Importance><t:ToRecipients><t:Mailbox><t:EmailAddress>ann@example.com"
+            "</t:EmailAddress></t:Mailbox></t:ToRecipients></t:Message>");
 
   TEwsMessage draft(VqCreateDOM("<t:Message><t:Body BodyType=\"HTML\">x</t:Body></t:Message>").GetDocumentElement());
   draft.GetBody().AssignTo(message.GetBody());

@@ -166,6 +166,19 @@ TEST(Authentication, ARefusedNtlmPasswordIsNotOfferedAgainAsBasic) {
   for (const auto& request : server.Requests()) EXPECT_FALSE(request.Header("Authorization").starts_with("Basic"));
 }
 
+TEST(Authentication, AConnectionThatGoesInTheMiddleOfAHandshakeIsReplaced) {
+  ScriptedServer server;
+  server.Then(Refusal("WWW-Authenticate: NTLM\r\n"))
+      .Then({"", 0, {}, {}, true, false, false, false})
+      .Then(Refusal(std::string("WWW-Authenticate: ") + NtlmChallenge + "\r\n"))
+      .Then(ScriptedServer::Ok("done"));
+  EXPECT_EQ(Post(Anna(), server.Url(), "body")->GetText(), "done");
+  EXPECT_EQ(server.Complaints(), "");
+  std::vector<std::string> bodies;
+  for (const auto& request : server.Requests()) bodies.push_back(request.Body);
+  EXPECT_EQ(bodies, (std::vector<std::string>{"body", "", "", "body"}));
+}
+
 TEST(Authentication, AServerThatChallengesForEverIsGivenUp) {
   ScriptedServer server;
   server.Always([](const auto&) { return Plain(Refusal(std::string("WWW-Authenticate: ") + NtlmChallenge + "\r\n")); });

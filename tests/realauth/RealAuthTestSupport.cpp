@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <iostream>
+
 #include "ews/uVqEWSPropsFLD.h"
 
 namespace velmore::testing {
@@ -154,6 +156,10 @@ void RealKerberosTest::SetUpTestSuite() {
   auto environment = FRealm->ClientEnvironment();
   environment.emplace_back("KRB5_KTNAME", "FILE:" + FRealm->KeyTab());  // for Apache
   FEnvironment = new TestEnvironment(environment);
+}
+
+void RealAuthTest::TearDown() {
+  if (HasFailure() && FApache) std::cout << "Apache's log:\n" << FApache->ErrorLog() << Print(FApache->Log(0));
 }
 
 void RealKerberosTest::TearDownTestSuite() {

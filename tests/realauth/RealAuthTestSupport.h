@@ -21,6 +21,9 @@ namespace velmore::testing {
 class RealAuthTest : public EWSTest {
  protected:
   static constexpr const char* kPassword = "geheim";
+  /// Tells what Apache had to say about a failure.
+  void TearDown() override;
+
   // Lines of TestApache::Settings::Root.
   static constexpr const char* kNegotiate = "GssapiAllowedMech krb5\n";
   static constexpr const char* kNtlm = "GssapiAllowedMech ntlmssp\n";

@@ -79,16 +79,7 @@ TEST_F(DeepMailbox, HundredThousandRowsAreWalkedWithTenFields) {
 
 TEST_F(DeepMailbox, FiveThousandFoldersAreWalked) {
   constexpr int kFolders = 5000 / kScale;
-  for (int i = 0; i < kFolders; ++i) Server().AddItem(kAlice, "Many/" + std::to_string(i), "<t:Message/>");
-  auto top = Folder(dfinmsgfolderroot)->GetSubFolders();
-  top->GetFields().Add(FLD_FOLDER_DISPLAYNAME);
-  top->GetFields().Add(FLD_FOLDER_FOLDERID);
-  TItemId many;
-  for (top->Open(); !top->Eof(); top->Next()) {
-    if (top->FieldByName(FLD_FOLDER_DISPLAYNAME).GetAsString() == "Many")
-      many = top->FieldByName(FLD_FOLDER_FOLDERID).GetValue<TItemId>();
-  }
-  const auto parent = Store().GetFolder(many);
+  const auto parent = FolderOfFolders(kFolders);
   EXPECT_EQ(parent->GetChildFolderCount(), kFolders);
   const std::uint64_t before = Count("FindFolder");
   auto folders = parent->GetSubFolders();

@@ -53,6 +53,19 @@ class MailboxTest : public EWSTest {
     const simulator::Id id = Server().AddItem(kAlice, folder, xml);
     return {id.id, id.change_key};
   }
+  /// A folder with so many subfolders, named "0" and so on.
+  TVqRef<IVqEWSFolder> FolderOfFolders(int count) {
+    for (int i = 0; i < count; ++i) Server().AddItem(kAlice, "Many/" + std::to_string(i), "<t:Message/>");
+    const auto top = Folder(dfinmsgfolderroot)->GetSubFolders();
+    top->GetFields().Add(FLD_FOLDER_DISPLAYNAME);
+    top->GetFields().Add(FLD_FOLDER_FOLDERID);
+    TItemId many;
+    for (top->Open(); !top->Eof(); top->Next()) {
+      if (top->FieldByName(FLD_FOLDER_DISPLAYNAME).GetAsString() == "Many")
+        many = top->FieldByName(FLD_FOLDER_FOLDERID).GetValue<TItemId>();
+    }
+    return Store().GetFolder(many);
+  }
 
   /// The markup of the last request of an operation.
   std::string Request(const std::string& operation) { return BodyOf(LastExchange(operation).request_body); }

@@ -49,7 +49,9 @@ class RoughWorldConnection : public SessionTest {
       ADD_FAILURE() << failure.what();
     }
     // Who asks while the connection is being closed may meet its end; that is another case.
-    if (answer.Close) EXPECT_TRUE(Server.WaitFor([&] { return Server.OpenConnections() == 0; }));
+    if (answer.Close) {
+      EXPECT_TRUE(Server.WaitFor([&] { return Server.OpenConnections() == 0; }));
+    }
     return name;
   }
 };

@@ -345,17 +345,7 @@ TEST_F(TablePaging, TenThousandRowsHoldOnePage) {
 }
 
 TEST_F(TablePaging, FiveHundredFolders) {
-  const auto inbox = Inbox();
-  for (int i = 0; i < 500; ++i) Server().AddItem(kAlice, "Many/" + std::to_string(i), "<t:Message/>");
-  auto top = Folder(dfinmsgfolderroot)->GetSubFolders();
-  top->GetFields().Add(FLD_FOLDER_DISPLAYNAME);
-  top->GetFields().Add(FLD_FOLDER_FOLDERID);
-  TItemId many;
-  for (top->Open(); !top->Eof(); top->Next()) {
-    if (top->FieldByName(FLD_FOLDER_DISPLAYNAME).GetAsString() == "Many")
-      many = top->FieldByName(FLD_FOLDER_FOLDERID).GetValue<TItemId>();
-  }
-  const auto parent = Store().GetFolder(many);
+  const auto parent = FolderOfFolders(500);
   EXPECT_EQ(parent->GetChildFolderCount(), 500);
   auto folders = parent->GetSubFolders();
   folders->SetMaxEntriesPerPage(100);

@@ -587,7 +587,8 @@ int CurlEngine::BeforeClosing(curl_socket_t socket) {
     curl_off_t total = 0, done = 0;
     curl_easy_getinfo(FEasy, CURLINFO_CONTENT_LENGTH_UPLOAD_T, &total);
     curl_easy_getinfo(FEasy, CURLINFO_SIZE_UPLOAD_T, &done);
-    FLostUnheard = done < total;
+    // What opens a handshake leaves its body at home: nobody can act on it.
+    FLostUnheard = done < total || (total == 0 && !FRequest->Body.empty());
 #ifdef __linux__
     // The server's system closes with an acknowledgement of all that came in before. Bytes that this one leaves out came
     // later: no program has read them. A connection that was reset says nothing of the kind, unless it was closed first
