@@ -129,7 +129,7 @@ __attribute__((target("ssse3,popcnt,pclmul"))) void FillSsse3(const char* text, 
   TVqScanState state = known;
   for (; blocks > 0; --blocks, text += 64, ++masks) {
     TBytes64 bytes{};
-    for (unsigned part = 0; part < 4; ++part) {
+    for (std::size_t part = 0; part < 4; ++part) {
       const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + 16 * part));
       bytes.Less |= VELMORE_IS('<');
       bytes.Greater |= VELMORE_IS('>');
@@ -158,7 +158,7 @@ __attribute__((target("avx2,popcnt,bmi,pclmul"))) void FillAvx2(const char* text
   TVqScanState state = known;
   for (; blocks > 0; --blocks, text += 64, ++masks) {
     TBytes64 bytes{};
-    for (unsigned part = 0; part < 2; ++part) {
+    for (std::size_t part = 0; part < 2; ++part) {
       const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + 32 * part));
       bytes.Less |= VELMORE_IS('<');
       bytes.Greater |= VELMORE_IS('>');
