@@ -84,13 +84,13 @@ std::optional<Seconds> ParseTime(std::string_view text) {
     int hours = 0, minutes = 0;
     if (!Digits(text, at + 1, 2, hours) || !Digits(text, at + 4, 2, minutes) || text[at + 3] != ':')
       return std::nullopt;
-    offset = (hours * 60 + minutes) * 60;
+    offset = (Seconds{hours} * 60 + minutes) * 60;
     if (text[at] == '-') offset = -offset;
     at += 6;
   }
   if (at != text.size()) return std::nullopt;
   return DaysFromDate(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * 86400 +
-         (std::int64_t{hour} * 60 + minute) * 60 + second - offset;
+         (Seconds{hour} * 60 + minute) * 60 + second - offset;
 }
 
 std::string MailDate(Seconds time) {
