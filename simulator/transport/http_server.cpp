@@ -115,8 +115,8 @@ struct HttpServer::Impl {
   std::condition_variable stopped;
   bool stopping = false;
   std::uint64_t last_connection = 0;
-  std::map<std::uint64_t, int>
-      sockets;  // open connections; gone from here when they are dropped, and before the socket is closed
+  // Open connections; gone from here when they are dropped, and before the socket is closed.
+  std::map<std::uint64_t, int> sockets;
   struct Worker {
     std::thread thread;
     std::shared_ptr<std::atomic<bool>> done;
