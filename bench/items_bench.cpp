@@ -13,11 +13,11 @@
 
 #include "bench/ForkedSimulator.h"
 #include "ews/VelmoreEWS.h"
-#include "ews/uVqEWSAttachments.h"
-#include "ews/uVqEWSFolder.h"
-#include "ews/uVqEWSItem.h"
-#include "ews/uVqEWSMsgStore.h"
-#include "ews/uVqEWSPropsFLD.h"
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/items/uVqEWSItem.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/stores/uVqEWSFolder.h"
+#include "ews/stores/uVqEWSMsgStore.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/soap/uVqSOAPTypes.h"
 

@@ -6,10 +6,10 @@
 #include <pugixml.hpp>
 
 #include "bench/BestTimes.h"
-#include "ews/uVqEWSProperties.h"
-#include "ews/uVqEWSPropsMPR.h"
-#include "ews/uVqEWSPropsPR.h"
-#include "ews/uVqEWSTypes.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
+#include "ews/schema/uVqEWSPropsPR.h"
+#include "ews/schema/uVqEWSTypes.h"
+#include "ews/values/uVqEWSProperties.h"
 
 namespace {
 

@@ -14,10 +14,10 @@
 
 #include "bench/ForkedSimulator.h"
 #include "ews/VelmoreEWS.h"
-#include "ews/uVqEWSAttachments.h"
-#include "ews/uVqEWSFieldURI.h"
-#include "ews/uVqEWSMessage.h"
-#include "ews/uVqEWSMsgStore.h"
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/items/uVqEWSMessage.h"
+#include "ews/schema/uVqEWSFieldURI.h"
+#include "ews/stores/uVqEWSMsgStore.h"
 #include "platform/common/uVqNetEncoding.h"
 
 namespace {

@@ -25,7 +25,7 @@
 #include <string>
 #include <vector>
 
-#include "ews/uVqEWS.h"
+#include "ews/session/uVqEWS.h"
 
 namespace {
 

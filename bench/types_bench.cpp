@@ -5,7 +5,7 @@
 #include <pugixml.hpp>
 #include <string>
 
-#include "ews/uVqEWSTypes.h"
+#include "ews/schema/uVqEWSTypes.h"
 
 using namespace velmore;
 

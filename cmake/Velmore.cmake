@@ -36,25 +36,34 @@ if(VELMORE_SANITIZE)
   add_link_options(-fsanitize=${VELMORE_SANITIZE})
 endif()
 
-# velmore_room(<name> [DEPENDS rooms...] [PRIVATE libraries...])
-# One room of the library: all sources of the calling folder (and of SUBFOLDERS) as a static library velmore_<name>. The arrows
-# between rooms are the DEPENDS, so that an include that points upward does not link.
+# velmore_declare_room(<name> <depends>)
+# Writes down what the calling folder may include, for the test of the rooms: its own files and those of the named rooms, nothing else.
+function(velmore_declare_room name depends)
+  file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  string(JOIN "," depends ${depends})
+  set_property(GLOBAL APPEND PROPERTY VELMORE_DECLARED_ROOMS "${name} ${folder} ${depends}")
+endfunction()
+
+# velmore_room(<name> [DEPENDS rooms...] [PRIVATE libraries...] [SUBFOLDERS folders...])
+# One room of the library: all sources of the calling folder (and of SUBFOLDERS) as a static library velmore_<name>, which becomes part of the one
+# installed library. The arrows between rooms are the DEPENDS; a test holds every include against them.
 function(velmore_room name)
   cmake_parse_arguments(ROOM "" "" "DEPENDS;PRIVATE;SUBFOLDERS" ${ARGN})
+  velmore_declare_room(${name} "${ROOM_DEPENDS}")
   file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
   foreach(folder IN LISTS ROOM_SUBFOLDERS)
     file(GLOB more CONFIGURE_DEPENDS ${folder}/*.cpp ${folder}/*.h)
     list(APPEND sources ${more})
   endforeach()
-  if(NOT sources MATCHES "\\.cpp")
-    return()
-  endif()
   add_library(velmore_${name} STATIC ${sources})
   target_include_directories(velmore_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
   foreach(room IN LISTS ROOM_DEPENDS)
-    target_link_libraries(velmore_${name} PUBLIC velmore_${room})
+    if(TARGET velmore_${room})  # a room of data has nothing to link
+      target_link_libraries(velmore_${name} PUBLIC velmore_${room})
+    endif()
   endforeach()
   target_link_libraries(velmore_${name} PRIVATE velmore_warnings ${ROOM_PRIVATE})
+  set_property(GLOBAL APPEND PROPERTY VELMORE_ROOMS ${name})
   set_property(GLOBAL APPEND PROPERTY VELMORE_ROOM_LIBRARIES ${ROOM_PRIVATE})
 endfunction()
 

@@ -3,8 +3,7 @@
 
 include(CMakePackageConfigHelpers)
 
-set(rooms common xml http soap os ews)
-
+get_property(rooms GLOBAL PROPERTY VELMORE_ROOMS)
 add_library(velmore-ews)
 add_library(Velmore::EWS ALIAS velmore-ews)
 foreach(room IN LISTS rooms)
@@ -20,9 +19,9 @@ target_include_directories(velmore-ews INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/velmore-ews>)
 install(TARGETS velmore-ews EXPORT VelmoreEWSTargets)
 
-# Public headers, and the tables that some of them expand. What ends in _p is private.
+# Public headers, and the tables that some of them expand. What ends in _p is its room's own; what stands in internal/ is the library's.
 install(DIRECTORY platform ews DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velmore-ews
-  FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "*_p.h" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "*_p.h" EXCLUDE PATTERN "internal" EXCLUDE)
 
 if(TARGET velmore_simulator)
   set_target_properties(velmore_simulator PROPERTIES EXPORT_NAME Simulator OUTPUT_NAME velmore-ews-simulator)

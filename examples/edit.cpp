@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "ews/VelmoreEWS.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSStrings.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/values/uVqEWSStrings.h"
 #include "support/ExampleServer.h"
 
 using namespace velmore;

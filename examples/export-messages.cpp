@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "ews/VelmoreEWS.h"
-#include "ews/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
 #include "support/ExampleServer.h"
 
 using namespace velmore;

@@ -17,12 +17,12 @@
 #include <thread>
 
 #include "ews/VelmoreEWS.h"
-#include "ews/uVqEWSAttachments.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSPropsMFLD.h"
-#include "ews/uVqEWSPropsPR.h"
-#include "ews/uVqEWSStrings.h"
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsMFLD.h"
+#include "ews/schema/uVqEWSPropsPR.h"
+#include "ews/values/uVqEWSStrings.h"
 #include "platform/common/uVqDateTimeUtils.h"
 #include "platform/http/uVqHTTPClient.h"
 #include "platform/soap/uVqSOAPClient.h"

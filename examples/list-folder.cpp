@@ -6,7 +6,7 @@
 #include <iostream>
 
 #include "ews/VelmoreEWS.h"
-#include "ews/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
 #include "platform/xml/uVqXMLUtils.h"
 #include "support/ExampleServer.h"
 

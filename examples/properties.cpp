@@ -7,7 +7,7 @@
 #include <iostream>
 
 #include "ews/VelmoreEWS.h"
-#include "ews/uVqEWSPropsPR.h"
+#include "ews/schema/uVqEWSPropsPR.h"
 #include "support/ExampleServer.h"
 
 using namespace velmore;

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "ews/VelmoreEWS.h"
-#include "ews/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
 #include "support/ExampleServer.h"
 
 using namespace velmore;

@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "ews/VelmoreEWS.h"
-#include "ews/uVqEWSAttachments.h"
+#include "ews/items/uVqEWSAttachments.h"
 #include "support/ExampleServer.h"
 
 using namespace velmore;

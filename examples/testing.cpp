@@ -1,7 +1,7 @@
 // A job and its test: the job is what a program does with a mailbox, the test runs it against the embedded simulator.
 
 #include <ews/VelmoreEWS.h>
-#include <ews/uVqEWSPropsFLD.h>
+#include <ews/schema/uVqEWSPropsFLD.h>
 #include <simulator/simulator.h>
 
 #include <iostream>

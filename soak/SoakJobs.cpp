@@ -4,13 +4,13 @@
 #include <thread>
 
 #include "SoakReport.h"
-#include "ews/uVqEWSAttachments.h"
-#include "ews/uVqEWSFolder.h"
-#include "ews/uVqEWSImpersonation.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSPropsPR.h"
-#include "ews/uVqEWSStrings.h"
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsPR.h"
+#include "ews/stores/uVqEWSFolder.h"
+#include "ews/stores/uVqEWSImpersonation.h"
+#include "ews/values/uVqEWSStrings.h"
 #include "platform/soap/uVqSOAPClient.h"
 
 namespace soak {

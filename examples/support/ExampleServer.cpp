@@ -9,7 +9,7 @@
 #include <unistd.h>
 #endif
 
-#include "ews/uVqEWS.h"
+#include "ews/session/uVqEWS.h"
 #include "platform/common/uVqSerializer.h"
 #include "simulator/simulator.h"
 

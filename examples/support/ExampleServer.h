@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "ews/uVqEWSTypes.h"
+#include "ews/schema/uVqEWSTypes.h"
 
 namespace velmore {
 class TVqEWSCustomSession;

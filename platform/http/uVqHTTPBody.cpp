@@ -1,4 +1,4 @@
-#include "platform/http/uVqHTTPBody_p.h"
+#include "platform/http/internal/uVqHTTPBody.h"
 
 #include <algorithm>
 #include <utility>

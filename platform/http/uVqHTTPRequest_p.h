@@ -2,7 +2,7 @@
 
 // Request and response as objects.
 
-#include "platform/http/uVqHTTPBody_p.h"
+#include "platform/http/internal/uVqHTTPBody.h"
 #include "platform/http/uVqHTTPEngine_p.h"
 
 namespace velmore {

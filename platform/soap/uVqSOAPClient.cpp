@@ -1,8 +1,8 @@
 #include "platform/soap/uVqSOAPClient.h"
 
-#include "platform/http/uVqHTTPBody_p.h"
+#include "platform/http/internal/uVqHTTPBody.h"
 #include "platform/soap/uVqSOAPFailures_p.h"
-#include "platform/xml/uVqXMLWriter_p.h"
+#include "platform/xml/internal/uVqXMLWriter.h"
 
 namespace velmore {
 namespace {

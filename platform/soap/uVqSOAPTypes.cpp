@@ -1,6 +1,6 @@
 #include "platform/soap/uVqSOAPTypes.h"
 
-#include "platform/xml/uVqXMLDOMAccess_p.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 
 namespace velmore {
 namespace {

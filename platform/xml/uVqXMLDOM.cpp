@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
+#include "platform/xml/internal/uVqXMLWriter.h"
 #include "platform/xml/uVqCodePages_p.h"
 #include "platform/xml/uVqXMLDOMData_p.h"
 #include "platform/xml/uVqXMLScan_p.h"
-#include "platform/xml/uVqXMLWriter_p.h"
 
 namespace velmore {
 

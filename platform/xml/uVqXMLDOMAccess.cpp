@@ -1,4 +1,4 @@
-#include "platform/xml/uVqXMLDOMAccess_p.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 
 #include <cstring>
 

@@ -10,8 +10,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLDOM.h"
-#include "platform/xml/uVqXMLDOMAccess_p.h"
 #include "platform/xml/uVqXMLScan_p.h"
 
 namespace velmore::detail {

@@ -5,9 +5,9 @@
 #include <random>
 #include <system_error>
 
+#include "platform/xml/internal/uVqXMLWriter.h"
 #include "platform/xml/uVqCodePages_p.h"
 #include "platform/xml/uVqXMLDOMData_p.h"
-#include "platform/xml/uVqXMLWriter_p.h"
 
 namespace velmore {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 /// Typed records: views over one element of a document, with a getter and a setter for each member that the schema
-/// gives it. `ews/uVqEWSTypes.h` has the records of the types schema.
+/// gives it. `ews/schema/uVqEWSTypes.h` has the records of the types schema.
 ///
 ///     TEwsMessage message(element);                       // parses nothing, copies nothing
 ///     string subject = message.GetSubject();              // reads <t:Subject>

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/xml/uVqXMLDOMAccess_p.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLSchema.h"
 
 namespace velmore::detail {

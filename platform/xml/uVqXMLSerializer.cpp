@@ -1,6 +1,6 @@
 #include "platform/xml/uVqXMLSerializer.h"
 
-#include "platform/xml/uVqXMLDOMAccess_p.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLSchema_p.h"
 
 namespace velmore {

@@ -1,4 +1,4 @@
-#include "platform/xml/uVqXMLWriter_p.h"
+#include "platform/xml/internal/uVqXMLWriter.h"
 
 #include <cstring>
 

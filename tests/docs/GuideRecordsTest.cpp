@@ -4,7 +4,7 @@
 
 #include <iostream>
 
-#include "ews/uVqEWSTypes.h"
+#include "ews/schema/uVqEWSTypes.h"
 
 using namespace velmore;
 

@@ -7,12 +7,12 @@
 #include <fstream>
 
 #include "ews/VelmoreEWS.h"
-#include "ews/uVqEWSImpersonation.h"
-#include "ews/uVqEWSProperties.h"
-#include "ews/uVqEWSPropsEFLD.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSPropsMPR.h"
+#include "ews/schema/uVqEWSPropsEFLD.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
+#include "ews/stores/uVqEWSImpersonation.h"
+#include "ews/values/uVqEWSProperties.h"
 #include "platform/soap/uVqSOAPClient.h"
 #include "tests/support/Transcript.h"
 #include "tests/wire/MailboxTestSupport.h"

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsMPR.h"
-#include "ews/uVqEWSWellKnownSets_p.h"
+#include "ews/schema/internal/uVqEWSWellKnownSets.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
 
 namespace velmore {
 namespace {

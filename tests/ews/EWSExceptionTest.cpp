@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ews/uVqEWSInterfaces.h"
+#include "ews/model/uVqEWSInterfaces.h"
 
 namespace velmore {
 namespace {

@@ -1,10 +1,10 @@
-#include "ews/uVqEWSFields.h"
+#include "ews/values/uVqEWSFields.h"
 
 #include "EWSPropertyTestSupport.h"
-#include "ews/uVqEWSCategory.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSPropsMFLD.h"
-#include "ews/uVqEWSStrings.h"
+#include "ews/model/uVqEWSCategory.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsMFLD.h"
+#include "ews/values/uVqEWSStrings.h"
 
 namespace velmore {
 namespace {

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ews/uVqEWSInlineImages_p.h"
+#include "ews/items/uVqEWSInlineImages_p.h"
 
 namespace velmore::testing {
 namespace {

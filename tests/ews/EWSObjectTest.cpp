@@ -9,7 +9,7 @@
 #include <optional>
 #include <sstream>
 
-#include "ews/uVqEWSBase.h"
+#include "ews/model/uVqEWSBase.h"
 #include "platform/soap/uVqSOAPClient.h"
 
 namespace velmore {
@@ -234,7 +234,7 @@ TEST(BaseSession, TimeZoneTableIsOpenToApplications) {
 
 /// The places of these words in a header of the library, in the order of the words; they must rise.
 void ExpectOrder(const char* header, const std::string& from, const std::vector<std::string>& words) {
-  const auto root = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
+  const auto root = std::filesystem::path(VELMORE_SOURCE_DIR);
   std::ifstream file(root / header);
   std::stringstream content;
   content << file.rdbuf();
@@ -249,17 +249,17 @@ void ExpectOrder(const char* header, const std::string& from, const std::vector<
 }
 
 TEST(BaseSession, OrderOfDeclarationDiffersFromTheInterfaces) {
-  ExpectOrder("ews/uVqEWSBase.h", "class TVqEWSBaseSession :",
+  ExpectOrder("ews/model/uVqEWSBase.h", "class TVqEWSBaseSession :",
               {"GetCredentials", "GetServiceURL", "GetServerVersion", "CreateHTTPClient", "CreateSOAPClient",
                "CreateRequest", "SetExchangeCookie", "SetAccessToken", "CheckResponseError"});
-  ExpectOrder("ews/uVqEWSInterfaces.h", "class IVqEWSSession :",
+  ExpectOrder("ews/model/uVqEWSInterfaces.h", "class IVqEWSSession :",
               {"GetServiceURL", "GetCredentials", "GetServerVersion", "CreateHTTPClient", "CreateSOAPClient",
                "CreateRequest", "CheckResponseError"});
 }
 
 TEST(EWSObject, OrderOfDeclaration) {
-  ExpectOrder("ews/uVqEWSInterfaces.h", "class IVqEWSObject :", {"GetID", "GetCreatedBy"});
-  ExpectOrder("ews/uVqEWSBase.h", "class TVqEWSObject :", {"CreateRequest", "GetID", "SetId"});
+  ExpectOrder("ews/model/uVqEWSInterfaces.h", "class IVqEWSObject :", {"GetID", "GetCreatedBy"});
+  ExpectOrder("ews/model/uVqEWSBase.h", "class TVqEWSObject :", {"CreateRequest", "GetID", "SetId"});
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 // How the list is rebuilt from the object's elements.
 
 #include "EWSPropertyTestSupport.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsMPR.h"
-#include "ews/uVqEWSPropsPR.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
+#include "ews/schema/uVqEWSPropsPR.h"
 
 namespace velmore {
 namespace {

@@ -1,9 +1,9 @@
 // How the two trees compare.
 
 #include "EWSPropertyTestSupport.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsMPR.h"
-#include "ews/uVqEWSPropsPR.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
+#include "ews/schema/uVqEWSPropsPR.h"
 
 namespace velmore {
 namespace {

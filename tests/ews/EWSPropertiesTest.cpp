@@ -1,13 +1,13 @@
 // The values: where they stand, how they are read, written and named, and the list of them.
 
-#include "ews/uVqEWSProperties.h"
+#include "ews/values/uVqEWSProperties.h"
 
 #include "EWSPropertyTestSupport.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSPropsMFLD.h"
-#include "ews/uVqEWSPropsMPR.h"
-#include "ews/uVqEWSPropsPR.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsMFLD.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
+#include "ews/schema/uVqEWSPropsPR.h"
 
 namespace velmore {
 namespace {

@@ -6,8 +6,8 @@
 
 #include <memory>
 
-#include "ews/uVqEWSProperties.h"
-#include "ews/uVqEWSTypes.h"
+#include "ews/schema/uVqEWSTypes.h"
+#include "ews/values/uVqEWSProperties.h"
 
 namespace velmore::test {
 

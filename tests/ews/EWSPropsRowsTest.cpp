@@ -6,12 +6,12 @@
 #include <set>
 #include <type_traits>
 
-#include "ews/uVqEWSPropsEFLD.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSPropsMFLD.h"
-#include "ews/uVqEWSPropsMPR.h"
-#include "ews/uVqEWSPropsPR.h"
+#include "ews/schema/uVqEWSPropsEFLD.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsMFLD.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
+#include "ews/schema/uVqEWSPropsPR.h"
 #include "platform/common/uVqSysUtils.h"
 
 namespace velmore {

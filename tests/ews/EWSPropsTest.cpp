@@ -1,13 +1,13 @@
-#include "ews/uVqEWSProps.h"
+#include "ews/schema/uVqEWSProps.h"
 
 #include <gtest/gtest.h>
 
-#include "ews/uVqEWSFieldURI.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSPropsMFLD.h"
-#include "ews/uVqEWSPropsMPR.h"
-#include "ews/uVqEWSPropsPR.h"
+#include "ews/schema/uVqEWSFieldURI.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsMFLD.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
+#include "ews/schema/uVqEWSPropsPR.h"
 #include "platform/common/uVqSysUtils.h"
 #include "platform/xml/uVqStringStream.h"
 #include "platform/xml/uVqXMLDOM.h"

@@ -1,6 +1,6 @@
 // Recipients: from text to parts, and what each change leaves in the tree.
 
-#include "ews/uVqEWSRecipients.h"
+#include "ews/model/uVqEWSRecipients.h"
 
 #include <gtest/gtest.h>
 

@@ -1,14 +1,14 @@
 // The texts of restrictions, to the letter.
 
-#include "ews/uVqEWSRestrictions.h"
+#include "ews/stores/uVqEWSRestrictions.h"
 
 #include <gtest/gtest.h>
 
-#include "ews/uVqEWS.h"
-#include "ews/uVqEWSMsgStore.h"
-#include "ews/uVqEWSPropsEFLD.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSPropsMFLD.h"
+#include "ews/schema/uVqEWSPropsEFLD.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsMFLD.h"
+#include "ews/session/uVqEWS.h"
+#include "ews/stores/uVqEWSMsgStore.h"
 #include "platform/xml/uVqStringStream.h"
 #include "platform/xml/uVqXMLUtils.h"
 

@@ -1,11 +1,11 @@
 // What the objects write as XML and JSON they read back as it was, in either format.
 
 #include "EWSPropertyTestSupport.h"
-#include "ews/uVqEWSAttachments.h"
-#include "ews/uVqEWSCategory.h"
-#include "ews/uVqEWSFields.h"
-#include "ews/uVqEWSPropsPR.h"
-#include "ews/uVqEWSStrings.h"
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/model/uVqEWSCategory.h"
+#include "ews/schema/uVqEWSPropsPR.h"
+#include "ews/values/uVqEWSFields.h"
+#include "ews/values/uVqEWSStrings.h"
 
 namespace velmore {
 namespace {

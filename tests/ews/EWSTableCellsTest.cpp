@@ -4,10 +4,10 @@
 
 #include <random>
 
-#include "ews/uVqEWSBase.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSTable.h"
-#include "ews/uVqEWSTypes.h"
+#include "ews/model/uVqEWSBase.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSTypes.h"
+#include "ews/stores/uVqEWSTable.h"
 #include "platform/soap/uVqSOAPClient.h"
 
 namespace velmore {

@@ -6,7 +6,7 @@
 #include <map>
 #include <set>
 
-#include "ews/uVqEWSTypes.h"
+#include "ews/schema/uVqEWSTypes.h"
 
 using namespace velmore;
 

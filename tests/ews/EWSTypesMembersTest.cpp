@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ews/uVqEWSTypes.h"
+#include "ews/schema/uVqEWSTypes.h"
 
 using namespace velmore;
 

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "ews/uVqEWSProps.h"
-#include "ews/uVqEWSTypes.h"
+#include "ews/schema/uVqEWSProps.h"
+#include "ews/schema/uVqEWSTypes.h"
 
 using namespace velmore;
 

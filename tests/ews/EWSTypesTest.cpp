@@ -1,4 +1,4 @@
-#include "ews/uVqEWSTypes.h"
+#include "ews/schema/uVqEWSTypes.h"
 
 #include <gtest/gtest.h>
 

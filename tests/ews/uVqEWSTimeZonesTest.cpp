@@ -1,11 +1,11 @@
-#include "ews/uVqEWSTimeZones.h"
+#include "ews/model/uVqEWSTimeZones.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <set>
 
-#include "ews/uVqEWSInterfaces.h"
+#include "ews/model/uVqEWSInterfaces.h"
 #include "platform/os/uVqTimeZone.h"
 
 namespace velmore {

@@ -3,7 +3,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "ews/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
 #include "tests/simulator/ProgramTestSupport.h"
 #include "tests/support/EWSTestSupport.h"
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/http/uVqHTTPBody_p.h"
+#include "platform/http/internal/uVqHTTPBody.h"
 
 namespace velmore {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <iostream>
 
-#include "ews/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
 
 namespace velmore::testing {
 

@@ -1,12 +1,12 @@
 // Attachments: the list, files with lazy content, items inside of items.
 
-#include "ews/uVqEWSAttachments.h"
+#include "ews/items/uVqEWSAttachments.h"
 
 #include <filesystem>
 #include <fstream>
 
-#include "ews/uVqEWSImpersonation.h"
-#include "ews/uVqEWSMessage.h"
+#include "ews/items/uVqEWSMessage.h"
+#include "ews/stores/uVqEWSImpersonation.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "tests/wire/MailboxTestSupport.h"
 

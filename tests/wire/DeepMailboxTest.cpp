@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ews/uVqEWSAttachments.h"
-#include "ews/uVqEWSItem.h"
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/items/uVqEWSItem.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "tests/wire/MailboxTestSupport.h"
 

@@ -1,7 +1,7 @@
 // Acting on another user's mailbox.
 
 #include "SessionTestSupport.h"
-#include "ews/uVqEWSImpersonation.h"
+#include "ews/stores/uVqEWSImpersonation.h"
 #include "tests/support/EWSTestSupport.h"
 
 namespace velmore::testing {

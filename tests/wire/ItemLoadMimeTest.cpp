@@ -5,7 +5,7 @@
 #include <random>
 #include <sstream>
 
-#include "ews/uVqEWSItem.h"
+#include "ews/items/uVqEWSItem.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "tests/wire/MailboxTestSupport.h"
 

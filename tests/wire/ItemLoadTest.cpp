@@ -1,10 +1,10 @@
 // Items: new ones, loaded ones, and what both tell.
 
-#include "ews/uVqEWSAttachments.h"
-#include "ews/uVqEWSItem.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsMPR.h"
-#include "ews/uVqEWSStrings.h"
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/items/uVqEWSItem.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
+#include "ews/values/uVqEWSStrings.h"
 #include "tests/wire/MailboxTestSupport.h"
 
 namespace velmore::testing {

@@ -1,9 +1,9 @@
 // What a load leaves out and how it comes: one by one when it is read, or many at once.
 
-#include "ews/uVqEWSItem.h"
-#include "ews/uVqEWSMessage.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsMPR.h"
+#include "ews/items/uVqEWSItem.h"
+#include "ews/items/uVqEWSMessage.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
 #include "tests/wire/MailboxTestSupport.h"
 
 namespace velmore::testing {

@@ -1,7 +1,7 @@
 // The time-zone context: from the machine when a session is made, from the server's list when it logs on.
 
 #include "SessionTestSupport.h"
-#include "ews/uVqEWSTimeZones.h"
+#include "ews/model/uVqEWSTimeZones.h"
 
 #include <cstdlib>
 

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "ews/uVqEWSFolder.h"
-#include "ews/uVqEWSMsgStore.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSPropsPR.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsPR.h"
+#include "ews/stores/uVqEWSFolder.h"
+#include "ews/stores/uVqEWSMsgStore.h"
 #include "tests/support/EWSTestSupport.h"
 
 namespace velmore::testing {

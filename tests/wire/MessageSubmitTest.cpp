@@ -1,6 +1,6 @@
 // Sending a message, in every branch: in one step, saved first, saved before.
 
-#include "ews/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
 #include "tests/wire/SaveTestSupport.h"
 
 namespace velmore::testing {

@@ -1,6 +1,6 @@
 // What only messages have: recipients kept until the reload, flags, and MIME content that marks drafts as unsent.
 
-#include "ews/uVqEWSPropsPR.h"
+#include "ews/schema/uVqEWSPropsPR.h"
 #include "tests/wire/SaveTestSupport.h"
 
 namespace velmore::testing {

@@ -1,6 +1,6 @@
 // One job through all of the library: log on, list, read, send, see it arrive.
 
-#include "ews/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
 #include "tests/support/EWSTestSupport.h"
 
 namespace velmore::testing {

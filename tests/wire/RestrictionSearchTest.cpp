@@ -4,8 +4,8 @@
 #include <random>
 #include <set>
 
-#include "ews/uVqEWSPropsEFLD.h"
-#include "ews/uVqEWSPropsMFLD.h"
+#include "ews/schema/uVqEWSPropsEFLD.h"
+#include "ews/schema/uVqEWSPropsMFLD.h"
 #include "platform/xml/uVqXMLUtils.h"
 #include "tests/wire/MailboxTestSupport.h"
 

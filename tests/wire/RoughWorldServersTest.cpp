@@ -4,7 +4,7 @@
 
 #include "RoughWorldTestSupport.h"
 #include "SessionTestSupport.h"
-#include "ews/uVqEWSResolution.h"
+#include "ews/model/uVqEWSResolution.h"
 
 namespace velmore::testing {
 namespace {

@@ -11,7 +11,7 @@
 #include <regex>
 #include <string>
 
-#include "ews/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
 #include "tests/support/ScriptedServer.h"
 #include "tests/wire/SaveTestSupport.h"
 

@@ -2,12 +2,12 @@
 
 #include <filesystem>
 
-#include "ews/uVqEWSAttachments.h"
-#include "ews/uVqEWSImpersonation.h"
-#include "ews/uVqEWSMessage.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsMPR.h"
-#include "ews/uVqEWSStrings.h"
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/items/uVqEWSMessage.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
+#include "ews/stores/uVqEWSImpersonation.h"
+#include "ews/values/uVqEWSStrings.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/uVqXMLUtils.h"
 #include "tests/wire/MailboxTestSupport.h"

@@ -1,6 +1,6 @@
 // How a new item comes to the server, and what old servers get later.
 
-#include "ews/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
 #include "tests/wire/SaveTestSupport.h"
 
 namespace velmore::testing {

@@ -1,6 +1,6 @@
 // The connection ends before, in and after each request of a save. What the object is then, and what the next save makes of it.
 
-#include "ews/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
 #include "tests/wire/SaveTestSupport.h"
 
 namespace velmore::testing {

@@ -2,10 +2,10 @@
 
 // What the tests of saving share: items to change, the parts of a save's requests, and failures at its steps.
 
-#include "ews/uVqEWSAttachments.h"
-#include "ews/uVqEWSItem.h"
-#include "ews/uVqEWSMessage.h"
-#include "ews/uVqEWSStrings.h"
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/items/uVqEWSItem.h"
+#include "ews/items/uVqEWSMessage.h"
+#include "ews/values/uVqEWSStrings.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "tests/wire/MailboxTestSupport.h"
 

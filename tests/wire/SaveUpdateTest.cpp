@@ -1,7 +1,7 @@
 // What a save of a loaded item sends: exactly what changed, property by property.
 
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsMPR.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
 #include "tests/wire/SaveTestSupport.h"
 
 namespace velmore::testing {

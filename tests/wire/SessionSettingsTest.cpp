@@ -1,7 +1,7 @@
 // The settings of a session: their defaults, what passes on to a live session, what waits for the next logon.
 
 #include "SessionTestSupport.h"
-#include "ews/uVqEWSClients_p.h"
+#include "ews/session/uVqEWSClients_p.h"
 #include "platform/http/uVqWinHTTP.h"
 #include "platform/http/uVqWinINet.h"
 

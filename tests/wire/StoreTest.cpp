@@ -1,6 +1,6 @@
 // Stores: folders and items by name and id, and which class stands for them.
 
-#include "ews/uVqEWSItem.h"
+#include "ews/items/uVqEWSItem.h"
 #include "tests/wire/MailboxTestSupport.h"
 
 namespace velmore::testing {

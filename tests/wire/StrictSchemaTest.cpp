@@ -3,9 +3,9 @@
 // The simulator is told to refuse the library's own forms. In addition everything that was sent is validated against the published schema itself, when
 // the variable VELMORE_EWS_SCHEMA names a folder with it (messages.xsd, types.xsd and an envelope that ties them together, soap-envelope.xsd).
 
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsMFLD.h"
-#include "ews/uVqEWSPropsMPR.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsMFLD.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
 #include "tests/wire/SaveTestSupport.h"
 #include "tests/wire/WireFormsTestSupport.h"
 

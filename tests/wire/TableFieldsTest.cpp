@@ -1,7 +1,7 @@
 // Tables: which fields are asked for, the filter in the request, calendar views.
 
-#include "ews/uVqEWSPropsEFLD.h"
-#include "ews/uVqEWSPropsMFLD.h"
+#include "ews/schema/uVqEWSPropsEFLD.h"
+#include "ews/schema/uVqEWSPropsMFLD.h"
 #include "platform/xml/uVqXMLUtils.h"
 #include "tests/wire/MailboxTestSupport.h"
 

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ews/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
 #include "tests/support/EWSTestSupport.h"
 
 namespace velmore::testing {
@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path kExample = fs::path(__FILE__).parent_path() / "transcripts" / "list-and-read";
+const fs::path kExample = fs::path(VELMORE_SOURCE_DIR) / "tests" / "wire" / "transcripts" / "list-and-read";
 
 /// The client's part of the example: the subject of the first message of the inbox, and its body.
 std::string ListAndRead(const std::string& url) {

@@ -1,7 +1,7 @@
 // Each departure from the published schema: by default to the letter, and what StrictSchema makes of it.
 
-#include "ews/uVqEWSFields.h"
-#include "ews/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/values/uVqEWSFields.h"
 #include "tests/wire/SaveTestSupport.h"
 #include "tests/wire/WireFormsTestSupport.h"
 

@@ -8,9 +8,9 @@
 #include <iostream>
 #include <set>
 
-#include "ews/uVqEWSFields.h"
-#include "ews/uVqEWSProperties.h"
-#include "ews/uVqEWSPropsPR.h"
+#include "ews/schema/uVqEWSPropsPR.h"
+#include "ews/values/uVqEWSFields.h"
+#include "ews/values/uVqEWSProperties.h"
 #include "tests/wire/SaveTestSupport.h"
 #include "tests/wire/WireFormsTestSupport.h"
 #include "tests/wire/WireFormsTourTestSupport.h"

@@ -2,17 +2,17 @@
 
 #include <algorithm>
 
-#include "ews/uVqEWSAttachments.h"
-#include "ews/uVqEWSFields.h"
-#include "ews/uVqEWSMsgStore.h"
-#include "ews/uVqEWSProperties.h"
-#include "ews/uVqEWSPropsEFLD.h"
-#include "ews/uVqEWSPropsEPR.h"
-#include "ews/uVqEWSPropsFLD.h"
-#include "ews/uVqEWSPropsMFLD.h"
-#include "ews/uVqEWSPropsMPR.h"
-#include "ews/uVqEWSPropsPR.h"
-#include "ews/uVqEWSStrings.h"
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/schema/uVqEWSPropsEFLD.h"
+#include "ews/schema/uVqEWSPropsEPR.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
+#include "ews/schema/uVqEWSPropsMFLD.h"
+#include "ews/schema/uVqEWSPropsMPR.h"
+#include "ews/schema/uVqEWSPropsPR.h"
+#include "ews/stores/uVqEWSMsgStore.h"
+#include "ews/values/uVqEWSFields.h"
+#include "ews/values/uVqEWSProperties.h"
+#include "ews/values/uVqEWSStrings.h"
 
 namespace velmore::testing {
 namespace {

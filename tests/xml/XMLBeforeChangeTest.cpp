@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLDOM.h"
-#include "platform/xml/uVqXMLDOMAccess_p.h"
 
 namespace velmore {
 namespace {

@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "platform/common/uVqClasses.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLDOM.h"
-#include "platform/xml/uVqXMLDOMAccess_p.h"
 
 namespace velmore {
 namespace {

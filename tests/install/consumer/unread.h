@@ -1,7 +1,7 @@
 #pragma once
 
 #include <ews/VelmoreEWS.h>
-#include <ews/uVqEWSPropsFLD.h>
+#include <ews/schema/uVqEWSPropsFLD.h>
 
 #include <string>
 #include <vector>

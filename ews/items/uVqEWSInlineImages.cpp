@@ -1,0 +1,107 @@
+#include "ews/items/uVqEWSInlineImages_p.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+
+#include "platform/common/uVqNetEncoding.h"
+#include "platform/os/uVqMimeTypes.h"
+
+namespace velmore {
+namespace {
+
+/// Walks a text; everything behind the end is the end.
+class TCursor {
+ public:
+  explicit TCursor(const std::string& text) : FText(text) {}
+
+  bool AtEnd() const { return FAt >= FText.size(); }
+  std::size_t Position() const { return FAt; }
+  char Peek() const { return AtEnd() ? '\0' : FText[FAt]; }
+  std::string_view Peek(std::size_t count) const { return std::string_view(FText).substr(FAt, count); }
+  void Step() { FAt = std::min(FAt + 1, FText.size()); }
+  void SkipTo(std::string_view any) { FAt = std::min(FText.find_first_of(any, FAt), FText.size()); }
+  void Skip(char what) {
+    while (Peek() == what && !AtEnd()) Step();
+  }
+  std::string From(std::size_t mark) const { return FText.substr(mark, FAt - mark); }
+
+ private:
+  const std::string& FText;
+  std::size_t FAt = 0;
+};
+
+bool SameAscii(std::string_view a, std::string_view b) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+  return std::ranges::equal(a, b, {}, lower, lower);
+}
+
+struct TImage {
+  string MimeType;
+  std::unique_ptr<TVqStream> Content;
+};
+
+/// The picture whose source begins at the cursor, which then stands behind its value; no content when it is to be left alone.
+TImage ReadImage(TCursor& cursor, const std::string& scheme) {
+  if (cursor.Peek() != ':') return {};
+  cursor.Step();
+  if (scheme == "data") {
+    std::size_t mark = cursor.Position();
+    cursor.SkipTo(",");
+    std::string type = cursor.From(mark);
+    type.resize(std::min(type.find(';'), type.size()));
+    cursor.Step();
+    mark = cursor.Position();
+    cursor.SkipTo("\"");
+    return {type, std::make_unique<TVqMemoryStream>(VqBase64Decode(cursor.From(mark)))};
+  }
+  if (scheme == "file") {
+#ifdef _WIN32
+    cursor.Skip('/');
+#else
+    // The slashes belong to the notation; the last one begins the absolute path.
+    while (cursor.Peek(2) == "//") cursor.Step();
+#endif
+    const std::size_t mark = cursor.Position();
+    cursor.SkipTo("\"");
+    const std::string path = cursor.From(mark);
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(std::filesystem::path(string(path).utf16()), error)) return {};
+    return {VqGetFileMimeType(path), std::make_unique<TVqFileStream>(path, TVqFileMode::fmOpenRead)};
+  }
+  return {};
+}
+
+}  // namespace
+
+bool VqMoveInlineImages(const std::string& AHtml, std::string& AOutput, const TVqInlineImageEvent& AImage) {
+  TCursor cursor(AHtml);
+  std::string output;
+  std::size_t written = 0;
+  for (std::int32_t number = 0; !cursor.AtEnd();) {
+    cursor.Step();  // first, so that a picture at the very beginning is left alone
+    cursor.SkipTo("<");
+    if (!SameAscii(cursor.Peek(5), "<img ")) continue;
+    cursor.SkipTo("sS");
+    std::size_t mark = cursor.Position();
+    cursor.SkipTo("=>");
+    std::string attribute = cursor.From(mark);
+    std::erase(attribute, ' ');
+    if (!SameAscii(attribute, "src")) continue;
+    cursor.SkipTo("\"");
+    cursor.Step();
+    const std::size_t value = cursor.Position();
+    cursor.SkipTo(":\"");
+    TImage image = ReadImage(cursor, cursor.From(value));
+    if (!image.Content) continue;
+    const string name = kInlineImageName + IntToStr(number++);
+    AImage(name, image.MimeType, std::move(image.Content));
+    output.append(AHtml, written, value - written).append("cid:").append(name.utf8());
+    written = cursor.Position();
+  }
+  if (output.empty()) return false;
+  AOutput = output.append(AHtml, written, std::string::npos);
+  return true;
+}
+
+}  // namespace velmore

@@ -1,0 +1,212 @@
+#pragma once
+
+/// Items of every kind: loading, lazy loading and saving. TVqEWSItem is the plain one; messages stand in uVqEWSMessage.h.
+///
+/// An item holds its state as two records: the current one, which getters read and setters write, and a copy as it came from the server. The server is
+/// asked for "AllProperties" once; what that leaves out is fetched one by one when it is first read. A save compares the two records.
+
+#include "ews/model/uVqEWSItemInterfaces.h"
+#include "ews/model/uVqEWSPropObject.h"
+
+namespace velmore {
+
+class TVqBinResponse;
+
+/// The body of TVqEWSBaseItem<T>, the same for every record type: all item records derive from TEwsItem.
+///
+/// Owns its envelope, attachments and categories; keeps its creator alive. Lives by its reference count. One thread at a time. Getters may ask the
+/// server and raise; see IVqEWSItem for each operation.
+class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
+ public:
+  TItemId GetID() override;
+  /// Writes the id into the record, where getters and the next save find it.
+  void SetId(const TItemId& AId) override;
+
+  TItemType GetItemType() override { return tItem; }
+  IVqDOMElement AsElement() override { return NewRecord().AsElement(); }
+  bool GetIsNewItem() override { return FIsNewItem; }
+  bool GetIsSaved() override { return !GetID().Id.empty(); }
+  TVqRef<IVqEWSMsgStore> GetMsgStore() override;
+  TVqRef<IVqEWSFolder> GetParentFolder() override;
+
+  TEwsFolderId& GetParentFolderId() override;
+  string GetItemClass() override;
+  void SetItemClass(const string& AValue) override;
+  string GetSubject() override;
+  void SetSubject(const string& AValue) override;
+  TSensitivityChoices GetSensitivity() override;
+  void SetSensitivity(TSensitivityChoices AValue) override;
+  TEwsBody& GetBody() override;
+  string GetBodyText() override;
+  void SetBodyText(const string& AValue) override;
+  TVqEwsTextBody GetTextBody() override;
+  TVqEWSAttachments& GetAttachments() override;
+  TDateTime GetDateTimeReceived() override;
+  TDateTime GetDateTimeSent() override;
+  TDateTime GetDateTimeCreated() override;
+  TDateTime GetLastModifiedTime() override;
+  std::int32_t GetSize() override;
+  TVqEWSStrings& GetCategories() override;
+  TImportanceChoices GetImportance() override;
+  void SetImportance(TImportanceChoices AValue) override;
+  string GetInReplyTo() override;
+  void SetInReplyTo(const string& AValue) override;
+  bool GetIsSubmitted() override;
+  bool GetIsDraft() override;
+  bool GetIsFromMe() override;
+  bool GetIsResend() override;
+  bool GetIsUnmodified() override;
+  bool GetHasAttachments() override;
+  TEwsNonEmptyArrayOfInternetHeaders& GetInternetMessageHeaders() override;
+  TEwsNonEmptyArrayOfResponseObjects& GetAllowedResponseActions() override;
+  TVqEWSItemResponseTypes GetAllowedResponseTypes() override;
+  TDateTime GetReminderDueBy() override;
+  void SetReminderDueBy(TDateTime AValue) override;
+  bool GetIsReminderSet() override;
+  void SetIsReminderSet(bool AValue) override;
+  TDateTime GetReminderNextTime() override;
+  void SetReminderNextTime(TDateTime AValue) override;
+  std::int32_t GetReminderMinutesBeforeStart() override;
+  void SetReminderMinutesBeforeStart(std::int32_t AValue) override;
+  string GetDisplayCc() override;
+  string GetDisplayTo() override;
+  string GetCulture() override;
+  void SetCulture(const string& AValue) override;
+  TEwsEffectiveRights& GetEffectiveRights() override;
+  string GetLastModifiedName() override;
+  bool GetIsAssociated() override;
+  void SetIsAssociated(bool AValue) override;
+  string GetWebClientReadFormQueryString() override;
+  string GetWebClientEditFormQueryString() override;
+  TEwsItemId& GetConversationId() override;
+  TEwsBody& GetUniqueBody() override;
+  TEwsFlag& GetFlag() override;
+  TBytes GetInstanceKey() override;
+  TEwsEntityExtractionResult& GetEntityExtractionResult() override;
+  TEwsRetentionTag& GetArchiveTag() override;
+  TVqXMLSchemaElementArray<TEwsExtendedProperty>& GetExtendedProperty() override;
+  TIconIndex GetIconIndex() override;
+  TEwsMimeContent& GetMimeContent() override;
+  TEwsBody& GetNormalizedBody() override;
+  TEwsRetentionTag& GetPolicyTag() override;
+  string GetPreview() override;
+  void SetPreview(const string& AValue) override;
+  TDateTime GetRetentionDate() override;
+  TBytes GetStoreEntryId() override;
+  bool GetIsPrivate() override;
+  void SetIsPrivate(bool AValue) override;
+
+  void DeleteProperty(const TVqEWSPropDef& APropDef) override { TVqEWSPropObjectCore::DeleteProperty(APropDef); }
+  void GetAdditionalProperties(const std::vector<string>& AProps) override;
+  void SaveChanges(TVqEWSSaveOption ASaveOption) override;
+  void SaveToFile(const string& AFileName) override;
+  void SaveToStream(TVqStream& AStream) override;
+
+  /// Reads the item again (m:GetItem): new records, no attachments, categories or recipients in hand.
+  virtual void ReloadItem(const TItemId& AItemId);
+  /// Deletes the inline images that a save made out of the body's pictures ("_inlineImg0" and so on). In memory: the save sends it.
+  void ClearInlineAttachments();
+
+  const TVqEWSMemberTable& MemberTable() const override;
+
+ protected:
+  /// The class of the record that the item's data is read with.
+  TVqEWSItemCore(TVqComponent* ACreator, const TVqXMLSchemaClass& ARecordClass);
+  ~TVqEWSItemCore() override;
+
+  /// What a constructor ends with: a new item (empty id) prepares its m:CreateItem, any other one is loaded.
+  void Initialize(const TItemId& AItemId);
+
+  void SetPropData(const IVqDOMElement& AElement) override;
+  /// Called with each m:CreateItem and m:UpdateItem of a save before it is sent. The base moves pictures of an HTML body ("data:" and "file:") into
+  /// inline attachments. Overriders call it first.
+  virtual void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest);
+
+  /// The current record as an item's.
+  TEwsItem& Item() const { return static_cast<TEwsItem&>(NewRecord()); }
+  /// The envelope that carries the item: for a new item the request, for a loaded one the answer.
+  const TVqRef<IVqSOAPEnvelope>& Envelope() const noexcept { return FItem; }
+  /// The envelope as the unsent m:CreateItem; empty for any other.
+  TVqRef<IVqSOAPRequest> NewItemRequest() const;
+  /// The server's version; raises when the session is gone or not logged on.
+  TServerVersion ServerVersion() const { return ActiveSession().GetServerVersion(); }
+  /// Raises a plain exception when the server is older.
+  void NeedsVersion(TServerVersion ARequired, const char* AFeature) const;
+  /// Makes the attachments' part of a save; after the item, before the reload.
+  void SaveAttachments();
+  /// "Message", "Item": the local name of the item's element.
+  string ElementName();
+
+ private:
+  void PrepareCreateItem();
+  void OnGetSOAPElement(TVqXMLSchemaElement* ARecord, const TVqXMLSchemaInfo& AInfo);
+  IVqDOMElement SendGetItem(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AResponse,
+                            const TVqSOAPResponseFactory& AFactory = nullptr);
+  TVqRef<TVqBinResponse> FetchMimeContent();
+  void AddPropertyURI(const IVqDOMElement& AProperties, const string& AEntry);
+  IVqDOMElement FindAnswer(IVqSOAPResponse& AResponse);
+  void MergeMember(const IVqDOMElement& AAnswer, const string& AEntry);
+  void MergeDefinition(const IVqDOMElement& AAnswer, const string& AName);
+  void UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly);
+  bool CreateItem();
+  void AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProperty& AProperty);
+  std::vector<string> FindDeletedAttachments();
+  void DeleteAttachments(const std::vector<string>& AIds);
+  void CreateAttachments();
+  void MoveImages(const IVqDOMElement& ABody);
+
+  bool FIsNewItem = false;
+  std::vector<string> FCreatedAttachments;  // ids of those made on the server since the last load
+  TVqRef<TVqEWSObjectSession> FSession;     // for the attachments
+  std::unique_ptr<TVqEWSAttachments> FAttachments;
+  std::unique_ptr<TVqEWSStrings> FCategories;
+  TVqRef<IVqSOAPEnvelope> FItem;
+  IVqDOMElement FPropDataElm;
+};
+
+/// An item with a record of type T.
+template <typename T>
+class TVqEWSBaseItem : public TVqEWSItemCore {
+ protected:
+  /// Loads nothing yet: the derived constructor calls Initialize.
+  explicit TVqEWSBaseItem(TVqComponent* ACreator) : TVqEWSItemCore(ACreator, T::SchemaClass()) {}
+  ~TVqEWSBaseItem() override = default;
+
+  /// The current record, and the one as loaded, as a T.
+  T& NewData() const { return static_cast<T&>(NewRecord()); }
+  T& OldData() const { return static_cast<T&>(OldRecord()); }
+};
+
+/// An item of a kind that has no class of its own.
+class TVqEWSItem : public TVqEWSBaseItem<TEwsItem> {
+ public:
+  /// An empty id makes a new item in `ACreator` (a folder); any other loads the item (m:GetItem).
+  TVqEWSItem(TVqComponent* ACreator, const TItemId& AItemId);
+
+ protected:
+  ~TVqEWSItem() override = default;
+};
+
+/// A reply whose first "MimeContent" never becomes part of the tree: it is cut out of the bytes, and the tree has an empty element in its place.
+class TVqBinResponse : public TVqSOAPResponse {
+ public:
+  /// Takes over the bytes of the reply. Raises EVqXMLError as its base.
+  TVqBinResponse(std::string ASOAPResponse, const string& ASOAPResponseElmName);
+
+  /// Decodes the content into a file, which is created or overwritten. A reply without content makes an empty file.
+  void SaveMimeContent(const string& AFileName);
+  /// The same into a stream, at its position.
+  void SaveMimeContent(TVqStream& AStream);
+
+ private:
+  struct TParts {
+    std::string Document;
+    std::string MimeContent;
+  };
+  static TParts Cut(std::string bytes);
+  TVqBinResponse(TParts parts, const string& ASOAPResponseElmName);
+
+  std::string FMimeContent;  // base64
+};
+
+}  // namespace velmore

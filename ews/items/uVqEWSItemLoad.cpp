@@ -1,0 +1,285 @@
+// How an item comes into being, is read again, fetches what its load left out, and gives its MIME content.
+
+#include "ews/items/uVqEWSItem.h"
+
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/model/uVqEWSFolderInterfaces.h"
+#include "ews/schema/internal/uVqEWSWellKnownSets.h"
+#include "ews/schema/uVqEWSFieldURI.h"
+#include "ews/values/uVqEWSStrings.h"
+#include "platform/common/uVqNetEncoding.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
+
+namespace velmore {
+namespace {
+
+constexpr std::string_view kDefinitionPrefix = "PROPDEF:";
+constexpr const char* kGetItemMessage = "/Envelope/Body/GetItemResponse/ResponseMessages/GetItemResponseMessage";
+
+bool IsDefinition(const string& entry) {
+  return entry.StartsWith(kDefinitionPrefix);
+}
+std::string DefinitionName(const string& entry) {
+  return entry.Copy(kDefinitionPrefix.size()).utf8();
+}
+
+/// The definition that asks the server: a member of the schema is asked for through the MAPI property that stands for it.
+PVqEWSPropDef AskingDefinition(const std::string& name) {
+  const PVqEWSPropDef definition = GetPropDef(name, true);
+  return definition->Extended ? definition : GetPropDef("M" + name, true);
+}
+
+}  // namespace
+
+// ---- New and loaded items
+
+void TVqEWSItemCore::Initialize(const TItemId& AItemId) {
+  if (AItemId.Id.empty()) {
+    PrepareCreateItem();
+  } else {
+    ReloadItem(AItemId);
+  }
+}
+
+void TVqEWSItemCore::PrepareCreateItem() {
+  FIsNewItem = true;
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:CreateItem", "m:CreateItemResponse");
+  FItem = request;
+  const string name = ElementName();
+  request->GetMethod().AddElement("m:Items").AddElement("t:" + name);
+  FPropDataElm = request->GetDocument().SelectSingleElement("/envelope/body/createitem/items/" + name, kSelectRequired);
+  SetPropData(FPropDataElm);
+  // Only a folder says where the item goes; otherwise it is the server's default folder.
+  const auto folder = Supports<IVqEWSFolder>(GetCreatedBy());
+  if (!folder) return;
+  const TItemId id = folder->GetID();
+  const IVqDOMElement folderId =
+      request->GetMethod().InsertElement("m:SavedItemFolderId", TVqDOMPosition::dpFirst).AddElement("t:FolderId");
+  folderId.SetAttribute("Id", id.Id);
+  folderId.SetAttribute("ChangeKey", id.ChangeKey);
+}
+
+string TVqEWSItemCore::ElementName() {
+  return VqEnumToText(GetItemType());
+}
+
+TVqRef<IVqSOAPRequest> TVqEWSItemCore::NewItemRequest() const {
+  const auto request = Supports<IVqSOAPRequest>(FItem);
+  return request && request->GetBody().HasChildElement("CreateItem", kSelectQuiet) ? request : TVqRef<IVqSOAPRequest>();
+}
+
+void TVqEWSItemCore::SetPropData(const IVqDOMElement& AElement) {
+  TVqEWSPropObjectCore::SetPropData(AElement);
+  FCreatedAttachments.clear();
+  NewRecord().SetOnGetSOAPElement(
+      [this](TVqXMLSchemaElement* record, const TVqXMLSchemaInfo& info) { OnGetSOAPElement(record, info); });
+}
+
+IVqDOMElement TVqEWSItemCore::SendGetItem(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AResponse,
+                                          const TVqSOAPResponseFactory& AFactory) {
+  ARequest.Send(AResponse, TVqSOAPSendKind::synchronous, AFactory);
+  const IVqDOMElement message = AResponse->GetDocument().SelectSingleElement(kGetItemMessage, kSelectRequired);
+  CheckResponseError(message);
+  const IVqDOMElement items = message.SelectSingleElement("Items", kSelectRequired);
+  if (items.ElementCount() != 1)
+    throw EEWSException("ErrorItemNotFound", "There was no ItemId in the SOAP Response!", 0);
+  return items;
+}
+
+void TVqEWSItemCore::ReloadItem(const TItemId& AItemId) {
+  FAttachments.reset();
+  FCategories.reset();
+  FIsNewItem = false;
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
+  request->GetMethod().AddElement("m:ItemShape").AddElement("t:BaseShape").SetText("AllProperties");
+  AddLoadId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", AItemId);
+  TVqRef<IVqSOAPResponse> response;
+  const IVqDOMElement items = SendGetItem(*request, response);
+  FItem = response;
+  FPropDataElm = items.GetFirstChildElement();
+  SetPropData(FPropDataElm);
+}
+
+// ---- Lazy loading
+
+void TVqEWSItemCore::OnGetSOAPElement(TVqXMLSchemaElement* ARecord, const TVqXMLSchemaInfo& AInfo) {
+  if (AInfo.GetNodeType() != TVqDOMNodeType::ntElement) return;
+  if (ARecord && ARecord->FindNode(AInfo.GetName())) return;
+  const string& name = AInfo.GetName();
+  GetAdditionalProperties({name.StartsWith(u"t:") ? name.Copy(2) : name});
+}
+
+void TVqEWSItemCore::GetAdditionalProperties(const std::vector<string>& AProps) {
+  const TItemId id = GetID();
+  if (id.Id.empty()) return;  // the server knows nothing of a new item
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
+  const IVqDOMElement shape = request->GetMethod().AddElement("m:ItemShape");
+  shape.AddElement("t:BaseShape").SetText("IdOnly");
+  const IVqDOMElement properties = shape.AddElement("t:AdditionalProperties");
+  for (const string& entry : AProps) AddPropertyURI(properties, entry);
+  AddLoadId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", id);
+
+  TVqRef<IVqSOAPResponse> response;
+  SendGetItem(*request, response);
+  const IVqDOMElement answer = FindAnswer(*response);
+  for (const string& entry : AProps) {
+    if (IsDefinition(entry)) {
+      MergeDefinition(answer, DefinitionName(entry));
+    } else {
+      MergeMember(answer, entry);
+    }
+  }
+}
+
+void TVqEWSItemCore::AddPropertyURI(const IVqDOMElement& AProperties, const string& AEntry) {
+  if (IsDefinition(AEntry)) {
+    WriteExtendedFieldURI(AskingDefinition(DefinitionName(AEntry)), AProperties);
+    return;
+  }
+  const std::size_t colon = AEntry.Pos(u":");
+  const string name = colon == string::npos ? AEntry : AEntry.Copy(colon + 1);
+  const TVqEWSMemberInfo* member = MemberTable().Find(name.utf8());
+  if (!member || !member->Field) {
+    AProperties.AddElement("t:FieldURI").SetAttribute("FieldURI", "item:" + name);
+    return;
+  }
+  switch (member->Field.GetURIType()) {
+    case fdtExtendedField:
+      WriteExtendedFieldURI(member->Field.GetPropDef(), AProperties);
+      return;
+    case fdtField: {
+      const PVqEWSFieldDef field = GetFieldDef(member->Field.GetUnindexedFieldURI());
+      AProperties.AddElement("t:FieldURI").SetAttribute("FieldURI", EWSShortNameToStr(field->FieldURI()));
+      return;
+    }
+    case fdtIndexedField: {  // under the plain element's name and with the definition's own index, on purpose
+      const PVqEWSFieldDef field = GetFieldDef(member->Field.GetDictionaryURI());
+      const IVqDOMElement uri = AProperties.AddElement("t:FieldURI");
+      uri.SetAttribute("FieldURI", EWSShortNameToStr(field->FieldURI()));
+      uri.SetAttribute("FieldIndex", EWSShortNameToStr(field->FieldIndex));
+      return;
+    }
+  }
+}
+
+IVqDOMElement TVqEWSItemCore::FindAnswer(IVqSOAPResponse& AResponse) {
+  const string items = string(kGetItemMessage) + "/Items";
+  if (GetItemType() != tItem)
+    return AResponse.GetDocument().SelectSingleElement(items + "/" + ElementName(), kSelectRequired);
+  return AResponse.GetDocument().SelectSingleElement(items, kSelectRequired).GetFirstChildElement();
+}
+
+void TVqEWSItemCore::MergeMember(const IVqDOMElement& AAnswer, const string& AEntry) {
+  // The entry is used as the caller wrote it: one with a prefix such as "item:" was asked for and is not found here.
+  const bool prefixed = AEntry.Contains(u":");
+  const IVqDOMElement found =
+      AAnswer.SelectSingleElement(AEntry, prefixed ? TVqDOMSelectOptions() : TVqDOMSelectOptions(kSelectQuiet));
+  if (!found) return;
+  const bool text = !found.HasChildElements();
+  for (TVqXMLSchemaElement* record : {&OldRecord(), &NewRecord()}) {  // in both, so that it does not count as changed
+    IVqDOMElement target(record->GetNode(AEntry));
+    // Members that the record's schema does not know are kept beside the others.
+    if (!target) target = record->AsElement().SelectSingleElement("t:" + found.GetLocalName(), kSelectCreate);
+    for (const IVqDOMAttribute& attribute : found.GetAttributes())
+      target.SetAttribute(attribute.GetName(), attribute.GetValue());
+    if (text) {
+      detail::AssignTextOf(target, found);
+    } else {
+      target.SetInnerXML(found.GetInnerXML());
+    }
+  }
+}
+
+void TVqEWSItemCore::MergeDefinition(const IVqDOMElement& AAnswer, const string& AName) {
+  const PVqEWSPropDef definition = GetPropDef(AName.utf8(), true);
+  const PVqEWSPropDef asked = AskingDefinition(AName.utf8());
+  const string path = EwsAnswerPath(*asked);
+  IVqDOMElement uri = AAnswer.SelectSingleElement(path, kSelectQuiet);
+  if (!uri && asked->PropertyTag == 0 && asked->PropertySetId) {
+    const string known = EwsWellKnownSetPath(path, *asked->PropertySetId);
+    if (!known.empty()) uri = AAnswer.SelectSingleElement(known, kSelectQuiet);
+  }
+  if (!uri && definition->Extended) return;
+  const string value = uri ? uri.GetParentElement().SelectSingleElement("Value", kSelectRequired).GetText() : string();
+  // Each step in both records, so that nothing counts as changed.
+  for (TVqXMLSchemaElement* record : {&OldRecord(), &NewRecord()}) {
+    const IVqDOMElement element = record->AsElement();
+    if (uri) {
+      const IVqDOMElement property = element.AddElement("t:ExtendedProperty");
+      WriteExtendedFieldURI(asked, property);
+      property.AddElement("t:Value").SetText(value);
+    }
+    if (definition->Extended) continue;
+    // The typed member shows the value, too. Without one it is made empty, so that the next read does not ask again.
+    const string member = GetNodePath(definition);
+    IVqDOMElement node = element.SelectSingleElement(member, kSelectQuiet);
+    if (!node) node = element.AddElement("t:" + member);
+    if (uri) node.SetText(value);
+  }
+}
+
+// ---- MIME content
+
+TVqBinResponse::TVqBinResponse(std::string ASOAPResponse, const string& ASOAPResponseElmName)
+    : TVqBinResponse(Cut(std::move(ASOAPResponse)), ASOAPResponseElmName) {}
+
+TVqBinResponse::TVqBinResponse(TParts parts, const string& ASOAPResponseElmName)
+    : TVqSOAPResponse(std::move(parts.Document), ASOAPResponseElmName), FMimeContent(std::move(parts.MimeContent)) {}
+
+TVqBinResponse::TParts TVqBinResponse::Cut(std::string bytes) {
+  constexpr std::string_view kName = "MimeContent";
+  for (std::size_t colon = bytes.find(':'); colon != std::string::npos; colon = bytes.find(':', colon + 1)) {
+    if (bytes.compare(colon + 1, kName.size(), kName) != 0) continue;
+    std::size_t start = bytes.find('>', colon);
+    if (start == std::string::npos) break;
+    if (bytes[start - 1] == '/') break;  // <t:MimeContent/>: nothing to cut out
+    ++start;
+    const std::size_t end = std::min(bytes.find('<', start), bytes.size());
+    TParts parts;
+    parts.Document.reserve(bytes.size() - (end - start));
+    parts.Document.append(bytes, 0, start).append(bytes, end, std::string::npos);
+    bytes.resize(end);
+    bytes.erase(0, start);
+    parts.MimeContent = std::move(bytes);
+    return parts;
+  }
+  return {std::move(bytes), {}};
+}
+
+void TVqBinResponse::SaveMimeContent(TVqStream& AStream) {
+  if (FMimeContent.empty()) {
+    // A server that uses no prefix: the content stands in the tree.
+    const IVqDOMElement content = GetBody().SelectSingleElement(".//MimeContent", kSelectQuiet);
+    FMimeContent = content.GetTextAsUtf8();
+  }
+  VqBase64Decode(FMimeContent, AStream);
+}
+
+void TVqBinResponse::SaveMimeContent(const string& AFileName) {
+  TVqFileStream file(AFileName, TVqFileMode::fmCreate);
+  SaveMimeContent(file);
+  file.Close();
+}
+
+void TVqEWSItemCore::SaveToFile(const string& AFileName) {
+  FetchMimeContent()->SaveMimeContent(AFileName);
+}
+
+void TVqEWSItemCore::SaveToStream(TVqStream& AStream) {
+  FetchMimeContent()->SaveMimeContent(AStream);
+}
+
+TVqRef<TVqBinResponse> TVqEWSItemCore::FetchMimeContent() {
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
+  const IVqDOMElement shape = request->GetMethod().AddElement("m:ItemShape");
+  shape.AddElement("t:BaseShape").SetText("IdOnly");
+  shape.AddElement("t:AdditionalProperties").AddElement("t:FieldURI").SetAttribute("FieldURI", "item:MimeContent");
+  AddLoadId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", GetID());
+  TVqRef<IVqSOAPResponse> response;
+  SendGetItem(*request, response, [](std::string bytes, const string& name) -> TVqRef<TVqSOAPResponse> {
+    return MakeRef<TVqBinResponse>(std::move(bytes), name);
+  });
+  return Supports<TVqBinResponse>(response);
+}
+
+}  // namespace velmore

@@ -1,0 +1,286 @@
+#include "ews/items/uVqEWSMessage.h"
+
+#include <algorithm>
+
+#include "platform/common/uVqNetEncoding.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
+#include "platform/xml/uVqXMLUtils.h"
+
+namespace velmore {
+namespace {
+
+// One line a published property: what lazy loading and the property layer know of it.
+constinit const TVqEWSMemberInfo kMembers[] = {
+    {"Sender", {tkClass, "TVqEWSRecipient"}, VqEWSField(ufumessage_Sender)},
+    {"From", {tkClass, "TVqEWSRecipient"}, VqEWSField(ufumessage_From)},
+    {"ToRecipients", {tkClass, "TVqEWSRecipients"}, VqEWSField(ufumessage_ToRecipients)},
+    {"CcRecipients", {tkClass, "TVqEWSRecipients"}, VqEWSField(ufumessage_CcRecipients)},
+    {"BccRecipients", {tkClass, "TVqEWSRecipients"}, VqEWSField(ufumessage_BccRecipients)},
+    {"ReplyTo", {tkClass, "TVqEWSRecipients"}, VqEWSField(ufumessage_ReplyTo)},
+    {"ReceivedBy", {tkClass, "TVqEWSRecipient"}, VqEWSField(ufumessage_ReceivedBy)},
+    {"ReceivedRepresenting", {tkClass, "TVqEWSRecipient"}, VqEWSField(ufumessage_ReceivedRepresenting)},
+    {"IsReadReceiptRequested", VqBooleanType, VqEWSField(ufumessage_IsReadReceiptRequested)},
+    {"IsDeliveryReceiptRequested", VqBooleanType, VqEWSField(ufumessage_IsDeliveryReceiptRequested)},
+    {"IsRead", VqBooleanType, VqEWSField(ufumessage_IsRead)},
+    {"IsResponseRequested", VqBooleanType, VqEWSField(ufumessage_IsResponseRequested)},
+    {"ConversationIndex", VqBytesType, VqEWSField(ufumessage_ConversationIndex)},
+    {"ConversationTopic", VqStringType, VqEWSField(ufumessage_ConversationTopic)},
+    {"InternetMessageId", VqStringType, VqEWSField(ufumessage_InternetMessageId)},
+    {"References", VqStringType, VqEWSField(ufumessage_References)},
+    {"ApprovalRequestData", {tkClass, "TEwsApprovalRequestData"}, VqEWSField(ufumessage_ApprovalRequestData)},
+    {"VotingInformation", {tkClass, "TEwsVotingInformation"}, VqEWSField(ufumessage_VotingInformation)},
+    {"ReminderMessageData", {tkClass, "TEwsReminderMessageData"}, VqEWSField(ufumessage_ReminderMessageData)},
+    {"SenderSMTPAddress", VqStringType, VqEWSField("PR_SENDERSMTPADDRESS")},
+    {"MailboxGuids", {tkClass, "TEwsMessageType_MailboxGuids"}, VqEWSField("PR_MAILBOXGUIDS")},
+};
+
+constexpr const char* kDisposition = "MessageDisposition";
+
+/// Cuts the next line off, without its end, which may be CR LF, LF or CR. Bytes: MIME text may be of any encoding.
+std::string_view TakeLine(std::string_view& rest) {
+  const std::size_t end = std::min(rest.find_first_of("\r\n"), rest.size());
+  const std::string_view line = rest.substr(0, end);
+  rest.remove_prefix(end);
+  if (rest.starts_with("\r\n")) {
+    rest.remove_prefix(2);
+  } else if (!rest.empty()) {
+    rest.remove_prefix(1);
+  }
+  return line;
+}
+
+bool MentionsUnsent(std::string_view line) {
+  constexpr std::string_view kUnsent = "x-unsent";
+  const auto same = [](char c, char wanted) {
+    return (c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c) == wanted;
+  };
+  return std::search(line.begin(), line.end(), kUnsent.begin(), kUnsent.end(), same) != line.end();
+}
+
+/// The copy's folder: the sent items.
+void SetSentItems(const IVqDOMElement& folderId) {
+  folderId.RemoveAllChildren();
+  folderId.AddElement("t:DistinguishedFolderId").SetAttribute("Id", "sentitems");
+}
+
+void RemoveSavedItemFolderId(const IVqDOMElement& method) {
+  if (const IVqDOMElement folderId = method.SelectSingleElement("SavedItemFolderId", kSelectQuiet))
+    method.RemoveChild(folderId);
+}
+
+}  // namespace
+
+TVqEWSEMail::TVqEWSEMail(TVqComponent* ACreator, const TItemId& AItemId) : TVqEWSBaseItem(ACreator) {
+  Initialize(AItemId);
+}
+
+const TVqEWSMemberTable& TVqEWSEMail::MemberTable() const {
+  static const TVqEWSMemberTable table{"TVqEWSEMail", &TVqEWSItemCore::MemberTable(), kMembers};
+  return table;
+}
+
+// ---- Recipients
+
+TVqRef<IVqEWSRecipient> TVqEWSEMail::Single(TVqRef<IVqEWSRecipient>& ACache,
+                                            TEwsSingleRecipient& (TEwsMessage::*AGetter)() const) {
+  if (!ACache) {
+    const IVqDOMElement mailbox = (NewData().*AGetter)().GetMailbox().AsElement();
+    ACache = MakeRef<TVqEWSRecipient>(mailbox, "Mailbox", ServerVersion());
+  }
+  return ACache;
+}
+
+TVqRef<IVqEWSRecipients> TVqEWSEMail::Many(TVqRef<IVqEWSRecipients>& ACache,
+                                           TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const) {
+  if (!ACache) ACache = MakeRef<TVqEWSRecipients>((NewData().*AGetter)().AsElement(), "Mailbox", ServerVersion());
+  return ACache;
+}
+
+TVqRef<IVqEWSRecipient> TVqEWSEMail::GetSender() {
+  return Single(FSender, &TEwsMessage::GetSender);
+}
+TVqRef<IVqEWSRecipient> TVqEWSEMail::GetFrom() {
+  return Single(FFrom, &TEwsMessage::GetFrom);
+}
+TVqRef<IVqEWSRecipients> TVqEWSEMail::GetToRecipients() {
+  return Many(FToRecipients, &TEwsMessage::GetToRecipients);
+}
+TVqRef<IVqEWSRecipients> TVqEWSEMail::GetCcRecipients() {
+  return Many(FCcRecipients, &TEwsMessage::GetCcRecipients);
+}
+TVqRef<IVqEWSRecipients> TVqEWSEMail::GetBccRecipients() {
+  return Many(FBccRecipients, &TEwsMessage::GetBccRecipients);
+}
+TVqRef<IVqEWSRecipients> TVqEWSEMail::GetReplyTo() {
+  return Many(FReplyTo, &TEwsMessage::GetReplyTo);
+}
+TVqRef<IVqEWSRecipient> TVqEWSEMail::GetReceivedBy() {
+  return Single(FReceivedBy, &TEwsMessage::GetReceivedBy);
+}
+TVqRef<IVqEWSRecipient> TVqEWSEMail::GetReceivedRepresenting() {
+  return Single(FReceivedRepresenting, &TEwsMessage::GetReceivedRepresenting);
+}
+
+// ---- Members of a message
+
+bool TVqEWSEMail::GetIsReadReceiptRequested() {
+  return NewData().GetIsReadReceiptRequested();
+}
+void TVqEWSEMail::SetIsReadReceiptRequested(bool AValue) {
+  NewData().SetIsReadReceiptRequested(AValue);
+}
+bool TVqEWSEMail::GetIsDeliveryReceiptRequested() {
+  return NewData().GetIsDeliveryReceiptRequested();
+}
+void TVqEWSEMail::SetIsDeliveryReceiptRequested(bool AValue) {
+  NewData().SetIsDeliveryReceiptRequested(AValue);
+}
+bool TVqEWSEMail::GetIsRead() {
+  return NewData().GetIsRead();
+}
+void TVqEWSEMail::SetIsRead(bool AValue) {
+  NewData().SetIsRead(AValue);
+}
+bool TVqEWSEMail::GetIsResponseRequested() {
+  return NewData().GetIsResponseRequested();
+}
+TBytes TVqEWSEMail::GetConversationIndex() {
+  return VqXMLToBytes(NewData().GetConversationIndex());
+}
+string TVqEWSEMail::GetConversationTopic() {
+  return NewData().GetConversationTopic();
+}
+string TVqEWSEMail::GetInternetMessageId() {
+  return NewData().GetInternetMessageId();
+}
+string TVqEWSEMail::GetReferences() {
+  return NewData().GetReferences();
+}
+
+TEwsApprovalRequestData& TVqEWSEMail::GetApprovalRequestData() {
+  NeedsVersion(Exchange2013, "ApprovalRequestData");
+  return NewData().GetApprovalRequestData();
+}
+TEwsVotingInformation& TVqEWSEMail::GetVotingInformation() {
+  NeedsVersion(Exchange2013, "VotingInformation");
+  return NewData().GetVotingInformation();
+}
+TEwsReminderMessageData& TVqEWSEMail::GetReminderMessageData() {
+  NeedsVersion(Exchange2013, "ReminderMessageData");
+  return NewData().GetReminderMessageData();
+}
+string TVqEWSEMail::GetSenderSMTPAddress() {
+  NeedsVersion(Exchange2016, "SenderSMTPAddress");
+  return NewData().GetSenderSMTPAddress();
+}
+TEwsMessageType_MailboxGuids& TVqEWSEMail::GetMailboxGuids() {
+  NeedsVersion(Exchange2016, "MailboxGuids");
+  return NewData().GetMailboxGuids();
+}
+
+TEwsMimeContent& TVqEWSEMail::GetMimeContent() {
+  TEwsMimeContent& content = TVqEWSBaseItem::GetMimeContent();
+  if (!GetIsDraft()) return content;
+  const std::string mime = VqBase64Decode(content.AsElement().GetTextAsUtf8());
+  std::string unsent = "X-Unsent: 1\r\n";
+  bool replaced = false;
+  for (std::string_view rest = mime; !rest.empty();) {
+    const std::string_view line = TakeLine(rest);
+    // Looked for in the whole text, head and body; the first such line goes, a second one stays. Meant so.
+    if (!replaced && MentionsUnsent(line)) {
+      replaced = true;
+    } else {
+      unsent.append(line).append("\r\n");
+    }
+  }
+  detail::AssignKnownText(content.AsElement(), VqBase64Encode(unsent));
+  return content;
+}
+
+// ---- Loading, saving, sending
+
+void TVqEWSEMail::ReloadItem(const TItemId& AItemId) {
+  TVqEWSBaseItem::ReloadItem(AItemId);
+  for (auto* cache : {&FSender, &FFrom, &FReceivedBy, &FReceivedRepresenting}) *cache = nullptr;
+  for (auto* cache : {&FToRecipients, &FCcRecipients, &FBccRecipients, &FReplyTo}) *cache = nullptr;
+}
+
+void TVqEWSEMail::SaveChanges(TVqEWSSaveOption ASaveOption) {
+  if (const auto request = Supports<IVqSOAPRequest>(Envelope()))
+    request->GetMethod().SetAttribute(kDisposition, "SaveOnly");
+  TVqEWSBaseItem::SaveChanges(ASaveOption);
+}
+
+void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
+  if (GetIsSubmitted()) throw EVqException("The message has already been submitted!");
+  // Attachments go up one by one, and old servers send what they hold: both need the message saved first. The tree is asked, not the accessor,
+  // which would ask the server and leave an empty element in the request.
+  const bool hasAttachments = NewRecord().FindNode("t:Attachments").HasChildren();
+  const bool inOneStep = ServerVersion() > Exchange2013 && !hasAttachments;
+  bool saved = false;
+  if (!inOneStep && Supports<IVqSOAPRequest>(Envelope())) {
+    SaveChanges(soAutoResolve);  // which sets the disposition "SaveOnly"
+    saved = true;
+  }
+  if (const TVqRef<IVqSOAPRequest> request = NewItemRequest(); request && GetID().Id.empty()) {
+    SendNewItem(*request, AMoveToSentItems);
+  } else {
+    if (!saved) SaveChanges(soAutoResolve);
+    SendSavedItem(AMoveToSentItems);
+  }
+  NewData().SetIsSubmitted(true);
+}
+
+void TVqEWSEMail::SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems) {
+  const IVqDOMElement method = ARequest.GetMethod();
+  const IVqDOMElement folderId = method.SelectSingleElement("SavedItemFolderId", kSelectQuiet);
+  const string folder = folderId.GetInnerXML();
+  try {
+    method.SetAttribute(kDisposition, AMoveToSentItems ? "SendAndSaveCopy" : "SendOnly");
+    if (AMoveToSentItems) {
+      SetSentItems(
+          method.SelectSingleElement("SavedItemFolderId", kSelectRequired));  // fails when the message has no folder
+    } else {
+      RemoveSavedItemFolderId(method);
+    }
+    TVqRef<IVqSOAPResponse> response;
+    ARequest.Send(response);
+    CheckResponseError(response->GetDocument().SelectSingleElement(
+        "/Envelope/Body/m:CreateItemResponse/ResponseMessages/CreateItemResponseMessage", kSelectRequired));
+  } catch (...) {
+    // The message stays unsent: a save would put it where it was to go.
+    if (folderId) {
+      RemoveSavedItemFolderId(method);
+      method.InsertElement("m:SavedItemFolderId", TVqDOMPosition::dpFirst).SetInnerXML(folder);
+    }
+    throw;
+  }
+}
+
+void TVqEWSEMail::SendSavedItem(bool AMoveToSentItems) {
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:SendItem", "m:SendItemResponse");
+  const IVqDOMElement method = request->GetMethod();
+  const TItemId id = GetID();
+  const IVqDOMElement itemId = method.AddElement("m:ItemIds").AddElement("t:ItemId");
+  itemId.SetAttribute("Id", id.Id);
+  itemId.SetAttribute("ChangeKey", id.ChangeKey);
+  method.SetAttribute("SaveItemToFolder", AMoveToSentItems ? "true" : "false");
+  if (!AMoveToSentItems) {
+    RemoveSavedItemFolderId(method);
+  } else if (ServerVersion() > Exchange2013) {
+    SetSentItems(method.SelectSingleElement("SavedItemFolderId", kSelectCreate));
+  }
+  TVqRef<IVqSOAPResponse> response;
+  request->Send(response);
+  CheckResponseError(response->GetDocument().SelectSingleElement(
+      "/Envelope/Body/m:SendItemResponse/ResponseMessages/SendItemResponseMessage", kSelectRequired));
+}
+
+TVqRef<IVqEWSSmartResponse> TVqEWSEMail::CreateReply(bool) {
+  throw EVqNotSupported("CreateReply is not part of this version.");
+}
+TVqRef<IVqEWSSmartResponse> TVqEWSEMail::CreateForward() {
+  throw EVqNotSupported("CreateForward is not part of this version.");
+}
+
+}  // namespace velmore

@@ -1,0 +1,66 @@
+#pragma once
+
+/// Messages.
+
+#include "ews/items/uVqEWSItem.h"
+
+namespace velmore {
+
+/// An e-mail message. See TVqEWSItemCore for what it owns, its threads and failures; in addition it owns its recipients, until the next reload.
+class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMail {
+ public:
+  /// An empty id makes a new message in `ACreator` (a folder, for its place); any other loads the message (m:GetItem).
+  TVqEWSEMail(TVqComponent* ACreator, const TItemId& AItemId);
+
+  TItemType GetItemType() override { return tMessage; }
+  /// Of a draft: the content with "X-Unsent: 1" as its first line, in place of the first such line. Changes the record.
+  TEwsMimeContent& GetMimeContent() override;
+  void ReloadItem(const TItemId& AItemId) override;
+  void SaveChanges(TVqEWSSaveOption ASaveOption) override;
+
+  TVqRef<IVqEWSRecipient> GetSender() override;
+  TVqRef<IVqEWSRecipient> GetFrom() override;
+  TVqRef<IVqEWSRecipients> GetToRecipients() override;
+  TVqRef<IVqEWSRecipients> GetCcRecipients() override;
+  TVqRef<IVqEWSRecipients> GetBccRecipients() override;
+  TVqRef<IVqEWSRecipients> GetReplyTo() override;
+  TVqRef<IVqEWSRecipient> GetReceivedBy() override;
+  TVqRef<IVqEWSRecipient> GetReceivedRepresenting() override;
+  bool GetIsReadReceiptRequested() override;
+  void SetIsReadReceiptRequested(bool AValue) override;
+  bool GetIsDeliveryReceiptRequested() override;
+  void SetIsDeliveryReceiptRequested(bool AValue) override;
+  bool GetIsRead() override;
+  void SetIsRead(bool AValue) override;
+  bool GetIsResponseRequested() override;
+  TBytes GetConversationIndex() override;
+  string GetConversationTopic() override;
+  string GetInternetMessageId() override;
+  string GetReferences() override;
+  TEwsApprovalRequestData& GetApprovalRequestData() override;
+  TEwsVotingInformation& GetVotingInformation() override;
+  TEwsReminderMessageData& GetReminderMessageData() override;
+  string GetSenderSMTPAddress() override;
+  TEwsMessageType_MailboxGuids& GetMailboxGuids() override;
+  void SubmitMessage(bool AMoveToSentItems) override;
+  TVqRef<IVqEWSSmartResponse> CreateReply(bool AReplyAll) override;
+  TVqRef<IVqEWSSmartResponse> CreateForward() override;
+
+  const TVqEWSMemberTable& MemberTable() const override;
+
+ protected:
+  ~TVqEWSEMail() override = default;
+
+ private:
+  TVqRef<IVqEWSRecipient> Single(TVqRef<IVqEWSRecipient>& ACache, TEwsSingleRecipient& (TEwsMessage::*AGetter)() const);
+  TVqRef<IVqEWSRecipients> Many(TVqRef<IVqEWSRecipients>& ACache,
+                                TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const);
+  void SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems);
+  void SendSavedItem(bool AMoveToSentItems);
+
+  TVqRef<IVqEWSRecipient> FSender, FFrom;
+  TVqRef<IVqEWSRecipients> FToRecipients, FCcRecipients, FBccRecipients, FReplyTo;
+  TVqRef<IVqEWSRecipient> FReceivedBy, FReceivedRepresenting;
+};
+
+}  // namespace velmore

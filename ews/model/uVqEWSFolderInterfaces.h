@@ -1,0 +1,431 @@
+#pragma once
+
+/// Stores, folders, tables and restrictions as the application sees them.
+///
+///     auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
+///     auto items = inbox->GetItems();
+///     items->GetFields().Add(FLD_ITEM_SUBJECT);
+///     for (items->Open(); !items->Eof(); items->Next()) std::cout <<
+///     items->FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
+///
+/// Who owns what, which thread may call and what is raised: see the head of uVqEWSInterfaces.h.
+
+#include "ews/model/uVqEWSItemInterfaces.h"
+#include "platform/xml/uVqXMLUtils.h"
+
+namespace velmore {
+
+class TVqStringStream;
+class TVqEWSField;
+class TVqEWSFields;
+struct TVqEWSFieldDef;
+class IVqEWSMsgStore;
+class IVqEWSFolders;
+class IVqEWSItems;
+class TVqEWSCategory;
+
+/// How a deletion is carried out; the wire text is the name without "dt".
+enum TVqEWSFolderDeleteType : std::int32_t { dtHardDelete, dtSoftDelete, dtMoveToDeletedItems };
+
+/// Flags of an imported message. As bits on the wire: read 1, unmodified 2, unsent 8, from me 32.
+enum TVqEWSMessageFlag : std::int32_t { msgflgRead, msgflgUnmodified, msgflgUnsent, msgflgFromMe };
+/// Several of them.
+using TVqEWSMessageFlags = TVqSet<TVqEWSMessageFlag>;
+
+/// Whom a saved or deleted meeting is announced to; the wire text is the name without "smioc".
+enum TSendMeetingInvitationsOrCancellations : std::int32_t {
+  smiocSendToNone,
+  smiocSendOnlyToAll,
+  smiocSendToAllAndSaveCopy,
+  smiocSendOnlyToChanged,
+  smiocSendToChangedAndSaveCopy,
+};
+/// The first three of them: what a deletion can announce.
+using TSendMeetingCancellations = TSendMeetingInvitationsOrCancellations;
+
+/// The kinds of restrictions, and the interface of each: `rtAnd` has IVqEWSRestrictionAnd, and so on.
+enum TVqEWSRestrictionType : std::int32_t {
+  rtAnd,
+  rtOr,
+  rtNot,
+  rtExists,
+  rtCompare,
+  rtCompareFields,
+  rtBitmask,
+  rtContent
+};
+/// How a field stands to a value. The wire text is the name without "op".
+enum TVqEWSRestrictionOperator : std::int32_t {
+  opIsEqualTo,
+  opIsNotEqualTo,
+  opIsGreaterThan,
+  opIsGreaterThanOrEqualTo,
+  opIsLessThan,
+  opIsLessThanOrEqualTo,
+};
+/// How much of the field the text must be. The wire text is the name without "cm".
+enum TVqEWSContainmentMode : std::int32_t { cmFullString, cmPrefixed, cmSubstring, cmPrefixOnWords, cmExactPhrase };
+/// Which differences do not count. The wire text is the name without "cc".
+enum TVqEWSContainmentComparison : std::int32_t {
+  ccExact,
+  ccIgnoreCase,
+  ccIgnoreNonSpacingCharacters,
+  ccIgnoreCaseAndNonSpacingCharacters
+};
+
+/// The wire texts of these enumerations, for VqEnumToText and its kin.
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSFolderDeleteType) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TSendMeetingInvitationsOrCancellations) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSRestrictionOperator) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSContainmentMode) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSContainmentComparison) noexcept;
+
+/// A node of a server-side filter. Made by CreateRestriction of a table, which it does not keep alive: keep the table.
+class IVqEWSRestriction : public virtual IVqEWSObject {
+ public:
+  /// Which of the interfaces below it has.
+  virtual TVqEWSRestrictionType GetRestrictionType() = 0;
+  /// Writes the node and everything below it. A child or field that was never set raises a plain exception.
+  virtual void SaveToStream(TVqStringStream& AStream) = 0;
+
+ protected:
+  ~IVqEWSRestriction() = default;
+};
+
+/// And, Or: any number of children.
+class IVqEWSRestrictionList : public virtual IVqEWSRestriction {
+ public:
+  /// Adds a child; the list keeps it. Raises a plain exception for an empty reference.
+  virtual void AddRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
+  /// Removes the child; nothing happens when it is none.
+  virtual void RemoveRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
+
+ protected:
+  ~IVqEWSRestrictionList() = default;
+};
+/// All children hold (t:And).
+class IVqEWSRestrictionAnd : public virtual IVqEWSRestrictionList {
+ protected:
+  ~IVqEWSRestrictionAnd() = default;
+};
+/// Any child holds (t:Or).
+class IVqEWSRestrictionOr : public virtual IVqEWSRestrictionList {
+ protected:
+  ~IVqEWSRestrictionOr() = default;
+};
+
+/// The child does not hold (t:Not).
+class IVqEWSRestrictionNot : public virtual IVqEWSRestriction {
+ public:
+  /// The child, in place of an earlier one; kept.
+  virtual void SetRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
+
+ protected:
+  ~IVqEWSRestrictionNot() = default;
+};
+
+/// A restriction on one field. Keeps the address of the definition, which must outlive it: rows of the tables do.
+class IVqEWSRestrictionField : public virtual IVqEWSRestriction {
+ public:
+  /// The field; null before it is set.
+  virtual const TVqEWSFieldDef* GetFieldDef() = 0;
+  virtual void SetFieldDef(const TVqEWSFieldDef& AValue) = 0;
+
+ protected:
+  ~IVqEWSRestrictionField() = default;
+};
+
+/// The field is there (t:Exists).
+class IVqEWSRestrictionExists : public virtual IVqEWSRestrictionField {
+ protected:
+  ~IVqEWSRestrictionExists() = default;
+};
+
+/// The field against a value. The value's text stands between quotes as it is: what XML gives a meaning (a quote, "<",
+/// "&") is the application's to escape, unless the session's StrictSchema is on.
+class IVqEWSRestrictionCompare : public virtual IVqEWSRestrictionField {
+ public:
+  /// How the field stands to the value; equal at first.
+  virtual TVqEWSRestrictionOperator GetCompareOperator() = 0;
+  virtual void SetCompareOperator(TVqEWSRestrictionOperator AValue) = 0;
+  /// The value; its text in the request is that of VqVariantToXML.
+  virtual const TVqVariant& GetValue() = 0;
+  virtual void SetValue(const TVqVariant& AValue) = 0;
+
+ protected:
+  ~IVqEWSRestrictionCompare() = default;
+};
+
+/// One field against another.
+class IVqEWSRestrictionCompareFields : public virtual IVqEWSRestriction {
+ public:
+  /// How the first field stands to the second; equal at first.
+  virtual TVqEWSRestrictionOperator GetCompareOperator() = 0;
+  virtual void SetCompareOperator(TVqEWSRestrictionOperator AValue) = 0;
+  /// The two fields; null before they are set. Their definitions must outlive the restriction.
+  virtual const TVqEWSFieldDef* GetFieldDef1() = 0;
+  virtual void SetFieldDef1(const TVqEWSFieldDef& AValue) = 0;
+  virtual const TVqEWSFieldDef* GetFieldDef2() = 0;
+  virtual void SetFieldDef2(const TVqEWSFieldDef& AValue) = 0;
+
+ protected:
+  ~IVqEWSRestrictionCompareFields() = default;
+};
+
+/// None of the mask's bits is set in the field (t:Excludes). The low 32 bits go to the server.
+class IVqEWSRestrictionBitMask : public virtual IVqEWSRestrictionField {
+ public:
+  /// The mask; 0 at first.
+  virtual std::uintptr_t GetBitMask() = 0;
+  virtual void SetBitMask(std::uintptr_t AValue) = 0;
+
+ protected:
+  ~IVqEWSRestrictionBitMask() = default;
+};
+
+/// The field contains a text (t:Contains). The text stands between quotes as it is, see IVqEWSRestrictionCompare.
+class IVqEWSRestrictionContent : public virtual IVqEWSRestrictionField {
+ public:
+  /// How much of the field the text must be; all of it at first.
+  virtual TVqEWSContainmentMode GetContainmentMode() = 0;
+  virtual void SetContainmentMode(TVqEWSContainmentMode AValue) = 0;
+  /// Which differences do not count; all count at first.
+  virtual TVqEWSContainmentComparison GetContainmentComparison() = 0;
+  virtual void SetContainmentComparison(TVqEWSContainmentComparison AValue) = 0;
+  /// The text.
+  virtual string GetValue() = 0;
+  virtual void SetValue(const string& AValue) = 0;
+
+ protected:
+  ~IVqEWSRestrictionContent() = default;
+};
+
+/// A forward cursor over the contents of one folder, page by page. Pages are fetched by Open, First and Next and never
+/// ahead; only the current one is held. Records and fields of a row are valid until the cursor moves.
+class IVqEWSTableBase : public virtual IVqEWSObject {
+ public:
+  /// True when a page is held.
+  virtual bool GetActive() = 0;
+  /// The columns to ask for; add them before Open. Owned by the table.
+  virtual TVqEWSFields& GetFields() = 0;
+  /// True asks for the first page, false drops the present one.
+  virtual void SetActive(bool AValue) = 0;
+  /// True behind the last row on the server. (Not EOF, which is a macro of the C library.)
+  virtual bool Eof() = 0;
+  /// The total on the server as the last answer told it, not the rows of the page.
+  virtual std::int32_t Count() = 0;
+  /// Opens the table on its first row; nothing when it is open.
+  virtual void Open() = 0;
+  /// Back to the first row; asks the server only when a later page is held.
+  virtual void First() = 0;
+  /// The next row; asks the server behind the last row of a page.
+  virtual void Next() = 0;
+  /// A part for a filter of this table; asks nothing. Raises "Unsupported RestrictionType!".
+  virtual TVqRef<IVqEWSRestriction> CreateRestriction(TVqEWSRestrictionType ARestrictionType) = 0;
+  /// The filter of the requests to come; rows already read stay. Empty for none.
+  virtual void Filter(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
+  /// Whether the field is among the columns and, in an open table, whether the current row has it.
+  virtual bool HasField(const TVqEWSFieldDef& AFieldDef) = 0;
+  /// The field, or none.
+  virtual TVqEWSField* FindField(const TVqEWSFieldDef& AFieldDef) = 0;
+  /// The field; raises a plain exception when it was not added.
+  virtual TVqEWSField& FieldByName(const TVqEWSFieldDef& AFieldDef) = 0;
+  /// Rows of a page; 50 unless changed. The next request uses it.
+  virtual std::int32_t GetMaxEntriesPerPage() = 0;
+  virtual void SetMaxEntriesPerPage(std::int32_t AValue) = 0;
+
+ protected:
+  ~IVqEWSTableBase() = default;
+};
+
+/// The items of a folder (m:FindItem).
+class IVqEWSItems : public virtual IVqEWSTableBase {
+ public:
+  /// The id of the current row's item.
+  virtual TItemId GetItemId() = 0;
+
+ protected:
+  ~IVqEWSItems() = default;
+};
+
+/// The subfolders of a folder (m:FindFolder). Fields and filters play no part in the request: rows have what
+/// "AllProperties" gives.
+class IVqEWSFolders : public virtual IVqEWSTableBase {
+ public:
+  /// The kind of the current row's folder.
+  virtual TSetFolderFieldType FolderFieldType() = 0;
+
+ protected:
+  ~IVqEWSFolders() = default;
+};
+
+/// A folder as it was when it was loaded; a new object is the way to fresh numbers.
+class IVqEWSFolder : public virtual IVqEWSPropObject {
+ public:
+  /// The store that the folder was reached through; empty when there is none.
+  virtual TVqRef<IVqEWSObject> GetMsgStore() = 0;
+  /// The folder around it, as loaded.
+  virtual TItemId GetParentFolderId() = 0;
+  /// Its kind: of messages, calendar, contacts, tasks, a search.
+  virtual TSetFolderFieldType GetFolderFieldType() = 0;
+  /// Number of subfolders when it was loaded.
+  virtual std::int32_t GetChildFolderCount() = 0;
+  /// The name that people see, in their language.
+  virtual string GetDisplayName() = 0;
+  /// What the user may do with it. Owned by the folder.
+  virtual TEwsEffectiveRights& GetEffectiveRights() = 0;
+  /// Number of items when it was loaded, and of those that nobody has read.
+  virtual std::int32_t GetTotalCount() = 0;
+  virtual std::int32_t GetUnreadCount() = 0;
+  /// Changes the name in memory only: folders cannot be saved.
+  virtual void SetDisplayName(const string& AValue) = 0;
+  /// A new table of the subfolders.
+  virtual TVqRef<IVqEWSFolders> GetSubFolders() = 0;
+  /// Makes a subfolder (m:CreateFolder) and gives its id.
+  virtual TItemId CreateFolder(TSetFolderFieldType AFolderType, const string& ADisplayName) = 0;
+  /// These two are not carried out: they compose their request, send nothing and raise EVqEWSNotCarriedOut. Delete the
+  /// items one by one, or delete the folder with another client.
+  virtual void EmptyFolder(TVqEWSFolderDeleteType ADeleteType, bool ADeleteSubFolders) = 0;
+  virtual void DeleteFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType ADeleteType) = 0;
+  /// Always raises EEWSException: folders are read only.
+  virtual void SaveChanges() = 0;
+  /// A new table of the items.
+  virtual TVqRef<IVqEWSItems> GetItems() = 0;
+  /// Loads an item (two m:GetItem: the first finds its class).
+  virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
+  /// A new, unsaved item of this folder. Asks nothing of the server.
+  virtual TVqRef<IVqEWSItem> CreateItem(TItemType AItemType) = 0;
+  /// Copies an item to another folder (m:CopyItem) and gives the copy's id.
+  virtual TItemId CopyItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) = 0;
+  virtual TItemId CopyItem(const TItemId& AItemId, const TItemId& AFolderId) = 0;
+  /// A copy, then a hard delete of the original. When the deletion fails the copy stays.
+  virtual TItemId MoveItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) = 0;
+  virtual TItemId MoveItem(const TItemId& AItemId, const TItemId& AFolderId) = 0;
+  /// Deletes an item (m:DeleteItem).
+  virtual void DeleteItem(const TEwsItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) = 0;
+  virtual void DeleteItem(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) = 0;
+  /// Stores a MIME message (m:CreateItem) and gives the new item's id. Without flags a message in the drafts counts as
+  /// unsent. `ASharingMode` is the open and sharing mode of the file, as the Windows API takes it; other systems do not
+  /// use it. A stream is read whole, whatever its position.
+  virtual TItemId ImportItem(const string& AFileName, std::uint16_t ASharingMode, TVqEWSMessageFlags AFlags) = 0;
+  virtual TItemId ImportItem(TVqStream& AStream, TVqEWSMessageFlags AFlags) = 0;
+
+ protected:
+  ~IVqEWSFolder() = default;
+};
+
+/// A folder of calendar items.
+class IVqEWSCalendarFolder : public virtual IVqEWSFolder {
+ public:
+  /// A table of the items between two points in time, occurrences expanded by the server, one page only. A second call
+  /// changes what earlier views ask for next.
+  virtual TVqRef<IVqEWSItems> GetCalendarView(TDateTime AStart, TDateTime AEnd, std::int32_t AMaxEntriesReturned) = 0;
+  /// Deletes a meeting and tells its attendees as asked.
+  virtual void DeleteMeeting(const TEwsItemId& AItemId, TVqEWSFolderDeleteType ADeleteType,
+                             TSendMeetingCancellations ASendMeetingCancellations) = 0;
+  virtual void DeleteMeeting(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType,
+                             TSendMeetingCancellations ASendMeetingCancellations) = 0;
+
+ protected:
+  ~IVqEWSCalendarFolder() = default;
+};
+
+/// The sizes of a user photo. No prefix: the names go on the wire as they stand.
+enum TSizeRequested : std::int32_t {
+  HR48x48,
+  HR64x64,
+  HR96X96,
+  HR120X120,
+  HR240X240,
+  HR360X360,
+  HR432X432,
+  HR504X504,
+  HR648X648,
+};
+
+/// The master list of categories of a mailbox. Not part of this version: nothing makes one.
+class IVqEWSCategories : public virtual IVqObject {
+ public:
+  /// Owned by the list. Raises EListError outside.
+  virtual TVqEWSCategory& GetCategory(std::int32_t AIndex) = 0;
+  /// Name of the category that a quick click gives.
+  virtual string GetDefaultCategory() = 0;
+  /// Number of categories.
+  virtual std::int32_t Count() = 0;
+
+ protected:
+  ~IVqEWSCategories() = default;
+};
+
+/// The out-of-office settings of a mailbox; changes live in memory until Apply. Not part of this version: nothing makes one.
+class IVqEWSOOF : public virtual IVqObject {
+ public:
+  /// Off, on, or on for a time.
+  virtual TOofState GetState() = 0;
+  /// Which senders outside of the organisation get an answer, and which the administrator allows at most.
+  virtual TExternalAudience GetExternalAudience() = 0;
+  virtual TExternalAudience GetAllowExternalOof() = 0;
+  /// When a timed absence ends. UTC.
+  virtual TDateTime GetEndTime() = 0;
+  /// The answers to senders outside and inside the organisation, HTML or plain.
+  virtual string GetExternalReply() = 0;
+  virtual string GetInternalReply() = 0;
+  /// When a timed absence begins. UTC.
+  virtual TDateTime GetStartTime() = 0;
+  /// Each writes what its getter reads.
+  virtual void SetState(TOofState AValue) = 0;
+  virtual void SetExternalAudience(TExternalAudience AValue) = 0;
+  virtual void SetEndTime(TDateTime AValue) = 0;
+  virtual void SetExternalReply(const string& AValue) = 0;
+  virtual void SetInternalReply(const string& AValue) = 0;
+  virtual void SetStartTime(TDateTime AValue) = 0;
+  /// Switches everything off and sends it.
+  virtual void Clear() = 0;
+  /// Sends the settings (m:SetUserOofSettingsRequest).
+  virtual void Apply() = 0;
+
+ protected:
+  ~IVqEWSOOF() = default;
+};
+
+/// One mailbox. Holds no cache: each call goes to the server.
+class IVqEWSMsgStore : public virtual IVqEWSObject {
+ public:
+  /// The name given at creation, else the owner's (asks the server once).
+  virtual string GetDisplayName() = 0;
+  /// The owner of the mailbox; asks the server once (m:GetFolder, m:ConvertId, m:ResolveNames).
+  virtual TVqRef<IVqEWSRecipient> GetIdentity() = 0;
+  /// The id of a distinguished folder (m:GetFolder); raises when it does not exist.
+  virtual TItemId GetFolderId(TDistinguishedFolderIdName AFolderType) = 0;
+  /// As GetFolderId, but false and an empty id for any failure, also one of the network.
+  virtual bool FindFolderId(TDistinguishedFolderIdName AFolderType, TItemId& FolderId) = 0;
+  /// A folder by id (m:GetFolder; a calendar folder costs two).
+  virtual TVqRef<IVqEWSFolder> GetFolder(const TItemId& AFolderId) = 0;
+  virtual TVqRef<IVqEWSFolder> GetFolder(const TEwsFolderId& AFolderId) = 0;
+  /// A distinguished folder (two m:GetFolder). `AMailbox` names another mailbox by its SMTP address; empty for this
+  /// one.
+  virtual TVqRef<IVqEWSFolder> GetFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox) = 0;
+  /// Loads an item (two m:GetItem: the first finds its class).
+  virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
+  /// These services are not part of this version: each raises EVqNotSupported.
+  virtual TVqRef<IVqEWSCategories> GetCategories() = 0;
+  virtual TVqRef<IVqEWSRecipients> GetRoomLists() = 0;
+  virtual TVqRef<IVqEWSRecipients> GetRooms(const string& ARoomListEMailAddress) = 0;
+  virtual void GetUserPhoto(TVqStream& APhoto, TSizeRequested ASize) = 0;
+  virtual TVqRef<IVqEWSOOF> GetOOF() = 0;
+
+ protected:
+  ~IVqEWSMsgStore() = default;
+};
+
+/// A mailbox that is opened in another user's name: every request carries the user in its header.
+class IVqEWSImpersonatedMsgStore : public virtual IVqEWSMsgStore {
+ public:
+  /// The SMTP address of the user in whose name requests go out.
+  virtual string GetImpersonatedUser() = 0;
+
+ protected:
+  ~IVqEWSImpersonatedMsgStore() = default;
+};
+
+}  // namespace velmore

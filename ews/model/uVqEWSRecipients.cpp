@@ -1,0 +1,273 @@
+#include "ews/model/uVqEWSRecipients.h"
+
+#include <algorithm>
+
+namespace velmore {
+namespace {
+
+/// Whether every character may stand in an address: printable, no blank, no bracket or separator. Letters beyond ASCII are allowed.
+bool IsAddressText(const string& text) {
+  return std::ranges::all_of(text, [](char16_t unit) {
+    return unit > u' ' && unit != 0x7F && !(unit >= 0x80 && unit <= 0xA0) &&
+           std::u16string_view(u"()<>[],;:\\\"").find(unit) == std::u16string_view::npos;
+  });
+}
+
+bool IsValidAddress(const string& text) {
+  const std::size_t at = text.Pos(u"@");
+  if (at == string::npos || at == 0) return false;
+  const string domain = text.Copy(at + 1);
+  if (domain.Length() < 4) return false;
+  const std::size_t dot = domain.Pos(u".");
+  if (dot == string::npos || dot > domain.Length() - 2) return false;
+  return IsAddressText(text.Copy(0, at)) && IsAddressText(domain);
+}
+
+struct TRecipientText {
+  string Name;
+  string RoutingType;
+  string EmailAddress;
+};
+
+/// The forms with the address in brackets; false when the text is none of them.
+bool ParseBracketed(const string& text, TRecipientText& parts) {
+  static constexpr struct { char16_t Open, Close; } Brackets[] = {{u'[', u']'}, {u'<', u'>'}, {u'(', u')'}};
+  for (const auto& [open, close] : Brackets) {
+    // The last one: a name may have brackets of its own.
+    const std::size_t at = text.view().rfind(open);
+    if (at == string::npos || text[text.Length() - 1] != close) continue;
+    string routing = parts.RoutingType;
+    string address = text.Copy(at + 1, text.Length() - at - 2);
+    if (const std::size_t colon = address.Pos(u":"); colon != string::npos) {
+      routing = UpperCase(address.Copy(0, colon));
+      address = address.Copy(colon + 1);
+    }
+    const bool hasAt = address.Contains(u"@");
+    if (hasAt && routing.empty()) routing = u"SMTP";
+    if (!hasAt && routing == u"SMTP") return false;
+    const string name = VqStripLiterals(text.Copy(0, at).Trim());
+    parts = {name.Trim().empty() ? text : name, routing, address};
+    return true;
+  }
+  return false;
+}
+
+TRecipientText ParseRecipient(string text) {
+  TRecipientText parts;
+  if (text.StartsWith(u"/")) {
+    parts.RoutingType = u"EX";
+  } else {
+    parts.RoutingType = u"SMTP";
+    text = text.Replace(u"'", u"");
+    if (ParseBracketed(text, parts)) return parts;
+  }
+  parts.Name = text;
+  if (IsValidAddress(text)) {
+    parts.EmailAddress = text;
+  } else if (parts.RoutingType == u"SMTP") {
+    parts.RoutingType.clear();  // the name alone, for the server to resolve; a directory address keeps its type
+  }
+  return parts;
+}
+
+}  // namespace
+
+TVqEWSRecipient::TVqEWSRecipient(const IVqDOMElement& AElement, const string& AElementName,
+                                 TServerVersion AServerVersion)
+    : FServerVersion(AServerVersion), FMailBoxElement(std::make_unique<TEwsEmailAddressType>(AElement)) {
+  if (AElement.GetLocalName() != AElementName) throw EAssertionFailed("Assertion failure (ews/uVqEWSInterfaces)");
+}
+
+TVqEWSRecipient::~TVqEWSRecipient() = default;
+
+string TVqEWSRecipient::GetName() {
+  return FMailBoxElement->GetName();
+}
+void TVqEWSRecipient::SetName(const string& AValue) {
+  FMailBoxElement->SetName(AValue);
+}
+string TVqEWSRecipient::GetEmailAddress() {
+  return FMailBoxElement->GetEmailAddress();
+}
+void TVqEWSRecipient::SetEmailAddress(const string& AValue) {
+  FMailBoxElement->SetEmailAddress(AValue);
+}
+string TVqEWSRecipient::GetRoutingType() {
+  return FMailBoxElement->GetRoutingType();
+}
+void TVqEWSRecipient::SetRoutingType(const string& AValue) {
+  FMailBoxElement->SetRoutingType(AValue);
+}
+TMailboxType TVqEWSRecipient::GetMailboxType() {
+  return FMailBoxElement->GetMailboxType();
+}
+void TVqEWSRecipient::SetMailboxType(TMailboxType AValue) {
+  FMailBoxElement->SetMailboxType(AValue);
+}
+
+TItemId TVqEWSRecipient::GetItemId() {
+  const IVqDOMElement id = AsElement().SelectSingleElement("ItemId", kSelectQuiet);
+  return id ? TItemId{id.GetAttribute("Id"), id.GetAttribute("ChangeKey")} : TItemId();
+}
+
+void TVqEWSRecipient::SetItemId(const TItemId& AValue) {
+  IVqDOMElement id = AsElement().SelectSingleElement("t:ItemId", TVqDOMSelectOption::soCreate);
+  id.SelectSingleElement("t:Id", TVqDOMSelectOption::soCreate).SetText(AValue.Id);
+  if (!AValue.ChangeKey.empty())
+    id.SelectSingleElement("t:ChangeKey", TVqDOMSelectOption::soCreate).SetText(AValue.ChangeKey);
+}
+
+string TVqEWSRecipient::GetOriginalDisplayName() {
+  EwsCheckVersion(Exchange2013, FServerVersion, "OriginalDisplayName");
+  return FMailBoxElement->GetOriginalDisplayName();
+}
+
+void TVqEWSRecipient::SetOriginalDisplayName(const string& AValue) {
+  EwsCheckVersion(Exchange2013, FServerVersion, "OriginalDisplayName");
+  FMailBoxElement->SetOriginalDisplayName(AValue);
+}
+
+IVqDOMElement TVqEWSRecipient::AsElement() const {
+  return FMailBoxElement->AsElement();
+}
+
+TVqEWSRecipients::TVqEWSRecipients(const IVqDOMElement& AParent, const string& AElementName,
+                                   TServerVersion AServerVersion)
+    : FServerVersion(AServerVersion), FMailboxElmName(AElementName), FMailBoxParent(AParent) {
+  const TVqDOMElementList entries = AParent.CreateElementList(".//" + AElementName, kSelectQuiet);
+  FList.reserve(static_cast<std::size_t>(entries.Count()));
+  for (std::int32_t i = 0; i < entries.Count(); ++i) {
+    FList.push_back(MakeRef<TVqEWSRecipient>(entries.GetItem(i), AElementName, AServerVersion));
+  }
+}
+
+std::int32_t TVqEWSRecipients::Count() {
+  return static_cast<std::int32_t>(FList.size());
+}
+
+TVqRef<TVqEWSRecipient> TVqEWSRecipients::GetRecipient(std::int32_t AIndex) const {
+  if (AIndex < 0 || static_cast<std::size_t>(AIndex) >= FList.size()) {
+    throw EListError("There is no recipient at position " + IntToStr(AIndex) + ".");
+  }
+  return FList[static_cast<std::size_t>(AIndex)];
+}
+
+TVqRef<IVqEWSRecipient> TVqEWSRecipients::Add(const string& AText) {
+  const string text = AText.Trim();
+  if (text.empty()) throw EVqException("You can not add an empty recipient");
+  const TRecipientText parts = ParseRecipient(text);
+  const IVqDOMElement element = FMailBoxParent.AddElement("t:Mailbox");
+  try {
+    const auto recipient = MakeRef<TVqEWSRecipient>(element, "Mailbox", FServerVersion);
+    recipient->SetName(parts.Name);
+    recipient->SetEmailAddress(parts.EmailAddress);
+    recipient->SetRoutingType(parts.RoutingType);
+    FList.push_back(recipient);
+    return recipient;
+  } catch (...) {
+    FMailBoxParent.RemoveChild(element);  // a text that XML cannot carry leaves nothing behind
+    throw;
+  }
+}
+
+void TVqEWSRecipients::Remove(const string& AAddress) {
+  const auto found = std::ranges::find_if(
+      FList, [&](const auto& recipient) { return SameText(recipient->GetEmailAddress(), AAddress); });
+  if (found == FList.end()) return;
+  const IVqDOMElement element = (*found)->AsElement();
+  if (const IVqDOMElement parent = element.GetParentElement()) parent.RemoveChild(element);
+  FList.erase(found);
+}
+
+void TVqEWSRecipients::Delete(std::int32_t AIndex) {
+  GetRecipient(AIndex);
+  FList.erase(FList.begin() + AIndex);
+}
+
+void TVqEWSRecipients::Clear() {
+  while (!FList.empty()) FList.pop_back();
+  FMailBoxParent.RemoveAllChildren();
+}
+
+string TVqEWSRecipients::GetAsString() {
+  string text;
+  for (const auto& recipient : FList) {
+    const string name = recipient->GetName();
+    const string address = recipient->GetEmailAddress();
+    text += u"; ";
+    text += name.empty() || name == address ? address : name + u" <" + address + u">";
+  }
+  return text.Copy(2);
+}
+
+void TVqEWSRecipients::SetAsString(const string& AValue) {
+  Clear();
+  std::vector<string> pieces = VqTokenize(AValue, u';');
+  if (!pieces.empty() && pieces.back().empty()) pieces.pop_back();  // a semicolon may stand behind the last one, too
+  for (const string& piece : pieces) Add(piece);
+}
+
+TVqEWSMember::TVqEWSMember(const IVqDOMElement& AElement, TServerVersion AServerVersion)
+    : FMember(std::make_unique<TEwsMember>(AElement)), FServerVersion(AServerVersion) {}
+TVqEWSMember::~TVqEWSMember() = default;
+
+IVqDOMElement TVqEWSMember::AsElement() const {
+  return FMember->AsElement();
+}
+TVqRef<IVqEWSRecipient> TVqEWSMember::GetMailbox() {
+  return MakeRef<TVqEWSRecipient>(FMember->GetMailbox().AsElement(), "Mailbox", FServerVersion);
+}
+TMemberStatus TVqEWSMember::GetStatus() {
+  return FMember->GetStatus();
+}
+void TVqEWSMember::SetStatus(TMemberStatus AValue) {
+  FMember->SetStatus(AValue);
+}
+string TVqEWSMember::GetKey() {
+  return FMember->GetKey();
+}
+void TVqEWSMember::SetKey(const string& AValue) {
+  FMember->SetKey(AValue);
+}
+
+// Members hold records of their own: those of the array stay under their old positions when an entry before them is deleted.
+
+TVqEWSMembersList::TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion)
+    : FServerVersion(AServerVersion), FMembers(AMembers) {
+  for (const IVqDOMElement& member : FMembers.AsElement().CreateElementList(".//t:Member")) {
+    FList.push_back(MakeRef<TVqEWSMember>(member, FServerVersion));
+  }
+}
+
+std::int32_t TVqEWSMembersList::Count() const {
+  return static_cast<std::int32_t>(FList.size());
+}
+
+TVqRef<TVqEWSMember> TVqEWSMembersList::GetItem(std::int32_t AIndex) const {
+  if (AIndex < 0 || AIndex >= Count()) throw EListError("There is no member at position " + IntToStr(AIndex) + ".");
+  return FList[static_cast<std::size_t>(AIndex)];
+}
+
+TVqRef<TVqEWSMember> TVqEWSMembersList::Add(const TVqRef<IVqEWSRecipient>&) {
+  FList.push_back(MakeRef<TVqEWSMember>(FMembers.AsElement().AddElement("t:Member"), FServerVersion));
+  return FList.back();
+}
+
+void TVqEWSMembersList::Remove(const TVqRef<IVqEWSRecipient>& AMailbox) {
+  for (std::int32_t i = Count() - 1; i >= 0; --i) {
+    if (SameText(GetItem(i)->GetMailbox()->GetEmailAddress(), AMailbox->GetEmailAddress())) return Delete(i);
+  }
+}
+
+void TVqEWSMembersList::Delete(std::int32_t AIndex) {
+  const IVqDOMElement element = GetItem(AIndex)->AsElement();
+  if (const IVqDOMElement parent = element.GetParentElement()) parent.RemoveChild(element);
+  FList.erase(FList.begin() + AIndex);
+}
+
+void TVqEWSMembersList::Clear() {
+  FMembers.AsElement().RemoveAllChildren();
+  FList.clear();
+}
+
+}  // namespace velmore

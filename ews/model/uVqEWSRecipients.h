@@ -1,0 +1,183 @@
+#pragma once
+
+/// Recipients: the mailboxes of a message or a meeting, and the members of a distribution list.
+///
+///     auto to = mail->GetToRecipients();
+///     to->Add("Ann Example <ann@example.com>");
+///     to->SetAsString("bob@example.com; \"Example, Carol\" <carol@example.com>");
+///
+/// A recipient is a view into the item's tree: what is set here is what the next save compares and sends. Nothing here talks to the server.
+
+#include <memory>
+
+#include "ews/model/uVqEWSInterfaces.h"
+
+namespace velmore {
+
+/// One mailbox.
+class IVqEWSRecipient : public virtual IVqObject {
+ public:
+  /// The display name; empty when there is none.
+  virtual string GetName() = 0;
+  virtual void SetName(const string& AValue) = 0;
+  /// The address, "ann@example.com", or a name of the directory with the routing type "EX".
+  virtual string GetEmailAddress() = 0;
+  virtual void SetEmailAddress(const string& AValue) = 0;
+  /// "SMTP" as a rule, "EX" for an address of the organisation's directory.
+  virtual string GetRoutingType() = 0;
+  virtual void SetRoutingType(const string& AValue) = 0;
+  /// What stands behind the address: a mailbox, a list, a contact ...
+  virtual TMailboxType GetMailboxType() = 0;
+  virtual void SetMailboxType(TMailboxType AValue) = 0;
+  /// The contact or list in the user's mailbox that stands behind the recipient; empty when there is none.
+  virtual TItemId GetItemId() = 0;
+  virtual void SetItemId(const TItemId& AValue) = 0;
+  /// The name as the sender wrote it. Needs Exchange2013.
+  virtual string GetOriginalDisplayName() = 0;
+  virtual void SetOriginalDisplayName(const string& AValue) = 0;
+
+ protected:
+  ~IVqEWSRecipient() = default;
+};
+
+/// A list of mailboxes. Positions that the list does not have raise EListError.
+class IVqEWSRecipients : public virtual IVqObject {
+ public:
+  /// Number of recipients.
+  virtual std::int32_t Count() = 0;
+  /// By position from 0.
+  virtual TVqRef<IVqEWSRecipient> GetItem(std::int32_t AIndex) = 0;
+  /// Adds a recipient from its text: an address, a name, or a name with an address in <>, [] or (). A text that is no address becomes the name
+  /// alone, for the server to resolve. An empty text raises "You can not add an empty recipient".
+  virtual TVqRef<IVqEWSRecipient> Add(const string& AText) = 0;
+  /// Removes the first recipient with that address (case does not matter) from the list and the item.
+  virtual void Remove(const string& AAddress) = 0;
+  /// Drops a recipient from the list; its element stays in the item.
+  virtual void Delete(std::int32_t AIndex) = 0;
+  /// Empties the list and the item's element.
+  virtual void Clear() = 0;
+  /// "Ann Example <ann@example.com>; bob@example.com". Setting clears the list and adds each piece; semicolons between quotes do not count.
+  virtual string GetAsString() = 0;
+  /// Raises as `Add`; what stood before the piece that raised is in the list.
+  virtual void SetAsString(const string& AValue) = 0;
+
+ protected:
+  ~IVqEWSRecipients() = default;
+};
+
+/// What a store asks of the session about names: recipients without an item, and their completion (m:ResolveNames).
+class IVqEWSNameResolver {
+ public:
+  /// An empty list, whose tree belongs to no item.
+  virtual TVqRef<IVqEWSRecipients> CreateRecipients() = 0;
+  /// Completes name, address and kind in place (m:ResolveNames); of several candidates one of the user's contacts, else
+  /// the first. False, or with `ARaiseError` an EEWSException, when there is none.
+  virtual bool ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient, bool ARaiseError) = 0;
+
+ protected:
+  ~IVqEWSNameResolver() = default;
+};
+
+/// The recipient over one element of the types namespace. Owns its record, keeps the tree alive.
+class TVqEWSRecipient : public TVqObject, public virtual IVqEWSRecipient {
+ public:
+  /// `AElementName` is the local name that `AElement` must have (an assertion). `AServerVersion` is the session's, for the version guard.
+  TVqEWSRecipient(const IVqDOMElement& AElement, const string& AElementName, TServerVersion AServerVersion);
+  ~TVqEWSRecipient() override;
+
+  string GetName() override;
+  void SetName(const string& AValue) override;
+  string GetEmailAddress() override;
+  void SetEmailAddress(const string& AValue) override;
+  string GetRoutingType() override;
+  void SetRoutingType(const string& AValue) override;
+  TMailboxType GetMailboxType() override;
+  void SetMailboxType(TMailboxType AValue) override;
+  TItemId GetItemId() override;
+  /// Writes child elements, though `GetItemId` reads attributes: the two directions differ on purpose.
+  void SetItemId(const TItemId& AValue) override;
+  string GetOriginalDisplayName() override;
+  void SetOriginalDisplayName(const string& AValue) override;
+
+  /// The element with the recipient's data.
+  IVqDOMElement AsElement() const;
+
+ private:
+  TServerVersion FServerVersion;
+  std::unique_ptr<TEwsEmailAddressType> FMailBoxElement;
+};
+
+/// The recipients below one element.
+class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
+ public:
+  /// Reads the entries named `AElementName` (any prefix, any depth) below `AParent`.
+  TVqEWSRecipients(const IVqDOMElement& AParent, const string& AElementName, TServerVersion AServerVersion);
+
+  std::int32_t Count() override;
+  TVqRef<IVqEWSRecipient> GetItem(std::int32_t AIndex) override { return GetRecipient(AIndex); }
+  /// By position from 0, as the class. Raises EListError.
+  TVqRef<TVqEWSRecipient> GetRecipient(std::int32_t AIndex) const;
+  /// The new element is always a t:Mailbox, whatever the other entries are called.
+  TVqRef<IVqEWSRecipient> Add(const string& AText) override;
+  void Remove(const string& AAddress) override;
+  void Delete(std::int32_t AIndex) override;
+  void Clear() override;
+  string GetAsString() override;
+  void SetAsString(const string& AValue) override;
+
+ private:
+  TServerVersion FServerVersion;
+  string FMailboxElmName;
+  IVqDOMElement FMailBoxParent;
+  std::vector<TVqRef<TVqEWSRecipient>> FList;
+};
+
+/// One member of a distribution list. A view; its list owns it.
+class TVqEWSMember : public TVqObject {
+ public:
+  /// Over a "t:Member" element, which it keeps alive.
+  TVqEWSMember(const IVqDOMElement& AElement, TServerVersion AServerVersion);
+  ~TVqEWSMember() override;
+
+  /// A new view at each call.
+  TVqRef<IVqEWSRecipient> GetMailbox();
+  /// Whether the server still knows the member.
+  TMemberStatus GetStatus();
+  void SetStatus(TMemberStatus AValue);
+  /// The server's own name of the member within its list.
+  string GetKey();
+  void SetKey(const string& AValue);
+  /// The "t:Member" element.
+  IVqDOMElement AsElement() const;
+
+ private:
+  std::unique_ptr<TEwsMember> FMember;
+  TServerVersion FServerVersion;
+};
+
+/// The members of a distribution list, over their record, which must outlive it.
+class TVqEWSMembersList : public TVqObject {
+ public:
+  /// Over the record, whose members it reads once.
+  TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion);
+
+  /// Number of members.
+  std::int32_t Count() const;
+  /// By position from 0. Raises EListError.
+  TVqRef<TVqEWSMember> GetItem(std::int32_t AIndex) const;
+  /// Appends a member. The argument does not reach the element: fill the result through its mailbox.
+  TVqRef<TVqEWSMember> Add(const TVqRef<IVqEWSRecipient>& AMailbox);
+  /// Removes the last member with that address (case does not matter).
+  void Remove(const TVqRef<IVqEWSRecipient>& AMailbox);
+  /// Removes the member at a position from list and record. Raises EListError.
+  void Delete(std::int32_t AIndex);
+  /// Removes all members.
+  void Clear();
+
+ private:
+  TServerVersion FServerVersion;
+  TEwsMembersList& FMembers;
+  std::vector<TVqRef<TVqEWSMember>> FList;
+};
+
+}  // namespace velmore

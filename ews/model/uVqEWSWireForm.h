@@ -1,0 +1,21 @@
+#pragma once
+
+/// The two forms of requests. The library's own forms are kept to the letter by default; where they depart from the schema that servers publish, the
+/// session's StrictSchema brings them into the schema's form. Every departure stands in this module, one function each; callers compose the default
+/// form and do not branch.
+
+#include "ews/model/uVqEWSBase.h"
+
+namespace velmore {
+
+/// Brings a composed request into the form of the published schema, just before it is sent.
+void EwsToStrictSchema(IVqSOAPRequest& ARequest);
+
+/// Whether an update with these `t:Updates` is sent. By default always, an empty one too; with StrictSchema one without changes is not, as the schema has no
+/// form for it.
+bool EwsSendsUpdate(const TVqEWSBaseSession& ASession, const IVqDOMElement& AUpdates);
+
+/// A value as a restriction puts it between quotes: as it is by default, escaped with StrictSchema.
+string EwsRestrictionValue(const TVqEWSObject& ARestriction, const string& AValue);
+
+}  // namespace velmore

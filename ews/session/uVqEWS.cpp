@@ -1,0 +1,441 @@
+#include "ews/session/uVqEWS.h"
+
+#include "ews/model/uVqEWSTimeZones.h"
+#include "ews/model/uVqEWSWireForm.h"
+#include "ews/session/uVqEWSClients_p.h"
+#include "ews/stores/uVqEWSImpersonation.h"
+#include "platform/http/uVqHTTPClient.h"
+#include "platform/http/uVqWinHTTP.h"
+#include "platform/http/uVqWinINet.h"
+#include "platform/os/uVqEnvironment.h"
+#include "platform/soap/uVqSOAPClient.h"
+#include "platform/xml/uVqXMLUtils.h"
+
+namespace velmore {
+namespace {
+
+/// The WinINet client knows nothing of the wrong-usage check; the session's property keeps the flag.
+TVqHTTPSecurityFlags WithoutUsage(TVqHTTPSecurityFlags flags) {
+  return flags - TVqHTTPSecurityFlag::IgnoreWrongUsage;
+}
+
+}  // namespace
+
+// ---- TVqEWSMsgStores
+
+std::int32_t TVqEWSMsgStores::Count() {
+  return FOwner.GetAdditionalMailboxes().Count() + 1;
+}
+
+string TVqEWSMsgStores::GetName(std::int32_t AIndex) {
+  const TVqStrings& additional = FOwner.GetAdditionalMailboxes();
+  return AIndex == 0 ? FOwner.GetDefaultMsgStore() : additional.GetItem(AIndex - 1);
+}
+
+// ---- Life
+
+TVqEWSCustomSession::TVqEWSCustomSession(TVqComponent* AOwner)
+    : TVqEWSBaseSession(AOwner), FCurrentTimeZoneContext(EwsMachineTimeZoneContext()) {}
+
+TVqEWSCustomSession::~TVqEWSCustomSession() {
+  FAutodiscoverResults.clear();
+  FreeClients();
+}
+
+void TVqEWSCustomSession::FreeClients() {
+  // In this order: each uses the next.
+  delete std::exchange(FSOAPClient, nullptr);
+  delete std::exchange(FHTTPClient, nullptr);
+  delete std::exchange(FHTTPSession, nullptr);
+}
+
+void TVqEWSCustomSession::Notification(TVqComponent* AComponent, TVqOperation AOperation) {
+  TVqEWSBaseSession::Notification(AComponent, AOperation);
+  if (AOperation == TVqOperation::opRemove && AComponent == FProfileContainer) FProfileContainer = nullptr;
+}
+
+// ---- What the server is
+
+TServerVersion TVqEWSCustomSession::GetServerVersion() {
+  if (!FActive) throw EVqException("You must logon first before you can get the ServerVersion!");
+  return FServerVersion;
+}
+
+const TServerVersionInfo& TVqEWSCustomSession::GetServerVersionInfo() const {
+  if (!FActive) throw EVqException("You must logon first before you can get the ServerVersion!");
+  return FServerVersionInfo;
+}
+
+string TVqEWSCustomSession::GetServerDescription() const {
+  const TServerVersionInfo& info = GetServerVersionInfo();
+  const string numbers =
+      Format("%d.%d.%d.%d", {info.MajorVersion, info.MinorVersion, info.MajorBuildNumber, info.MinorBuildNumber});
+  const auto format = [&]() -> const char* {
+    switch (FServerVersion) {
+      case Exchange2007_SP1:
+        return "Exchange Server 2007 SP1 (%s)";
+      case Exchange2010:
+        return "Exchange Server 2010 (%s)";
+      case Exchange2010_SP1:
+        return "Exchange Server 2010 SP1 (%s)";
+      case Exchange2010_SP2:
+        return "Exchange Server 2010 SP2 (%s)";
+      case Exchange2013:
+        return "Exchange Server 2013 (%s)";
+      case Exchange2013_SP1:
+        return "Exchange Server 2013 SP1 (%s)";
+      case Exchange2015:
+        return "Exchange Server 2015 (%s)";
+      case Exchange2016:
+      case V2015_10_05:
+      case V2016_01_06:
+        return "Exchange Server 2016 (%s)";
+      default:
+        return "Exchange Server (%s)";
+    }
+  };
+  return Format(format(), {numbers});
+}
+
+// ---- Settings, passed on to live clients at once
+
+void TVqEWSCustomSession::SetCredentials(const TVqCredentials& AValue) {
+  FCredentials.Assign(AValue);
+  if (TVqHTTPClientBase* client = GetHTTPClient()) client->GetCredentials().Assign(FCredentials);
+}
+
+void TVqEWSCustomSession::SetOAuth(const TVqOAuth& AValue) {
+  FOAuth.Assign(AValue);
+  if (TVqHTTPClientBase* client = GetHTTPClient()) client->GetOAuth().Assign(FOAuth);
+}
+
+void TVqEWSCustomSession::SetProxyCredentials(const TVqCredentials& AValue) {
+  FProxyCredentials.Assign(AValue);
+  if (TVqHTTPClientBase* client = GetHTTPClient()) client->GetProxyCredentials().Assign(FProxyCredentials);
+}
+
+void TVqEWSCustomSession::SetUserAgent(const string& AValue) {
+  FUserAgent = AValue;
+  if (auto* session = dynamic_cast<IVqHTTPSession*>(FHTTPSession)) session->SetUserAgent(AValue);
+}
+
+void TVqEWSCustomSession::SetProxyServer(const string& AValue) {
+  FProxyServer = AValue;
+  if (auto* session = dynamic_cast<IVqHTTPSession*>(FHTTPSession)) session->SetProxyServer(AValue);
+}
+
+void TVqEWSCustomSession::SetProxyServerBypass(const string& AValue) {
+  FProxyServerBypass = AValue;
+  if (auto* session = dynamic_cast<IVqHTTPSession*>(FHTTPSession)) session->SetProxyServerBypass(AValue);
+}
+
+void TVqEWSCustomSession::SetAccessType(TVqHTTPAccessType AValue) {
+  FAccessType = AValue;
+  if (auto* session = dynamic_cast<IVqHTTPSession*>(FHTTPSession)) session->SetAccessType(AValue);
+}
+
+void TVqEWSCustomSession::SetSecurityFlags(TVqHTTPSecurityFlags AValue) {
+  FSecurityFlags = AValue;
+  if (auto* winHTTP = dynamic_cast<TVqWinHTTPClient*>(FHTTPClient)) winHTTP->SetSecurityFlags(AValue);
+  if (auto* winINet = dynamic_cast<TVqWinINetClient*>(FHTTPClient)) winINet->SetSecurityFlags(WithoutUsage(AValue));
+}
+
+void TVqEWSCustomSession::SetTimeOuts(const TVqHTTPTimeOuts& AValue) {
+  FTimeOuts.Assign(AValue);
+}
+
+void TVqEWSCustomSession::SetParentWnd(TVqWindowHandle AValue) {
+  FParentWnd = AValue;
+  if (auto* winINet = dynamic_cast<TVqWinINetClient*>(FHTTPClient)) winINet->SetParentWnd(AValue);
+}
+
+void TVqEWSCustomSession::SetNTService(bool AValue) {
+  FNTService = AValue;
+  const bool wrongKind = AValue ? dynamic_cast<TVqWinINetClient*>(FHTTPClient) != nullptr
+                                : dynamic_cast<TVqWinHTTPClient*>(FHTTPClient) != nullptr;
+  if (wrongKind) {
+    delete std::exchange(FHTTPClient, nullptr);
+    delete std::exchange(FHTTPSession, nullptr);
+    CheckHTTPClient();
+    if (FSOAPClient) FSOAPClient->SetHTTPClient(FHTTPClient);
+  }
+  if (AValue) {  // a service has no desktop; setting false does not bring the dialogs back
+    FLogonDialog = false;
+    FPasswordDialog = false;
+  }
+}
+
+void TVqEWSCustomSession::SetAutodiscoverEMail(const string& AValue) {
+  FAutodiscoverEMail = AValue;
+  if (!AValue.empty()) FServiceUrl.clear();
+}
+
+bool TVqEWSCustomSession::GetUseAutoDiscover() const {
+  if (FServiceUrl.empty()) return true;
+  return !FAutodiscoverEMail.empty() && FUseAutoDiscover;
+}
+
+const TVqGetOAuthAuthorizeFormEvent& TVqEWSCustomSession::GetOnGetOAuthAuthorizeForm() {
+  return VqOnGetOAuthAuthorizeForm;
+}
+
+void TVqEWSCustomSession::SetOnGetOAuthAuthorizeForm(TVqGetOAuthAuthorizeFormEvent AValue) {
+  VqOnGetOAuthAuthorizeForm = std::move(AValue);
+}
+
+void TVqEWSCustomSession::SetProfileContainer(TVqEWSProfileCustomContainer* AValue) {
+  if (FProfileContainer) FProfileContainer->RemoveFreeNotification(this);
+  FProfileContainer = AValue;
+  if (AValue) AValue->FreeNotification(this);
+}
+
+std::int32_t TVqEWSCustomSession::GetProfileNames(TVqStrings* AStrings) {
+  if (!FProfileContainer) return 0;
+  TVqStrings names;
+  const std::int32_t count = FProfileContainer->GetProfileNames(names);
+  if (AStrings) AStrings->Assign(names);
+  return count;
+}
+
+bool TVqEWSCustomSession::LoadProfile(const string& AName) {
+  return FProfileContainer && FProfileContainer->LoadProfile(*this, AName);
+}
+
+void TVqEWSCustomSession::SaveProfile(const string& AName) {
+  if (FProfileContainer) FProfileContainer->SaveProfile(*this, AName);
+}
+
+void TVqEWSCustomSession::AssignTo(TVqComponent* ADest) {
+  auto* dest = dynamic_cast<TVqEWSCustomSession*>(ADest);
+  if (!dest) return TVqEWSBaseSession::AssignTo(ADest);
+  dest->SetActive(FActive);  // first: an active source logs the destination on with what it has
+  dest->SetUserAgent(FUserAgent);
+  dest->SetProxyServer(FProxyServer);
+  dest->SetProxyServerBypass(FProxyServerBypass);
+  dest->SetAccessType(FAccessType);
+  dest->SetSecurityFlags(FSecurityFlags);
+  dest->SetProfileName(FProfileName);
+  dest->SetProfileRequired(FProfileRequired);
+  dest->SetUseAutoDiscover(GetUseAutoDiscover());
+  dest->SetServiceUrl(FServiceUrl);
+  dest->SetAutodiscoverEMail(FAutodiscoverEMail);
+  dest->SetConnectingSIDType(FConnectingSIDType);
+  dest->SetConnectingSID(FConnectingSID);
+  dest->SetNTService(FNTService);
+  dest->SetLogonDialog(FLogonDialog);
+  dest->SetPasswordDialog(FPasswordDialog);
+  dest->FServerVersion = FServerVersion;
+  dest->SetParentWnd(FParentWnd);
+  dest->SetCredentials(FCredentials);
+  dest->SetProxyCredentials(FProxyCredentials);
+  dest->SetOAuth(FOAuth);
+  dest->SetStrictSchema(FStrictSchema);
+  dest->SetCAFile(FCAFile);
+  dest->SetCRLFile(FCRLFile);
+}
+
+// ---- Mailboxes
+
+string TVqEWSCustomSession::GetDefaultMsgStore() {
+  if (!FAutodiscoverEMail.empty()) return FAutodiscoverEMail;
+  const string& user = GetCredentials().GetUserName();
+  return user.empty() ? VqGetUserName() : user;
+}
+
+TVqStrings& TVqEWSCustomSession::GetAdditionalMailboxes() {
+  if (!FAdditionalMailboxesRetrieved && FActive && !FAutodiscoverEMail.empty()) {
+    const IVqDOMDocument answer = Autodiscover(FAutodiscoverEMail);
+    for (const IVqDOMElement& mailbox : answer.CreateElementList(
+             "/Autodiscover/Response/Account/AlternativeMailbox[Type=\"Delegate\"]", kSelectQuiet)) {
+      IVqDOMElement address = mailbox.SelectSingleElement("OwnerSmtpAddress", kSelectQuiet);
+      if (!address) address = mailbox.SelectSingleElement("SmtpAddress", kSelectQuiet);
+      const string text = address.GetText();
+      if (!text.empty() && FAdditionalMailboxes.IndexOf(text) < 0) FAdditionalMailboxes.Add(text);
+    }
+    FAdditionalMailboxesRetrieved = true;  // once in the session's life: logging off does not reset it
+  }
+  return FAdditionalMailboxes;
+}
+
+TVqRef<IVqEWSMsgStore> TVqEWSCustomSession::OpenDefaultMsgStore() {
+  const auto store = MakeRef<TVqEWSMsgStore>(this, string());
+  if (FDefaultStoreEmail.empty()) FDefaultStoreEmail = store->GetIdentity()->GetEmailAddress();
+  return store;
+}
+
+TVqRef<IVqEWSMsgStore> TVqEWSCustomSession::OpenMsgStore(const string& ASmtpAddress) {
+  if (ASmtpAddress.empty() || ASmtpAddress == GetDefaultMsgStore()) return OpenDefaultMsgStore();
+  return MakeRef<TVqEWSImpersonatedMsgStore>(this, ASmtpAddress);
+}
+
+// ---- Clients and requests
+
+template <typename TSession, typename TClient>
+void TVqEWSCustomSession::CheckClients() {
+  if (!FHTTPSession) FHTTPSession = new TSession(this);
+  auto& session = dynamic_cast<TSession&>(*FHTTPSession);
+  session.SetUserAgent(FUserAgent);
+  session.SetProxyServer(FProxyServer);
+  session.SetProxyServerBypass(FProxyServerBypass);
+  session.SetAccessType(FAccessType);
+  session.SetCAFile(FCAFile);
+  session.SetCRLFile(FCRLFile);
+  session.SetActive(true);
+  if (!FHTTPClient) FHTTPClient = new TClient(this);
+  auto& client = dynamic_cast<TClient&>(*FHTTPClient);
+  WireWinINet(client);
+  client.SetSession(&session);
+  client.SetHTTPVersion(TVqHTTPVersion::http11);
+  client.SetSecurityFlags(FNTService ? FSecurityFlags : WithoutUsage(FSecurityFlags));
+  EwsIdentifyOwnClient(client, GetCredentials(), FProxyCredentials, FOAuth);
+  client.GetRequestHeaders().SetAccept("text/xml");
+  client.SetOnRequest(
+      [this](TVqComponent& sender, const TVqRef<IVqHTTPRequest>& request) { BeforeSendHTTPRequest(sender, request); });
+  client.SetOnResponse(
+      [this](TVqComponent& sender, const TVqRef<IVqHTTPResponse>& response) { OnHTTPResponse(sender, response); });
+  client.SetTimeOuts(FTimeOuts);
+  client.SetAuthentication(FOAuth.GetClientId().empty() ? TVqHTTPAuthentication::byChallenge
+                                                        : TVqHTTPAuthentication::oAuth);
+}
+
+void TVqEWSCustomSession::CheckHTTPClient() {
+  if (FNTService) {
+    CheckClients<TVqWinHTTPSession, TVqWinHTTPClient>();
+  } else {
+    CheckClients<TVqWinINetSession, TVqWinINetClient>();
+  }
+}
+
+void TVqEWSCustomSession::WireWinINet(TVqHTTPClientBase& AClient) {
+  auto* winINet = dynamic_cast<TVqWinINetClient*>(&AClient);
+  if (!winINet) return;
+  // A separate client may outlive the session.
+  winINet->SetOnWinINetError([this, life = std::weak_ptr<const bool>(FLife)](
+                                 TVqComponent& sender, std::uint32_t error, TVqWindowHandle& parentWnd, bool& handled) {
+    if (!life.expired()) OnWinINetClientError(sender, error, parentWnd, handled);
+  });
+  winINet->SetParentWnd(FParentWnd);
+}
+
+TVqHTTPClientBase* TVqEWSCustomSession::GetHTTPClient() const {
+  return dynamic_cast<TVqHTTPClientBase*>(FHTTPClient);
+}
+
+TVqRef<IVqHTTPClient> TVqEWSCustomSession::CreateHTTPClient(bool AUseSession) {
+  const TVqHTTPClientBase* existing = GetHTTPClient();
+  if (!existing) throw EVqException("You must logon first!");
+  const TVqRef<IVqHTTPClient> result = TVqHTTPClient(FNTService);
+  TVqHTTPClientBase& client = *result->GetComponent();
+  if (!AUseSession) {
+    // Of a session of its own it needs what decides whether the server is trusted.
+    const TVqRef<IVqHTTPSession> own = client.GetSession();
+    own->SetCAFile(FCAFile);
+    own->SetCRLFile(FCRLFile);
+  } else if (FNTService) {
+    dynamic_cast<TVqWinHTTPClient&>(client).SetSession(dynamic_cast<TVqWinHTTPSession*>(FHTTPSession));
+  } else {
+    dynamic_cast<TVqWinINetClient&>(client).SetSession(dynamic_cast<TVqWinINetSession*>(FHTTPSession));
+  }
+  WireWinINet(client);
+  client.SetHTTPVersion(TVqHTTPVersion::http11);
+  client.SetSecurityFlags(FNTService ? FSecurityFlags : WithoutUsage(FSecurityFlags));
+  client.SetAuthentication(existing->GetAuthentication());
+  EwsIdentifySeparateClient(client, GetCredentials(), FProxyCredentials, FOAuth);
+  client.GetRequestHeaders().SetAccept("text/xml");
+  // The token in force goes along, so that a separate client asks for none; time-outs and events do not.
+  if (!GetAccessToken().GetExpired()) client.GetOAuth().SetAccessToken(GetAccessToken());
+  return result;
+}
+
+void TVqEWSCustomSession::InitSOAPEnv(TVqSOAPClient& AClient) {
+  AClient.InitSOAPEnv(FServiceUrl, "soap",
+                      {{"xmlns:xsi", "http://www.w3.org/2001/XMLSchema-instance"},
+                       {"xmlns:soap", "http://schemas.xmlsoap.org/soap/envelope/"},
+                       {"xmlns:m", "http://schemas.microsoft.com/exchange/services/2006/messages"},
+                       {"xmlns:t", "http://schemas.microsoft.com/exchange/services/2006/types"}},
+                      TVqSOAPEncodingVersion::soap11);
+  AClient.SetBeforeSend([this](IVqSOAPRequest& request) {
+    if (FStrictSchema) EwsToStrictSchema(request);
+  });
+}
+
+TVqSOAPClient* TVqEWSCustomSession::CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) {
+  auto client = std::make_unique<TVqSOAPClient>(this);
+  client->SetHTTPClient(AHTTPClient->GetComponent());
+  InitSOAPEnv(*client);
+  return client.release();  // the session owns it
+}
+
+void TVqEWSCustomSession::CheckActive() const {
+  if (!FActive) throw EVqException("You must logon first!");
+}
+
+void TVqEWSCustomSession::AddImpersonation(IVqSOAPRequest& ARequest, const string& AAddress) {
+  // Always this form of address, whatever ConnectingSIDType says.
+  ARequest.AddSOAPHeader("t:ExchangeImpersonation")
+      .AddElement("t:ConnectingSID")
+      .AddElement("t:PrimarySmtpAddress")
+      .SetText(AAddress);
+}
+
+TVqRef<IVqSOAPRequest> TVqEWSCustomSession::CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
+                                                          const string& AResponseName) {
+  CheckActive();
+  TVqRef<IVqSOAPRequest> request = (ASOAPClient ? ASOAPClient : FSOAPClient)->CreateRequest(AMethod, AResponseName);
+  request->AddSOAPHeader("t:RequestServerVersion").SetAttribute("Version", VqEnumToText(FRequestVersion));
+  if (!FCurrentTimeZoneContext.empty()) {
+    request->AddSOAPHeader("t:TimeZoneContext")
+        .AddElement("t:TimeZoneDefinition")
+        .SetAttribute("Id", FCurrentTimeZoneContext);
+  }
+  if (FOAuth.GetGrantType() != TVqOAuthGrantType::ClientCredentials) {
+    const string& anchor = FDefaultStoreEmail.empty() ? FAutodiscoverEMail : FDefaultStoreEmail;
+    if (!anchor.empty()) request->AddHTTPHeader("X-AnchorMailbox", anchor);
+  } else if (!FConnectingSID.empty()) {
+    AddImpersonation(*request, FConnectingSID);
+    request->AddHTTPHeader("X-AnchorMailbox", FConnectingSID);
+    request->AddHTTPHeader("X-PreferServerAffinity", "true");
+  } else {
+    AddImpersonation(*request, FAutodiscoverEMail);
+  }
+  return request;
+}
+
+void TVqEWSCustomSession::CheckResponseError(const IVqDOMElement& AElement) {
+  if (AElement.GetAttribute("ResponseClass") == "Success") return;  // "Warning" is a failure like "Error"
+  const string code = AElement.SelectSingleElement("ResponseCode", kSelectRequired).GetText();
+  const string text = AElement.SelectSingleElement("MessageText", kSelectRequired).GetText();
+  if (code != "ErrorServerBusy") throw EEWSException(code, text, 0);
+  const IVqDOMElement hint =
+      AElement.SelectSingleElement("MessageXml/Value[@Name=\"BackOffMilliseconds\"]", kSelectQuiet);
+  throw EEWSServerBusy(code, text, hint ? std::max(VqXMLToIntDef(hint.GetText(), 0), 0) : 0);
+}
+
+void TVqEWSCustomSession::BeforeSendHTTPRequest(TVqComponent&, const TVqRef<IVqHTTPRequest>&) {}
+
+void TVqEWSCustomSession::OnHTTPResponse(TVqComponent&, const TVqRef<IVqHTTPResponse>& AResponse) {
+  const string cookie = AResponse->GetCookie("exchangecookie");
+  if (!cookie.empty()) SetExchangeCookie(cookie);  // only logging off clears the stored one
+}
+
+void TVqEWSCustomSession::OnWinINetClientError(TVqComponent&, std::uint32_t AError, TVqWindowHandle& AParentWnd,
+                                               bool&) {
+  const bool logonFailure =
+      AError == VqErrIncorrectUserName || AError == VqErrIncorrectPassword || AError == VqErrLoginFailure;
+  if (logonFailure && !FPasswordDialog) AParentWnd = 0;  // the client then shows no dialog
+}
+
+// ---- TVqEWSServiceSession
+
+TVqEWSServiceSession::TVqEWSServiceSession(TVqComponent* AOwner) : TVqEWSCustomSession(AOwner) {
+  SetNTService(true);
+  SetLogonDialog(false);
+  SetPasswordDialog(false);
+}
+
+void TVqEWSServiceSession::SetNTService(bool AValue) {
+  if (!AValue) throw EVqException("");  // without a text, on purpose
+  TVqEWSCustomSession::SetNTService(AValue);
+}
+
+}  // namespace velmore

@@ -1,0 +1,351 @@
+#pragma once
+
+/// The session: the component that an application creates, configures and activates. Setting Active to true is the logon.
+///
+///     TVqEWSServiceSession session(nullptr);
+///     session.SetServiceUrl("https://mail.example.com/EWS/Exchange.asmx");
+///     session.GetCredentials().SetUserName("ann@example.com");
+///     session.GetCredentials().SetPassword(password);
+///     session.SetActive(true);
+///     auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
+
+#include <memory>
+
+#include "ews/model/uVqEWSBase.h"
+#include "ews/model/uVqEWSFolderInterfaces.h"
+#include "ews/model/uVqEWSIds.h"
+#include "ews/model/uVqEWSResolution.h"
+#include "ews/session/uVqEWSProfiles.h"
+
+namespace velmore {
+
+class TVqEWSCustomSession;
+class TVqHTTPClientBase;
+
+/// What the server told of its version, in the header of the first reply.
+struct TServerVersionInfo {
+  /// The four numbers of "15.1.2507.6".
+  std::int32_t MajorVersion = 0;
+  std::int32_t MinorVersion = 0;
+  std::int32_t MajorBuildNumber = 0;
+  std::int32_t MinorBuildNumber = 0;
+  /// "Exchange2016" and the like, UTF-8, cut at 255 bytes.
+  std::string Version;
+};
+
+/// The mailboxes of a session by position: the default one first, then the additional ones. Belongs to its session. Reading may run Autodiscover once.
+class TVqEWSMsgStores {
+ public:
+  /// Made by its session.
+  explicit TVqEWSMsgStores(TVqEWSCustomSession& AOwner) : FOwner(AOwner) {}
+  /// The default mailbox and the additional ones.
+  std::int32_t Count();
+  /// The address of a mailbox, as OpenMsgStore takes it. Raises EListError for a position that does not exist.
+  string GetName(std::int32_t AIndex);
+
+ private:
+  TVqEWSCustomSession& FOwner;
+};
+
+/// A reply, under the name that applications use. The library itself makes none: its replies are of the base class.
+class TVqEWSResponse : public TVqSOAPResponse {
+ public:
+  using TVqSOAPResponse::TVqSOAPResponse;
+};
+
+/// The session.
+///
+/// Owns its settings, its HTTP session, HTTP client and SOAP client (made at logon, freed at logoff). No copies: see AssignTo. One thread at a time;
+/// another thread makes its own pair through CreateHTTPClient and CreateSOAPClient, passes it to CreateRequest and changes no setting. Raises plain exceptions for misuse, EEWSException for refusals,
+/// and lets the transport's own pass through outside of logon.
+class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver {
+ public:
+  /// `AOwner` may be empty. The destructor closes all connections, without the events of a logoff.
+  explicit TVqEWSCustomSession(TVqComponent* AOwner);
+  ~TVqEWSCustomSession() override;
+
+  // ---- Logging on and off
+
+  /// True between logon and logoff.
+  bool GetActive() const noexcept { return FActive; }
+  /// True logs on: loads the profile, finds the service URL, probes the server (m:ConvertId) and settles the version of all requests and the
+  /// time-zone context (m:GetServerTimeZones). False logs off. Blocks. A failed logon clears the service URL.
+  ///
+  /// Raises EVqHTTPApiException "NAME_NOT_RESOLVED: ..." (12007) and "LOGIN_FAILURE: ..." (12015), EEWSException for other transport failures, and
+  /// a plain exception when `PasswordDialog` is on and there is no `ParentWnd` to show it on: a program without a desktop uses
+  /// TVqEWSServiceSession.
+  void SetActive(bool AValue);
+
+  /// The version, as one of the enumeration and with its numbers. These three raise a plain exception before logon.
+  TServerVersion GetServerVersion() override;
+  const TServerVersionInfo& GetServerVersionInfo() const;
+  /// "Exchange Server 2016 (15.1.2507.6)" and the like.
+  string GetServerDescription() const;
+  /// The version that requests carry: that of the server at the last logon, also behind a logoff; the first one before any. Does not raise.
+  TServerVersion GetRequestVersion() const noexcept { return FRequestVersion; }
+
+  // ---- Where and as whom
+
+  string GetServiceURL() override { return FServiceUrl; }
+  /// The endpoint, "https://mail.example.com/EWS/Exchange.asmx".
+  const string& GetServiceUrl() const noexcept { return FServiceUrl; }
+  void SetServiceUrl(const string& AValue) { FServiceUrl = AValue; }
+  /// As whom, by name and password or by OAuth. Changes of what a getter gives reach the clients at the next logon; the setters reach a live one at once.
+  TVqCredentials& GetCredentials() override { return FCredentials; }
+  void SetCredentials(const TVqCredentials& AValue);
+  TVqOAuth& GetOAuth() noexcept { return FOAuth; }
+  void SetOAuth(const TVqOAuth& AValue);
+  /// The address by which the service URL is looked for. The look-ups are not part of this version.
+  const string& GetAutodiscoverEMail() const noexcept { return FAutodiscoverEMail; }
+  /// A non-empty address clears the service URL; an empty one leaves it.
+  void SetAutodiscoverEMail(const string& AValue);
+  /// True while there is no service URL; false when there is no Autodiscover address; else what was set. Logon does not ask it.
+  bool GetUseAutoDiscover() const;
+  /// What GetUseAutoDiscover gives when both an address and a URL are there.
+  void SetUseAutoDiscover(bool AValue) { FUseAutoDiscover = AValue; }
+  /// Kept for the application; requests always name the user by the SMTP address.
+  TConnectingSIDType GetConnectingSIDType() const noexcept { return FConnectingSIDType; }
+  void SetConnectingSIDType(TConnectingSIDType AValue) { FConnectingSIDType = AValue; }
+  /// The user that a session with the ClientCredentials grant acts as.
+  const string& GetConnectingSID() const noexcept { return FConnectingSID; }
+  void SetConnectingSID(const string& AValue) { FConnectingSID = AValue; }
+
+  // ---- Transport
+
+  /// The "User-Agent" header. Raises EVqHTTPInvalidArgument for a line break once there is a client.
+  const string& GetUserAgent() const noexcept { return FUserAgent; }
+  void SetUserAgent(const string& AValue);
+  /// The proxy's address.
+  const string& GetProxyServer() const noexcept { return FProxyServer; }
+  /// "host:port", or a list by scheme. Used when the access type is `proxy`.
+  void SetProxyServer(const string& AValue);
+  /// Hosts that are reached directly, see IVqHTTPSession.
+  const string& GetProxyServerBypass() const noexcept { return FProxyServerBypass; }
+  void SetProxyServerBypass(const string& AValue);
+  /// Who logs on to the proxy.
+  TVqCredentials& GetProxyCredentials() noexcept { return FProxyCredentials; }
+  void SetProxyCredentials(const TVqCredentials& AValue);
+  /// Whether servers are reached as the machine is configured, directly or by ProxyServer.
+  TVqHTTPAccessType GetAccessType() const noexcept { return FAccessType; }
+  void SetAccessType(TVqHTTPAccessType AValue);
+  /// Each flag lifts one check of the server's certificate. The wrong-usage flag reaches the WinHTTP client only.
+  TVqHTTPSecurityFlags GetSecurityFlags() const noexcept { return FSecurityFlags; }
+  void SetSecurityFlags(TVqHTTPSecurityFlags AValue);
+  /// A PEM file with certification authorities to trust besides those of the machine, and one with revocation lists; empty for none. Clients take both
+  /// at logon. Not part of a profile.
+  const string& GetCAFile() const noexcept { return FCAFile; }
+  void SetCAFile(const string& AValue) { FCAFile = AValue; }
+  const string& GetCRLFile() const noexcept { return FCRLFile; }
+  void SetCRLFile(const string& AValue) { FCRLFile = AValue; }
+  /// Milliseconds: connect, send, receive, 15,000 each unless set. Clients take them at logon.
+  TVqHTTPTimeOuts& GetTimeOuts() noexcept { return FTimeOuts; }
+  void SetTimeOuts(const TVqHTTPTimeOuts& AValue);
+  /// Whether the session works without a desktop.
+  bool GetNTService() const noexcept { return FNTService; }
+  /// True uses the client without a desktop and switches both dialogs off for good; a live client of the other kind is replaced.
+  virtual void SetNTService(bool AValue);
+  /// Whether a user interface may ask for a profile at logon, and for a password when the server refused. True unless
+  /// changed.
+  bool GetLogonDialog() const noexcept { return FLogonDialog; }
+  void SetLogonDialog(bool AValue) { FLogonDialog = AValue; }
+  bool GetPasswordDialog() const noexcept { return FPasswordDialog; }
+  void SetPasswordDialog(bool AValue) { FPasswordDialog = AValue; }
+  /// The window that dialogs belong to; 0 for none.
+  TVqWindowHandle GetParentWnd() const noexcept { return FParentWnd; }
+  void SetParentWnd(TVqWindowHandle AValue);
+  /// One setting for the whole process, not for this session.
+  static const TVqGetOAuthAuthorizeFormEvent& GetOnGetOAuthAuthorizeForm();
+  static void SetOnGetOAuthAuthorizeForm(TVqGetOAuthAuthorizeFormEvent AValue);
+
+  /// When true, every request is valid against the schema that servers publish; when false, requests have the library's own forms. Not part of a profile.
+  bool GetStrictSchema() const override { return FStrictSchema; }
+  void SetStrictSchema(bool AValue) { FStrictSchema = AValue; }
+
+  // ---- Profiles
+
+  /// Where profiles are kept; null for nowhere.
+  TVqEWSProfileCustomContainer* GetProfileContainer() const noexcept { return FProfileContainer; }
+  /// Not owned; forgotten when it goes away.
+  void SetProfileContainer(TVqEWSProfileCustomContainer* AValue);
+  /// The profile that a logon loads; empty for the container's default or a choice.
+  const string& GetProfileName() const noexcept { return FProfileName; }
+  void SetProfileName(const string& AValue) { FProfileName = AValue; }
+  /// True keeps a logon from taking the default profile without asking.
+  bool GetProfileRequired() const noexcept { return FProfileRequired; }
+  void SetProfileRequired(bool AValue) { FProfileRequired = AValue; }
+  /// The number of profiles; 0 without a container. `AStrings` may be empty.
+  std::int32_t GetProfileNames(TVqStrings* AStrings);
+  /// False without a container.
+  bool LoadProfile(const string& AName);
+  /// Nothing without a container.
+  void SaveProfile(const string& AName);
+
+  // ---- Mailboxes
+
+  /// The Autodiscover address, else the user name, else the name of the logged-on user of the operating system.
+  string GetDefaultMsgStore();
+  /// The mailboxes by position. Owned by the session.
+  TVqEWSMsgStores& GetMsgStores() noexcept { return FMsgStores; }
+  /// The list, which an active session with an Autodiscover address completes once in its life by what Autodiscover tells.
+  TVqStrings& GetAdditionalMailboxes();
+  void SetAdditionalMailboxes(const TVqStrings& AValue) { FAdditionalMailboxes.Assign(AValue); }
+  /// The mailbox of the logged-on user. A new object at each call; the first one asks the server who that is.
+  TVqRef<IVqEWSMsgStore> OpenDefaultMsgStore();
+  /// Another mailbox, in the name of its owner (every request carries t:ExchangeImpersonation). An empty address or that of the default store opens
+  /// the default store; the comparison minds case.
+  TVqRef<IVqEWSMsgStore> OpenMsgStore(const string& ASmtpAddress);
+  /// An empty recipient list that belongs to no item.
+  TVqRef<IVqEWSRecipients> CreateRecipients() override;
+
+  // ---- Names (m:ResolveNames)
+
+  /// All candidates for a name or address. A name that is not found gives an empty set.
+  TVqRef<IVqEWSResolutionSet> ResolveName(const string& AUnresolvedEntry, TSearchScope ASearchScope);
+  /// Completes one recipient in place. False, or with `ARaiseError` an EEWSException, when there is no candidate.
+  bool ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient, bool ARaiseError) override;
+  /// Completes a list; once one recipient was not found the ones after it are skipped.
+  bool ResolveNames(const TVqRef<IVqEWSRecipients>& ARecipients, bool ARaiseError);
+
+  // ---- Ids (m:ConvertId) and time zones
+
+  /// Converts one id, or several, of a mailbox into another form. Raises EEWSException when the server refuses.
+  TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> ConvertId(TIdFormat AFormat, const string& AId, const string& AMailbox,
+                                                      TIdFormat ADestinationFormat);
+  TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> ConvertId(const TVqEwsAlternateIds& ASourceIds,
+                                                      TIdFormat ADestinationFormat);
+  /// The Windows id of the zone that requests carry; empty for none.
+  const string& GetCurrentTimeZoneContext() const noexcept { return FCurrentTimeZoneContext; }
+  void SetCurrentTimeZoneContext(const string& AValue) { FCurrentTimeZoneContext = AValue; }
+
+  // ---- Requests
+
+  TVqRef<IVqHTTPClient> CreateHTTPClient(bool AUseSession) override;
+  TVqSOAPClient* CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) override;
+  TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
+                                       const string& AResponseName) override;
+  void CheckResponseError(const IVqDOMElement& AElement) override;
+  /// Raises the plain exception "You must logon first!" unless the session is active.
+  void CheckActive() const;
+
+  /// Copies the settings to another session, its state included: an active source logs the destination on first, with what it has at that
+  /// moment. Time-outs are not copied.
+  void AssignTo(TVqComponent* ADest) override;
+
+  // ---- Events
+
+  /// On the thread that logs on or off, with the session as their sender. What AfterLogon raises comes out of
+  /// SetActive; the session is logged on then.
+  void SetAfterLogon(TVqNotifyEvent AValue) { FAfterLogon = std::move(AValue); }
+  void SetBeforeLogoff(TVqNotifyEvent AValue) { FBeforeLogoff = std::move(AValue); }
+  void SetAfterLogoff(TVqNotifyEvent AValue) { FAfterLogoff = std::move(AValue); }
+  void SetOnShowProfileDialog(TVqNotifyEvent AValue) { FOnShowProfileDialog = std::move(AValue); }
+
+ protected:
+  // Hooks of a subclass with a user interface.
+  /// True before the server is looked for and probed, false afterwards. Here: does nothing.
+  virtual void SetWaitCursor(bool AValue);
+  /// The name of a new profile. Here: raises EEWSException "Failed to create a profile!".
+  virtual string CreateProfile(const string& AName);
+  /// The name of the profile that the user chose. Here: empty.
+  virtual string SelectProfile();
+  /// Whether the user changed the profile. Here: false.
+  virtual bool EditProfile(const string& AName);
+  /// Fires OnShowProfileDialog with the dialog as its sender.
+  void DoOnShowProfileDialog(TVqComponent& ADialog);
+
+  // How the service URL is found, for a subclass that knows better.
+
+  /// The settings document of an address, an empty one meaning `AutodiscoverEMail`. Not part of this version: raises EVqNotSupported.
+  virtual IVqDOMDocument Autodiscover(const string& AEMail);
+  /// The URL of a protocol ("Ews") for an address, asked for when OAuth is in use; what it raises is swallowed. Not part of this version: raises
+  /// EVqNotSupported.
+  virtual string AutodiscoverV2(const string& AEMail, const string& AProtocol);
+  /// The target host of a DNS SRV record ("_autodiscover._tcp.example.com"); empty when there is none. Asked for when there is a password. Not part
+  /// of this version: gives none.
+  virtual string FindHostBySRV(const string& AName);
+  /// Whether a GET of this address on the session's client gives status 200. Asked for the usual host names of a domain, after Autodiscover found no
+  /// server by its own. Talks to the server.
+  virtual bool AnswersAt(const string& AURL);
+
+  /// The session's own client, none while it was not needed yet or after logoff: a subclass with a desktop gives it the dialog that asks for
+  /// credentials.
+  TVqHTTPClientBase* GetHTTPClient() const;
+
+  void Notification(TVqComponent* AComponent, TVqOperation AOperation) override;
+
+  /// Brings the clients into being and in line with the properties.
+  void CheckHTTPClient();
+
+ private:
+  void LogOn();
+  void Fire(const TVqNotifyEvent& AEvent);
+  void LogOff();
+  void FreeClients();
+  void UseProfile();
+  void FindServiceUrl();
+  void Probe();
+  void SendProbe();
+  [[noreturn]] void RaiseProbeFailure(const class EVqHTTPApiException& AFailure);
+  void ReadServerVersion(const IVqDOMElement& AHeader);
+  void SettleTimeZoneContext();
+  void InitSOAPEnv(TVqSOAPClient& AClient);
+  void AddImpersonation(IVqSOAPRequest& ARequest, const string& AAddress);
+  void BeforeSendHTTPRequest(TVqComponent& ASender, const TVqRef<IVqHTTPRequest>& ARequest);
+  void OnHTTPResponse(TVqComponent& ASender, const TVqRef<IVqHTTPResponse>& AResponse);
+  void OnWinINetClientError(TVqComponent& ASender, std::uint32_t AError, TVqWindowHandle& AParentWnd, bool& AHandled);
+  void WireWinINet(TVqHTTPClientBase& AClient);
+  template <typename TSession, typename TClient>
+  void CheckClients();
+
+  bool FActive = false;
+  TVqHTTPAccessType FAccessType{};
+  TVqHTTPSecurityFlags FSecurityFlags;
+  TVqCredentials FCredentials;
+  TVqOAuth FOAuth;
+  string FUserAgent = u"Velmore EWS Client";
+  TVqHTTPTimeOuts FTimeOuts{15000, 15000, 15000};
+  string FProxyServer;
+  string FProxyServerBypass;
+  TVqCredentials FProxyCredentials;
+  TVqEWSProfileCustomContainer* FProfileContainer = nullptr;
+  string FProfileName;
+  bool FProfileRequired = false;
+  string FServiceUrl;
+  bool FUseAutoDiscover = true;
+  string FAutodiscoverEMail;
+  string FDefaultStoreEmail;
+  TConnectingSIDType FConnectingSIDType = csSmtpAddress;
+  string FConnectingSID;
+  bool FNTService = false;
+  bool FLogonDialog = true;
+  bool FPasswordDialog = true;
+  TVqStrings FAdditionalMailboxes{false};
+  bool FAdditionalMailboxesRetrieved = false;
+  string FAutodisoverURL;  // the misspelling is the field's name
+  std::map<string, IVqDOMDocument> FAutodiscoverResults;
+  TVqEWSMsgStores FMsgStores{*this};
+  TServerVersion FServerVersion = Exchange2007_SP1;
+  TServerVersionInfo FServerVersionInfo;
+  TServerVersion FRequestVersion = Exchange2007;
+  TVqWindowHandle FParentWnd = 0;
+  TVqComponent* FHTTPSession = nullptr;
+  TVqComponent* FHTTPClient = nullptr;
+  TVqSOAPClient* FSOAPClient = nullptr;
+  TVqNotifyEvent FAfterLogon, FBeforeLogoff, FAfterLogoff;
+  string FCurrentTimeZoneContext;
+  TVqNotifyEvent FOnShowProfileDialog;
+  bool FStrictSchema = false;
+  string FCAFile, FCRLFile;
+  std::shared_ptr<const bool> FLife = std::make_shared<const bool>(true);  // expires with the session
+};
+
+/// The session of a program without a desktop: no dialogs, the WinHTTP client.
+class TVqEWSServiceSession : public TVqEWSCustomSession {
+ public:
+  /// `AOwner` may be empty.
+  explicit TVqEWSServiceSession(TVqComponent* AOwner = nullptr);
+  /// Accepts only true; false raises a plain exception with an empty message.
+  void SetNTService(bool AValue) override;
+};
+
+}  // namespace velmore

@@ -1,0 +1,290 @@
+#include "ews/stores/uVqEWSFolder.h"
+
+#include "ews/items/uVqEWSMessage.h"
+#include "ews/schema/uVqEWSPropsPR.h"
+#include "platform/common/uVqNetEncoding.h"
+#include "platform/common/uVqSerializer.h"
+#include "platform/xml/uVqXMLUtils.h"
+
+namespace velmore {
+namespace {
+
+/// MessageFlags, as the wire has always had it here: in decimal.
+constexpr const char* kMessageFlagsTag = "3591";
+
+string MessageFlagsValue(TVqEWSMessageFlags flags) {
+  std::int32_t value = 0;
+  if (flags.Contains(msgflgRead)) value += 1;
+  if (flags.Contains(msgflgUnmodified)) value += 2;
+  if (flags.Contains(msgflgUnsent)) value += 8;
+  if (flags.Contains(msgflgFromMe)) value += 32;
+  return VqIntToXML(value);
+}
+
+template <typename T>
+TItemId IdOf(const T& record) {
+  TItemId id;
+  id.Assign(record);
+  return id;
+}
+
+}  // namespace
+
+// ---- Loading
+
+TVqEWSFolder::TVqEWSFolder(TVqComponent* ACreator, const TItemId& AFolderId) : TVqEWSPropObject(ACreator, true) {
+  FMsgStore = FindMsgStore();
+  Load(AFolderId);
+}
+
+void TVqEWSFolder::Load(const TItemId& AFolderId) {
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetFolder", string());
+  request->GetMethod().AddElement("m:FolderShape").AddElement("t:BaseShape").SetText("AllProperties");
+  AddLoadId(request->GetMethod().AddElement("m:FolderIds"), "t:FolderId", AFolderId);
+  const IVqDOMElement folders = SendChecked(*request, "GetFolder").SelectSingleElement("Folders", kSelectRequired);
+  if (folders.ElementCount() != 1) {
+    throw EEWSException("ErrorFolderNotFound", "There was no FolderId in the SOAP Response!", 0);
+  }
+  SetPropData(folders.GetFirstChildElement());
+}
+
+IVqDOMElement TVqEWSFolder::SendChecked(IVqSOAPRequest& ARequest, const char* AOperation) {
+  TVqRef<IVqSOAPResponse> response;
+  ARequest.Send(response);
+  const string name = AOperation;
+  const IVqDOMElement message = response->GetDocument().SelectSingleElement(
+      "/Envelope/Body/" + name + "Response/ResponseMessages/" + name + "ResponseMessage", kSelectRequired);
+  CheckResponseError(message);
+  return message;
+}
+
+TItemId TVqEWSFolder::SentItemId(IVqSOAPRequest& ARequest, const char* AOperation, const char* AElement) {
+  const IVqDOMElement id = SendChecked(ARequest, AOperation).SelectSingleElement(AElement, kSelectRequired);
+  return {id.GetAttribute("Id"), id.GetAttribute("ChangeKey")};
+}
+
+TVqRef<IVqEWSMsgStore> TVqEWSFolder::FindMsgStore() {
+  if (FMsgStore) return FMsgStore;
+  for (auto link = Supports<IVqEWSObject>(GetCreatedBy()); link; link = Supports<IVqEWSObject>(link->GetCreatedBy())) {
+    if ((FMsgStore = Supports<IVqEWSMsgStore>(link))) break;
+  }
+  return FMsgStore;
+}
+
+// ---- What the folder is
+
+TItemId TVqEWSFolder::GetID() {
+  return IdOf(NewData().GetFolderId());
+}
+
+void TVqEWSFolder::SetId(const TItemId&) {
+  throw EEWSException("ErrorReadOnly", "The FolderId is a read only property!", 0);
+}
+
+TVqRef<IVqEWSObject> TVqEWSFolder::GetMsgStore() {
+  return FindMsgStore();
+}
+TItemId TVqEWSFolder::GetParentFolderId() {
+  return IdOf(NewData().GetParentFolderId());
+}
+TSetFolderFieldType TVqEWSFolder::GetFolderFieldType() {
+  return VqTextToEnum<TSetFolderFieldType>(NewData().AsElement().GetLocalName());
+}
+std::int32_t TVqEWSFolder::GetChildFolderCount() {
+  return NewData().GetChildFolderCount();
+}
+string TVqEWSFolder::GetDisplayName() {
+  return NewData().GetDisplayName();
+}
+TEwsEffectiveRights& TVqEWSFolder::GetEffectiveRights() {
+  return NewData().GetEffectiveRights();
+}
+std::int32_t TVqEWSFolder::GetTotalCount() {
+  return NewData().GetTotalCount();
+}
+std::int32_t TVqEWSFolder::GetUnreadCount() {
+  return NewData().GetUnreadCount();
+}
+void TVqEWSFolder::SetDisplayName(const string& AValue) {
+  PropertyByName(PR_DISPLAYNAME).SetAsString(AValue);
+}
+
+void TVqEWSFolder::SaveChanges() {
+  throw EEWSException("ErrorReadOnly", "EWS Folders are currently read only!", 0);
+}
+
+// ---- Folders below
+
+TVqRef<IVqEWSFolders> TVqEWSFolder::GetSubFolders() {
+  return MakeRef<TVqEWSFolders>(this, GetID());
+}
+
+TItemId TVqEWSFolder::CreateFolder(TSetFolderFieldType AFolderType, const string& ADisplayName) {
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:CreateFolder", string());
+  AddId(request->GetMethod().AddElement("m:ParentFolderId"), "t:FolderId", GetID());
+  const IVqDOMElement folder =
+      request->GetMethod().AddElement("m:Folders").AddElement("t:" + VqEnumToText(AFolderType));
+  folder.AddElement("t:DisplayName").SetText(ADisplayName);
+  return SentItemId(*request, "CreateFolder", "//FolderId");
+}
+
+// These two compose their request and have no step that sends it: they do not delete, on purpose.
+
+void TVqEWSFolder::EmptyFolder(TVqEWSFolderDeleteType ADeleteType, bool ADeleteSubFolders) {
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:EmptyFolder", string());
+  request->GetMethod().SetAttribute("DeleteType", VqEnumToText(ADeleteType));
+  request->GetMethod().SetAttribute("DeleteSubFolders", VqBoolToXML(ADeleteSubFolders));
+  AddId(request->GetMethod().AddElement("m:FolderIds"), "t:FolderId", GetID());
+  throw EVqEWSNotCarriedOut("EmptyFolder is not carried out: nothing was sent to the server.");
+}
+
+void TVqEWSFolder::DeleteFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType ADeleteType) {
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:DeleteFolder", string());
+  request->GetMethod().SetAttribute("DeleteType", VqEnumToText(ADeleteType));
+  AddId(request->GetMethod().AddElement("m:FolderIds"), "t:FolderId", AFolderId);
+  throw EVqEWSNotCarriedOut("DeleteFolder is not carried out: nothing was sent to the server.");
+}
+
+// ---- Items
+
+TVqRef<IVqEWSItems> TVqEWSFolder::GetItems() {
+  return MakeRef<TVqEWSItems>(this, GetID());
+}
+
+TVqRef<IVqEWSItem> TVqEWSFolder::GetItem(const TItemId& AItemId) {
+  return FindMsgStore()->GetItem(AItemId);
+}
+
+TVqRef<IVqEWSItem> TVqEWSFolder::CreateItem(TItemType AItemType) {
+  if (AItemType == tMessage) return MakeRef<TVqEWSEMail>(this, TItemId());
+  return MakeRef<TVqEWSItem>(this, TItemId());  // distribution lists too, unlike the store's GetItem
+}
+
+TItemId TVqEWSFolder::CopyItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) {
+  return CopyItem(IdOf(AItemId), IdOf(AFolderId));
+}
+
+TItemId TVqEWSFolder::CopyItem(const TItemId& AItemId, const TItemId& AFolderId) {
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:CopyItem", string());
+  AddId(request->GetMethod().AddElement("m:ToFolderId"), "t:FolderId", AFolderId);
+  AddId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", AItemId);
+  return SentItemId(*request, "CopyItem", "//ItemId");
+}
+
+TItemId TVqEWSFolder::MoveItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) {
+  return MoveItem(IdOf(AItemId), IdOf(AFolderId));
+}
+
+TItemId TVqEWSFolder::MoveItem(const TItemId& AItemId, const TItemId& AFolderId) {
+  const TItemId copy = CopyItem(AItemId, AFolderId);
+  DeleteItem(AItemId, dtHardDelete);
+  return copy;
+}
+
+void TVqEWSFolder::DeleteItem(const TEwsItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) {
+  DeleteItem(IdOf(AItemId), ADeleteType);
+}
+
+void TVqEWSFolder::DeleteItem(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) {
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:DeleteItem", string());
+  const IVqDOMElement method = request->GetMethod();
+  method.SetAttribute("DeleteType", VqEnumToText(ADeleteType));
+  AddItemClassAttributes(method, AItemId);
+  AddId(method.AddElement("m:ItemIds"), "t:ItemId", AItemId);
+  if (const string text = CancellationText(); !text.empty()) {
+    method.SetAttribute("SendMeetingCancellations", text);
+  } else if (GetFolderFieldType() == sffCalendarFolder) {
+    method.SetAttribute("SendMeetingCancellations", "SendToAllAndSaveCopy");
+  }
+  SendChecked(*request, "DeleteItem");
+}
+
+void TVqEWSFolder::AddItemClassAttributes(const IVqDOMElement& AMethod, const TItemId& AItemId) {
+  // Only a folder that a store made directly looks at the item.
+  const auto store = Supports<IVqEWSMsgStore>(GetCreatedBy());
+  if (!store) return;
+  const string itemClass = store->GetItem(AItemId)->GetItemClass();
+  if (itemClass == "IPM.Appointment" || itemClass == "IPM.Appointment.Occurrence" ||
+      itemClass == "IPM.OLE.CLASS.{00061055-0000-0000-C000-000000000046}") {
+    AMethod.SetAttribute("SendMeetingCancellations", "SendToAllAndSaveCopy");
+  } else if (itemClass == "IPM.Task") {
+    AMethod.SetAttribute("AffectedTaskOccurrences", "AllOccurrences");
+  }
+}
+
+TItemId TVqEWSFolder::ImportItem(const string& AFileName, std::uint16_t, TVqEWSMessageFlags AFlags) {
+  TVqFileStream file(AFileName, TVqFileMode::fmOpenRead);
+  return ImportItem(file, AFlags);
+}
+
+TItemId TVqEWSFolder::ImportItem(TVqStream& AStream, TVqEWSMessageFlags AFlags) {
+  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:CreateItem", string());
+  const IVqDOMElement method = request->GetMethod();
+  const bool mail = GetFolderFieldType() == sffFolder;
+  bool draft = false;
+  if (mail) {
+    method.SetAttribute("MessageDisposition", "SaveOnly");
+    draft = GetID().Id == FindMsgStore()->GetFolder(dfindrafts, string())->GetID().Id;
+  }
+  AddId(method.AddElement("m:SavedItemFolderId"), "t:FolderId", GetID());
+  const IVqDOMElement message = method.AddElement("m:Items").AddElement("t:Message");
+  const IVqDOMElement mime = message.AddElement("t:MimeContent");
+  mime.SetAttribute("CharacterSet", "UTF-8");
+  const string flags = !AFlags.empty() ? MessageFlagsValue(AFlags)
+                       : draft         ? string("10")
+                       : mail          ? string("2")
+                                       : string();
+  if (!flags.empty()) {
+    const IVqDOMElement property = message.AddElement("t:ExtendedProperty");
+    const IVqDOMElement uri = property.AddElement("t:ExtendedFieldURI");
+    uri.SetAttribute("PropertyTag", kMessageFlagsTag);
+    uri.SetAttribute("PropertyType", "Integer");
+    property.AddElement("t:Value").SetText(flags);
+  }
+  // The stream is read whole. The message is text on its way: bytes that are no UTF-8 arrive as U+FFFD.
+  AStream.SetPosition(0);
+  std::string bytes = AStream.ReadAll();
+  if (!VqIsUtf8(bytes)) bytes = string(bytes).utf8();
+  mime.SetText(VqBase64Encode(bytes));
+  return SentItemId(*request, "CreateItem", "//ItemId");
+}
+
+// ---- Calendar folders
+
+void TVqEWSCalendarFolder::DeleteItem(const TEwsItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) {
+  DeleteItem(IdOf(AItemId), ADeleteType);
+}
+
+void TVqEWSCalendarFolder::DeleteItem(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) {
+  TVqEWSFolder::DeleteItem(AItemId, ADeleteType);
+  FSendMeetingCancellations =
+      smiocSendToNone;  // not after a failure: the next deletion then sends what this one should have
+}
+
+string TVqEWSCalendarFolder::CancellationText() {
+  return VqEnumToText(FSendMeetingCancellations);
+}
+
+TVqRef<IVqEWSItems> TVqEWSCalendarFolder::GetCalendarView(TDateTime AStart, TDateTime AEnd,
+                                                          std::int32_t AMaxEntriesReturned) {
+  // Views read these when they ask: a second call changes what earlier views ask for next.
+  FStartDate = AStart;
+  FEndDate = AEnd;
+  FMaxItemsReturned = AMaxEntriesReturned;
+  return MakeRef<TVqEWSCalendarView>(this, GetID());
+}
+
+void TVqEWSCalendarFolder::DeleteMeeting(const TEwsItemId& AItemId, TVqEWSFolderDeleteType ADeleteType,
+                                         TSendMeetingCancellations ASendMeetingCancellations) {
+  DeleteMeeting(IdOf(AItemId), ADeleteType, ASendMeetingCancellations);
+}
+
+void TVqEWSCalendarFolder::DeleteMeeting(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType,
+                                         TSendMeetingCancellations ASendMeetingCancellations) {
+  if (ASendMeetingCancellations > smiocSendToAllAndSaveCopy)
+    throw EVqException("A deletion cannot announce itself to some attendees only.");
+  FSendMeetingCancellations = ASendMeetingCancellations;
+  DeleteItem(AItemId, ADeleteType);
+}
+
+}  // namespace velmore

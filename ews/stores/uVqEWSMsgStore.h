@@ -1,0 +1,49 @@
+#pragma once
+
+/// One mailbox: the root from which folders and items are reached, and the factory that decides which class stands for what the server describes.
+
+#include "ews/model/uVqEWSBase.h"
+#include "ews/model/uVqEWSFolderInterfaces.h"
+
+namespace velmore {
+
+/// The mailbox of the logged-on user, or, as a base, another one.
+///
+/// Owns its owner's identity once it is known; lives by its reference count, and folders and items keep it alive. One thread at a time. Raises what
+/// the server refuses as EEWSException; nothing works before logon.
+class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore {
+ public:
+  /// The pair (display name, empty change key) becomes the object's id: a handle for the application, not a server id.
+  TVqEWSMsgStore(TVqEWSBaseSession* ASession, const string& ADisplayName);
+
+  string GetDisplayName() override;
+  TVqRef<IVqEWSRecipient> GetIdentity() override;
+  TItemId GetFolderId(TDistinguishedFolderIdName AFolderType) override;
+  bool FindFolderId(TDistinguishedFolderIdName AFolderType, TItemId& FolderId) override;
+  TVqRef<IVqEWSFolder> GetFolder(const TItemId& AFolderId) override;
+  TVqRef<IVqEWSFolder> GetFolder(const TEwsFolderId& AFolderId) override;
+  TVqRef<IVqEWSFolder> GetFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox) override;
+  TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) override;
+  TVqRef<IVqEWSCategories> GetCategories() override;
+  TVqRef<IVqEWSRecipients> GetRoomLists() override;
+  TVqRef<IVqEWSRecipients> GetRooms(const string& ARoomListEMailAddress) override;
+  void GetUserPhoto(TVqStream& APhoto, TSizeRequested ASize) override;
+  TVqRef<IVqEWSOOF> GetOOF() override;
+
+  /// Occurrence `AIdx`, from 1, of a recurring master (m:GetItem, then GetItem). On the class and not on the interface, and spelled so.
+  TVqRef<IVqEWSItem> GetOccurence(const TItemId& AItemId, std::int32_t AIdx);
+
+ protected:
+  ~TVqEWSMsgStore() override = default;
+
+ private:
+  TItemId GetFolderIdAndType(TDistinguishedFolderIdName AFolderType, string& AFolderClass, const string& AMailbox,
+                             bool ARaiseError);
+  TItemId LookUpFolder(TDistinguishedFolderIdName AFolderType, string& AFolderClass, const string& AMailbox);
+  IVqDOMElement SendGetItem(IVqSOAPRequest& ARequest);
+
+  string FDisplayName;
+  TVqRef<IVqEWSRecipient> FIdentity;
+};
+
+}  // namespace velmore

@@ -1,0 +1,449 @@
+#include "ews/values/uVqEWSData.h"
+
+#include "ews/schema/uVqEWSFieldURI.h"
+#include "platform/common/uVqNetEncoding.h"
+#include "platform/common/uVqSysUtils.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
+#include "platform/xml/uVqXMLUtils.h"
+
+namespace velmore {
+
+// Beside the enumeration in uVqEWSTypes.h, which is much to include for one table of texts.
+const TVqEnumInfo& VqEnumInfoOf(TDistinguishedPropertySet) noexcept;
+
+using detail::TVqRawElement;
+
+// A definition that an application made and did not register, kept so that nothing of the caller's is referred to.
+struct TVqEWSData::TOwnDef {
+  TVqEWSPropDef Def;
+  TGUID Set;
+};
+
+namespace {
+
+// What a text is trimmed of: blanks and controls, as string::Trim has it.
+std::string_view Trimmed(std::string_view AText) noexcept {
+  const auto isBlank = [](char c) { return static_cast<unsigned char>(c) <= 0x20; };
+  while (!AText.empty() && isBlank(AText.front())) AText.remove_prefix(1);
+  while (!AText.empty() && isBlank(AText.back())) AText.remove_suffix(1);
+  return AText;
+}
+
+TVqTypeInfo TypeOf(TVqEWSPropType AType) noexcept {
+  switch (AType) {
+    case ptApplicationTime:
+    case ptSystemTime:
+      return VqDateTimeType;
+    case ptApplicationTimeArray:
+    case ptSystemTimeArray:
+      return {tkArray, "TArray<TDateTime>"};
+    case ptBinary:
+      return VqByteArrayType;
+    case ptBinaryArray:
+      return {tkArray, "TArray<TArray<System.Byte>>"};
+    case ptBoolean:
+      return VqBooleanType;
+    case ptCLSID:
+      return VqGuidType;
+    case ptCLSIDArray:
+      return {tkArray, "TArray<TGUID>"};
+    case ptCurrency:
+      return VqExtendedType;
+    case ptCurrencyArray:
+      return {tkArray, "TArray<Extended>"};
+    case ptDouble:
+    case ptFloat:
+      return VqDoubleType;
+    case ptDoubleArray:
+    case ptFloatArray:
+      return {tkArray, "TArray<double>"};
+    case ptError:  // not a number: the wire has its name
+      return VqStringType;
+    case ptInteger:
+      return VqInt32Type;
+    case ptIntegerArray:
+      return {tkArray, "TArray<std::int32_t>"};
+    case ptLong:
+      return VqInt64Type;
+    case ptLongArray:
+      return {tkArray, "TArray<std::int64_t>"};
+    case ptObject:
+      return VqObjectType;
+    case ptObjectArray:
+      return {tkArray, "TArray<IVqObject>"};
+    case ptShort:  // eight bits, though the tag's type has sixteen; meant so
+      return VqInt8Type;
+    case ptShortArray:
+      return {tkArray, "TArray<std::int8_t>"};
+    case ptString:
+      return VqStringType;
+    case ptStringArray:
+      return {tkArray, "TArray<string>"};
+    case ptNull:
+      break;
+  }
+  return {};
+}
+
+// The library's form: an element that the property layer makes goes behind all others, wherever the published schema
+// would have it.
+IVqDOMElement AppendValueElement(const IVqDOMElement& AParent, const TVqUtf8View& AName) {
+  return AParent.AddElement(AName);
+}
+
+}  // namespace
+
+// ---- Making ----------------------------------------------------------------
+
+TVqEWSData::TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData, const TVqEWSPropDef& APropDef)
+    : FOwner(&AOwner), FData(AData) {
+  PVqEWSPropDef row = velmore::GetPropDef(APropDef.PropDefName, false);
+  if (!row) {
+    FOwnDef = std::make_unique<TOwnDef>(TOwnDef{APropDef, {}});
+    if (APropDef.PropertySetId) {
+      FOwnDef->Set = *APropDef.PropertySetId;
+      FOwnDef->Def.PropertySetId = &FOwnDef->Set;
+    }
+    row = &FOwnDef->Def;
+  }
+  UseProp(row);
+}
+
+TVqEWSData::TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData, PVqEWSPropDef APropDef)
+    : FOwner(&AOwner), FData(AData) {
+  if (!APropDef) throw EVqException("There is no property definition!");
+  UseProp(APropDef);
+}
+
+TVqEWSData::TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData, const TVqEWSFieldDef& AFieldDef)
+    : FOwner(&AOwner), FData(AData) {
+  UseField(AFieldDef);
+}
+
+TVqEWSData::TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData, const VqEWSField& AField)
+    : FOwner(&AOwner), FData(AData), FURIType(AField.GetURIType()) {
+  const PVqEWSPropDef def = AField.GetPropDef();
+  if (!def) throw EVqException("The member is linked to no definition!");
+  if (FURIType == fdtField) FFieldURI = AField.GetUnindexedFieldURI();
+  if (FURIType == fdtIndexedField) {
+    FDictionaryURI = AField.GetDictionaryURI();
+    FFieldIndex = AField.GetFieldIndex().ToString();
+  }
+  SetPropDef(def);
+}
+
+TVqEWSData::~TVqEWSData() = default;
+
+void TVqEWSData::Discard() noexcept {
+  FOwner = nullptr;
+  FData = nullptr;
+  FSelection.reset();
+}
+
+void TVqEWSData::UseProp(PVqEWSPropDef APropDef) {
+  if (!APropDef->Extended) {
+    const string className = Record(desCurrent).ClassName();
+    if (const PVqEWSFieldDef field = GetFieldDef(className, APropDef->NodeName.ToString(), false))
+      return UseField(*field);
+  }
+  FURIType = APropDef->Extended ? fdtExtendedField : fdtField;
+  SetPropDef(APropDef);
+}
+
+// The field's row is kept rather than its URI's enumeration value: not every URI is one.
+void TVqEWSData::UseField(const TVqEWSFieldDef& AFieldDef) {
+  if (!AFieldDef.PropDef)
+    throw EVqException(Format("The field definition \"%s\" has no property!", {AFieldDef.FieldDefName.ToString()}));
+  FURIType = AFieldDef.FieldType;
+  FFieldURIText = AFieldDef.UnindexedFieldURI;
+  FHasFieldURIText = FURIType != fdtExtendedField;
+  if (FURIType == fdtIndexedField) FFieldIndex = AFieldDef.FieldIndex.ToString();
+  SetPropDef(AFieldDef.PropDef);
+}
+
+void TVqEWSData::SetPropDef(PVqEWSPropDef APropDef) {
+  const TVqEWSPropDef& def = *APropDef;
+  FDef = APropDef;
+  FPropDefNodeType = def.NodeType;
+  if (def.Extended) {
+    FURIType = fdtExtendedField;
+    FPropertyType = def.PropType;
+  }
+  FPath = GetNodePath(def);
+  if (FURIType == fdtIndexedField && !FFieldIndex.empty())
+    FPath += Format("/Entry[@Key=\"%s\"]", {FFieldIndex});  // behind a node name that ends in it already; meant so
+  FPropDefName = def.PropDefName.ToString();
+  FPropSetId = def.PropertySetId;
+  FPropertyTag = def.PropertyTag;
+  if (def.PropKind == pkName)
+    FPropertyId = def.Name.ToString();
+  else
+    FPropertyId = def.Id;
+  TDistinguishedPropertySet distinguished{};
+  if (!def.DistinguishedPropertySetId.empty() &&
+      VqTryTextToEnum(def.DistinguishedPropertySetId.ToString().Replace(":", "_"), distinguished))
+    FDPropSetId = distinguished;
+
+  FSelection.emplace(FPath);
+
+  if (def.Extended) {
+    FParentPropDef = nullptr;
+    return;
+  }
+  const TVqEWSMemberTable& table = Owner().CreatorTable();
+  FProperty = table.Find(NodeNameToPropName(def.NodeName.ToString()).utf8());
+  if (!FProperty) FProperty = table.FindLinked(def.PropDefName);
+  FParentPropDef = def.ParentProp;
+}
+
+TVqEWSBaseDataList& TVqEWSData::Owner() const {
+  if (!FOwner)
+    throw EVqException(Format("The property \"%s\" was discarded when its list was rebuilt!", {FPropDefName}));
+  return *FOwner;
+}
+
+TVqXMLSchemaElement& TVqEWSData::Record(TVqEWSGetDataElmSource ASource) const {
+  Owner();
+  TVqXMLSchemaElement* record = FData ? FData(ASource, true) : nullptr;
+  if (!record) throw EVqException("The object has no data!");
+  return *record;
+}
+
+TUnindexedFieldURI TVqEWSData::GetFieldURI() const {
+  TUnindexedFieldURI uri = FFieldURI.value_or(TUnindexedFieldURI{});
+  if (!FFieldURI && FHasFieldURIText) TryStringToFieldURI(FFieldURIText.ToString(), uri);
+  return uri;
+}
+
+TDictionaryURI TVqEWSData::GetDictionaryURI() const {
+  TDictionaryURI uri = FDictionaryURI.value_or(TDictionaryURI{});
+  if (!FDictionaryURI && FHasFieldURIText) TryStringToFieldURI(FFieldURIText.ToString(), uri);
+  return uri;
+}
+
+TVqEWSPropDef TVqEWSData::PropDef() const {
+  TVqEWSPropDef def{.PropDefName = EWSShortName(FPropDefName), .Extended = FURIType == fdtExtendedField};
+  if (!def.Extended) {
+    def.NodeName = EWSShortName(FPath);
+    def.NodeType = FPropDefNodeType;
+    def.ParentProp = FParentPropDef;
+    return def;
+  }
+  def.PropType = FPropertyType;
+  if (FDPropSetId)
+    def.DistinguishedPropertySetId = EWSShortName(VqEnumToText(*FDPropSetId).Replace("_", ":"));
+  else
+    def.DistinguishedPropertySetId = FDef->DistinguishedPropertySetId;
+  def.PropertySetId = FPropSetId;
+  def.PropertyTag = FPropertyTag;
+  if (const auto* id = std::get_if<std::int32_t>(&FPropertyId)) {
+    def.Id = *id;
+  } else {
+    def.PropKind = pkName;
+    def.Name = EWSShortName(std::get<string>(FPropertyId));
+  }
+  return def;
+}
+
+// ---- Comparing -------------------------------------------------------------
+
+// Names are compared without prefix and case.
+IVqDOMElement TVqEWSData::Select(const IVqDOMElement& ARoot) const {
+  return ARoot.SelectSingleElement(*FSelection, kSelectQuiet);
+}
+
+TVqEWSDataUpdateStatus TVqEWSData::GetUpdateStatus() {
+  const IVqDOMElement oldElement = Select(Record(desOriginal).AsElement());
+  const IVqDOMElement newElement = Select(Record(desCurrent).AsElement());
+  const TVqRawElement oldNode = oldElement ? TVqRawElement(oldElement) : TVqRawElement();
+  const TVqRawElement newNode = newElement ? TVqRawElement(newElement) : TVqRawElement();
+  std::string oldScratch, newScratch;
+  const std::string_view oldFull = oldNode ? oldNode.Text(oldScratch) : std::string_view();
+  const std::string_view newFull = newNode ? newNode.Text(newScratch) : std::string_view();
+  const std::string_view oldText = Trimmed(oldFull), newText = Trimmed(newFull);
+
+  if (FDef->Extended || FParentPropDef) {
+    if (oldText.empty()) return newText.empty() ? dusUnmodified : dusInserted;
+    if (newText.empty()) return dusDeleted;
+    return oldText == newText ? dusUnmodified : dusModified;
+  }
+  if (FPropDefNodeType != pdntSimple) return dusUnmodified;
+  const auto hasChildren = [](TVqRawElement node, std::string_view text) { return !text.empty() || node.FirstChild(); };
+  if (!oldNode) return newNode && hasChildren(newNode, newFull) ? dusInserted : dusUnmodified;
+  if (!newNode) return dusDeleted;
+  const bool oldHasChildren = hasChildren(oldNode, oldFull);
+  if (oldHasChildren != hasChildren(newNode, newFull)) return dusModified;
+  if (oldHasChildren && !detail::SameInnerXML(oldNode, newNode)) return dusModified;
+  // Blanks count here, where a value was only tidied; above, where it came or went, they do not.
+  return oldFull == newFull ? dusUnmodified : dusModified;
+}
+
+// ---- The value -------------------------------------------------------------
+
+bool TVqEWSData::AskFor(TVqXMLSchemaElement& ARecord, TVqShortString APropDefName) {
+  const TVqGetSOAPElementEvent handler = ARecord.GetOnGetSOAPElement();  // the record may go while it runs
+  if (!handler) return false;
+  const TVqXMLSchemaInfo info("PROPDEF:" + APropDefName.ToString(), TVqDOMNodeType::ntElement);
+  handler(nullptr, info);
+  return true;
+}
+
+IVqDOMElement TVqEWSData::Find() {
+  return Select(Record(desCurrent).AsElement());
+}
+
+IVqDOMElement TVqEWSData::GetValueNode() {
+  if (IVqDOMElement node = Find()) return node;
+  if (AsksForValue() && !FParentPropDef && AskFor(Record(desCurrent), FDef->PropDefName)) {
+    if (IVqDOMElement node = Find()) return node;
+    if (FURIType != fdtExtendedField)
+      throw EVqException(Format("The result does not contain a value for for \"%s\"!", {FPath}));
+  }
+  return MakeValueNode(Record(desCurrent).AsElement());
+}
+
+IVqDOMElement TVqEWSData::MakeValueNode(const IVqDOMElement& AObject) {
+  const string name = "t:" + FDef->NodeName.ToString();
+  switch (FURIType) {
+    case fdtIndexedField: {
+      const IVqDOMElement entry = AppendValueElement(AppendValueElement(AObject, name), "t:Entry");
+      entry.SetAttribute("Key", FFieldIndex);
+      return entry;
+    }
+    case fdtExtendedField: {
+      const IVqDOMElement property = AppendValueElement(AObject, "t:ExtendedProperty");
+      WriteExtendedFieldURI(FDef, property);
+      return property.AddElement("t:Value");
+    }
+    case fdtField:
+      break;
+  }
+  return AppendValueElement(AObject, name);
+}
+
+TVqTypeInfo TVqEWSData::GetTypeInfo() {
+  Owner();
+  if (FProperty) return FProperty->Type;
+  if (FURIType != fdtExtendedField) {
+    TVqXMLSchemaElement* record = FData ? FData(desCurrent, false) : nullptr;
+    if (!record || FURIType != fdtField) return VqStringType;
+    if (&record->GetSchemaClass() == FMemberClass) return FMemberType;
+    if (const TVqTypeInfo type = record->GetTypeInfo(FPath); type.Kind != tkUnknown) {
+      FMemberClass = &record->GetSchemaClass();
+      return FMemberType = type;
+    }
+    if (FPropertyType == ptNull) {
+      if (FParentPropDef) return VqStringType;
+      throw EVqException(Format("%s (%s) is not a property of %s!", {FPath, FPropDefName, record->ClassName()}));
+    }
+  }
+  const TVqTypeInfo type = TypeOf(FPropertyType);
+  if (type.Kind == tkUnknown) throw EVqException(Format("Failed to determine the type for %s!", {FPropDefName}));
+  return type;
+}
+
+string TVqEWSData::GetAsString() {
+  const IVqDOMElement node = GetValueNode();
+  const TVqTypeInfo type = GetTypeInfo();
+  return type.IsSimple() || type.Kind == tkArray ? node.GetText() : node.GetXML();
+}
+
+bool TVqEWSData::GetAsBoolean() {
+  return GetValueNode().GetAsBoolean();
+}
+std::int32_t TVqEWSData::GetAsInteger() {
+  return GetValueNode().GetAsInteger();
+}
+TDateTime TVqEWSData::GetAsDateTime() {
+  return GetValueNode().GetAsDateTime();
+}
+
+void TVqEWSData::SetAsString(const string& AValue) {
+  const TVqTypeInfo type = GetTypeInfo();
+  if (type.IsSimple()) return GetValueNode().SetText(AValue);
+  const bool hasPrefix = AValue.StartsWith("0x");
+  if (type == VqByteArrayType) {
+    // What is stored is the digits, without the prefix; other text is decoded only to see that it could be. Meant so.
+    if (!hasPrefix) VqHexDecode(AValue.utf8());
+    GetValueNode().SetText(hasPrefix ? AValue.Copy(2) : AValue);
+  } else if (type == VqBytesType) {
+    if (hasPrefix)
+      GetValueNode().SetText(VqHexDecode(AValue.Copy(2).utf8()));
+    else
+      GetValueNode().SetText(AValue);
+  } else {
+    throw EVqException(Format("The property \"%s\" cannot be written as a %s!", {FPath, "string"}));
+  }
+}
+
+void TVqEWSData::SetAsBoolean(bool AValue) {
+  GetValueNode().SetText(VqBoolToXML(AValue));
+}
+void TVqEWSData::SetAsInteger(std::int32_t AValue) {
+  GetValueNode().SetText(VqIntToXML(AValue));
+}
+void TVqEWSData::SetAsDateTime(TDateTime AValue) {
+  GetValueNode().SetText(VqDateTimeToXML(AValue, kVqTimeZoneUtc));
+}
+
+IVqDOMElement TVqEWSData::RequiredNode() {
+  const IVqDOMElement node = Select(Record(desCurrent).AsElement());
+  if (!node)
+    return Record(desCurrent).AsElement().SelectSingleElement(FPath, kSelectRequired);  // raises, naming the path
+  return node;
+}
+
+void TVqEWSData::RaiseWrongType(std::string_view AExpected) {
+  throw EVqException(Format("Failed to get the value for %s!\r\nType %s expected, but type %s returned!",
+                            {FPath, string(AExpected), string(GetTypeInfo().Name)}));
+}
+
+// ---- In requests -----------------------------------------------------------
+
+// "item:Subject". A member of the schema without a field of its own is named as one of every item.
+string TVqEWSData::FieldURIText() const {
+  if (FHasFieldURIText) return FFieldURIText.ToString();
+  if (FFieldURI) return FieldURIToString(*FFieldURI);
+  if (FDictionaryURI) return FieldURIToString(*FDictionaryURI);
+  return "item:" + FDef->NodeName.ToString();
+}
+
+IVqDOMElement TVqEWSData::AddEWS(const IVqDOMElement& AParent) {
+  Owner();
+  if (FURIType == fdtExtendedField) return WriteExtendedFieldURI(FDef, AParent);
+  string uri, index;
+  if (FURIType == fdtField && FParentPropDef) {
+    const PVqEWSFieldDef field = GetFirstFieldDef(FDef->PropDefName);
+    if (field->FieldType != fdtIndexedField) throw EAssertionFailed("Assertion failure (ews/uVqEWSInterfaces)");
+    uri = field->UnindexedFieldURI.ToString();
+    index = field->FieldIndex.ToString();
+  } else {
+    uri = FieldURIText();
+    index = FFieldIndex;
+  }
+  const bool indexed = FURIType == fdtIndexedField || FParentPropDef;
+  const IVqDOMElement element = AParent.AddElement(indexed ? "t:IndexedFieldURI" : "t:FieldURI");
+  element.SetAttribute("FieldURI", uri);
+  if (indexed) element.SetAttribute("FieldIndex", index);
+  return element;
+}
+
+// ---- Serialisation ---------------------------------------------------------
+
+string TVqEWSData::Serialize(TVqDataSerializationFormatType AFormat) {
+  return TVqXMLSchemaElement(GetValueNode()).Serialize(AFormat);
+}
+
+void TVqEWSData::Deserialize(TVqDataSerializationFormatType AFormat, const string& AText) {
+  TVqXMLSchemaElement(GetValueNode()).Deserialize(AFormat, AText);
+}
+
+string TVqEWSData::AsXML(const string& ATargetNamespace, bool AExcludeNamespaces) {
+  return TVqXMLSchemaElement(GetValueNode()).AsXML(ATargetNamespace, AExcludeNamespaces);
+}
+
+string TVqEWSData::AsJSON() {
+  return TVqXMLSchemaElement(GetValueNode()).AsJSON();
+}
+
+}  // namespace velmore

@@ -1,0 +1,108 @@
+#pragma once
+
+/// The properties of one object, with their changes.
+///
+///     TVqEWSProperties& properties = item->GetProperties();
+///     for (std::int32_t i = 0; i < properties.Count(); ++i) {
+///       TVqEWSProperty& property = properties.GetItem(i);
+///       std::cout << property.GetName() << " = " << property.GetAsString() << '\n';
+///     }
+///     properties.PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);   // asked for, made if missing
+///     if (properties.HasProperty(MPR_BODY)) ...
+///
+/// The difference between an object's two trees is what a save sends; `GetUpdateStatus` of each property tells its part.
+
+#include "ews/values/uVqEWSDataList.h"
+
+namespace velmore {
+
+/// A value with change tracking. See TVqEWSData for what it owns, costs and raises.
+///
+/// Valid until its list is rebuilt, which `TVqEWSProperties::Count` may do; used after that it raises.
+class TVqEWSProperty : public TVqEWSData {
+ public:
+  using TVqEWSData::TVqEWSData;
+
+  /// The explicit status if one was set, else what comparing the two trees gives.
+  TVqEWSDataUpdateStatus GetUpdateStatus() override;
+  /// Sets an explicit status: comparing stops.
+  void SetUpdateStatus(TVqEWSDataUpdateStatus AValue);
+
+  /// True while a status that was set stands in place of comparing.
+  bool GetExplicitUpdateStatus() const noexcept { return FExplicitUpdateStatus; }
+  /// False: back to comparing.
+  void SetExplicitUpdateStatus(bool AValue) noexcept { FExplicitUpdateStatus = AValue; }
+
+  /// Whether the status is this one.
+  bool GetDeleted() { return GetUpdateStatus() == dusDeleted; }
+  bool GetInserted() { return GetUpdateStatus() == dusInserted; }
+  bool GetModified() { return GetUpdateStatus() == dusModified; }
+  /// True sets that status explicitly; false goes back to comparing.
+  void SetDeleted(bool AValue) { SetExplicit(AValue, dusDeleted); }
+  void SetInserted(bool AValue) { SetExplicit(AValue, dusInserted); }
+  void SetModified(bool AValue) { SetExplicit(AValue, dusModified); }
+
+ private:
+  void SetExplicit(bool AValue, TVqEWSDataUpdateStatus AStatus);
+
+  TVqEWSDataUpdateStatus FUpdateStatus = dusUnmodified;
+  bool FExplicitUpdateStatus = false;
+};
+
+/// The list of an object's properties, made on first use.
+///
+/// Owns the properties; see TVqEWSDataList for those that were given up. No copies. Belongs to its object and to that
+/// object's thread. May ask the server, through the object's demand event. Raises plain exceptions.
+class TVqEWSProperties : public TVqEWSDataList<TVqEWSProperty> {
+ public:
+  using TVqEWSDataList::TVqEWSDataList;
+
+  /// Holds the number of entries against the number of elements that the object has now; if they differ, the list is
+  /// rebuilt from the elements and all property objects are new. Explicit statuses are kept. Elements that no
+  /// definition is known for are left out; the parts of a dictionary are all there, present or not. Raises "There is no
+  /// property definition ""!" for an extended property of the answer that no row has, as for one that was asked for by
+  /// a distinguished set.
+  ///
+  /// Going through all properties by position costs what one rebuild costs, although `Count` is called each time.
+  std::int32_t Count() override;
+
+  /// Adds a property without touching the tree. Raises EListError when it is there already.
+  TVqEWSProperty& Add(const TVqEWSPropDef& APropDef) { return AddItem(APropDef); }
+  /// The property if it is in the list; makes nothing and asks nobody.
+  TVqEWSProperty* FindProperty(const TVqEWSPropDef& APropDef) { return FindItem(APropDef); }
+  /// Whether the object has the property. For a member of the schema: whether the object's record knows it, present or
+  /// not. For an extended property: whether it is there, after asking the server if it is not.
+  bool HasProperty(const TVqEWSPropDef& APropDef);
+  /// The property. One that the object lacks is asked for and then made: numbers, booleans and dates with their zero
+  /// value, so that they count as inserted, texts empty and so unmodified.
+  TVqEWSProperty& PropertyByName(const TVqEWSPropDef& APropDef) { return GetItem(APropDef); }
+
+  /// Makes the entry for a member of the object's class ("Subject"), an "EPR_" tail or a definition, if it is not in
+  /// the list. Raises "There is no property definition for "%s:%s"!" and "Failed to locate the Property Definition for
+  /// "%s"!".
+  TVqEWSProperty& CreateItem(const string& AName);
+  TVqEWSProperty& CreateItem(const TVqEWSPropDef& APropDef);
+  TVqEWSProperty& CreateItem(const TVqEWSFieldDef& AFieldDef);
+
+  /// Drops all explicit statuses. Called by the object when it gets new data.
+  void ResetExplicitStatuses() noexcept;
+
+ protected:
+  TVqEWSProperty& GetByPath(const string& APath) override;
+  TVqEWSProperty& GetByField(const TVqEWSFieldDef& AFieldDef) override;
+  TVqEWSProperty& GetByProp(const TVqEWSPropDef& APropDef) override;
+
+ private:
+  std::unique_ptr<TVqEWSProperty> MakeProperty(const TVqEWSPropDef& APropDef);
+  TVqEWSProperty& Entry(const TVqEWSPropDef& APropDef);
+  TVqEWSProperty& Filled(TVqEWSProperty& AProperty);
+  void Rebuild(const TVqXMLSchemaElement& ARecord);
+  void Renew();
+
+  // What the list was last built from.
+  IVqDOMElement FBuiltFrom;
+  std::uint32_t FBuiltModification = 0;
+  std::uint32_t FBuiltVersion = 0;
+};
+
+}  // namespace velmore
