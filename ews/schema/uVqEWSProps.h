@@ -8,12 +8,12 @@
 ///     string path = GetNodePath(EPR_COMMON_PRIVATE);                  // where the value stands
 ///     GetFieldDef(ufuitem_Subject)->UnindexedFieldURI                 // "item:Subject"
 ///
-/// The 6,570 rows are constants in read-only memory that live as long as the program. Each family has a header of its
+/// The rows are constants in read-only memory that live as long as the program. Each family has a header of its
 /// own, as thousands of names cost every file that includes them:
 ///
-///     uVqEWSPropsPR.h    1,417 PR_    members of the schema            uVqEWSPropsFLD.h     523 FLD_   their fields
-///     uVqEWSPropsEPR.h     670 EPR_   named properties                 uVqEWSPropsEFLD.h    669 EFLD_  their fields
-///     uVqEWSPropsMPR.h   1,944 MPR_   MAPI properties by tag           uVqEWSPropsMFLD.h  1,347 MFLD_  their fields
+///     uVqEWSPropsPR.h    PR_    members of the schema            uVqEWSPropsFLD.h   FLD_   their fields
+///     uVqEWSPropsEPR.h   EPR_   named properties                 uVqEWSPropsEFLD.h  EFLD_  their fields
+///     uVqEWSPropsMPR.h   MPR_   MAPI properties by tag           uVqEWSPropsMFLD.h  MFLD_  their fields
 ///
 /// Nothing here talks to a server. Look-ups may be used from several threads; `RegisterProp` and `RegisterField` only
 /// before any thread looks up.

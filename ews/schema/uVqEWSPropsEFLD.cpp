@@ -13,18 +13,17 @@ namespace velmore {
 namespace props {
 namespace {
 
-constexpr std::array<const TVqEWSFieldDef*, 669> Rows{{
+constexpr const TVqEWSFieldDef* kRows[] = {
 #define VQ_FIELD(AName, APropDef) &AName,
 #include "ews/tables/FieldRowsEFLD.inc"
 #undef VQ_FIELD
-}};
-static_assert(Rows.back() != nullptr, "the table has lost a row");
+};
 
-constexpr auto Index = MakeIndex(Rows);
+constexpr auto kIndex = MakeIndex(kRows);
 
 }  // namespace
 
-constexpr TFamily<TVqEWSFieldDef> FamilyEFLD{"EFLD_", Rows, Index};
+constexpr TFamily<TVqEWSFieldDef> FamilyEFLD{"EFLD_", kRows, kIndex};
 
 }  // namespace props
 }  // namespace velmore

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The 669 `EFLD_` definitions. Fields of named properties: one for each `EPR_` definition but `EPR_COMMENT`, with the
+/// The `EFLD_` definitions. Fields of named properties: one for each `EPR_` definition but `EPR_COMMENT`, with the
 /// same tail. Rows and order stand in the table that is included below.
 
 #include "ews/schema/uVqEWSProps.h"

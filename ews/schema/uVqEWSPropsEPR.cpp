@@ -21,20 +21,19 @@ namespace velmore {
 namespace props {
 namespace {
 
-constexpr std::array<const TVqEWSPropDef*, 670> Rows{{
+constexpr const TVqEWSPropDef* kRows[] = {
 #define VQ_ID_PROP(AName, ASet, AId, AType) &AName,
 #define VQ_NAMED_PROP(AName, ASet, APropertyName, AType) &AName,
 #include "ews/tables/PropRowsEPR.inc"
 #undef VQ_ID_PROP
 #undef VQ_NAMED_PROP
-}};
-static_assert(Rows.back() != nullptr, "the table has lost a row");
+};
 
-constexpr auto Index = MakeIndex(Rows);
+constexpr auto kIndex = MakeIndex(kRows);
 
 }  // namespace
 
-constexpr TFamily<TVqEWSPropDef> FamilyEPR{"EPR_", Rows, Index};
+constexpr TFamily<TVqEWSPropDef> FamilyEPR{"EPR_", kRows, kIndex};
 
 }  // namespace props
 }  // namespace velmore

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The 670 `EPR_` definitions. Named properties: a property set and an id, three with a name. Several names may stand
+/// The `EPR_` definitions. Named properties: a property set and an id, three with a name. Several names may stand
 /// for one property. Rows and order stand in the table that is included below.
 
 #include "ews/schema/uVqEWSProps.h"

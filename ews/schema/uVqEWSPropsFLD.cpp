@@ -20,20 +20,19 @@ namespace velmore {
 namespace props {
 namespace {
 
-constexpr std::array<const TVqEWSFieldDef*, 523> Rows{{
+constexpr const TVqEWSFieldDef* kRows[] = {
 #define VQ_FIELD(AName, AURI, APropDef) &AName,
 #define VQ_INDEXED_FIELD(AName, AURI, AIndex, APropDef) &AName,
 #include "ews/tables/FieldRowsFLD.inc"
 #undef VQ_FIELD
 #undef VQ_INDEXED_FIELD
-}};
-static_assert(Rows.back() != nullptr, "the table has lost a row");
+};
 
-constexpr auto Index = MakeIndex(Rows);
+constexpr auto kIndex = MakeIndex(kRows);
 
 }  // namespace
 
-constexpr TFamily<TVqEWSFieldDef> FamilyFLD{"FLD_", Rows, Index};
+constexpr TFamily<TVqEWSFieldDef> FamilyFLD{"FLD_", kRows, kIndex};
 
 }  // namespace props
 }  // namespace velmore

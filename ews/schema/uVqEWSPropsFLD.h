@@ -1,6 +1,6 @@
 #pragma once
 
-/// The 523 `FLD_` definitions. Fields of the schema, named after their URI: `FLD_ITEM_SUBJECT` is "item:Subject".
+/// The `FLD_` definitions. Fields of the schema, named after their URI: `FLD_ITEM_SUBJECT` is "item:Subject".
 /// Rows and order stand in the table that is included below.
 
 #include "ews/schema/uVqEWSProps.h"

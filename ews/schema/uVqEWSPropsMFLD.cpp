@@ -13,18 +13,17 @@ namespace velmore {
 namespace props {
 namespace {
 
-constexpr std::array<const TVqEWSFieldDef*, 1347> Rows{{
+constexpr const TVqEWSFieldDef* kRows[] = {
 #define VQ_FIELD(AName, APropDef) &AName,
 #include "ews/tables/FieldRowsMFLD.inc"
 #undef VQ_FIELD
-}};
-static_assert(Rows.back() != nullptr, "the table has lost a row");
+};
 
-constexpr auto Index = MakeIndex(Rows);
+constexpr auto kIndex = MakeIndex(kRows);
 
 }  // namespace
 
-constexpr TFamily<TVqEWSFieldDef> FamilyMFLD{"MFLD_", Rows, Index};
+constexpr TFamily<TVqEWSFieldDef> FamilyMFLD{"MFLD_", kRows, kIndex};
 
 }  // namespace props
 }  // namespace velmore

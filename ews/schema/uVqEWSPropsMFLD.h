@@ -1,6 +1,6 @@
 #pragma once
 
-/// The 1,347 `MFLD_` definitions. Fields of MAPI properties, with the same tail as the `MPR_` definition. Most of the
+/// The `MFLD_` definitions. Fields of MAPI properties, with the same tail as the `MPR_` definition. Most of the
 /// address book's properties have none. Rows and order stand in the table that is included below.
 
 #include "ews/schema/uVqEWSProps.h"

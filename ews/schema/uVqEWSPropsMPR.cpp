@@ -12,18 +12,17 @@ namespace velmore {
 namespace props {
 namespace {
 
-constexpr std::array<const TVqEWSPropDef*, 1944> Rows{{
+constexpr const TVqEWSPropDef* kRows[] = {
 #define VQ_TAG_PROP(AName, ATag, AType) &AName,
 #include "ews/tables/PropRowsMPR.inc"
 #undef VQ_TAG_PROP
-}};
-static_assert(Rows.back() != nullptr, "the table has lost a row");
+};
 
-constexpr auto Index = MakeIndex(Rows);
+constexpr auto kIndex = MakeIndex(kRows);
 
 }  // namespace
 
-constexpr TFamily<TVqEWSPropDef> FamilyMPR{"MPR_", Rows, Index};
+constexpr TFamily<TVqEWSPropDef> FamilyMPR{"MPR_", kRows, kIndex};
 
 }  // namespace props
 }  // namespace velmore

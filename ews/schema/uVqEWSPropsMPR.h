@@ -1,6 +1,6 @@
 #pragma once
 
-/// The 1,944 `MPR_` definitions. MAPI properties by tag: the MAPI name with "M" in front.
+/// The `MPR_` definitions. MAPI properties by tag: the MAPI name with "M" in front.
 /// Rows and order stand in the table that is included below.
 
 #include "ews/schema/uVqEWSProps.h"

@@ -19,7 +19,7 @@ namespace velmore {
 namespace props {
 namespace {
 
-constexpr std::array<const TVqEWSPropDef*, 1417> Rows{{
+constexpr const TVqEWSPropDef* kRows[] = {
 #define VQ_PROP(AName, ANode) &AName,
 #define VQ_KEYED_PROP(AName, AKey, ANode) &AName,
 #define VQ_PARENT_PROP(AName, ANode, ANodeType) &AName,
@@ -29,14 +29,13 @@ constexpr std::array<const TVqEWSPropDef*, 1417> Rows{{
 #undef VQ_KEYED_PROP
 #undef VQ_PARENT_PROP
 #undef VQ_PART_PROP
-}};
-static_assert(Rows.back() != nullptr, "the table has lost a row");
+};
 
-constexpr auto Index = MakeIndex(Rows);
+constexpr auto kIndex = MakeIndex(kRows);
 
 }  // namespace
 
-constexpr TFamily<TVqEWSPropDef> FamilyPR{"PR_", Rows, Index};
+constexpr TFamily<TVqEWSPropDef> FamilyPR{"PR_", kRows, kIndex};
 
 }  // namespace props
 }  // namespace velmore

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The 1,417 `PR_` definitions. Members of the schema, named after their element: `PR_SUBJECT` stands for the element
+/// The `PR_` definitions. Members of the schema, named after their element: `PR_SUBJECT` stands for the element
 /// "Subject". `PR_START_DATE` and `PR_END_DATE` are named apart from `PR_START` and `PR_END`. Parts of a complete name
 /// and the entries of a contact's dictionaries have rows of their own. Rows and order stand in the table that is
 /// included below.

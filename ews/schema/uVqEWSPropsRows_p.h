@@ -16,7 +16,7 @@ constexpr std::uint32_t KeyHash(std::string_view AKey) noexcept {
   return hash ^ hash >> 15;
 }
 
-constexpr std::uint16_t NoRow = 0xFFFF;
+constexpr std::uint16_t kNoRow = 0xFFFF;
 
 constexpr std::string_view KeyOf(const auto& ARow) noexcept {
   if constexpr (requires { ARow.PropDefName; })
@@ -27,13 +27,13 @@ constexpr std::string_view KeyOf(const auto& ARow) noexcept {
 
 // An open-addressing table of row numbers, at most half full. Two rows with one key do not compile.
 template <typename TDef, std::size_t N>
-consteval auto MakeIndex(const std::array<const TDef*, N>& ARows) {
+consteval auto MakeIndex(const TDef* const (&ARows)[N]) {
   std::array<std::uint16_t, std::bit_ceil(2 * N)> index;
-  index.fill(NoRow);
+  index.fill(kNoRow);
   for (std::size_t i = 0; i < N; ++i) {
     const std::string_view key = KeyOf(*ARows[i]);
     std::size_t slot = KeyHash(key) & (index.size() - 1);
-    while (index[slot] != NoRow) {
+    while (index[slot] != kNoRow) {
       if (KeyOf(*ARows[index[slot]]) == key) throw "two rows with one key";
       slot = (slot + 1) & (index.size() - 1);
     }
@@ -49,7 +49,7 @@ struct TFamily {
   std::span<const std::uint16_t> Index;
 
   const TDef* Find(std::string_view AKey) const noexcept {
-    for (std::size_t slot = KeyHash(AKey) & (Index.size() - 1); Index[slot] != NoRow;
+    for (std::size_t slot = KeyHash(AKey) & (Index.size() - 1); Index[slot] != kNoRow;
          slot = (slot + 1) & (Index.size() - 1))
       if (KeyOf(*Rows[Index[slot]]) == AKey) return Rows[Index[slot]];
     return nullptr;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The types of the schema: 74 enumerations and 298 records.
+/// The types of the schema: its enumerations and records.
 ///
 ///     TEwsMessage message(element);                          // a view over <t:Message>
 ///     message.SetSubject("Hello");

@@ -1,0 +1,49 @@
+"""Holds the one dialect of the sources that no formatter knows: rulers and names.
+
+usage: check_style.py SOURCE_FOLDER
+
+- A section begins with "// ---- Title", nothing behind the title.
+- Constants of a source file of the library are named kLikeThis, types TVqLikeThis or another letter of the table in ARCHITECTURE.md. The simulator is written in
+  the field's usual dialect (Types, functions, snake_case members), and so are tests and examples; constants are kLikeThis there, too.
+
+Prints one line an offence and ends with 1 if there are any.
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+
+RULER = re.compile(r"^\s*//+\s*[-=*~]{2,}")
+GOOD_RULER = re.compile(r"^\s*// ---- \S.*[^-=*~\s]$")
+CONSTANT = re.compile(r"^(?:static |inline )*(?:constexpr|constinit|consteval) (?:const )?[^(={;]*?[ *&](\w+)(?:\[\w*\])?(?: =|\{|;)")
+TYPE = re.compile(r"^(?:class|struct|enum(?: class)?) (\w+)(?: final)?(?: :| \{|$)")
+LIBRARY = ("platform/", "ews/")
+
+
+def offences_of(path, text):
+    found = []
+    for number, line in enumerate(text.splitlines(), 1):
+        if RULER.match(line) and not GOOD_RULER.match(line):
+            found.append(f"{path}:{number}: a ruler is \"// ---- Title\"")
+        if not path.endswith(".cpp"):
+            continue
+        constant = CONSTANT.match(line)
+        if constant and not re.match(r"k[A-Z0-9]|[A-Z0-9]+(_|$)|Vq|Ews|Family", constant[1]):
+            found.append(f"{path}:{number}: the constant {constant[1]} is to be named kLikeThis")
+        kind = TYPE.match(line)
+        if kind and path.startswith(LIBRARY) and not re.match(r"[TIEPV][A-Z]|Vq", kind[1]):
+            found.append(f"{path}:{number}: the type {kind[1]} is to be named TVqLikeThis")
+    return found
+
+
+def main():
+    root = pathlib.Path(sys.argv[1])
+    files = subprocess.run(["git", "ls-files", "*.h", "*.cpp"], cwd=root, check=True, capture_output=True, text=True).stdout.split()
+    found = [offence for path in files for offence in offences_of(path, (root / path).read_text(encoding="utf-8"))]
+    print("\n".join(found))
+    return 1 if found or not files else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
