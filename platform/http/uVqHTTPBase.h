@@ -79,28 +79,44 @@ class TVqHTTPReplyStream : public TVqStream {
 
 /// Cookies of a session, shared by all clients on it.
 ///
+/// A cookie goes back to the host that set it and to no other, whatever its "Domain" says, and only with requests of the
+/// identity under which it came: two clients with different credentials on one session do not see each other's cookies.
+/// At most 4,096 bytes a cookie, 50 cookies a host and 3,000 in all, the oldest making room.
+///
 /// Owns them; not copied. Every thread may call it: one mutex protects the list. Raises nothing.
 class TVqHTTPCookies {
  public:
-  /// Adds "name=value", with attributes as a "Set-Cookie" header has them. With an empty URL the cookie goes out with
-  /// every request of the session; otherwise to the host of the URL. A cookie of the same name and place is replaced.
+  /// Adds "name=value", with attributes as a "Set-Cookie" header has them, for clients of every identity. With an empty
+  /// URL the cookie goes out with every request of the session; otherwise to the host of the URL. A cookie of the same
+  /// name and place is replaced.
   void Add(const string& AURL, const string& ACookie);
-  /// The value for a request to `AURL`, or an empty text.
+  /// The value of a cookie that was added for `AURL`, or an empty text.
   string GetValue(const string& AURL, const string& AName) const;
-  /// The header for a request: "a=1; b=2".
+  /// The header for a request: "a=1; b=2". Of cookies that were added, not of those that servers set.
   std::string HeaderFor(const std::string& AURL) const;
-  /// Number of cookies; those that have expired since they came are among them.
+  /// Number of cookies, those of all identities; those that have expired since they came are among them.
   std::int32_t Count() const;
   /// Forgets all.
   void Clear();
 
  private:
+  friend class TVqHTTPExchange;
+  friend struct TVqHTTPSessionState;
+
   struct Cookie {
-    std::string Name, Value, Domain, Path;
-    bool HostOnly = true, Secure = false;
+    std::uint64_t Identity = 0;  // 0 is everybody
+    std::string Name, Value, Host, Path;
+    bool Secure = false;
     std::int64_t ExpiresAt = 0;  // seconds since 1970, 0 is the end of the session
+    bool Expired(std::int64_t now) const;
+    bool Take(std::string_view attribute, bool& maxAge);
   };
-  std::vector<const Cookie*> Matching(const std::string& AURL) const;
+  // The same for the requests of one identity.
+  void AddOf(std::uint64_t AIdentity, const string& AURL, std::string_view ACookie);
+  std::string HeaderOf(std::uint64_t AIdentity, const std::string& AURL) const;
+  void ForgetAllBut(const std::vector<std::uint64_t>& AIdentities);
+  std::vector<const Cookie*> Matching(std::uint64_t AIdentity, const std::string& AURL) const;
+  void Keep(Cookie ACookie, std::int64_t ANow);
 
   mutable std::mutex FMutex;  // protects FCookies
   std::vector<Cookie> FCookies;

@@ -1,8 +1,7 @@
 #include <algorithm>
 #include <charconv>
-#include <chrono>
-#include <ctime>
 
+#include "platform/http/uVqHTTPDate_p.h"
 #include "platform/http/uVqHTTPEngine_p.h"
 #include "platform/http/uVqURL.h"
 
@@ -10,174 +9,141 @@ namespace velmore {
 
 namespace {
 
-std::string_view Trimmed(std::string_view text) {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  return text;
-}
+// What a client need not exceed, by RFC 6265: a server that sends more than that is a hostile or a broken one, and its
+// cookies would fill up every request.
+constexpr std::size_t kMostBytes = 4096;  // of one cookie
+constexpr std::ptrdiff_t kMostOfHost = 50;
+constexpr std::size_t kMost = 3000;
 
-std::int64_t Now() {
-  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
-
-// The three date forms of cookies have in common: a day, a month's name, a year and hh:mm:ss, in this order but for the
-// asctime form. -1 when the text is no date.
-std::int64_t ParseDate(std::string_view text) {
-  static constexpr std::string_view Months[] = {"jan", "feb", "mar", "apr", "may", "jun",
-                                                "jul", "aug", "sep", "oct", "nov", "dec"};
-  int day = 0, month = 0, year = -1, hour = -1, minute = 0, second = 0;
-  std::size_t at = 0;
-  while (at < text.size()) {
-    const auto isWord = [](char c) {
-      return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == ':';
-    };
-    if (!isWord(text[at])) {
-      ++at;
-      continue;
-    }
-    std::size_t end = at;
-    while (end < text.size() && isWord(text[end])) ++end;
-    const std::string_view word = text.substr(at, end - at);
-    at = end;
-    const auto number = [](std::string_view digits) {
-      int value = -1;
-      const auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-      return error == std::errc() && stop == digits.data() + digits.size() ? value : -1;
-    };
-    if (word.size() == 8 && word[2] == ':' && word[5] == ':') {
-      hour = number(word.substr(0, 2));
-      minute = number(word.substr(3, 2));
-      second = number(word.substr(6, 2));
-    } else if (word[0] >= '0' && word[0] <= '9') {
-      const int value = number(word);
-      if (value < 0) continue;
-      if (day == 0 && word.size() <= 2) {
-        day = value;
-      } else if (year < 0) {
-        year = value < 70 ? 2000 + value : value < 100 ? 1900 + value : value;
-      }
-    } else if (word.size() >= 3 && month == 0) {
-      for (int m = 0; m < 12; ++m) {
-        if (VqSameAscii(word.substr(0, 3), Months[m])) month = m + 1;
-      }
-    }
-  }
-  if (hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 60) return -1;
-  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
-                                         std::chrono::day(static_cast<unsigned>(day))};
-  if (year < 1601 || !date.ok()) return -1;
-  const std::chrono::seconds time = std::chrono::sys_days(date).time_since_epoch() + std::chrono::hours(hour) +
-                                    std::chrono::minutes(minute) + std::chrono::seconds(second);
-  return time.count();
-}
-
-bool IsAddress(std::string_view host) {
-  return host.find(':') != std::string_view::npos || host.find_first_not_of("0123456789.") == std::string_view::npos;
-}
-
-bool DomainMatches(std::string_view host, std::string_view domain) {
-  if (host == domain) return true;
-  return host.size() > domain.size() && host.ends_with(domain) && host[host.size() - domain.size() - 1] == '.' &&
-         !IsAddress(host);
-}
+constexpr std::int64_t kLongest = std::int64_t{400} * 86400;  // seconds
 
 bool PathMatches(std::string_view path, std::string_view prefix) {
   if (!path.starts_with(prefix)) return false;
   return path.size() == prefix.size() || prefix.ends_with('/') || path[prefix.size()] == '/';
 }
 
-std::string LowerAscii(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return text;
+// Whether a server may speak for `domain` at all.
+bool IsWithin(std::string_view host, std::string_view domain) {
+  if (VqSameAscii(host, domain)) return true;
+  return host.size() > domain.size() && VqSameAscii(host.substr(host.size() - domain.size()), domain) &&
+         host[host.size() - domain.size() - 1] == '.';
 }
+
+// The parts of a "Set-Cookie" value, one after the other.
+class CookieParts {
+ public:
+  explicit CookieParts(std::string_view text) : FRest(text) {}
+  bool AtEnd() const { return FRest.empty(); }
+  std::string_view Next() {
+    const std::size_t end = FRest.find(';');
+    const std::string_view part = VqTrimBlanks(FRest.substr(0, end));
+    FRest.remove_prefix(end == std::string_view::npos ? FRest.size() : end + 1);
+    return part;
+  }
+
+ private:
+  std::string_view FRest;
+};
 
 }  // namespace
 
+bool TVqHTTPCookies::Cookie::Expired(std::int64_t now) const {
+  return ExpiresAt != 0 && ExpiresAt <= now;
+}
+
+// False for an attribute that says that the cookie is another server's.
+bool TVqHTTPCookies::Cookie::Take(std::string_view attribute, bool& maxAge) {
+  const std::size_t equals = attribute.find('=');
+  const std::string_view name = VqTrimBlanks(attribute.substr(0, equals));
+  std::string_view value = equals == std::string_view::npos ? "" : VqTrimBlanks(attribute.substr(equals + 1));
+  if (VqSameAscii(name, "Secure")) {
+    Secure = true;
+  } else if (VqSameAscii(name, "Path") && value.starts_with('/')) {
+    Path = value;
+  } else if (VqSameAscii(name, "Domain") && !value.empty()) {
+    if (value.starts_with('.')) value.remove_prefix(1);
+    return Host.empty() || IsWithin(Host, value);
+  } else if (VqSameAscii(name, "Max-Age")) {
+    std::int64_t seconds = 0;
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), seconds);
+    if (error == std::errc::invalid_argument) return true;
+    if (error == std::errc::result_out_of_range) seconds = value.starts_with('-') ? -1 : kLongest;
+    maxAge = true;
+    ExpiresAt = seconds <= 0 ? 1 : VqHTTPNow() + std::min(seconds, kLongest);
+  } else if (VqSameAscii(name, "Expires") && !maxAge) {
+    if (const auto end = VqHTTPDate(value)) ExpiresAt = std::max<std::int64_t>(*end, 1);
+  }
+  return true;
+}
+
 void TVqHTTPCookies::Add(const string& AURL, const string& ACookie) {
-  const std::string text = ACookie.utf8();
-  std::string_view rest = text;
-  const auto next = [&rest] {
-    const std::size_t end = rest.find(';');
-    const std::string_view part = Trimmed(rest.substr(0, end));
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-    return part;
-  };
-  const std::string_view pair = next();
+  AddOf(0, AURL, ACookie.utf8());
+}
+
+void TVqHTTPCookies::AddOf(std::uint64_t AIdentity, const string& AURL, std::string_view ACookie) {
+  CookieParts parts(ACookie);
+  const std::string_view pair = parts.Next();
   const std::size_t mark = pair.find('=');
-  if (mark == std::string_view::npos || mark == 0) return;
+  if (mark == std::string_view::npos || mark == 0 || pair.size() > kMostBytes) return;
   Cookie cookie;
-  cookie.Name = Trimmed(pair.substr(0, mark));
-  cookie.Value = Trimmed(pair.substr(mark + 1));
+  cookie.Identity = AIdentity;
+  cookie.Name = VqTrimBlanks(pair.substr(0, mark));
+  cookie.Value = VqTrimBlanks(pair.substr(mark + 1));
   const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
   if (std::any_of(pair.begin(), pair.end(), isControl)) return;
 
   if (!AURL.empty()) {
     const TVqURLData url = VqDecodeURL(AURL);
     if (!url.IsValid) return;
-    cookie.Domain = LowerAscii(url.Host.utf8());
+    cookie.Host = LowerCase(url.Host).utf8();
     cookie.Path = url.Path.utf8();
     cookie.Path.resize(cookie.Path.empty() ? 0 : cookie.Path.rfind('/'));
     if (cookie.Path.empty()) cookie.Path = "/";
   }
   bool maxAge = false;
-  while (!rest.empty()) {
-    const std::string_view attribute = next();
-    const std::size_t equals = attribute.find('=');
-    const std::string_view name = Trimmed(attribute.substr(0, equals));
-    const std::string_view value =
-        equals == std::string_view::npos ? std::string_view() : Trimmed(attribute.substr(equals + 1));
-    if (VqSameAscii(name, "Secure")) {
-      cookie.Secure = true;
-    } else if (VqSameAscii(name, "Path") && value.starts_with('/')) {
-      cookie.Path = value;
-    } else if (VqSameAscii(name, "Domain") && !value.empty()) {
-      const std::string domain = LowerAscii(std::string(value.starts_with('.') ? value.substr(1) : value));
-      // A server speaks for itself and what is above it, but not for a whole top-level domain.
-      if (domain == cookie.Domain) {
-        cookie.HostOnly = false;
-      } else if (domain.find('.') != std::string::npos && DomainMatches(cookie.Domain, domain)) {
-        cookie.Domain = domain;
-        cookie.HostOnly = false;
-      } else if (!cookie.Domain.empty()) {
-        return;
-      }
-    } else if (VqSameAscii(name, "Max-Age")) {
-      std::int64_t seconds = 0;
-      const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), seconds);
-      if (error == std::errc::result_out_of_range && value.starts_with('-')) seconds = -1;
-      if (error == std::errc::invalid_argument) continue;
-      maxAge = true;
-      constexpr std::int64_t Longest = std::int64_t{400} * 86400;
-      cookie.ExpiresAt = seconds <= 0 ? 1 : Now() + std::min(seconds, Longest);
-    } else if (VqSameAscii(name, "Expires") && !maxAge) {
-      const std::int64_t end = ParseDate(value);
-      if (end >= 0) cookie.ExpiresAt = std::max<std::int64_t>(end, 1);
-    }
+  while (!parts.AtEnd()) {
+    if (!cookie.Take(parts.Next(), maxAge)) return;
   }
+  if (cookie.Path.size() > kMostBytes) return;
 
+  const std::int64_t now = VqHTTPNow();
   const std::scoped_lock lock(FMutex);
   std::erase_if(FCookies, [&](const Cookie& known) {
-    return known.Name == cookie.Name && known.Domain == cookie.Domain && known.Path == cookie.Path;
+    return known.Identity == cookie.Identity && known.Name == cookie.Name && known.Host == cookie.Host &&
+           known.Path == cookie.Path;
   });
-  if (cookie.ExpiresAt == 0 || cookie.ExpiresAt > Now()) FCookies.push_back(std::move(cookie));
+  if (!cookie.Expired(now)) Keep(std::move(cookie), now);
 }
 
-std::vector<const TVqHTTPCookies::Cookie*> TVqHTTPCookies::Matching(const std::string& AURL) const {
+// The oldest ones make room.
+void TVqHTTPCookies::Keep(Cookie ACookie, std::int64_t ANow) {
+  const auto sameHost = [&](const Cookie& known) {
+    return known.Host == ACookie.Host && known.Identity == ACookie.Identity;
+  };
+  if (std::count_if(FCookies.begin(), FCookies.end(), sameHost) >= kMostOfHost || FCookies.size() >= kMost) {
+    std::erase_if(FCookies, [&](const Cookie& known) { return known.Expired(ANow); });
+  }
+  if (std::count_if(FCookies.begin(), FCookies.end(), sameHost) >= kMostOfHost) {
+    FCookies.erase(std::find_if(FCookies.begin(), FCookies.end(), sameHost));
+  }
+  if (FCookies.size() >= kMost) FCookies.erase(FCookies.begin());
+  FCookies.push_back(std::move(ACookie));
+}
+
+std::vector<const TVqHTTPCookies::Cookie*> TVqHTTPCookies::Matching(std::uint64_t AIdentity,
+                                                                    const std::string& AURL) const {
   std::vector<const Cookie*> matching;
   if (FCookies.empty()) return matching;
   const TVqURLData url = VqDecodeURL(AURL);
   if (!url.IsValid) return matching;
-  const std::string host = LowerAscii(url.Host.utf8());
+  const std::string host = LowerCase(url.Host).utf8();
   const std::string path = url.Path.empty() ? "/" : url.Path.utf8();
-  const std::int64_t now = Now();
+  const std::int64_t now = VqHTTPNow();
   for (const Cookie& cookie : FCookies) {
-    if (cookie.ExpiresAt != 0 && cookie.ExpiresAt <= now) continue;
+    if (cookie.Identity != 0 && cookie.Identity != AIdentity) continue;
+    if (cookie.Expired(now)) continue;
     if (cookie.Secure && !url.IsHttps() && !VqIsLoopbackHost(url.Host)) continue;
-    const bool everywhere = cookie.Domain.empty();
-    if (!everywhere && (cookie.HostOnly ? host != cookie.Domain : !DomainMatches(host, cookie.Domain))) continue;
-    if (!everywhere && !PathMatches(path, cookie.Path)) continue;
+    if (!cookie.Host.empty() && (host != cookie.Host || !PathMatches(path, cookie.Path))) continue;
     matching.push_back(&cookie);
   }
   // Longer paths first, then as they came.
@@ -185,8 +151,8 @@ std::vector<const TVqHTTPCookies::Cookie*> TVqHTTPCookies::Matching(const std::s
                    [](const Cookie* a, const Cookie* b) { return a->Path.size() > b->Path.size(); });
   // What was added for every host says less than what the host itself set under that name.
   std::erase_if(matching, [&](const Cookie* cookie) {
-    return cookie->Domain.empty() && std::any_of(matching.begin(), matching.end(), [&](const Cookie* other) {
-             return other->Name == cookie->Name && !other->Domain.empty();
+    return cookie->Host.empty() && std::any_of(matching.begin(), matching.end(), [&](const Cookie* other) {
+             return other->Name == cookie->Name && !other->Host.empty();
            });
   });
   return matching;
@@ -195,16 +161,20 @@ std::vector<const TVqHTTPCookies::Cookie*> TVqHTTPCookies::Matching(const std::s
 string TVqHTTPCookies::GetValue(const string& AURL, const string& AName) const {
   const std::string name = AName.utf8();
   const std::scoped_lock lock(FMutex);
-  for (const Cookie* cookie : Matching(AURL.utf8())) {
+  for (const Cookie* cookie : Matching(0, AURL.utf8())) {
     if (cookie->Name == name) return cookie->Value;
   }
   return {};
 }
 
 std::string TVqHTTPCookies::HeaderFor(const std::string& AURL) const {
+  return HeaderOf(0, AURL);
+}
+
+std::string TVqHTTPCookies::HeaderOf(std::uint64_t AIdentity, const std::string& AURL) const {
   const std::scoped_lock lock(FMutex);
   std::string header;
-  for (const Cookie* cookie : Matching(AURL)) {
+  for (const Cookie* cookie : Matching(AIdentity, AURL)) {
     header.append(header.empty() ? "" : "; ").append(cookie->Name).append("=").append(cookie->Value);
   }
   return header;
@@ -218,6 +188,14 @@ std::int32_t TVqHTTPCookies::Count() const {
 void TVqHTTPCookies::Clear() {
   const std::scoped_lock lock(FMutex);
   FCookies.clear();
+}
+
+void TVqHTTPCookies::ForgetAllBut(const std::vector<std::uint64_t>& AIdentities) {
+  const std::scoped_lock lock(FMutex);
+  std::erase_if(FCookies, [&](const Cookie& cookie) {
+    return cookie.Identity != 0 &&
+           std::find(AIdentities.begin(), AIdentities.end(), cookie.Identity) == AIdentities.end();
+  });
 }
 
 }  // namespace velmore

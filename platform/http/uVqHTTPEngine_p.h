@@ -126,5 +126,7 @@ string VqDecodeBody(std::string_view bytes, std::string_view contentType);
 
 /// ASCII comparison without regard to case, for header names and the like.
 bool VqSameAscii(std::string_view a, std::string_view b) noexcept;
+/// Without blanks and tabs at both ends.
+std::string_view VqTrimBlanks(std::string_view text) noexcept;
 
 }  // namespace velmore

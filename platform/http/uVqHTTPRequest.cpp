@@ -10,12 +10,6 @@ char Lower(char c) noexcept {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-std::string_view Trimmed(std::string_view text) {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  return text;
-}
-
 bool IsTokenChar(char c) {
   return (c >= '0' && c <= '9') || (Lower(c) >= 'a' && Lower(c) <= 'z') ||
          (c != '\0' && std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos);
@@ -35,6 +29,12 @@ bool VqSameAscii(std::string_view a, std::string_view b) noexcept {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return Lower(x) == Lower(y); });
 }
 
+std::string_view VqTrimBlanks(std::string_view text) noexcept {
+  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  return text;
+}
+
 void VqCheckHeader(std::string_view name, std::string_view value) {
   if (name.empty() || !std::all_of(name.begin(), name.end(), IsTokenChar)) {
     throw EVqHTTPInvalidArgument("SetHeader", Format("\"%s\" is not the name of a header.", {string(name)}));
@@ -49,8 +49,8 @@ void VqCheckHeader(std::string_view name, std::string_view value) {
 bool VqCookieValue(std::string_view setCookie, std::string_view name, std::string& value) {
   const std::string_view pair = setCookie.substr(0, setCookie.find(';'));
   const std::size_t mark = pair.find('=');
-  if (mark == std::string_view::npos || !VqSameAscii(Trimmed(pair.substr(0, mark)), name)) return false;
-  value = Trimmed(pair.substr(mark + 1));
+  if (mark == std::string_view::npos || !VqSameAscii(VqTrimBlanks(pair.substr(0, mark)), name)) return false;
+  value = VqTrimBlanks(pair.substr(mark + 1));
   if (value.size() >= 2 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
   return true;
 }
@@ -75,7 +75,7 @@ std::vector<std::string> VqOfferedSchemes(const TVqEngineReply& reply) {
         if (quoted && value[end] == '\\') ++end;
       }
       end = std::min(end, value.size());
-      const std::string_view part = Trimmed(std::string_view(value).substr(at, end - at));
+      const std::string_view part = VqTrimBlanks(std::string_view(value).substr(at, end - at));
       std::size_t length = 0;
       while (length < part.size() && IsTokenChar(part[length])) ++length;
       const bool parameter = length < part.size() && part[length] == '=';

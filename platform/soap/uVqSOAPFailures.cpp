@@ -1,7 +1,7 @@
 #include <algorithm>
-#include <chrono>
 #include <limits>
 
+#include "platform/http/uVqHTTPDate_p.h"
 #include "platform/soap/uVqSOAPFailures_p.h"
 #include "platform/xml/uVqXMLUtils.h"
 
@@ -28,25 +28,6 @@ std::int64_t Number(std::string_view text) noexcept {
     value = value * 10 + (c - '0');
   }
   return text.empty() ? -1 : value;
-}
-
-/// Seconds since 1970 of "Sun, 06 Nov 1994 08:49:37 GMT", the one form that may be sent; false for anything else.
-bool HttpDate(std::string_view text, std::int64_t& seconds) noexcept {
-  static constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
-  if (text.size() != 29 || text.substr(25) != " GMT" || text[19] != ':' || text[22] != ':') return false;
-  const std::size_t month = kMonths.find(text.substr(8, 3));
-  const std::int64_t day = Number(text.substr(5, 2)), year = Number(text.substr(12, 4));
-  const std::int64_t hour = Number(text.substr(17, 2)), minute = Number(text.substr(20, 2)),
-                     second = Number(text.substr(23, 2));
-  if (month == std::string_view::npos || month % 3 != 0 || day < 0 || year < 0 || hour < 0 || minute < 0 || second < 0)
-    return false;
-  const std::chrono::year_month_day date{std::chrono::year(static_cast<int>(year)),
-                                         std::chrono::month(static_cast<unsigned>(month / 3 + 1)),
-                                         std::chrono::day(static_cast<unsigned>(day))};
-  if (!date.ok()) return false;
-  seconds =
-      (std::chrono::sys_days(date).time_since_epoch() / std::chrono::seconds(1)) + hour * 3600 + minute * 60 + second;
-  return true;
 }
 
 /// The text of an element of the fault under its name in SOAP 1.1 or in SOAP 1.2.
@@ -90,12 +71,8 @@ bool VqLooksLikeEnvelope(std::string_view ABytes) {
 std::int32_t VqRetryAfter(const string& ARetryAfter, const string& ADate) {
   const std::string text = ARetryAfter.Trim().utf8();
   if (const std::int64_t seconds = Number(text); seconds >= 0) return Milliseconds(seconds);
-  std::int64_t until = 0, now = 0;
-  if (!HttpDate(text, until)) return 0;
-  if (!HttpDate(ADate.Trim().utf8(), now)) {
-    now = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
-  }
-  return Milliseconds(until - now);
+  const auto until = VqHTTPDate(text);
+  return until ? Milliseconds(*until - VqHTTPDate(ADate.utf8()).value_or(VqHTTPNow())) : 0;
 }
 
 void VqRaiseRefused(const IVqHTTPResponse& AReply) {

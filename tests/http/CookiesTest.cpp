@@ -30,15 +30,49 @@ TEST(Cookies, TheHostsOwnWinsOverTheOneForAllHosts) {
   EXPECT_EQ(cookies.HeaderFor("http://other/"), "exchangecookie=mine");
 }
 
-TEST(Cookies, DomainMayBeWidenedButNotToATopLevelOrAStranger) {
+TEST(Cookies, BelongToTheirHostWhateverDomainTheyName) {
   TVqHTTPCookies cookies;
   cookies.Add("http://mail.example.com/", "a=1; Domain=.example.com");
-  cookies.Add("http://mail.example.com/", "b=1; Domain=com");
+  cookies.Add("http://mail.example.com/", "b=1; Domain=mail.EXAMPLE.com");
+  EXPECT_EQ(cookies.HeaderFor("http://mail.example.com/"), "a=1; b=1");
+  EXPECT_EQ(cookies.HeaderFor("http://example.com/"), "");
+  EXPECT_EQ(cookies.HeaderFor("http://www.example.com/"), "");
+  EXPECT_EQ(cookies.HeaderFor("http://sub.mail.example.com/"), "");
+}
+
+TEST(Cookies, OfAnotherServersDomainAreNotTaken) {
+  TVqHTTPCookies cookies;
   cookies.Add("http://mail.example.com/", "c=1; Domain=other.com");
-  cookies.Add("http://127.0.0.1/", "d=1; Domain=0.0.1");
+  cookies.Add("http://mail.example.com/", "d=1; Domain=ample.com");
+  cookies.Add("http://mail.example.com/", "e=1; Domain=inner.mail.example.com");
+  EXPECT_EQ(cookies.Count(), 0);
+}
+
+TEST(Cookies, AreBoundedInSizeByHostAndInAll) {
+  TVqHTTPCookies cookies;
+  cookies.Add("http://h/", "a=" + std::string(4094, 'x'));
   EXPECT_EQ(cookies.Count(), 1);
-  EXPECT_EQ(cookies.HeaderFor("http://www.example.com/"), "a=1");
-  EXPECT_EQ(cookies.HeaderFor("http://badexample.com/"), "");
+  cookies.Add("http://h/", "b=" + std::string(4095, 'x'));
+  cookies.Add("http://h/", "c=1; Path=/" + std::string(5000, 'x'));
+  EXPECT_EQ(cookies.Count(), 1);
+  cookies.Clear();
+  for (int i = 0; i < 8000; ++i) cookies.Add("http://h/", "n" + std::to_string(i) + "=1");
+  EXPECT_EQ(cookies.Count(), 50);
+  EXPECT_TRUE(cookies.HeaderFor("http://h/").ends_with("n7999=1"));
+  EXPECT_TRUE(cookies.HeaderFor("http://h/").starts_with("n7950=1"));
+  for (int i = 0; i < 3100; ++i) cookies.Add("http://h" + std::to_string(i) + "/", "a=1");
+  EXPECT_EQ(cookies.Count(), 3000);
+  EXPECT_EQ(cookies.HeaderFor("http://h3099/"), "a=1");
+}
+
+TEST(Cookies, ThatHaveExpiredMakeRoomFirst) {
+  TVqHTTPCookies cookies;
+  for (int i = 0; i < 49; ++i) cookies.Add("http://h/", "n" + std::to_string(i) + "=1");
+  cookies.Add("http://h/", "old=1; Max-Age=1");
+  EXPECT_EQ(cookies.Count(), 50);
+  cookies.Add("http://h/", "old=1; Max-Age=0");
+  cookies.Add("http://h/", "new=1");
+  EXPECT_TRUE(cookies.HeaderFor("http://h/").starts_with("n0=1"));
 }
 
 TEST(Cookies, SecureOnesStayOffPlainHttp) {
