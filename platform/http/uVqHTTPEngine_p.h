@@ -14,13 +14,9 @@
 #include <vector>
 
 #include "platform/http/uVqHTTPBase.h"
+#include "platform/http/uVqHTTPSchemes_p.h"
 
 namespace velmore {
-
-/// Authentication schemes, in no order; a bit each, so that a set is a sum.
-enum TVqHTTPScheme : unsigned { schemeNone = 0, schemeBasic = 1, schemeNTLM = 2, schemeNegotiate = 4 };
-/// "Basic", "NTLM", "Negotiate"; empty for none.
-const char* VqHTTPSchemeName(unsigned scheme) noexcept;
 
 /// The settings of a session as one request takes them.
 struct TVqHTTPSessionSettings {

@@ -6,9 +6,11 @@ namespace velmore {
 
 namespace {
 
-constexpr unsigned AllSchemes = schemeBasic | schemeNTLM | schemeNegotiate;
-// The order in which a server's offers are taken.
-constexpr TVqHTTPScheme Preference[] = {schemeNegotiate, schemeNTLM, schemeBasic};
+constexpr unsigned kAllSchemes = VqHTTPSchemesWith([](const auto&) { return true; });
+
+bool Offers(const std::vector<std::string>& offered, const char* name) {
+  return std::any_of(offered.begin(), offered.end(), [&](const std::string& one) { return VqSameAscii(one, name); });
+}
 
 // Bytes outside ASCII as "%XX"; everything else stands as it was written.
 std::string EncodeNonAscii(const string& text) {
@@ -110,16 +112,10 @@ const TVqOAuthAccessToken& TokenInForce(const TVqOAuth& oauth) {
 }  // namespace
 
 const char* VqHTTPSchemeName(unsigned scheme) noexcept {
-  switch (scheme) {
-    case schemeBasic:
-      return "Basic";
-    case schemeNTLM:
-      return "NTLM";
-    case schemeNegotiate:
-      return "Negotiate";
-    default:
-      return "";
+  for (const TVqHTTPSchemeRow& row : kVqHTTPSchemes) {
+    if (row.Scheme == scheme) return row.Name;
   }
+  return "";
 }
 
 TVqHTTPExchange::TVqHTTPExchange(TVqHTTPClientBase& client, TVqHTTPRequest& request, TVqHTTPSessionState& session)
@@ -165,10 +161,9 @@ TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
   } else if (status == 407) {
     if (reply.ProxyCredentialsSent) {
       const auto offered = VqOfferedSchemes(reply);
-      for (const TVqHTTPScheme scheme : Preference) {
-        const auto same = [&](const std::string& name) { return VqSameAscii(name, VqHTTPSchemeName(scheme)); };
-        if ((FEngineRequest.ProxySchemes & scheme) == 0 || std::none_of(offered.begin(), offered.end(), same)) continue;
-        tried = VqHTTPSchemeName(scheme);
+      for (const TVqHTTPSchemeRow& row : kVqHTTPSchemes) {
+        if ((FEngineRequest.ProxySchemes & row.Scheme) == 0 || !Offers(offered, row.Name)) continue;
+        tried = row.Name;
         break;
       }
     } else if (FEngineRequest.ProxyUser.empty()) {
@@ -196,39 +191,26 @@ void TVqHTTPExchange::TakeCredentials() {
   const TVqCredentials& credentials = FClient.FCredentials;
   FEngineRequest.User = credentials.GetLogonName().utf8();
   FEngineRequest.Password = credentials.GetPassword().utf8();
-  switch (FClient.FAuthentication) {
-    case TVqHTTPAuthentication::anonymous:
-      return;
-    case TVqHTTPAuthentication::byChallenge:
-      FAllowed = AllSchemes;
-      break;
-    case TVqHTTPAuthentication::basic:
-      FAllowed = schemeBasic;
-      break;
-    case TVqHTTPAuthentication::ntlm:
-      FAllowed = schemeNTLM;
-      break;
-    case TVqHTTPAuthentication::negotiate:
-      FAllowed = schemeNegotiate;
-      break;
-    case TVqHTTPAuthentication::oAuth: {
-      const TVqOAuthAccessToken& token = TokenInForce(FClient.FOAuth);
-      FTokenHeldBack = FPlainText;
-      if (FPlainText) return;
-      const std::string value = "Bearer " + token.Token.utf8();
-      for (const char c : value) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < ' ' || byte > '~') throw EVqHTTPInvalidArgument("SetAccessToken", "The access token is malformed.");
-      }
-      FBearer = true;
-      FEngineRequest.Headers.push_back("Authorization: " + value);
-      return;
-    }
+  const TVqHTTPAuthentication setting = FClient.FAuthentication;
+  if (setting == TVqHTTPAuthentication::oAuth) return TakeToken();
+  const bool byChallenge = setting == TVqHTTPAuthentication::byChallenge;
+  FAllowed = FClient.FEngine->Schemes() & VqHTTPSchemesWith([&](const TVqHTTPSchemeRow& row) {
+               if (!byChallenge && row.Setting != setting) return false;
+               return !(FPlainText && row.Readable) && !(FEngineRequest.User.empty() && row.NeedsName);
+             });
+}
+
+void TVqHTTPExchange::TakeToken() {
+  const TVqOAuthAccessToken& token = TokenInForce(FClient.FOAuth);
+  FTokenHeldBack = FPlainText;
+  if (FPlainText) return;
+  const std::string value = "Bearer " + token.Token.utf8();
+  for (const char c : value) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < ' ' || byte > '~') throw EVqHTTPInvalidArgument("SetAccessToken", "The access token is malformed.");
   }
-  FAllowed &= FClient.FEngine->Schemes();
-  if (FPlainText) FAllowed &= ~static_cast<unsigned>(schemeBasic);
-  // Negotiate alone can do without a name: it stands for whoever the ticket was given to.
-  if (FEngineRequest.User.empty()) FAllowed &= schemeNegotiate;
+  FBearer = true;
+  FEngineRequest.Headers.push_back("Authorization: " + value);
 }
 
 void TVqHTTPExchange::TakeHeaders() {
@@ -286,7 +268,7 @@ void TVqHTTPExchange::TakeProxy() {
   if (FEngineRequest.Route.Kind == TVqHTTPRouteKind::direct) return;
   FEngineRequest.ProxyUser = FClient.FProxyCredentials.GetLogonName().utf8();
   FEngineRequest.ProxyPassword = FClient.FProxyCredentials.GetPassword().utf8();
-  if (!FEngineRequest.ProxyUser.empty()) FEngineRequest.ProxySchemes = FClient.FEngine->Schemes() & AllSchemes;
+  if (!FEngineRequest.ProxyUser.empty()) FEngineRequest.ProxySchemes = FClient.FEngine->Schemes() & kAllSchemes;
 }
 
 TVqEngineReply TVqHTTPExchange::Perform(unsigned scheme) {
@@ -295,8 +277,7 @@ TVqEngineReply TVqHTTPExchange::Perform(unsigned scheme) {
   if (reply.Status == 407 && !reply.ProxyCredentialsSent) {
     const unsigned schemes = FEngineRequest.ProxySchemes;
     const auto offered = VqOfferedSchemes(reply);
-    const bool negotiate = std::any_of(offered.begin(), offered.end(),
-                                       [](const std::string& name) { return VqSameAscii(name, "Negotiate"); });
+    const bool negotiate = Offers(offered, VqHTTPSchemeName(schemeNegotiate));
     // Without a name: with the ticket at hand. With one: if there was no ticket, the proxy's other offers are open.
     FEngineRequest.ProxySchemes = schemes == schemeNone ? FClient.FEngine->Schemes() & schemeNegotiate
                                                         : schemes & ~static_cast<unsigned>(schemeNegotiate);
@@ -337,18 +318,17 @@ TVqEngineReply TVqHTTPExchange::AnswerChallenge() {
   if (FTried != schemeNone) return reply;
 
   const std::vector<std::string> offered = VqOfferedSchemes(reply);
-  for (const TVqHTTPScheme scheme : Preference) {
-    const auto same = [&](const std::string& name) { return VqSameAscii(name, VqHTTPSchemeName(scheme)); };
-    if ((FAllowed & scheme) == 0 || std::none_of(offered.begin(), offered.end(), same)) continue;
-    if (!Ready(scheme)) {
+  for (const TVqHTTPSchemeRow& row : kVqHTTPSchemes) {
+    if ((FAllowed & row.Scheme) == 0 || !Offers(offered, row.Name)) continue;
+    if (!Ready(row.Scheme)) {
       if (FTicketRefused) return reply;
       continue;
     }
-    reply = Perform(scheme);
+    reply = Perform(row.Scheme);
     if (reply.Status != 401) {
       FClient.FKnownOrigin = FTarget->Origin;
       FClient.FKnownCredentials = FClient.FCredentials;
-      FClient.FKnownScheme = scheme;
+      FClient.FKnownScheme = row.Scheme;
       return reply;
     }
     if (FTried != schemeNone) return reply;
@@ -361,12 +341,17 @@ std::string TVqHTTPExchange::Hint(const std::vector<std::string>& offered) const
   if (FTried != schemeNone || FBearer) return {};
   if (FTokenHeldBack) return "An access token is not sent over plain HTTP to another machine.";
   if (FClient.FAuthentication == TVqHTTPAuthentication::anonymous) return "The client is set to send no credentials.";
-  const auto offers = [&](const char* name) {
-    return std::any_of(offered.begin(), offered.end(), [&](const std::string& one) { return VqSameAscii(one, name); });
+  const auto offersAny = [&](auto condition) {
+    return std::any_of(std::begin(kVqHTTPSchemes), std::end(kVqHTTPSchemes),
+                       [&](const TVqHTTPSchemeRow& row) { return condition(row) && Offers(offered, row.Name); });
   };
-  if (FEngineRequest.User.empty() && (offers("Basic") || offers("NTLM"))) return "No user name is set.";
-  if (FPlainText && offers("Basic")) return "A password is not sent over plain HTTP to another machine.";
-  if (offers("Negotiate")) return "There is no Kerberos ticket for this server.";
+  if (FEngineRequest.User.empty() && offersAny([](const auto& row) { return row.NeedsName; })) {
+    return "No user name is set.";
+  }
+  if (FPlainText && offersAny([](const auto& row) { return row.Readable; })) {
+    return "A password is not sent over plain HTTP to another machine.";
+  }
+  if (Offers(offered, VqHTTPSchemeName(schemeNegotiate))) return "There is no Kerberos ticket for this server.";
   if (!offered.empty()) return "None of the schemes offered is supported.";
   return "The server did not say how to log on.";
 }

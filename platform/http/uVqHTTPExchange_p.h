@@ -18,6 +18,7 @@ class TVqHTTPExchange {
   void TakeHeaders();
   void TakeCookies();
   void TakeCredentials();
+  void TakeToken();
   void TakeProxy();
   TVqEngineReply Perform(unsigned scheme);
   TVqEngineReply AnswerChallenge();

@@ -76,6 +76,40 @@ TEST(Challenge, SchemesAreReadFromOneLineOrMany) {
   EXPECT_EQ(VqOfferedSchemes(reply), std::vector<std::string>{"Other"});
 }
 
+TEST(Schemes, EachRowHasANameABitAndASettingOfItsOwn) {
+  unsigned sum = schemeNone;
+  for (const TVqHTTPSchemeRow& row : kVqHTTPSchemes) {
+    EXPECT_STREQ(VqHTTPSchemeName(row.Scheme), row.Name);
+    EXPECT_EQ(sum & row.Scheme, 0U) << row.Name;
+    sum |= row.Scheme;
+    const auto client = NewClient();
+    client->SetAuthentication(row.Setting);
+    EXPECT_EQ(client->GetAuthentication(), row.Setting);
+  }
+  EXPECT_STREQ(VqHTTPSchemeName(schemeNone), "");
+  EXPECT_STREQ(VqHTTPSchemeName(sum), "");
+  EXPECT_EQ(sum, VqHTTPSchemesWith([](const auto&) { return true; }));
+}
+
+// Every scheme alone: its setting takes its offer and no other.
+TEST(Schemes, ASettingOfOneSchemeTakesThatOfferOnly) {
+  for (const TVqHTTPSchemeRow& row : kVqHTTPSchemes) {
+    ScriptedServer server;
+    std::string others;
+    for (const TVqHTTPSchemeRow& other : kVqHTTPSchemes) {
+      if (other.Scheme != row.Scheme) others += std::string("WWW-Authenticate: ") + other.Name + "\r\n";
+    }
+    server.Always([&](const auto&) { return Plain(Refusal(others)); });
+    const auto client = As("anna", "geheim");
+    client->SetAuthentication(row.Setting);
+    EXPECT_EQ(Get(client, server.Url())->GetStatus().Code, 401);
+    for (const auto& request : server.Requests()) {
+      const std::string sent = request.Header("Authorization");
+      EXPECT_TRUE(sent.empty() || sent.starts_with(row.Name)) << sent;
+    }
+  }
+}
+
 TEST(Authentication, BasicAfterTheChallengeAndFromThenOnAtOnce) {
   ScriptedServer server;
   server.Then(Refusal("WWW-Authenticate: Basic realm=\"x\"\r\n"))
