@@ -1,21 +1,15 @@
 // The engine over libcurl: one multi handle with one easy handle, driven by the thread of the request.
 
 #include <curl/curl.h>
-#include <sys/socket.h>
 #include <unistd.h>
-#ifdef __linux__
-#include <linux/tcp.h>
-#include <netinet/in.h>
-#endif
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <cstddef>
 #include <exception>
 #include <optional>
 
 #include "platform/http/curl/uVqCurlErrors_p.h"
+#include "platform/http/curl/uVqCurlResend_p.h"
 #include "platform/http/curl/uVqCurlTrust_p.h"
 #include "platform/http/curl/uVqKerberos_p.h"
 #include "platform/http/uVqHTTPEngine_p.h"
@@ -26,7 +20,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* ApiName = "curl_multi_perform";
+constexpr const char* kApiName = "curl_multi_perform";
+// That are answered for one request.
+constexpr int kMostChallenges = 5;
 
 void StartLibrary() {
   static const CURLcode started = curl_global_init(CURL_GLOBAL_DEFAULT);
@@ -35,19 +31,20 @@ void StartLibrary() {
 
 long CurlSchemes(unsigned schemes) {
   unsigned long bits = CURLAUTH_NONE;
-  if (schemes & schemeBasic) bits |= CURLAUTH_BASIC;
-  if (schemes & schemeNTLM) bits |= CURLAUTH_NTLM;
-  if (schemes & schemeNegotiate) bits |= CURLAUTH_NEGOTIATE;
+#define VELMORE_HTTP_SCHEME(name, bit, library, setting, takesName, readable) \
+  if (schemes & scheme##name) bits |= CURLAUTH_##library;
+  VELMORE_HTTP_SCHEMES(VELMORE_HTTP_SCHEME)
+#undef VELMORE_HTTP_SCHEME
   return static_cast<long>(bits);
 }
 
 // The header lines of a request in libcurl's form. Most requests have those of the last one.
-class HeaderList {
+class TVqCurlHeaders {
  public:
-  HeaderList() = default;
-  ~HeaderList() { curl_slist_free_all(Head); }
-  HeaderList(const HeaderList&) = delete;
-  HeaderList& operator=(const HeaderList&) = delete;
+  TVqCurlHeaders() = default;
+  ~TVqCurlHeaders() { curl_slist_free_all(Head); }
+  TVqCurlHeaders(const TVqCurlHeaders&) = delete;
+  TVqCurlHeaders& operator=(const TVqCurlHeaders&) = delete;
 
   void Prepare(const std::vector<std::string>& lines, bool post) {
     if (Head && post == Post && lines == Lines) return;
@@ -90,13 +87,13 @@ std::string HostOf(const std::string& url) {
   return url.substr(start + 3, url.find('/', start + 3) - start - 3);
 }
 
-class CurlEngine final : public TVqHTTPEngine {
+class TVqCurlEngine final : public TVqHTTPEngine {
  public:
-  CurlEngine() {
+  TVqCurlEngine() {
     StartLibrary();
     Open();
   }
-  ~CurlEngine() override { Close(); }
+  ~TVqCurlEngine() override { Close(); }
 
   TVqEngineReply Perform(const TVqEngineRequest& request) override;
   void Wake() noexcept override {
@@ -139,26 +136,28 @@ class CurlEngine final : public TVqHTTPEngine {
   }
 
   static std::size_t OnHeader(char* data, std::size_t size, std::size_t count, void* self) {
-    return static_cast<CurlEngine*>(self)->TakeHeader({data, size * count});
+    return static_cast<TVqCurlEngine*>(self)->TakeHeader({data, size * count});
   }
   static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self) {
-    return static_cast<CurlEngine*>(self)->TakeBody({data, size * count});
+    return static_cast<TVqCurlEngine*>(self)->TakeBody({data, size * count});
   }
   static int OnPrerequisite(void* self, char*, char*, int, int) {
-    return static_cast<CurlEngine*>(self)->BeforeSending();
+    return static_cast<TVqCurlEngine*>(self)->BeforeSending();
   }
   static int OnCloseSocket(void* self, curl_socket_t socket) {
-    return static_cast<CurlEngine*>(self)->BeforeClosing(socket);
+    return static_cast<TVqCurlEngine*>(self)->BeforeClosing(socket);
   }
   static CURLcode OnSslContext(CURL*, void* context, void* self) {
-    return static_cast<CurlEngine*>(self)->FTrust.Apply(context) ? CURLE_OK : CURLE_SSL_CONNECT_ERROR;
+    return static_cast<TVqCurlEngine*>(self)->FTrust.Apply(context) ? CURLE_OK : CURLE_SSL_CONNECT_ERROR;
   }
   static int OnDebug(CURL*, curl_infotype type, char* data, std::size_t size, void* self) {
-    if (type == CURLINFO_HEADER_OUT) static_cast<CurlEngine*>(self)->LookForCredentials({data, size});
+    if (type == CURLINFO_HEADER_OUT) static_cast<TVqCurlEngine*>(self)->LookForCredentials({data, size});
     return 0;
   }
 
   std::size_t TakeHeader(std::string_view line);
+  void TakeStatus(std::string_view line);
+  void CollectHeaders(bool ofProxy);
   std::size_t TakeBody(std::string_view bytes);
   int BeforeSending();
   int BeforeClosing(curl_socket_t socket);
@@ -169,7 +168,7 @@ class CurlEngine final : public TVqHTTPEngine {
   CURL* FEasy = nullptr;
   TVqCurlTrust FTrust;
   TVqKerberosTickets FTickets;
-  HeaderList FHeaders;
+  TVqCurlHeaders FHeaders;
   // What FEasy was told last.
   CURLU* FAddress = nullptr;
   std::string FAddressText, FUserAgent, FCookies;
@@ -192,7 +191,7 @@ class CurlEngine final : public TVqHTTPEngine {
   Clock::time_point FProgress;
 };
 
-void CurlEngine::Open() {
+void TVqCurlEngine::Open() {
   CURLM* const multi = curl_multi_init();
   FEasy = curl_easy_init();
   if (!multi || !FEasy) {
@@ -220,7 +219,7 @@ void CurlEngine::Open() {
   Set(CURLOPT_FOLLOWLOCATION, 0L);
   // libcurl counts each challenge that it answers as a redirection. A server that goes on challenging would be given the
   // proof of the password for ever.
-  Set(CURLOPT_MAXREDIRS, 5L);
+  Set(CURLOPT_MAXREDIRS, static_cast<long>(kMostChallenges));
   Set(CURLOPT_TCP_KEEPALIVE, 1L);
   Set(CURLOPT_HEADEROPT, static_cast<long>(CURLHEADER_SEPARATE));
   Set(CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
@@ -235,7 +234,7 @@ void CurlEngine::Open() {
 #endif
 }
 
-void CurlEngine::Close() noexcept {
+void TVqCurlEngine::Close() noexcept {
   curl_easy_cleanup(FEasy);
   FEasy = nullptr;
   curl_url_cleanup(std::exchange(FAddress, nullptr));
@@ -248,7 +247,7 @@ void CurlEngine::Close() noexcept {
   curl_multi_cleanup(multi);
 }
 
-void CurlEngine::DropConnections() noexcept {
+void TVqCurlEngine::DropConnections() noexcept {
   FDrop = true;
   if (FRunning.exchange(true)) return;  // the exchange under way looks at FDrop when it is through
   if (FDrop.exchange(false)) {
@@ -263,7 +262,7 @@ void CurlEngine::DropConnections() noexcept {
   FRunning = false;
 }
 
-unsigned CurlEngine::Schemes() const noexcept {
+unsigned TVqCurlEngine::Schemes() const noexcept {
   static const curl_version_info_data* const info = curl_version_info(CURLVERSION_NOW);
   unsigned schemes = schemeBasic;
   if (info->features & CURL_VERSION_NTLM) schemes |= schemeNTLM;
@@ -271,10 +270,10 @@ unsigned CurlEngine::Schemes() const noexcept {
   return schemes;
 }
 
-TVqEngineReply CurlEngine::Perform(const TVqEngineRequest& request) {
+TVqEngineReply TVqCurlEngine::Perform(const TVqEngineRequest& request) {
   if (FRunning.exchange(true)) throw EVqException("The HTTP client is busy with another request.");
   struct Running {
-    CurlEngine& Engine;
+    TVqCurlEngine& Engine;
     ~Running() {
       Engine.FRequest = nullptr;
       Engine.FRunning = false;
@@ -283,7 +282,7 @@ TVqEngineReply CurlEngine::Perform(const TVqEngineRequest& request) {
   } running{*this};
 
   if (request.Cancelled && *request.Cancelled) {
-    throw EVqHTTPApiException(ApiName, "The request was cancelled.", VqErrCancelled);
+    throw EVqHTTPApiException(kApiName, "The request was cancelled.", VqErrCancelled);
   }
   FRequest = &request;
   FReply = {};
@@ -315,21 +314,25 @@ TVqEngineReply CurlEngine::Perform(const TVqEngineRequest& request) {
   if (FRaised) std::rethrow_exception(FRaised);
   if (code != CURLE_OK) {
     // The proxy's own refusal: a reply like the server's 401, which the caller answers or is given.
-    if (connectStatus == 407 && FReply.Status == 407) return std::move(FReply);
-    if (code == CURLE_TOO_MANY_REDIRECTS) return std::move(FReply);  // one challenge too many: refused
+    const bool refusedByProxy = connectStatus == 407 && FReply.Status == 407;
+    if (refusedByProxy || code == CURLE_TOO_MANY_REDIRECTS) {  // one challenge too many: refused
+      CollectHeaders(refusedByProxy);
+      return std::move(FReply);
+    }
     if (connectStatus >= 300 && !FSent) {
-      throw EVqHTTPApiException(ApiName,
+      throw EVqHTTPApiException(kApiName,
                                 Format("The proxy refused the connection to \"%s\" with status %d.",
                                        {string(HostOf(request.URL)), static_cast<std::int32_t>(connectStatus)}),
                                 VqErrCannotConnect);
     }
     RaiseFailure(code);
   }
+  CollectHeaders(false);
   return std::move(FReply);
 }
 
 // True when the connections made so far were made under other settings.
-bool CurlEngine::PrepareTrust(const TVqEngineRequest& request) {
+bool TVqCurlEngine::PrepareTrust(const TVqEngineRequest& request) {
   char* systemFile = nullptr;
   char* systemFolder = nullptr;
 #if LIBCURL_VERSION_NUM >= 0x075400
@@ -342,13 +345,13 @@ bool CurlEngine::PrepareTrust(const TVqEngineRequest& request) {
                         systemFolder);
 }
 
-CURLcode CurlEngine::Transfer() {
+CURLcode TVqCurlEngine::Transfer() {
   const CURLMcode added = curl_multi_add_handle(FMulti, FEasy);
   if (added != CURLM_OK) {
     throw EVqHTTPApiException("curl_multi_add_handle", curl_multi_strerror(added), VqErrInternal);
   }
   struct Added {
-    CurlEngine& Engine;
+    TVqCurlEngine& Engine;
     ~Added() { curl_multi_remove_handle(Engine.FMulti, Engine.FEasy); }
   } remove{*this};
   return Drive();
@@ -356,7 +359,7 @@ CURLcode CurlEngine::Transfer() {
 
 // libcurl sees to a kept connection that was closed before the request or instead of the reply, but not to one that
 // breaks while the request goes out.
-bool CurlEngine::WasLostUnheard(CURLcode code) const {
+bool TVqCurlEngine::WasLostUnheard(CURLcode code) const {
   if (code != CURLE_SEND_ERROR && code != CURLE_RECV_ERROR && code != CURLE_GOT_NOTHING) return false;
   long connects = 0;
   curl_easy_getinfo(FEasy, CURLINFO_NUM_CONNECTS, &connects);
@@ -364,7 +367,7 @@ bool CurlEngine::WasLostUnheard(CURLcode code) const {
 }
 
 // libcurl would take the address apart and put it together again for each request.
-void CurlEngine::SetUpAddress(const std::string& address) {
+void TVqCurlEngine::SetUpAddress(const std::string& address) {
   if (FAddress && address == FAddressText) return;
   CURLU* const parsed = curl_url();
   if (!parsed || curl_url_set(parsed, CURLUPART_URL, address.c_str(), 0) != CURLUE_OK) {
@@ -378,7 +381,7 @@ void CurlEngine::SetUpAddress(const std::string& address) {
   FAddressText = address;
 }
 
-void CurlEngine::SetUp(const TVqEngineRequest& request) {
+void TVqCurlEngine::SetUp(const TVqEngineRequest& request) {
   SetUpAddress(request.URL);
   Set(CURLOPT_HTTP_VERSION, static_cast<long>(request.HTTP11 ? CURL_HTTP_VERSION_1_1 : CURL_HTTP_VERSION_1_0));
   const std::string verb(request.Verb);
@@ -426,7 +429,7 @@ void CurlEngine::SetUp(const TVqEngineRequest& request) {
   Set(CURLOPT_SSL_CTX_DATA, this);
 }
 
-void CurlEngine::SetUpCredentials(const TVqEngineRequest& request) {
+void TVqCurlEngine::SetUpCredentials(const TVqEngineRequest& request) {
   const bool named = request.Scheme != schemeNone;
   Set(CURLOPT_HTTPAUTH, CurlSchemes(request.Scheme));
   Set(CURLOPT_USERNAME, named ? request.User.c_str() : nullptr);
@@ -441,21 +444,21 @@ void CurlEngine::SetUpCredentials(const TVqEngineRequest& request) {
   Set(CURLOPT_VERBOSE, request.Scheme == schemeNegotiate || proxyNamed ? 1L : 0L);
 }
 
-CURLcode CurlEngine::Drive() {
+CURLcode TVqCurlEngine::Drive() {
   std::optional<TVqKerberosTickets::Use> tickets;
   if (FRequest->Scheme == schemeNegotiate) tickets.emplace(FTickets);
   FProgress = Clock::now();
   for (;;) {
     int running = 0;
     CURLMcode result = curl_multi_perform(FMulti, &running);
-    if (result != CURLM_OK) throw EVqHTTPApiException(ApiName, curl_multi_strerror(result), VqErrInternal);
+    if (result != CURLM_OK) throw EVqHTTPApiException(kApiName, curl_multi_strerror(result), VqErrInternal);
     int left = 0;
     while (const CURLMsg* const message = curl_multi_info_read(FMulti, &left)) {
       if (message->msg == CURLMSG_DONE) return message->data.result;
     }
     if (FRaised) return CURLE_OK;
     if (FRequest->Cancelled && *FRequest->Cancelled) {
-      throw EVqHTTPApiException(ApiName, "The request was cancelled.", VqErrCancelled);
+      throw EVqHTTPApiException(kApiName, "The request was cancelled.", VqErrCancelled);
     }
     CheckProgress();
     CheckStall();
@@ -471,7 +474,7 @@ CURLcode CurlEngine::Drive() {
 }
 
 // Sending makes progress with each byte that the system takes; once all are taken, the reply's limit begins to run.
-void CurlEngine::CheckProgress() {
+void TVqCurlEngine::CheckProgress() {
   if (!FSent || FAllUploaded) return;
   curl_off_t total = 0, done = 0;
   curl_easy_getinfo(FEasy, CURLINFO_CONTENT_LENGTH_UPLOAD_T, &total);
@@ -485,59 +488,31 @@ void CurlEngine::CheckProgress() {
   }
 }
 
-void CurlEngine::CheckStall() {
+void TVqCurlEngine::CheckStall() {
   if (!FSent) return;  // connecting: libcurl's own limit
   const int limit = FAllUploaded ? FRequest->TimeOuts.GetReceive() : FRequest->TimeOuts.GetSend();
   if (limit <= 0 || Clock::now() - FProgress <= std::chrono::milliseconds(limit)) return;
   const string host = HostOf(FRequest->URL);
   throw EVqHTTPApiException(
-      ApiName,
+      kApiName,
       FAllUploaded ? Format("The server \"%s\" sent nothing for %d ms.", {host, static_cast<std::int32_t>(limit)})
                    : Format("The server \"%s\" took nothing of the request for %d ms.",
                             {host, static_cast<std::int32_t>(limit)}),
       VqErrTimeOut);
 }
 
-std::size_t CurlEngine::TakeHeader(std::string_view line) {
+// Only what libcurl does not keep: the words of the status line, and the moment when the body begins.
+std::size_t TVqCurlEngine::TakeHeader(std::string_view line) {
   FAnswered = FAnswered || FSent;
   FProgress = Clock::now();
   try {
+    const bool atEnd = line.find_first_not_of("\r\n") == std::string_view::npos;
     if (line.starts_with("HTTP/")) {
       FInHeaders = true;
-      FReply.Headers.clear();
-      FReply.Headers.reserve(16);
-      FReply.Reason.clear();
-      const std::size_t space = line.find(' ');
-      std::string_view rest = space == std::string_view::npos ? std::string_view() : line.substr(space + 1);
-      unsigned code = 0;
-      while (!rest.empty() && rest[0] >= '0' && rest[0] <= '9' && code < 1000) {
-        code = code * 10 + static_cast<unsigned>(rest[0] - '0');
-        rest.remove_prefix(1);
-      }
-      FReply.Status = static_cast<std::uint16_t>(code);
-      while (!rest.empty() && rest.front() == ' ') rest.remove_prefix(1);
-      while (!rest.empty() && (rest.back() == '\r' || rest.back() == '\n' || rest.back() == ' ')) rest.remove_suffix(1);
-      FReply.Reason = rest;
-      return line.size();
+      TakeStatus(line);
+    } else if (atEnd && std::exchange(FInHeaders, false) && FReply.Status >= 200 && FRequest->OnHeaders) {
+      FRequest->OnHeaders(FReply.Status);
     }
-    std::string_view text = line;
-    while (!text.empty() && (text.back() == '\r' || text.back() == '\n')) text.remove_suffix(1);
-    if (text.empty()) {
-      if (FInHeaders && FReply.Status >= 200 && FRequest->OnHeaders) FRequest->OnHeaders(FReply.Status);
-      FInHeaders = false;
-      return line.size();
-    }
-    if ((text.front() == ' ' || text.front() == '\t') && !FReply.Headers.empty()) {
-      FReply.Headers.back().second.append(" ").append(text.substr(text.find_first_not_of(" \t")));
-      return line.size();
-    }
-    const std::size_t colon = text.find(':');
-    if (colon == std::string_view::npos) return line.size();
-    std::string_view value = text.substr(colon + 1);
-    while (!value.empty() && (value.front() == ' ' || value.front() == '\t')) value.remove_prefix(1);
-    while (!value.empty() && (value.back() == ' ' || value.back() == '\t')) value.remove_suffix(1);
-    FReply.Headers.emplace_back(text.substr(0, colon), value);
-    if (FSent && VqSameAscii(text.substr(0, colon), "Set-Cookie")) FReply.SetCookies.emplace_back(value);
     return line.size();
   } catch (...) {
     FRaised = std::current_exception();
@@ -545,7 +520,36 @@ std::size_t CurlEngine::TakeHeader(std::string_view line) {
   }
 }
 
-std::size_t CurlEngine::TakeBody(std::string_view bytes) {
+void TVqCurlEngine::TakeStatus(std::string_view line) {
+  line = line.substr(0, line.find_first_of("\r\n"));
+  const std::size_t space = line.find(' ');
+  std::string_view rest = space == std::string_view::npos ? std::string_view() : line.substr(space + 1);
+  unsigned code = 0;
+  while (!rest.empty() && rest[0] >= '0' && rest[0] <= '9' && code < 1000) {
+    code = code * 10 + static_cast<unsigned>(rest[0] - '0');
+    rest.remove_prefix(1);
+  }
+  FReply.Status = static_cast<std::uint16_t>(code);
+  FReply.Reason = VqTrimBlanks(rest);
+}
+
+// The headers of the reply that counts, and the cookies of those before it in a handshake.
+void TVqCurlEngine::CollectHeaders(bool ofProxy) {
+  const auto forEach = [&](unsigned origin, int request, auto take) {
+    for (const curl_header* one = nullptr;
+         (one = curl_easy_nextheader(FEasy, origin, request, const_cast<curl_header*>(one)));)
+      take(*one);
+  };
+  forEach(ofProxy ? CURLH_CONNECT : CURLH_HEADER, -1,
+          [&](const curl_header& one) { FReply.Headers.emplace_back(one.name, one.value); });
+  for (int request = 0; request <= kMostChallenges; ++request) {
+    forEach(CURLH_HEADER, request, [&](const curl_header& one) {
+      if (VqSameAscii(one.name, "Set-Cookie")) FReply.SetCookies.emplace_back(one.value);
+    });
+  }
+}
+
+std::size_t TVqCurlEngine::TakeBody(std::string_view bytes) {
   try {
     if (FRequest->OnBody) FRequest->OnBody(bytes);
     // After the caller's work: the time that it takes is not the server's.
@@ -559,7 +563,7 @@ std::size_t CurlEngine::TakeBody(std::string_view bytes) {
 
 // libcurl sends a request again by itself when a kept connection was closed without a byte of a reply. That is right
 // only as long as the server cannot have acted on it.
-bool CurlEngine::MayResend() const {
+bool TVqCurlEngine::MayResend() const {
   if (FResends > 0) return false;
   if (FRequest->Verb == "GET" || FRequest->Verb == "HEAD" || FRequest->Verb == "OPTIONS" || FRequest->Verb == "TRACE") {
     return true;
@@ -567,7 +571,7 @@ bool CurlEngine::MayResend() const {
   return FLostUnheard;
 }
 
-int CurlEngine::BeforeSending() {
+int TVqCurlEngine::BeforeSending() {
   if (FSent && !FAnswered) {
     if (!MayResend()) {
       FRefusedResend = true;
@@ -582,45 +586,31 @@ int CurlEngine::BeforeSending() {
   return CURL_PREREQFUNC_OK;
 }
 
-int CurlEngine::BeforeClosing(curl_socket_t socket) {
+int TVqCurlEngine::BeforeClosing(curl_socket_t socket) {
   if (FRequest && FSent && !FAnswered) {
     curl_off_t total = 0, done = 0;
     curl_easy_getinfo(FEasy, CURLINFO_CONTENT_LENGTH_UPLOAD_T, &total);
     curl_easy_getinfo(FEasy, CURLINFO_SIZE_UPLOAD_T, &done);
-    // What opens a handshake leaves its body at home: nobody can act on it.
-    FLostUnheard = done < total || (total == 0 && !FRequest->Body.empty());
-#ifdef __linux__
-    // The server's system closes with an acknowledgement of all that came in before. Bytes that this one leaves out came
-    // later: no program has read them. A connection that was reset says nothing of the kind, unless it was closed first
-    // (EPIPE) and reset by our bytes.
-    tcp_info info = {};
-    socklen_t size = sizeof info;
-    int error = 0;
-    socklen_t errorSize = sizeof error;
-    constexpr socklen_t needed = offsetof(tcp_info, tcpi_bytes_retrans) + sizeof info.tcpi_bytes_retrans;
-    constexpr int closeWait = 8;  // TCP_CLOSE_WAIT, whose header contradicts linux/tcp.h
-    if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 && size >= needed &&
-        getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &errorSize) == 0) {
-      const bool closedFirst = info.tcpi_state == closeWait || error == EPIPE;
-      const auto sent = info.tcpi_bytes_sent - info.tcpi_bytes_retrans;
-      // TLS has just said goodbye behind the request, in one record of its own.
-      const unsigned goodbye = FRequest->URL.starts_with("https:") ? 128 : 0;
-      FLostUnheard = FLostUnheard || (closedFirst && info.tcpi_bytes_acked + goodbye < sent);
-    }
-#endif
+    TVqLostConnection lost;
+    lost.BodyTotal = static_cast<std::uint64_t>(std::max<curl_off_t>(total, 0));
+    lost.BodyTaken = static_cast<std::uint64_t>(std::max<curl_off_t>(done, 0));
+    lost.BodyAtHome = total == 0 && !FRequest->Body.empty();
+    lost.Tls = FRequest->URL.starts_with("https:");
+    VqAskTcp(socket, lost);
+    FLostUnheard = !VqMayHaveBeenRead(lost);
   }
   return close(socket);
 }
 
-void CurlEngine::LookForCredentials(std::string_view headers) {
+void TVqCurlEngine::LookForCredentials(std::string_view headers) {
   if (headers.find("\r\nAuthorization: ") != std::string_view::npos) FReply.CredentialsSent = true;
   if (headers.find("\r\nProxy-Authorization: ") != std::string_view::npos) FReply.ProxyCredentialsSent = true;
 }
 
-void CurlEngine::RaiseFailure(CURLcode code) {
+void TVqCurlEngine::RaiseFailure(CURLcode code) {
   const std::string host = HostOf(FRequest->URL);
   if (FRefusedResend) {
-    throw EVqHTTPApiException(ApiName,
+    throw EVqHTTPApiException(kApiName,
                               Format("The server \"%s\" closed the connection without a reply. The request may have "
                                      "reached it and was not sent again.",
                                      {string(host)}),
@@ -628,32 +618,34 @@ void CurlEngine::RaiseFailure(CURLcode code) {
   }
   if (FTrust.Failure() != 0) {
     throw EVqHTTPApiException(
-        ApiName, Format("The certificate of \"%s\" is not accepted: %s.", {string(host), string(FTrust.FailureText())}),
+        kApiName,
+        Format("The certificate of \"%s\" is not accepted: %s.", {string(host), string(FTrust.FailureText())}),
         FTrust.Failure());
   }
   if (code == CURLE_PEER_FAILED_VERIFICATION) {
     // Every other check is ours and would have said so: what is left is libcurl's check of the name.
-    throw EVqHTTPApiException(ApiName, Format("The certificate of \"%s\" is made out to another name.", {string(host)}),
+    throw EVqHTTPApiException(kApiName,
+                              Format("The certificate of \"%s\" is made out to another name.", {string(host)}),
                               VqErrCertCommonNameInvalid);
   }
   // A server that insists on a certificate says so in an alert at best; some just hang up after the handshake.
   if (FTrust.AskedForCertificate() && !FAnswered && code != CURLE_OPERATION_TIMEDOUT) code = CURLE_SSL_CLIENTCERT;
   if (code == CURLE_UNSUPPORTED_PROTOCOL && FSent) code = CURLE_WEIRD_SERVER_REPLY;  // an answer without a status line
   const TVqCurlErrorRow* const row = VqFindCurlError(code);
-  if (!row) throw EVqHTTPApiException(ApiName, curl_easy_strerror(code), VqErrInternal);
+  if (!row) throw EVqHTTPApiException(kApiName, curl_easy_strerror(code), VqErrInternal);
   if (code == CURLE_OPERATION_TIMEDOUT) {
     throw EVqHTTPApiException(
-        ApiName,
+        kApiName,
         Format("No connection to \"%s\" came about within %d ms.", {string(host), FRequest->TimeOuts.GetConnect()}),
         VqErrTimeOut);
   }
-  throw EVqHTTPApiException(ApiName, VqCurlErrorText(*row, host, FErrorText), row->Number);
+  throw EVqHTTPApiException(kApiName, VqCurlErrorText(*row, host, FErrorText), row->Number);
 }
 
 }  // namespace
 
 std::shared_ptr<TVqHTTPEngine> VqCreateHTTPEngine(bool) {
-  return std::make_shared<CurlEngine>();
+  return std::make_shared<TVqCurlEngine>();
 }
 
 }  // namespace velmore
