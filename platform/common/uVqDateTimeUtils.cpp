@@ -8,21 +8,13 @@
 namespace velmore {
 namespace {
 
-constexpr std::int64_t kFirst = VqDaysFromCivil(1, 1, 1) * kVqMillisecondsPerDay;
-constexpr std::int64_t kEnd = VqDaysFromCivil(10000, 1, 1) * kVqMillisecondsPerDay;
-
 [[noreturn]] void RaiseOutOfRange() {
   throw EConvertError("The date lies outside the years 1 to 9999.");
 }
 
-std::int64_t FloorDays(std::int64_t milliseconds) {
-  return (milliseconds >= 0 ? milliseconds : milliseconds - (kVqMillisecondsPerDay - 1)) / kVqMillisecondsPerDay;
-}
-
 /// Days and the rest of a day apart: the sum of both in one step would lose digits that the day part does not need.
 TDateTime FromMilliseconds(std::int64_t milliseconds) {
-  const std::int64_t days = FloorDays(milliseconds);
-  const std::int64_t rest = milliseconds - days * kVqMillisecondsPerDay;
+  const auto [days, rest] = VqSplitMilliseconds(milliseconds);
   return static_cast<double>(days + kVqUnixEpochDays) +
          static_cast<double>(rest) / static_cast<double>(kVqMillisecondsPerDay);
 }
@@ -39,12 +31,17 @@ std::int64_t VqToUnixMilliseconds(TDateTime value) {
   const double whole = std::floor(days);
   const std::int64_t rest = std::llround((days - whole) * static_cast<double>(kVqMillisecondsPerDay));
   const std::int64_t result = (static_cast<std::int64_t>(whole) - kVqUnixEpochDays) * kVqMillisecondsPerDay + rest;
-  if (result < kFirst || result >= kEnd) RaiseOutOfRange();
+  if (result < kVqFirstMillisecond || result > kVqEndMillisecond) RaiseOutOfRange();
+  if (result == kVqEndMillisecond) {
+    // Servers write the end of time as 9999-12-31T23:59:59.9999999: rounded down, and not refused.
+    if (whole >= static_cast<double>(kVqEndMillisecond / kVqMillisecondsPerDay + kVqUnixEpochDays)) RaiseOutOfRange();
+    return kVqEndMillisecond - 1;
+  }
   return result;
 }
 
 TDateTime VqFromUnixMilliseconds(std::int64_t milliseconds) {
-  if (milliseconds < kFirst || milliseconds >= kEnd) RaiseOutOfRange();
+  if (milliseconds < kVqFirstMillisecond || milliseconds >= kVqEndMillisecond) RaiseOutOfRange();
   return FromMilliseconds(milliseconds);
 }
 
@@ -86,32 +83,28 @@ TDateTime VqEncodeTime(std::int32_t hour, std::int32_t minute, std::int32_t seco
 }
 
 TVqDateTimeParts VqDecodeDateTime(TDateTime value) {
-  const std::int64_t milliseconds = VqToUnixMilliseconds(value);
-  const std::int64_t days = FloorDays(milliseconds);
-  auto rest = static_cast<std::int32_t>(milliseconds - days * kVqMillisecondsPerDay);
+  const auto [days, rest] = VqSplitMilliseconds(VqToUnixMilliseconds(value));
+  const std::chrono::hh_mm_ss time{std::chrono::milliseconds(rest)};
   TVqDateTimeParts parts = VqCivilFromDays(days);
-  parts.Millisecond = rest % 1000;
-  rest /= 1000;
-  parts.Second = rest % 60;
-  rest /= 60;
-  parts.Minute = rest % 60;
-  parts.Hour = rest / 60;
+  parts.Hour = static_cast<std::int32_t>(time.hours().count());
+  parts.Minute = static_cast<std::int32_t>(time.minutes().count());
+  parts.Second = static_cast<std::int32_t>(time.seconds().count());
+  parts.Millisecond = static_cast<std::int32_t>(time.subseconds().count());
   return parts;
 }
 
 TDateTime VqDateOf(TDateTime value) {
-  return static_cast<double>(FloorDays(VqToUnixMilliseconds(value)) + kVqUnixEpochDays);
+  return static_cast<double>(VqSplitMilliseconds(VqToUnixMilliseconds(value)).Days + kVqUnixEpochDays);
 }
 
 TDateTime VqTimeOf(TDateTime value) {
-  const std::int64_t milliseconds = VqToUnixMilliseconds(value);
-  return static_cast<double>(milliseconds - FloorDays(milliseconds) * kVqMillisecondsPerDay) /
+  return static_cast<double>(VqSplitMilliseconds(VqToUnixMilliseconds(value)).Milliseconds) /
          static_cast<double>(kVqMillisecondsPerDay);
 }
 
 std::int32_t VqDayOfWeek(TDateTime value) {
-  const std::int64_t days = FloorDays(VqToUnixMilliseconds(value)) + 4;  // 1 January 1970 was a Thursday
-  return static_cast<std::int32_t>((days % 7 + 7) % 7);
+  const std::chrono::sys_days day{std::chrono::days(VqSplitMilliseconds(VqToUnixMilliseconds(value)).Days)};
+  return static_cast<std::int32_t>(std::chrono::weekday(day).c_encoding());
 }
 
 TDateTime VqIncMonth(TDateTime value, std::int32_t months) {

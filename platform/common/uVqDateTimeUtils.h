@@ -38,14 +38,14 @@ struct TVqDateTimeParts {
 
 /// True when the year has a 29 February in the Gregorian calendar.
 constexpr bool VqIsLeapYear(std::int32_t year) noexcept {
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+  return std::chrono::year(year).is_leap();
 }
 
 /// Days of a month, 1 to 12; 0 for any other month.
 constexpr std::int32_t VqDaysInMonth(std::int32_t year, std::int32_t month) noexcept {
-  constexpr std::int8_t kDays[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   if (month < 1 || month > 12) return 0;
-  return month == 2 && VqIsLeapYear(year) ? 29 : kDays[month - 1];
+  const std::chrono::month number(static_cast<unsigned>(month));
+  return static_cast<std::int32_t>(unsigned((std::chrono::year(year) / number / std::chrono::last).day()));
 }
 
 /// True for a date of the years 1 to 9999 that the calendar has.
@@ -60,34 +60,43 @@ constexpr bool VqIsValidTime(std::int32_t hour, std::int32_t minute, std::int32_
          millisecond <= 999;
 }
 
-/// Whole days from 1 January 1970 to a date of any year; the date must be one that the calendar has.
-constexpr std::int64_t VqDaysFromCivil(std::int64_t year, std::int32_t month, std::int32_t day) noexcept {
-  // Years that start in March put the leap day at the end; eras of 400 years are all alike.
-  year -= month <= 2;
-  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-  const std::int64_t yearOfEra = year - era * 400;
-  const std::int64_t dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-  return era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 719468;
+/// Whole days from 1 January 1970 to a date; the date must be one that the calendar has, and may lie some 20,000 years
+/// beyond the range.
+constexpr std::int64_t VqDaysFromCivil(std::int32_t year, std::int32_t month, std::int32_t day) noexcept {
+  using namespace std::chrono;
+  const year_month_day date(std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+                            std::chrono::day(static_cast<unsigned>(day)));
+  return sys_days(date).time_since_epoch().count();
 }
 
 /// The date that lies `days` whole days behind 1 January 1970; the time of day stays 0. The inverse of
-/// VqDaysFromCivil; meant for the years 1 to 9999, right far beyond them.
+/// VqDaysFromCivil, with the same reach.
 constexpr TVqDateTimeParts VqCivilFromDays(std::int64_t days) noexcept {
-  days += 719468;
-  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const std::int64_t dayOfEra = days - era * 146097;
-  const std::int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const std::int64_t month = (5 * dayOfYear + 2) / 153;
+  const std::chrono::year_month_day date{std::chrono::sys_days(std::chrono::days(days))};
   TVqDateTimeParts parts;
-  parts.Day = static_cast<std::int32_t>(dayOfYear - (153 * month + 2) / 5 + 1);
-  parts.Month = static_cast<std::int32_t>(month < 10 ? month + 3 : month - 9);
-  parts.Year = static_cast<std::int32_t>(yearOfEra + era * 400 + (parts.Month <= 2));
+  parts.Year = int(date.year());
+  parts.Month = static_cast<std::int32_t>(unsigned(date.month()));
+  parts.Day = static_cast<std::int32_t>(unsigned(date.day()));
   return parts;
 }
 
-/// Milliseconds from 1 January 1970, 0:00, rounded to the nearest. Raises EConvertError when the value is not a number
-/// or lies outside the years 1 to 9999.
+/// The first millisecond of the year 1, and the one behind the last of the year 9999, as VqToUnixMilliseconds counts.
+inline constexpr std::int64_t kVqFirstMillisecond = VqDaysFromCivil(1, 1, 1) * kVqMillisecondsPerDay;
+inline constexpr std::int64_t kVqEndMillisecond = VqDaysFromCivil(10000, 1, 1) * kVqMillisecondsPerDay;
+
+/// Whole days and the milliseconds of the day, from 0, of so many milliseconds. Time runs straight through zero.
+struct TVqDayTime {
+  std::int64_t Days;
+  std::int64_t Milliseconds;
+};
+constexpr TVqDayTime VqSplitMilliseconds(std::int64_t milliseconds) noexcept {
+  const auto days = std::chrono::floor<std::chrono::days>(std::chrono::milliseconds(milliseconds));
+  return {days.count(), milliseconds - days.count() * kVqMillisecondsPerDay};
+}
+
+/// Milliseconds from 1 January 1970, 0:00, rounded to the nearest, but never beyond the end: what lies in the last half
+/// millisecond of 9999 stays in that year. Raises EConvertError when the value is not a number or lies outside the years
+/// 1 to 9999.
 std::int64_t VqToUnixMilliseconds(TDateTime value);
 /// The inverse. Raises EConvertError outside the years 1 to 9999.
 TDateTime VqFromUnixMilliseconds(std::int64_t milliseconds);

@@ -1,13 +1,11 @@
-// Points in time, dates, times of day and spans.
-//
-// A TDateTime is a day number with a fraction that counts forward in time even before day zero, but is written as a
-// double whose fraction always points away from zero: -1.25 is six o'clock on the day before day zero. All arithmetic
-// is done in whole milliseconds.
+// Points in time, dates, times of day and spans as the texts of XML schema. What a day is, and how days are counted,
+// stands in the calendar; all arithmetic is done in whole milliseconds.
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
+#include "platform/common/uVqDateTimeUtils.h"
 #include "platform/xml/uVqXMLConvert_p.h"
 
 namespace velmore {
@@ -17,78 +15,12 @@ using detail::Trimmed;
 
 namespace {
 
-constexpr std::int64_t kDay = 86'400'000;    // in milliseconds
-constexpr std::int64_t kFirstDay = -693593;  // 0001-01-01
-constexpr std::int64_t kLastDay = 2958465;   // 9999-12-31
-
-/// Days since 30 December 1899 of a date, and back (proleptic Gregorian calendar).
-std::int64_t DayOf(std::int64_t year, std::int64_t month, std::int64_t day) noexcept {
-  year -= month <= 2;
-  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-  const std::int64_t yearOfEra = year - era * 400;
-  const std::int64_t dayOfYear = (153 * (month + (month > 2 ? -3 : 9)) + 2) / 5 + day - 1;
-  return era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear - 693899;
-}
-
-struct TDate {
-  std::int64_t Year, Month, Day;
-};
-TDate DateOf(std::int64_t number) noexcept {
-  const std::int64_t days = number + 693899;
-  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const std::int64_t dayOfEra = days - era * 146097;
-  const std::int64_t yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const std::int64_t part = (5 * dayOfYear + 2) / 153;
-  const std::int64_t month = part < 10 ? part + 3 : part - 9;
-  return {yearOfEra + era * 400 + (month <= 2), month, dayOfYear - (153 * part + 2) / 5 + 1};
-}
-
-std::int64_t DaysIn(std::int64_t year, std::int64_t month) noexcept {
-  static constexpr std::int64_t kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-  return month == 2 && leap ? 29 : kDays[month - 1];
-}
-
-/// Milliseconds since day zero, to the nearest.
-std::int64_t MillisecondsOf(double value) {
-  const double day = std::trunc(value);
-  return static_cast<std::int64_t>(day) * kDay + std::llround(std::fabs(value - day) * static_cast<double>(kDay));
-}
-
-double ValueOf(std::int64_t milliseconds) noexcept {
-  std::int64_t day = milliseconds / kDay, rest = milliseconds % kDay;
-  if (rest < 0) {
-    rest += kDay;
-    --day;
-  }
-  const double fraction = static_cast<double>(rest) / static_cast<double>(kDay);
-  return day < 0 ? static_cast<double>(day) - fraction : static_cast<double>(day) + fraction;
-}
-
-/// Splits a value into day and milliseconds of the day; refuses years that have no four digits.
-void Split(TDateTime value, std::int64_t& day, std::int64_t& milliseconds) {
-  const double days = value;
-  if (!(days > static_cast<double>(kFirstDay) - 1 && days < static_cast<double>(kLastDay) + 1)) {
-    throw EConvertError("The date " + VqDoubleToXML(days) + " is outside of the years 1 to 9999.");
-  }
-  const std::int64_t all = MillisecondsOf(days);
-  day = all / kDay;
-  milliseconds = all % kDay;
-  if (milliseconds < 0) {
-    milliseconds += kDay;
-    --day;
-  }
-  if (day < kFirstDay || day > kLastDay) {
-    throw EConvertError("The date " + VqDoubleToXML(days) + " is outside of the years 1 to 9999.");
-  }
-}
+constexpr std::int64_t kDay = kVqMillisecondsPerDay;
 
 std::string DateText(std::int64_t day) {
-  const TDate date = DateOf(day);
+  const TVqDateTimeParts date = VqCivilFromDays(day);
   char text[16];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02d", static_cast<int>(date.Year) % 10000,
-                static_cast<int>(date.Month) % 100, static_cast<int>(date.Day) % 100);
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d", date.Year % 10000, date.Month % 100, date.Day % 100);
   return text;
 }
 
@@ -133,19 +65,19 @@ class TReader {
     return value;
   }
 
-  /// Days of "yyyy-mm-dd".
+  /// "yyyy-mm-dd" as days from 1 January 1970.
   std::int64_t Date() {
-    const std::int64_t year = Number(4);
+    const auto year = static_cast<std::int32_t>(Number(4));
     Want(Take('-'));
-    const std::int64_t month = Number(2);
+    const auto month = static_cast<std::int32_t>(Number(2));
     Want(Take('-'));
-    const std::int64_t day = Number(2);
-    Want(year >= 1 && month >= 1 && month <= 12 && day >= 1 && day <= DaysIn(year, month));
-    return DayOf(year, month, day);
+    const auto day = static_cast<std::int32_t>(Number(2));
+    Want(VqIsValidDate(year, month, day));
+    return VqDaysFromCivil(year, month, day);
   }
 
-  /// Digits behind the point as milliseconds, to the nearest.
-  std::int64_t Fraction() {
+  /// Digits behind the point as milliseconds, to the nearest; says whether that was upwards.
+  std::int64_t Fraction(bool* roundedUp = nullptr) {
     Want(IsDigit(Peek()));
     std::int64_t value = 0;
     int digits = 0;
@@ -155,6 +87,7 @@ class TReader {
         value = value * 10 + digit;
       } else if (digits == 3 && digit >= 5) {
         ++value;
+        if (roundedUp) *roundedUp = true;
       }
     }
     for (; digits < 3; ++digits) value *= 10;
@@ -162,13 +95,13 @@ class TReader {
   }
 
   /// Milliseconds of "hh:mm:ss", with a fraction or without.
-  std::int64_t Time() {
+  std::int64_t Time(bool* roundedUp = nullptr) {
     const std::int64_t hour = Number(2);
     Want(Take(':'));
     const std::int64_t minute = Number(2);
     Want(Take(':'));
     const std::int64_t second = Number(2);
-    const std::int64_t fraction = Take('.') ? Fraction() : 0;
+    const std::int64_t fraction = Take('.') ? Fraction(roundedUp) : 0;
     const std::int64_t time = ((hour * 60 + minute) * 60 + second) * 1000 + fraction;
     Want(minute <= 59 && second <= 59 && (hour <= 23 || (hour == 24 && time == kDay)));
     return time;
@@ -197,26 +130,26 @@ class TReader {
 }  // namespace
 
 string VqDateTimeToXML(TDateTime AValue, TVqTimeZoneFormat AFormat) {
-  std::int64_t day, time;
-  Split(AValue, day, time);
-  return DateText(day) + "T" + TimeText(time) + (AFormat == kVqTimeZoneUtc ? "Z" : "");
+  const TVqDayTime value = VqSplitMilliseconds(VqToUnixMilliseconds(AValue));
+  return DateText(value.Days) + "T" + TimeText(value.Milliseconds) + (AFormat == kVqTimeZoneUtc ? "Z" : "");
 }
 
 TDateTime VqXMLToDateTime(const TVqUtf8View& AText, TVqTimeZoneFormat AFormat) {
   TReader reader(AText.View(), "a date and time");
   std::int64_t value = reader.Date() * kDay;
-  if (reader.Take('T')) value += reader.Time();
+  bool roundedUp = false;
+  if (reader.Take('T')) value += reader.Time(&roundedUp);
   const std::int64_t zone = reader.Zone();
   reader.Want(reader.AtEnd());
   if (AFormat == kVqTimeZoneUtc) value -= zone;
-  reader.Want(value >= kFirstDay * kDay && value < (kLastDay + 1) * kDay);
-  return ValueOf(value);
+  // The last moments of the calendar are rounded down, and not refused: servers write the end of time like this.
+  if (roundedUp && value == kVqEndMillisecond) --value;
+  reader.Want(value >= kVqFirstMillisecond && value < kVqEndMillisecond);
+  return VqFromUnixMilliseconds(value);
 }
 
 string VqDateToXML(TDateTime AValue) {
-  std::int64_t day, time;
-  Split(AValue, day, time);
-  return DateText(day);
+  return DateText(VqSplitMilliseconds(VqToUnixMilliseconds(AValue)).Days);
 }
 
 TDateTime VqXMLToDate(const TVqUtf8View& AText) {
@@ -225,13 +158,13 @@ TDateTime VqXMLToDate(const TVqUtf8View& AText) {
   if (reader.Take('T')) reader.Time();
   reader.Zone();
   reader.Want(reader.AtEnd());
-  return static_cast<double>(day);
+  return VqFromUnixMilliseconds(day * kDay);
 }
 
 string VqTimeToXML(TDateTime AValue, TVqTimeZoneFormat AFormat) {
   const double days = AValue;
   if (!std::isfinite(days)) throw EConvertError("The time " + VqDoubleToXML(days) + " is none.");
-  const std::int64_t time = std::llround(std::fabs(days - std::trunc(days)) * static_cast<double>(kDay)) % kDay;
+  const std::int64_t time = std::llround((days - std::floor(days)) * static_cast<double>(kDay)) % kDay;
   return TimeText(time) + (AFormat == kVqTimeZoneUtc ? "Z" : "");
 }
 
@@ -241,7 +174,7 @@ TDateTime VqXMLToTime(const TVqUtf8View& AText, TVqTimeZoneFormat AFormat) {
   const std::int64_t zone = reader.Zone();
   reader.Want(reader.AtEnd());
   if (AFormat == kVqTimeZoneUtc) time -= zone;
-  return ValueOf(((time % kDay) + kDay) % kDay);
+  return static_cast<double>(VqSplitMilliseconds(time).Milliseconds) / static_cast<double>(kDay);
 }
 
 string VqDurationToXML(double ADays) {

@@ -15,23 +15,26 @@ constexpr TVqDateTimeParts kFirst{1, 1, 1, 0, 0, 0, 0};
 constexpr TVqDateTimeParts kLast{9999, 12, 31, 23, 59, 59, 999};
 
 TEST(Calendar, DaysRunThroughAllYearsWithoutAGap) {
-  // The calendar of the standard library is an independent judge.
+  // Counting by the rule that children learn is an independent judge.
+  static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   std::int64_t days = VqDaysFromCivil(1, 1, 1);
   for (std::int32_t year = 1; year <= 9999; ++year) {
-    ASSERT_EQ(VqIsLeapYear(year), std::chrono::year(year).is_leap());
+    const bool leap = year % 400 == 0 || (year % 4 == 0 && year % 100 != 0);
+    ASSERT_EQ(VqIsLeapYear(year), leap) << year;
     for (std::int32_t month = 1; month <= 12; ++month) {
-      const auto last = std::chrono::year(year) / month / std::chrono::last;
-      ASSERT_EQ(VqDaysInMonth(year, month), static_cast<int>(unsigned(last.day()))) << year << '-' << month;
-      for (std::int32_t day = 1; day <= VqDaysInMonth(year, month); ++day, ++days) {
-        ASSERT_EQ(VqDaysFromCivil(year, month, day), days);
+      const int last = month == 2 && leap ? 29 : kDays[month - 1];
+      ASSERT_EQ(VqDaysInMonth(year, month), last) << year << '-' << month;
+      for (std::int32_t day = 1; day <= last; ++day, ++days) {
         const TVqDateTimeParts parts = VqCivilFromDays(days);
-        ASSERT_TRUE(parts.Year == year && parts.Month == month && parts.Day == day)
+        ASSERT_TRUE(VqDaysFromCivil(year, month, day) == days && parts.Year == year && parts.Month == month &&
+                    parts.Day == day)
             << year << '-' << month << '-' << day;
       }
     }
   }
   EXPECT_EQ(VqDaysFromCivil(1970, 1, 1), 0);
-  EXPECT_EQ(std::chrono::sys_days(std::chrono::year(9999) / 12 / 31).time_since_epoch().count(), days - 1);
+  EXPECT_EQ(days, VqDaysFromCivil(10000, 1, 1));
+  EXPECT_EQ(days, 2932897);
 }
 
 TEST(Calendar, CenturiesAreLeapYearsEveryFourth) {
@@ -166,6 +169,16 @@ TEST(DateTime, FractionsRoundToTheNearestMillisecond) {
   const TDateTime midnight = VqEncodeDate(2024, 1, 1);
   EXPECT_EQ(VqDecodeDateTime(midnight - 0.4 * millisecond), (TVqDateTimeParts{2024, 1, 1, 0, 0, 0, 0}))
       << "rounding may reach the next day";
+}
+
+TEST(DateTime, LastHalfMillisecondStaysInItsYear) {
+  const double end = 2958466.0;
+  EXPECT_EQ(VqDecodeDateTime(std::nextafter(end, 0)), kLast);
+  EXPECT_EQ(double(VqDateOf(std::nextafter(end, 0))), 2958465.0);
+  EXPECT_EQ(VqToUnixMilliseconds(end - 0.4 / static_cast<double>(kVqMillisecondsPerDay)), kVqEndMillisecond - 1);
+  EXPECT_THROW(VqToUnixMilliseconds(end), EConvertError);
+  EXPECT_THROW(VqToUnixMilliseconds(std::nextafter(end, 1e9)), EConvertError);
+  EXPECT_EQ(VqToUnixMilliseconds(std::nextafter(-693593.0, -1e9)), kVqFirstMillisecond) << "to the nearest";
 }
 
 TEST(DateTime, DateAndTimeComeApart) {

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 
+#include "platform/common/uVqDateTimeUtils.h"
 #include "platform/xml/uVqStringStream.h"
 #include "platform/xml/uVqXMLUtils.h"
 
@@ -76,11 +78,12 @@ TEST(DateTimes, AreWrittenAsUtc) {
   EXPECT_EQ(VqDateTimeToXML(45351.5, kVqTimeZoneNone), "2024-02-29T12:00:00");
   EXPECT_EQ(VqDateTimeToXML(1 / 86400.0 * 1.5), "1899-12-30T00:00:01.500Z");
   EXPECT_EQ(VqDateTimeToXML(45351 + 0.9999999999), "2024-03-01T00:00:00Z") << "to the nearest millisecond";
-  EXPECT_EQ(VqDateTimeToXML(-1.25), "1899-12-29T06:00:00Z") << "the fraction counts forward before day zero";
+  EXPECT_EQ(VqDateTimeToXML(-0.75), "1899-12-29T06:00:00Z") << "time runs straight through zero";
+  EXPECT_EQ(VqDateTimeToXML(-1.25), "1899-12-28T18:00:00Z");
   EXPECT_EQ(VqDateTimeToXML(-693593), "0001-01-01T00:00:00Z");
   EXPECT_EQ(VqDateTimeToXML(2958465.5), "9999-12-31T12:00:00Z");
   EXPECT_THROW(VqDateTimeToXML(2958466), EConvertError);
-  EXPECT_THROW(VqDateTimeToXML(2958465.99999999999), EConvertError) << "rounds to the year 10000";
+  EXPECT_EQ(VqDateTimeToXML(std::nextafter(2958466.0, 0)), "9999-12-31T23:59:59.999Z") << "never beyond the end";
   EXPECT_THROW(VqDateTimeToXML(-693594), EConvertError);
   EXPECT_THROW(VqDateTimeToXML(std::nan("")), EConvertError);
   EXPECT_THROW(VqDateTimeToXML(1e300), EConvertError);
@@ -107,6 +110,43 @@ TEST(DateTimes, AreReadWithEveryZoneIntoUtc) {
   EXPECT_EQ(read("2000-02-29T00:00:00Z"), "2000-02-29T00:00:00Z");
   EXPECT_EQ(VqDateTimeToXML(VqXMLToDateTime("2024-02-29T12:00:00+01:00", kVqTimeZoneNone)), "2024-02-29T12:00:00Z")
       << "the other format leaves the time as it is written";
+}
+
+TEST(DateTimes, EndOfTimeIsRoundedDown) {
+  const auto read = [](const char* text, TVqTimeZoneFormat format = kVqTimeZoneUtc) {
+    return VqDateTimeToXML(VqXMLToDateTime(text, format));
+  };
+  EXPECT_EQ(read("9999-12-31T23:59:59.9999999Z"), "9999-12-31T23:59:59.999Z");
+  EXPECT_EQ(read("9999-12-31T23:59:59.9999999"), "9999-12-31T23:59:59.999Z");
+  EXPECT_EQ(read("9999-12-31T23:59:59.9995Z"), "9999-12-31T23:59:59.999Z");
+  EXPECT_EQ(read("9999-12-31T22:59:59.9999999-01:00"), "9999-12-31T23:59:59.999Z");
+  EXPECT_EQ(read("9999-12-31T23:59:59.9999999-01:00", kVqTimeZoneNone), "9999-12-31T23:59:59.999Z");
+  EXPECT_EQ(read("9999-12-31T23:59:59.9999999+01:00"), "9999-12-31T23:00:00Z") << "elsewhere to the nearest";
+  EXPECT_EQ(read("9998-12-31T23:59:59.9999999Z"), "9999-01-01T00:00:00Z");
+  EXPECT_EQ(VqDateToXML(std::nextafter(2958466.0, 0)), "9999-12-31");
+}
+
+TEST(DateTimes, AndPartsAreOneCalendar) {
+  for (const double day : {-693593.0, -109205.0, -45351.0, -1.0, 0.0, 45351.0, 2958465.0}) {
+    for (int ms = 0; ms < 86'400'000; ms += 3'210'123) {
+      TVqDateTimeParts parts = VqDecodeDateTime(day);
+      parts.Hour = ms / 3'600'000;
+      parts.Minute = ms / 60'000 % 60;
+      parts.Second = ms / 1000 % 60;
+      parts.Millisecond = ms % 1000;
+      char text[40];
+      std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", parts.Year, parts.Month, parts.Day,
+                    parts.Hour, parts.Minute, parts.Second, parts.Millisecond);
+      const TDateTime value = VqXMLToDateTime(text);
+      ASSERT_EQ(double(value), double(VqEncodeDateTime(parts))) << text;
+      ASSERT_EQ(VqDecodeDateTime(value), parts) << text;
+      const string written = VqDateTimeToXML(value);
+      ASSERT_EQ(written, ms % 1000 != 0 ? string(text) : VqDateTimeToXML(VqEncodeDateTime(parts)));
+      ASSERT_EQ(double(VqXMLToDateTime(written)), double(value)) << text;
+      ASSERT_EQ(VqDateToXML(value), string(text).Copy(0, 10));
+      ASSERT_EQ(VqTimeToXML(value), written.Copy(11)) << text;
+    }
+  }
 }
 
 TEST(DateTimes, RefuseWhatIsNone) {
@@ -143,7 +183,9 @@ TEST(DateTimes, RefuseWhatIsNone) {
                             "-2024-02-29T12:00:00",
                             "0001-01-01T00:00:00+01:00",
                             "9999-12-31T23:59:59-01:00",
-                            "9999-12-31T24:00:00Z"}) {
+                            "9999-12-31T24:00:00Z",
+                            "9999-12-31T23:59:59.9999999-01:00",
+                            "10000-01-01T00:00:00Z"}) {
     EXPECT_THROW(VqXMLToDateTime(wrong), EConvertError) << wrong;
   }
 }
@@ -161,7 +203,7 @@ TEST(DateTimes, EveryDayOfFourCenturiesRoundTrips) {
 TEST(DateTimes, MillisecondsRoundTripBeforeAndAfterDayZero) {
   for (const double day : {45351.0, -45351.0, 0.0, -1.0}) {
     for (int ms = 0; ms < 86'400'000; ms += 1234567) {
-      const double value = day < 0 ? day - ms / 86400000.0 : day + ms / 86400000.0;
+      const double value = day + ms / 86400000.0;
       const double read = VqXMLToDateTime(VqDateTimeToXML(value));
       ASSERT_NEAR(read, value, 1e-9);
       ASSERT_EQ(VqDateTimeToXML(read), VqDateTimeToXML(value));
@@ -183,6 +225,7 @@ TEST(Times, OfDay) {
   EXPECT_EQ(VqTimeToXML(0.5), "12:00:00Z");
   EXPECT_EQ(VqTimeToXML(45351.25), "06:00:00Z");
   EXPECT_EQ(VqTimeToXML(0.5, kVqTimeZoneNone), "12:00:00");
+  EXPECT_EQ(VqTimeToXML(-0.25), "18:00:00Z") << "of the day before";
   EXPECT_EQ(VqTimeToXML(0.99999999999), "00:00:00Z");
   EXPECT_EQ(VqTimeToXML(1.5 / 86400), "00:00:01.500Z");
   EXPECT_EQ(static_cast<double>(VqXMLToTime("12:00:00")), 0.5);
