@@ -84,11 +84,14 @@ constexpr TVqDateTimeParts VqCivilFromDays(std::int64_t days) noexcept {
 inline constexpr std::int64_t kVqFirstMillisecond = VqDaysFromCivil(1, 1, 1) * kVqMillisecondsPerDay;
 inline constexpr std::int64_t kVqEndMillisecond = VqDaysFromCivil(10000, 1, 1) * kVqMillisecondsPerDay;
 
-/// Whole days and the milliseconds of the day, from 0, of so many milliseconds. Time runs straight through zero.
+/// A number of milliseconds as days and what is left of them.
 struct TVqDayTime {
+  /// Whole days, rounded down: before zero as behind it.
   std::int64_t Days;
+  /// Milliseconds of that day, from 0.
   std::int64_t Milliseconds;
 };
+/// Takes so many milliseconds apart. Time runs straight through zero.
 constexpr TVqDayTime VqSplitMilliseconds(std::int64_t milliseconds) noexcept {
   const auto days = std::chrono::floor<std::chrono::days>(std::chrono::milliseconds(milliseconds));
   return {days.count(), milliseconds - days.count() * kVqMillisecondsPerDay};

@@ -1,7 +1,7 @@
 #include <charconv>
 #include <chrono>
 
-#include "platform/http/uVqHTTPDate_p.h"
+#include "platform/http/internal/uVqHTTPDate.h"
 #include "platform/http/uVqHTTPEngine_p.h"
 
 namespace velmore {

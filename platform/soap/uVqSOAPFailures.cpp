@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "platform/http/uVqHTTPDate_p.h"
+#include "platform/http/internal/uVqHTTPDate.h"
 #include "platform/soap/uVqSOAPFailures_p.h"
 #include "platform/xml/uVqXMLUtils.h"
 

@@ -1,4 +1,4 @@
-#include "platform/http/uVqHTTPDate_p.h"
+#include "platform/http/internal/uVqHTTPDate.h"
 
 #include <gtest/gtest.h>
 
