@@ -29,6 +29,8 @@ if(TARGET velmore_simulator)
   install(TARGETS velmore_simulator EXPORT VelmoreEWSTargets)
   install(TARGETS velmore-ews-simulator)
   install(FILES simulator/simulator.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velmore-ews/simulator)
+  install(FILES simulator/types/exchange.h simulator/types/fault.h simulator/types/options.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velmore-ews/simulator/types)
 endif()
 
 install(EXPORT VelmoreEWSTargets NAMESPACE Velmore:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VelmoreEWS)

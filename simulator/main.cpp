@@ -72,6 +72,7 @@ int main(int argc, char** argv) {
   app.add_option("--schema", options.schema_directory,
                  "Folder with messages.xsd and types.xsd: refuse requests that do not validate");
   app.add_option("--record", options.record_directory, "Folder into which every exchange is written");
+  app.add_option("--chunks", options.chunk_bytes, "Write replies in chunks of so many bytes");
   app.add_flag(
       "--strict", [&](std::int64_t) { options.accept_departures = false; },
       "Refuse all that departs from the published schema, by the simulator's own rules");

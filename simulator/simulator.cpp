@@ -93,7 +93,13 @@ struct Simulator::Impl {
       : options(Completed(std::move(given))),
         store(ServerVersion(options.version)),
         service(store, options),
-        authenticator(store, options.authentication),
+        authenticator(
+            [this](std::string_view name) -> std::optional<User> {
+              const std::lock_guard lock(store.mutex);
+              const Mailbox* mailbox = store.ByLogon(name);
+              return mailbox != nullptr ? std::optional(mailbox->owner) : std::nullopt;
+            },
+            options.authentication),
         ca_file(authority.Certificate()),
         crl_file(authority.RevocationList()),
         recorder(options.keep_exchanges, options.record_directory) {
@@ -179,16 +185,43 @@ struct Simulator::Impl {
     exchange.request_headers = request.headers;
     exchange.request_body = request.body;
     HttpResponse response = Answer(request, connection, exchange);
-    exchange.status = response.close_before ? 0 : response.status;
+    const bool closed = response.fault.close_before_reply;
+    exchange.status = closed ? 0 : response.status;
     exchange.response_headers = response.headers;
-    exchange.response_body = response.close_before ? std::string() : response.body;
+    exchange.response_body = closed ? std::string() : response.body;
     {
       const std::lock_guard lock(mutex);
       ++counters.requests;
       if (!exchange.operation.empty()) ++counters.operations[exchange.operation];
     }
-    recorder.Add(std::move(exchange));
+    if (response.stream && !closed)
+      response.stream = Recorded(std::move(response.stream), std::move(exchange));
+    else
+      recorder.Add(std::move(exchange));
     return response;
+  }
+
+  /// A stream is kept like any reply, once it has ended.
+  StreamBody Recorded(StreamBody body, Exchange exchange) {
+    class Listening : public ReplyStream {
+     public:
+      Listening(ReplyStream& stream, std::string& heard) : stream_(stream), heard_(heard) {}
+      bool Write(std::string_view bytes) override {
+        heard_ += bytes;
+        return stream_.Write(bytes);
+      }
+      bool Wait(std::chrono::milliseconds time) override { return stream_.Wait(time); }
+      void Wake() override { stream_.Wake(); }
+
+     private:
+      ReplyStream& stream_;
+      std::string& heard_;
+    };
+    return [this, body = std::move(body), exchange = std::move(exchange)](ReplyStream& stream) mutable {
+      Listening listening(stream, exchange.response_body);
+      body(listening);
+      recorder.Add(std::move(exchange));
+    };
   }
 
   HttpResponse Answer(const HttpRequest& request, ConnectionState& connection, Exchange& exchange) {
@@ -239,6 +272,9 @@ struct Simulator::Impl {
     if (fault) {
       if (fault->certificate) Show(*fault->certificate);
       if (fault->authentication) authenticator.SetSchemes(*fault->authentication);
+      std::vector<Element> hint;
+      if (fault->back_off_milliseconds > 0)
+        hint.push_back(Types("Value", std::to_string(fault->back_off_milliseconds)).Set("Name", "BackOffMilliseconds"));
       if (fault->http_status != 0) {
         reply = {fault->http_status, fault->body};
         const bool challenged = std::any_of(fault->headers.begin(), fault->headers.end(), [](const auto& header) {
@@ -249,34 +285,23 @@ struct Simulator::Impl {
             response.headers.emplace_back("WWW-Authenticate", challenge);
         content_type = fault->content_type.empty() ? "text/html" : fault->content_type;
       } else if (!fault->soap_fault_code.empty()) {
-        std::vector<Element> details;
-        if (fault->back_off_milliseconds > 0) {
-          details.push_back(Types("Value", std::to_string(fault->back_off_milliseconds)));
-          details.back().Set("Name", "BackOffMilliseconds");
-        }
         reply = service.FaultReply(
             fault->soap_fault_code,
-            fault->message_text.empty() ? SoapFault(fault->soap_fault_code).what() : fault->message_text, details);
+            fault->message_text.empty() ? SoapFault(fault->soap_fault_code).what() : fault->message_text, hint);
       } else if (!fault->response_code.empty()) {
         EwsError error(fault->response_code, fault->message_text);
-        if (fault->back_off_milliseconds > 0) {
-          error.details.push_back(Types("Value", std::to_string(fault->back_off_milliseconds)));
-          error.details.back().Set("Name", "BackOffMilliseconds");
-        }
+        error.details = hint;
         reply = service.MessageReply(soap.operation, error, fault->warning);
       } else if (fault->replace_body) {
         reply = {200, fault->body};
         if (!fault->content_type.empty()) content_type = fault->content_type;
       }
       response.headers.insert(response.headers.end(), fault->headers.begin(), fault->headers.end());
-      response.delay = fault->delay;
-      response.close_before = fault->close_before_reply;
-      response.close_after = fault->close_after_reply;
-      response.cut_at_byte = fault->cut_at_byte;
-      response.piece_size = fault->piece_size;
+      response.fault = *fault;
     }
     response.status = reply.status;
     response.body = std::move(reply.body);
+    response.stream = std::move(reply.stream);
     response.headers.emplace_back("Content-Type", content_type);
     const std::string* cookies = request.Header("Cookie");
     if (cookies == nullptr || cookies->find("exchangecookie=") == std::string::npos) {
@@ -321,6 +346,7 @@ void Simulator::Start() {
   settings.https_port = impl.options.https_port;
   settings.max_request_bytes = impl.options.max_request_bytes;
   settings.gzip = impl.options.gzip;
+  settings.chunk_bytes = impl.options.chunk_bytes;
   const Identity identity = impl.authority.Issue(impl.options.certificate);
   settings.certificate = identity.certificate;
   settings.key = identity.key;

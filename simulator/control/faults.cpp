@@ -1,6 +1,6 @@
 #include "simulator/control/faults.h"
 
-#include "simulator/mailbox/model.h"
+#include "simulator/types/text.h"
 
 namespace velmore::simulator {
 

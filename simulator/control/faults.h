@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "simulator/simulator.h"
+#include "simulator/types/fault.h"
 
 namespace velmore::simulator {
 

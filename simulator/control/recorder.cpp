@@ -10,7 +10,8 @@
 #include <fstream>
 #include <string_view>
 
-#include "simulator/mailbox/model.h"
+#include "simulator/types/options.h"
+#include "simulator/types/text.h"
 
 namespace velmore::simulator {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/simulator.h"
+#include "simulator/types/exchange.h"
 
 namespace velmore::simulator {
 

@@ -1,6 +1,7 @@
 #include "simulator/control/script.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -58,9 +59,56 @@ std::string Read(const std::filesystem::path& path) {
   return std::move(out).str();
 }
 
+std::vector<std::string> Split(std::string_view text) {
+  std::vector<std::string> words;
+  std::istringstream in{std::string(text)};
+  for (std::string word; in >> word;) words.push_back(word);
+  return words;
+}
+
+/// "status, reply or body"
+std::string Listed(const std::vector<std::string>& words, const std::string& last) {
+  std::string text;
+  for (std::size_t i = 0; i < words.size(); ++i)
+    text += (i == 0 ? "" : i + 1 < words.size() ? ", " : " " + last + " ") + words[i];
+  return text;
+}
+
+/// Words that a template can be told.
+template <std::size_t Size>
+struct Words {
+  char text[Size];
+  consteval Words(const char (&words)[Size]) { std::copy_n(words, Size, text); }
+};
+
 class Reader {
  public:
   explicit Reader(const std::string& file) : file_(file), text_(Read(file)), json_(Parse()), places_(text_) {}
+
+  /// A value where it stands.
+  struct Field {
+    const Json& entry;  // the fault
+    const Json& value;
+    const std::string& path;
+  };
+  enum class Role {
+    kMatching,  // says which requests, or nothing at all
+    kAnswer,    // says what is answered; one of a fault at most
+    kBody,      // an answer unless there is a status, which it then belongs to
+    kAct,
+  };
+  /// A key of a fault: the one place that knows it.
+  struct KeyRow {
+    const char* key;
+    Role role;
+    std::string_view goes_with;  // keys of which one must stand beside it; empty: it goes alone
+    void (*read)(const Reader& reader, const Field& field, Fault& fault);
+  };
+  static std::vector<std::string> FaultKeys() {
+    std::vector<std::string> keys;
+    for (const KeyRow& row : kKeys) keys.emplace_back(row.key);
+    return keys;
+  }
 
   Script Run() {
     if (!places_.Duplicate().empty()) Fail(places_.Duplicate(), "stands twice");
@@ -125,6 +173,12 @@ class Reader {
     return value.get<std::string>();
   }
 
+  std::string Line(const Json& value, const std::string& path) const {
+    std::string text = Text(value, path);
+    if (!IsHeaderValue(text)) Fail(path, "must stand on one line");
+    return text;
+  }
+
   std::string Code(const Json& value, const std::string& path) const {
     std::string code = Text(value, path);
     if (code.empty() ||
@@ -161,120 +215,125 @@ class Reader {
     bool acts = false;
     for (const auto& [key, value] : entry.items()) {
       const std::string at = path + "." + key;
-      const bool matching = key == "note" || key == "operation" || key == "skip" || key == "times" || key == "execute";
-      if (key == "note") {
-      } else if (key == "operation") {
-        fault.operation = Text(value, at);
-        const std::vector<std::string> known = OperationNames();
-        if (std::none_of(known.begin(), known.end(), [&](const auto& name) { return SameText(name, fault.operation); }))
-          Fail(at, "knows no operation \"" + fault.operation + "\"");
-      } else if (key == "skip") {
-        fault.skip = static_cast<int>(Number(value, at, 0, 1000000, "requests"));
-      } else if (key == "times") {
-        fault.times =
-            value == "always" ? -1 : static_cast<int>(Number(value, at, 1, 1000000, "requests, or \"always\","));
-      } else if (key == "execute") {
-        fault.execute = Boolean(value, at);
-      } else if (key == "delay") {
-        fault.delay = std::chrono::milliseconds(Number(value, at, 0, kDay, "milliseconds"));
-      } else if (key == "status") {
-        fault.http_status = static_cast<int>(Number(value, at, 200, 599, "an HTTP status"));
-        answers.push_back(key);
-      } else if (key == "fault") {
-        fault.soap_fault_code = Code(value, at);
-        answers.push_back(key);
-      } else if (key == "error") {
-        fault.response_code = Code(value, at);
-        answers.push_back(key);
-      } else if (key == "reply") {
-        const std::string kind = Text(value, at);
-        if (kind != "empty" && kind != "html" && kind != "garbage")
-          Fail(at, "must be \"empty\", \"html\" or \"garbage\"");
-        fault.replace_body = true;
-        fault.body = kind == "html" ? kHtml : kind == "garbage" ? kGarbage : "";
-        if (kind == "html" && fault.content_type.empty()) fault.content_type = "text/html; charset=utf-8";
-        answers.push_back(key);
-      } else if (key == "body" || key == "bodyFile") {
-        if (key == "body" ? entry.contains("bodyFile") || entry.contains("reply") : entry.contains("reply"))
-          Fail(at, "cannot stand beside another body");
-        fault.body = Text(value, at);
-        if (key == "bodyFile") {
-          try {
-            fault.body = Read(std::filesystem::path(file_).parent_path() / fault.body);
-          } catch (const OptionError& error) {
-            Fail(at, std::string("names no file: ") + error.what());
-          }
-        }
-        if (!entry.contains("status")) {
-          fault.replace_body = true;
-          answers.push_back(key);
-        }
-      } else if (key == "contentType") {
-        fault.content_type = Text(value, at);
-        if (!IsHeaderValue(fault.content_type)) Fail(at, "must stand on one line");
-      } else if (key == "headers") {
-        if (!value.is_object()) Fail(at, "must be an object of names and texts");
-        for (const auto& [name, content] : value.items()) {
-          const std::string header = Text(content, at + "." + name);
-          if (!IsToken(name)) Fail(at + "." + name, "is no name of a header");
-          if (!IsHeaderValue(header)) Fail(at + "." + name, "must stand on one line");
-          fault.headers.emplace_back(name, header);
-        }
-      } else if (key == "retryAfter") {
-        const std::string wait = value.is_string()
-                                     ? value.get<std::string>()
-                                     : std::to_string(Number(value, at, 0, kDay, "seconds, or a date in quotes,"));
-        if (!IsHeaderValue(wait)) Fail(at, "must stand on one line");
-        fault.headers.emplace_back("Retry-After", wait);
-      } else if (key == "message") {
-        fault.message_text = Text(value, at);
-      } else if (key == "warning") {
-        fault.warning = Boolean(value, at);
-      } else if (key == "backOff") {
-        fault.back_off_milliseconds = static_cast<int>(Number(value, at, 1, kDay, "milliseconds"));
-      } else if (key == "cutAt") {
-        fault.cut_at_byte = Number(value, at, 0, std::int64_t{1} << 40, "bytes");
-      } else if (key == "pieces") {
-        fault.piece_size = static_cast<std::size_t>(Number(value, at, 1, 1 << 30, "bytes"));
-      } else if (key == "close") {
-        const std::string when = Text(value, at);
-        if (when != "before" && when != "after") Fail(at, "must be \"before\" or \"after\" (the reply)");
-        (when == "before" ? fault.close_before_reply : fault.close_after_reply) = true;
-      } else if (key == "certificate") {
-        fault.certificate = CertificateOf(value, at);
-      } else if (key == "authentication") {
-        fault.authentication = Schemes(value, at);
-      } else {
-        Fail(at,
-             "is unknown; known are note, operation, skip, times, execute, delay, status, fault, error, reply, body, "
-             "bodyFile, contentType, headers, retryAfter, message, warning, backOff, cutAt, pieces, close, certificate "
-             "and authentication");
-      }
-      acts = acts || !matching;
+      const auto row = std::find_if(kKeys.begin(), kKeys.end(), [&key = key](const KeyRow& r) { return key == r.key; });
+      if (row == kKeys.end()) Fail(at, "is unknown; known are " + Listed(FaultKeys(), "and"));
+      row->read(*this, {entry, value, at}, fault);
+      acts = acts || row->role != Role::kMatching;
+      if (row->role == Role::kAnswer || (row->role == Role::kBody && !entry.contains("status"))) answers.push_back(key);
     }
     if (!acts) Fail(path, "does nothing: it needs an answer, a delay, a cut or a change");
     if (answers.size() > 1) Fail(path, "has two answers: " + answers[0] + " and " + answers[1]);
-    const auto needs = [&](const char* key, std::initializer_list<const char*> one_of, const char* what) {
-      if (!entry.contains(key)) return;
-      if (std::none_of(one_of.begin(), one_of.end(), [&](const char* other) { return entry.contains(other); }))
-        Fail(path + "." + key, std::string("goes only with ") + what);
-    };
-    needs("message", {"fault", "error"}, "fault or error");
-    needs("backOff", {"fault", "error"}, "fault or error");
-    needs("warning", {"error"}, "error");
-    needs("contentType", {"status", "reply", "body", "bodyFile"}, "status, reply, body or bodyFile");
-    needs("retryAfter", {"status", "fault"}, "status or fault");
+    for (const KeyRow& row : kKeys) {
+      if (row.goes_with.empty() || !entry.contains(row.key)) continue;
+      const std::vector<std::string> others = Split(row.goes_with);
+      if (std::none_of(others.begin(), others.end(), [&](const std::string& other) { return entry.contains(other); }))
+        Fail(path + "." + row.key, "goes only with " + Listed(others, "or"));
+    }
     if (fault.close_before_reply && !answers.empty()) Fail(path, "has an answer that close \"before\" never sends");
     if (fault.execute && answers.empty() && !fault.close_before_reply)
       Fail(path + ".execute", "goes only with what replaces the reply");
     return fault;
   }
 
+  void BodyOf(const Field& field, std::string body, Fault& fault) const {
+    if (field.entry.contains("body") + field.entry.contains("bodyFile") + field.entry.contains("reply") > 1)
+      Fail(field.path, "cannot stand beside another body");
+    fault.body = std::move(body);
+    fault.replace_body = fault.replace_body || !field.entry.contains("status");
+  }
+
+  template <auto Member, auto Read>
+  static void Set(const Reader& reader, const Field& field, Fault& fault) {
+    fault.*Member = (reader.*Read)(field.value, field.path);
+  }
+  template <auto Member, std::int64_t Least, std::int64_t Most, Words Unit>
+  static void Count(const Reader& reader, const Field& field, Fault& fault) {
+    using Number = std::remove_cvref_t<decltype(fault.*Member)>;
+    fault.*Member = static_cast<Number>(reader.Number(field.value, field.path, Least, Most, Unit.text));
+  }
+  static const std::array<KeyRow, 23> kKeys;
+
   const std::string& file_;
   const std::string text_;
   const Json json_;
   const JsonPlaces places_;
 };
+
+using Field = Reader::Field;
+using Role = Reader::Role;
+
+const std::array<Reader::KeyRow, 23> Reader::kKeys = {{
+    {"note", Role::kMatching, {}, [](const Reader&, const Field&, Fault&) {}},
+    {"operation", Role::kMatching, {},
+     [](const Reader& r, const Field& f, Fault& fault) {
+       fault.operation = r.Text(f.value, f.path);
+       const std::vector<std::string> known = OperationNames();
+       if (std::none_of(known.begin(), known.end(), [&](const auto& name) { return SameText(name, fault.operation); }))
+         r.Fail(f.path, "knows no operation \"" + fault.operation + "\"");
+     }},
+    {"skip", Role::kMatching, {}, Count<&Fault::skip, 0, 1000000, "requests">},
+    {"times", Role::kMatching, {},
+     [](const Reader& r, const Field& f, Fault& fault) {
+       fault.times = f.value == "always" ? -1
+                                         : static_cast<int>(r.Number(f.value, f.path, 1, 1000000,
+                                                                     "requests, or \"always\","));
+     }},
+    {"execute", Role::kMatching, {}, Set<&Fault::execute, &Reader::Boolean>},
+    {"delay", Role::kAct, {}, Count<&Fault::delay, 0, kDay, "milliseconds">},
+    {"status", Role::kAnswer, {}, Count<&Fault::http_status, 200, 599, "an HTTP status">},
+    {"fault", Role::kAnswer, {}, Set<&Fault::soap_fault_code, &Reader::Code>},
+    {"error", Role::kAnswer, {}, Set<&Fault::response_code, &Reader::Code>},
+    {"reply", Role::kAnswer, {},
+     [](const Reader& r, const Field& f, Fault& fault) {
+       const std::string kind = r.Text(f.value, f.path);
+       if (kind != "empty" && kind != "html" && kind != "garbage")
+         r.Fail(f.path, "must be \"empty\", \"html\" or \"garbage\"");
+       fault.replace_body = true;
+       fault.body = kind == "html" ? kHtml : kind == "garbage" ? kGarbage : "";
+       if (kind == "html" && fault.content_type.empty()) fault.content_type = "text/html; charset=utf-8";
+     }},
+    {"body", Role::kBody, {},
+     [](const Reader& r, const Field& f, Fault& fault) { r.BodyOf(f, r.Text(f.value, f.path), fault); }},
+    {"bodyFile", Role::kBody, {},
+     [](const Reader& r, const Field& f, Fault& fault) {
+       std::string body = r.Text(f.value, f.path);
+       try {
+         body = Read(std::filesystem::path(r.file_).parent_path() / body);
+       } catch (const OptionError& error) {
+         r.Fail(f.path, std::string("names no file: ") + error.what());
+       }
+       r.BodyOf(f, std::move(body), fault);
+     }},
+    {"contentType", Role::kAct, "status reply body bodyFile", Set<&Fault::content_type, &Reader::Line>},
+    {"headers", Role::kAct, {},
+     [](const Reader& r, const Field& f, Fault& fault) {
+       if (!f.value.is_object()) r.Fail(f.path, "must be an object of names and texts");
+       for (const auto& [name, content] : f.value.items()) {
+         if (!IsToken(name)) r.Fail(f.path + "." + name, "is no name of a header");
+         fault.headers.emplace_back(name, r.Line(content, f.path + "." + name));
+       }
+     }},
+    {"retryAfter", Role::kAct, "status fault",
+     [](const Reader& r, const Field& f, Fault& fault) {
+       fault.headers.emplace_back("Retry-After",
+                                  f.value.is_string() ? r.Line(f.value, f.path)
+                                                      : std::to_string(r.Number(f.value, f.path, 0, kDay,
+                                                                                "seconds, or a date in quotes,")));
+     }},
+    {"message", Role::kAct, "fault error", Set<&Fault::message_text, &Reader::Text>},
+    {"warning", Role::kAct, "error", Set<&Fault::warning, &Reader::Boolean>},
+    {"backOff", Role::kAct, "fault error", Count<&Fault::back_off_milliseconds, 1, kDay, "milliseconds">},
+    {"cutAt", Role::kAct, {}, Count<&Fault::cut_at_byte, 0, std::int64_t{1} << 40, "bytes">},
+    {"pieces", Role::kAct, {}, Count<&Fault::piece_size, 1, 1 << 30, "bytes">},
+    {"close", Role::kAct, {},
+     [](const Reader& r, const Field& f, Fault& fault) {
+       const std::string when = r.Text(f.value, f.path);
+       if (when != "before" && when != "after") r.Fail(f.path, "must be \"before\" or \"after\" (the reply)");
+       (when == "before" ? fault.close_before_reply : fault.close_after_reply) = true;
+     }},
+    {"certificate", Role::kAct, {}, Set<&Fault::certificate, &Reader::CertificateOf>},
+    {"authentication", Role::kAct, {}, Set<&Fault::authentication, &Reader::Schemes>},
+}};
 
 }  // namespace
 

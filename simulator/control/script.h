@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/simulator.h"
+#include "simulator/types/fault.h"
 
 namespace velmore::simulator {
 

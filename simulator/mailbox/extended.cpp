@@ -1,10 +1,11 @@
 // MAPI properties that stand for properties of the schema: asked for by tag they give the same value.
 
+#include "simulator/mailbox/view.h"
+
 #include <cstring>
 
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
-#include "simulator/mailbox/view.h"
 
 namespace velmore::simulator {
 
@@ -13,13 +14,6 @@ namespace {
 std::string FirstMailbox(const Item& item, const char* property, const char* part) {
   const Element* holder = item.Find(property);
   return holder != nullptr && !holder->children.empty() ? holder->children.front().ChildText(part) : std::string();
-}
-
-std::string DisplayNames(const Item& item, const char* property) {
-  std::string out;
-  if (const Element* holder = item.Find(property))
-    for (const Element& mailbox : holder->children) out += (out.empty() ? "" : "; ") + mailbox.ChildText("Name");
-  return out;
 }
 
 std::int64_t MessageFlags(const Item& item) {

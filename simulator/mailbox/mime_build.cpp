@@ -1,9 +1,10 @@
+#include "simulator/mailbox/mime.h"
+
 #include <gmime/gmime.h>
 
 #include <mutex>
 
 #include "simulator/mailbox/ids.h"
-#include "simulator/mailbox/mime.h"
 
 namespace velmore::simulator {
 

@@ -4,76 +4,12 @@
 #include <charconv>
 
 #include "simulator/mailbox/ids.h"
-#include "simulator/protocol/texts.h"
 
 namespace velmore::simulator {
 
 namespace {
 
 const std::string kEmpty;
-
-struct DistinguishedRow {
-  const char* name;
-  const char* parent;  // distinguished name, "" below the root
-  const char* element;
-  const char* folder_class;
-  const char* display_name;  // null: a name of the protocol that this server has no folder for
-  int since;
-};
-
-constexpr DistinguishedRow kDistinguished[] = {
-    {"root", "", "Folder", "", "", 0},
-    {"msgfolderroot", "root", "Folder", "", "Top of Information Store", 0},
-    {"inbox", "msgfolderroot", "Folder", "IPF.Note", "Inbox", 0},
-    {"drafts", "msgfolderroot", "Folder", "IPF.Note", "Drafts", 0},
-    {"sentitems", "msgfolderroot", "Folder", "IPF.Note", "Sent Items", 0},
-    {"deleteditems", "msgfolderroot", "Folder", "IPF.Note", "Deleted Items", 0},
-    {"outbox", "msgfolderroot", "Folder", "IPF.Note", "Outbox", 0},
-    {"junkemail", "msgfolderroot", "Folder", "IPF.Note", "Junk Email", 0},
-    {"calendar", "msgfolderroot", "CalendarFolder", "IPF.Appointment", "Calendar", 0},
-    {"contacts", "msgfolderroot", "ContactsFolder", "IPF.Contact", "Contacts", 0},
-    {"tasks", "msgfolderroot", "TasksFolder", "IPF.Task", "Tasks", 0},
-    {"notes", "msgfolderroot", "Folder", "IPF.StickyNote", "Notes", 0},
-    {"journal", "msgfolderroot", "Folder", "IPF.Journal", "Journal", 0},
-    {"searchfolders", "root", "Folder", "", "Finder", 0},
-    {"voicemail", "root", "SearchFolder", "IPF.Note.Microsoft.Voicemail", "Voice Mail", 0},
-    {"publicfoldersroot", "", "", "", nullptr, 0},
-    {"recoverableitemsroot", "root", "Folder", "", "Recoverable Items", 4},
-    {"recoverableitemsdeletions", "recoverableitemsroot", "Folder", "", "Deletions", 4},
-    {"recoverableitemsversions", "recoverableitemsroot", "Folder", "", "Versions", 4},
-    {"recoverableitemspurges", "recoverableitemsroot", "Folder", "", "Purges", 4},
-    {"recoverableitemsdiscoveryholds", "recoverableitemsroot", "Folder", "", "DiscoveryHolds", 10},
-    {"archiveroot", "", "", "", nullptr, 4},
-    {"archivemsgfolderroot", "", "", "", nullptr, 4},
-    {"archivedeleteditems", "", "", "", nullptr, 4},
-    {"archiveinbox", "", "", "", nullptr, 10},
-    {"archiverecoverableitemsroot", "", "", "", nullptr, 4},
-    {"archiverecoverableitemsdeletions", "", "", "", nullptr, 4},
-    {"archiverecoverableitemsversions", "", "", "", nullptr, 4},
-    {"archiverecoverableitemspurges", "", "", "", nullptr, 4},
-    {"archiverecoverableitemsdiscoveryholds", "", "", "", nullptr, 10},
-    {"syncissues", "msgfolderroot", "Folder", "IPF.Note", "Sync Issues", 7},
-    {"conflicts", "syncissues", "Folder", "IPF.Note", "Conflicts", 7},
-    {"localfailures", "syncissues", "Folder", "IPF.Note", "Local Failures", 7},
-    {"serverfailures", "syncissues", "Folder", "IPF.Note", "Server Failures", 7},
-    {"recipientcache", "contacts", "ContactsFolder", "IPF.Contact.RecipientCache", "Recipient Cache", 7},
-    {"quickcontacts", "contacts", "ContactsFolder", "IPF.Contact.MOC.QuickContacts", "Quick Contacts", 7},
-    {"conversationhistory", "msgfolderroot", "Folder", "IPF.Note", "Conversation History", 7},
-    {"adminauditlogs", "", "", "", nullptr, 7},
-    {"todosearch", "root", "SearchFolder", "IPF.Task", "To-Do Search", 7},
-    {"mycontacts", "root", "SearchFolder", "IPF.Contact", "MyContacts", 7},
-    {"directory", "", "", "", nullptr, 8},
-    {"imcontactlist", "contacts", "ContactsFolder", "IPF.Contact.MOC.ImContactList",
-     "{A9E2BC46-B3A0-4243-B315-60D991004455}", 8},
-    {"peopleconnect", "contacts", "ContactsFolder", "IPF.Contact.PeopleConnect", "PeopleConnect", 8},
-    {"favorites", "root", "SearchFolder", "IPF.Note", "Favorites", 8},
-    {"mecontact", "", "", "", nullptr, 10},
-    {"personmetadata", "", "", "", nullptr, 10},
-    {"teamspaceactivity", "", "", "", nullptr, 10},
-    {"teamspacemessaging", "", "", "", nullptr, 10},
-    {"teamspaceworkitems", "", "", "", nullptr, 10},
-    {"scheduled", "", "", "", nullptr, 10},
-};
 
 struct SetRow {
   const char* name;
@@ -109,20 +45,6 @@ std::size_t TreeSize(const Element& element) {
 }
 
 }  // namespace
-
-std::string Lower(std::string_view text) {
-  std::string out(text);
-  for (char& c : out)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
-  return out;
-}
-
-bool SameText(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && Lower(a) == Lower(b);
-}
-
-EwsError::EwsError(std::string error_code, const std::string& text)
-    : std::runtime_error(text.empty() ? std::string(DefaultText(error_code)) : text), code(std::move(error_code)) {}
 
 ValueKind ExtendedKey::Kind() const {
   std::string_view base = type;
@@ -265,6 +187,23 @@ std::size_t Item::Size() const {
   return size;
 }
 
+std::shared_ptr<Item> Copy(const Item& item) {
+  auto copy = std::make_shared<Item>(item);
+  copy->entry_id.clear();
+  copy->number = 0;
+  copy->id_tail.clear();
+  for (Attachment& attachment : copy->attachments) {
+    attachment.number.clear();
+    if (attachment.item != nullptr) attachment.item = Copy(*attachment.item);
+  }
+  return copy;
+}
+
+std::size_t Folder::UnreadCount() const {
+  return static_cast<std::size_t>(
+      std::count_if(items.begin(), items.end(), [](const auto& entry) { return entry.second->IsUnread(); }));
+}
+
 Folder* Mailbox::FindFolder(std::string_view entry_id) const {
   const auto found = folders.find(std::string(entry_id));
   return found != folders.end() ? found->second.get() : nullptr;
@@ -280,7 +219,27 @@ Folder* Mailbox::Distinguished(std::string_view name) const {
   return found != distinguished.end() ? FindFolder(found->second) : nullptr;
 }
 
-Folder& Mailbox::AddFolder(Folder& parent, const std::string& element, const std::string& display_name,
+void Mailbox::Tell(StoreChange::Kind kind, const Item& item, const StoreChange::Place& before) const {
+  if (observers == nullptr || observers->Empty()) return;
+  observers->Tell({*this, kind, false, PlaceOf(item), before, 0, Now()});
+}
+
+void Mailbox::Tell(StoreChange::Kind kind, const Folder& folder, const StoreChange::Place& before) const {
+  if (observers == nullptr || observers->Empty()) return;
+  observers->Tell({*this, kind, true, PlaceOf(folder), before, folder.UnreadCount(), Now()});
+}
+
+StoreChange::Place Mailbox::PlaceOf(const Item& item) const {
+  const Folder* folder = FindFolder(item.folder);
+  return {IdOf(item), KeyOf(item), folder != nullptr ? IdOf(*folder) : "", folder != nullptr ? KeyOf(*folder) : ""};
+}
+
+StoreChange::Place Mailbox::PlaceOf(const Folder& folder) const {
+  const Folder* parent = FindFolder(folder.parent);
+  return {IdOf(folder), KeyOf(folder), parent != nullptr ? IdOf(*parent) : "", parent != nullptr ? KeyOf(*parent) : ""};
+}
+
+Folder& Mailbox::NewFolder(Folder& parent, const std::string& element, const std::string& display_name,
                            const std::string& folder_class) {
   auto folder = std::make_unique<Folder>();
   folder->number = ++last_number;
@@ -291,13 +250,21 @@ Folder& Mailbox::AddFolder(Folder& parent, const std::string& element, const std
   folder->display_name = display_name;
   folder->folder_class = folder_class;
   parent.children.push_back(folder->entry_id);
-  Touch(parent);
+  parent.change = ++last_change;
   Folder& result = *folder;
   folders.emplace(result.entry_id, std::move(folder));
   return result;
 }
 
-Item& Mailbox::AddItem(Folder& folder, std::shared_ptr<Item> item) {
+Folder& Mailbox::AddFolder(Folder& parent, const std::string& element, const std::string& display_name,
+                           const std::string& folder_class) {
+  Folder& folder = NewFolder(parent, element, display_name, folder_class);
+  Tell(StoreChange::Kind::kCreated, folder);
+  Tell(StoreChange::Kind::kModified, parent);
+  return folder;
+}
+
+Item& Mailbox::Put(Folder& folder, std::shared_ptr<Item> item) {
   item->number = ++last_number;
   item->entry_id = ItemEntryId(guid, folder.number, item->number);
   item->folder = folder.entry_id;
@@ -319,27 +286,121 @@ Item& Mailbox::AddItem(Folder& folder, std::shared_ptr<Item> item) {
   return result;
 }
 
-void Mailbox::RemoveItem(const std::string& entry_id) {
+Folder* Mailbox::Take(const std::string& entry_id) {
   const auto found = items.find(entry_id);
-  if (found == items.end()) return;
-  if (Folder* folder = FindFolder(found->second->folder)) {
+  if (found == items.end()) return nullptr;
+  Folder* folder = FindFolder(found->second->folder);
+  if (folder != nullptr) {
     folder->items.erase(found->second->number);
     folder->content_change = ++last_change;
     folder->search = {};
   }
   items.erase(found);
+  return folder;
+}
+
+Item& Mailbox::AddItem(Folder& folder, std::shared_ptr<Item> item) {
+  Item& result = Put(folder, std::move(item));
+  Tell(StoreChange::Kind::kCreated, result);
+  Tell(StoreChange::Kind::kModified, folder);
+  return result;
+}
+
+Item& Mailbox::Deliver(std::shared_ptr<Item> item) {
+  Folder& inbox = *Distinguished("inbox");
+  Item& result = Put(inbox, std::move(item));
+  Tell(StoreChange::Kind::kNewMail, result);
+  Tell(StoreChange::Kind::kCreated, result);
+  Tell(StoreChange::Kind::kModified, inbox);
+  return result;
+}
+
+void Mailbox::RemoveItem(const std::string& entry_id) {
+  const std::shared_ptr<Item> item = FindItem(entry_id);
+  if (item == nullptr) return;
+  Folder* folder = Take(item->entry_id);
+  Tell(StoreChange::Kind::kDeleted, *item);
+  if (folder != nullptr) Tell(StoreChange::Kind::kModified, *folder);
+}
+
+Item& Mailbox::MoveItem(const std::shared_ptr<Item>& item, Mailbox& to, Folder& folder) {
+  const std::shared_ptr<Item> moved = Copy(*item);
+  moved->exceptions = item->exceptions;
+  if (&to != this) {
+    // Two mailboxes are two stores: the one loses an item, the other gets one.
+    RemoveItem(item->entry_id);
+    return to.AddItem(folder, moved);
+  }
+  const StoreChange::Place before = PlaceOf(*item);
+  Folder* from = Take(item->entry_id);
+  Item& result = Put(folder, moved);
+  Tell(StoreChange::Kind::kMoved, result, before);
+  if (from != nullptr) Tell(StoreChange::Kind::kModified, *from);
+  if (from != &folder) Tell(StoreChange::Kind::kModified, folder);
+  return result;
+}
+
+Item& Mailbox::CopyItem(const Item& item, Mailbox& to, Folder& folder) const {
+  const std::shared_ptr<Item> copy = Copy(item);
+  copy->exceptions = item.exceptions;
+  copy->created = 0;
+  if (&to != this) return to.AddItem(folder, copy);
+  Item& result = to.Put(folder, copy);
+  to.Tell(StoreChange::Kind::kCopied, result, PlaceOf(item));
+  to.Tell(StoreChange::Kind::kModified, folder);
+  return result;
+}
+
+void Mailbox::RemoveTree(const Folder& folder) {
+  for (const std::string& child : folder.children) RemoveTree(*FindFolder(child));
+  for (const auto& [number, item] : folder.items) items.erase(item->entry_id);
+  folders.erase(std::string(folder.entry_id));
 }
 
 void Mailbox::RemoveFolder(const std::string& entry_id) {
   Folder* folder = FindFolder(entry_id);
   if (folder == nullptr) return;
-  for (const std::string& child : std::vector<std::string>(folder->children)) RemoveFolder(child);
-  for (const auto& [number, item] : folder->items) items.erase(item->entry_id);
-  if (Folder* parent = FindFolder(folder->parent)) {
-    std::erase(parent->children, entry_id);
-    Touch(*parent);
+  const StoreChange::Place before = PlaceOf(*folder);
+  Folder* parent = FindFolder(folder->parent);
+  if (parent != nullptr) std::erase(parent->children, folder->entry_id);
+  RemoveTree(*folder);
+  if (observers != nullptr) observers->Tell({*this, StoreChange::Kind::kDeleted, true, before, {}, 0, Now()});
+  if (parent != nullptr) Touch(*parent);
+}
+
+void Mailbox::MoveFolder(Folder& folder, Folder& parent) {
+  const StoreChange::Place before = PlaceOf(folder);
+  Folder* old = FindFolder(folder.parent);
+  if (old != nullptr) std::erase(old->children, folder.entry_id);
+  folder.parent = parent.entry_id;
+  parent.children.push_back(folder.entry_id);
+  folder.change = ++last_change;
+  Tell(StoreChange::Kind::kMoved, folder, before);
+  if (old != nullptr) Touch(*old);
+  if (old != &parent) Touch(parent);
+}
+
+Folder& Mailbox::CopyTree(const Folder& folder, Mailbox& to, Folder& parent) const {
+  Folder& copy = to.NewFolder(parent, folder.element, folder.display_name, folder.folder_class);
+  copy.extended = folder.extended;
+  for (const auto& [number, item] : folder.items) {
+    const std::shared_ptr<Item> duplicate = Copy(*item);
+    duplicate->exceptions = item->exceptions;
+    to.Put(copy, duplicate);
   }
-  folders.erase(entry_id);
+  // A copy into the folder itself would otherwise find itself among its children.
+  for (const std::string& child : std::vector<std::string>(folder.children)) CopyTree(*FindFolder(child), to, copy);
+  return copy;
+}
+
+Folder& Mailbox::CopyFolder(const Folder& folder, Mailbox& to, Folder& parent) const {
+  Folder& copy = CopyTree(folder, to, parent);
+  if (&to == this)
+    to.Tell(StoreChange::Kind::kCopied, copy, PlaceOf(folder));
+  else
+    to.Tell(StoreChange::Kind::kCreated, copy);
+  to.Tell(StoreChange::Kind::kModified, parent);
+  return copy;
 }
 
 void Mailbox::Touch(Item& item, const std::string& by) {
@@ -347,6 +408,20 @@ void Mailbox::Touch(Item& item, const std::string& by) {
   item.modified = Now();
   item.modified_by = by;
   if (Folder* folder = FindFolder(item.folder)) folder->content_change = last_change;
+  Tell(StoreChange::Kind::kModified, item);
+}
+
+void Mailbox::Replace(Item& item, Item&& with, const std::string& by) {
+  const bool counted = item.IsUnread() != with.IsUnread();
+  item = std::move(with);
+  Touch(item, by);
+  if (const Folder* folder = FindFolder(item.folder); counted && folder != nullptr)
+    Tell(StoreChange::Kind::kModified, *folder);
+}
+
+void Mailbox::Touch(Folder& folder) {
+  folder.change = ++last_change;
+  Tell(StoreChange::Kind::kModified, folder);
 }
 
 void Mailbox::Adopt(Item& item) {
@@ -382,130 +457,6 @@ std::string Mailbox::KeyOf(const Folder& folder) const {
                              : folder.element == "SearchFolder"   ? 7
                                                                   : 1;
   return ChangeKey(guid, kind, folder.change);
-}
-
-Store::Store(int version) : server_version(version) {
-  public_folders_ = std::make_unique<Mailbox>();
-  public_folders_->guid = NewGuid();
-  public_folders_->owner.display_name = "Public Folders";
-  auto root = std::make_unique<Folder>();
-  root->number = 1;
-  root->entry_id = FolderEntryId(public_folders_->guid, 1);
-  root->change = 1;
-  root->element = "Folder";
-  root->display_name = "IPM_SUBTREE";
-  root->distinguished = "publicfoldersroot";
-  public_folders_->root = root->entry_id;
-  public_folders_->distinguished["publicfoldersroot"] = root->entry_id;
-  public_folders_->folders.emplace(root->entry_id, std::move(root));
-}
-
-void Store::MakeFolders(Mailbox& mailbox) const {
-  for (const DistinguishedRow& row : kDistinguished) {
-    if (row.display_name == nullptr || row.since > server_version) continue;
-    Folder* folder = nullptr;
-    if (*row.parent == '\0') {
-      auto root = std::make_unique<Folder>();
-      root->number = ++mailbox.last_number;
-      root->entry_id = FolderEntryId(mailbox.guid, root->number);
-      root->change = ++mailbox.last_change;
-      root->element = row.element;
-      mailbox.root = root->entry_id;
-      folder = mailbox.folders.emplace(root->entry_id, std::move(root)).first->second.get();
-    } else {
-      folder = &mailbox.AddFolder(*mailbox.Distinguished(row.parent), row.element, row.display_name, row.folder_class);
-    }
-    folder->distinguished = row.name;
-    mailbox.distinguished[row.name] = folder->entry_id;
-  }
-}
-
-void Store::SetOwner(Mailbox& mailbox, const User& user) {
-  mailbox.owner = user;
-  if (mailbox.owner.name.empty()) mailbox.owner.name = user.smtp_address.substr(0, user.smtp_address.find('@'));
-  if (mailbox.owner.display_name.empty()) mailbox.owner.display_name = mailbox.owner.name;
-}
-
-void Store::Restore(std::unique_ptr<Mailbox> mailbox) {
-  if (ByAddress(mailbox->owner.smtp_address) != nullptr)
-    throw SimulatorError("There are two mailboxes of " + mailbox->owner.smtp_address + ".");
-  mailboxes_.push_back(std::move(mailbox));
-}
-
-Mailbox& Store::AddMailbox(const User& user) {
-  if (user.smtp_address.find('@') == std::string::npos)
-    throw OptionError("The address of a user must be an SMTP address: \"" + user.smtp_address + "\".");
-  if (ByAddress(user.smtp_address) != nullptr)
-    throw OptionError("There are two users with the address " + user.smtp_address + ".");
-  auto mailbox = std::make_unique<Mailbox>();
-  SetOwner(*mailbox, user);
-  mailbox->guid = NewGuid();
-  MakeFolders(*mailbox);
-  return *mailboxes_.emplace_back(std::move(mailbox));
-}
-
-Mailbox* Store::ByAddress(std::string_view smtp_address) const {
-  for (const auto& mailbox : mailboxes_)
-    if (SameText(mailbox->owner.smtp_address, smtp_address)) return mailbox.get();
-  return nullptr;
-}
-
-Mailbox* Store::ByGuid(std::string_view guid) const {
-  for (const auto& mailbox : mailboxes_)
-    if (mailbox->guid == guid) return mailbox.get();
-  return public_folders_->guid == guid ? public_folders_.get() : nullptr;
-}
-
-Mailbox* Store::ByEntry(std::string_view entry_id) const {
-  for (const auto& mailbox : mailboxes_)
-    if (mailbox->FindFolder(entry_id) != nullptr || mailbox->FindItem(entry_id) != nullptr) return mailbox.get();
-  if (public_folders_->FindFolder(entry_id) != nullptr || public_folders_->FindItem(entry_id) != nullptr)
-    return public_folders_.get();
-  return nullptr;
-}
-
-Mailbox* Store::ByLogon(std::string_view name) const {
-  if (const std::size_t slash = name.find('\\'); slash != std::string_view::npos) name.remove_prefix(slash + 1);
-  for (const auto& mailbox : mailboxes_)
-    if (SameText(mailbox->owner.name, name) || SameText(mailbox->owner.smtp_address, name)) return mailbox.get();
-  return nullptr;
-}
-
-Access Store::AccessTo(const Mailbox& mailbox, const Folder& folder, const User& user) const {
-  if (SameText(mailbox.owner.smtp_address, user.smtp_address)) return Access::kOwner;
-  const std::string address = Lower(user.smtp_address);
-  Access access = &mailbox == public_folders_.get() ? Access::kAuthor : Access::kNone;
-  const auto raise = [&](const std::string& granted_mailbox, const std::string& granted_folder, Access granted) {
-    if (!SameText(granted_mailbox, mailbox.owner.smtp_address)) return;
-    if (!granted_folder.empty()) {
-      // A right in a folder holds for what is below it.
-      const Folder* at = &folder;
-      while (at != nullptr && at->distinguished != granted_folder) at = mailbox.FindFolder(at->parent);
-      if (at == nullptr) return;
-    }
-    access = std::max(access, granted);
-  };
-  const Mailbox* own = ByAddress(user.smtp_address);
-  for (const Grant& grant : own != nullptr ? own->owner.grants : user.grants)
-    raise(grant.mailbox, grant.folder, grant.access);
-  if (const auto found = mailbox.access.find(address); found != mailbox.access.end())
-    access = std::max(access, found->second);
-  if (const auto found = folder.access.find(address); found != folder.access.end())
-    access = std::max(access, found->second);
-  return access;
-}
-
-std::vector<std::string> DistinguishedNames(int since) {
-  std::vector<std::string> names;
-  for (const DistinguishedRow& row : kDistinguished)
-    if (row.display_name != nullptr && row.since >= since) names.emplace_back(row.name);
-  return names;
-}
-
-int DistinguishedSince(std::string_view name) {
-  for (const DistinguishedRow& row : kDistinguished)
-    if (name == row.name) return row.since;
-  return -1;
 }
 
 }  // namespace velmore::simulator

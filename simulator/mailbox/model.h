@@ -13,23 +13,17 @@
 #include <unordered_map>
 #include <vector>
 
-#include "simulator/mailbox/time.h"
-#include "simulator/protocol/schema.h"
-#include "simulator/simulator.h"
+#include "simulator/mailbox/observers.h"
+#include "simulator/schema/refusal.h"
+#include "simulator/schema/schema.h"
+#include "simulator/time/time.h"
+#include "simulator/types/options.h"
+#include "simulator/types/text.h"
 #include "simulator/xml/element.h"
 
 namespace velmore::simulator {
 
 struct Item;
-
-/// A refusal of a request or of one of its parts.
-class EwsError : public std::runtime_error {
- public:
-  /// With an empty text the one that Exchange uses for the code.
-  explicit EwsError(std::string code, const std::string& text = {});
-  std::string code;
-  std::vector<Element> details;  // content of MessageXml
-};
 
 /// Identity of an extended property: a MAPI tag, or a property set with an id or a name.
 struct ExtendedKey {
@@ -102,7 +96,10 @@ struct Item {
   void SetExtended(ExtendedValue value);
   std::size_t Size() const;
   bool IsDraft() const { return Flag("IsDraft"); }
+  bool IsUnread() const { return Text("IsRead") == "false"; }
 };
+/// A copy without ids.
+std::shared_ptr<Item> Copy(const Item& item);
 
 struct Folder {
   std::string entry_id;
@@ -126,6 +123,8 @@ struct Folder {
   };
   Search search;
   std::uint64_t content_change = 0;  // moves whenever an item in here does
+
+  std::size_t UnreadCount() const;
 };
 
 struct Mailbox {
@@ -138,25 +137,49 @@ struct Mailbox {
   std::map<std::string, Access> access;              // to the whole mailbox, by SMTP address in lower case
   std::uint64_t last_change = 100;
   std::uint64_t last_number = 1000;
+  Observers* observers = nullptr;  // told of every change; those of the store
 
   Folder* FindFolder(std::string_view entry_id) const;
   std::shared_ptr<Item> FindItem(std::string_view entry_id) const;
   Folder* Distinguished(std::string_view name) const;
   Folder& AddFolder(Folder& parent, const std::string& element, const std::string& display_name,
                     const std::string& folder_class);
-  /// Puts an item into a folder: gives it an id when it has none and moves its change key.
+  /// Puts an item into a folder: gives it an id and moves its change key.
   Item& AddItem(Folder& folder, std::shared_ptr<Item> item);
+  /// Puts an item into the inbox as new mail.
+  Item& Deliver(std::shared_ptr<Item> item);
   void RemoveItem(const std::string& entry_id);
-  void RemoveFolder(const std::string& entry_id);  // with all that is in it
+  /// An item leaves this mailbox, or its folder, and stands in another, under a new id.
+  Item& MoveItem(const std::shared_ptr<Item>& item, Mailbox& to, Folder& folder);
+  Item& CopyItem(const Item& item, Mailbox& to, Folder& folder) const;
+  // Folders with all that is in them
+  void RemoveFolder(const std::string& entry_id);
+  void MoveFolder(Folder& folder, Folder& parent);  // within the mailbox
+  Folder& CopyFolder(const Folder& folder, Mailbox& to, Folder& parent) const;
   /// Moves the change key.
   void Touch(Item& item, const std::string& by);
-  void Touch(Folder& folder) { folder.change = ++last_change; }
+  void Touch(Folder& folder);
+  /// Gives an item another content, and moves its change key.
+  void Replace(Item& item, Item&& with, const std::string& by);
   /// Gives ids to the attachments of an item, and to the items in them.
   void Adopt(Item& item);
   std::string IdOf(const Item& item) const;
   std::string IdOf(const Folder& folder) const;
   std::string KeyOf(const Item& item) const;
   std::string KeyOf(const Folder& folder) const;
+
+ private:
+  StoreChange::Place PlaceOf(const Item& item) const;
+  StoreChange::Place PlaceOf(const Folder& folder) const;
+  void Tell(StoreChange::Kind kind, const Item& item, const StoreChange::Place& before = {}) const;
+  void Tell(StoreChange::Kind kind, const Folder& folder, const StoreChange::Place& before = {}) const;
+  // What the operations above are made of; nobody is told.
+  Folder& NewFolder(Folder& parent, const std::string& element, const std::string& display_name,
+                    const std::string& folder_class);
+  Item& Put(Folder& folder, std::shared_ptr<Item> item);
+  Folder* Take(const std::string& entry_id);  // the folder that it was in
+  void RemoveTree(const Folder& folder);
+  Folder& CopyTree(const Folder& folder, Mailbox& to, Folder& parent) const;
 };
 
 /// All mailboxes and the directory.
@@ -171,7 +194,8 @@ class Store {
   static void SetOwner(Mailbox& mailbox, const User& user);
   /// Takes a mailbox as it was kept. Throws SimulatorError when there is one of that address.
   void Restore(std::unique_ptr<Mailbox> mailbox);
-  void RestorePublicFolders(std::unique_ptr<Mailbox> mailbox) { public_folders_ = std::move(mailbox); }
+  void RestorePublicFolders(std::unique_ptr<Mailbox> mailbox);
+  Observers& GetObservers() { return observers_; }
   void AddContact(const DirectoryContact& contact) { contacts.push_back(contact); }
   Mailbox* ByAddress(std::string_view smtp_address) const;  // compares without case
   Mailbox* ByGuid(std::string_view guid) const;
@@ -188,6 +212,7 @@ class Store {
 
  private:
   void MakeFolders(Mailbox& mailbox) const;
+  Observers observers_;
   std::vector<std::unique_ptr<Mailbox>> mailboxes_;
   std::unique_ptr<Mailbox> public_folders_;
 };
@@ -196,8 +221,5 @@ class Store {
 int DistinguishedSince(std::string_view name);
 /// Distinguished names of the folders of a mailbox that came with this version or later.
 std::vector<std::string> DistinguishedNames(int since);
-
-std::string Lower(std::string_view text);               // ASCII
-bool SameText(std::string_view a, std::string_view b);  // without case of ASCII
 
 }  // namespace velmore::simulator

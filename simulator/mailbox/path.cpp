@@ -99,6 +99,12 @@ Element WritePath(const Path& path) {
   return element;
 }
 
+EwsError Refusal(const char* code, const Path& path) {
+  EwsError error(code);
+  error.details.push_back(WritePath(path));
+  return error;
+}
+
 Shape ParseShape(const Element& element) {
   Shape shape;
   const std::string& base = element.ChildText("BaseShape");
@@ -109,8 +115,7 @@ Shape ParseShape(const Element& element) {
     if (text == "HTML") return Shape::BodyKind::kHtml;
     return text == "Text" ? Shape::BodyKind::kText : Shape::BodyKind::kBest;
   };
-  const std::string& mime = element.ChildText("IncludeMimeContent");
-  shape.mime = mime == "true" || mime == "1";
+  shape.mime = IsTrue(element.ChildText("IncludeMimeContent"));
   shape.body = kind("BodyType");
   shape.unique_body = element.Child("UniqueBodyType") != nullptr ? kind("UniqueBodyType") : shape.body;
   shape.normalized_body = element.Child("NormalizedBodyType") != nullptr ? kind("NormalizedBodyType") : shape.body;

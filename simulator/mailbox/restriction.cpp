@@ -33,21 +33,13 @@ bool ExactPhrase(const std::string& text, const std::string& needle) {
   return false;
 }
 
-bool ReadBoolean(const std::string& text) {
-  return text == "true" || text == "1";
-}
-
 void CheckQueryable(const Path& path) {
   if (path.extended || !path.indexed_uri.empty()) return;
   static const char* const kSearchable[] = {"Body", "ToRecipients", "CcRecipients", "BccRecipients"};
   const std::string& name = path.field->member->name;
   const bool searchable =
       std::any_of(std::begin(kSearchable), std::end(kSearchable), [&](const char* n) { return name == n; });
-  if (path.field->member->Has('q') && !searchable) {
-    EwsError error("ErrorUnsupportedPathForQuery");
-    error.details.push_back(WritePath(path));
-    throw error;
-  }
+  if (path.field->member->Has('q') && !searchable) throw Refusal("ErrorUnsupportedPathForQuery", path);
 }
 
 /// A constant must be of the kind of its field.
@@ -56,7 +48,7 @@ void CheckConstant(const Path& path, const std::string& constant) {
   char* end = nullptr;
   switch (path.Kind()) {
     case ValueKind::kBoolean:
-      good = constant == "true" || constant == "false" || constant == "1" || constant == "0";
+      good = IsBoolean(constant);
       break;
     case ValueKind::kInteger:
     case ValueKind::kDouble:
@@ -75,8 +67,7 @@ void CheckConstant(const Path& path, const std::string& constant) {
       break;
   }
   if (good) return;
-  EwsError error("ErrorInvalidValueForProperty");
-  error.details.push_back(WritePath(path));
+  EwsError error = Refusal("ErrorInvalidValueForProperty", path);
   Element value = Types("Value", constant);
   value.Set("Name", "Constant");
   error.details.push_back(value);
@@ -140,12 +131,8 @@ std::unique_ptr<Restriction::Node> Restriction::Read(const Element& expression) 
     node->ignore_case = comparison.find("IgnoreCase") != std::string::npos || comparison.starts_with("Loose");
     node->ignore_marks = comparison.find("NonSpac") != std::string::npos || comparison.starts_with("Loose");
     const ValueKind kind = node->path.Kind();
-    if (kind != ValueKind::kString && kind != ValueKind::kComplex && kind != ValueKind::kEnumeration) {
-      EwsError error("ErrorContainsFilterWrongType",
-                     "The Contains filter can be specified only for string properties.");
-      error.details.push_back(WritePath(node->path));
-      throw error;
-    }
+    if (kind != ValueKind::kString && kind != ValueKind::kComplex && kind != ValueKind::kEnumeration)
+      throw Refusal("ErrorContainsFilterWrongType", node->path);
     node->constant = Fold(node->constant, node->ignore_case, node->ignore_marks);
   } else {
     node->kind = Kind::kCompare;
@@ -236,11 +223,8 @@ std::vector<SortField> ParseSortOrder(const Element& order) {
     if (entry.children.empty() || !IsPath(entry.children.front())) throw EwsError("ErrorInvalidRequest");
     field.path = ParsePath(entry.children.front());
     field.descending = entry.AttributeText("Order") == "Descending";
-    if (!field.path.extended && field.path.indexed_uri.empty() && field.path.field->member->Has('q')) {
-      EwsError error("ErrorUnsupportedPathForSortGroup");
-      error.details.push_back(WritePath(field.path));
-      throw error;
-    }
+    if (!field.path.extended && field.path.indexed_uri.empty() && field.path.field->member->Has('q'))
+      throw Refusal("ErrorUnsupportedPathForSortGroup", field.path);
     fields.push_back(std::move(field));
   }
   return fields;
@@ -250,7 +234,7 @@ int CompareValues(const std::string& a, const std::string& b, ValueKind kind) {
   const auto order = [](auto x, auto y) { return x < y ? -1 : x > y ? 1 : 0; };
   switch (kind) {
     case ValueKind::kBoolean:
-      return order(ReadBoolean(a) ? 1 : 0, ReadBoolean(b) ? 1 : 0);
+      return order(IsTrue(a) ? 1 : 0, IsTrue(b) ? 1 : 0);
     case ValueKind::kInteger:
       return order(std::strtoll(a.c_str(), nullptr, 10), std::strtoll(b.c_str(), nullptr, 10));
     case ValueKind::kDouble:

@@ -29,13 +29,6 @@ Element EffectiveRights(const Viewer& viewer, const char* name) {
   return rights;
 }
 
-std::string DisplayNames(const Item& item, const char* property) {
-  std::string out;
-  if (const Element* holder = item.Find(property))
-    for (const Element& mailbox : holder->children) out += (out.empty() ? "" : "; ") + mailbox.ChildText("Name");
-  return out;
-}
-
 bool HasRealAttachments(const Item& item) {
   return std::any_of(item.attachments.begin(), item.attachments.end(),
                      [](const Attachment& a) { return !a.is_inline; });
@@ -242,6 +235,13 @@ std::vector<std::string> TextsOf(const Element& value, const Path& path) {
 
 }  // namespace
 
+std::string DisplayNames(const Item& item, const char* property) {
+  std::string out;
+  if (const Element* holder = item.Find(property))
+    for (const Element& mailbox : holder->children) out += (out.empty() ? "" : "; ") + mailbox.ChildText("Name");
+  return out;
+}
+
 Element ItemIdElement(const Mailbox& mailbox, const Item& item, const char* name) {
   Element id = Types(name);
   id.Set("Id", mailbox.IdOf(item));
@@ -413,11 +413,7 @@ std::optional<Element> FolderProperty(const Folder& folder, const Member& member
     return Types(name, std::to_string(count));
   }
   if (name == "ChildFolderCount") return Types(name, std::to_string(folder.children.size()));
-  if (name == "UnreadCount") {
-    std::size_t count = 0;
-    for (const auto& [number, item] : folder.items) count += item->Text("IsRead") == "false" ? 1 : 0;
-    return Types(name, std::to_string(count));
-  }
+  if (name == "UnreadCount") return Types(name, std::to_string(folder.UnreadCount()));
   if (name == "EffectiveRights") return EffectiveRights(viewer, "EffectiveRights");
   if (name == "DistinguishedFolderId")
     return folder.distinguished.empty() ? std::nullopt : std::optional(Types(name, folder.distinguished));

@@ -4,7 +4,6 @@
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/recurrence.h"
 #include "simulator/operations/operations.h"
-#include "simulator/protocol/texts.h"
 
 namespace velmore::simulator {
 
@@ -54,9 +53,6 @@ Element Response(const char* operation) {
 
 }  // namespace
 
-SoapFault::SoapFault(std::string fault_code, const std::string& text)
-    : std::runtime_error(text.empty() ? std::string(DefaultText(fault_code)) : text), code(std::move(fault_code)) {}
-
 Operation FindOperation(std::string_view name, int version) {
   for (const OperationRow& row : kOperations)
     if (name == row.name && row.since <= version) return row.operation;
@@ -69,6 +65,24 @@ std::vector<std::string> OperationNames(int since) {
     if (row.since >= since) names.emplace_back(row.name);
   std::sort(names.begin(), names.end());
   return names;
+}
+
+std::string VersionGaps(const std::string& version) {
+  const int index = VersionIndex(version);
+  if (index < 0) throw OptionError("Unknown server version \"" + version + "\".");
+  std::string text;
+  const auto list = [&](const char* what, const std::vector<std::string>& names) {
+    if (names.empty()) return;
+    text += what;
+    for (std::size_t i = 0; i < names.size(); ++i) text += (i == 0 ? " " : ", ") + names[i];
+    text += '\n';
+  };
+  // What came after this version: from the same tables that the answers come from.
+  list("operations:", OperationNames(index + 1));
+  list("folders:", DistinguishedNames(index + 1));
+  list("fields:", FieldUris(index + 1));
+  if (index == kExchange2007) text += "replies that tell the version by name\n";
+  return text;
 }
 
 Element ErrorMessage(const std::string& operation, const EwsError& error, bool warning) {

@@ -6,7 +6,7 @@
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
 #include "simulator/operations/operations.h"
-#include "simulator/protocol/versions.h"
+#include "simulator/types/versions.h"
 
 namespace velmore::simulator {
 
@@ -46,18 +46,6 @@ void ReturnUndelivered(Context& context, const Item& sent, const std::string& ad
 
 }  // namespace
 
-std::shared_ptr<Item> Copy(const Item& item) {
-  auto copy = std::make_shared<Item>(item);
-  copy->entry_id.clear();
-  copy->number = 0;
-  copy->id_tail.clear();
-  for (Attachment& attachment : copy->attachments) {
-    attachment.number.clear();
-    if (attachment.item != nullptr) attachment.item = Copy(*attachment.item);
-  }
-  return copy;
-}
-
 Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, const std::string& from_server) {
   const Seconds now = Now();
   const std::string received = "Received: from " + from_server + " (127.0.0.1) by " + ServerName(store.server_version) +
@@ -83,7 +71,7 @@ Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, cons
     recipient.Add(MailboxElement(mailbox.owner.display_name, mailbox.owner.smtp_address, "Mailbox"));
     item->Set(std::move(recipient));
   }
-  return mailbox.AddItem(*mailbox.Distinguished("inbox"), std::move(item));
+  return mailbox.Deliver(std::move(item));
 }
 
 void Send(Context& context, Item& item) {
@@ -202,8 +190,7 @@ Element CreateItem(Context& context, const Element& request) {
 }
 
 Element SendItem(Context& context, const Element& request) {
-  const std::string& save_text = request.AttributeText("SaveItemToFolder");
-  const bool save = save_text == "true" || save_text == "1";
+  const bool save = IsTrue(request.AttributeText("SaveItemToFolder"));
   return RespondEach("SendItem", *request.Child("ItemIds"), [&](const Element& id) {
     if (!save && request.Child("SavedItemFolderId") != nullptr) throw EwsError("ErrorInvalidSendItemSaveSettings");
     const Found found = LocateItem(context, id);

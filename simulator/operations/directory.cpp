@@ -49,8 +49,7 @@ Element ResolveNames(Context& context, const Element& request) {
   if (Lower(entry).starts_with("smtp:")) entry.erase(0, 5);
   std::string scope = request.AttributeText("SearchScope");
   if (scope.empty()) scope = "ActiveDirectoryContacts";
-  const std::string& full_text = request.AttributeText("ReturnFullContactData");
-  const bool full = full_text == "true" || full_text == "1";
+  const bool full = IsTrue(request.AttributeText("ReturnFullContactData"));
 
   std::vector<Candidate> directory;
   if (scope.find("ActiveDirectory") != std::string::npos) {

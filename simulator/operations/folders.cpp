@@ -30,12 +30,6 @@ std::string ElementOf(const std::string& folder_class, const std::string& fallba
   return fallback;
 }
 
-EwsError Refusal(const char* code, const Path& path) {
-  EwsError error(code);
-  error.details.push_back(WritePath(path));
-  return error;
-}
-
 void SetExtended(Folder& folder, const Element& property) {
   ExtendedValue value;
   value.key = ParseExtendedKey(*property.Child("ExtendedFieldURI"));
@@ -57,30 +51,6 @@ bool IsInside(const Mailbox& mailbox, const Folder& folder, const Folder& ancest
   for (const Folder* at = &folder; at != nullptr; at = mailbox.FindFolder(at->parent))
     if (at == &ancestor) return true;
   return false;
-}
-
-Folder& CopyTree(const Mailbox& from, const Folder& folder, Mailbox& to, Folder& parent) {
-  Folder& copy = to.AddFolder(parent, folder.element, folder.display_name, folder.folder_class);
-  copy.extended = folder.extended;
-  for (const auto& [number, item] : folder.items) {
-    const std::shared_ptr<Item> duplicate = Copy(*item);
-    duplicate->exceptions = item->exceptions;
-    to.AddItem(copy, duplicate);
-  }
-  for (const std::string& child : std::vector<std::string>(folder.children))
-    CopyTree(from, *from.FindFolder(child), to, copy);
-  return copy;
-}
-
-void MoveTree(Mailbox& mailbox, Folder& folder, Folder& parent) {
-  if (Folder* old = mailbox.FindFolder(folder.parent)) {
-    std::erase(old->children, folder.entry_id);
-    mailbox.Touch(*old);
-  }
-  folder.parent = parent.entry_id;
-  parent.children.push_back(folder.entry_id);
-  mailbox.Touch(parent);
-  mailbox.Touch(folder);
 }
 
 /// A name that is free below a folder: deleted folders may bear the same one.
@@ -106,9 +76,9 @@ Element CopyOrMove(Context& context, const Element& request, bool move) {
           throw EwsError("ErrorFolderExists");
         Folder* result = source.folder;
         if (move && source.mailbox == target.mailbox) {
-          MoveTree(*source.mailbox, *source.folder, *target.folder);
+          source.mailbox->MoveFolder(*source.folder, *target.folder);
         } else {
-          result = &CopyTree(*source.mailbox, *source.folder, *target.mailbox, *target.folder);
+          result = &source.mailbox->CopyFolder(*source.folder, *target.mailbox, *target.folder);
           if (move) source.mailbox->RemoveFolder(source.folder->entry_id);
         }
         return std::vector<Element>{Holding(*target.mailbox, *result)};
@@ -204,7 +174,7 @@ Element DeleteFolder(Context& context, const Element& request) {
     if (request.AttributeText("DeleteType") == "MoveToDeletedItems" && trash != nullptr &&
         !IsInside(*place.mailbox, *place.folder, *trash)) {
       place.folder->display_name = FreeName(*place.mailbox, *trash, place.folder->display_name);
-      MoveTree(*place.mailbox, *place.folder, *trash);
+      place.mailbox->MoveFolder(*place.folder, *trash);
     } else {
       place.mailbox->RemoveFolder(std::string(place.folder->entry_id));
     }
@@ -213,8 +183,7 @@ Element DeleteFolder(Context& context, const Element& request) {
 }
 
 Element EmptyFolder(Context& context, const Element& request) {
-  const std::string& sub = request.AttributeText("DeleteSubFolders");
-  const bool with_folders = sub == "true" || sub == "1";
+  const bool with_folders = IsTrue(request.AttributeText("DeleteSubFolders"));
   return RespondEach("EmptyFolder", *request.Child("FolderIds"), [&](const Element& id) {
     const Place place = LocateFolder(context, id);
     Require(place, Access::kOwner);
@@ -225,8 +194,10 @@ Element EmptyFolder(Context& context, const Element& request) {
     Folder* trash = to_trash ? place.mailbox->Distinguished("deleteditems") : nullptr;
     const auto items = place.folder->items;
     for (const auto& [number, item] : items) {
-      if (trash != nullptr) place.mailbox->AddItem(*trash, Copy(*item));
-      place.mailbox->RemoveItem(std::string(item->entry_id));
+      if (trash != nullptr)
+        place.mailbox->MoveItem(item, *place.mailbox, *trash);
+      else
+        place.mailbox->RemoveItem(item->entry_id);
     }
     if (!with_folders) return std::vector<Element>{};
     for (const std::string& child_id : std::vector<std::string>(place.folder->children)) {
@@ -234,7 +205,7 @@ Element EmptyFolder(Context& context, const Element& request) {
       if (child == nullptr || !child->distinguished.empty()) continue;
       if (trash != nullptr) {
         child->display_name = FreeName(*place.mailbox, *trash, child->display_name);
-        MoveTree(*place.mailbox, *child, *trash);
+        place.mailbox->MoveFolder(*child, *trash);
       } else {
         place.mailbox->RemoveFolder(child_id);
       }

@@ -94,7 +94,7 @@ void SetExtendedProperty(Item& item, const Element& value) {
   for (const std::string& text : extended.values) {
     switch (extended.key.Kind()) {
       case ValueKind::kBoolean:
-        good = text == "true" || text == "false" || text == "1" || text == "0";
+        good = IsBoolean(text);
         break;
       case ValueKind::kInteger:
         good = !text.empty() && text.find_first_not_of("0123456789", text.front() == '-' ? 1 : 0) == std::string::npos;
@@ -120,7 +120,7 @@ void SetExtendedProperty(Item& item, const Element& value) {
     }
   }
   for (std::string& text : extended.values)
-    if (extended.key.Kind() == ValueKind::kBoolean) text = text == "true" || text == "1" ? "true" : "false";
+    if (extended.key.Kind() == ValueKind::kBoolean) text = IsTrue(text) ? "true" : "false";
   if (extended.key.set.empty()) {
     // Some tags are other names of properties of the schema.
     switch (extended.key.number) {
@@ -167,7 +167,7 @@ std::string DefaultClass(const std::string& element) {
 }
 
 std::string Normalized(const Member& member, const std::string& text) {
-  if (member.kind == ValueKind::kBoolean) return text == "true" || text == "1" ? "true" : "false";
+  if (member.kind == ValueKind::kBoolean) return IsTrue(text) ? "true" : "false";
   if (member.kind == ValueKind::kDateTime) {
     const auto time = ParseTime(text);
     return time ? TimeText(*time) : text;
@@ -240,9 +240,8 @@ Attachment MakeAttachment(Context& context, const Element& element) {
   attachment.content_type = element.ChildText("ContentType");
   attachment.content_id = element.ChildText("ContentId");
   attachment.content_location = element.ChildText("ContentLocation");
-  attachment.is_inline = element.ChildText("IsInline") == "true" || element.ChildText("IsInline") == "1";
-  attachment.is_contact_photo =
-      element.ChildText("IsContactPhoto") == "true" || element.ChildText("IsContactPhoto") == "1";
+  attachment.is_inline = IsTrue(element.ChildText("IsInline"));
+  attachment.is_contact_photo = IsTrue(element.ChildText("IsContactPhoto"));
   attachment.modified = Now();
   if (element.name == "FileAttachment") {
     const Element* content = element.Child("Content");

@@ -17,14 +17,6 @@ void CheckKey(const Element& id) {
   if (!key.empty() && !ParseChangeKey(key)) throw EwsError("ErrorInvalidChangeKey");
 }
 
-/// An item leaves its folder and stands in another, under a new id.
-Item& MoveTo(Mailbox& from, const std::shared_ptr<Item>& item, Mailbox& to, Folder& folder) {
-  const std::shared_ptr<Item> moved = Copy(*item);
-  moved->exceptions = item->exceptions;
-  from.RemoveItem(item->entry_id);
-  return to.AddItem(folder, moved);
-}
-
 Element CopyOrMove(Context& context, const Element& request, bool move) {
   const char* operation = move ? "MoveItem" : "CopyItem";
   const std::string& wanted = request.ChildText("ReturnNewItemIds");
@@ -43,17 +35,10 @@ Element CopyOrMove(Context& context, const Element& request, bool move) {
               "The CopyItem and MoveItem operations cannot be performed on an occurrence of a recurring item.");
         if (!found.item->id_tail.empty()) throw EwsError("ErrorMoveCopyFailed");
         CheckFits(*found.item, *target.folder);
-        const Item* result = nullptr;
-        if (move) {
-          result = &MoveTo(*found.mailbox, found.item, *target.mailbox, *target.folder);
-        } else {
-          const std::shared_ptr<Item> copy = Copy(*found.item);
-          copy->exceptions = found.item->exceptions;
-          copy->created = 0;
-          result = &target.mailbox->AddItem(*target.folder, copy);
-        }
+        const Item& result = move ? found.mailbox->MoveItem(found.item, *target.mailbox, *target.folder)
+                                  : found.mailbox->CopyItem(*found.item, *target.mailbox, *target.folder);
         Element items = Messages("Items");
-        if (with_ids) items.Add(result->element).Add(ItemIdElement(*target.mailbox, *result));
+        if (with_ids) items.Add(result.element).Add(ItemIdElement(*target.mailbox, result));
         return std::vector<Element>{std::move(items)};
       },
       {Messages("Items")});
@@ -91,7 +76,7 @@ Element DeleteItem(Context& context, const Element& request) {
     // What is deleted softly can be had back from the recoverable items, where the server has them.
     if (type == "SoftDelete") to = found.mailbox->Distinguished("recoverableitemsdeletions");
     if (to != nullptr)
-      MoveTo(*found.mailbox, found.item, *found.mailbox, *to);
+      found.mailbox->MoveItem(found.item, *found.mailbox, *to);
     else
       found.mailbox->RemoveItem(found.item->entry_id);
     return std::vector<Element>{};

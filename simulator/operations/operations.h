@@ -11,14 +11,6 @@
 
 namespace velmore::simulator {
 
-/// The whole request is refused with a SOAP fault.
-class SoapFault : public std::runtime_error {
- public:
-  explicit SoapFault(std::string fault_code, const std::string& text = {});
-  std::string code;
-  std::vector<Element> details;  // content of MessageXml
-};
-
 struct Context {
   Store& store;
   const Options& options;
@@ -30,6 +22,8 @@ struct Context {
 using Operation = Element (*)(Context& context, const Element& request);
 /// Null when there is no such operation, or not at this version of the request.
 Operation FindOperation(std::string_view name, int version);
+/// See simulator.h.
+std::string VersionGaps(const std::string& version);
 /// Names of the operations that came with this version or later, in alphabetical order.
 std::vector<std::string> OperationNames(int since = 0);
 
@@ -97,8 +91,6 @@ void Refresh(Context& context, Item& item);
 
 /// Sends a message from the user's mailbox to all its recipients; sets what a sent message has.
 void Send(Context& context, Item& item);
-/// A copy without id, as CopyItem makes it.
-std::shared_ptr<Item> Copy(const Item& item);
 /// Delivers to one mailbox.
 Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, const std::string& from_server);
 

@@ -141,7 +141,7 @@ Element ZoneElement(const ZoneRow& row, bool full) {
 Element GetServerTimeZones(Context&, const Element& request) {
   return RespondOnce("GetServerTimeZones", [&] {
     const std::string& full_text = request.AttributeText("ReturnFullTimeZoneData");
-    const bool full = full_text.empty() || full_text == "true" || full_text == "1";
+    const bool full = full_text.empty() || IsTrue(full_text);
     Element definitions = Messages("TimeZoneDefinitions");
     const Element* ids = request.Child("Ids");
     for (const ZoneRow& row : kZones) {

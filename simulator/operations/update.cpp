@@ -20,12 +20,6 @@ std::string WriteName(const Path& path) {
          (path.indexed_uri.empty() ? "" : "/" + path.indexed_uri);
 }
 
-EwsError Refusal(const char* code, const Path& path) {
-  EwsError error(code);
-  error.details.push_back(WritePath(path));
-  return error;
-}
-
 /// The member of an item's type that a path means; refuses paths of other kinds of items.
 const Member& MemberOf(const Item& item, const Path& path, const char* code) {
   const SchemaType* type = Schema::Instance().ItemType(item.element);
@@ -230,8 +224,7 @@ Element UpdateItem(Context& context, const Element& request) {
             result = changed.get();
           }
         } else if (!changes.paths.empty()) {
-          *found.item = std::move(*changed);
-          found.mailbox->Touch(*found.item, context.user.display_name);
+          found.mailbox->Replace(*found.item, std::move(*changed), context.user.display_name);
           for (const std::string& name : changes.names) found.item->written[name] = found.item->change;
           found.mailbox->Adopt(*found.item);
         }

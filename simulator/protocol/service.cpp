@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "simulator/protocol/texts.h"
-#include "simulator/protocol/versions.h"
+#include "simulator/schema/refusal.h"
+#include "simulator/types/versions.h"
 
 namespace velmore::simulator {
 

@@ -8,13 +8,15 @@
 #include <string_view>
 
 #include "simulator/operations/operations.h"
-#include "simulator/protocol/validator.h"
+#include "simulator/schema/validator.h"
+#include "simulator/types/reply_stream.h"
 
 namespace velmore::simulator {
 
 struct SoapReply {
   int status = 200;
   std::string body;
+  StreamBody stream = {};  // in place of the body, for a reply that stays open
 };
 
 /// A request after its envelope was read.

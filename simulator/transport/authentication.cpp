@@ -1,12 +1,17 @@
 #include "simulator/transport/authentication.h"
 
+#include <stdexcept>
+
+#include "simulator/types/text.h"
+#include "simulator/xml/element.h"
+
 namespace velmore::simulator {
 
 namespace {
 
 class Basic : public AuthenticationScheme {
  public:
-  explicit Basic(Store& store) : store_(store) {}
+  explicit Basic(const FindUser& find) : find_(find) {}
   std::string Name() const override { return "Basic"; }
   std::string Challenge() const override { return "Basic realm=\"Velmore EWS Simulator\""; }
   std::optional<User> Check(const std::string& credentials, std::shared_ptr<void>&, std::string&) override {
@@ -18,14 +23,13 @@ class Basic : public AuthenticationScheme {
     }
     const std::size_t colon = text.find(':');
     if (colon == std::string::npos) return std::nullopt;
-    const std::lock_guard lock(store_.mutex);
-    const Mailbox* mailbox = store_.ByLogon(text.substr(0, colon));
-    if (mailbox == nullptr || mailbox->owner.password != text.substr(colon + 1)) return std::nullopt;
-    return mailbox->owner;
+    std::optional<User> user = find_(text.substr(0, colon));
+    if (user && user->password != text.substr(colon + 1)) user.reset();
+    return user;
   }
 
  private:
-  Store& store_;
+  const FindUser& find_;
 };
 
 /// A scheme that is only offered: nobody can log on with it.
@@ -40,20 +44,20 @@ class Offered : public AuthenticationScheme {
   std::string name_;
 };
 
-std::unique_ptr<AuthenticationScheme> MakeScheme(Store& store, const std::string& name) {
-  if (SameText(name, "Basic")) return std::make_unique<Basic>(store);
+std::unique_ptr<AuthenticationScheme> MakeScheme(const FindUser& find, const std::string& name) {
+  if (SameText(name, "Basic")) return std::make_unique<Basic>(find);
   return std::make_unique<Offered>(name);
 }
 
 }  // namespace
 
-Authenticator::Authenticator(Store& store, const std::vector<std::string>& schemes) : store_(store) {
+Authenticator::Authenticator(FindUser find, const std::vector<std::string>& schemes) : find_(std::move(find)) {
   SetSchemes(schemes);
 }
 
 void Authenticator::SetSchemes(const std::vector<std::string>& schemes) {
   auto made = std::make_shared<Schemes>();
-  for (const std::string& name : schemes) made->push_back(MakeScheme(store_, name));
+  for (const std::string& name : schemes) made->push_back(MakeScheme(find_, name));
   const std::lock_guard lock(mutex_);
   schemes_ = std::move(made);
 }

@@ -2,16 +2,21 @@
 
 // Who is asking? One object per scheme; a new scheme is a new class and a line in MakeScheme.
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "simulator/mailbox/model.h"
 #include "simulator/transport/http_server.h"
+#include "simulator/types/options.h"
 
 namespace velmore::simulator {
+
+/// The user of a log-on name, as the directory knows him; nothing when there is none. Any thread may ask.
+using FindUser = std::function<std::optional<User>(std::string_view name)>;
 
 class AuthenticationScheme {
  public:
@@ -27,7 +32,7 @@ class AuthenticationScheme {
 
 class Authenticator {
  public:
-  Authenticator(Store& store, const std::vector<std::string>& schemes);
+  Authenticator(FindUser find, const std::vector<std::string>& schemes);
   struct Result {
     std::optional<User> user;
     std::vector<std::string> challenges;  // when there is no user
@@ -40,7 +45,7 @@ class Authenticator {
  private:
   using Schemes = std::vector<std::unique_ptr<AuthenticationScheme>>;
   std::shared_ptr<const Schemes> Current() const;
-  Store& store_;
+  const FindUser find_;
   mutable std::mutex mutex_;  // protects the pointer; requests under way keep the schemes that they began with
   std::shared_ptr<const Schemes> schemes_;
 };

@@ -1,8 +1,13 @@
 #include "simulator/transport/http_server.h"
 
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl.hpp>
@@ -11,12 +16,11 @@
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <condition_variable>
+#include <cstdio>
 #include <list>
 #include <map>
 #include <mutex>
 #include <thread>
-
-#include "simulator/simulator.h"
 
 namespace velmore::simulator {
 
@@ -49,6 +53,73 @@ std::string Compress(const std::string& body) {
   deflateEnd(&stream);
   return result == Z_STREAM_END ? out : std::string();
 }
+
+std::string Chunk(std::string_view bytes) {
+  std::array<char, 20> size{};
+  std::snprintf(size.data(), size.size(), "%zx\r\n", bytes.size());
+  return size.data() + std::string(bytes) + "\r\n";
+}
+
+/// A body as chunks of a size, end included.
+std::string Chunked(std::string_view body, std::size_t size) {
+  std::string out;
+  for (std::size_t at = 0; at < body.size(); at += size) out += Chunk(body.substr(at, size));
+  return out + "0\r\n\r\n";
+}
+
+/// Writes to a connection; a descriptor of its own wakes the thread that waits for the peer to go.
+template <class Stream>
+class OpenReply final : public ReplyStream {
+ public:
+  /// `cut`: ends the connection behind so many bytes; negative: never.
+  OpenReply(Stream& stream, bool chunks, std::int64_t cut)
+      : stream_(stream), chunks_(chunks), left_(cut), wake_(::eventfd(0, EFD_NONBLOCK)) {}
+  ~OpenReply() override { ::close(wake_); }
+  OpenReply(const OpenReply&) = delete;
+  OpenReply& operator=(const OpenReply&) = delete;
+
+  bool Write(std::string_view bytes) override {
+    // An empty chunk would end the reply.
+    if (!bytes.empty()) Send(chunks_ ? Chunk(bytes) : std::string(bytes));
+    return !error_;
+  }
+
+  bool Wait(std::chrono::milliseconds time) override {
+    std::array<pollfd, 2> watched = {pollfd{stream_.lowest_layer().native_handle(), POLLRDHUP, 0},
+                                     pollfd{wake_, POLLIN, 0}};
+    ::poll(watched.data(), watched.size(), static_cast<int>(std::clamp<std::int64_t>(time.count(), 0, 1 << 30)));
+    std::uint64_t count = 0;
+    if (watched[1].revents != 0) static_cast<void>(::read(wake_, &count, sizeof count));
+    if (watched[0].revents != 0) error_ = asio::error::eof;
+    return !error_;
+  }
+
+  void Wake() override {
+    const std::uint64_t one = 1;
+    static_cast<void>(::write(wake_, &one, sizeof one));
+  }
+
+  void Head(std::string_view bytes) { Send(bytes); }
+  /// True when all went out.
+  bool End() {
+    if (chunks_) Send("0\r\n\r\n");
+    return !error_;
+  }
+
+ private:
+  void Send(std::string_view bytes) {
+    const bool cut = left_ >= 0 && static_cast<std::uint64_t>(left_) < bytes.size();
+    if (cut) bytes = bytes.substr(0, static_cast<std::size_t>(left_));
+    if (!error_) asio::write(stream_, asio::buffer(bytes), error_);
+    if (left_ >= 0) left_ -= static_cast<std::int64_t>(bytes.size());
+    if (cut) error_ = asio::error::eof;
+  }
+  Stream& stream_;
+  const bool chunks_;
+  std::int64_t left_;
+  const int wake_;
+  boost::system::error_code error_;
+};
 
 const char* Reason(int status) {
   switch (status) {
@@ -237,6 +308,7 @@ struct HttpServer::Impl {
       }
       if (error) return false;
       const bool keep = parser.get().keep_alive();
+      request.may_chunk = parser.get().version() >= 11;
       request.method = std::string(parser.get().method_string());
       request.target = std::string(parser.get().target());
       for (const auto& field : parser.get())
@@ -248,15 +320,16 @@ struct HttpServer::Impl {
         if (!sockets.contains(state.number)) return false;
       }
       HttpResponse response = handler(request, state);
-      if (response.delay.count() > 0) Wait(response.delay);
+      if (response.fault.delay.count() > 0) Wait(response.fault.delay);
       {
         const std::lock_guard lock(mutex);
         if (stopping) return false;
       }
-      if (response.close_before) return false;
-      if (!keep) response.announce_close = true;
+      if (response.fault.close_before_reply) return false;
+      // Without chunks only the end of the connection tells where a stream ends.
+      if (!keep || (response.stream && !request.may_chunk)) response.announce_close = true;
       if (!Write(stream, response, &request)) return false;
-      if (response.close_after || response.announce_close) return true;
+      if (response.fault.close_after_reply || response.announce_close) return true;
     }
   }
 
@@ -275,13 +348,27 @@ struct HttpServer::Impl {
       }
     }
     for (const auto& [name, value] : response.headers) head += name + ": " + value + "\r\n";
-    head += "Content-Length: " + std::to_string(body->size()) + "\r\n";
+    const bool may_chunk = request != nullptr && request->may_chunk;
+    const bool chunked = may_chunk && (settings.chunk_bytes > 0 || response.stream);
+    if (chunked)
+      head += "Transfer-Encoding: chunked\r\n";
+    else if (!response.stream)
+      head += "Content-Length: " + std::to_string(body->size()) + "\r\n";
     if (response.announce_close) head += "Connection: close\r\n";
     head += "\r\n";
-    const std::string_view content =
-        request == nullptr || request->method != "HEAD" ? std::string_view(*body) : std::string_view();
+    const Fault& fault = response.fault;
     boost::system::error_code error;
-    if (response.cut_at_byte < 0 && response.piece_size == 0) {
+    if (response.stream) {
+      OpenReply<Stream> reply(stream, chunked, fault.cut_at_byte);
+      reply.Head(head);
+      response.stream(reply);
+      return reply.End();
+    }
+    std::string framed;
+    std::string_view content = *body;
+    if (chunked) content = framed = Chunked(*body, settings.chunk_bytes);
+    if (request != nullptr && request->method == "HEAD") content = {};
+    if (fault.cut_at_byte < 0 && fault.piece_size == 0) {
       const std::array<asio::const_buffer, 2> buffers = {asio::buffer(head), asio::buffer(content)};
       asio::write(stream, buffers, error);
       return !error;
@@ -289,11 +376,11 @@ struct HttpServer::Impl {
     std::string all = head;
     all += content;
     bool whole = true;
-    if (response.cut_at_byte >= 0 && static_cast<std::uint64_t>(response.cut_at_byte) < all.size()) {
-      all.resize(static_cast<std::size_t>(response.cut_at_byte));
+    if (fault.cut_at_byte >= 0 && static_cast<std::uint64_t>(fault.cut_at_byte) < all.size()) {
+      all.resize(static_cast<std::size_t>(fault.cut_at_byte));
       whole = false;
     }
-    const std::size_t piece = response.piece_size == 0 ? all.size() : response.piece_size;
+    const std::size_t piece = fault.piece_size == 0 ? all.size() : fault.piece_size;
     for (std::size_t at = 0; at < all.size() && !error; at += piece)
       asio::write(stream, asio::buffer(all.data() + at, std::min(piece, all.size() - at)), error);
     return !error && whole;

@@ -3,7 +3,6 @@
 // HTTP/1.1 on two ports, one thread a connection, blocking sockets: simple to follow, and every byte of a reply can be held
 // back, cut or dribbled. What is answered is decided by a handler; nothing here knows of mail.
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -11,6 +10,9 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "simulator/types/fault.h"
+#include "simulator/types/reply_stream.h"
 
 namespace velmore::simulator {
 
@@ -22,6 +24,7 @@ struct HttpRequest {
   Headers headers;
   std::string body;
   bool secure = false;
+  bool may_chunk = true;  // the client understands chunks
 
   const std::string* Header(std::string_view name) const;  // compares without case
 };
@@ -32,12 +35,9 @@ struct HttpResponse {
   std::string body;
   bool may_compress = true;
 
-  std::chrono::milliseconds delay{0};
-  bool close_before = false;      // no reply at all
-  bool close_after = false;       // closes behind the reply without announcing it
-  bool announce_close = false;    // "Connection: close"
-  std::int64_t cut_at_byte = -1;  // of head and body together
-  std::size_t piece_size = 0;
+  StreamBody stream;            // in place of the body; runs when the head is out
+  bool announce_close = false;  // "Connection: close"
+  Fault fault;                  // of which the delay, and what happens to the bytes, are done here
 };
 
 /// What a handler may keep for the life of a connection (the state of an authentication).
@@ -60,6 +60,7 @@ class HttpServer {
     std::string key;          // PEM
     std::size_t max_request_bytes = 0;
     bool gzip = true;
+    std::size_t chunk_bytes = 0;  // replies go in chunks of this size; 0: with their length in front
     std::function<void()> on_connection;
   };
 

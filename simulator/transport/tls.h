@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "simulator/simulator.h"
+#include "simulator/types/options.h"
 
 namespace velmore::simulator {
 

@@ -1,8 +1,27 @@
-#include "simulator/protocol/versions.h"
+#include "simulator/types/versions.h"
 
-#include "simulator/operations/operations.h"
+#include <iterator>
 
 namespace velmore::simulator {
+
+namespace {
+
+const char* const kVersions[] = {"Exchange2007",     "Exchange2007_SP1", "Exchange2009", "Exchange2010",
+                                 "Exchange2010_SP1", "Exchange2010_SP2", "Exchange2012", "Exchange2013",
+                                 "Exchange2013_SP1", "Exchange2015",     "Exchange2016", "V2015_10_05",
+                                 "V2016_01_06"};
+
+}  // namespace
+
+std::vector<std::string> VersionNames() {
+  return {std::begin(kVersions), std::end(kVersions)};
+}
+
+int VersionIndex(std::string_view name) {
+  for (std::size_t i = 0; i < std::size(kVersions); ++i)
+    if (name == kVersions[i]) return static_cast<int>(i);
+  return -1;
+}
 
 const ServerVersionRow& ServerVersionOf(int version) {
   static constexpr ServerVersionRow kRows[] = {
@@ -27,24 +46,6 @@ std::string ServerVersionText(int version) {
   const ServerVersionRow& row = ServerVersionOf(version);
   return std::to_string(row.major) + "." + std::to_string(row.minor) + "." + std::to_string(row.build) + "." +
          std::to_string(row.minor_build);
-}
-
-std::string VersionGaps(const std::string& version) {
-  const int index = VersionIndex(version);
-  if (index < 0) throw OptionError("Unknown server version \"" + version + "\".");
-  std::string text;
-  const auto list = [&](const char* what, const std::vector<std::string>& names) {
-    if (names.empty()) return;
-    text += what;
-    for (std::size_t i = 0; i < names.size(); ++i) text += (i == 0 ? " " : ", ") + names[i];
-    text += '\n';
-  };
-  // What came after this version: from the same tables that the answers come from.
-  list("operations:", OperationNames(index + 1));
-  list("folders:", DistinguishedNames(index + 1));
-  list("fields:", FieldUris(index + 1));
-  if (index == kExchange2007) text += "replies that tell the version by name\n";
-  return text;
 }
 
 std::string ServerName(int) {

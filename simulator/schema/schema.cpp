@@ -1,20 +1,15 @@
-#include "simulator/protocol/schema.h"
+#include "simulator/schema/schema.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
 
-#include "simulator/mailbox/time.h"
-#include "simulator/simulator.h"
+#include "simulator/time/time.h"
+#include "simulator/types/text.h"
 
 namespace velmore::simulator {
 
 namespace {
-
-const char* const kVersions[] = {"Exchange2007",     "Exchange2007_SP1", "Exchange2009", "Exchange2010",
-                                 "Exchange2010_SP1", "Exchange2010_SP2", "Exchange2012", "Exchange2013",
-                                 "Exchange2013_SP1", "Exchange2015",     "Exchange2016", "V2015_10_05",
-                                 "V2016_01_06"};
 
 std::vector<std::string> Split(std::string_view text, char separator) {
   std::vector<std::string> parts;
@@ -131,7 +126,7 @@ std::string WhyInvalid(const std::string& text, const Member& member) {
   trimmed.erase(0, std::min(trimmed.find_first_not_of(" \t\r\n"), trimmed.size()));
   switch (member.kind) {
     case ValueKind::kBoolean:
-      good = trimmed == "true" || trimmed == "false" || trimmed == "1" || trimmed == "0";
+      good = IsBoolean(trimmed);
       break;
     case ValueKind::kInteger: {
       long long value = 0;
@@ -172,16 +167,6 @@ bool IsChangeKeyElement(const Element& element) {
 }
 
 }  // namespace
-
-std::vector<std::string> VersionNames() {
-  return {std::begin(kVersions), std::end(kVersions)};
-}
-
-int VersionIndex(std::string_view name) {
-  for (std::size_t i = 0; i < std::size(kVersions); ++i)
-    if (name == kVersions[i]) return static_cast<int>(i);
-  return -1;
-}
 
 const Member* SchemaType::Find(std::string_view element) const {
   for (const Member& member : members)

@@ -1,4 +1,4 @@
-#include "simulator/protocol/texts.h"
+#include "simulator/schema/refusal.h"
 
 #include <utility>
 
@@ -18,6 +18,7 @@ std::string_view DefaultText(std::string_view code) {
       {"ErrorConnectionFailed", "Unable to connect to the mailbox."},
       {"ErrorCreateItemAccessDenied",
        "Access is denied. Check credentials and try again., Cannot create an item in the folder."},
+      {"ErrorContainsFilterWrongType", "The Contains filter can be specified only for string properties."},
       {"ErrorDeleteDistinguishedFolder", "Distinguished folders cannot be deleted."},
       {"ErrorExceededConnectionCount",
        "You have exceeded the available concurrent connections for your account. Try again once your other requests "
@@ -103,5 +104,11 @@ std::string_view DefaultText(std::string_view code) {
     if (name == code) return text;
   return "The operation failed.";
 }
+
+EwsError::EwsError(std::string error_code, const std::string& text)
+    : std::runtime_error(text.empty() ? std::string(DefaultText(error_code)) : text), code(std::move(error_code)) {}
+
+SoapFault::SoapFault(std::string fault_code, const std::string& text)
+    : std::runtime_error(text.empty() ? std::string(DefaultText(fault_code)) : text), code(std::move(fault_code)) {}
 
 }  // namespace velmore::simulator

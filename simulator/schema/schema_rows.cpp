@@ -10,7 +10,7 @@
 // Flags of properties: a in AllProperties, f also when found by FindItem, g in the Default shape, d also when found,
 // r read only, q not for restrictions and sorting, t fixed once the message is sent, n never returned by FindItem.
 
-#include "simulator/protocol/schema.h"
+#include "simulator/schema/schema.h"
 
 namespace velmore::simulator {
 

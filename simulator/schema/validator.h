@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "simulator/protocol/schema.h"
+#include "simulator/schema/schema.h"
 
 namespace velmore::simulator {
 

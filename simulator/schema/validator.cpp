@@ -1,4 +1,4 @@
-#include "simulator/protocol/validator.h"
+#include "simulator/schema/validator.h"
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -12,7 +12,7 @@
 #include <mutex>
 #include <vector>
 
-#include "simulator/simulator.h"
+#include "simulator/types/options.h"
 
 namespace velmore::simulator {
 

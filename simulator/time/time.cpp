@@ -1,4 +1,4 @@
-#include "simulator/mailbox/time.h"
+#include "simulator/time/time.h"
 
 #include <array>
 #include <chrono>

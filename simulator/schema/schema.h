@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "simulator/types/versions.h"
 #include "simulator/xml/element.h"
 
 namespace velmore::simulator {
@@ -104,23 +105,5 @@ struct FieldUri {
 const FieldUri* FindFieldUri(std::string_view uri);
 /// The fields that came with this version or later, in alphabetical order.
 std::vector<std::string> FieldUris(int since);
-
-/// Index of a version name, -1 when unknown.
-int VersionIndex(std::string_view name);
-enum Version : int {
-  kExchange2007,
-  kExchange2007Sp1,
-  kExchange2009,
-  kExchange2010,
-  kExchange2010Sp1,
-  kExchange2010Sp2,
-  kExchange2012,
-  kExchange2013,
-  kExchange2013Sp1,
-  kExchange2015,
-  kExchange2016,
-  kV2015_10_05,
-  kV2016_01_06,
-};
 
 }  // namespace velmore::simulator

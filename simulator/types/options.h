@@ -1,0 +1,115 @@
+#pragma once
+
+/// What a simulator is made from: its users and its settings, and the exceptions that tell what is wrong with them.
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace velmore::simulator {
+
+/// What can go wrong in the simulator itself (a port in use, a seed folder that cannot be read, an unknown version name).
+/// Refusals of requests never come this way: they are replies.
+class SimulatorError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A setting or a file that the simulator was given is wrong: an unknown version, a script with an error in it, a folder
+/// without a schema, a damaged state file. The text tells the place.
+class OptionError : public SimulatorError {
+ public:
+  using SimulatorError::SimulatorError;
+};
+
+/// What somebody may do in a folder of another mailbox.
+enum class Access {
+  kNone,      ///< sees nothing
+  kReviewer,  ///< reads
+  kAuthor,    ///< reads, creates, changes and deletes what he created
+  kEditor,    ///< reads, creates, changes and deletes
+  kOwner,     ///< everything, subfolders included
+};
+
+/// A right of a user in another user's mailbox.
+struct Grant {
+  std::string mailbox;  ///< SMTP address of the mailbox that is opened
+  std::string folder;   ///< distinguished name ("calendar"), or empty for the whole mailbox
+  /// What it allows.
+  Access access = Access::kReviewer;
+};
+
+/// A person with a mailbox.
+struct User {
+  std::string name;          ///< log-on name; "DOMAIN\\name" and the SMTP address are accepted as well
+  std::string smtp_address;  ///< primary address of the mailbox
+  /// The name that people see, and what the user logs on with.
+  std::string display_name;
+  std::string password;
+  std::vector<Grant> grants = {};  ///< rights in other mailboxes
+  bool may_impersonate = false;    ///< may act as any other user through t:ExchangeImpersonation
+};
+
+/// An entry of the directory that has no mailbox here.
+struct DirectoryContact {
+  /// The address and the name that people see.
+  std::string smtp_address;
+  std::string display_name;
+};
+
+/// Which certificate the HTTPS side shows. All but the first are wrong in exactly one way.
+enum class Certificate {
+  kValid,  ///< issued by the simulator's own authority for localhost and 127.0.0.1
+  kExpired,
+  kNotYetValid,
+  kUnknownIssuer,  ///< issued by an authority that CaCertificate() does not tell
+  kSelfSigned,
+  kWrongName,   ///< issued for mail.elsewhere.example
+  kWrongUsage,  ///< good for clients only
+  kRevoked,     ///< listed in CertificateRevocationList()
+};
+
+/// All settings, each with a default that suits a test.
+struct Options {
+  /// One of Exchange2007, Exchange2007_SP1, Exchange2009, Exchange2010, Exchange2010_SP1, Exchange2010_SP2, Exchange2012,
+  /// Exchange2013, Exchange2013_SP1, Exchange2015, Exchange2016, V2015_10_05, V2016_01_06.
+  std::string version = "Exchange2016";
+  std::string address = "127.0.0.1";  ///< where to listen
+  /// Which of the two listen; with neither, nothing does.
+  bool http = true;
+  bool https = true;
+  std::uint16_t http_port = 0;   ///< 0: the system chooses
+  std::uint16_t https_port = 0;  ///< 0: the system chooses
+  /// What the HTTPS side shows at first.
+  Certificate certificate = Certificate::kValid;
+  std::vector<User> users = {};                  ///< those of users.json in the seed folder come on top
+  std::vector<DirectoryContact> directory = {};  ///< found by ResolveNames beside the users
+  std::string seed_directory = {};    ///< folders of .eml files per mailbox; see samples/README.md; empty: nothing
+  std::string record_directory = {};  ///< writes every exchange as files there; empty: no files
+  std::vector<std::string> authentication = {"Basic"};  ///< schemes offered, in this order
+  /// Failures to be played, as a file: see docs/guide/simulator.md. Read by the constructor; empty: none.
+  std::string script_file = {};
+  /// Folder with messages.xsd and types.xsd as servers publish them. Requests that do not validate are refused with
+  /// ErrorSchemaValidation, whatever accept_departures says. Empty: the simulator's own rules.
+  std::string schema_directory = {};
+  /// Keeps the mailboxes over a restart: read by the constructor when it exists, written after changes while the server runs,
+  /// and by Stop(). Holds the passwords of the users. Empty: nothing is kept.
+  std::string state_file = {};
+  /// How long after a change the state file is written; longer when the mailboxes are so large that writing takes a tenth of it.
+  std::chrono::milliseconds state_interval{1000};
+  bool browser_page = true;  ///< shows mailboxes and exchanges to a browser at "/", to anybody who can reach the port
+  /// False refuses the departures from the published schema that this library's own client makes, as a server would.
+  bool accept_departures = true;
+  int find_count_limit = 1000;                 ///< rows of a page at most, whatever the request asks for
+  int restricted_find_limit = 250;             ///< rows of a page at most when there is a restriction
+  std::size_t max_request_bytes = 512u << 20;  ///< larger requests get HTTP 413
+  std::size_t max_message_bytes = 384u << 20;  ///< larger items get ErrorMessageSizeExceeded
+  bool gzip = true;                            ///< compress replies when the client accepts it
+  std::size_t chunk_bytes = 0;                 ///< write replies in chunks of so many bytes; 0: with a Content-Length
+  std::size_t keep_exchanges = 1000;           ///< exchanges held in memory; the oldest go first
+};
+
+}  // namespace velmore::simulator
