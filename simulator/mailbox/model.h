@@ -35,6 +35,9 @@ struct ExtendedKey {
   bool operator==(const ExtendedKey&) const = default;
   bool IsArray() const { return type.ends_with("Array"); }
   ValueKind Kind() const;
+  /// A value as the server tells it: numbers without leading zeros, times in UTC. Nothing for what is no value of the type, or out of
+  /// its range.
+  std::optional<std::string> Canonical(const std::string& text) const;
 };
 /// Reads t:ExtendedFieldURI; throws EwsError for combinations that the server refuses.
 ExtendedKey ParseExtendedKey(const Element& uri);

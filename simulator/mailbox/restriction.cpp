@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "simulator/mailbox/ordering.h"
+
 namespace velmore::simulator {
 
 namespace {
@@ -44,28 +46,9 @@ void CheckQueryable(const Path& path) {
 
 /// A constant must be of the kind of its field.
 void CheckConstant(const Path& path, const std::string& constant) {
-  bool good = true;
-  char* end = nullptr;
-  switch (path.Kind()) {
-    case ValueKind::kBoolean:
-      good = IsBoolean(constant);
-      break;
-    case ValueKind::kInteger:
-    case ValueKind::kDouble:
-      std::strtod(constant.c_str(), &end);
-      good = !constant.empty() && *end == '\0';
-      break;
-    case ValueKind::kDateTime:
-      good = ParseTime(constant).has_value();
-      break;
-    case ValueKind::kEnumeration: {
-      const auto& texts = path.field->member->enumeration;
-      good = std::find(texts.begin(), texts.end(), constant) != texts.end();
-      break;
-    }
-    default:
-      break;
-  }
+  const bool good = path.extended               ? path.extended->Canonical(constant).has_value()
+                    : !path.indexed_uri.empty() ? true
+                                                : WhyInvalid(constant, *path.field->member).empty();
   if (good) return;
   EwsError error = Refusal("ErrorInvalidValueForProperty", path);
   Element value = Types("Value", constant);
@@ -82,6 +65,7 @@ struct Restriction::Node {
   Path path;
   std::optional<Path> other;
   std::string constant;
+  Key key;         // of the constant
   std::string op;  // "IsEqualTo"
   std::uint32_t mask = 0;
   std::string mode;
@@ -146,6 +130,7 @@ std::unique_ptr<Restriction::Node> Restriction::Read(const Element& expression) 
     } else {
       node->constant = value->AttributeText("Value");
       CheckConstant(node->path, node->constant);
+      node->key = KeyOf(node->constant, node->path);
     }
   }
   return node;
@@ -194,19 +179,16 @@ bool Restriction::Evaluate(const Node& node, const Object& object, const Viewer&
   }
   // What is absent equals nothing and is neither greater nor less.
   if (values.empty() || others.empty()) return node.op == "IsNotEqualTo" && !(values.empty() && others.empty());
-  const ValueKind kind = node.path.Kind();
-  const auto holds = [&](const std::string& a, const std::string& b) {
-    const int order = CompareValues(a, b, kind);
-    if (node.op == "IsEqualTo") return order == 0;
-    if (node.op == "IsGreaterThan") return order > 0;
-    if (node.op == "IsGreaterThanOrEqualTo") return order >= 0;
-    if (node.op == "IsLessThan") return order < 0;
-    return order <= 0;
+  const Key other = node.other ? KeyOf(others.front(), node.path) : node.key;
+  const auto holds = [&](const std::string& value) {
+    const Key key = KeyOf(value, node.path);
+    if (node.op == "IsEqualTo" || node.op == "IsNotEqualTo") return key == other;
+    if (node.op == "IsGreaterThan") return key > other;
+    if (node.op == "IsGreaterThanOrEqualTo") return key >= other;
+    if (node.op == "IsLessThan") return key < other;
+    return key <= other;
   };
-  if (node.op == "IsNotEqualTo")
-    return std::none_of(values.begin(), values.end(),
-                        [&](const std::string& v) { return CompareValues(v, others.front(), kind) == 0; });
-  return std::any_of(values.begin(), values.end(), [&](const std::string& v) { return holds(v, others.front()); });
+  return std::any_of(values.begin(), values.end(), holds) != (node.op == "IsNotEqualTo");
 }
 
 bool Restriction::Matches(const Item& item, const Viewer& viewer) const {
@@ -228,50 +210,6 @@ std::vector<SortField> ParseSortOrder(const Element& order) {
     fields.push_back(std::move(field));
   }
   return fields;
-}
-
-int CompareValues(const std::string& a, const std::string& b, ValueKind kind) {
-  const auto order = [](auto x, auto y) { return x < y ? -1 : x > y ? 1 : 0; };
-  switch (kind) {
-    case ValueKind::kBoolean:
-      return order(IsTrue(a) ? 1 : 0, IsTrue(b) ? 1 : 0);
-    case ValueKind::kInteger:
-      return order(std::strtoll(a.c_str(), nullptr, 10), std::strtoll(b.c_str(), nullptr, 10));
-    case ValueKind::kDouble:
-      return order(std::strtod(a.c_str(), nullptr), std::strtod(b.c_str(), nullptr));
-    case ValueKind::kDateTime: {
-      const auto x = ParseTime(a);
-      const auto y = ParseTime(b);
-      return order(x.value_or(0), y.value_or(0));
-    }
-    case ValueKind::kBinary:
-      return order(a, b);
-    default:
-      return order(Fold(a, true, false), Fold(b, true, false));
-  }
-}
-
-std::string Fold(const std::string& text, bool ignore_case, bool ignore_marks) {
-  if (!ignore_case && !ignore_marks) return text;
-  const bool ascii = std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-  if (ascii) return ignore_case ? Lower(text) : text;
-  std::string out = text;
-  if (ignore_marks) {
-    char* decomposed = g_utf8_normalize(out.c_str(), static_cast<gssize>(out.size()), G_NORMALIZE_NFD);
-    if (decomposed != nullptr) {
-      out.clear();
-      for (const char* at = decomposed; *at != '\0'; at = g_utf8_next_char(at))
-        if (g_unichar_ismark(g_utf8_get_char(at)) == 0)
-          out.append(at, static_cast<std::size_t>(g_utf8_next_char(at) - at));
-      g_free(decomposed);
-    }
-  }
-  if (ignore_case) {
-    char* folded = g_utf8_casefold(out.c_str(), static_cast<gssize>(out.size()));
-    out = folded;
-    g_free(folded);
-  }
-  return out;
 }
 
 }  // namespace velmore::simulator

@@ -34,10 +34,4 @@ struct SortField {
 /// Reads m:SortOrder.
 std::vector<SortField> ParseSortOrder(const Element& order);
 
-/// Compares two texts of a kind: negative, 0, positive. Booleans, numbers and dates by value, strings without case.
-int CompareValues(const std::string& a, const std::string& b, ValueKind kind);
-
-/// Folds case and, if wanted, removes the marks of accented letters (Latin, Greek, Cyrillic).
-std::string Fold(const std::string& text, bool ignore_case, bool ignore_marks);
-
 }  // namespace velmore::simulator

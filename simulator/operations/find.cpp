@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "simulator/mailbox/ordering.h"
 #include "simulator/mailbox/recurrence.h"
 #include "simulator/mailbox/restriction.h"
 #include "simulator/operations/operations.h"
@@ -67,7 +68,7 @@ Element RootFolder(const Page& page, bool indexed) {
   return root;
 }
 
-std::string KeyOf(const Element* element) {
+std::string XmlOf(const Element* element) {
   std::string text;
   if (element != nullptr) WriteXml(*element, text);
   return text;
@@ -91,14 +92,14 @@ std::vector<std::shared_ptr<Item>> Select(const Folder& folder, const Element& r
     return rows;
   }
   for (auto field = order.rbegin(); field != order.rend(); ++field) {
-    std::vector<std::pair<std::vector<std::string>, std::shared_ptr<Item>>> keyed;
+    std::vector<std::pair<Key, std::shared_ptr<Item>>> keyed;
     keyed.reserve(rows.size());
-    for (auto& row : rows) keyed.emplace_back(ValuesOf(*row, field->path, viewer), row);
+    for (auto& row : rows) {
+      const std::vector<std::string> values = ValuesOf(*row, field->path, viewer);
+      keyed.emplace_back(values.empty() ? Key() : KeyOf(values.front(), field->path), row);
+    }
     std::stable_sort(keyed.begin(), keyed.end(), [&](const auto& a, const auto& b) {
-      if (a.first.empty() || b.first.empty())
-        return field->descending ? !a.first.empty() && b.first.empty() : a.first.empty() && !b.first.empty();
-      const int compared = CompareValues(a.first.front(), b.first.front(), field->path.Kind());
-      return field->descending ? compared > 0 : compared < 0;
+      return field->descending ? a.first > b.first : a.first < b.first;
     });
     for (std::size_t i = 0; i < keyed.size(); ++i) rows[i] = keyed[i].second;
   }
@@ -127,7 +128,7 @@ std::vector<Element> CalendarRows(const Place& place, const Element& request, co
     if (from && to && *from < end && (*to > start || (*from == *to && *from >= start))) rows.push_back(item);
   }
   std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) {
-    return CompareValues(a->Text("Start"), b->Text("Start"), ValueKind::kDateTime) < 0;
+    return ParseTime(a->Text("Start")) < ParseTime(b->Text("Start"));
   });
   const Page page = PageOf(&view, rows.size(), rows.size() + 1);
   Element root = RootFolder(page, false);
@@ -152,7 +153,7 @@ Element FindItem(Context& context, const Element& request) {
         throw EwsError("ErrorInvalidOperation", std::string("This server does not support ") + unsupported + ".");
     // Pages of one search come one after another; the rows are found once and reused while nothing changes.
     Folder& folder = *place.folder;
-    const std::string key = KeyOf(request.Child("Restriction")) + KeyOf(request.Child("SortOrder")) +
+    const std::string key = XmlOf(request.Child("Restriction")) + XmlOf(request.Child("SortOrder")) +
                             request.AttributeText("Traversal") + std::to_string(context.version);
     if (folder.search.key != key || folder.search.change != folder.content_change) {
       Folder::Search search;
@@ -197,7 +198,7 @@ Element FindFolder(Context& context, const Element& request) {
     if (traversal != "SoftDeleted") collect(*place.folder);
     if (traversal == "Shallow")
       std::stable_sort(rows.begin(), rows.end(), [](const Folder* a, const Folder* b) {
-        return CompareValues(a->display_name, b->display_name, ValueKind::kString) < 0;
+        return TextKey(a->display_name) < TextKey(b->display_name);
       });
     const Element* view = request.Child("IndexedPageFolderView");
     if (view == nullptr) view = request.Child("FractionalPageFolderView");

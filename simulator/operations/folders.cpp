@@ -31,12 +31,7 @@ std::string ElementOf(const std::string& folder_class, const std::string& fallba
 }
 
 void SetExtended(Folder& folder, const Element& property) {
-  ExtendedValue value;
-  value.key = ParseExtendedKey(*property.Child("ExtendedFieldURI"));
-  if (const Element* values = property.Child("Values"))
-    for (const Element& entry : values->children) value.values.push_back(entry.text);
-  else
-    value.values.push_back(property.ChildText("Value"));
+  ExtendedValue value = ReadExtended(property);
   std::erase_if(folder.extended, [&](const ExtendedValue& present) { return present.key == value.key; });
   folder.extended.push_back(std::move(value));
 }

@@ -81,46 +81,7 @@ void ApplyMessageFlags(Item& item, const std::string& text) {
 }
 
 void SetExtendedProperty(Item& item, const Element& value) {
-  ExtendedValue extended;
-  extended.key = ParseExtendedKey(*value.Child("ExtendedFieldURI"));
-  const Element* values = value.Child("Values");
-  if (extended.key.IsArray() != (values != nullptr))
-    throw EwsError("ErrorInvalidExtendedPropertyValue", "The extended property value and its type do not match.");
-  if (values != nullptr)
-    for (const Element& entry : values->children) extended.values.push_back(entry.text);
-  else
-    extended.values.push_back(value.ChildText("Value"));
-  bool good = true;
-  for (const std::string& text : extended.values) {
-    switch (extended.key.Kind()) {
-      case ValueKind::kBoolean:
-        good = IsBoolean(text);
-        break;
-      case ValueKind::kInteger:
-        good = !text.empty() && text.find_first_not_of("0123456789", text.front() == '-' ? 1 : 0) == std::string::npos;
-        break;
-      case ValueKind::kDateTime:
-        good = ParseTime(text).has_value();
-        break;
-      case ValueKind::kBinary:
-        try {
-          DecodeBase64(text);
-        } catch (const std::invalid_argument&) {
-          good = false;
-        }
-        break;
-      default:
-        break;
-    }
-    if (!good) {
-      EwsError error("ErrorInvalidExtendedPropertyValue",
-                     "The extended property value is not of the type that its URI tells.");
-      error.details.push_back(WriteExtendedKey(extended.key));
-      throw error;
-    }
-  }
-  for (std::string& text : extended.values)
-    if (extended.key.Kind() == ValueKind::kBoolean) text = IsTrue(text) ? "true" : "false";
+  ExtendedValue extended = ReadExtended(value);
   if (extended.key.set.empty()) {
     // Some tags are other names of properties of the schema.
     switch (extended.key.number) {
@@ -186,6 +147,28 @@ std::string TopicOf(std::string subject) {
 }
 
 }  // namespace
+
+ExtendedValue ReadExtended(const Element& value) {
+  ExtendedValue extended;
+  extended.key = ParseExtendedKey(*value.Child("ExtendedFieldURI"));
+  const Element* values = value.Child("Values");
+  if (extended.key.IsArray() != (values != nullptr))
+    throw EwsError("ErrorInvalidExtendedPropertyValue", "The extended property value and its type do not match.");
+  if (values != nullptr)
+    for (const Element& entry : values->children) extended.values.push_back(entry.text);
+  else
+    extended.values.push_back(value.ChildText("Value"));
+  for (std::string& text : extended.values) {
+    if (auto canonical = extended.key.Canonical(text)) {
+      text = std::move(*canonical);
+      continue;
+    }
+    EwsError error("ErrorInvalidExtendedPropertyValue");
+    error.details.push_back(WriteExtendedKey(extended.key));
+    throw error;
+  }
+  return extended;
+}
 
 void CompleteMailbox(Context& context, Element& mailbox) {
   std::string address = mailbox.ChildText("EmailAddress");

@@ -80,6 +80,8 @@ enum class Change { kCreate, kSet, kAppend };
 /// Puts one property of a request into an item. Throws EwsError for what cannot be set.
 void SetProperty(Context& context, Item& item, const Member& member, const std::string& owner, const Element& value,
                  Change change);
+/// Reads t:ExtendedProperty, values in their canonical form. Throws EwsError for values that do not fit.
+ExtendedValue ReadExtended(const Element& property);
 /// Makes an item from its element in a request.
 std::shared_ptr<Item> MakeItem(Context& context, const Element& element);
 /// Fills in what a recipient of a request lacks: name, routing type, sort.

@@ -32,6 +32,7 @@ std::string_view DefaultText(std::string_view code) {
       {"ErrorInvalidChangeKey", "The change key is invalid."},
       {"ErrorInvalidExcludesRestriction", "The value in the Excludes restriction is invalid."},
       {"ErrorInvalidExtendedProperty", "An extended property specified is invalid."},
+      {"ErrorInvalidExtendedPropertyValue", "The extended property value is not of the type that its URI tells."},
       {"ErrorInvalidId", "The Id is invalid."},
       {"ErrorInvalidIdEmpty", "Id must be non-empty."},
       {"ErrorInvalidIdMalformed", "Id is malformed."},

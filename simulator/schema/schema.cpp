@@ -113,7 +113,8 @@ std::string SimpleTypeName(ValueKind kind) {
   }
 }
 
-/// Why a text is no value of its kind; empty when it is one.
+}  // namespace
+
 std::string WhyInvalid(const std::string& text, const Member& member) {
   if (member.kind == ValueKind::kEnumeration) {
     if (std::find(member.enumeration.begin(), member.enumeration.end(), text) != member.enumeration.end()) return {};
@@ -160,6 +161,8 @@ std::string WhyInvalid(const std::string& text, const Member& member) {
          "' is invalid according to its datatype 'http://www.w3.org/2001/XMLSchema:" + SimpleTypeName(member.kind) +
          "' - The string '" + text.substr(0, 200) + "' is not a valid " + SimpleTypeName(member.kind) + " value.";
 }
+
+namespace {
 
 /// Children of ItemIds and FolderIds that this library's client writes beside the id; attribute Id holds the change key.
 bool IsChangeKeyElement(const Element& element) {

@@ -45,6 +45,9 @@ struct Member {
   bool Has(char flag) const { return flags.find(flag) != std::string::npos; }
 };
 
+/// Why a text is no value of a member, in the words of servers; empty when it is one.
+std::string WhyInvalid(const std::string& text, const Member& member);
+
 struct SchemaType {
   enum class Model { kSequence, kChoice, kOpen };
   std::string name;

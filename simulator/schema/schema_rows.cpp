@@ -20,13 +20,36 @@ namespace velmore::simulator {
   "MeetingResponse:MeetingResponse MeetingCancellation:MeetingCancellation Task:Task PostItem:PostItem "
 #define PATHS "FieldURI:PathToField IndexedFieldURI:PathToIndexedField ExtendedFieldURI:PathToExtendedField "
 #define BODY_KINDS ":=Best|HTML|Text"
-#define MAILBOX_TYPES "Unknown|OneOff|Mailbox|PublicDL|PrivateDL|Contact|PublicFolder|GroupMailbox|ImplicitContact|User"
+#define MAILBOX_TYPES "Unknown|OneOff|Mailbox|PublicDL|PrivateDL|Contact|PublicFolder|GroupMailbox|ImplicitContact"
 #define RESPONSES "Unknown|Organizer|Tentative|Accept|Decline|NoResponseReceived"
 #define FREE_BUSY "Free|Tentative|Busy|OOF|WorkingElsewhere|NoData"
 #define DAYS "Sunday Monday Tuesday"
 #define MONTHS "January|February|March|April|May|June|July|August|September|October|November|December"
 #define DAY_NAMES "Sunday|Monday|Tuesday|Wednesday|Thursday|Friday|Saturday|Day|Weekday|WeekendDay"
 #define DAY_INDEX "First|Second|Third|Fourth|Last"
+#define CALENDAR_ITEMS "Single|Occurrence|Exception|RecurringMaster"
+#define FILE_AS                                                                                                   \
+  "None|LastCommaFirst|FirstSpaceLast|Company|LastCommaFirstCompany|CompanyLastFirst|LastFirst|LastFirstCompany|" \
+  "CompanyLastCommaFirst|LastFirstSuffix|LastSpaceFirstCompany|CompanyLastSpaceFirst|LastSpaceFirst|DisplayName|" \
+  "FirstName|LastFirstMiddleSuffix|LastName|Empty"
+#define ICONS                                                                                                          \
+  "Default|PostItem|MailRead|MailUnread|MailReplied|MailForwarded|MailEncrypted|MailSmimeSigned|MailEncryptedReplied|" \
+  "MailSmimeSignedReplied|MailEncryptedForwarded|MailSmimeSignedForwarded|MailEncryptedRead|MailSmimeSignedRead|"      \
+  "MailIrm|MailIrmForwarded|MailIrmReplied|SmsSubmitted|SmsRoutedToDeliveryPoint|"                                     \
+  "SmsRoutedToExternalMessagingSystem|SmsDelivered|OutlookDefaultForContacts|AppointmentItem|AppointmentRecur|"        \
+  "AppointmentMeet|AppointmentMeetRecur|AppointmentMeetNY|AppointmentMeetYes|AppointmentMeetNo|AppointmentMeetMaybe|"  \
+  "AppointmentMeetCancel|AppointmentMeetInfo|TaskItem|TaskRecur|TaskOwned|TaskDelegated"
+#define FOLDER_NAMES                                                                                                  \
+  "calendar|contacts|deleteditems|drafts|inbox|journal|notes|outbox|sentitems|tasks|msgfolderroot|publicfoldersroot|" \
+  "root|junkemail|searchfolders|voicemail|recoverableitemsroot|recoverableitemsdeletions|recoverableitemsversions|"   \
+  "recoverableitemspurges|recoverableitemsdiscoveryholds|archiveroot|archivemsgfolderroot|archivedeleteditems|"       \
+  "archiveinbox|archiverecoverableitemsroot|archiverecoverableitemsdeletions|archiverecoverableitemsversions|"        \
+  "archiverecoverableitemspurges|archiverecoverableitemsdiscoveryholds|syncissues|conflicts|localfailures|"           \
+  "serverfailures|recipientcache|quickcontacts|conversationhistory|adminauditlogs|todosearch|mycontacts|directory|"   \
+  "imcontactlist|peopleconnect|favorites|mecontact|personmetadata|teamspaceactivity|teamspacemessaging|"              \
+  "teamspaceworkitems|scheduled|orionnotes|tagitems|alltaggeditems|externalcontacts|teamchat|teamchathistory|"        \
+  "yammerroot|yammerinbound|yammeroutbound|yammerfeeds|onedriveroot|onedriverecylebin|onedrivesystem|onedrivevolume|" \
+  "important|starred|archive"
 #define CALENDAR_DISPOSITION "SendToNone|SendOnlyToAll|SendToAllAndSaveCopy"
 
 const TypeRow kTypeRows[] = {
@@ -160,11 +183,14 @@ const TypeRow kTypeRows[] = {
     {"BaseFolder", "",
      "FolderId:FolderId/agr ParentFolderId:FolderId/ar FolderClass/a DisplayName/ag TotalCount:i/agr "
      "ChildFolderCount:i/agr ExtendedProperty*:ExtendedProperty/ ManagedFolderInformation:Open/r "
-     "EffectiveRights:EffectiveRights/arq DistinguishedFolderId/ar@8 PolicyTag:Open/@7 ArchiveTag:Open/@7 "
+     "EffectiveRights:EffectiveRights/arq DistinguishedFolderId:=" FOLDER_NAMES
+     "/ar@8 PolicyTag:Open/@7 ArchiveTag:Open/@7 "
      "ReplicaList:Strings/r@7"},
     {"Folder", "BaseFolder", "PermissionSet:Open/q UnreadCount:i/agr"},
-    {"CalendarFolder", "BaseFolder", "SharingEffectiveRights/ PermissionSet:Open/q"},
-    {"ContactsFolder", "BaseFolder", "SharingEffectiveRights/ PermissionSet:Open/q SourceId/@8 AccountName/@8"},
+    {"CalendarFolder", "BaseFolder",
+     "SharingEffectiveRights:=None|TimeOnly|TimeAndSubjectAndLocation|FullDetails/ PermissionSet:Open/q"},
+    {"ContactsFolder", "BaseFolder",
+     "SharingEffectiveRights:=None|FullDetails/ PermissionSet:Open/q SourceId/@8 AccountName/@8"},
     {"SearchFolder", "Folder", "SearchParameters:Open/q"},
     {"TasksFolder", "Folder", ""},
 
@@ -176,17 +202,18 @@ const TypeRow kTypeRows[] = {
      "InReplyTo/af IsSubmitted:b/afr IsDraft:b/afr IsFromMe:b/afr IsResend:b/afr IsUnmodified:b/afr "
      "InternetMessageHeaders:InternetMessageHeaders/aqrn DateTimeSent:d/afgdr DateTimeCreated:d/afgdr "
      "ResponseObjects:Open/agrqn ReminderDueBy:d/af ReminderIsSet:b/af ReminderNextTime:d/@7 "
-     "ReminderMinutesBeforeStart/af DisplayCc/afr DisplayTo/afr DisplayBcc/rq@9 HasAttachments:b/afgdr "
+     "ReminderMinutesBeforeStart:i/af DisplayCc/afr DisplayTo/afr DisplayBcc/rq@9 HasAttachments:b/afgdr "
      "ExtendedProperty*:ExtendedProperty/ Culture/a EffectiveRights:EffectiveRights/afrq LastModifiedName/afr@1 "
      "LastModifiedTime:d/afr@1 IsAssociated:b/afg@3 WebClientReadFormQueryString/afrq@3 "
      "WebClientEditFormQueryString/rq@3 ConversationId:ItemId/afr@3 UniqueBody:Body/rqn@3 Flag:Flag/afq@7 "
      "StoreEntryId:x/rq@7 InstanceKey:x/afrq@7 NormalizedBody:Body/rqn@7 EntityExtractionResult:Open/rqn@7 "
      "PolicyTag:Open/q@7 ArchiveTag:Open/q@7 RetentionDate:d/r@7 Preview/q@7 RightsManagementLicenseData:Open/rqn@7 "
      "PredictedActionReasons:Open/rq@8 IsClutter:b/r@8 BlockStatus:b/q@7 HasBlockedImages:b/rq@7 TextBody:Body/rqn@7 "
-     "IconIndex/r@7 SearchKey:x/rq@9 SortKey:i/rq@9 Hashtags:Strings/q@a Mentions:Recipients/q@a MentionedMe:b/q@a "
+     "IconIndex:=" ICONS
+     "/r@7 SearchKey:x/rq@9 SortKey:i/rq@9 Hashtags:Strings/q@a Mentions:Recipients/q@a MentionedMe:b/q@a "
      "MentionsPreview:Open/q@b MentionsEx:Open/q@b AppliedHashtags:Open/q@b AppliedHashtagsPreview:Open/q@b "
      "Likes:Open/q@b LikesPreview:Open/q@b PendingSocialActivityTagIds:Strings/q@b AtAllMention:b/q@b CanDelete:b/q@b "
-     "InferenceClassification/q@b"},
+     "InferenceClassification:=Focused|Other/q@b"},
     {"Message", "Item",
      "Sender:SingleRecipient/af ToRecipients:Recipients/agtqn CcRecipients:Recipients/agtqn "
      "BccRecipients:Recipients/agtqn IsReadReceiptRequested:b/afgt IsDeliveryReceiptRequested:b/afgt "
@@ -199,7 +226,7 @@ const TypeRow kTypeRows[] = {
      "UID/af RecurrenceId:d/aqr@1 DateTimeStamp:d/arq@1 Start:d/afgd End:d/afgd OriginalStart:d/afr IsAllDayEvent:b/af "
      "LegacyFreeBusyStatus:=" FREE_BUSY
      "/afgd Location/afgd When/afq IsMeeting:b/afr IsCancelled:b/afr IsRecurring:b/afr MeetingRequestWasSent:b/afr "
-     "IsResponseRequested:b/af CalendarItemType:=Single|Occurrence|Exception|RecurringMaster/afgdr "
+     "IsResponseRequested:b/af CalendarItemType:=" CALENDAR_ITEMS "/afgdr "
      "MyResponseType:=" RESPONSES
      "/afr Organizer:SingleRecipient/afgr RequiredAttendees:Attendees/aqn OptionalAttendees:Attendees/aqn "
      "Resources:Attendees/aqn InboxReminders:Open/q@9 ConflictingMeetingCount:i/arqn AdjacentMeetingCount:i/arqn "
@@ -213,12 +240,15 @@ const TypeRow kTypeRows[] = {
      "IsOrganizer:b/afrq@8 CalendarActivityData:Open/q@a "
      "DoNotForwardMeeting:b/@b"},
     {"Contact", "Item",
-     "FileAs/afgd FileAsMapping/afgd DisplayName/afgd GivenName/afgd Initials/af MiddleName/af Nickname/af "
+     "FileAs/afgd FileAsMapping:=" FILE_AS
+     "/afgd DisplayName/afgd GivenName/afgd Initials/af MiddleName/af Nickname/af "
      "CompleteName:CompleteName/agr CompanyName/afgd EmailAddresses:EmailAddresses/afgd "
      "AbchEmailAddresses:Open/@7 PhysicalAddresses:PhysicalAddresses/afgd PhoneNumbers:PhoneNumbers/afgd "
-     "AssistantName/af Birthday:d/af BusinessHomePage/af Children:Strings/af Companies:Strings/af ContactSource/rq "
+     "AssistantName/af Birthday:d/af BusinessHomePage/af Children:Strings/af Companies:Strings/af "
+     "ContactSource:=ActiveDirectory|Store/rq "
      "Department/af Generation/af ImAddresses:ImAddresses/afgd JobTitle/afgd Manager/af Mileage/af OfficeLocation/af "
-     "PostalAddressIndex/af Profession/af SpouseName/af Surname/afgd WeddingAnniversary:d/af HasPicture:b/afr@3 "
+     "PostalAddressIndex:=None|Home|Business|Other/af Profession/af SpouseName/af Surname/afgd WeddingAnniversary:d/af "
+     "HasPicture:b/afr@3 "
      "PhoneticFullName/@4 PhoneticFirstName/@4 PhoneticLastName/@4 Alias/@4 Notes/@4 Photo:x/q@4 "
      "UserSMIMECertificate:Open/q@4 MSExchangeCertificate:Open/q@4 DirectoryId/@4 ManagerMailbox:SingleRecipient/q@4 "
      "DirectReports:Recipients/q@4 AccountName/@7 IsAutoUpdateDisabled:b/@7 IsMessengerEnabled:b/@7 Comment/@7 "
@@ -230,11 +260,13 @@ const TypeRow kTypeRows[] = {
      "AbchContactId/@7 NotInBirthdayCalendar:b/@7 ShellContactType/@7 ImMri/@7 PresenceTrustLevel:i/@7 OtherMri/@7 "
      "ProfileLastChanged/@7 MobileIMEnabled:b/@7 PartnerNetworkProfilePhotoUrl/@7 PartnerNetworkThumbnailPhotoUrl/@7 "
      "PersonId/@7 ConversationGuid/@7"},
-    {"DistributionList", "Item", "DisplayName/afgd FileAs/afgd ContactSource/rq Members:Members/aqn@3"},
+    {"DistributionList", "Item",
+     "DisplayName/afgd FileAs/afgd ContactSource:=ActiveDirectory|Store/rq Members:Members/aqn@3"},
     {"Task", "Item",
      "ActualWork:i/af AssignedTime:d/afr BillingInformation/af ChangeCount:i/afr Companies:Strings/af "
      "CompleteDate:d/af "
-     "Contacts:Strings/af DelegationState/afr Delegator/afr DueDate:d/afgd IsAssignmentEditable:i/afr IsComplete:b/afr "
+     "Contacts:Strings/af DelegationState:=NoMatch|OwnNew|Owned|Accepted|Declined|Max/afr Delegator/afr DueDate:d/afgd "
+     "IsAssignmentEditable:i/afr IsComplete:b/afr "
      "IsRecurring:b/afr IsTeamTask:b/afr Mileage/af Owner/afr PercentComplete:f/afgd Recurrence:Recurrence/aqn "
      "StartDate:d/afgd Status:=NotStarted|InProgress|Completed|WaitingOnOthers|Deferred/afgd StatusDescription/afrq "
      "TotalWork:i/af"},
@@ -245,10 +277,11 @@ const TypeRow kTypeRows[] = {
      "AssociatedCalendarItemId:ItemId/agrqn IsDelegated:b/afr IsOutOfDate:b/afrq HasBeenProcessed:b/afrq "
      "ResponseType:=" RESPONSES "/afgr UID/arq@1 RecurrenceId:d/arq@1 DateTimeStamp:d/arq@1 IsOrganizer:b/arq@8"},
     {"MeetingRequest", "MeetingMessage",
-     "MeetingRequestType/agr IntendedFreeBusyStatus:=" FREE_BUSY
+     "MeetingRequestType:=None|FullUpdate|InformationalUpdate|NewMeetingRequest|Outdated|SilentUpdate|"
+     "PrincipalWantsCopy/agr IntendedFreeBusyStatus:=" FREE_BUSY
      "/agr Start:d/afgdr End:d/afgdr OriginalStart:d/ar IsAllDayEvent:b/afr LegacyFreeBusyStatus:=" FREE_BUSY
      "/afr Location/afgdr When/afrq IsMeeting:b/afr IsCancelled:b/afr IsRecurring:b/afr MeetingRequestWasSent:b/afr "
-     "CalendarItemType/afr MyResponseType:=" RESPONSES
+     "CalendarItemType:=" CALENDAR_ITEMS "/afr MyResponseType:=" RESPONSES
      "/afr Organizer:SingleRecipient/afgr RequiredAttendees:Attendees/arqn OptionalAttendees:Attendees/arqn "
      "Resources:Attendees/arqn ConflictingMeetingCount:i/arqn AdjacentMeetingCount:i/arqn ConflictingMeetings:Open/rqn "
      "AdjacentMeetings:Open/rqn Duration/arq TimeZone/arq AppointmentReplyTime:d/ar AppointmentSequenceNumber:i/ar "

@@ -8,6 +8,8 @@ namespace velmore::simulator {
 
 namespace {
 
+constexpr std::int64_t kTicks = 10000000;  // of a second
+
 bool Digits(std::string_view text, std::size_t at, std::size_t count, int& value) {
   if (at + count > text.size()) return false;
   value = 0;
@@ -60,7 +62,8 @@ std::string TimeText(Seconds time) {
   return text.data();
 }
 
-std::optional<Seconds> ParseTime(std::string_view text) {
+std::optional<std::int64_t> ParseTicks(std::string_view text) {
+  std::int64_t ticks = 0, unit = kTicks / 10;
   int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
   if (!Digits(text, 0, 4, year) || !Digits(text, 5, 2, month) || !Digits(text, 8, 2, day)) return std::nullopt;
   if (text[4] != '-' || text[7] != '-' || year < 1 || month < 1 || month > 12 || day < 1 ||
@@ -73,8 +76,8 @@ std::optional<Seconds> ParseTime(std::string_view text) {
       return std::nullopt;
     at = 19;
     if (at < text.size() && text[at] == '.') {
-      ++at;
-      while (at < text.size() && text[at] >= '0' && text[at] <= '9') ++at;
+      for (++at; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at, unit /= 10)
+        ticks += unit * (text[at] - '0');
     }
   }
   Seconds offset = 0;
@@ -89,8 +92,15 @@ std::optional<Seconds> ParseTime(std::string_view text) {
     at += 6;
   }
   if (at != text.size()) return std::nullopt;
-  return DaysFromDate(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * 86400 +
-         (Seconds{hour} * 60 + minute) * 60 + second - offset;
+  const Seconds seconds = DaysFromDate(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * 86400 +
+                          (Seconds{hour} * 60 + minute) * 60 + second - offset;
+  return seconds * kTicks + ticks;
+}
+
+std::optional<Seconds> ParseTime(std::string_view text) {
+  const auto ticks = ParseTicks(text);
+  if (!ticks) return std::nullopt;
+  return (*ticks - ((*ticks % kTicks) + kTicks) % kTicks) / kTicks;
 }
 
 std::string MailDate(Seconds time) {

@@ -16,6 +16,8 @@ Seconds Now();
 std::string TimeText(Seconds time);
 /// Reads an XML date-time or date with any offset ("Z", "+02:00" or none, which is UTC). Fractions are dropped.
 std::optional<Seconds> ParseTime(std::string_view text);
+/// The same in units of 100 ns, fractions included as far as these can hold them.
+std::optional<std::int64_t> ParseTicks(std::string_view text);
 /// "Wed, 04 Mar 2026 05:06:07 +0000"
 std::string MailDate(Seconds time);
 

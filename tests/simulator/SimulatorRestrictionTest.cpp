@@ -153,6 +153,133 @@ TEST_F(SimulatorRestriction, FieldsThatCannotBeSearchedAndValuesOfTheWrongKindAr
   EXPECT_EQ(Matching(Contains(Field("item:Size"), "1", "Substring", "Exact")), "ErrorContainsFilterWrongType");
 }
 
+TEST_F(SimulatorRestriction, NumbersAreNoTexts) {
+  const std::string minutes = Field("item:ReminderMinutesBeforeStart");
+  for (const char* value : {"2", "9", "10", "15", "100"})
+    server.AddItem("alice@example.com", "tasks",
+                   "<t:Task><t:Subject>in " + std::string(value) + "</t:Subject><t:ReminderMinutesBeforeStart>" +
+                       value + "</t:ReminderMinutesBeforeStart></t:Task>");
+  EXPECT_EQ(Matching(Compare("IsGreaterThan", minutes, "9"), "tasks"), "in 10|in 100|in 15");
+  EXPECT_EQ(Matching(Compare("IsEqualTo", minutes, "010"), "tasks"), "in 10");
+  for (const char* wrong : {"soon", "", "1.5", "0x10", "nan", "9 9"})
+    EXPECT_EQ(Matching(Compare("IsGreaterThan", minutes, wrong), "tasks"), "ErrorInvalidValueForProperty") << wrong;
+}
+
+TEST_F(SimulatorRestriction, PointsInTimeAreComparedWithTheirFractions) {
+  Add("x", "Received: by a; Mon, 02 Feb 2026 10:00:00 +0000\r\n");
+  const std::string received = Field("item:DateTimeReceived");
+  EXPECT_EQ(Matching(Compare("IsLessThan", received, "2026-02-02T10:00:00.5Z")), "x");
+  EXPECT_EQ(Matching(Compare("IsGreaterThan", received, "2026-02-02T10:00:00.5Z")), "");
+  EXPECT_EQ(Matching(Compare("IsEqualTo", received, "2026-02-02T10:00:00.0000001Z")), "");
+  EXPECT_EQ(Matching(Compare("IsEqualTo", received, "2026-02-02T12:00:00.000+02:00")), "x");
+}
+
+/// Texts in the order of the server, a line each of those that are equal to it.
+const std::vector<std::vector<const char*>> kTexts = {
+    {"-x"},
+    {"1"},
+    {"10"},
+    {"2"},
+    {"Apple", "apple", "APPLE", "\uFF21\uFF50\uFF50\uFF4C\uFF45"},  // the last in full width
+    {"Apple pie"},
+    {"resume", "RESUME"},
+    {"r\u00E9sum\u00E9", "R\u00C9SUM\u00C9", "re\u0301sume\u0301"},
+    {"strasse", "Stra\u00DFe", "STRASSE", "STRA\u1E9EE"},
+    {"Strassen"},
+    {"zebra"},
+    {"\u3042"},
+    {"\u30AB", "\uFF76"},  // katakana in both widths
+};
+
+TEST_F(SimulatorRestriction, TextsAreComparedAndSortedWithoutCaseAndWidth) {
+  for (const auto& line : kTexts)
+    server.AddItem("alice@example.com", "tasks",
+                   "<t:Task><t:Subject>" + std::string(line.front()) + "</t:Subject></t:Task>");
+  for (std::size_t i = 0; i < kTexts.size(); ++i) {
+    for (const char* text : kTexts[i]) {
+      EXPECT_EQ(Matching(Compare("IsEqualTo", kSubject, text), "tasks"), kTexts[i].front()) << text;
+      const Reply below = client.Call(FindItemXml(
+          "tasks", kSubject, 200, 0, "<m:Restriction>" + Compare("IsLessThan", kSubject, text) + "</m:Restriction>"));
+      EXPECT_EQ(below.All("Subject").size(), i) << text;
+    }
+  }
+  for (const bool descending : {false, true}) {
+    const Reply reply = client.Call(FindItemXml("tasks", kSubject, 200, 0,
+                                                "<m:SortOrder><t:FieldOrder Order=\"" +
+                                                    std::string(descending ? "Descending" : "Ascending") + "\">" +
+                                                    kSubject + "</t:FieldOrder></m:SortOrder>"));
+    const auto subjects = reply.All("Subject");
+    ASSERT_EQ(subjects.size(), kTexts.size());
+    for (std::size_t i = 0; i < kTexts.size(); ++i)
+      EXPECT_EQ(subjects[descending ? kTexts.size() - 1 - i : i]->text, kTexts[i].front());
+  }
+}
+
+TEST_F(SimulatorRestriction, EnumerationsAreSortedAsTheyArePublished) {
+  for (const char* importance : {"high", "low", "normal"})
+    Add(importance, "Importance: " + std::string(importance) + "\r\n");
+  const Reply reply = client.Call(FindItemXml(
+      "inbox", kSubject, 200, 0,
+      "<m:SortOrder><t:FieldOrder Order=\"Ascending\">" + Field("item:Importance") + "</t:FieldOrder></m:SortOrder>"));
+  std::string order;
+  for (const Element* subject : reply.All("Subject")) order += subject->text + " ";
+  EXPECT_EQ(order, "low normal high ");
+  EXPECT_EQ(Matching(Compare("IsGreaterThan", Field("item:Importance"), "Low")), "high|normal");
+}
+
+/// Values of every type, each pair compared in every way, beside what the language says of them.
+TEST_F(SimulatorRestriction, EveryTypeOfExtendedPropertyIsComparedByValue) {
+  const std::int64_t large[] = {
+      -9223372036854775807, -100, -99, -1, 0, 2, 10, 99, 100, 2147483647, 9007199254740993, 9007199254740992,
+      9223372036854775807};
+  struct Type {
+    const char* name;
+    std::vector<std::pair<std::string, long double>> values;
+  };
+  std::vector<Type> types = {{"Short", {}},
+                             {"Integer", {}},
+                             {"Long", {}},
+                             {"Currency", {}},
+                             {"Double", {{"-1.5", -1.5L}, {"1e3", 1000}, {"999.5", 999.5L}, {"5e-3", 0.005L}}},
+                             {"SystemTime",
+                              {{"1980-01-02T00:00:00Z", 3},
+                               {"1980-01-02T00:00:00+02:00", 2},
+                               {"0001-01-01T00:00:00Z", 1},
+                               {"9999-12-31T23:59:59Z", 4}}},
+                             {"Boolean", {{"true", 1}, {"0", 0}, {"1", 1}}}};
+  for (const std::int64_t value : large) {
+    if (value >= -32768 && value <= 32767) types[0].values.emplace_back(std::to_string(value), value);
+    if (value >= INT32_MIN && value <= INT32_MAX) types[1].values.emplace_back(std::to_string(value), value);
+    types[2].values.emplace_back(std::to_string(value), value);
+    types[3].values.emplace_back(std::to_string(value), value);
+  }
+  for (const Type& type : types) {
+    const std::string uri =
+        "<t:ExtendedFieldURI PropertySetId=\"0f8fad5b-d9cb-469f-a165-70867728950e\" PropertyName=\"of " +
+        std::string(type.name) + "\" PropertyType=\"" + type.name + "\"/>";
+    for (const auto& [text, value] : type.values)
+      server.AddItem("alice@example.com", "tasks",
+                     "<t:Task><t:Subject>" + text + "</t:Subject><t:ExtendedProperty>" + uri + "<t:Value>" + text +
+                         "</t:Value></t:ExtendedProperty></t:Task>");
+    const std::pair<const char*, bool (*)(long double, long double)> ops[] = {
+        {"IsLessThan", [](long double a, long double b) { return a < b; }},
+        {"IsLessThanOrEqualTo", [](long double a, long double b) { return a <= b; }},
+        {"IsGreaterThan", [](long double a, long double b) { return a > b; }},
+        {"IsGreaterThanOrEqualTo", [](long double a, long double b) { return a >= b; }},
+        {"IsEqualTo", [](long double a, long double b) { return a == b; }}};
+    for (const auto& [constant, number] : type.values) {
+      for (const auto& [op, holds] : ops) {
+        std::set<std::string> expected;
+        for (const auto& [text, value] : type.values)
+          if (holds(value, number)) expected.insert(text);
+        std::string all;
+        for (const std::string& text : expected) all += (all.empty() ? "" : "|") + text;
+        EXPECT_EQ(Matching(Compare(op, uri, constant), "tasks"), all) << type.name << " " << op << " " << constant;
+      }
+    }
+  }
+}
+
 /// A random tree over three fields, once as XML and once as a function; both must choose the same rows.
 TEST_F(SimulatorRestriction, RandomTreesAgreeWithAFilterByHand) {
   struct Row {
