@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "platform/xml/uVqXMLDOM.h"
+#include "platform/xml/uVqXMLQuickScan_p.h"
+#include "platform/xml/uVqXMLScan_p.h"
 
 using namespace velmore;
 
@@ -92,6 +94,23 @@ void Parse(benchmark::State& state) {
   }
 }
 BENCHMARK(Parse)->Unit(benchmark::kMicrosecond);
+
+/// The quick look alone, with each instruction set that this machine has: what a parse takes longer on a machine that
+/// has not the first of them is the difference.
+const bool kScans = [] {
+  for (const detail::TVqScanKernel& kernel : detail::ScanKernels()) {
+    benchmark::RegisterBenchmark((std::string("Scan/") + kernel.Name).c_str(), [&kernel](benchmark::State& state) {
+      std::size_t i = 0;
+      bool clean = true;
+      for (auto _ : state) {
+        const std::string_view page = Pages()[i++ % 16];
+        clean = detail::QuickScan(page.substr(detail::ReadDeclaration(page).End), {}, &kernel).Clean && clean;
+      }
+      if (!clean) state.SkipWithError("the strict reading would have been asked");
+    })->Unit(benchmark::kMicrosecond);
+  }
+  return true;
+}();
 
 void ParseAndRenamePrefixes(benchmark::State& state) {
   std::size_t i = 0;

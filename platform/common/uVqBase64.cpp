@@ -1,11 +1,19 @@
+// The inner loops of base64: one in each direction over vectors, which Highway compiles for each instruction set, and a
+// plain one for machines without and for the ends of a text. This file includes itself once for each set.
+
 #include <array>
 
 #include "platform/common/uVqBase64_p.h"
 
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
-#define VELMORE_X86_KERNELS 1
-#include <immintrin.h>
-#endif
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "platform/common/uVqBase64.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include "platform/common/internal/uVqVectorTargets.h"
+
+#ifndef VELMORE_BASE64_SHARED
+#define VELMORE_BASE64_SHARED
 
 namespace velmore {
 namespace {
@@ -70,119 +78,158 @@ std::size_t EncodePortable(const std::uint8_t* bytes, std::size_t size, char* te
   return i;
 }
 
-#ifdef VELMORE_X86_KERNELS
-
 // The vector forms follow Muła and Lemire, "Faster Base64 Encoding and Decoding Using AVX2 Instructions" (2018): the
-// nibbles of a character look up bits whose intersection is empty for the alphabet only, and the high nibble chooses
-// the distance from the character to its value.
+// halves of a character look up bits whose intersection is empty for the alphabet only, and the high half chooses the
+// distance from the character to its value.
 
-__attribute__((target("ssse3"))) std::size_t DecodeSsse3(const char* text, std::size_t size, std::uint8_t* bytes) {
-  const __m128i lowBits =
-      _mm_setr_epi8(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
-  const __m128i highBits =
-      _mm_setr_epi8(0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10);
-  const __m128i distance = _mm_setr_epi8(0, 16, 19, 4, -65, -65, -71, -71, 0, 0, 0, 0, 0, 0, 0, 0);
-  const __m128i slash = _mm_set1_epi8(0x2F);  // the one character that shares its high nibble; also a mask of nibbles
-  const __m128i order = _mm_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1);
-  std::size_t i = 0;
-  for (; size - i >= 24; i += 16, bytes += 12) {  // 16 bytes are stored where 12 count
-    const __m128i in = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
-    const __m128i high = _mm_and_si128(_mm_srli_epi32(in, 4), slash);
-    const __m128i low = _mm_and_si128(in, slash);
-    const __m128i wrong = _mm_and_si128(_mm_shuffle_epi8(lowBits, low), _mm_shuffle_epi8(highBits, high));
-    if (_mm_movemask_epi8(_mm_cmpgt_epi8(wrong, _mm_setzero_si128())) != 0) break;
-    const __m128i which = _mm_add_epi8(_mm_cmpeq_epi8(in, slash), high);
-    const __m128i values = _mm_add_epi8(in, _mm_shuffle_epi8(distance, which));
-    const __m128i pairs = _mm_maddubs_epi16(values, _mm_set1_epi32(0x01400140));
-    const __m128i groups = _mm_madd_epi16(pairs, _mm_set1_epi32(0x00011000));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), _mm_shuffle_epi8(groups, order));
+using TVqSixteen = std::array<std::uint8_t, 16>;
+
+struct TVqDecodeTables {
+  alignas(16) TVqSixteen Low = {0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11,
+                                0x11, 0x11, 0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A};
+  alignas(16) TVqSixteen High = {0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08,
+                                 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10};
+  /// By the high half, but for the slash, which has an entry of its own in front of its half's.
+  alignas(16) TVqSixteen Distance = {0, 16, 19, 4, 256 - 65, 256 - 65, 256 - 71, 256 - 71, 0, 0, 0, 0, 0, 0, 0, 0};
+  /// Three bytes of each group of four, in the order of the text; the rest is passed over.
+  alignas(16) TVqSixteen Order = {2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 15, 15, 15, 15};
+};
+constexpr TVqDecodeTables kDecode;
+
+struct TVqEncodeTables {
+  /// Each group of three as four bytes in which every value lies within a half.
+  alignas(16) TVqSixteen Order = {1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10};
+  /// From a value to its character, by what range of the alphabet it lies in.
+  alignas(16) TVqSixteen Distance = {65,      71,      256 - 4, 256 - 4, 256 - 4,  256 - 4,  256 - 4, 256 - 4,
+                                     256 - 4, 256 - 4, 256 - 4, 256 - 4, 256 - 19, 256 - 16, 0,       0};
+};
+constexpr TVqEncodeTables kEncode;
+
+}  // namespace
+}  // namespace velmore
+
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace velmore {
+namespace HWY_NAMESPACE {
+namespace {
+
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+
+std::size_t Decode(const char* text, std::size_t size, std::uint8_t* bytes) {
+  return DecodePortable(text, size, bytes);
+}
+
+std::size_t Encode(const std::uint8_t* bytes, std::size_t size, char* text) {
+  return EncodePortable(bytes, size, text);
+}
+
+#else
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using TBytesOf = HWY_CAPPED(std::uint8_t, 64);
+using TPairsOf = hn::Repartition<std::uint16_t, TBytesOf>;
+using TGroupsOf = hn::Repartition<std::uint32_t, TBytesOf>;
+
+/// Lanes of four bytes that move the three of each sixteen that count next to each other, or apart from each other.
+template <bool Apart>
+HWY_INLINE auto Lanes(TGroupsOf d) {
+  HWY_ALIGN std::uint32_t lanes[HWY_MAX_BYTES / 4] = {};
+  const auto count = static_cast<std::uint32_t>(hn::Lanes(d));
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const std::uint32_t from = Apart ? i / 4 * 3 + i % 4 : i / 3 * 4 + i % 3;
+    lanes[i] = from < count ? from : 0;
   }
+  return hn::SetTableIndices(d, lanes);
+}
+
+std::size_t Decode(const char* text, std::size_t size, std::uint8_t* bytes) {
+  const TBytesOf d;
+  const TPairsOf pairs;
+  const TGroupsOf groups;
+  const std::size_t taken = hn::Lanes(d), given = taken / 4 * 3;
+  const auto lowBits = hn::LoadDup128(d, kDecode.Low.data()), highBits = hn::LoadDup128(d, kDecode.High.data());
+  const auto distance = hn::LoadDup128(d, kDecode.Distance.data()), order = hn::LoadDup128(d, kDecode.Order.data());
+  const auto slash = hn::Set(d, std::uint8_t{'/'}), half = hn::Set(d, std::uint8_t{15});
+  const auto close = Lanes<false>(groups);
+  std::size_t i = 0;
+  // A whole vector is stored where three quarters of it count, within the room that the rest of the text has.
+  for (; size - i >= (taken + 2) / 3 * 4; i += taken, bytes += given) {
+    const auto in = hn::LoadU(d, reinterpret_cast<const std::uint8_t*>(text) + i);
+    const auto high = hn::ShiftRight<4>(in);
+    const auto wrong = hn::And(hn::TableLookupBytes(lowBits, hn::And(in, half)), hn::TableLookupBytes(highBits, high));
+    if (!hn::AllTrue(d, hn::Eq(wrong, hn::Zero(d)))) break;
+    const auto which = hn::Add(hn::VecFromMask(d, hn::Eq(in, slash)), high);  // one less for the slash
+    const auto values = hn::BitCast(pairs, hn::Add(in, hn::TableLookupBytes(distance, which)));
+    // Six bits and six bits to twelve, these to twenty-four.
+    const auto twelve =
+        hn::Or(hn::And(hn::ShiftLeft<6>(values), hn::Set(pairs, std::uint16_t{0x0FC0})), hn::ShiftRight<8>(values));
+    const auto two = hn::BitCast(groups, twelve);
+    const auto whole =
+        hn::Or(hn::And(hn::ShiftLeft<12>(two), hn::Set(groups, std::uint32_t{0x00FFF000})), hn::ShiftRight<16>(two));
+    const auto ordered = hn::BitCast(groups, hn::TableLookupBytes(hn::BitCast(d, whole), order));
+    hn::StoreU(hn::BitCast(d, hn::TableLookupLanes(ordered, close)), d, bytes);
+  }
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX2
+  _mm256_zeroupper();  // not every compiler does it here, and whatever runs next would be slow
+#endif
   return i + DecodePortable(text + i, size - i, bytes);
 }
 
-__attribute__((target("ssse3"))) std::size_t EncodeSsse3(const std::uint8_t* bytes, std::size_t size, char* text) {
-  const __m128i order = _mm_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10);
-  const __m128i distance = _mm_setr_epi8(65, 71, -4, -4, -4, -4, -4, -4, -4, -4, -4, -4, -19, -16, 0, 0);
+std::size_t Encode(const std::uint8_t* bytes, std::size_t size, char* text) {
+  const TBytesOf d;
+  const TPairsOf pairs;
+  const TGroupsOf groups;
+  const hn::RebindToSigned<TBytesOf> signs;
+  const std::size_t given = hn::Lanes(d), taken = given / 4 * 3;
+  const auto order = hn::LoadDup128(d, kEncode.Order.data()), distance = hn::LoadDup128(d, kEncode.Distance.data());
+  const auto apart = Lanes<true>(groups);
   std::size_t i = 0;
-  for (; size - i >= 16; i += 12, text += 16) {  // 16 bytes are loaded where 12 count
-    const __m128i in = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i)), order);
-    const __m128i outer = _mm_mulhi_epu16(_mm_and_si128(in, _mm_set1_epi32(0x0fc0fc00)), _mm_set1_epi32(0x04000040));
-    const __m128i inner = _mm_mullo_epi16(_mm_and_si128(in, _mm_set1_epi32(0x003f03f0)), _mm_set1_epi32(0x01000010));
-    const __m128i values = _mm_or_si128(outer, inner);
-    const __m128i which =
-        _mm_sub_epi8(_mm_subs_epu8(values, _mm_set1_epi8(51)), _mm_cmpgt_epi8(values, _mm_set1_epi8(25)));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(text), _mm_add_epi8(values, _mm_shuffle_epi8(distance, which)));
+  for (; size - i >= given; i += taken, text += given) {  // a whole vector is loaded where three quarters of it count
+    const auto lanes = hn::TableLookupLanes(hn::BitCast(groups, hn::LoadU(d, bytes + i)), apart);
+    const auto in = hn::TableLookupBytes(hn::BitCast(d, lanes), order);
+    const auto outer = hn::MulHigh(hn::BitCast(pairs, hn::And(hn::BitCast(groups, in), hn::Set(groups, 0x0FC0FC00u))),
+                                   hn::BitCast(pairs, hn::Set(groups, 0x04000040u)));
+    const auto inner = hn::Mul(hn::BitCast(pairs, hn::And(hn::BitCast(groups, in), hn::Set(groups, 0x003F03F0u))),
+                               hn::BitCast(pairs, hn::Set(groups, 0x01000010u)));
+    const auto values = hn::BitCast(d, hn::Or(outer, inner));
+    // 0 and 1 for the letters, 2 to 11 for the digits, 12 and 13 for the signs.
+    const auto letters = hn::VecFromMask(signs, hn::Gt(hn::BitCast(signs, values), hn::Set(signs, std::int8_t{25})));
+    const auto which = hn::Sub(hn::SaturatedSub(values, hn::Set(d, std::uint8_t{51})), hn::BitCast(d, letters));
+    hn::StoreU(hn::Add(values, hn::TableLookupBytes(distance, which)), d, reinterpret_cast<std::uint8_t*>(text));
   }
+#if HWY_ARCH_X86 && HWY_TARGET <= HWY_AVX2
+  _mm256_zeroupper();  // not every compiler does it here, and whatever runs next would be slow
+#endif
   return i + EncodePortable(bytes + i, size - i, text);
-}
-
-__attribute__((target("avx2"))) std::size_t DecodeAvx2(const char* text, std::size_t size, std::uint8_t* bytes) {
-  const __m256i lowBits =
-      _mm256_setr_epi8(0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A,
-                       0x15, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x13, 0x1A, 0x1B, 0x1B, 0x1B, 0x1A);
-  const __m256i highBits =
-      _mm256_setr_epi8(0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10,
-                       0x10, 0x10, 0x01, 0x02, 0x04, 0x08, 0x04, 0x08, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x10);
-  const __m256i distance = _mm256_setr_epi8(0, 16, 19, 4, -65, -65, -71, -71, 0, 0, 0, 0, 0, 0, 0, 0, 0, 16, 19, 4, -65,
-                                            -65, -71, -71, 0, 0, 0, 0, 0, 0, 0, 0);
-  const __m256i slash = _mm256_set1_epi8(0x2F);
-  const __m256i order = _mm256_setr_epi8(2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1, 2, 1, 0, 6, 5, 4, 10,
-                                         9, 8, 14, 13, 12, -1, -1, -1, -1);
-  const __m256i close = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, -1, -1);
-  std::size_t i = 0;
-  for (; size - i >= 44; i += 32, bytes += 24) {  // 32 bytes are stored where 24 count
-    const __m256i in = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + i));
-    const __m256i high = _mm256_and_si256(_mm256_srli_epi32(in, 4), slash);
-    const __m256i low = _mm256_and_si256(in, slash);
-    if (!_mm256_testz_si256(_mm256_shuffle_epi8(lowBits, low), _mm256_shuffle_epi8(highBits, high))) break;
-    const __m256i which = _mm256_add_epi8(_mm256_cmpeq_epi8(in, slash), high);
-    const __m256i values = _mm256_add_epi8(in, _mm256_shuffle_epi8(distance, which));
-    const __m256i pairs = _mm256_maddubs_epi16(values, _mm256_set1_epi32(0x01400140));
-    const __m256i groups = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes),
-                        _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(groups, order), close));
-  }
-  _mm256_zeroupper();  // not every compiler does it here, and whatever runs next would be slow
-  return i + DecodeSsse3(text + i, size - i, bytes);
-}
-
-__attribute__((target("avx2"))) std::size_t EncodeAvx2(const std::uint8_t* bytes, std::size_t size, char* text) {
-  const __m256i order = _mm256_setr_epi8(1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10, 1, 0, 2, 1, 4, 3, 5, 4, 7,
-                                         6, 8, 7, 10, 9, 11, 10);
-  const __m256i distance = _mm256_setr_epi8(65, 71, -4, -4, -4, -4, -4, -4, -4, -4, -4, -4, -19, -16, 0, 0, 65, 71, -4,
-                                            -4, -4, -4, -4, -4, -4, -4, -4, -4, -19, -16, 0, 0);
-  std::size_t i = 0;
-  for (; size - i >= 28; i += 24, text += 32) {  // two halves of 16 bytes where 12 count each
-    const __m256i both =
-        _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i))),
-                                _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i + 12)), 1);
-    const __m256i in = _mm256_shuffle_epi8(both, order);
-    const __m256i outer =
-        _mm256_mulhi_epu16(_mm256_and_si256(in, _mm256_set1_epi32(0x0fc0fc00)), _mm256_set1_epi32(0x04000040));
-    const __m256i inner =
-        _mm256_mullo_epi16(_mm256_and_si256(in, _mm256_set1_epi32(0x003f03f0)), _mm256_set1_epi32(0x01000010));
-    const __m256i values = _mm256_or_si256(outer, inner);
-    const __m256i which = _mm256_sub_epi8(_mm256_subs_epu8(values, _mm256_set1_epi8(51)),
-                                          _mm256_cmpgt_epi8(values, _mm256_set1_epi8(25)));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(text),
-                        _mm256_add_epi8(values, _mm256_shuffle_epi8(distance, which)));
-  }
-  _mm256_zeroupper();  // not every compiler does it here, and whatever runs next would be slow
-  return i + EncodeSsse3(bytes + i, size - i, text);
 }
 
 #endif
 
 }  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace velmore
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace velmore {
+namespace {
+HWY_EXPORT(Decode);
+HWY_EXPORT(Encode);
+}  // namespace
 
 const std::vector<TVqBase64Kernel>& VqBase64Kernels() {
   static const std::vector<TVqBase64Kernel> kernels = [] {
     std::vector<TVqBase64Kernel> found;
-#ifdef VELMORE_X86_KERNELS
-    __builtin_cpu_init();
-    if (__builtin_cpu_supports("avx2")) found.push_back({"avx2", DecodeAvx2, EncodeAvx2});
-    if (__builtin_cpu_supports("ssse3")) found.push_back({"ssse3", DecodeSsse3, EncodeSsse3});
-#endif
+    detail::VqForEachVectorTarget(HWY_DISPATCH_TABLE(Decode), [&](const char* name, auto decode) {
+      found.push_back({name, decode, nullptr});
+    });
+    auto kernel = found.begin();
+    detail::VqForEachVectorTarget(HWY_DISPATCH_TABLE(Encode),
+                                  [&](const char*, auto encode) { (kernel++)->Encode = encode; });
     found.push_back({"portable", DecodePortable, EncodePortable});
     return found;
   }();
@@ -194,3 +241,5 @@ std::uint8_t VqBase64Value(char c) noexcept {
 }
 
 }  // namespace velmore
+
+#endif
