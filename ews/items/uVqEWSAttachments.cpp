@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "ews/model/internal/uVqEWSCall.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/os/uVqMimeTypes.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
@@ -99,16 +100,11 @@ void TVqEWSAttachment::SetModified() {
 }
 
 IVqDOMElement TVqEWSAttachment::Fetch(bool AIncludeMimeContent) {
-  const TVqRef<IVqSOAPRequest> request = Session().CreateRequest(nullptr, "m:GetAttachment", "m:GetAttachmentResponse");
-  const IVqDOMElement shape = request->GetMethod().AddElement("m:AttachmentShape");
+  TVqEWSCall call(Session(), {"GetAttachment", "m:GetAttachmentResponse"});
+  const IVqDOMElement shape = call.Add("m:AttachmentShape");
   if (AIncludeMimeContent) shape.AddElement("t:IncludeMimeContent").SetText("true");
-  request->GetMethod().AddElement("m:AttachmentIds").AddElement("t:AttachmentId").SetAttribute("Id", IdText());
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement message = response->GetDocument().SelectSingleElement(
-      "/Envelope/Body/GetAttachmentResponse/ResponseMessages/GetAttachmentResponseMessage", kSelectRequired);
-  Session().CheckResponseError(message);
-  return message;
+  call.Add("m:AttachmentIds/t:AttachmentId").SetAttribute("Id", IdText());
+  return call.Send();
 }
 
 // ---- TVqEWSFileAttachment

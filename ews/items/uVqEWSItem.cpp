@@ -1,6 +1,7 @@
 #include "ews/items/uVqEWSItem.h"
 
 #include "ews/items/uVqEWSAttachments.h"
+#include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/schema/uVqEWSPropsEPR.h"
 #include "ews/schema/uVqEWSPropsMPR.h"
@@ -106,14 +107,11 @@ TVqRef<IVqEWSFolder> TVqEWSItemCore::GetParentFolder() {
 }
 
 TItemId TVqEWSItemCore::GetID() {
-  const IVqDOMElement id(NewRecord().FindNode("t:ItemId"));
-  return {id.GetAttribute("Id"), id.GetAttribute("ChangeKey")};
+  return EwsReadId(IVqDOMElement(NewRecord().FindNode("t:ItemId")));
 }
 
 void TVqEWSItemCore::SetId(const TItemId& AId) {
-  const IVqDOMElement id(NewRecord().GetNode("t:ItemId"));
-  id.SetAttribute("Id", AId.Id);
-  id.SetAttribute("ChangeKey", AId.ChangeKey);
+  EwsWriteId(IVqDOMElement(NewRecord().GetNode("t:ItemId")), AId);
 }
 
 void TVqEWSItemCore::NeedsVersion(TServerVersion ARequired, const char* AFeature) const {

@@ -140,11 +140,8 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
  private:
   void PrepareCreateItem();
   void OnGetSOAPElement(TVqXMLSchemaElement* ARecord, const TVqXMLSchemaInfo& AInfo);
-  IVqDOMElement SendGetItem(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AResponse,
-                            const TVqSOAPResponseFactory& AFactory = nullptr);
   TVqRef<TVqBinResponse> FetchMimeContent();
   void AddPropertyURI(const IVqDOMElement& AProperties, const string& AEntry);
-  IVqDOMElement FindAnswer(IVqSOAPResponse& AResponse);
   void MergeMember(const IVqDOMElement& AAnswer, const string& AEntry);
   void MergeDefinition(const IVqDOMElement& AAnswer, const string& AName);
   void UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly);

@@ -3,6 +3,7 @@
 #include "ews/items/uVqEWSItem.h"
 
 #include "ews/items/uVqEWSAttachments.h"
+#include "ews/items/uVqEWSItemCalls_p.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/schema/internal/uVqEWSWellKnownSets.h"
 #include "ews/schema/uVqEWSFieldURI.h"
@@ -14,7 +15,6 @@ namespace velmore {
 namespace {
 
 constexpr std::string_view kDefinitionPrefix = "PROPDEF:";
-constexpr const char* kGetItemMessage = "/Envelope/Body/GetItemResponse/ResponseMessages/GetItemResponseMessage";
 
 bool IsDefinition(const string& entry) {
   return entry.StartsWith(kDefinitionPrefix);
@@ -43,20 +43,18 @@ void TVqEWSItemCore::Initialize(const TItemId& AItemId) {
 
 void TVqEWSItemCore::PrepareCreateItem() {
   FIsNewItem = true;
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:CreateItem", "m:CreateItemResponse");
-  FItem = request;
+  const TVqEWSCall call(*this, kCreateItem);
+  FItem = call.Request();
   const string name = ElementName();
-  request->GetMethod().AddElement("m:Items").AddElement("t:" + name);
-  FPropDataElm = request->GetDocument().SelectSingleElement("/envelope/body/createitem/items/" + name, kSelectRequired);
+  call.Add("m:Items").AddElement("t:" + name);
+  FPropDataElm =
+      call.Request()->GetDocument().SelectSingleElement("/envelope/body/createitem/items/" + name, kSelectRequired);
   SetPropData(FPropDataElm);
   // Only a folder says where the item goes; otherwise it is the server's default folder.
   const auto folder = Supports<IVqEWSFolder>(GetCreatedBy());
   if (!folder) return;
   const TItemId id = folder->GetID();
-  const IVqDOMElement folderId =
-      request->GetMethod().InsertElement("m:SavedItemFolderId", TVqDOMPosition::dpFirst).AddElement("t:FolderId");
-  folderId.SetAttribute("Id", id.Id);
-  folderId.SetAttribute("ChangeKey", id.ChangeKey);
+  EwsWriteId(call.Method().InsertElement("m:SavedItemFolderId", TVqDOMPosition::dpFirst).AddElement("t:FolderId"), id);
 }
 
 string TVqEWSItemCore::ElementName() {
@@ -75,28 +73,15 @@ void TVqEWSItemCore::SetPropData(const IVqDOMElement& AElement) {
       [this](TVqXMLSchemaElement* record, const TVqXMLSchemaInfo& info) { OnGetSOAPElement(record, info); });
 }
 
-IVqDOMElement TVqEWSItemCore::SendGetItem(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AResponse,
-                                          const TVqSOAPResponseFactory& AFactory) {
-  ARequest.Send(AResponse, TVqSOAPSendKind::synchronous, AFactory);
-  const IVqDOMElement message = AResponse->GetDocument().SelectSingleElement(kGetItemMessage, kSelectRequired);
-  CheckResponseError(message);
-  const IVqDOMElement items = message.SelectSingleElement("Items", kSelectRequired);
-  if (items.ElementCount() != 1)
-    throw EEWSException("ErrorItemNotFound", "There was no ItemId in the SOAP Response!", 0);
-  return items;
-}
-
 void TVqEWSItemCore::ReloadItem(const TItemId& AItemId) {
   FAttachments.reset();
   FCategories.reset();
   FIsNewItem = false;
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
-  request->GetMethod().AddElement("m:ItemShape").AddElement("t:BaseShape").SetText("AllProperties");
-  AddLoadId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", AItemId);
-  TVqRef<IVqSOAPResponse> response;
-  const IVqDOMElement items = SendGetItem(*request, response);
-  FItem = response;
-  FPropDataElm = items.GetFirstChildElement();
+  TVqEWSCall call(*this, "GetItem");
+  call.Add("m:ItemShape/t:BaseShape").SetText("AllProperties");
+  call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", AItemId);
+  FPropDataElm = call.SendForItem();
+  FItem = call.Response();
   SetPropData(FPropDataElm);
 }
 
@@ -112,16 +97,13 @@ void TVqEWSItemCore::OnGetSOAPElement(TVqXMLSchemaElement* ARecord, const TVqXML
 void TVqEWSItemCore::GetAdditionalProperties(const std::vector<string>& AProps) {
   const TItemId id = GetID();
   if (id.Id.empty()) return;  // the server knows nothing of a new item
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
-  const IVqDOMElement shape = request->GetMethod().AddElement("m:ItemShape");
-  shape.AddElement("t:BaseShape").SetText("IdOnly");
-  const IVqDOMElement properties = shape.AddElement("t:AdditionalProperties");
+  TVqEWSCall call(*this, "GetItem");
+  call.Add("m:ItemShape/t:BaseShape").SetText("IdOnly");
+  const IVqDOMElement properties = call.Add("m:ItemShape/t:AdditionalProperties");
   for (const string& entry : AProps) AddPropertyURI(properties, entry);
-  AddLoadId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", id);
-
-  TVqRef<IVqSOAPResponse> response;
-  SendGetItem(*request, response);
-  const IVqDOMElement answer = FindAnswer(*response);
+  call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", id);
+  const IVqDOMElement item = call.SendForItem();
+  const IVqDOMElement answer = GetItemType() == tItem ? item : call.Find("Items/" + ElementName());
   for (const string& entry : AProps) {
     if (IsDefinition(entry)) {
       MergeDefinition(answer, DefinitionName(entry));
@@ -160,13 +142,6 @@ void TVqEWSItemCore::AddPropertyURI(const IVqDOMElement& AProperties, const stri
       return;
     }
   }
-}
-
-IVqDOMElement TVqEWSItemCore::FindAnswer(IVqSOAPResponse& AResponse) {
-  const string items = string(kGetItemMessage) + "/Items";
-  if (GetItemType() != tItem)
-    return AResponse.GetDocument().SelectSingleElement(items + "/" + ElementName(), kSelectRequired);
-  return AResponse.GetDocument().SelectSingleElement(items, kSelectRequired).GetFirstChildElement();
 }
 
 void TVqEWSItemCore::MergeMember(const IVqDOMElement& AAnswer, const string& AEntry) {
@@ -270,16 +245,14 @@ void TVqEWSItemCore::SaveToStream(TVqStream& AStream) {
 }
 
 TVqRef<TVqBinResponse> TVqEWSItemCore::FetchMimeContent() {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
-  const IVqDOMElement shape = request->GetMethod().AddElement("m:ItemShape");
-  shape.AddElement("t:BaseShape").SetText("IdOnly");
-  shape.AddElement("t:AdditionalProperties").AddElement("t:FieldURI").SetAttribute("FieldURI", "item:MimeContent");
-  AddLoadId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", GetID());
-  TVqRef<IVqSOAPResponse> response;
-  SendGetItem(*request, response, [](std::string bytes, const string& name) -> TVqRef<TVqSOAPResponse> {
+  TVqEWSCall call(*this, "GetItem");
+  call.Add("m:ItemShape/t:BaseShape").SetText("IdOnly");
+  call.Add("m:ItemShape/t:AdditionalProperties/t:FieldURI").SetAttribute("FieldURI", "item:MimeContent");
+  call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", GetID());
+  call.SendForItem([](std::string bytes, const string& name) -> TVqRef<TVqSOAPResponse> {
     return MakeRef<TVqBinResponse>(std::move(bytes), name);
   });
-  return Supports<TVqBinResponse>(response);
+  return Supports<TVqBinResponse>(call.Response());
 }
 
 }  // namespace velmore

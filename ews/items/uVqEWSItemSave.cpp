@@ -6,6 +6,7 @@
 
 #include "ews/items/uVqEWSAttachments.h"
 #include "ews/items/uVqEWSInlineImages_p.h"
+#include "ews/items/uVqEWSItemCalls_p.h"
 #include "ews/model/uVqEWSWireForm.h"
 #include "ews/schema/uVqEWSFieldURI.h"
 #include "ews/schema/uVqEWSPropsPR.h"
@@ -13,15 +14,6 @@
 
 namespace velmore {
 namespace {
-
-constexpr const char* kUpdateItemMessage =
-    "/Envelope/Body/UpdateItemResponse/ResponseMessages/UpdateItemResponseMessage";
-constexpr const char* kCreateItemMessage =
-    "/Envelope/Body/m:CreateItemResponse/ResponseMessages/CreateItemResponseMessage";
-
-TItemId IdOf(const IVqDOMElement& id) {
-  return {id.GetAttribute("Id"), id.GetAttribute("ChangeKey")};
-}
 
 /// A child with neither text, elements nor attributes: a getter made it on its way.
 bool IsEmptyElement(const IVqDOMElement& element) {
@@ -73,15 +65,11 @@ void TVqEWSItemCore::SaveChanges(TVqEWSSaveOption ASaveOption) {
 // ---- The item
 
 void TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:UpdateItem", "m:UpdateItemResponse");
-  const IVqDOMElement method = request->GetMethod();
-  method.SetAttribute("MessageDisposition", "SaveOnly");
-  method.SetAttribute("ConflictResolution", VqEnumToText(ASaveOption));
-  const IVqDOMElement change = method.AddElement("m:ItemChanges").AddElement("t:ItemChange");
-  const TItemId id = GetID();
-  const IVqDOMElement itemId = change.AddElement("t:ItemId");
-  itemId.SetAttribute("Id", id.Id);
-  itemId.SetAttribute("ChangeKey", id.ChangeKey);
+  TVqEWSCall call(*this, {"UpdateItem", "m:UpdateItemResponse"});
+  call.Set("MessageDisposition", "SaveOnly");
+  call.Set("ConflictResolution", VqEnumToText(ASaveOption));
+  const IVqDOMElement change = call.Add("m:ItemChanges/t:ItemChange");
+  EwsWriteId(change.AddElement("t:ItemId"), GetID());
   const IVqDOMElement updates = change.AddElement("t:Updates");
 
   TVqEWSProperties& properties = GetProperties();
@@ -100,12 +88,8 @@ void TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
   }
   // An update without changes is sent, too: it refreshes the change key that attachments need.
   if (!EwsSendsUpdate(ActiveSession(), updates)) return;
-  BeforeSaveChanges(*request);
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement message = response->GetDocument().SelectSingleElement(kUpdateItemMessage, kSelectRequired);
-  CheckResponseError(message);
-  SetId(IdOf(message.SelectSingleElement("//ItemId", kSelectRequired)));
+  BeforeSaveChanges(*call.Request());
+  SetId(call.SendForId("//ItemId"));
 }
 
 void TVqEWSItemCore::AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProperty& AProperty) {
@@ -130,12 +114,10 @@ void TVqEWSItemCore::AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProper
 }
 
 bool TVqEWSItemCore::CreateItem() {
-  const TVqRef<IVqSOAPRequest> prepared = NewItemRequest();
   // A copy goes out, so that a save that fails leaves the item as it was.
-  const TVqRef<IVqSOAPRequest> request =
-      CreateRequest(nullptr, prepared->GetMethod().GetQualifiedName(), prepared->GetResponseName());
-  request->LoadEnvelope(*prepared);
-  const IVqDOMElement method = request->GetMethod();
+  TVqEWSCall call(*this, kCreateItem);
+  call.Request()->LoadEnvelope(*NewItemRequest());
+  const IVqDOMElement method = call.Method();
   if (const IVqDOMElement attachments = method.SelectSingleElement("Items/*/Attachments", kSelectQuiet)) {
     attachments.GetParentElement().RemoveChild(attachments);
   }
@@ -150,12 +132,8 @@ bool TVqEWSItemCore::CreateItem() {
       }
     }
   }
-  BeforeSaveChanges(*request);
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement message = response->GetDocument().SelectSingleElement(kCreateItemMessage, kSelectRequired);
-  CheckResponseError(message);
-  SetId(IdOf(message.SelectSingleElement("//ItemId", kSelectRequired)));
+  BeforeSaveChanges(*call.Request());
+  SetId(call.SendForId("//ItemId"));
   return extended > 0;
 }
 
@@ -192,14 +170,10 @@ std::vector<string> TVqEWSItemCore::FindDeletedAttachments() {
 
 void TVqEWSItemCore::DeleteAttachments(const std::vector<string>& AIds) {
   if (AIds.empty()) return;
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:DeleteAttachment", "m:DeleteAttachmentResponse");
-  const IVqDOMElement ids = request->GetMethod().AddElement("m:AttachmentIds");
+  TVqEWSCall call(*this, {"DeleteAttachment", "m:DeleteAttachmentResponse", TVqEWSAnswerPath::prefixed});
+  const IVqDOMElement ids = call.Add("m:AttachmentIds");
   for (const string& id : AIds) ids.AddElement("t:AttachmentId").SetAttribute("Id", id);
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  // A deletion that the server refuses leaves the save going on: its messages are not looked at.
-  response->GetDocument().SelectSingleElement("/Envelope/Body/m:DeleteAttachmentResponse/ResponseMessages",
-                                              kSelectRequired);
+  call.SendAllUnchecked();  // a deletion that the server refuses leaves the save going on
   std::erase_if(FCreatedAttachments, [&](const string& id) { return std::ranges::find(AIds, id) != AIds.end(); });
 }
 
@@ -210,13 +184,9 @@ void TVqEWSItemCore::CreateAttachments() {
     const TVqRef<IVqEWSAttachment> attachment = attachments.GetAttachment(i);
     const IVqDOMElement element = attachment->AsElement();
     if (!element.SelectSingleElement("AttachmentId", kSelectQuiet).GetAttribute("Id").empty()) continue;
-    const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:CreateAttachment", "m:CreateAttachmentResponse");
-    const TItemId id = GetID();
-    const IVqDOMElement parent = request->GetMethod().AddElement("m:ParentItemId");
-    parent.SetAttribute("Id", id.Id);
-    parent.SetAttribute("ChangeKey", id.ChangeKey);
-    const IVqDOMElement created =
-        request->GetMethod().AddElement("m:Attachments").AddElement(element.GetQualifiedName());
+    TVqEWSCall call(*this, {"CreateAttachment", "m:CreateAttachmentResponse", TVqEWSAnswerPath::prefixed});
+    EwsWriteId(call.Add("m:ParentItemId"), GetID());
+    const IVqDOMElement created = call.Add("m:Attachments").AddElement(element.GetQualifiedName());
     for (const IVqDOMElement& member : element.GetChildElements()) {
       const string name = member.GetLocalName();
       if (name == "Content") {
@@ -225,12 +195,7 @@ void TVqEWSItemCore::CreateAttachments() {
         created.AddChild(member);
       }
     }
-    TVqRef<IVqSOAPResponse> response;
-    request->Send(response);
-    const IVqDOMElement message = response->GetDocument().SelectSingleElement(
-        "/Envelope/Body/m:CreateAttachmentResponse/ResponseMessages/CreateAttachmentResponseMessage", kSelectRequired);
-    CheckResponseError(message);
-    const IVqDOMElement answer = message.SelectSingleElement("//AttachmentId", kSelectRequired);
+    const IVqDOMElement answer = call.Send().SelectSingleElement("//AttachmentId", kSelectRequired);
     TEwsAttachmentId& attachmentId = attachment->GetAttachmentId();
     for (const char* name : {"Id", "RootItemId", "RootItemChangeKey"}) {
       attachmentId.AsElement().SetAttribute(name, answer.GetAttribute(name));

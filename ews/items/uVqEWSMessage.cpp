@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ews/items/uVqEWSItemCalls_p.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLUtils.h"
@@ -223,7 +224,7 @@ void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
     saved = true;
   }
   if (const TVqRef<IVqSOAPRequest> request = NewItemRequest(); request && GetID().Id.empty()) {
-    SendNewItem(*request, AMoveToSentItems);
+    SendNewItem(request, AMoveToSentItems);
   } else {
     if (!saved) SaveChanges(soAutoResolve);
     SendSavedItem(AMoveToSentItems);
@@ -231,8 +232,9 @@ void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
   NewData().SetIsSubmitted(true);
 }
 
-void TVqEWSEMail::SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems) {
-  const IVqDOMElement method = ARequest.GetMethod();
+void TVqEWSEMail::SendNewItem(const TVqRef<IVqSOAPRequest>& ARequest, bool AMoveToSentItems) {
+  TVqEWSCall call(ActiveSession(), kCreateItem, ARequest);
+  const IVqDOMElement method = call.Method();
   const IVqDOMElement folderId = method.SelectSingleElement("SavedItemFolderId", kSelectQuiet);
   const string folder = folderId.GetInnerXML();
   try {
@@ -243,10 +245,7 @@ void TVqEWSEMail::SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems) {
     } else {
       RemoveSavedItemFolderId(method);
     }
-    TVqRef<IVqSOAPResponse> response;
-    ARequest.Send(response);
-    CheckResponseError(response->GetDocument().SelectSingleElement(
-        "/Envelope/Body/m:CreateItemResponse/ResponseMessages/CreateItemResponseMessage", kSelectRequired));
+    call.Send();
   } catch (...) {
     // The message stays unsent: a save would put it where it was to go.
     if (folderId) {
@@ -258,22 +257,15 @@ void TVqEWSEMail::SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems) {
 }
 
 void TVqEWSEMail::SendSavedItem(bool AMoveToSentItems) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:SendItem", "m:SendItemResponse");
-  const IVqDOMElement method = request->GetMethod();
-  const TItemId id = GetID();
-  const IVqDOMElement itemId = method.AddElement("m:ItemIds").AddElement("t:ItemId");
-  itemId.SetAttribute("Id", id.Id);
-  itemId.SetAttribute("ChangeKey", id.ChangeKey);
-  method.SetAttribute("SaveItemToFolder", AMoveToSentItems ? "true" : "false");
+  TVqEWSCall call(*this, {"SendItem", "m:SendItemResponse", TVqEWSAnswerPath::prefixed});
+  EwsWriteId(call.Add("m:ItemIds/t:ItemId"), GetID());
+  call.Set("SaveItemToFolder", AMoveToSentItems ? "true" : "false");
   if (!AMoveToSentItems) {
-    RemoveSavedItemFolderId(method);
+    RemoveSavedItemFolderId(call.Method());
   } else if (ServerVersion() > Exchange2013) {
-    SetSentItems(method.SelectSingleElement("SavedItemFolderId", kSelectCreate));
+    SetSentItems(call.Method().SelectSingleElement("SavedItemFolderId", kSelectCreate));
   }
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  CheckResponseError(response->GetDocument().SelectSingleElement(
-      "/Envelope/Body/m:SendItemResponse/ResponseMessages/SendItemResponseMessage", kSelectRequired));
+  call.Send();
 }
 
 TVqRef<IVqEWSSmartResponse> TVqEWSEMail::CreateReply(bool) {

@@ -84,21 +84,6 @@ TVqEWSBaseSession& TVqEWSObject::ActiveSession() const {
   return *FSession;
 }
 
-void TVqEWSObject::AddLoadId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const {
-  AIds.AddElement(AElementName).SetAttribute("Id", AId.Id);
-  if (WritesChangeKey()) AIds.AddElement("t:ChangeKey").SetAttribute("Id", AId.ChangeKey);
-}
-
-void TVqEWSObject::AddId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const {
-  const IVqDOMElement id = AIds.AddElement(AElementName);
-  id.SetAttribute("Id", AId.Id);
-  if (WritesChangeKey()) id.SetAttribute("ChangeKey", AId.ChangeKey);
-}
-
-bool TVqEWSObject::WritesChangeKey() const {
-  return ActiveSession().GetServerVersion() > Exchange2013;
-}
-
 TVqEWSObject& TVqEWSObjectSession::Object() const {
   if (!FObject) throw EVqException("The object is gone.");
   return *FObject;

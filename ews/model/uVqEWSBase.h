@@ -73,6 +73,8 @@ class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
   TVqComponent* GetCreatedBy() override { return FCreatedBy; }
   /// The session, or none when it is gone.
   TVqEWSBaseSession* GetSession() const noexcept { return FSession; }
+  /// The same; raises "There is no active EWS Session!" when it is gone.
+  TVqEWSBaseSession& ActiveSession() const;
 
   /// These three ask the session, and raise "There is no active EWS Session!" when it is gone.
   TVqRef<IVqHTTPClient> CreateHTTPClient(bool AUseSession);
@@ -83,16 +85,6 @@ class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
   ~TVqEWSObject() override;
 
   void Notification(TVqComponent* AComponent, TVqOperation AOperation) override;
-
-  /// The session, which must still be there.
-  TVqEWSBaseSession& ActiveSession() const;
-  /// The id of an item or folder to be loaded, below the list of ids. The change key goes in an element of its own, beside the id and under
-  /// the attribute name "Id", where later servers than Exchange2013 are asked. Wanted as it stands; see uVqEWSWireForm.h for the other form.
-  void AddLoadId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const;
-  /// The same id for any other request: the change key is an attribute.
-  void AddId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const;
-  /// True when the server is later than Exchange2013: change keys go with ids only then. Raises before logon.
-  bool WritesChangeKey() const;
 
  private:
   TVqComponent* FCreatedBy;

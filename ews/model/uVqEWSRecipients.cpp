@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ews/model/internal/uVqEWSCall.h"
+
 namespace velmore {
 namespace {
 
@@ -106,8 +108,7 @@ void TVqEWSRecipient::SetMailboxType(TMailboxType AValue) {
 }
 
 TItemId TVqEWSRecipient::GetItemId() {
-  const IVqDOMElement id = AsElement().SelectSingleElement("ItemId", kSelectQuiet);
-  return id ? TItemId{id.GetAttribute("Id"), id.GetAttribute("ChangeKey")} : TItemId();
+  return EwsReadId(AsElement().SelectSingleElement("ItemId", kSelectQuiet));
 }
 
 void TVqEWSRecipient::SetItemId(const TItemId& AValue) {

@@ -1,5 +1,6 @@
 // The session's conversion of ids (m:ConvertId).
 
+#include "ews/model/internal/uVqEWSCall.h"
 #include "ews/session/uVqEWS.h"
 #include "platform/common/uVqSerializer.h"
 #include "platform/soap/uVqSOAPClient.h"
@@ -16,22 +17,18 @@ TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> TVqEWSCustomSession::ConvertId(const T
                                                                          TIdFormat ADestinationFormat) {
   CheckActive();
   // Past CreateRequest, on purpose: of the headers only the version goes along.
-  const TVqRef<IVqSOAPRequest> request = FSOAPClient->CreateRequest("m:ConvertId", string());
-  request->AddSOAPHeader("t:RequestServerVersion").SetAttribute("Version", VqEnumToText(FRequestVersion));
-  const IVqDOMElement method = request->GetMethod();
-  method.SetAttribute("DestinationFormat", VqEnumToText(ADestinationFormat));
-  const IVqDOMElement sources = method.AddElement("m:SourceIds");
+  TVqEWSCall call(*this, {"ConvertId", "", TVqEWSAnswerPath::below},
+                  FSOAPClient->CreateRequest("m:ConvertId", string()));
+  call.Request()->AddSOAPHeader("t:RequestServerVersion").SetAttribute("Version", VqEnumToText(FRequestVersion));
+  call.Set("DestinationFormat", VqEnumToText(ADestinationFormat));
+  const IVqDOMElement sources = call.Add("m:SourceIds");
   for (const TVqEwsAlternateId& source : ASourceIds) {
     const IVqDOMElement id = sources.AddElement("t:AlternateId");
     id.SetAttribute("Format", VqEnumToText(source.Format));
     id.SetAttribute("Id", source.Id);
     id.SetAttribute("Mailbox", source.Mailbox);
   }
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement messages = response->GetResponse().SelectSingleElement("ResponseMessages", kSelectRequired);
-  for (const IVqDOMElement& message : messages.GetChildElements()) CheckResponseError(message);
-  return MakeRef<TVqEwsNonEmptyArrayOfAlternateIds>(messages);
+  return MakeRef<TVqEwsNonEmptyArrayOfAlternateIds>(call.SendAll());
 }
 
 }  // namespace velmore

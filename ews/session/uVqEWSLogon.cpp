@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/internal/uVqEWSConstants.h"
 #include "ews/model/uVqEWSTimeZones.h"
 #include "ews/session/uVqEWS.h"
@@ -319,12 +320,9 @@ void TVqEWSCustomSession::RaiseProbeFailure(const EVqHTTPApiException& AFailure)
 
 void TVqEWSCustomSession::SettleTimeZoneContext() {
   const string offset = EwsMachineOffsetText();
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetServerTimeZones", "m:GetServerTimeZonesResponse");
-  request->GetMethod().SetAttribute("ReturnFullTimeZoneData", "false");
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement zones = response->GetResponse().SelectSingleElement(
-      "ResponseMessages/GetServerTimeZonesResponseMessage/TimeZoneDefinitions", kSelectQuiet);
+  TVqEWSCall call(*this, {"GetServerTimeZones", "m:GetServerTimeZonesResponse", TVqEWSAnswerPath::below});
+  call.Set("ReturnFullTimeZoneData", "false");
+  const IVqDOMElement zones = call.SendUnchecked().SelectSingleElement("TimeZoneDefinitions", kSelectQuiet);
   if (!zones || zones.SelectSingleElement("TimeZoneDefinition[@Id=\"" + FCurrentTimeZoneContext + "\"]", kSelectQuiet))
     return;
   for (const IVqDOMElement& zone : zones.GetChildElements()) {

@@ -1,36 +1,33 @@
 // The session's operations on names (m:ResolveNames).
 
+#include "ews/model/internal/uVqEWSCall.h"
 #include "ews/session/uVqEWS.h"
 #include "platform/common/uVqSerializer.h"
 
 namespace velmore {
+namespace {
+
+constexpr TVqEWSOperation kResolveNames{"ResolveNames", "", TVqEWSAnswerPath::below};
+
+}  // namespace
 
 TVqRef<IVqEWSResolutionSet> TVqEWSCustomSession::ResolveName(const string& AUnresolvedEntry,
                                                              TSearchScope ASearchScope) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:ResolveNames", string());
-  const IVqDOMElement method = request->GetMethod();
-  method.SetAttribute("ReturnFullContactData", "true");
-  method.SetAttribute("SearchScope", VqEnumToText(ASearchScope));
-  if (FServerVersion >= Exchange2010_SP2) method.SetAttribute("ContactDataShape", "Default");
-  method.AddElement("m:UnresolvedEntry").SetText(AUnresolvedEntry);
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement message =
-      response->GetResponse().SelectSingleElement("ResponseMessages/ResolveNamesResponseMessage", kSelectRequired);
+  TVqEWSCall call(*this, kResolveNames);
+  call.Set("ReturnFullContactData", "true");
+  call.Set("SearchScope", VqEnumToText(ASearchScope));
+  if (FServerVersion >= Exchange2010_SP2) call.Set("ContactDataShape", "Default");
+  call.Add("m:UnresolvedEntry").SetText(AUnresolvedEntry);
   // Not checked for a refusal: a name that is not found gives an empty set.
-  return MakeRef<TVqEWSResolutionSet>(message.SelectSingleElement("ResolutionSet", kSelectCreate));
+  return MakeRef<TVqEWSResolutionSet>(call.SendUnchecked().SelectSingleElement("ResolutionSet", kSelectCreate));
 }
 
 bool TVqEWSCustomSession::ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient, bool ARaiseError) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:ResolveNames", string());
-  request->GetMethod().SetAttribute("ReturnFullContactData", "false");
+  TVqEWSCall call(*this, kResolveNames);
+  call.Set("ReturnFullContactData", "false");
   const string address = ARecipient->GetEmailAddress();
-  request->GetMethod().AddElement("m:UnresolvedEntry").SetText(address.empty() ? ARecipient->GetName() : address);
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement message =
-      response->GetResponse().SelectSingleElement("ResponseMessages/ResolveNamesResponseMessage", kSelectRequired);
-
+  call.Add("m:UnresolvedEntry").SetText(address.empty() ? ARecipient->GetName() : address);
+  const IVqDOMElement message = call.SendUnchecked();
   const string responseClass = message.GetAttribute("ResponseClass");
   IVqDOMElement mailbox;
   if (responseClass == "Success") {
@@ -40,7 +37,7 @@ bool TVqEWSCustomSession::ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient,
     if (!mailbox) mailbox = message.SelectSingleElement("ResolutionSet/Resolution/Mailbox[0]", kSelectRequired);
   } else {
     const bool known = !ARecipient->GetRoutingType().empty() && !ARecipient->GetEmailAddress().empty();
-    if (!known && ARaiseError) CheckResponseError(message);
+    if (!known && ARaiseError) call.Check(message);
     return known;
   }
 
@@ -57,8 +54,7 @@ bool TVqEWSCustomSession::ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient,
   ARecipient->SetEmailAddress(found);
   ARecipient->SetMailboxType(type);
   // Without an object behind the address the id is made up.
-  ARecipient->SetItemId(id ? TItemId{id.GetAttribute("Id"), id.GetAttribute("ChangeKey")}
-                           : TItemId{routing + ":" + found, "OneOff"});
+  ARecipient->SetItemId(id ? EwsReadId(id) : TItemId{routing + ":" + found, "OneOff"});
   return true;
 }
 

@@ -1,6 +1,7 @@
 #include "ews/stores/uVqEWSFolder.h"
 
 #include "ews/items/uVqEWSMessage.h"
+#include "ews/model/internal/uVqEWSCall.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/common/uVqSerializer.h"
@@ -38,29 +39,10 @@ TVqEWSFolder::TVqEWSFolder(TVqComponent* ACreator, const TItemId& AFolderId) : T
 }
 
 void TVqEWSFolder::Load(const TItemId& AFolderId) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetFolder", string());
-  request->GetMethod().AddElement("m:FolderShape").AddElement("t:BaseShape").SetText("AllProperties");
-  AddLoadId(request->GetMethod().AddElement("m:FolderIds"), "t:FolderId", AFolderId);
-  const IVqDOMElement folders = SendChecked(*request, "GetFolder").SelectSingleElement("Folders", kSelectRequired);
-  if (folders.ElementCount() != 1) {
-    throw EEWSException("ErrorFolderNotFound", "There was no FolderId in the SOAP Response!", 0);
-  }
-  SetPropData(folders.GetFirstChildElement());
-}
-
-IVqDOMElement TVqEWSFolder::SendChecked(IVqSOAPRequest& ARequest, const char* AOperation) {
-  TVqRef<IVqSOAPResponse> response;
-  ARequest.Send(response);
-  const string name = AOperation;
-  const IVqDOMElement message = response->GetDocument().SelectSingleElement(
-      "/Envelope/Body/" + name + "Response/ResponseMessages/" + name + "ResponseMessage", kSelectRequired);
-  CheckResponseError(message);
-  return message;
-}
-
-TItemId TVqEWSFolder::SentItemId(IVqSOAPRequest& ARequest, const char* AOperation, const char* AElement) {
-  const IVqDOMElement id = SendChecked(ARequest, AOperation).SelectSingleElement(AElement, kSelectRequired);
-  return {id.GetAttribute("Id"), id.GetAttribute("ChangeKey")};
+  TVqEWSCall call(*this, "GetFolder");
+  call.Add("m:FolderShape/t:BaseShape").SetText("AllProperties");
+  call.AddLoadId(call.Add("m:FolderIds"), "t:FolderId", AFolderId);
+  SetPropData(call.SendForFolder());
 }
 
 TVqRef<IVqEWSMsgStore> TVqEWSFolder::FindMsgStore() {
@@ -120,28 +102,27 @@ TVqRef<IVqEWSFolders> TVqEWSFolder::GetSubFolders() {
 }
 
 TItemId TVqEWSFolder::CreateFolder(TSetFolderFieldType AFolderType, const string& ADisplayName) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:CreateFolder", string());
-  AddId(request->GetMethod().AddElement("m:ParentFolderId"), "t:FolderId", GetID());
-  const IVqDOMElement folder =
-      request->GetMethod().AddElement("m:Folders").AddElement("t:" + VqEnumToText(AFolderType));
+  TVqEWSCall call(*this, "CreateFolder");
+  call.AddId(call.Add("m:ParentFolderId"), "t:FolderId", GetID());
+  const IVqDOMElement folder = call.Add("m:Folders").AddElement("t:" + VqEnumToText(AFolderType));
   folder.AddElement("t:DisplayName").SetText(ADisplayName);
-  return SentItemId(*request, "CreateFolder", "//FolderId");
+  return call.SendForId("//FolderId");
 }
 
 // These two compose their request and have no step that sends it: they do not delete, on purpose.
 
 void TVqEWSFolder::EmptyFolder(TVqEWSFolderDeleteType ADeleteType, bool ADeleteSubFolders) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:EmptyFolder", string());
-  request->GetMethod().SetAttribute("DeleteType", VqEnumToText(ADeleteType));
-  request->GetMethod().SetAttribute("DeleteSubFolders", VqBoolToXML(ADeleteSubFolders));
-  AddId(request->GetMethod().AddElement("m:FolderIds"), "t:FolderId", GetID());
+  const TVqEWSCall call(*this, "EmptyFolder");
+  call.Set("DeleteType", VqEnumToText(ADeleteType));
+  call.Set("DeleteSubFolders", VqBoolToXML(ADeleteSubFolders));
+  call.AddId(call.Add("m:FolderIds"), "t:FolderId", GetID());
   throw EVqEWSNotCarriedOut("EmptyFolder is not carried out: nothing was sent to the server.");
 }
 
 void TVqEWSFolder::DeleteFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType ADeleteType) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:DeleteFolder", string());
-  request->GetMethod().SetAttribute("DeleteType", VqEnumToText(ADeleteType));
-  AddId(request->GetMethod().AddElement("m:FolderIds"), "t:FolderId", AFolderId);
+  const TVqEWSCall call(*this, "DeleteFolder");
+  call.Set("DeleteType", VqEnumToText(ADeleteType));
+  call.AddId(call.Add("m:FolderIds"), "t:FolderId", AFolderId);
   throw EVqEWSNotCarriedOut("DeleteFolder is not carried out: nothing was sent to the server.");
 }
 
@@ -165,10 +146,10 @@ TItemId TVqEWSFolder::CopyItem(const TEwsItemId& AItemId, const TEwsFolderId& AF
 }
 
 TItemId TVqEWSFolder::CopyItem(const TItemId& AItemId, const TItemId& AFolderId) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:CopyItem", string());
-  AddId(request->GetMethod().AddElement("m:ToFolderId"), "t:FolderId", AFolderId);
-  AddId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", AItemId);
-  return SentItemId(*request, "CopyItem", "//ItemId");
+  TVqEWSCall call(*this, "CopyItem");
+  call.AddId(call.Add("m:ToFolderId"), "t:FolderId", AFolderId);
+  call.AddId(call.Add("m:ItemIds"), "t:ItemId", AItemId);
+  return call.SendForId("//ItemId");
 }
 
 TItemId TVqEWSFolder::MoveItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) {
@@ -186,17 +167,16 @@ void TVqEWSFolder::DeleteItem(const TEwsItemId& AItemId, TVqEWSFolderDeleteType 
 }
 
 void TVqEWSFolder::DeleteItem(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:DeleteItem", string());
-  const IVqDOMElement method = request->GetMethod();
-  method.SetAttribute("DeleteType", VqEnumToText(ADeleteType));
-  AddItemClassAttributes(method, AItemId);
-  AddId(method.AddElement("m:ItemIds"), "t:ItemId", AItemId);
+  TVqEWSCall call(*this, "DeleteItem");
+  call.Set("DeleteType", VqEnumToText(ADeleteType));
+  AddItemClassAttributes(call.Method(), AItemId);
+  call.AddId(call.Add("m:ItemIds"), "t:ItemId", AItemId);
   if (const string text = CancellationText(); !text.empty()) {
-    method.SetAttribute("SendMeetingCancellations", text);
+    call.Set("SendMeetingCancellations", text);
   } else if (GetFolderFieldType() == sffCalendarFolder) {
-    method.SetAttribute("SendMeetingCancellations", "SendToAllAndSaveCopy");
+    call.Set("SendMeetingCancellations", "SendToAllAndSaveCopy");
   }
-  SendChecked(*request, "DeleteItem");
+  call.Send();
 }
 
 void TVqEWSFolder::AddItemClassAttributes(const IVqDOMElement& AMethod, const TItemId& AItemId) {
@@ -218,16 +198,15 @@ TItemId TVqEWSFolder::ImportItem(const string& AFileName, std::uint16_t, TVqEWSM
 }
 
 TItemId TVqEWSFolder::ImportItem(TVqStream& AStream, TVqEWSMessageFlags AFlags) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:CreateItem", string());
-  const IVqDOMElement method = request->GetMethod();
+  TVqEWSCall call(*this, "CreateItem");
   const bool mail = GetFolderFieldType() == sffFolder;
   bool draft = false;
   if (mail) {
-    method.SetAttribute("MessageDisposition", "SaveOnly");
+    call.Set("MessageDisposition", "SaveOnly");
     draft = GetID().Id == FindMsgStore()->GetFolder(dfindrafts, string())->GetID().Id;
   }
-  AddId(method.AddElement("m:SavedItemFolderId"), "t:FolderId", GetID());
-  const IVqDOMElement message = method.AddElement("m:Items").AddElement("t:Message");
+  call.AddId(call.Add("m:SavedItemFolderId"), "t:FolderId", GetID());
+  const IVqDOMElement message = call.Add("m:Items/t:Message");
   const IVqDOMElement mime = message.AddElement("t:MimeContent");
   mime.SetAttribute("CharacterSet", "UTF-8");
   const string flags = !AFlags.empty() ? MessageFlagsValue(AFlags)
@@ -246,7 +225,7 @@ TItemId TVqEWSFolder::ImportItem(TVqStream& AStream, TVqEWSMessageFlags AFlags) 
   std::string bytes = AStream.ReadAll();
   if (!VqIsUtf8(bytes)) bytes = string(bytes).utf8();
   mime.SetText(VqBase64Encode(bytes));
-  return SentItemId(*request, "CreateItem", "//ItemId");
+  return call.SendForId("//ItemId");
 }
 
 // ---- Calendar folders

@@ -65,8 +65,6 @@ class TVqEWSFolder : public TVqEWSPropObject<TEwsFolder>, public virtual IVqEWSF
 
  private:
   void Load(const TItemId& AFolderId);
-  IVqDOMElement SendChecked(IVqSOAPRequest& ARequest, const char* AOperation);
-  TItemId SentItemId(IVqSOAPRequest& ARequest, const char* AOperation, const char* AElement);
   void AddItemClassAttributes(const IVqDOMElement& AMethod, const TItemId& AItemId);
 
   TVqRef<IVqEWSMsgStore> FMsgStore;

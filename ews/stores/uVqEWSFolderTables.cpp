@@ -1,5 +1,6 @@
 // The tables of a folder: which requests fetch their pages.
 
+#include "ews/model/internal/uVqEWSCall.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "ews/stores/uVqEWSFolder.h"
 #include "platform/common/uVqSerializer.h"
@@ -7,15 +8,6 @@
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
-namespace {
-
-TItemId ItemIdOf(const IVqDOMElement& row) {
-  const IVqDOMElement id = row.SelectSingleElement("ItemId", kSelectQuiet);
-  return {id.GetAttribute("Id"), id.GetAttribute("ChangeKey")};
-}
-
-}  // namespace
-
 // ---- Folders
 
 TVqEWSFolders::TVqEWSFolders(TVqComponent* ACreator, const TItemId& AParentFolderId)
@@ -26,25 +18,19 @@ TSetFolderFieldType TVqEWSFolders::FolderFieldType() {
 }
 
 TItemId TVqEWSFolders::GetItemId() {
-  return ItemIdOf(GetRowElement());
+  return EwsReadId(GetRowElement().SelectSingleElement("ItemId", kSelectQuiet));
 }
 
 void TVqEWSFolders::GetNextPage() {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:FindFolder", string());
-  const IVqDOMElement method = request->GetMethod();
-  method.SetAttribute("Traversal", "Shallow");
-  method.AddElement("m:FolderShape").AddElement("t:BaseShape").SetText("AllProperties");
-  const IVqDOMElement view = method.AddElement("m:IndexedPageFolderView");
+  TVqEWSCall call(*this, "FindFolder");
+  call.Set("Traversal", "Shallow");
+  call.Add("m:FolderShape/t:BaseShape").SetText("AllProperties");
+  const IVqDOMElement view = call.Add("m:IndexedPageFolderView");
   view.SetAttribute("MaxEntriesReturned", VqIntToXML(GetMaxEntriesPerPage()));
   view.SetAttribute("Offset", VqIntToXML(GetPageOffset()));
   view.SetAttribute("BasePoint", "Beginning");
-  AddId(method.AddElement("m:ParentFolderIds"), "t:FolderId", FParentFolderId);
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement message = response->GetDocument().SelectSingleElement(
-      "/Envelope/Body/FindFolderResponse/ResponseMessages/FindFolderResponseMessage", kSelectRequired);
-  CheckResponseError(message);
-  SetData(std::make_unique<TEwsArrayOfFolders>(message.SelectSingleElement("RootFolder/Folders", kSelectRequired)));
+  call.AddId(call.Add("m:ParentFolderIds"), "t:FolderId", FParentFolderId);
+  SetData(std::make_unique<TEwsArrayOfFolders>(call.Send().SelectSingleElement("RootFolder/Folders", kSelectRequired)));
 }
 
 // ---- Items
@@ -53,23 +39,17 @@ TVqEWSItems::TVqEWSItems(TVqComponent* ACreator, const TItemId& AParentFolderId,
     : TVqEWSTable(ACreator, APagedDataSupported), FParentFolderId(AParentFolderId) {}
 
 TItemId TVqEWSItems::GetItemId() {
-  return ItemIdOf(GetRowElement());
+  return EwsReadId(GetRowElement().SelectSingleElement("ItemId", kSelectQuiet));
 }
 
 void TVqEWSItems::GetNextPage() {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:FindItem", string());
-  const IVqDOMElement method = request->GetMethod();
-  method.SetAttribute("Traversal", "Shallow");
-  AddShape(method);
-  AddView(method);
-  AddRestriction(method);
-  AddId(method.AddElement("m:ParentFolderIds"), "t:FolderId", FParentFolderId);
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement message = response->GetDocument().SelectSingleElement(
-      "/Envelope/Body/FindItemResponse/ResponseMessages/FindItemResponseMessage", kSelectRequired);
-  CheckResponseError(message);
-  SetData(std::make_unique<TEwsArrayOfRealItems>(message.SelectSingleElement("RootFolder/Items", kSelectRequired)));
+  TVqEWSCall call(*this, "FindItem");
+  call.Set("Traversal", "Shallow");
+  AddShape(call.Method());
+  AddView(call.Method());
+  AddRestriction(call.Method());
+  call.AddId(call.Add("m:ParentFolderIds"), "t:FolderId", FParentFolderId);
+  SetData(std::make_unique<TEwsArrayOfRealItems>(call.Send().SelectSingleElement("RootFolder/Items", kSelectRequired)));
 }
 
 void TVqEWSItems::AddShape(const IVqDOMElement& AMethod) {

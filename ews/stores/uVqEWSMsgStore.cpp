@@ -1,6 +1,7 @@
 #include "ews/stores/uVqEWSMsgStore.h"
 
 #include "ews/items/uVqEWSMessage.h"
+#include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/internal/uVqEWSConstants.h"
 #include "ews/stores/uVqEWSFolder.h"
 #include "platform/common/uVqSerializer.h"
@@ -43,18 +44,13 @@ TVqRef<IVqEWSRecipient> TVqEWSMsgStore::GetIdentity() {
   if (FIdentity) return FIdentity;
   string folderClass;
   const TItemId inbox = GetFolderIdAndType(dfininbox, folderClass, string(), true);
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:ConvertId", string());
-  request->GetMethod().SetAttribute("DestinationFormat", "EwsId");
-  const IVqDOMElement id = request->GetMethod().AddElement("m:SourceIds").AddElement("t:AlternateId");
+  TVqEWSCall call(*this, {"ConvertId", "", TVqEWSAnswerPath::below});
+  call.Set("DestinationFormat", "EwsId");
+  const IVqDOMElement id = call.Add("m:SourceIds/t:AlternateId");
   id.SetAttribute("Format", "EwsId");
   id.SetAttribute("Id", inbox.Id);
   id.SetAttribute("Mailbox", kDummyAddress);  // the address in the answer is what counts
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement message =
-      response->GetResponse().SelectSingleElement("ResponseMessages/ConvertIdResponseMessage", kSelectRequired);
-  CheckResponseError(message);
-  const string address = message.SelectSingleElement("AlternateId", kSelectRequired).GetAttribute("Mailbox");
+  const string address = call.Send().SelectSingleElement("AlternateId", kSelectRequired).GetAttribute("Mailbox");
 
   auto& resolver = dynamic_cast<IVqEWSNameResolver&>(ActiveSession());
   const TVqRef<IVqEWSRecipient> identity = resolver.CreateRecipients()->Add(address);
@@ -79,23 +75,15 @@ TItemId TVqEWSMsgStore::GetFolderIdAndType(TDistinguishedFolderIdName AFolderTyp
 
 TItemId TVqEWSMsgStore::LookUpFolder(TDistinguishedFolderIdName AFolderType, string& AFolderClass,
                                      const string& AMailbox) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetFolder", string());
-  request->GetMethod().AddElement("m:FolderShape").AddElement("t:BaseShape").SetText("IdOnly");
-  const IVqDOMElement id = request->GetMethod().AddElement("m:FolderIds").AddElement("t:DistinguishedFolderId");
+  TVqEWSCall call(*this, "GetFolder");
+  call.Add("m:FolderShape/t:BaseShape").SetText("IdOnly");
+  const IVqDOMElement id = call.Add("m:FolderIds/t:DistinguishedFolderId");
   id.SetAttribute("Id", VqEnumToText(AFolderType));
   if (!AMailbox.empty()) id.AddElement("t:Mailbox").AddElement("t:EmailAddress").SetText(AMailbox);
-  TVqRef<IVqSOAPResponse> response;
-  request->Send(response);
-  const IVqDOMElement message = response->GetDocument().SelectSingleElement(
-      "/Envelope/Body/GetFolderResponse/ResponseMessages/GetFolderResponseMessage", kSelectRequired);
-  CheckResponseError(message);
-  const IVqDOMElement folders = message.SelectSingleElement("Folders", kSelectRequired);
-  if (folders.ElementCount() != 1) {
-    throw EEWSException("ErrorFolderNotFound", "There was no FolderId in the SOAP Response!", 0);
-  }
-  const IVqDOMElement folderId = folders.SelectSingleElement("*/FolderId", kSelectRequired);
+  const IVqDOMElement folderId =
+      call.SendForFolder().GetParentElement().SelectSingleElement("*/FolderId", kSelectRequired);
   AFolderClass = folderId.GetParentElement().GetLocalName();
-  return {folderId.GetAttribute("Id"), folderId.GetAttribute("ChangeKey")};
+  return EwsReadId(folderId);
 }
 
 TItemId TVqEWSMsgStore::GetFolderId(TDistinguishedFolderIdName AFolderType) {
@@ -131,24 +119,12 @@ TVqRef<IVqEWSFolder> TVqEWSMsgStore::GetFolder(TDistinguishedFolderIdName AFolde
 
 // ---- Items
 
-IVqDOMElement TVqEWSMsgStore::SendGetItem(IVqSOAPRequest& ARequest) {
-  TVqRef<IVqSOAPResponse> response;
-  ARequest.Send(response);
-  const IVqDOMElement message = response->GetDocument().SelectSingleElement(
-      "/Envelope/Body/GetItemResponse/ResponseMessages/GetItemResponseMessage", kSelectRequired);
-  CheckResponseError(message);
-  const IVqDOMElement items = message.SelectSingleElement("Items", kSelectRequired);
-  if (items.ElementCount() != 1)
-    throw EEWSException("ErrorItemNotFound", "There was no ItemId in the SOAP Response!", 0);
-  return items.GetFirstChildElement();
-}
-
 TVqRef<IVqEWSItem> TVqEWSMsgStore::GetItem(const TItemId& AItemId) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
-  request->GetMethod().AddElement("m:ItemShape").AddElement("t:BaseShape").SetText("AllProperties");
-  AddLoadId(request->GetMethod().AddElement("m:ItemIds"), "t:ItemId", AItemId);
+  TVqEWSCall call(*this, "GetItem");
+  call.Add("m:ItemShape/t:BaseShape").SetText("AllProperties");
+  call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", AItemId);
   // This answer only tells the class: the object loads itself by a request of its own.
-  const string name = SendGetItem(*request).GetLocalName();
+  const string name = call.SendForItem().GetLocalName();
   for (const TItemClass& itemClass : kItemClasses) {
     if (SameText(name, itemClass.ElementName)) return itemClass.Make(this, AItemId);
   }
@@ -156,15 +132,14 @@ TVqRef<IVqEWSItem> TVqEWSMsgStore::GetItem(const TItemId& AItemId) {
 }
 
 TVqRef<IVqEWSItem> TVqEWSMsgStore::GetOccurence(const TItemId& AItemId, std::int32_t AIdx) {
-  const TVqRef<IVqSOAPRequest> request = CreateRequest(nullptr, "m:GetItem", string());
-  request->GetMethod().AddElement("m:ItemShape").AddElement("t:BaseShape").SetText("IdOnly");
-  const IVqDOMElement id = request->GetMethod().AddElement("m:ItemIds").AddElement("t:OccurrenceItemId");
+  TVqEWSCall call(*this, "GetItem");
+  call.Add("m:ItemShape/t:BaseShape").SetText("IdOnly");
+  const IVqDOMElement id = call.Add("m:ItemIds/t:OccurrenceItemId");
   id.SetAttribute("RecurringMasterId", AItemId.Id);
   id.SetAttribute("InstanceIndex", IntToStr(AIdx));
-  const IVqDOMElement item = SendGetItem(*request);
+  const IVqDOMElement item = call.SendForItem();
   if (!SameText(item.GetLocalName(), "CalendarItem")) throw EAssertionFailed("Assertion failure (ews/uVqEWSMsgStore)");
-  const IVqDOMElement itemId = item.GetFirstChildElement();
-  return GetItem({itemId.GetAttribute("Id"), itemId.GetAttribute("ChangeKey")});
+  return GetItem(EwsReadId(item.GetFirstChildElement()));
 }
 
 // ---- Services

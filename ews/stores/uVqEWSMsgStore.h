@@ -40,7 +40,6 @@ class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore {
   TItemId GetFolderIdAndType(TDistinguishedFolderIdName AFolderType, string& AFolderClass, const string& AMailbox,
                              bool ARaiseError);
   TItemId LookUpFolder(TDistinguishedFolderIdName AFolderType, string& AFolderClass, const string& AMailbox);
-  IVqDOMElement SendGetItem(IVqSOAPRequest& ARequest);
 
   string FDisplayName;
   TVqRef<IVqEWSRecipient> FIdentity;
