@@ -5,12 +5,27 @@
 /// An item holds its state as two records: the current one, which getters read and setters write, and a copy as it came from the server. The server is
 /// asked for "AllProperties" once; what that leaves out is fetched one by one when it is first read. A save compares the two records.
 
+#include <type_traits>
+
 #include "ews/model/uVqEWSItemInterfaces.h"
 #include "ews/model/uVqEWSPropObject.h"
 
 namespace velmore {
 
 class TVqBinResponse;
+
+/// What a setter takes: texts and bytes by reference.
+template <typename T>
+using TVqSetterOf = std::conditional_t<std::is_same_v<T, string> || std::is_same_v<T, TBytes>, const T&, T>;
+
+// What a row of ews/tables/MemberRows*.inc becomes in its class; what it becomes in the source stands in uVqEWSMemberRows_p.h.
+#define VQ_DECLARE_Read(name, type, ...) type Get##name() override;
+#define VQ_DECLARE_Write(name, type, ...) \
+  type Get##name() override;              \
+  void Set##name(TVqSetterOf<type> AValue) override;
+#define VQ_DECLARE_Child(name, type, ...) type& Get##name() override;
+#define VQ_DECLARE_Array(name, type, ...) TVqXMLSchemaElementArray<type>& Get##name() override;
+#define VQ_DECLARE_Own(...)
 
 /// The body of TVqEWSBaseItem<T>, the same for every record type: all item records derive from TEwsItem.
 ///
@@ -29,70 +44,12 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   TVqRef<IVqEWSMsgStore> GetMsgStore() override;
   TVqRef<IVqEWSFolder> GetParentFolder() override;
 
-  TEwsFolderId& GetParentFolderId() override;
-  string GetItemClass() override;
-  void SetItemClass(const string& AValue) override;
-  string GetSubject() override;
-  void SetSubject(const string& AValue) override;
-  TSensitivityChoices GetSensitivity() override;
-  void SetSensitivity(TSensitivityChoices AValue) override;
-  TEwsBody& GetBody() override;
   string GetBodyText() override;
   void SetBodyText(const string& AValue) override;
   TVqEwsTextBody GetTextBody() override;
   TVqEWSAttachments& GetAttachments() override;
-  TDateTime GetDateTimeReceived() override;
-  TDateTime GetDateTimeSent() override;
-  TDateTime GetDateTimeCreated() override;
-  TDateTime GetLastModifiedTime() override;
-  std::int32_t GetSize() override;
   TVqEWSStrings& GetCategories() override;
-  TImportanceChoices GetImportance() override;
-  void SetImportance(TImportanceChoices AValue) override;
-  string GetInReplyTo() override;
-  void SetInReplyTo(const string& AValue) override;
-  bool GetIsSubmitted() override;
-  bool GetIsDraft() override;
-  bool GetIsFromMe() override;
-  bool GetIsResend() override;
-  bool GetIsUnmodified() override;
-  bool GetHasAttachments() override;
-  TEwsNonEmptyArrayOfInternetHeaders& GetInternetMessageHeaders() override;
-  TEwsNonEmptyArrayOfResponseObjects& GetAllowedResponseActions() override;
   TVqEWSItemResponseTypes GetAllowedResponseTypes() override;
-  TDateTime GetReminderDueBy() override;
-  void SetReminderDueBy(TDateTime AValue) override;
-  bool GetIsReminderSet() override;
-  void SetIsReminderSet(bool AValue) override;
-  TDateTime GetReminderNextTime() override;
-  void SetReminderNextTime(TDateTime AValue) override;
-  std::int32_t GetReminderMinutesBeforeStart() override;
-  void SetReminderMinutesBeforeStart(std::int32_t AValue) override;
-  string GetDisplayCc() override;
-  string GetDisplayTo() override;
-  string GetCulture() override;
-  void SetCulture(const string& AValue) override;
-  TEwsEffectiveRights& GetEffectiveRights() override;
-  string GetLastModifiedName() override;
-  bool GetIsAssociated() override;
-  void SetIsAssociated(bool AValue) override;
-  string GetWebClientReadFormQueryString() override;
-  string GetWebClientEditFormQueryString() override;
-  TEwsItemId& GetConversationId() override;
-  TEwsBody& GetUniqueBody() override;
-  TEwsFlag& GetFlag() override;
-  TBytes GetInstanceKey() override;
-  TEwsEntityExtractionResult& GetEntityExtractionResult() override;
-  TEwsRetentionTag& GetArchiveTag() override;
-  TVqXMLSchemaElementArray<TEwsExtendedProperty>& GetExtendedProperty() override;
-  TIconIndex GetIconIndex() override;
-  TEwsMimeContent& GetMimeContent() override;
-  TEwsBody& GetNormalizedBody() override;
-  TEwsRetentionTag& GetPolicyTag() override;
-  string GetPreview() override;
-  void SetPreview(const string& AValue) override;
-  TDateTime GetRetentionDate() override;
-  TBytes GetStoreEntryId() override;
   bool GetIsPrivate() override;
   void SetIsPrivate(bool AValue) override;
 
@@ -159,6 +116,11 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   std::unique_ptr<TVqEWSStrings> FCategories;
   TVqRef<IVqSOAPEnvelope> FItem;
   IVqDOMElement FPropDataElm;
+
+ public:
+  // The published properties that have no rules of their own.
+#define VQ_MEMBER(access, ...) VQ_DECLARE_##access(__VA_ARGS__)
+#include "ews/tables/MemberRowsItem.inc"
 };
 
 /// An item with a record of type T.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ews/items/uVqEWSItemCalls_p.h"
+#include "ews/items/uVqEWSMemberRows_p.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLUtils.h"
@@ -10,29 +11,11 @@
 namespace velmore {
 namespace {
 
-// One line a published property: what lazy loading and the property layer know of it.
+using namespace detail::members;
+
 constinit const TVqEWSMemberInfo kMembers[] = {
-    {"Sender", {tkClass, "TVqEWSRecipient"}, VqEWSField(ufumessage_Sender)},
-    {"From", {tkClass, "TVqEWSRecipient"}, VqEWSField(ufumessage_From)},
-    {"ToRecipients", {tkClass, "TVqEWSRecipients"}, VqEWSField(ufumessage_ToRecipients)},
-    {"CcRecipients", {tkClass, "TVqEWSRecipients"}, VqEWSField(ufumessage_CcRecipients)},
-    {"BccRecipients", {tkClass, "TVqEWSRecipients"}, VqEWSField(ufumessage_BccRecipients)},
-    {"ReplyTo", {tkClass, "TVqEWSRecipients"}, VqEWSField(ufumessage_ReplyTo)},
-    {"ReceivedBy", {tkClass, "TVqEWSRecipient"}, VqEWSField(ufumessage_ReceivedBy)},
-    {"ReceivedRepresenting", {tkClass, "TVqEWSRecipient"}, VqEWSField(ufumessage_ReceivedRepresenting)},
-    {"IsReadReceiptRequested", VqBooleanType, VqEWSField(ufumessage_IsReadReceiptRequested)},
-    {"IsDeliveryReceiptRequested", VqBooleanType, VqEWSField(ufumessage_IsDeliveryReceiptRequested)},
-    {"IsRead", VqBooleanType, VqEWSField(ufumessage_IsRead)},
-    {"IsResponseRequested", VqBooleanType, VqEWSField(ufumessage_IsResponseRequested)},
-    {"ConversationIndex", VqBytesType, VqEWSField(ufumessage_ConversationIndex)},
-    {"ConversationTopic", VqStringType, VqEWSField(ufumessage_ConversationTopic)},
-    {"InternetMessageId", VqStringType, VqEWSField(ufumessage_InternetMessageId)},
-    {"References", VqStringType, VqEWSField(ufumessage_References)},
-    {"ApprovalRequestData", {tkClass, "TEwsApprovalRequestData"}, VqEWSField(ufumessage_ApprovalRequestData)},
-    {"VotingInformation", {tkClass, "TEwsVotingInformation"}, VqEWSField(ufumessage_VotingInformation)},
-    {"ReminderMessageData", {tkClass, "TEwsReminderMessageData"}, VqEWSField(ufumessage_ReminderMessageData)},
-    {"SenderSMTPAddress", VqStringType, VqEWSField("PR_SENDERSMTPADDRESS")},
-    {"MailboxGuids", {tkClass, "TEwsMessageType_MailboxGuids"}, VqEWSField("PR_MAILBOXGUIDS")},
+#define VQ_MEMBER(access, ...) VQ_ROW_##access(__VA_ARGS__)
+#include "ews/tables/MemberRowsMessage.inc"
 };
 
 constexpr const char* kDisposition = "MessageDisposition";
@@ -124,60 +107,8 @@ TVqRef<IVqEWSRecipient> TVqEWSEMail::GetReceivedRepresenting() {
 
 // ---- Members of a message
 
-bool TVqEWSEMail::GetIsReadReceiptRequested() {
-  return NewData().GetIsReadReceiptRequested();
-}
-void TVqEWSEMail::SetIsReadReceiptRequested(bool AValue) {
-  NewData().SetIsReadReceiptRequested(AValue);
-}
-bool TVqEWSEMail::GetIsDeliveryReceiptRequested() {
-  return NewData().GetIsDeliveryReceiptRequested();
-}
-void TVqEWSEMail::SetIsDeliveryReceiptRequested(bool AValue) {
-  NewData().SetIsDeliveryReceiptRequested(AValue);
-}
-bool TVqEWSEMail::GetIsRead() {
-  return NewData().GetIsRead();
-}
-void TVqEWSEMail::SetIsRead(bool AValue) {
-  NewData().SetIsRead(AValue);
-}
-bool TVqEWSEMail::GetIsResponseRequested() {
-  return NewData().GetIsResponseRequested();
-}
-TBytes TVqEWSEMail::GetConversationIndex() {
-  return VqXMLToBytes(NewData().GetConversationIndex());
-}
-string TVqEWSEMail::GetConversationTopic() {
-  return NewData().GetConversationTopic();
-}
-string TVqEWSEMail::GetInternetMessageId() {
-  return NewData().GetInternetMessageId();
-}
-string TVqEWSEMail::GetReferences() {
-  return NewData().GetReferences();
-}
-
-TEwsApprovalRequestData& TVqEWSEMail::GetApprovalRequestData() {
-  NeedsVersion(Exchange2013, "ApprovalRequestData");
-  return NewData().GetApprovalRequestData();
-}
-TEwsVotingInformation& TVqEWSEMail::GetVotingInformation() {
-  NeedsVersion(Exchange2013, "VotingInformation");
-  return NewData().GetVotingInformation();
-}
-TEwsReminderMessageData& TVqEWSEMail::GetReminderMessageData() {
-  NeedsVersion(Exchange2013, "ReminderMessageData");
-  return NewData().GetReminderMessageData();
-}
-string TVqEWSEMail::GetSenderSMTPAddress() {
-  NeedsVersion(Exchange2016, "SenderSMTPAddress");
-  return NewData().GetSenderSMTPAddress();
-}
-TEwsMessageType_MailboxGuids& TVqEWSEMail::GetMailboxGuids() {
-  NeedsVersion(Exchange2016, "MailboxGuids");
-  return NewData().GetMailboxGuids();
-}
+#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSEMail, NewData(), __VA_ARGS__)
+#include "ews/tables/MemberRowsMessage.inc"
 
 TEwsMimeContent& TVqEWSEMail::GetMimeContent() {
   TEwsMimeContent& content = TVqEWSBaseItem::GetMimeContent();

@@ -26,22 +26,6 @@ class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMa
   TVqRef<IVqEWSRecipients> GetReplyTo() override;
   TVqRef<IVqEWSRecipient> GetReceivedBy() override;
   TVqRef<IVqEWSRecipient> GetReceivedRepresenting() override;
-  bool GetIsReadReceiptRequested() override;
-  void SetIsReadReceiptRequested(bool AValue) override;
-  bool GetIsDeliveryReceiptRequested() override;
-  void SetIsDeliveryReceiptRequested(bool AValue) override;
-  bool GetIsRead() override;
-  void SetIsRead(bool AValue) override;
-  bool GetIsResponseRequested() override;
-  TBytes GetConversationIndex() override;
-  string GetConversationTopic() override;
-  string GetInternetMessageId() override;
-  string GetReferences() override;
-  TEwsApprovalRequestData& GetApprovalRequestData() override;
-  TEwsVotingInformation& GetVotingInformation() override;
-  TEwsReminderMessageData& GetReminderMessageData() override;
-  string GetSenderSMTPAddress() override;
-  TEwsMessageType_MailboxGuids& GetMailboxGuids() override;
   void SubmitMessage(bool AMoveToSentItems) override;
   TVqRef<IVqEWSSmartResponse> CreateReply(bool AReplyAll) override;
   TVqRef<IVqEWSSmartResponse> CreateForward() override;
@@ -61,6 +45,11 @@ class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMa
   TVqRef<IVqEWSRecipient> FSender, FFrom;
   TVqRef<IVqEWSRecipients> FToRecipients, FCcRecipients, FBccRecipients, FReplyTo;
   TVqRef<IVqEWSRecipient> FReceivedBy, FReceivedRepresenting;
+
+ public:
+  // The published properties that have no rules of their own.
+#define VQ_MEMBER(access, ...) VQ_DECLARE_##access(__VA_ARGS__)
+#include "ews/tables/MemberRowsMessage.inc"
 };
 
 }  // namespace velmore

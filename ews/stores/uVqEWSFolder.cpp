@@ -1,6 +1,6 @@
 #include "ews/stores/uVqEWSFolder.h"
 
-#include "ews/items/uVqEWSMessage.h"
+#include "ews/items/uVqEWSItemClasses.h"
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "platform/common/uVqNetEncoding.h"
@@ -137,8 +137,7 @@ TVqRef<IVqEWSItem> TVqEWSFolder::GetItem(const TItemId& AItemId) {
 }
 
 TVqRef<IVqEWSItem> TVqEWSFolder::CreateItem(TItemType AItemType) {
-  if (AItemType == tMessage) return MakeRef<TVqEWSEMail>(this, TItemId());
-  return MakeRef<TVqEWSItem>(this, TItemId());  // distribution lists too, unlike the store's GetItem
+  return EwsMakeItem(AItemType, this);
 }
 
 TItemId TVqEWSFolder::CopyItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) {

@@ -1,6 +1,6 @@
 #include "ews/stores/uVqEWSMsgStore.h"
 
-#include "ews/items/uVqEWSMessage.h"
+#include "ews/items/uVqEWSItemClasses.h"
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/internal/uVqEWSConstants.h"
 #include "ews/stores/uVqEWSFolder.h"
@@ -8,21 +8,6 @@
 
 namespace velmore {
 namespace {
-
-/// Which class stands for an item: by the element's name alone, without regard to case. What is not listed is a plain item.
-struct TItemClass {
-  const char* ElementName;
-  TVqRef<IVqEWSItem> (*Make)(TVqComponent* creator, const TItemId& id);
-};
-
-template <typename T>
-TVqRef<IVqEWSItem> Make(TVqComponent* creator, const TItemId& id) {
-  return MakeRef<T>(creator, id);
-}
-
-constexpr TItemClass kItemClasses[] = {
-    {"Message", Make<TVqEWSEMail>},
-};
 
 [[noreturn]] void NotPartOfThisVersion(const char* operation) {
   throw EVqNotSupported(string(operation) + " is not part of this version.");
@@ -124,11 +109,7 @@ TVqRef<IVqEWSItem> TVqEWSMsgStore::GetItem(const TItemId& AItemId) {
   call.Add("m:ItemShape/t:BaseShape").SetText("AllProperties");
   call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", AItemId);
   // This answer only tells the class: the object loads itself by a request of its own.
-  const string name = call.SendForItem().GetLocalName();
-  for (const TItemClass& itemClass : kItemClasses) {
-    if (SameText(name, itemClass.ElementName)) return itemClass.Make(this, AItemId);
-  }
-  return MakeRef<TVqEWSItem>(this, AItemId);
+  return EwsOpenItem(call.SendForItem().GetLocalName(), this, AItemId);
 }
 
 TVqRef<IVqEWSItem> TVqEWSMsgStore::GetOccurence(const TItemId& AItemId, std::int32_t AIdx) {

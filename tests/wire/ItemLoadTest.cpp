@@ -249,48 +249,10 @@ TEST_F(ItemLoadOfAnOldServer, TextBodyIsTheMapiBody) {
   EXPECT_EQ(Sent([&] { item->GetTextBody(); }), Names{});
 }
 
-TEST_F(ItemLoadOfAnOldServer, LaterMembersNameTheVersionThatTheyNeed) {
-  const auto item = Plain(AddMessage("Hello"));
-  const auto newer = [](const char* name) {
-    return std::string("\"") + name +
-           "\" is not supported by Exchange2010_SP2. This feature requires Exchange Exchange2013!";
-  };
-  Forget();
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetFlag(); }), newer("Flag"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetInstanceKey(); }), newer("InstanceKey"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetEntityExtractionResult(); }), newer("EntityExtractionResult"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetIconIndex(); }), newer("IconIndex"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetNormalizedBody(); }), newer("NormalizedBody"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetPolicyTag(); }), newer("PolicyTag"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetPreview(); }), newer("Preview"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->SetPreview("x"); }), newer("Preview"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetRetentionDate(); }), newer("RetentionDate"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetStoreEntryId(); }), newer("StoreEntryId"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetReminderNextTime(); }), newer("ReminderNextTime"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->SetReminderNextTime({}); }), newer("ReminderNextTime"));
-  EXPECT_EQ(Operations(), Names{});
-}
-
 class ItemLoadOfTheOldestServer : public ItemLoad {
  protected:
   ItemLoadOfTheOldestServer() : ItemLoad("Exchange2007_SP1") {}
 };
-
-TEST_F(ItemLoadOfTheOldestServer, MembersOf2010NameTheVersionThatTheyNeed) {
-  const auto item = Plain(AddMessage("Hello"));
-  const auto newer = [](const char* name) {
-    return std::string("\"") + name +
-           "\" is not supported by Exchange2007_SP1. This feature requires Exchange Exchange2010!";
-  };
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetIsAssociated(); }), newer("IsAssociated"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->SetIsAssociated(true); }), newer("IsAssociated"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetWebClientReadFormQueryString(); }),
-            newer("WebClientReadFormQueryString"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetWebClientEditFormQueryString(); }),
-            newer("WebClientEditFormQueryString"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetConversationId(); }), newer("ConversationId"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { item->GetUniqueBody(); }), newer("UniqueBody"));
-}
 
 TEST_F(ItemLoadOfTheOldestServer, NewItemNamesTheChangeKeyOfItsFolderAllTheSame) {
   // Loads and other requests leave change keys out for a server like this; the draft of a new item does not.

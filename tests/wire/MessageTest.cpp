@@ -147,33 +147,5 @@ TEST_F(Message, ReadOnlyMembersComeFromTheServer) {
   EXPECT_EQ(mail->AsElement().GetQualifiedName(), "t:Message");
 }
 
-class MessageOld : public SaveTest {
- protected:
-  MessageOld() : SaveTest("Exchange2010") {}
-};
-TEST_F(MessageOld, MembersOfLaterServersSayWhichOneTheyNeed) {
-  const auto mail = NewMail();
-  const auto text = [](const char* name, const char* needed) {
-    return std::string("\"") + name + "\" is not supported by Exchange2010. This feature requires Exchange " + needed +
-           "!";
-  };
-  EXPECT_EQ(MessageOf<EVqException>([&] { mail->GetApprovalRequestData(); }),
-            text("ApprovalRequestData", "Exchange2013"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { mail->GetVotingInformation(); }), text("VotingInformation", "Exchange2013"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { mail->GetReminderMessageData(); }),
-            text("ReminderMessageData", "Exchange2013"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { mail->GetSenderSMTPAddress(); }), text("SenderSMTPAddress", "Exchange2016"));
-  EXPECT_EQ(MessageOf<EVqException>([&] { mail->GetMailboxGuids(); }), text("MailboxGuids", "Exchange2016"));
-}
-
-TEST_F(Message, MembersOfLaterServersAreThere) {
-  const auto mail = NewMail();
-  EXPECT_NO_THROW(mail->GetApprovalRequestData());
-  EXPECT_NO_THROW(mail->GetVotingInformation());
-  EXPECT_NO_THROW(mail->GetReminderMessageData());
-  EXPECT_EQ(mail->GetSenderSMTPAddress(), "");
-  EXPECT_NO_THROW(mail->GetMailboxGuids());
-}
-
 }  // namespace
 }  // namespace velmore::testing

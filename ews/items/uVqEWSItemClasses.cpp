@@ -1,0 +1,38 @@
+#include "ews/items/uVqEWSItemClasses.h"
+
+#include <algorithm>
+
+#include "ews/items/uVqEWSMessage.h"
+
+namespace velmore {
+namespace {
+
+using TMake = TVqRef<IVqEWSItem> (*)(TVqComponent* creator, const TItemId& id);
+
+template <typename T>
+TVqRef<IVqEWSItem> Make(TVqComponent* creator, const TItemId& id) {
+  return MakeRef<T>(creator, id);
+}
+
+/// A kind of item, the class that opens one of the server's, and the class that makes a new one. What is not listed is a plain item on both roads.
+constexpr struct {
+  TItemType Type;
+  TMake Open, New;
+} kItemClasses[] = {
+    {tMessage, Make<TVqEWSEMail>, Make<TVqEWSEMail>},
+};
+
+}  // namespace
+
+TVqRef<IVqEWSItem> EwsOpenItem(const string& AElementName, TVqComponent* ACreator, const TItemId& AItemId) {
+  const auto itemClass = std::ranges::find_if(
+      kItemClasses, [&](const auto& row) { return SameText(VqEnumToText(row.Type), AElementName); });
+  return (itemClass == std::end(kItemClasses) ? Make<TVqEWSItem> : itemClass->Open)(ACreator, AItemId);
+}
+
+TVqRef<IVqEWSItem> EwsMakeItem(TItemType AItemType, TVqComponent* ACreator) {
+  const auto itemClass = std::ranges::find(kItemClasses, AItemType, [](const auto& row) { return row.Type; });
+  return (itemClass == std::end(kItemClasses) ? Make<TVqEWSItem> : itemClass->New)(ACreator, TItemId());
+}
+
+}  // namespace velmore
