@@ -11,3 +11,4 @@
 #include "ews/values/uVqEWSFields.h"
 #include "ews/values/uVqEWSProperties.h"
 #include "ews/values/uVqEWSStrings.h"
+#include "platform/soap/uVqSOAPClient.h"

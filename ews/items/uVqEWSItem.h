@@ -8,7 +8,7 @@
 #include <type_traits>
 
 #include "ews/model/uVqEWSItemInterfaces.h"
-#include "ews/model/uVqEWSPropObject.h"
+#include "ews/model/uVqEWSBase.h"
 
 namespace velmore {
 

@@ -1,22 +1,25 @@
 #include "ews/model/uVqEWSBase.h"
 
+#include <iterator>
+
 #include "ews/model/uVqEWSTimeZones.h"
 #include "platform/soap/uVqSOAPClient.h"
 
 namespace velmore {
 
-TVqEWSBaseSession::TVqEWSBaseSession(TVqComponent* AOwner) : TVqComponent(AOwner) {}
-
-std::int32_t TVqEWSBaseSession::TimezoneCount() const {
-  return EwsTimeZoneCount();
-}
+TVqEWSBaseSession::TVqEWSBaseSession(TVqComponent* AOwner)
+    : TVqComponent(AOwner), FEWSTimeZones(EwsTimeZoneDictionary()) {}
 
 string TVqEWSBaseSession::GetTimezoneId(std::int32_t AIndex) const {
-  return EwsTimeZone(AIndex).Id;
+  if (AIndex < 0 || AIndex >= TimezoneCount())
+    throw EListError("There is no time zone at position " + IntToStr(AIndex) + ".");
+  return std::next(FEWSTimeZones.begin(), AIndex)->first;
 }
 
 std::int32_t TVqEWSBaseSession::GetTimezoneOffset(const string& ATimezoneId) const {
-  return EwsTimeZoneOffset(ATimezoneId);
+  const auto zone = FEWSTimeZones.find(ATimezoneId);
+  if (zone == FEWSTimeZones.end()) throw EEWSException("The specified TimezoneId is not valid!");
+  return EwsOffsetMinutes(zone->second);
 }
 
 void TVqEWSBaseSession::SetExchangeCookie(const string& AValue) {

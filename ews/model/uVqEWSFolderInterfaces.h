@@ -423,6 +423,9 @@ class IVqEWSImpersonatedMsgStore : public virtual IVqEWSMsgStore {
  public:
   /// The SMTP address of the user in whose name requests go out.
   virtual string GetImpersonatedUser() = 0;
+  /// Requests go out in this user's name from now on; an empty address adds no header. What the store has learnt of its mailbox and its name stay:
+  /// another mailbox is better opened by OpenMsgStore.
+  virtual void SetImpersonatedUser(const string& AValue) = 0;
 
  protected:
   ~IVqEWSImpersonatedMsgStore() = default;

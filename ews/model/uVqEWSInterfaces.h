@@ -2,7 +2,7 @@
 
 /// What every server-side object is seen through: ids, failures, the session and the common interfaces. The interfaces
 /// of items stand in uVqEWSItemInterfaces.h, those of stores, folders and tables in uVqEWSFolderInterfaces.h,
-/// recipients in uVqEWSRecipients.h.
+/// recipients in uVqEWSRecipients.h. What a search for a name gives comes with this one.
 ///
 /// What the interfaces of all these headers have in common, unless one says otherwise:
 /// - Owns: its data; what a getter gives by reference belongs to it. An object keeps what it was reached through alive, the
@@ -12,6 +12,7 @@
 /// - Raises: EEWSException for a refusal, the exceptions of the transport, plain exceptions for misuse and once the session
 ///   is gone. docs/errors.md tells all of them.
 
+#include "ews/model/uVqEWSResolution.h"
 #include "ews/schema/uVqEWSTypes.h"
 #include "platform/common/uVqClasses.h"
 #include "platform/http/uVqHTTPBase.h"

@@ -1,4 +1,6 @@
-#include "ews/model/uVqEWSPropObject.h"
+// The objects with data: how their two trees come into being.
+
+#include "ews/model/uVqEWSBase.h"
 
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
 

@@ -7,7 +7,8 @@
 
 #include <memory>
 
-#include "ews/model/uVqEWSInterfaces.h"
+#include "ews/schema/uVqEWSTypes.h"
+#include "platform/common/uVqClasses.h"
 
 namespace velmore {
 

@@ -14,14 +14,6 @@ constexpr TVqEWSTimeZone kTimeZones[] = {
 };
 #undef VQ_TIME_ZONE
 
-/// "(UTC-09:30)" in minutes: sign, hours and minutes stand at fixed places.
-constexpr std::int32_t Minutes(const char* text) noexcept {
-  const auto two = [&](int at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); };
-  const std::int32_t minutes = two(5) * 60 + two(8);
-  return text[4] == '-' ? -minutes : minutes;
-}
-static_assert(Minutes("(UTC-09:30)") == -570 && Minutes("(UTC+14:00)") == 840);
-
 }  // namespace
 
 std::int32_t EwsTimeZoneCount() noexcept {
@@ -45,7 +37,19 @@ const TVqEWSTimeZone* EwsFindTimeZone(const string& AId) {
 std::int32_t EwsTimeZoneOffset(const string& AId) {
   const TVqEWSTimeZone* zone = EwsFindTimeZone(AId);
   if (!zone) throw EEWSException("The specified TimezoneId is not valid!");
-  return Minutes(zone->Text);
+  return EwsOffsetMinutes(zone->Text);
+}
+
+std::map<string, string> EwsTimeZoneDictionary() {
+  std::map<string, string> zones;
+  for (const TVqEWSTimeZone& zone : kTimeZones) zones.emplace(zone.Id, zone.Text);
+  return zones;
+}
+
+std::int32_t EwsOffsetMinutes(const string& AText) {
+  const auto two = [&](std::size_t at) { return (AText[at] - u'0') * 10 + (AText[at + 1] - u'0'); };
+  const std::int32_t minutes = two(5) * 60 + two(8);
+  return AText[4] == u'-' ? -minutes : minutes;
 }
 
 string EwsOffsetText(std::int32_t AMinutes) {

@@ -3,6 +3,8 @@
 /// The Windows time zones that requests name as their context, with their offsets, and which of them stands for this
 /// machine. Nothing here talks to the server; the session asks the server for its own list when it logs on.
 
+#include <map>
+
 #include "platform/common/uVqTypes.h"
 
 namespace velmore {
@@ -22,6 +24,11 @@ const TVqEWSTimeZone* EwsFindTimeZone(const string& AId);
 /// Minutes east of UTC without daylight saving. Raises EEWSException "The specified TimezoneId is not valid!".
 std::int32_t EwsTimeZoneOffset(const string& AId);
 
+/// All rows as a dictionary: the offset's text by the id.
+std::map<string, string> EwsTimeZoneDictionary();
+
+/// 345 of "(UTC+05:45)": sign, hours and minutes stand at fixed places. Only for texts of the table and of EwsOffsetText.
+std::int32_t EwsOffsetMinutes(const string& AText);
 /// "(UTC+05:45)" of 345, "(UTC-03:30)" of -210; zero is "(UTC+00:00)".
 string EwsOffsetText(std::int32_t AMinutes);
 /// The id that stands for a machine's zone: its own Windows id if the table has it; "Greenwich Standard Time", which has no

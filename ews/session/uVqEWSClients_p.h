@@ -1,11 +1,36 @@
 #pragma once
 
-// The orders in which clients are told who logs on. They differ between the session's own client and separate ones, and stay so: an application's
-// own client class may look at one when it is given another.
+// The two kinds of HTTP clients that a session works with, and the orders in which clients are told who logs on.
 
-#include "platform/http/uVqHTTPBase.h"
+#include <memory>
+
+#include "platform/http/uVqWinINet.h"
 
 namespace velmore {
+
+/// What differs between the clients of a service and those of a program with a desktop. Has no state: one object a kind, for the whole process.
+class TVqEWSClientKind {
+ public:
+  /// The kind that the property NTService stands for.
+  static const TVqEWSClientKind& Of(bool ANTService) noexcept;
+
+  /// A session and a client, owned by whoever takes them and by `AOwner`.
+  virtual std::unique_ptr<TVqHTTPSessionBase> NewSession(TVqComponent& AOwner) const = 0;
+  virtual std::unique_ptr<TVqHTTPClientBase> NewClient(TVqComponent& AOwner) const = 0;
+  /// Puts a client on a session; both are of this kind.
+  virtual void Share(TVqHTTPClientBase& AClient, TVqHTTPSessionBase& ASession) const = 0;
+  /// The flags that mean something to clients of this kind.
+  virtual TVqHTTPSecurityFlags Heeded(TVqHTTPSecurityFlags AFlags) const = 0;
+  /// Tells a client of its dialogs' window and of who is asked before they are shown; nothing for a kind without dialogs.
+  virtual void SetOnError(TVqHTTPClientBase& AClient, TVqWinINetErrorEvent AHandler) const = 0;
+  virtual void SetParentWnd(TVqHTTPClientBase& AClient, TVqWindowHandle AWindow) const = 0;
+
+ protected:
+  ~TVqEWSClientKind() = default;
+};
+
+// Who logs on is told in two orders. They differ between the session's own client and separate ones, and stay so: an application's own client class
+// may look at one when it is given another.
 
 /// Credentials, proxy credentials, OAuth.
 template <typename TClient>

@@ -2,7 +2,7 @@
 
 /// One folder of a mailbox, and the tables of its contents.
 
-#include "ews/model/uVqEWSPropObject.h"
+#include "ews/model/uVqEWSBase.h"
 #include "ews/stores/uVqEWSTable.h"
 
 namespace velmore {

@@ -37,6 +37,7 @@ class TVqEWSImpersonatedMsgStore : public TVqEWSMsgStore, public virtual IVqEWSI
   TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
                                        const string& AResponseName) override;
   string GetImpersonatedUser() override { return FSmtpAddress; }
+  void SetImpersonatedUser(const string& AValue) override { FSmtpAddress = AValue; }
 
  protected:
   ~TVqEWSImpersonatedMsgStore() override = default;

@@ -85,6 +85,10 @@ TVqTypeInfo TypeOf(TVqEWSPropType AType) noexcept {
   return {};
 }
 
+[[noreturn]] void RaiseNoDefinition() {
+  throw EVqException("There is no property definition!");
+}
+
 // The library's form: an element that the property layer makes goes behind all others, wherever the published schema
 // would have it.
 IVqDOMElement AppendValueElement(const IVqDOMElement& AParent, const TVqUtf8View& AName) {
@@ -111,7 +115,7 @@ TVqEWSData::TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData
 
 TVqEWSData::TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData, PVqEWSPropDef APropDef)
     : FOwner(&AOwner), FData(AData) {
-  if (!APropDef) throw EVqException("There is no property definition!");
+  if (!APropDef) RaiseNoDefinition();
   UseProp(APropDef);
 }
 
@@ -162,8 +166,12 @@ void TVqEWSData::UseField(const TVqEWSFieldDef& AFieldDef) {
 }
 
 void TVqEWSData::SetPropDef(PVqEWSPropDef APropDef) {
+  if (!APropDef) RaiseNoDefinition();
   const TVqEWSPropDef& def = *APropDef;
+  const TVqEWSBaseDataList& owner = Owner();
   FDef = APropDef;
+  if (FOwnDef && FDef != &FOwnDef->Def) FOwnDef.reset();
+  FMemberClass = nullptr;
   FPropDefNodeType = def.NodeType;
   if (def.Extended) {
     FURIType = fdtExtendedField;
@@ -179,6 +187,7 @@ void TVqEWSData::SetPropDef(PVqEWSPropDef APropDef) {
     FPropertyId = def.Name.ToString();
   else
     FPropertyId = def.Id;
+  FDPropSetId.reset();
   TDistinguishedPropertySet distinguished{};
   if (!def.DistinguishedPropertySetId.empty() &&
       VqTryTextToEnum(def.DistinguishedPropertySetId.ToString().Replace(":", "_"), distinguished))
@@ -190,7 +199,7 @@ void TVqEWSData::SetPropDef(PVqEWSPropDef APropDef) {
     FParentPropDef = nullptr;
     return;
   }
-  const TVqEWSMemberTable& table = Owner().CreatorTable();
+  const TVqEWSMemberTable& table = owner.CreatorTable();
   FProperty = table.Find(NodeNameToPropName(def.NodeName.ToString()).utf8());
   if (!FProperty) FProperty = table.FindLinked(def.PropDefName);
   FParentPropDef = def.ParentProp;

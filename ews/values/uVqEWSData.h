@@ -110,6 +110,10 @@ class TVqEWSData {
 
   // ---- The value ----
 
+  /// Goes over to another definition, which must live as long as this does: path, key, kind and parent are the new one's. The element that names a
+  /// value of the schema in requests, and the place of the value in its list, stay. Raises a plain exception for none.
+  void SetPropDef(PVqEWSPropDef APropDef);
+
   /// The value's element in the current tree. When it is missing, the object's demand event is asked for it (properties that are no part of another
   /// one; fields never ask), which may talk to the server; then it is made. A schema member that an answer lacks raises
   /// "The result does not contain a value for for "%s"!", the doubled word included.
@@ -176,7 +180,6 @@ class TVqEWSData {
   friend class TVqEWSBaseDataList;
   struct TOwnDef;
 
-  void SetPropDef(PVqEWSPropDef APropDef);
   void UseProp(PVqEWSPropDef APropDef);
   void UseField(const TVqEWSFieldDef& AFieldDef);
   IVqDOMElement Select(const IVqDOMElement& ARoot) const;

@@ -19,8 +19,16 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
  public:
   using TVqEWSBaseDataList::TVqEWSBaseDataList;
 
-  /// Number of entries. May rebuild the list where the entries follow the object.
-  virtual std::int32_t Count() { return Size(); }
+  /// Makes the entry for a member of the object's class ("Subject"), an "EPR_" tail or a definition, if it is not in the list, and gives it. Raises
+  /// "There is no property definition for "%s:%s"!".
+  virtual T& CreateItem(const string& AName) {
+    return CreateItem(*GetPropDef(CurrentRecord().ClassName(), AName, true));
+  }
+  virtual T& CreateItem(const TVqEWSFieldDef& AFieldDef) { return CreateItem(*DefinitionOf(AFieldDef)); }
+  virtual T& CreateItem(const TVqEWSPropDef& APropDef) {
+    T* item = FindItem(APropDef);
+    return item ? *item : AddItem(APropDef);
+  }
 
   // ---- Adding ----
 
@@ -52,7 +60,7 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
     return row != FRows.end() ? HandOut(row->second) : FindItem(GetNodePath(APropDef));
   }
 
-  // ---- Getting: raises "The requested item (%s) could not be found!" when absent ----
+  // ---- Getting: raises "The requested item (%s) could not be found!" when absent. Its virtual parts: GetByPath and its kin ----
 
   /// By path, by position from 0 (EListError outside) or by definition. Raises when it is absent.
   T& GetItem(const string& APath) { return GetByPath(APath); }
@@ -64,6 +72,9 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
   }
   T& GetItem(const TVqEWSFieldDef& AFieldDef) { return GetByField(AFieldDef); }
   T& GetItem(const TVqEWSPropDef& APropDef) { return GetByProp(APropDef); }
+
+  /// Number of entries. May rebuild the list where the entries follow the object.
+  virtual std::int32_t Count() { return Size(); }
 
   /// Gives up all entries.
   virtual void Clear() {

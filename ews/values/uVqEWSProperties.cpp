@@ -157,14 +157,6 @@ TVqEWSProperty& TVqEWSProperties::Entry(const TVqEWSPropDef& APropDef) {
   return Store(MakeProperty(def));
 }
 
-TVqEWSProperty& TVqEWSProperties::CreateItem(const string& AName) {
-  return CreateItem(*GetPropDef(CurrentRecord().ClassName(), AName, true));
-}
-
-TVqEWSProperty& TVqEWSProperties::CreateItem(const TVqEWSFieldDef& AFieldDef) {
-  return CreateItem(*DefinitionOf(AFieldDef));
-}
-
 TVqEWSProperty& TVqEWSProperties::CreateItem(const TVqEWSPropDef& APropDef) {
   return *FindItem(Entry(APropDef).GetRow());
 }

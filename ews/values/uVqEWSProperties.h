@@ -77,12 +77,9 @@ class TVqEWSProperties : public TVqEWSDataList<TVqEWSProperty> {
   /// value, so that they count as inserted, texts empty and so unmodified.
   TVqEWSProperty& PropertyByName(const TVqEWSPropDef& APropDef) { return GetItem(APropDef); }
 
-  /// Makes the entry for a member of the object's class ("Subject"), an "EPR_" tail or a definition, if it is not in
-  /// the list. Raises "There is no property definition for "%s:%s"!" and "Failed to locate the Property Definition for
-  /// "%s"!".
-  TVqEWSProperty& CreateItem(const string& AName);
-  TVqEWSProperty& CreateItem(const TVqEWSPropDef& APropDef);
-  TVqEWSProperty& CreateItem(const TVqEWSFieldDef& AFieldDef);
+  using TVqEWSDataList::CreateItem;
+  /// As any list's; besides raises "Failed to locate the Property Definition for "%s"!" for a definition without a key.
+  TVqEWSProperty& CreateItem(const TVqEWSPropDef& APropDef) override;
 
   /// Drops all explicit statuses. Called by the object when it gets new data.
   void ResetExplicitStatuses() noexcept;
