@@ -5,21 +5,11 @@
 #include "ews/session/uVqEWSClients_p.h"
 #include "ews/stores/uVqEWSImpersonation.h"
 #include "platform/http/uVqHTTPClient.h"
-#include "platform/http/uVqWinHTTP.h"
-#include "platform/http/uVqWinINet.h"
 #include "platform/os/uVqEnvironment.h"
 #include "platform/soap/uVqSOAPClient.h"
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
-namespace {
-
-/// The WinINet client knows nothing of the wrong-usage check; the session's property keeps the flag.
-TVqHTTPSecurityFlags WithoutUsage(TVqHTTPSecurityFlags flags) {
-  return flags - TVqHTTPSecurityFlag::IgnoreWrongUsage;
-}
-
-}  // namespace
 
 // ---- TVqEWSMsgStores
 
@@ -38,15 +28,20 @@ TVqEWSCustomSession::TVqEWSCustomSession(TVqComponent* AOwner)
     : TVqEWSBaseSession(AOwner), FCurrentTimeZoneContext(EwsMachineTimeZoneContext()) {}
 
 TVqEWSCustomSession::~TVqEWSCustomSession() {
-  FAutodiscoverResults.clear();
+  BeforeDestruction();
   FreeClients();
+}
+
+void TVqEWSCustomSession::BeforeDestruction() {
+  for (auto& [address, document] : FAutodiscoverResults) document = nullptr;
+  FAutodiscoverResults.clear();
 }
 
 void TVqEWSCustomSession::FreeClients() {
   // In this order: each uses the next.
-  delete std::exchange(FSOAPClient, nullptr);
-  delete std::exchange(FHTTPClient, nullptr);
-  delete std::exchange(FHTTPSession, nullptr);
+  FSOAPClient.reset();
+  FHTTPClient.reset();
+  FHTTPSession.reset();
 }
 
 void TVqEWSCustomSession::Notification(TVqComponent* AComponent, TVqOperation AOperation) {
@@ -101,43 +96,42 @@ string TVqEWSCustomSession::GetServerDescription() const {
 
 void TVqEWSCustomSession::SetCredentials(const TVqCredentials& AValue) {
   FCredentials.Assign(AValue);
-  if (TVqHTTPClientBase* client = GetHTTPClient()) client->GetCredentials().Assign(FCredentials);
+  if (FHTTPClient) FHTTPClient->GetCredentials().Assign(FCredentials);
 }
 
 void TVqEWSCustomSession::SetOAuth(const TVqOAuth& AValue) {
   FOAuth.Assign(AValue);
-  if (TVqHTTPClientBase* client = GetHTTPClient()) client->GetOAuth().Assign(FOAuth);
+  if (FHTTPClient) FHTTPClient->GetOAuth().Assign(FOAuth);
 }
 
 void TVqEWSCustomSession::SetProxyCredentials(const TVqCredentials& AValue) {
   FProxyCredentials.Assign(AValue);
-  if (TVqHTTPClientBase* client = GetHTTPClient()) client->GetProxyCredentials().Assign(FProxyCredentials);
+  if (FHTTPClient) FHTTPClient->GetProxyCredentials().Assign(FProxyCredentials);
 }
 
 void TVqEWSCustomSession::SetUserAgent(const string& AValue) {
   FUserAgent = AValue;
-  if (auto* session = dynamic_cast<IVqHTTPSession*>(FHTTPSession)) session->SetUserAgent(AValue);
+  if (FHTTPSession) FHTTPSession->SetUserAgent(AValue);
 }
 
 void TVqEWSCustomSession::SetProxyServer(const string& AValue) {
   FProxyServer = AValue;
-  if (auto* session = dynamic_cast<IVqHTTPSession*>(FHTTPSession)) session->SetProxyServer(AValue);
+  if (FHTTPSession) FHTTPSession->SetProxyServer(AValue);
 }
 
 void TVqEWSCustomSession::SetProxyServerBypass(const string& AValue) {
   FProxyServerBypass = AValue;
-  if (auto* session = dynamic_cast<IVqHTTPSession*>(FHTTPSession)) session->SetProxyServerBypass(AValue);
+  if (FHTTPSession) FHTTPSession->SetProxyServerBypass(AValue);
 }
 
 void TVqEWSCustomSession::SetAccessType(TVqHTTPAccessType AValue) {
   FAccessType = AValue;
-  if (auto* session = dynamic_cast<IVqHTTPSession*>(FHTTPSession)) session->SetAccessType(AValue);
+  if (FHTTPSession) FHTTPSession->SetAccessType(AValue);
 }
 
 void TVqEWSCustomSession::SetSecurityFlags(TVqHTTPSecurityFlags AValue) {
   FSecurityFlags = AValue;
-  if (auto* winHTTP = dynamic_cast<TVqWinHTTPClient*>(FHTTPClient)) winHTTP->SetSecurityFlags(AValue);
-  if (auto* winINet = dynamic_cast<TVqWinINetClient*>(FHTTPClient)) winINet->SetSecurityFlags(WithoutUsage(AValue));
+  if (FHTTPClient) FHTTPClient->SetSecurityFlags(ClientKind().Heeded(AValue));
 }
 
 void TVqEWSCustomSession::SetTimeOuts(const TVqHTTPTimeOuts& AValue) {
@@ -146,18 +140,17 @@ void TVqEWSCustomSession::SetTimeOuts(const TVqHTTPTimeOuts& AValue) {
 
 void TVqEWSCustomSession::SetParentWnd(TVqWindowHandle AValue) {
   FParentWnd = AValue;
-  if (auto* winINet = dynamic_cast<TVqWinINetClient*>(FHTTPClient)) winINet->SetParentWnd(AValue);
+  if (FHTTPClient) ClientKind().SetParentWnd(*FHTTPClient, AValue);
 }
 
 void TVqEWSCustomSession::SetNTService(bool AValue) {
+  const bool wrongKind = FHTTPClient && AValue != FNTService;
   FNTService = AValue;
-  const bool wrongKind = AValue ? dynamic_cast<TVqWinINetClient*>(FHTTPClient) != nullptr
-                                : dynamic_cast<TVqWinHTTPClient*>(FHTTPClient) != nullptr;
   if (wrongKind) {
-    delete std::exchange(FHTTPClient, nullptr);
-    delete std::exchange(FHTTPSession, nullptr);
+    FHTTPClient.reset();
+    FHTTPSession.reset();
     CheckHTTPClient();
-    if (FSOAPClient) FSOAPClient->SetHTTPClient(FHTTPClient);
+    if (FSOAPClient) FSOAPClient->SetHTTPClient(FHTTPClient.get());
   }
   if (AValue) {  // a service has no desktop; setting false does not bring the dialogs back
     FLogonDialog = false;
@@ -270,78 +263,64 @@ TVqRef<IVqEWSMsgStore> TVqEWSCustomSession::OpenMsgStore(const string& ASmtpAddr
 
 // ---- Clients and requests
 
-template <typename TSession, typename TClient>
-void TVqEWSCustomSession::CheckClients() {
-  if (!FHTTPSession) FHTTPSession = new TSession(this);
-  auto& session = dynamic_cast<TSession&>(*FHTTPSession);
-  session.SetUserAgent(FUserAgent);
-  session.SetProxyServer(FProxyServer);
-  session.SetProxyServerBypass(FProxyServerBypass);
-  session.SetAccessType(FAccessType);
-  session.SetCAFile(FCAFile);
-  session.SetCRLFile(FCRLFile);
-  session.SetActive(true);
-  if (!FHTTPClient) FHTTPClient = new TClient(this);
-  auto& client = dynamic_cast<TClient&>(*FHTTPClient);
-  WireWinINet(client);
-  client.SetSession(&session);
-  client.SetHTTPVersion(TVqHTTPVersion::http11);
-  client.SetSecurityFlags(FNTService ? FSecurityFlags : WithoutUsage(FSecurityFlags));
-  EwsIdentifyOwnClient(client, GetCredentials(), FProxyCredentials, FOAuth);
-  client.GetRequestHeaders().SetAccept("text/xml");
-  client.SetOnRequest(
-      [this](TVqComponent& sender, const TVqRef<IVqHTTPRequest>& request) { BeforeSendHTTPRequest(sender, request); });
-  client.SetOnResponse(
-      [this](TVqComponent& sender, const TVqRef<IVqHTTPResponse>& response) { OnHTTPResponse(sender, response); });
-  client.SetTimeOuts(FTimeOuts);
-  client.SetAuthentication(FOAuth.GetClientId().empty() ? TVqHTTPAuthentication::byChallenge
-                                                        : TVqHTTPAuthentication::oAuth);
+const TVqEWSClientKind& TVqEWSCustomSession::ClientKind() const noexcept {
+  return TVqEWSClientKind::Of(FNTService);
+}
+
+void TVqEWSCustomSession::Configure(IVqHTTPSession& ASession) const {
+  ASession.SetUserAgent(FUserAgent);
+  ASession.SetProxyServer(FProxyServer);
+  ASession.SetProxyServerBypass(FProxyServerBypass);
+  ASession.SetAccessType(FAccessType);
+  ASession.SetCAFile(FCAFile);
+  ASession.SetCRLFile(FCRLFile);
+}
+
+void TVqEWSCustomSession::Configure(TVqHTTPClientBase& AClient, TClientUse AUse) {
+  // A separate client may outlive the session.
+  ClientKind().SetOnError(AClient,
+                          [this, life = std::weak_ptr<const bool>(FLife)](TVqComponent& sender, std::uint32_t error,
+                                                                          TVqWindowHandle& window, bool& handled) {
+                            if (!life.expired()) OnWinINetClientError(sender, error, window, handled);
+                          });
+  AClient.SetHTTPVersion(TVqHTTPVersion::http11);
+  AClient.SetSecurityFlags(ClientKind().Heeded(FSecurityFlags));
+  if (AUse == TClientUse::own) {
+    EwsIdentifyOwnClient(AClient, GetCredentials(), FProxyCredentials, FOAuth);
+  } else {
+    EwsIdentifySeparateClient(AClient, GetCredentials(), FProxyCredentials, FOAuth);
+  }
+  ClientKind().SetParentWnd(AClient, FParentWnd);
+  AClient.GetRequestHeaders().SetAccept("text/xml");
 }
 
 void TVqEWSCustomSession::CheckHTTPClient() {
-  if (FNTService) {
-    CheckClients<TVqWinHTTPSession, TVqWinHTTPClient>();
-  } else {
-    CheckClients<TVqWinINetSession, TVqWinINetClient>();
-  }
-}
-
-void TVqEWSCustomSession::WireWinINet(TVqHTTPClientBase& AClient) {
-  auto* winINet = dynamic_cast<TVqWinINetClient*>(&AClient);
-  if (!winINet) return;
-  // A separate client may outlive the session.
-  winINet->SetOnWinINetError([this, life = std::weak_ptr<const bool>(FLife)](
-                                 TVqComponent& sender, std::uint32_t error, TVqWindowHandle& parentWnd, bool& handled) {
-    if (!life.expired()) OnWinINetClientError(sender, error, parentWnd, handled);
-  });
-  winINet->SetParentWnd(FParentWnd);
-}
-
-TVqHTTPClientBase* TVqEWSCustomSession::GetHTTPClient() const {
-  return dynamic_cast<TVqHTTPClientBase*>(FHTTPClient);
+  if (!FHTTPSession) FHTTPSession = ClientKind().NewSession(*this);
+  Configure(*FHTTPSession);
+  FHTTPSession->SetActive(true);
+  if (!FHTTPClient) FHTTPClient = ClientKind().NewClient(*this);
+  ClientKind().Share(*FHTTPClient, *FHTTPSession);
+  Configure(*FHTTPClient, TClientUse::own);
+  FHTTPClient->SetOnRequest(
+      [this](TVqComponent& sender, const TVqRef<IVqHTTPRequest>& request) { BeforeSendHTTPRequest(sender, request); });
+  FHTTPClient->SetOnResponse(
+      [this](TVqComponent& sender, const TVqRef<IVqHTTPResponse>& response) { OnHTTPResponse(sender, response); });
+  FHTTPClient->SetTimeOuts(FTimeOuts);
+  FHTTPClient->SetAuthentication(FOAuth.GetClientId().empty() ? TVqHTTPAuthentication::byChallenge
+                                                              : TVqHTTPAuthentication::oAuth);
 }
 
 TVqRef<IVqHTTPClient> TVqEWSCustomSession::CreateHTTPClient(bool AUseSession) {
-  const TVqHTTPClientBase* existing = GetHTTPClient();
-  if (!existing) throw EVqException("You must logon first!");
+  if (!FHTTPClient) throw EVqException("You must logon first!");
   const TVqRef<IVqHTTPClient> result = TVqHTTPClient(FNTService);
   TVqHTTPClientBase& client = *result->GetComponent();
-  if (!AUseSession) {
-    // Of a session of its own it needs what decides whether the server is trusted.
-    const TVqRef<IVqHTTPSession> own = client.GetSession();
-    own->SetCAFile(FCAFile);
-    own->SetCRLFile(FCRLFile);
-  } else if (FNTService) {
-    dynamic_cast<TVqWinHTTPClient&>(client).SetSession(dynamic_cast<TVqWinHTTPSession*>(FHTTPSession));
+  if (AUseSession) {
+    ClientKind().Share(client, *FHTTPSession);
   } else {
-    dynamic_cast<TVqWinINetClient&>(client).SetSession(dynamic_cast<TVqWinINetSession*>(FHTTPSession));
+    Configure(*client.GetSession());
   }
-  WireWinINet(client);
-  client.SetHTTPVersion(TVqHTTPVersion::http11);
-  client.SetSecurityFlags(FNTService ? FSecurityFlags : WithoutUsage(FSecurityFlags));
-  client.SetAuthentication(existing->GetAuthentication());
-  EwsIdentifySeparateClient(client, GetCredentials(), FProxyCredentials, FOAuth);
-  client.GetRequestHeaders().SetAccept("text/xml");
+  Configure(client, TClientUse::separate);
+  client.SetAuthentication(FHTTPClient->GetAuthentication());
   // The token in force goes along, so that a separate client asks for none; time-outs and events do not.
   if (!GetAccessToken().GetExpired()) client.GetOAuth().SetAccessToken(GetAccessToken());
   return result;
@@ -381,7 +360,8 @@ void TVqEWSCustomSession::AddImpersonation(IVqSOAPRequest& ARequest, const strin
 TVqRef<IVqSOAPRequest> TVqEWSCustomSession::CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
                                                           const string& AResponseName) {
   CheckActive();
-  TVqRef<IVqSOAPRequest> request = (ASOAPClient ? ASOAPClient : FSOAPClient)->CreateRequest(AMethod, AResponseName);
+  TVqRef<IVqSOAPRequest> request =
+      (ASOAPClient ? ASOAPClient : FSOAPClient.get())->CreateRequest(AMethod, AResponseName);
   request->AddSOAPHeader("t:RequestServerVersion").SetAttribute("Version", VqEnumToText(FRequestVersion));
   if (!FCurrentTimeZoneContext.empty()) {
     request->AddSOAPHeader("t:TimeZoneContext")

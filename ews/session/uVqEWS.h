@@ -19,8 +19,8 @@
 
 namespace velmore {
 
+class TVqEWSClientKind;
 class TVqEWSCustomSession;
-class TVqHTTPClientBase;
 
 /// What the server told of its version, in the header of the first reply.
 struct TServerVersionInfo {
@@ -63,6 +63,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// `AOwner` may be empty. The destructor closes all connections, without the events of a logoff.
   explicit TVqEWSCustomSession(TVqComponent* AOwner);
   ~TVqEWSCustomSession() override;
+  /// Lets go of the documents that Autodiscover found. Called first by the destructor; called earlier it costs no more than their being asked for again.
+  void BeforeDestruction();
 
   // ---- Logging on and off
 
@@ -219,6 +221,9 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // ---- Requests
 
+  /// Brings the session's own clients into being and in line with the properties. Logging on and SetNTService call it; once more changes nothing.
+  /// Talks to nobody.
+  void CheckHTTPClient();
   TVqRef<IVqHTTPClient> CreateHTTPClient(bool AUseSession) override;
   TVqSOAPClient* CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) override;
   TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
@@ -269,15 +274,17 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   /// The session's own client, none while it was not needed yet or after logoff: a subclass with a desktop gives it the dialog that asks for
   /// credentials.
-  TVqHTTPClientBase* GetHTTPClient() const;
+  TVqHTTPClientBase* GetHTTPClient() const noexcept { return FHTTPClient.get(); }
+  /// The documents that Autodiscover found, by the address that was asked for. They stay over a logoff.
+  std::map<string, IVqDOMDocument>& GetAutodiscoverResults() noexcept { return FAutodiscoverResults; }
 
   void Notification(TVqComponent* AComponent, TVqOperation AOperation) override;
 
-  /// Brings the clients into being and in line with the properties.
-  void CheckHTTPClient();
-
  private:
+  enum class TClientUse { own, separate };
+
   void LogOn();
+  void FindServer();
   void Fire(const TVqNotifyEvent& AEvent);
   void LogOff();
   void FreeClients();
@@ -293,9 +300,9 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void BeforeSendHTTPRequest(TVqComponent& ASender, const TVqRef<IVqHTTPRequest>& ARequest);
   void OnHTTPResponse(TVqComponent& ASender, const TVqRef<IVqHTTPResponse>& AResponse);
   void OnWinINetClientError(TVqComponent& ASender, std::uint32_t AError, TVqWindowHandle& AParentWnd, bool& AHandled);
-  void WireWinINet(TVqHTTPClientBase& AClient);
-  template <typename TSession, typename TClient>
-  void CheckClients();
+  const TVqEWSClientKind& ClientKind() const noexcept;
+  void Configure(IVqHTTPSession& ASession) const;
+  void Configure(TVqHTTPClientBase& AClient, TClientUse AUse);
 
   bool FActive = false;
   TVqHTTPAccessType FAccessType{};
@@ -328,9 +335,9 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   TServerVersionInfo FServerVersionInfo;
   TServerVersion FRequestVersion = Exchange2007;
   TVqWindowHandle FParentWnd = 0;
-  TVqComponent* FHTTPSession = nullptr;
-  TVqComponent* FHTTPClient = nullptr;
-  TVqSOAPClient* FSOAPClient = nullptr;
+  std::unique_ptr<TVqHTTPSessionBase> FHTTPSession;
+  std::unique_ptr<TVqHTTPClientBase> FHTTPClient;
+  std::unique_ptr<TVqSOAPClient> FSOAPClient;
   TVqNotifyEvent FAfterLogon, FBeforeLogoff, FAfterLogoff;
   string FCurrentTimeZoneContext;
   TVqNotifyEvent FOnShowProfileDialog;

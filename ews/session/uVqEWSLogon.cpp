@@ -13,19 +13,6 @@
 namespace velmore {
 namespace {
 
-/// Calls SetWaitCursor(false) at its end, whatever happens.
-template <typename TEnd>
-class TAtEnd {
- public:
-  explicit TAtEnd(TEnd end) : FEnd(std::move(end)) {}
-  ~TAtEnd() { FEnd(); }
-  TAtEnd(const TAtEnd&) = delete;
-  TAtEnd& operator=(const TAtEnd&) = delete;
-
- private:
-  TEnd FEnd;
-};
-
 constexpr std::int32_t kAny = std::numeric_limits<std::int32_t>::min();
 
 struct TVersionRule {
@@ -100,14 +87,18 @@ void TVqEWSCustomSession::LogOn() {
                        ".ParentWnd\" property!\r\nA value for this property is required to show this dialog.");
   }
   CheckHTTPClient();
-  {
-    SetWaitCursor(true);
-    const TAtEnd end([this] { SetWaitCursor(false); });
-    if (!FAutodiscoverEMail.empty() && FServiceUrl.empty()) FindServiceUrl();
-    if (!FSOAPClient) FSOAPClient = new TVqSOAPClient(this);
-    Probe();
-    FRequestVersion = FServerVersion;
+  SetWaitCursor(true);
+  try {
+    FindServer();
+  } catch (...) {
+    try {
+      SetWaitCursor(false);
+    } catch (...) {
+      // The failure of the logon tells more than one of its cursor.
+    }
+    throw;
   }
+  SetWaitCursor(false);
   FActive = true;
   if (FServerVersion >= Exchange2010) {
     try {
@@ -118,9 +109,16 @@ void TVqEWSCustomSession::LogOn() {
   }
   const TVqOAuthGrantType grant = FOAuth.GetGrantType();
   if (grant != TVqOAuthGrantType::none && !FOAuth.GetClientId().empty()) {
-    if (TVqHTTPClientBase* client = GetHTTPClient()) SetAccessToken(client->GetOAuth().GetAccessToken());
+    SetAccessToken(FHTTPClient->GetOAuth().GetAccessToken());
   }
   Fire(FAfterLogon);
+}
+
+void TVqEWSCustomSession::FindServer() {
+  if (!FAutodiscoverEMail.empty() && FServiceUrl.empty()) FindServiceUrl();
+  if (!FSOAPClient) FSOAPClient = std::make_unique<TVqSOAPClient>(this);
+  Probe();
+  FRequestVersion = FServerVersion;
 }
 
 // ---- The profile
@@ -226,7 +224,7 @@ void TVqEWSCustomSession::FindServiceUrl() {
 bool TVqEWSCustomSession::AnswersAt(const string& AURL) {
   try {
     TVqRef<IVqHTTPResponse> response;
-    dynamic_cast<IVqHTTPClient&>(*FHTTPClient).Request(response, TVqHTTPVerb::get, AURL);
+    FHTTPClient->Request(response, TVqHTTPVerb::get, AURL);
     return response->GetStatus().Code == 200;
   } catch (const EVqHTTPInvalidArgument&) {
     throw;
@@ -253,7 +251,7 @@ void TVqEWSCustomSession::Probe() {
 }
 
 void TVqEWSCustomSession::SendProbe() {
-  FSOAPClient->SetHTTPClient(FHTTPClient);
+  FSOAPClient->SetHTTPClient(FHTTPClient.get());
   InitSOAPEnv(*FSOAPClient);
   const TVqRef<IVqSOAPRequest> request = FSOAPClient->CreateRequest("m:ConvertId", string());
   request->AddSOAPHeader("t:RequestServerVersion").SetAttribute("Version", "Exchange2007_SP1");

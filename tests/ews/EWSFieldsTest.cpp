@@ -4,6 +4,7 @@
 #include "ews/model/uVqEWSCategory.h"
 #include "ews/schema/uVqEWSPropsFLD.h"
 #include "ews/schema/uVqEWSPropsMFLD.h"
+#include "ews/schema/uVqEWSPropsPR.h"
 #include "ews/values/uVqEWSStrings.h"
 
 namespace velmore {
@@ -40,6 +41,18 @@ TEST(Fields, ThatWereNotAddedAreNotFound) {
   EXPECT_EQ(MessageOf([&] { row.Fields.FieldByName(FLD_ITEM_BODY); }),
             "The requested item (FLD_ITEM_BODY) could not be found!");
   EXPECT_EQ(MessageOf([&] { row.Fields.GetItem("Body"); }), "The requested item (Body) could not be found!");
+}
+
+TEST(Fields, AreMadeThroughTheListOfAnyKind) {
+  TRow row("<t:Message><t:Subject>a</t:Subject></t:Message>");
+  TVqEWSDataList<TVqEWSField>& list = row.Fields;
+  TVqEWSField& subject = list.CreateItem("Subject");
+  EXPECT_EQ(subject.GetAsString(), "a");
+  EXPECT_EQ(&list.CreateItem(FLD_ITEM_SUBJECT), &subject) << "it is in the list";
+  EXPECT_EQ(list.CreateItem(PR_ISREAD).GetName(), "PR_ISREAD");
+  EXPECT_EQ(list.Count(), 2);
+  EXPECT_EQ(MessageOf([&] { list.CreateItem("NoSuchMember"); }),
+            "There is no property definition for \"TEwsMessage:NoSuchMember\"!");
 }
 
 TEST(Fields, NeverAskAndMakeWhatTheRowLacks) {

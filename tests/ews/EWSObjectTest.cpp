@@ -7,9 +7,11 @@
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <sstream>
 
 #include "ews/model/uVqEWSBase.h"
+#include "ews/model/uVqEWSTimeZones.h"
 #include "platform/soap/uVqSOAPClient.h"
 
 namespace velmore {
@@ -216,7 +218,14 @@ TEST(BaseSession, CookieAndTokenAreStored) {
 TEST(BaseSession, TimeZoneTableIsOpenToApplications) {
   TFakeSession session;
   EXPECT_EQ(session.TimezoneCount(), 134);
-  EXPECT_EQ(session.GetTimezoneId(0), "Dateline Standard Time");
+  std::set<string> ids;
+  for (std::int32_t i = 0; i < session.TimezoneCount(); ++i) {
+    const string id = session.GetTimezoneId(i);
+    EXPECT_EQ(session.GetTimezoneOffset(id), EwsTimeZoneOffset(id)) << id;
+    EXPECT_TRUE(ids.insert(id).second) << id;
+  }
+  EXPECT_EQ(session.GetTimezoneId(0), "AUS Central Standard Time") << "the dictionary has an order of its own";
+  EXPECT_EQ(session.GetTimezoneId(133), "Yakutsk Standard Time");
   EXPECT_THROW(session.GetTimezoneId(134), EListError);
   EXPECT_THROW(session.GetTimezoneId(-1), EListError);
   EXPECT_EQ(session.GetTimezoneOffset("UTC+12"), 720);

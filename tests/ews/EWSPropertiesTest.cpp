@@ -34,6 +34,29 @@ const char* const kCommonSet = "PropertySetId=\"00062008-0000-0000-c000-00000000
 
 // ---- Members ----
 
+TEST(Properties, GoOverToAnotherDefinition) {
+  TMessage message("<t:Message><t:Subject>a</t:Subject>" +
+                   ExtendedProperty(std::string("PropertyName=\"x\" ") + kCommonSet, "1") + "</t:Message>");
+  TVqEWSProperty& property = message.Properties.Add(EPR_COMMON_PRIVATE);
+  EXPECT_TRUE(property.GetPropSetId());
+  property.SetPropDef(&PR_SUBJECT);
+  EXPECT_EQ(property.GetName(), "PR_SUBJECT");
+  EXPECT_EQ(property.GetPath(), "Subject");
+  EXPECT_EQ(property.GetAsString(), "a");
+  EXPECT_EQ(property.GetPropSetId(), nullptr);
+  EXPECT_EQ(&property.GetRow(), &PR_SUBJECT);
+  property.SetPropDef(&PR_COMPLETENAME_TITLE);
+  EXPECT_EQ(property.GetParentPropDef(), &PR_COMPLETENAME);
+  property.SetPropDef(&EPR_COMMON_PRIVATE);
+  EXPECT_EQ(property.GetParentPropDef(), nullptr);
+  EXPECT_EQ(property.GetURIType(), fdtExtendedField);
+  EXPECT_EQ(MessageOf([&] { property.SetPropDef(nullptr); }), "There is no property definition!");
+  EXPECT_EQ(property.GetName(), "EPR_COMMON_PRIVATE") << "nothing has changed";
+  message.Properties.Clear();
+  EXPECT_EQ(MessageOf([&] { property.SetPropDef(&PR_SUBJECT); }),
+            "The property \"EPR_COMMON_PRIVATE\" was discarded when its list was rebuilt!");
+}
+
 TEST(MemberTable, IsSearchedByNameAndByDefinitionTheClassBeforeItsBases) {
   ASSERT_NE(kMailTable.Find("Subject"), nullptr);
   EXPECT_EQ(kMailTable.Find("IsRead"), &kMailMembers[0]);

@@ -85,6 +85,17 @@ TEST(TimeZones, OffsetTextHasTwoDigitsEach) {
   EXPECT_EQ(EwsOffsetText(-570), "(UTC-09:30)");
 }
 
+TEST(TimeZones, DictionaryHasEveryRow) {
+  const std::map<string, string> zones = EwsTimeZoneDictionary();
+  EXPECT_EQ(zones.size(), 134u);
+  for (std::int32_t i = 0; i < EwsTimeZoneCount(); ++i) EXPECT_EQ(zones.at(EwsTimeZone(i).Id), EwsTimeZone(i).Text);
+}
+
+TEST(TimeZones, OffsetOfATextIsTheOtherWayRound) {
+  for (const std::int32_t minutes : {0, 60, 345, 840, -30, -570, -1439})
+    EXPECT_EQ(EwsOffsetMinutes(EwsOffsetText(minutes)), minutes);
+}
+
 TEST(TimeZones, AMachinesOwnZoneIsTakenWhateverItsOffsetIsNow) {
   EXPECT_EQ(EwsChooseTimeZone("W. Europe Standard Time", 120), "W. Europe Standard Time");
   EXPECT_EQ(EwsChooseTimeZone("UTC+12", 0), "UTC+12");
@@ -128,6 +139,9 @@ TEST_F(TimeZoneVariable, DecidesAboutTheContext) {
   ::setenv("TZ", "XYZ-13:37", 1);
   EXPECT_EQ(EwsMachineTimeZoneContext(), "") << "no row has this offset";
   EXPECT_EQ(EwsMachineOffsetText(), "(UTC+13:37)");
+  ::setenv("TZ", "XXX-5YYY-5:45,J1/0,J365/25", 1);  // it is summer all the year
+  EXPECT_EQ(EwsMachineTimeZoneContext(), "Nepal Standard Time") << "the present offset decides";
+  EXPECT_EQ(EwsMachineOffsetText(), "(UTC+05:45)");
   ::setenv("TZ", "XYZ9:30", 1);
   EXPECT_EQ(EwsMachineTimeZoneContext(), "Marquesas Standard Time");
 }

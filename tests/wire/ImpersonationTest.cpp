@@ -37,6 +37,17 @@ TEST_F(Impersonation, StoreNamesItsUserInEveryRequest) {
   EXPECT_EQ(store->GetDisplayName(), "bob@example.com");
 }
 
+TEST_F(Impersonation, UserOfAStoreCanBeChanged) {
+  const TVqRef<IVqEWSImpersonatedMsgStore> store = MakeRef<TVqEWSImpersonatedMsgStore>(&Session, "bob@example.com");
+  const auto child = MakeRef<TSubscriber>(dynamic_cast<TVqComponent*>(store.get()), true);
+  store->SetImpersonatedUser("eve@example.com");
+  EXPECT_EQ(store->GetImpersonatedUser(), "eve@example.com");
+  EXPECT_EQ(HeaderOfRequest(child->CreateRequest(nullptr, "m:GetItem", "")), Version() + Element("eve@example.com"));
+  EXPECT_EQ(store->GetDisplayName(), "bob@example.com") << "the name stays";
+  store->SetImpersonatedUser("");
+  EXPECT_EQ(HeaderOfRequest(child->CreateRequest(nullptr, "m:GetItem", "")), Version());
+}
+
 TEST_F(Impersonation, ObjectsBelowTheStoreGoThroughIt) {
   const auto store = MakeRef<TVqEWSImpersonatedMsgStore>(&Session, "bob@example.com");
   const auto child = MakeRef<TSubscriber>(store.get(), true);

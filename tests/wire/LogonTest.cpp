@@ -95,6 +95,41 @@ TEST_F(Logon, WaitCursorIsTakenBackBeforeTheTimeZonesAreAsked) {
   EXPECT_EQ(Session.Calls, (Names{"SetWaitCursor(true)", "SetWaitCursor(false)", "zones"}));
 }
 
+TEST_F(Logon, WaitCursorStandsFromTheClientsToTheVersionOfRequests) {
+  Session.OnWaitCursor = [&](bool on) {
+    EXPECT_TRUE(Session.GetHTTPClient());
+    EXPECT_EQ(Session.GetRequestVersion(), on ? Exchange2007 : Exchange2007_SP1);
+    EXPECT_FALSE(Session.GetActive());
+    EXPECT_EQ(Server.Requests().size(), on ? 0u : 1u);
+  };
+  LogOn();
+  EXPECT_EQ(Session.Calls.size(), 2u);
+}
+
+TEST_F(Logon, FailureOfTheWaitCursorIsAnOrdinaryException) {
+  for (const bool when : {true, false}) {
+    Session.OnWaitCursor = [&](bool on) {
+      if (on == when) throw std::runtime_error("No desktop.");
+    };
+    if (!when) Server.Then(ProbeAnswer({}));
+    ExpectRaised<std::runtime_error>([&] { Session.SetActive(true); },
+                                     [](const auto& failure) { EXPECT_STREQ(failure.what(), "No desktop."); });
+    EXPECT_FALSE(Session.GetActive());
+    EXPECT_NE(Session.GetServiceUrl(), "") << "nothing is wrong with the server";
+  }
+  Session.OnWaitCursor = nullptr;
+  LogOn();
+}
+
+TEST_F(Logon, FailureOfTheLogonWinsOverOneOfTheWaitCursor) {
+  Session.OnWaitCursor = [&](bool on) {
+    if (!on) throw std::runtime_error("No desktop.");
+  };
+  Server.Then("HTTP/1.1 500 Broken\r\nContent-Length: 0\r\n\r\n");
+  EXPECT_THROW(Session.SetActive(true), EVqHTTPException);
+  EXPECT_EQ(Session.Calls, (Names{"SetWaitCursor(true)", "SetWaitCursor(false)"}));
+}
+
 TEST_F(Logon, WaitCursorIsTakenBackWhenNoUrlIsFound) {
   Session.SetAutodiscoverEMail("ann@example.com");
   EXPECT_THROW(Session.SetActive(true), EVqNotSupported);

@@ -351,6 +351,33 @@ TEST_F(PasswordDialog, OfASeparateClientFollowsTheSession) {
   delete soap;
 }
 
+// ---- Life
+
+TEST(SessionLife, DocumentsOfAutodiscoverGoBeforeTheSession) {
+  const std::int64_t before = VqLiveObjectCount();
+  TTestSession session;
+  const std::int64_t with = VqLiveObjectCount();
+  IVqDOMDocument kept = VqCreateDOM("<Autodiscover/>");
+  session.GetAutodiscoverResults()["ann@example.com"] = kept;
+  session.BeforeDestruction();
+  EXPECT_TRUE(session.GetAutodiscoverResults().empty());
+  EXPECT_EQ(kept.GetDocumentElement().GetLocalName(), "Autodiscover") << "who holds one keeps it";
+  kept = nullptr;
+  session.BeforeDestruction();
+  EXPECT_EQ(VqLiveObjectCount(), with);
+  EXPECT_EQ(with, before + 1);
+}
+
+TEST(SessionLife, OwnClientsBelongToTheSession) {
+  const std::int64_t before = VqLiveObjectCount();
+  for (const bool service : {true, false}) {
+    TTestSession session(service);
+    session.CheckHTTPClient();
+    EXPECT_EQ(session.GetHTTPClient()->GetOwner(), &session);
+  }
+  EXPECT_EQ(VqLiveObjectCount(), before);
+}
+
 // ---- Separate clients
 
 TEST_F(SessionSettings, SeparateClientNeedsAnOpeningSession) {

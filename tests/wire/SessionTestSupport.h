@@ -24,8 +24,8 @@ class TTestSession : public TVqEWSCustomSession {
     SetPasswordDialog(false);
   }
 
-  using TVqEWSCustomSession::CheckHTTPClient;
   using TVqEWSCustomSession::DoOnShowProfileDialog;
+  using TVqEWSCustomSession::GetAutodiscoverResults;
   using TVqEWSCustomSession::GetHTTPClient;
 
   string HostBySRVOf(const string& AName) { return TVqEWSCustomSession::FindHostBySRV(AName); }
@@ -39,9 +39,13 @@ class TTestSession : public TVqEWSCustomSession {
   std::function<string(const string&, const string&)> OnAutodiscoverV2;
   std::function<string(const string&)> OnFindHost;
   std::function<bool(const string&)> OnAnswersAt;
+  std::function<void(bool)> OnWaitCursor;
 
  protected:
-  void SetWaitCursor(bool AValue) override { Calls.push_back(AValue ? "SetWaitCursor(true)" : "SetWaitCursor(false)"); }
+  void SetWaitCursor(bool AValue) override {
+    Calls.push_back(AValue ? "SetWaitCursor(true)" : "SetWaitCursor(false)");
+    if (OnWaitCursor) OnWaitCursor(AValue);
+  }
   string CreateProfile(const string& AName) override {
     Calls.push_back("CreateProfile(" + AName.utf8() + ")");
     return OnCreateProfile ? OnCreateProfile(AName) : TVqEWSCustomSession::CreateProfile(AName);
