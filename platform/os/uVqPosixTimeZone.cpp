@@ -104,12 +104,12 @@ std::int64_t When(const TChange& change, std::int32_t year) {
 
 }  // namespace
 
-std::optional<TVqPosixOffsets> VqPosixOffsets(std::string_view rule, TDateTime utc) {
+std::optional<TVqZoneOffsets> VqPosixOffsets(std::string_view rule, TDateTime utc) {
   TReader reader(rule);
   int west = 0;
   if (!reader.Name() || !reader.Time(24, west)) return {};
   const std::int32_t standard = -west / 60;
-  if (reader.AtEnd()) return TVqPosixOffsets{standard, standard, false};
+  if (reader.AtEnd()) return TVqZoneOffsets{standard, standard, false};
 
   if (!reader.Name()) return {};
   int daylightWest = west - 3600;
@@ -129,7 +129,7 @@ std::optional<TVqPosixOffsets> VqPosixOffsets(std::string_view rule, TDateTime u
   const std::int64_t from = When(start, year) + west;
   const std::int64_t to = When(end, year) + daylightWest;
   const bool daylight = from < to ? now >= from && now < to : now >= from || now < to;
-  return TVqPosixOffsets{standard, daylight ? -daylightWest / 60 : standard, true};
+  return TVqZoneOffsets{standard, daylight ? -daylightWest / 60 : standard, true};
 }
 
 }  // namespace velmore

@@ -5,20 +5,12 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/common/uVqTypes.h"
+#include "platform/os/uVqTimeZone.h"
 
 namespace velmore {
 
-struct TVqPosixOffsets {
-  /// Minutes east of UTC; seconds are cut.
-  std::int32_t Standard;
-  std::int32_t Current;
-  /// False when the offset never changes.
-  bool Changes;
-};
-
 /// The offsets that a rule gives at a time (UTC); nothing when the text is no rule. A rule with daylight saving but
 /// without dates has those of the United States, as the C library does it.
-std::optional<TVqPosixOffsets> VqPosixOffsets(std::string_view rule, TDateTime utc);
+std::optional<TVqZoneOffsets> VqPosixOffsets(std::string_view rule, TDateTime utc);
 
 }  // namespace velmore

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -130,10 +131,10 @@ std::string NameByText(const std::string& root) {
   return {};
 }
 
-/// A container may hold a copy of a zone file. Many zones have equal files: the shortest name wins, then the first in the
+/// A container, or a variable TZ, may have a copy of a zone file. Many zones have equal files: the shortest name wins, then the first in the
 /// alphabet, so that the answer is the same everywhere.
-std::string NameByContent(const std::string& root) {
-  const std::optional<std::string> local = Content(Under(root, "/etc/localtime"));
+std::string NameByContent(const std::string& root, const fs::path& path) {
+  const std::optional<std::string> local = Content(Under(root, path));
   if (!local || !local->starts_with("TZif")) return {};
   const fs::path folder = Under(root, "/usr/share/zoneinfo");
   std::error_code error;
@@ -149,37 +150,73 @@ std::string NameByContent(const std::string& root) {
 }
 
 /// The zone that has a fixed offset of whole hours; its sign is turned round, as in the rules.
-string FixedZone(const TVqPosixOffsets& offsets) {
+string FixedZone(const TVqZoneOffsets& offsets) {
   const std::int32_t hours = offsets.Standard / 60;
   if (offsets.Changes || offsets.Standard % 60 != 0 || hours < -12 || hours > 14) return {};
   if (hours == 0) return "Etc/UTC";
   return (hours > 0 ? "Etc/GMT-" : "Etc/GMT+") + IntToStr(hours > 0 ? hours : -hours);
 }
 
+/// The zone with these offsets, whose name, if it has one, nobody here knows.
+TVqMachineTimeZone ByOffsets(const TVqZoneOffsets& offsets, TDateTime now) {
+  if (const string name = FixedZone(offsets); !name.empty()) return ByName(name, now);
+  TVqMachineTimeZone zone;
+  zone.StandardOffset = offsets.Standard;
+  zone.CurrentOffset = offsets.Current;
+  return zone;
+}
+
+TVqMachineTimeZone ByNameOrLibrary(const std::string& name, const TVqTimeZoneSource& source, TDateTime now) {
+  return name.empty() ? ByOffsets(source.Library(now), now) : ByName(name, now);
+}
+
 TVqMachineTimeZone ByVariable(const TVqTimeZoneSource& source, TDateTime now) {
   std::string value = *source.TZ;
   if (value.starts_with(':')) value.erase(0, 1);
   if (value.starts_with('/')) {
-    const std::string name = NameByLink(source.Root, value);
-    return ByName(name.empty() ? "Etc/UTC" : name, now);
+    std::string name = NameByLink(source.Root, value);
+    if (name.empty()) name = NameByContent(source.Root, value);
+    return ByNameOrLibrary(name, source, now);
   }
   for (const std::string_view variant : {"posix/", "right/"}) {
     if (value.starts_with(variant)) value.erase(0, variant.size());
   }
   if (VqIsIanaTimeZone(value)) return ByName(value, now);
-  if (const std::optional<TVqPosixOffsets> offsets = VqPosixOffsets(value, now)) {
-    if (const string name = FixedZone(*offsets); !name.empty()) return ByName(name, now);
-    TVqMachineTimeZone zone;
-    zone.StandardOffset = offsets->Standard;
-    zone.CurrentOffset = offsets->Current;
-    return zone;
-  }
-  return ByName("Etc/UTC", now);
+  if (const std::optional<TVqZoneOffsets> offsets = VqPosixOffsets(value, now)) return ByOffsets(*offsets, now);
+  return ByNameOrLibrary({}, source, now);
 }
 
 #endif
 
 }  // namespace
+
+TVqZoneOffsets VqLibraryOffsets(TDateTime AUtc) {
+#ifdef _WIN32
+  const TVqMachineTimeZone zone = BySystem(AUtc);
+  return {zone.StandardOffset, zone.CurrentOffset, zone.StandardOffset != zone.CurrentOffset};
+#else
+  ::tzset();  // local time alone need not look at TZ again
+  const auto at = static_cast<std::time_t>(VqToUnixMilliseconds(AUtc) / 1000);
+  std::tm now = {};
+  if (!::localtime_r(&at, &now)) return {};
+  const auto minutes = [](const std::tm& time) { return static_cast<std::int32_t>(time.tm_gmtoff / 60); };
+  TVqZoneOffsets offsets{minutes(now), minutes(now), false};
+  // Standard time, where it is not now, is the nearest one in the year around.
+  bool found = now.tm_isdst <= 0;
+  for (int month = 1; month <= 6; ++month) {
+    for (const int way : {-1, 1}) {
+      const std::time_t then = at + static_cast<std::time_t>(way) * month * 30 * 86400;
+      std::tm time = {};
+      if (!::localtime_r(&then, &time)) continue;
+      offsets.Changes = offsets.Changes || minutes(time) != offsets.Current;
+      if (found || time.tm_isdst > 0) continue;
+      offsets.Standard = minutes(time);
+      found = true;
+    }
+  }
+  return offsets;
+#endif
+}
 
 TVqTimeZoneSource TVqTimeZoneSource::Machine() {
   TVqTimeZoneSource source;
@@ -198,8 +235,8 @@ TVqMachineTimeZone VqMachineTimeZone([[maybe_unused]] const TVqTimeZoneSource& s
   if (source.TZ) return ByVariable(source, now);
   std::string name = NameByLink(source.Root, "/etc/localtime");
   if (name.empty()) name = NameByText(source.Root);
-  if (name.empty()) name = NameByContent(source.Root);
-  return ByName(name.empty() ? "Etc/UTC" : name, now);
+  if (name.empty()) name = NameByContent(source.Root, "/etc/localtime");
+  return ByNameOrLibrary(name, source, now);
 #endif
 }
 

@@ -9,18 +9,35 @@
 /// Everything here reads files and the environment at each call and keeps nothing; any thread may call, as long as no
 /// other thread changes the environment. Nothing talks to a server.
 
+#include <functional>
 #include <optional>
 
 #include "platform/common/uVqTypes.h"
 
 namespace velmore {
 
-/// Where the machine tells its zone. The default is the real machine; tests put a folder and a variable of their own.
+/// The offsets of a zone at some time, in minutes east of UTC; seconds are cut.
+struct TVqZoneOffsets {
+  /// Without daylight saving.
+  std::int32_t Standard = 0;
+  /// With it.
+  std::int32_t Current = 0;
+  /// False when the offset never changes.
+  bool Changes = false;
+};
+
+/// The offsets of this process by the C library: local time at `AUtc` and over the year around it. Reads TZ anew.
+TVqZoneOffsets VqLibraryOffsets(TDateTime AUtc);
+
+/// Where the machine tells its zone. The default is the real machine; tests put a folder, a variable and a library of
+/// their own.
 struct TVqTimeZoneSource {
   /// The variable TZ, or nothing when it is not set. An empty one means UTC, as the C library has it.
   std::optional<std::string> TZ;
   /// What stands for "/" when etc/localtime, etc/timezone and usr/share/zoneinfo are looked up.
   std::string Root = "/";
+  /// What is asked for the offsets of a zone that has no name here.
+  std::function<TVqZoneOffsets(TDateTime AUtc)> Library = VqLibraryOffsets;
 
   /// TZ of this process and the real root.
   static TVqTimeZoneSource Machine();
@@ -29,7 +46,7 @@ struct TVqTimeZoneSource {
 /// What is known of the machine's zone. A plain value.
 struct TVqMachineTimeZone {
   /// "Europe/Berlin"; "Etc/GMT-3" for a rule of whole hours ("<+03>-3"); empty for a rule that no zone stands for
-  /// ("CET-1CEST,M3.5.0,M10.5.0/3"), whose offsets are known all the same.
+  /// ("CET-1CEST,M3.5.0,M10.5.0/3") and for a zone without a name here, whose offsets are known all the same.
   string IanaId;
   /// "W. Europe Standard Time"; empty when no Windows zone is known for the name.
   string WindowsId;
@@ -41,8 +58,9 @@ struct TVqMachineTimeZone {
 
 /// The zone of this machine at this moment. Looked for in this order: the variable TZ in all its forms (a name, ":" and a
 /// name, a file, a rule); the file that /etc/localtime links to; the name in /etc/timezone; a zone file with the content
-/// of /etc/localtime. A machine with none of them is in UTC, and so is one whose TZ nobody understands. On Windows: the
-/// system's zone. Does not raise for what it finds.
+/// of /etc/localtime. Where all of this leads to no name that the zone database knows (a zone file of the machine's own, a
+/// zone that is younger than the database), the C library's offsets count. A machine that tells nothing is in UTC, and
+/// so is one whose TZ nobody understands. On Windows: the system's zone. Does not raise for what it finds.
 TVqMachineTimeZone VqMachineTimeZone();
 /// The same from another source and at a given time (UTC). Not on Windows, where it gives the system's zone.
 TVqMachineTimeZone VqMachineTimeZone(const TVqTimeZoneSource& source, TDateTime now);

@@ -4,12 +4,14 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "platform/common/uVqDateTimeUtils.h"
 #include "platform/common/uVqSysUtils.h"
 #include "platform/os/uVqPosixTimeZone_p.h"
 
 #ifndef _WIN32
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace velmore {
@@ -28,6 +30,10 @@ class Machine : public testing::Test {
                                                  testing::UnitTest::GetInstance()->current_test_info()->name()))
                        .string();
     fs::create_directories(FSource.Root + "/etc");
+    FSource.Library = [this](TDateTime utc) {
+      FAskedFor = utc;
+      return FLibrary;
+    };
     for (const char* zone : {"Europe/Berlin", "Europe/Zurich", "Europe/Busingen", "America/New_York"}) {
       Write(std::string("usr/share/zoneinfo/") + zone, std::string("TZif2 ") + zone);
     }
@@ -51,7 +57,56 @@ class Machine : public testing::Test {
   }
 
   TVqTimeZoneSource FSource;
+  TVqZoneOffsets FLibrary;  // what the C library says
+  std::optional<TDateTime> FAskedFor;
 };
+
+/// A zone file of one fixed offset, as the C library reads it.
+std::string FixedZoneFile(std::int32_t minutes, const std::string& name) {
+  const auto number = [](std::int32_t value) {
+    std::string bytes;
+    for (const int shift : {24, 16, 8, 0})
+      bytes += static_cast<char>((static_cast<std::uint32_t>(value) >> shift) & 0xFF);
+    return bytes;
+  };
+  std::string file = "TZif" + std::string(16, '\0');
+  for (const std::int32_t count : {0, 0, 0, 0, 1, static_cast<std::int32_t>(name.size()) + 1}) file += number(count);
+  return file + number(minutes * 60) + std::string(2, '\0') + name + '\0';
+}
+
+/// Runs `look` in a child process whose variable TZ is `value` from the start, and gives what it says.
+std::string InChild(const std::string& value, const std::function<std::string()>& look) {
+  int ends[2];
+  if (::pipe(ends) != 0) return "no pipe";
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::setenv("TZ", value.c_str(), 1);
+    std::string said;
+    try {
+      said = look();
+    } catch (const std::exception& failure) {
+      said = failure.what();
+    }
+    const bool written = ::write(ends[1], said.data(), said.size()) == static_cast<ssize_t>(said.size());
+    ::_exit(written ? 0 : 1);
+  }
+  ::close(ends[1]);
+  std::string said;
+  char piece[256];
+  for (ssize_t got; (got = ::read(ends[0], piece, sizeof piece)) > 0;)
+    said.append(piece, static_cast<std::size_t>(got));
+  ::close(ends[0]);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? said : "the child died";
+}
+
+std::string MachineInChild(const std::string& value) {
+  return InChild(value, [] {
+    const TVqMachineTimeZone zone = VqMachineTimeZone(TVqTimeZoneSource::Machine(), kSummer);
+    return zone.IanaId.utf8() + " " + std::to_string(zone.StandardOffset) + "/" + std::to_string(zone.CurrentOffset);
+  });
+}
 
 TEST_F(Machine, WithNothingAtAllIsInUtc) {
   const TVqMachineTimeZone zone = VqMachineTimeZone(FSource, kSummer);
@@ -151,6 +206,75 @@ TEST_F(Machine, VariableMayNameAFile) {
   Link("etc/localtime", "/usr/share/zoneinfo/Europe/Zurich");
   EXPECT_EQ(ZoneOfVariable(":/etc/localtime"), "Europe/Zurich");
   EXPECT_EQ(ZoneOfVariable("/no/such/file"), "Etc/UTC");
+}
+
+TEST_F(Machine, VariableMayNameACopyOfAZoneFile) {
+  Write("etc/localtime", "TZif2 America/New_York");
+  Write("srv/zone", "TZif2 Europe/Zurich");
+  EXPECT_EQ(ZoneOfVariable(":/etc/localtime"), "America/New_York");
+  EXPECT_EQ(ZoneOfVariable("/srv/zone"), "Europe/Zurich");
+  EXPECT_FALSE(FAskedFor);
+}
+
+TEST_F(Machine, WithoutAKnownNameHasTheOffsetsOfTheLibrary) {
+  FLibrary = {-240, -180, true};
+  Write("usr/share/zoneinfo/America/Coyhaique2", "TZif2 young");
+  Write("srv/zone", "TZif2 of nobody");
+  for (const char* value : {"America/Coyhaique2", ":America/Coyhaique2", "/usr/share/zoneinfo/America/Coyhaique2",
+                            "/srv/zone", ":/srv/zone", "/no/such/file", "Mars/Olympus"}) {
+    FAskedFor.reset();
+    FSource.TZ = value;
+    const TVqMachineTimeZone zone = VqMachineTimeZone(FSource, kSummer);
+    EXPECT_EQ(zone.IanaId, "") << value;
+    EXPECT_EQ(zone.WindowsId, "") << value;
+    EXPECT_EQ(zone.StandardOffset, -240) << value;
+    EXPECT_EQ(zone.CurrentOffset, -180) << value;
+    ASSERT_TRUE(FAskedFor) << value;
+    EXPECT_EQ(static_cast<double>(*FAskedFor), static_cast<double>(kSummer)) << value;
+  }
+  FSource.TZ.reset();
+  Link("etc/localtime", "/usr/share/zoneinfo/America/Coyhaique2");
+  EXPECT_EQ(VqMachineTimeZone(FSource, kSummer).CurrentOffset, -180);
+  fs::remove(FSource.Root + "/etc/localtime");
+  Write("etc/localtime", "TZif2 of nobody");
+  EXPECT_EQ(VqMachineTimeZone(FSource, kSummer).CurrentOffset, -180);
+}
+
+TEST_F(Machine, FixedHoursOfTheLibraryAreAZone) {
+  FLibrary = {180, 180, false};
+  Write("etc/localtime", "TZif2 of nobody");
+  EXPECT_EQ(Zone(), "Etc/GMT-3");
+}
+
+TEST(LibraryOffsets, AreThoseOfTheProcess) {
+  const auto offsets = [](const char* zone, TDateTime utc) {
+    return InChild(zone, [&] {
+      const TVqZoneOffsets found = VqLibraryOffsets(utc);
+      return std::to_string(found.Standard) + "/" + std::to_string(found.Current) + (found.Changes ? " changes" : "");
+    });
+  };
+  EXPECT_EQ(offsets("CET-1CEST,M3.5.0,M10.5.0/3", kSummer), "60/120 changes");
+  EXPECT_EQ(offsets("CET-1CEST,M3.5.0,M10.5.0/3", kWinter), "60/60 changes");
+  EXPECT_EQ(offsets("AEST-10AEDT,M10.1.0,M4.1.0/3", kWinter), "600/660 changes") << "the southern summer";
+  EXPECT_EQ(offsets("<-0930>9:30", kSummer), "-570/-570");
+  EXPECT_EQ(offsets("UTC0", kSummer), "0/0");
+  EXPECT_EQ(offsets("Mars/Olympus", kSummer), "0/0");
+}
+
+TEST_F(Machine, ThatRunsThisProcessIsFoundByAFileOfItsOwn) {
+  Write("zone", FixedZoneFile(345, "NPT"));
+  for (const char* before : {"", ":"}) EXPECT_EQ(MachineInChild(before + FSource.Root + "/zone"), " 345/345");
+  Write("zone", FixedZoneFile(-180, "XXX"));
+  EXPECT_EQ(MachineInChild(":" + FSource.Root + "/zone"), "Etc/GMT+3 -180/-180");
+  EXPECT_EQ(MachineInChild(":" + FSource.Root + "/none"), "Etc/UTC 0/0");
+}
+
+TEST(MachineZone, LocaltimeInTheVariableIsWhatNoVariableGives) {
+  const auto zone = [](const TVqTimeZoneSource& source) { return VqMachineTimeZone(source, kSummer); };
+  TVqTimeZoneSource silent;
+  const TVqMachineTimeZone without = zone(silent);
+  silent.TZ = ":/etc/localtime";
+  EXPECT_EQ(zone(silent).CurrentOffset, without.CurrentOffset);
 }
 
 TEST_F(Machine, EmptyOrSenselessVariableMeansUtc) {
