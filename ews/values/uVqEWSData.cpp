@@ -21,14 +21,6 @@ struct TVqEWSData::TOwnDef {
 
 namespace {
 
-// What a text is trimmed of: blanks and controls, as string::Trim has it.
-std::string_view Trimmed(std::string_view AText) noexcept {
-  const auto isBlank = [](char c) { return static_cast<unsigned char>(c) <= 0x20; };
-  while (!AText.empty() && isBlank(AText.front())) AText.remove_prefix(1);
-  while (!AText.empty() && isBlank(AText.back())) AText.remove_suffix(1);
-  return AText;
-}
-
 TVqTypeInfo TypeOf(TVqEWSPropType AType) noexcept {
   switch (AType) {
     case ptApplicationTime:
@@ -269,7 +261,7 @@ TVqEWSDataUpdateStatus TVqEWSData::GetUpdateStatus() {
   std::string oldScratch, newScratch;
   const std::string_view oldFull = oldNode ? oldNode.Text(oldScratch) : std::string_view();
   const std::string_view newFull = newNode ? newNode.Text(newScratch) : std::string_view();
-  const std::string_view oldText = Trimmed(oldFull), newText = Trimmed(newFull);
+  const std::string_view oldText = VqTrimControls(oldFull), newText = VqTrimControls(newFull);
 
   if (FDef->Extended || FParentPropDef) {
     if (oldText.empty()) return newText.empty() ? dusUnmodified : dusInserted;

@@ -106,6 +106,27 @@ std::vector<string> VqTokenize(const string& text, char16_t separator) {
   return pieces;
 }
 
+namespace {
+template <typename TGoes>
+std::string_view TrimWhile(std::string_view text, TGoes goes) noexcept {
+  while (!text.empty() && goes(text.front())) text.remove_prefix(1);
+  while (!text.empty() && goes(text.back())) text.remove_suffix(1);
+  return text;
+}
+}  // namespace
+
+std::string_view VqTrimBlanks(std::string_view text) noexcept {
+  return TrimWhile(text, [](char c) { return c == ' ' || c == '\t'; });
+}
+
+std::string_view VqTrimSpace(std::string_view text) noexcept {
+  return TrimWhile(text, [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; });
+}
+
+std::string_view VqTrimControls(std::string_view text) noexcept {
+  return TrimWhile(text, [](char c) { return static_cast<unsigned char>(c) <= ' '; });
+}
+
 string VqStripLiterals(const string& text) {
   string left = text.Trim();
   while (left.Length() >= 2 && (left[0] == u'"' || left[0] == u'\'') && left[left.Length() - 1] == left[0]) {

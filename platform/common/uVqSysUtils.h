@@ -97,6 +97,12 @@ class TVqFormatArg {
 /// placeholders; surplus arguments are ignored.
 string Format(const string& format, const std::vector<TVqFormatArg>& args);
 
+/// A text without what stands around it, as a view of the same text. What goes differs: the blanks of HTTP are space and
+/// TAB; the white space of XML has CR and LF as well; and string::Trim takes every control.
+std::string_view VqTrimBlanks(std::string_view text) noexcept;
+std::string_view VqTrimSpace(std::string_view text) noexcept;
+std::string_view VqTrimControls(std::string_view text) noexcept;
+
 /// The pieces between the separators, in order and as they stand; an empty text has none, "a;" has "a" and an empty
 /// one. A separator between double quotes does not count; the quotes stay in the piece.
 std::vector<string> VqTokenize(const string& text, char16_t separator);

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/common/uVqSysUtils.h"
 #include "platform/http/uVqHTTPBase.h"
 #include "platform/http/uVqHTTPSchemes_p.h"
 
@@ -122,7 +123,5 @@ string VqDecodeBody(std::string_view bytes, std::string_view contentType);
 
 /// ASCII comparison without regard to case, for header names and the like.
 bool VqSameAscii(std::string_view a, std::string_view b) noexcept;
-/// Without blanks and tabs at both ends.
-std::string_view VqTrimBlanks(std::string_view text) noexcept;
 
 }  // namespace velmore

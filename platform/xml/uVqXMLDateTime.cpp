@@ -11,7 +11,6 @@
 namespace velmore {
 
 using detail::FailConvert;
-using detail::Trimmed;
 
 namespace {
 
@@ -39,7 +38,7 @@ std::string TimeText(std::int64_t milliseconds) {
 /// Reads the parts of a text one after the other.
 class TReader {
  public:
-  TReader(std::string_view text, const char* type) : FAll(text), FText(Trimmed(text)), FType(type) {}
+  TReader(std::string_view text, const char* type) : FAll(text), FText(VqTrimSpace(text)), FType(type) {}
 
   [[noreturn]] void Fail() const { FailConvert(FAll, FType); }
   void Want(bool condition) const {

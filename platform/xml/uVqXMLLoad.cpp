@@ -20,13 +20,10 @@ namespace {
 constexpr std::size_t kLarge = 16u << 20;
 /// Is the last thing in the text the end tag of the root? The parser drops what stands behind the root.
 bool EndsWithRoot(std::string_view body, std::string_view name) noexcept {
-  const auto space = [&] {
-    while (!body.empty() && IsXmlSpace(body.back())) body.remove_suffix(1);
-  };
-  space();
+  body = VqTrimSpace(body);
   if (!body.ends_with('>')) return false;
   body.remove_suffix(1);
-  space();
+  body = VqTrimSpace(body);
   if (!body.ends_with(name)) return false;
   body.remove_suffix(name.size());
   return body.ends_with("</");

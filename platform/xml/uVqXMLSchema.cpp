@@ -71,17 +71,9 @@ IVqDOMElement TVqXMLSchemaClass::InsertInto(const IVqDOMElement& AParent, std::s
 namespace detail {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
-
-std::string_view Trimmed(std::string_view text) noexcept {
-  const std::size_t from = text.find_first_not_of(kBlanks);
-  if (from == text.npos) return {};
-  return text.substr(from, text.find_last_not_of(kBlanks) + 1 - from);
-}
-
 template <typename T, typename F>
 void ReadUnlessEmpty(std::string_view text, T& value, F convert) {
-  text = Trimmed(text);
+  text = VqTrimSpace(text);
   value = text.empty() ? T{} : convert(text);
 }
 
@@ -138,7 +130,7 @@ string WriteValue(const TBytes& value) {
 }
 
 std::int32_t ReadEnum(std::string_view text, const TVqEnumInfo& info) noexcept {
-  return std::max(VqEnumValueOf(info, Trimmed(text)), 0);
+  return std::max(VqEnumValueOf(info, VqTrimSpace(text)), 0);
 }
 
 void RaiseMisfit(const string& number) {
@@ -418,20 +410,20 @@ TGUID TVqXMLSchemaElement::GetGuidValue(std::int32_t AIndex) const {
 
 TDateTime TVqXMLSchemaElement::GetDateValue(std::int32_t AIndex) const {
   std::string scratch;
-  const std::string_view text = detail::Trimmed(ReadText(AIndex, scratch));
+  const std::string_view text = VqTrimSpace(ReadText(AIndex, scratch));
   return text.empty() ? TDateTime() : VqXMLToDate(text);
 }
 
 TDateTime TVqXMLSchemaElement::GetTimeValue(std::int32_t AIndex) const {
   std::string scratch;
-  const std::string_view text = detail::Trimmed(ReadText(AIndex, scratch));
+  const std::string_view text = VqTrimSpace(ReadText(AIndex, scratch));
   // A time of day is on the wall of whoever reads it: no zone is applied in either direction.
   return text.empty() ? TDateTime() : VqXMLToTime(text, kVqTimeZoneNone);
 }
 
 double TVqXMLSchemaElement::GetDurationValue(std::int32_t AIndex) const {
   std::string scratch;
-  const std::string_view text = detail::Trimmed(ReadText(AIndex, scratch));
+  const std::string_view text = VqTrimSpace(ReadText(AIndex, scratch));
   return text.empty() ? 0 : VqXMLToDuration(text);
 }
 

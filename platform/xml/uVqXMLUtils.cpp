@@ -13,13 +13,12 @@
 namespace velmore {
 
 using detail::FailConvert;
-using detail::Trimmed;
 
 namespace {
 
 /// An integer in decimal or, up to `hexMax`, hexadecimal form; false when it is none or does not fit.
 bool ReadInteger(std::string_view text, std::int64_t& value, bool wide) noexcept {
-  text = Trimmed(text);
+  text = VqTrimSpace(text);
   const std::string_view all = text;
   if (text.starts_with("0x") || text.starts_with("0X")) {
     text.remove_prefix(2);
@@ -76,7 +75,7 @@ string VqDoubleToXML(double AValue) {
 }
 
 double VqXMLToDouble(const TVqUtf8View& AText) {
-  std::string_view text = Trimmed(AText.View());
+  std::string_view text = VqTrimSpace(AText.View());
   if (text == "NaN") return std::numeric_limits<double>::quiet_NaN();
   if (text == "INF" || text == "+INF") return std::numeric_limits<double>::infinity();
   if (text == "-INF") return -std::numeric_limits<double>::infinity();
@@ -102,7 +101,7 @@ string VqBoolToXML(bool AValue) {
 }
 
 bool VqXMLToBool(const TVqUtf8View& AText) {
-  const std::string_view text = Trimmed(AText.View());
+  const std::string_view text = VqTrimSpace(AText.View());
   const auto is = [&](std::string_view word) {
     return std::equal(text.begin(), text.end(), word.begin(), word.end(),
                       [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a | 0x20 : a) == b; });
@@ -141,7 +140,7 @@ string VqGuidToXML(const TGUID& AValue) {
 
 TGUID VqXMLToGuid(const TVqUtf8View& AText) {
   TGUID guid;
-  if (!guid.Parse(Trimmed(AText.View()))) FailConvert(AText.View(), "a GUID");
+  if (!guid.Parse(VqTrimSpace(AText.View()))) FailConvert(AText.View(), "a GUID");
   return guid;
 }
 

@@ -130,5 +130,19 @@ TEST(Tokens, EnclosingQuotesAreStripped) {
   EXPECT_EQ(VqStripLiterals(""), "");
 }
 
+TEST(Trimming, TakesWhatItsNameSays) {
+  const std::string_view text = "\x01 \t\r\n a \t b \n\r\t \x1F";
+  EXPECT_EQ(VqTrimControls(text), "a \t b");
+  EXPECT_EQ(VqTrimSpace(text), text) << "a control stays";
+  EXPECT_EQ(VqTrimSpace(text.substr(1, text.size() - 2)), "a \t b");
+  EXPECT_EQ(VqTrimBlanks(text.substr(1, text.size() - 2)), "\r\n a \t b \n\r");
+  for (const auto trim : {VqTrimBlanks, VqTrimSpace, VqTrimControls}) {
+    EXPECT_EQ(trim(""), "");
+    EXPECT_EQ(trim(" \t "), "");
+    EXPECT_EQ(trim("\xC2\xA0"), "\xC2\xA0") << "beyond ASCII nothing is blank";
+    EXPECT_EQ(trim("\x7F"), "\x7F");
+  }
+}
+
 }  // namespace
 }  // namespace velmore
