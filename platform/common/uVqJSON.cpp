@@ -3,20 +3,121 @@
 #include <charconv>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <unordered_map>
 
 #include "platform/common/uVqSysUtils.h"
 
 namespace velmore {
 namespace {
 
-using TJson = nlohmann::ordered_json;
+/// The members of an object in the order of the text. The library's own such map looks at every member to find one, so
+/// that reading an object took the square of its members; here the names of large objects have an index.
+template <typename TKey, typename TValue, typename TLess, typename TAllocator>
+class TMembers : public nlohmann::ordered_map<TKey, TValue, TLess, TAllocator> {
+  using TBase = nlohmann::ordered_map<TKey, TValue, TLess, TAllocator>;
 
-constexpr int kMaxDepth = 200;
+ public:
+  using TBase::TBase;
+
+  TValue& operator[](const TKey& name) {
+    const std::size_t place = Place(name);
+    if (place < this->size()) return (this->begin() + static_cast<std::ptrdiff_t>(place))->second;
+    TBase::Container::emplace_back(name, TValue());
+    if (this->size() == kMost) {
+      for (const auto& [known, value] : *this) FPlaces.emplace(known, FPlaces.size());
+    } else if (this->size() > kMost) {
+      FPlaces.emplace(name, place);
+    }
+    return this->back().second;
+  }
+
+  typename TBase::const_iterator find(const TKey& name) const {
+    return this->begin() + static_cast<std::ptrdiff_t>(Place(name));
+  }
+
+ private:
+  /// Up to so many members are looked at one by one.
+  static constexpr std::size_t kMost = 16;
+
+  /// Where a name stands; behind the last for one that does not.
+  std::size_t Place(const TKey& name) const {
+    if (this->size() < kMost) {
+      std::size_t place = 0;
+      while (place < this->size() && (this->begin() + static_cast<std::ptrdiff_t>(place))->first != name) ++place;
+      return place;
+    }
+    const auto found = FPlaces.find(name);
+    return found == FPlaces.end() ? this->size() : found->second;
+  }
+
+  std::unordered_map<TKey, std::size_t> FPlaces;
+};
+
+using TJson = nlohmann::basic_json<TMembers>;
+
+constexpr std::size_t kMaxDepth = 200;
 constexpr double kIntegerEnd = 9223372036854775808.0;  // 2 to the power of 63
 
 const TJson* Node(const void* node) noexcept {
   return static_cast<const TJson*>(node);
 }
+
+/// Builds the values while the parser reads. With the library's own builder, a look at each value's depth costs a walk
+/// over all its neighbours.
+class TBuilder {
+ public:
+  TJson Take() { return std::move(FRoot); }
+
+  bool null() { return Put(nullptr); }
+  bool boolean(bool value) { return Put(value); }
+  bool number_integer(std::int64_t value) { return Put(value); }
+  bool number_unsigned(std::uint64_t value) { return Put(value); }
+  bool number_float(double value, const std::string&) { return Put(value); }
+  bool string(std::string& value) { return Put(std::move(value)); }
+  bool binary(TJson::binary_t&) { return false; }  // no text has it
+  bool start_object(std::size_t) { return Open(TJson::value_t::object); }
+  bool start_array(std::size_t) { return Open(TJson::value_t::array); }
+  bool end_object() { return Close(); }
+  bool end_array() { return Close(); }
+  bool key(std::string& name) {
+    FMember = &FOpen.back()->get_ref<TJson::object_t&>()[name];
+    return true;
+  }
+  template <typename TError>
+  bool parse_error(std::size_t, const std::string&, const TError& error) {
+    throw TError(error);
+  }
+
+ private:
+  template <typename TValue>
+  TJson& Place(TValue&& value) {
+    if (FOpen.empty()) return FRoot = std::forward<TValue>(value);
+    if (FOpen.back()->is_object()) return *FMember = std::forward<TValue>(value);
+    auto& items = FOpen.back()->get_ref<TJson::array_t&>();
+    items.emplace_back(std::forward<TValue>(value));
+    return items.back();
+  }
+  template <typename TValue>
+  bool Put(TValue&& value) {
+    Place(std::forward<TValue>(value));
+    return true;
+  }
+  bool Open(TJson::value_t kind) {
+    if (FOpen.size() >= kMaxDepth) {
+      throw EConvertError("The JSON has more than " + IntToStr(kMaxDepth) + " levels.");
+    }
+    FOpen.push_back(&Place(TJson(kind)));
+    return true;
+  }
+  bool Close() {
+    FOpen.pop_back();
+    return true;
+  }
+
+  TJson FRoot;
+  TJson* FMember = nullptr;   // of the innermost object, for the value that comes next
+  std::vector<TJson*> FOpen;  // those around it do not move while it is open
+};
 
 /// Line and column, both from 1, of a position in the text; columns count bytes.
 string Place(std::string_view text, std::size_t position) {
@@ -141,9 +242,9 @@ string TVqJSONValue::Name(std::int32_t AIndex) const {
 
 TVqJSONValue TVqJSONValue::Member(const string& AName) const {
   if (Kind() != TVqJSONKind::jkObject) return {};
-  const TJson& node = *Node(FNode);
-  const auto found = node.find(AName.utf8());
-  return found == node.end() ? TVqJSONValue() : TVqJSONValue(FDocument, &*found);
+  const auto& members = Node(FNode)->get_ref<const TJson::object_t&>();
+  const auto found = members.find(AName.utf8());
+  return found == members.end() ? TVqJSONValue() : TVqJSONValue(FDocument, &found->second);
 }
 
 TVqJSONValue TVqJSONValue::Find(const string& APath) const {
@@ -178,15 +279,10 @@ string TVqJSONValue::Text() const {
 }
 
 TVqJSONValue VqParseJSON(std::string_view text) {
-  const auto limit = [](int depth, TJson::parse_event_t event, TJson&) {
-    if (depth >= kMaxDepth &&
-        (event == TJson::parse_event_t::array_start || event == TJson::parse_event_t::object_start)) {
-      throw EConvertError("The JSON has more than " + IntToStr(kMaxDepth) + " levels.");
-    }
-    return true;
-  };
   try {
-    auto document = std::make_shared<const TJson>(TJson::parse(text.begin(), text.end(), limit));
+    TBuilder builder;
+    TJson::sax_parse(text.begin(), text.end(), &builder);
+    auto document = std::make_shared<const TJson>(builder.Take());
     const void* root = document.get();
     return {std::move(document), root};
   } catch (const TJson::parse_error& error) {

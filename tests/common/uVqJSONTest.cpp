@@ -178,5 +178,46 @@ TEST(Json, QuotesTexts) {
   EXPECT_EQ(VqParseJSON(VqJSONQuote(lone).utf8()).AsString(), u"\uFFFD");
 }
 
+// ---- Size
+
+// With a look at every member, or at every neighbour, each of these would take many minutes.
+
+TEST(JSONSize, ObjectsOfManyMembersAreReadAndFoundIn) {
+  constexpr int kMembers = 150000;
+  std::string text = "{";
+  for (int i = 0; i < kMembers; ++i) text += (i > 0 ? ",\"m" : "\"m") + std::to_string(i) + "\":" + std::to_string(i);
+  const TVqJSONValue object = VqParseJSON(text + ",\"m7\":-7}");
+  ASSERT_EQ(object.Count(), kMembers);
+  for (int i = 0; i < kMembers; ++i) {
+    ASSERT_EQ(object.Member("m" + std::to_string(i)).AsInteger(), i == 7 ? -7 : i) << "the last of one name counts";
+  }
+  EXPECT_FALSE(object.Member("m" + std::to_string(kMembers)));
+  EXPECT_EQ(object.Name(7), "m7") << "in the order of the text";
+  EXPECT_EQ(object.Name(kMembers - 1), "m" + std::to_string(kMembers - 1));
+}
+
+TEST(JSONSize, ArraysOfManyObjectsAreRead) {
+  std::string text = "[{}";
+  for (int i = 1; i < 150000; ++i) text += i % 2 == 0 ? ",{\"a\":[]}" : ",[]";
+  EXPECT_EQ(VqParseJSON(text + "]").Count(), 150000);
+}
+
+TEST(JSONSize, MembersAreFoundInObjectsOfEverySize) {
+  std::string text;
+  for (int members = 0; members < 40; ++members) {
+    const TVqJSONValue object = VqParseJSON("{" + text + "}");
+    ASSERT_EQ(object.Count(), members);
+    for (int i = 0; i < members; ++i) {
+      ASSERT_EQ(object.Member("m" + std::to_string(i)).AsInteger(-1), i) << members;
+      ASSERT_EQ(object.Name(i), "m" + std::to_string(i));
+    }
+    ASSERT_FALSE(object.Member("m" + std::to_string(members)));
+    const std::string again = text + (members > 0 ? "," : "") + "\"m0\":\"first\"";
+    ASSERT_EQ(VqParseJSON("{" + again + "}").Member("m0").AsString(), "first");
+    ASSERT_EQ(VqParseJSON("{" + again + "}").Count(), std::max(members, 1));
+    text += (members > 0 ? ",\"m" : "\"m") + std::to_string(members) + "\":" + std::to_string(members);
+  }
+}
+
 }  // namespace
 }  // namespace velmore
