@@ -1,8 +1,13 @@
-#include <algorithm>
-#include <cstdio>
-#include <iterator>
+// Code pages, by ICU: their tables, the names that documents give them, and what becomes of characters that they lack.
 
 #include "platform/xml/uVqCodePages_p.h"
+
+#include <unicode/ucnv.h>
+#include <unicode/ucnv_err.h>
+#include <unicode/uset.h>
+
+#include <memory>
+
 #include "platform/xml/uVqStringStream.h"
 #include "platform/xml/uVqXMLScan_p.h"
 
@@ -10,107 +15,84 @@ namespace velmore {
 namespace detail {
 namespace {
 
-/// windows-1252 from 0x80 to 0x9F. The five bytes that it leaves free keep their value, as everybody reads them.
-constexpr char16_t k1252[32] = {0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-                                0x2039, 0x0152, 0x8D,   0x017D, 0x8F,   0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-                                0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178};
+struct TVqPage {
+  std::int32_t CodePage;
+  const char* Name;  // in a declaration
+  const char* Icu;   // where the byte order is fixed, or the name has several meanings
+};
+constexpr TVqPage kPages[] = {
+    {kVqCodePageUtf8, "utf-8", "UTF-8"},
+    {kVqCodePageUtf16LE, "utf-16", "UTF-16LE"},
+    {kVqCodePageUtf16BE, "utf-16", "UTF-16BE"},
+    {kVqCodePage1252, "windows-1252", "windows-1252"},
+    {kVqCodePageLatin1, "iso-8859-1", "ISO-8859-1"},
+    {kVqCodePageAscii, "us-ascii", "US-ASCII"},
+};
 
-/// The byte of a character in a narrow code page, -1 when it has none.
-int NarrowByte(std::int32_t codePage, char32_t c) noexcept {
-  if (c < 0x80) return static_cast<int>(c);
-  if (codePage == kVqCodePageLatin1) return c <= 0xFF ? static_cast<int>(c) : -1;
-  if (codePage == kVqCodePage1252) {
-    if (c >= 0xA0 && c <= 0xFF) return static_cast<int>(c);
-    const auto* found = std::find(std::begin(k1252), std::end(k1252), c);
-    if (found != std::end(k1252)) return static_cast<int>(0x80 + (found - k1252));
+const TVqPage* FindPage(std::int32_t codePage) noexcept {
+  for (const TVqPage& page : kPages) {
+    if (page.CodePage == codePage) return &page;
   }
-  return -1;
+  return nullptr;
 }
 
-void PutUnit(std::string& out, char32_t unit, bool big) {
-  const char low = static_cast<char>(static_cast<unsigned char>(unit & 0xFF));
-  const char high = static_cast<char>(static_cast<unsigned char>(unit >> 8 & 0xFF));
-  out += big ? high : low;
-  out += big ? low : high;
+void Check(UErrorCode error, const char* what) {
+  if (U_FAILURE(error)) throw EConvertError(Format("%s: %s.", {what, u_errorName(error)}));
 }
 
-bool DecodeUtf16(std::string& out, std::string_view bytes, bool big, bool strict) {
-  const auto unit = [&](std::size_t at) {
-    const char32_t first = static_cast<unsigned char>(bytes[at]), second = static_cast<unsigned char>(bytes[at + 1]);
-    return big ? first << 8 | second : second << 8 | first;
+using TVqConverter = std::unique_ptr<UConverter, decltype(&ucnv_close)>;
+
+TVqConverter Open(std::int32_t codePage) {
+  UErrorCode error = U_ZERO_ERROR;
+  TVqConverter converter(ucnv_open(FindPage(codePage)->Icu, &error), ucnv_close);
+  Check(error, FindPage(codePage)->Icu);
+  return converter;
+}
+
+/// The characters of a code page that has not all of them; made once each.
+const USet* CharactersOf(std::int32_t codePage) {
+  const auto make = [](std::int32_t page) {
+    UErrorCode error = U_ZERO_ERROR;
+    USet* characters = uset_openEmpty();
+    ucnv_getUnicodeSet(Open(page).get(), characters, UCNV_ROUNDTRIP_SET, &error);
+    Check(error, FindPage(page)->Icu);
+    uset_freeze(characters);
+    return characters;
   };
-  std::size_t i = 0;
-  for (; i + 2 <= bytes.size(); i += 2) {
-    char32_t c = unit(i);
-    if (c >= 0xD800 && c <= 0xDFFF) {
-      if (c < 0xDC00 && i + 4 <= bytes.size() && (unit(i + 2) & 0xFC00) == 0xDC00) {
-        c = 0x10000 + ((c - 0xD800) << 10) + (unit(i + 2) - 0xDC00);
-        i += 2;
-      } else if (strict) {
-        return false;
-      } else {
-        c = 0xFFFD;
-      }
-    }
-    AppendUtf8(out, c);
-  }
-  if (i == bytes.size()) return true;
-  if (!strict) AppendUtf8(out, 0xFFFD);
-  return !strict;
+  static const USet* const windows = make(kVqCodePage1252);
+  static const USet* const latin1 = make(kVqCodePageLatin1);
+  static const USet* const ascii = make(kVqCodePageAscii);
+  return codePage == kVqCodePage1252 ? windows : codePage == kVqCodePageLatin1 ? latin1 : ascii;
+}
+
+/// ICU's own name of an encoding, whatever the alias; empty for an unknown one.
+std::string_view CanonicalName(const char* name) noexcept {
+  UErrorCode error = U_ZERO_ERROR;
+  const char* canonical = ucnv_getAlias(name, 0, &error);
+  return U_SUCCESS(error) && canonical ? canonical : "";
 }
 
 }  // namespace
 
 void CheckCodePage(std::int32_t codePage) {
-  switch (codePage) {
-    case kVqCodePageUtf8:
-    case kVqCodePageUtf16LE:
-    case kVqCodePageUtf16BE:
-    case kVqCodePage1252:
-    case kVqCodePageLatin1:
-    case kVqCodePageAscii:
-      return;
-    default:
-      throw EConvertError(Format("The code page %d is not supported.", {codePage}));
-  }
+  if (!FindPage(codePage)) throw EConvertError(Format("The code page %d is not supported.", {codePage}));
 }
 
-bool HasCharacter(std::int32_t codePage, char32_t character) noexcept {
-  return IsUnicode(codePage) || NarrowByte(codePage, character) >= 0;
+bool HasCharacter(std::int32_t codePage, char32_t character) {
+  return IsUnicode(codePage) || uset_contains(CharactersOf(codePage), static_cast<UChar32>(character));
 }
 
 std::string_view EncodingName(std::int32_t codePage) {
-  switch (codePage) {
-    case kVqCodePageUtf16LE:
-    case kVqCodePageUtf16BE:
-      return "utf-16";
-    case kVqCodePage1252:
-      return "windows-1252";
-    case kVqCodePageLatin1:
-      return "iso-8859-1";
-    case kVqCodePageAscii:
-      return "us-ascii";
-    default:
-      return "utf-8";
-  }
+  const TVqPage* page = FindPage(codePage);
+  return page ? page->Name : kPages[0].Name;
 }
 
-std::int32_t CodePageOfEncoding(std::string_view name) noexcept {
-  static constexpr struct {
-    std::string_view Name;
-    std::int32_t CodePage;
-  } kNames[] = {
-      {"utf-8", kVqCodePageUtf8},       {"utf8", kVqCodePageUtf8},        {"utf-16", kVqCodePageUtf16LE},
-      {"utf-16le", kVqCodePageUtf16LE}, {"utf-16be", kVqCodePageUtf16BE}, {"iso-8859-1", kVqCodePageLatin1},
-      {"iso8859-1", kVqCodePageLatin1}, {"latin1", kVqCodePageLatin1},    {"windows-1252", kVqCodePage1252},
-      {"cp1252", kVqCodePage1252},      {"us-ascii", kVqCodePageAscii},   {"ascii", kVqCodePageAscii},
-  };
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; };
-  for (const auto& known : kNames) {
-    if (std::equal(name.begin(), name.end(), known.Name.begin(), known.Name.end(),
-                   [&](char a, char b) { return lower(a) == b; })) {
-      return known.CodePage;
-    }
+std::int32_t CodePageOfEncoding(std::string_view name) {
+  const std::string_view wanted = CanonicalName(std::string(name).c_str());
+  if (wanted.empty()) return 0;
+  if (wanted == CanonicalName("UTF-16")) return kVqCodePageUtf16LE;
+  for (const TVqPage& page : kPages) {
+    if (wanted == CanonicalName(page.Icu)) return page.CodePage;
   }
   return 0;
 }
@@ -121,56 +103,49 @@ void EncodeText(std::string& out, std::string_view utf8, std::int32_t codePage, 
     out.append(utf8);
     return;
   }
-  const bool wide = IsUnicode(codePage), big = codePage == kVqCodePageUtf16BE;
-  out.reserve(out.size() + utf8.size() * (wide ? 2 : 1));
-  for (std::size_t i = 0; i < utf8.size();) {
-    std::size_t length;
-    const char32_t c = DecodeUtf8(utf8, i, length);
-    i += length > 0 ? length : 1;
-    if (wide) {
-      if (c >= 0x10000) {
-        PutUnit(out, 0xD800 + ((c - 0x10000) >> 10), big);
-        PutUnit(out, 0xDC00 + ((c - 0x10000) & 0x3FF), big);
-      } else {
-        PutUnit(out, c, big);
-      }
-    } else if (const int byte = NarrowByte(codePage, c); byte >= 0) {
-      out += static_cast<char>(static_cast<unsigned char>(byte));
-    } else if (misfit == TVqMisfit::mReference) {
-      char reference[16];
-      std::snprintf(reference, sizeof reference, "&#x%X;", static_cast<unsigned>(c));
-      out += reference;
-    } else {
-      out += '?';
-    }
+  const std::u16string text = VqToUtf16(utf8);
+  const TVqConverter converter = Open(codePage);
+  UErrorCode error = U_ZERO_ERROR;
+  if (misfit == TVqMisfit::mReference) {
+    ucnv_setFromUCallBack(converter.get(), UCNV_FROM_U_CALLBACK_ESCAPE, UCNV_ESCAPE_XML_HEX, nullptr, nullptr, &error);
+  } else if (!IsUnicode(codePage)) {
+    ucnv_setSubstChars(converter.get(), "?", 1, &error);
   }
+  Check(error, "Writing in a code page");
+  const char16_t *from = text.data(), *const end = from + text.size();
+  char piece[4096];
+  do {
+    error = U_ZERO_ERROR;
+    char* to = piece;
+    ucnv_fromUnicode(converter.get(), &to, piece + sizeof piece, &from, end, nullptr, true, &error);
+    out.append(piece, to);
+  } while (error == U_BUFFER_OVERFLOW_ERROR);
+  Check(error, "Writing in a code page");
 }
 
 bool DecodeText(std::string& out, std::string_view bytes, std::int32_t codePage, bool strict) {
   CheckCodePage(codePage);
-  if (codePage == kVqCodePageUtf16LE || codePage == kVqCodePageUtf16BE) {
-    return DecodeUtf16(out, bytes, codePage == kVqCodePageUtf16BE, strict);
-  }
+  const TVqConverter converter = Open(codePage);
+  UErrorCode error = U_ZERO_ERROR;
+  if (strict) ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
+  Check(error, "Reading a code page");
   out.reserve(out.size() + bytes.size());
-  for (std::size_t i = 0; i < bytes.size();) {
-    const auto byte = static_cast<unsigned char>(bytes[i]);
-    std::size_t length = 1;
-    char32_t c = byte;
-    if (codePage == kVqCodePageUtf8) {
-      c = DecodeUtf8(bytes, i, length);
-    } else if (codePage == kVqCodePageAscii && byte >= 0x80) {
-      length = 0;
-    } else if (codePage == kVqCodePage1252 && byte >= 0x80 && byte <= 0x9F) {
-      c = k1252[byte - 0x80];
-    }
-    if (length == 0) {
-      if (strict) return false;
-      c = 0xFFFD;
-      length = 1;
-    }
-    AppendUtf8(out, c);
-    i += length;
-  }
+  const char *from = bytes.data(), *const end = from + bytes.size();
+  char16_t piece[4096];
+  std::u16string half;  // a character may be cut by the end of a piece
+  do {
+    error = U_ZERO_ERROR;
+    char16_t* to = piece;
+    ucnv_toUnicode(converter.get(), &to, piece + std::size(piece), &from, end, nullptr, true, &error);
+    half.append(piece, to);
+    const bool cut = error == U_BUFFER_OVERFLOW_ERROR && !half.empty() && (half.back() & 0xFC00) == 0xD800;
+    const char16_t lead = cut ? half.back() : char16_t{0};
+    if (cut) half.pop_back();
+    out += VqToUtf8(half);
+    half.assign(cut ? 1 : 0, lead);
+  } while (error == U_BUFFER_OVERFLOW_ERROR);
+  if (strict && U_FAILURE(error)) return false;
+  Check(error, "Reading a code page");
   return true;
 }
 

@@ -16,11 +16,12 @@ constexpr bool IsUnicode(std::int32_t codePage) noexcept {
   return codePage == kVqCodePageUtf8 || codePage == kVqCodePageUtf16LE || codePage == kVqCodePageUtf16BE;
 }
 /// Does a code page have a character?
-bool HasCharacter(std::int32_t codePage, char32_t character) noexcept;
+bool HasCharacter(std::int32_t codePage, char32_t character);
 /// The name for an XML declaration.
 std::string_view EncodingName(std::int32_t codePage);
-/// The code page of a name in a declaration, in any case; 0 for an unknown one. "utf-16" gives little endian.
-std::int32_t CodePageOfEncoding(std::string_view name) noexcept;
+/// The code page of a name in a declaration, in any case and under any alias that ICU knows; 0 for an unknown one.
+/// "utf-16" gives little endian.
+std::int32_t CodePageOfEncoding(std::string_view name);
 
 enum class TVqMisfit {
   mQuestionMark,  ///< "?" when writing, U+FFFD when reading

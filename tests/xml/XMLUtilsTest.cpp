@@ -329,11 +329,44 @@ TEST(StringStream, IsAStreamOfItsBytes) {
   EXPECT_EQ(stream.GetSize(), 0u);
 }
 
+TEST(CodePages, TextsOfAnyLengthAreConvertedWhole) {
+  // Characters of two units at every distance from the end of what is converted at once.
+  for (std::size_t before = 4090; before < 4100; ++before) {
+    const std::string text = std::string(before, 'x') + "\xF0\x9F\x98\x80\xE2\x82\xAC" + std::string(5000, 'y');
+    for (const std::int32_t codePage : {kVqCodePageUtf16LE, kVqCodePageUtf16BE, kVqCodePageUtf8}) {
+      EXPECT_EQ(VqDecodeText(VqEncodeText(text, codePage), codePage), text) << before << " " << codePage;
+    }
+    EXPECT_EQ(VqEncodeText(text, kVqCodePage1252), std::string(before, 'x') + "?\x80" + std::string(5000, 'y'));
+  }
+  EXPECT_EQ(VqDecodeText("", kVqCodePage1252), "");
+  EXPECT_EQ(VqEncodeText("", kVqCodePageUtf16BE), "");
+}
+
+TEST(CodePages, AreFoundUnderEveryNameThatDocumentsUse) {
+  const auto read = [](const char* name, const char* text) {
+    TVqDOMDocument document;
+    document.LoadFromBytes("<?xml version='1.0' encoding='" + std::string(name) + "'?><a>" + text + "</a>");
+    return document.GetDocumentElement().GetTextAsUtf8();
+  };
+  for (const char* name : {"windows-1252", "Windows-1252", "cp1252"}) EXPECT_EQ(read(name, "\x80"), "\xE2\x82\xAC");
+  for (const char* name : {"iso-8859-1", "ISO-8859-1", "ISO8859-1", "latin1", "l1"}) {
+    EXPECT_EQ(read(name, "\xE9"), "\xC3\xA9") << name;
+  }
+  for (const char* name : {"us-ascii", "ASCII", "utf-8", "UTF8"}) EXPECT_EQ(read(name, "e"), "e") << name;
+  for (const char* name : {"shift_jis", "windows-1251", "x", "UTF-7"})
+    EXPECT_THROW(read(name, "e"), EVqXMLError) << name;
+}
+
 TEST(CodePages, UndefinedBytesBecomeReplacement) {
   EXPECT_EQ(VqDecodeText("a\xFF", kVqCodePageUtf8), "a\xEF\xBF\xBD");
   EXPECT_EQ(VqDecodeText("a\xFF", kVqCodePageAscii), "a\xEF\xBF\xBD");
   EXPECT_EQ(VqDecodeText("\x80\x81\x9F\xFF", kVqCodePage1252), "\xE2\x82\xAC\xC2\x81\xC5\xB8\xC3\xBF");
-  EXPECT_EQ(VqDecodeText(std::string("\x00\xD8", 2) + "x", kVqCodePageUtf16LE), "\xEF\xBF\xBD\xEF\xBF\xBD");
+  const auto utf16 = [](std::string_view bytes) { return VqDecodeText(bytes, kVqCodePageUtf16LE); };
+  EXPECT_EQ(utf16(std::string_view("\x00\xD8x\0", 4)), "\xEF\xBF\xBDx");
+  EXPECT_EQ(utf16(std::string_view("x\0\x00\xD8", 4)), "x\xEF\xBF\xBD");
+  EXPECT_EQ(utf16(std::string_view("\x00\xDCx\0", 4)), "\xEF\xBF\xBDx");
+  EXPECT_EQ(utf16(std::string_view("x\0y", 3)), "x\xEF\xBF\xBD") << "cut within a unit";
+  EXPECT_EQ(utf16(std::string_view("\x00\xD8y", 3)), "\xEF\xBF\xBD") << "cut within a character";
   for (int byte = 0; byte < 256; ++byte) {
     const std::string one(1, static_cast<char>(byte));
     EXPECT_EQ(VqEncodeText(VqDecodeText(one, kVqCodePage1252), kVqCodePage1252), one) << byte;
