@@ -7,6 +7,7 @@
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/os/uVqMimeTypes.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
+#include "platform/xml/internal/uVqXMLLargeText.h"
 
 namespace velmore {
 namespace {
@@ -22,7 +23,8 @@ std::int32_t SizeOf(const TVqStream& stream) {
 void SetContent(TEwsFileAttachment& file, TVqStream& stream) {
   const std::int32_t size = SizeOf(stream);
   stream.SetPosition(0);  // the size is that of the whole, and so is the content
-  detail::AssignKnownText(IVqDOMElement(file.GetNode("t:Content")), VqBase64Encode(stream));
+  detail::ShareText(IVqDOMElement(file.GetNode("t:Content")),
+                    std::make_shared<const std::string>(VqBase64Encode(stream)));
   file.SetSize(size);
 }
 
@@ -99,12 +101,12 @@ void TVqEWSAttachment::SetModified() {
   if (!GetModified()) FState->Modified.push_back(IdText());
 }
 
-IVqDOMElement TVqEWSAttachment::Fetch(bool AIncludeMimeContent) {
+IVqDOMElement TVqEWSAttachment::Fetch(bool AIncludeMimeContent, const TVqSOAPResponseFactory& AFactory) {
   TVqEWSCall call(Session(), {"GetAttachment", "m:GetAttachmentResponse"});
   const IVqDOMElement shape = call.Add("m:AttachmentShape");
   if (AIncludeMimeContent) shape.AddElement("t:IncludeMimeContent").SetText("true");
   call.Add("m:AttachmentIds/t:AttachmentId").SetAttribute("Id", IdText());
-  return call.Send();
+  return call.Send(AFactory);
 }
 
 // ---- TVqEWSFileAttachment
@@ -139,9 +141,15 @@ void TVqEWSFileAttachment::LoadFromFile(const string& AFileName) {
 
 void TVqEWSFileAttachment::LoadContent() {
   if (detail::TVqRawElement(IVqDOMElement(File().FindNode("t:Content"))).HasChildren()) return;
-  const IVqDOMElement fetched = Fetch(false).SelectSingleElement("Attachments/*/Content", kSelectRequired);
-  // Content can be large: the reply stays for it, and there is no copy in the item's tree.
-  detail::BorrowText(IVqDOMElement(File().GetNode("t:Content")), fetched);
+  // Content can be large: it is cut out of the reply, and there is no copy in the item's tree.
+  detail::TVqSharedText content;
+  const IVqDOMElement message = Fetch(false, [&content](std::string bytes, const string& name) {
+    content = detail::CutText(bytes, "Content");
+    return MakeRef<TVqSOAPResponse>(std::move(bytes), name);
+  });
+  const IVqDOMElement fetched = message.SelectSingleElement("Attachments/*/Content", kSelectRequired);
+  if (!content) content = detail::SharedTextOf(fetched);
+  detail::ShareText(IVqDOMElement(File().GetNode("t:Content")), std::move(content));
 }
 
 void TVqEWSFileAttachment::SaveToStream(TVqStream& AStream) {

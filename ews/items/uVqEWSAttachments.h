@@ -57,7 +57,7 @@ class TVqEWSAttachment : public TVqObject, public virtual IVqEWSAttachment {
   /// The id without making an element for it; empty for a new attachment.
   string IdText() const;
   /// Fetches this attachment and gives the checked response message (m:GetAttachment).
-  IVqDOMElement Fetch(bool AIncludeMimeContent);
+  IVqDOMElement Fetch(bool AIncludeMimeContent, const TVqSOAPResponseFactory& AFactory = nullptr);
 
  private:
   std::shared_ptr<TVqEWSAttachmentsState> FState;

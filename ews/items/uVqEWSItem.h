@@ -160,12 +160,12 @@ class TVqBinResponse : public TVqSOAPResponse {
  private:
   struct TParts {
     std::string Document;
-    std::string MimeContent;
+    std::shared_ptr<const std::string> MimeContent;
   };
   static TParts Cut(std::string bytes);
   TVqBinResponse(TParts parts, const string& ASOAPResponseElmName);
 
-  std::string FMimeContent;  // base64
+  std::shared_ptr<const std::string> FMimeContent;  // base64; none when it stands in the tree
 };
 
 }  // namespace velmore

@@ -10,6 +10,7 @@
 #include "ews/values/uVqEWSStrings.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
+#include "platform/xml/internal/uVqXMLLargeText.h"
 
 namespace velmore {
 namespace {
@@ -202,32 +203,16 @@ TVqBinResponse::TVqBinResponse(TParts parts, const string& ASOAPResponseElmName)
     : TVqSOAPResponse(std::move(parts.Document), ASOAPResponseElmName), FMimeContent(std::move(parts.MimeContent)) {}
 
 TVqBinResponse::TParts TVqBinResponse::Cut(std::string bytes) {
-  constexpr std::string_view kName = "MimeContent";
-  for (std::size_t colon = bytes.find(':'); colon != std::string::npos; colon = bytes.find(':', colon + 1)) {
-    if (bytes.compare(colon + 1, kName.size(), kName) != 0) continue;
-    std::size_t start = bytes.find('>', colon);
-    if (start == std::string::npos) break;
-    if (bytes[start - 1] == '/') break;  // <t:MimeContent/>: nothing to cut out
-    ++start;
-    const std::size_t end = std::min(bytes.find('<', start), bytes.size());
-    TParts parts;
-    parts.Document.reserve(bytes.size() - (end - start));
-    parts.Document.append(bytes, 0, start).append(bytes, end, std::string::npos);
-    bytes.resize(end);
-    bytes.erase(0, start);
-    parts.MimeContent = std::move(bytes);
-    return parts;
-  }
-  return {std::move(bytes), {}};
+  std::shared_ptr<const std::string> content = detail::CutText(bytes, "MimeContent");
+  return {std::move(bytes), std::move(content)};
 }
 
 void TVqBinResponse::SaveMimeContent(TVqStream& AStream) {
-  if (FMimeContent.empty()) {
-    // A server that uses no prefix: the content stands in the tree.
-    const IVqDOMElement content = GetBody().SelectSingleElement(".//MimeContent", kSelectQuiet);
-    FMimeContent = content.GetTextAsUtf8();
+  // What is more than plain text, as no server writes it, was left to the parser.
+  if (!FMimeContent) {
+    FMimeContent = detail::SharedTextOf(GetBody().SelectSingleElement(".//MimeContent", kSelectQuiet));
   }
-  VqBase64Decode(FMimeContent, AStream);
+  if (FMimeContent) VqBase64Decode(*FMimeContent, AStream);
 }
 
 void TVqBinResponse::SaveMimeContent(const string& AFileName) {

@@ -11,6 +11,7 @@
 #include "ews/schema/uVqEWSFieldURI.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
+#include "platform/xml/internal/uVqXMLLargeText.h"
 
 namespace velmore {
 namespace {
@@ -190,8 +191,8 @@ void TVqEWSItemCore::CreateAttachments() {
     for (const IVqDOMElement& member : element.GetChildElements()) {
       const string name = member.GetLocalName();
       if (name == "Content") {
-        detail::BorrowText(created.AddElement("t:Content"), member);  // can be large: no copy
-      } else if (name != "AttachmentId") {                            // an emptied id is none
+        detail::ShareText(created.AddElement("t:Content"), detail::SharedTextOf(member));  // can be large: no copy
+      } else if (name != "AttachmentId") {                                                 // an emptied id is none
         created.AddChild(member);
       }
     }

@@ -139,8 +139,9 @@ string IVqDOMNode::GetNamespaceURI() const {
 namespace {
 std::string_view HandleText(const IVqDOMNode& handle, std::string& scratch) {
   if (TVqDOMFactory::IsAttribute(handle)) return TVqDOMFactory::Attribute(handle).value();
-  if (TVqDOMFactory::IsDocument(handle)) return TextOf(TVqDOMFactory::Data(handle)->Tree().Root(), scratch);
-  return TextOf(TVqDOMFactory::Node(handle), scratch);
+  if (!handle) return {};
+  const TVqDOMData& data = *TVqDOMFactory::Data(handle);
+  return TextOf(data, TVqDOMFactory::IsDocument(handle) ? data.Tree().Root() : TVqDOMFactory::Node(handle), scratch);
 }
 }  // namespace
 
@@ -244,7 +245,7 @@ IVqDOMNode IVqDOMNode::GetFirstChild() const {
   if (!FData || FAttribute) return {};
   TVqDOMData* data = TVqDOMFactory::Data(*this);
   if (!FNode) return TVqDOMFactory::Make<IVqDOMNode>(data, data->Tree().First());
-  Unfold(RawNode(FNode));
+  Unfold(*data, RawNode(FNode));
   return TVqDOMFactory::Make<IVqDOMNode>(data, RawNode(FNode).first_child());
 }
 
@@ -263,7 +264,7 @@ IVqDOMNode IVqDOMNode::GetPreviousSibling() const {
   const pugi::xml_node node = RawNode(FNode), parent = node.parent();
   const TVqDOMTree& tree = data->TreeOf(node);
   if (tree.Parked && parent == tree.Parked) return {};
-  if (IsElement(parent)) Unfold(parent);
+  if (IsElement(parent)) Unfold(*data, parent);
   pugi::xml_node previous = node.previous_sibling();
   if (previous && previous == tree.Parked) previous = previous.previous_sibling();
   return TVqDOMFactory::Make<IVqDOMNode>(data, previous);
@@ -273,14 +274,15 @@ bool IVqDOMNode::HasChildren() const {
   if (!FData || FAttribute) return false;
   if (!FNode) return static_cast<bool>(TVqDOMFactory::Data(*this)->Tree().First());
   const pugi::xml_node node = RawNode(FNode);
-  return IsElement(node) && (node.value()[0] != '\0' || node.first_child());
+  return IsElement(node) && (HasOwnText(*TVqDOMFactory::Data(*this), node) || node.first_child());
 }
 
 std::int32_t IVqDOMNode::GetChildCount() const {
   std::int32_t count = 0;
   if (!HasChildren()) return count;
-  if (FNode && RawNode(FNode).value()[0] != '\0') ++count;
-  const TVqDOMTree& tree = TVqDOMFactory::Data(*this)->Tree();
+  const TVqDOMData& data = *TVqDOMFactory::Data(*this);
+  if (FNode && HasOwnText(data, RawNode(FNode))) ++count;
+  const TVqDOMTree& tree = data.Tree();
   for (pugi::xml_node child = tree.Skip(TVqDOMFactory::Node(*this).first_child()); child;
        child = tree.Skip(child.next_sibling())) {
     ++count;
@@ -330,9 +332,7 @@ IVqDOMNode IVqDOMNode::AddChild(const IVqDOMNode& ANode) const {
     data.StructureChanged();
     return ANode;
   }
-  TVqDOMFactory::Data(ANode)->SettleInside(node);
-  const pugi::xml_node copy =
-      Made(before ? pugi::xml_node(target).insert_copy_before(node, before) : pugi::xml_node(target).append_copy(node));
+  const pugi::xml_node copy = CopyNode(data, target, before, *TVqDOMFactory::Data(ANode), node);
   data.StructureChanged();
   return TVqDOMFactory::Make<IVqDOMNode>(&data, copy);
 }
@@ -366,15 +366,14 @@ IVqDOMNode IVqDOMNode::CloneNode(bool ADeep) const {
   if (!FData) return {};
   TVqDOMDocument document;
   TVqDOMData& copy = *TVqDOMFactory::Data(document);
-  TVqDOMData& data = *TVqDOMFactory::Data(*this);
-  if (ADeep || IsText(RawNode(FNode))) data.SettleInside(TVqDOMFactory::Node(*this));
+  const TVqDOMData& data = *TVqDOMFactory::Data(*this);
   copy.Limits = data.Limits;
   copy.CodePage = data.CodePage;
   pugi::xml_node target = copy.Tree().Document;
   if (!FNode) {
     const TVqDOMTree& tree = data.Tree();
     for (pugi::xml_node node = ADeep ? tree.First() : pugi::xml_node(); node; node = tree.Skip(node.next_sibling())) {
-      Made(target.append_copy(node));
+      CopyNode(copy, target, {}, data, node);
     }
     return document;
   }
@@ -390,9 +389,10 @@ IVqDOMNode IVqDOMNode::CloneNode(bool ADeep) const {
   if (IsText(source)) {
     // The parser's documents hold no text outside of elements.
     const pugi::xml_node carrier = InsertNamed(target, pugi::node_element, "text", {});
-    return TVqDOMFactory::Make<IVqDOMNode>(&copy, Made(pugi::xml_node(carrier).append_copy(source)));
+    return TVqDOMFactory::Make<IVqDOMNode>(&copy, CopyNode(copy, carrier, {}, data, source));
   }
-  if (ADeep || !IsElement(source)) return TVqDOMFactory::Make<IVqDOMNode>(&copy, Made(target.append_copy(source)));
+  if (ADeep || !IsElement(source))
+    return TVqDOMFactory::Make<IVqDOMNode>(&copy, CopyNode(copy, target, {}, data, source));
   pugi::xml_node element = InsertNamed(target, pugi::node_element, source.name(), {});
   for (pugi::xml_attribute attribute = Live(source.first_attribute()); attribute;
        attribute = Live(attribute.next_attribute())) {
@@ -407,17 +407,16 @@ void IVqDOMNode::NormalizeTextNodes() const {
   const pugi::xml_node top = FNode ? RawNode(FNode) : data.Tree().Root();
   for (pugi::xml_node node = top; node; node = NextInside(node, top)) {
     if (!IsElement(node)) continue;
-    if (node.value()[0] != '\0' && node.first_child().type() == pugi::node_pcdata) Unfold(node);
+    if (HasOwnText(data, node) && node.first_child().type() == pugi::node_pcdata) Unfold(data, node);
     for (pugi::xml_node child = node.first_child(); child;) {
       const pugi::xml_node next = child.next_sibling();
-      if (child.type() == pugi::node_pcdata && child.value()[0] == '\0') {
+      if (child.type() == pugi::node_pcdata && ValueOf(data, child)[0] == '\0') {
         data.Park(child);
         data.TextChanged();
       } else if (child.type() == pugi::node_pcdata && next.type() == pugi::node_pcdata) {
-        const std::string joined = std::string(ValueOf(child)) + ValueOf(next);
-        if (!child.set_value(joined.c_str())) throw std::bad_alloc();
+        const std::string joined = std::string(ValueOf(data, child)) + ValueOf(data, next);
+        PutText(data, child, joined.c_str());
         data.Park(next);
-        data.TextChanged();
         continue;
       }
       child = next;

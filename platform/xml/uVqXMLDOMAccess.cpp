@@ -6,7 +6,8 @@
 
 namespace velmore::detail {
 
-TVqRawElement::TVqRawElement(const IVqDOMElement& element) noexcept : FNode(TVqDOMFactory::Pointer(element)) {}
+TVqRawElement::TVqRawElement(const IVqDOMElement& element) noexcept
+    : FData(TVqDOMFactory::Data(element)), FNode(TVqDOMFactory::Pointer(element)) {}
 
 std::string_view TVqRawElement::Name() const noexcept {
   return RawNode(FNode).name();
@@ -17,17 +18,17 @@ std::string_view TVqRawElement::LocalName() const noexcept {
 }
 
 TVqRawElement TVqRawElement::FirstChild() const noexcept {
-  return TVqRawElement(FirstElement(RawNode(FNode)).internal_object());
+  return TVqRawElement(FData, FirstElement(RawNode(FNode)).internal_object());
 }
 
 TVqRawElement TVqRawElement::LastChild() const noexcept {
   pugi::xml_node node = RawNode(FNode).last_child();
   while (node && !IsElement(node)) node = node.previous_sibling();
-  return TVqRawElement(node.internal_object());
+  return TVqRawElement(FData, node.internal_object());
 }
 
 TVqRawElement TVqRawElement::Next() const noexcept {
-  return TVqRawElement(NextElement(RawNode(FNode)).internal_object());
+  return TVqRawElement(FData, NextElement(RawNode(FNode)).internal_object());
 }
 
 TVqRawElement TVqRawElement::Previous() const noexcept {
@@ -35,12 +36,12 @@ TVqRawElement TVqRawElement::Previous() const noexcept {
   do {
     node = node.previous_sibling();
   } while (node && (!IsElement(node) || node.name()[0] == '\0'));
-  return TVqRawElement(node.internal_object());
+  return TVqRawElement(FData, node.internal_object());
 }
 
 TVqRawElement TVqRawElement::Parent() const noexcept {
   const pugi::xml_node parent = RawNode(FNode).parent();
-  return TVqRawElement(IsElement(parent) && parent.name()[0] != '\0' ? parent.internal_object() : nullptr);
+  return TVqRawElement(FData, IsElement(parent) && parent.name()[0] != '\0' ? parent.internal_object() : nullptr);
 }
 
 TVqRawElement TVqRawElement::Child(std::string_view qualifiedName) const noexcept {
@@ -48,7 +49,7 @@ TVqRawElement TVqRawElement::Child(std::string_view qualifiedName) const noexcep
     const char* name = child.name();
     if (std::strncmp(name, qualifiedName.data(), qualifiedName.size()) == 0 && name[qualifiedName.size()] == '\0' &&
         IsElement(child)) {
-      return TVqRawElement(child.internal_object());
+      return TVqRawElement(FData, child.internal_object());
     }
   }
   return {};
@@ -56,11 +57,11 @@ TVqRawElement TVqRawElement::Child(std::string_view qualifiedName) const noexcep
 
 bool TVqRawElement::HasChildren() const noexcept {
   const pugi::xml_node node = RawNode(FNode);
-  return node.value()[0] != '\0' || node.first_child();
+  return FNode && (HasOwnText(*FData, node) || node.first_child());
 }
 
 std::string_view TVqRawElement::Text(std::string& scratch) const {
-  return TextOf(RawNode(FNode), scratch);
+  return FNode ? TextOf(*FData, RawNode(FNode), scratch) : std::string_view();
 }
 
 std::optional<std::string_view> TVqRawElement::Attribute(std::string_view name) const noexcept {
@@ -101,7 +102,7 @@ IVqDOMElement InsertChildAfter(const IVqDOMElement& parent, std::string_view nam
   CheckPlace(parent, name, sibling);
   if (sibling) return Insert(parent, name, RawNode(sibling.Node()).next_sibling());
   const pugi::xml_node element = TVqDOMFactory::Node(parent);
-  Unfold(element);
+  Unfold(*TVqDOMFactory::Data(parent), element);
   return Insert(parent, name, element.first_child());
 }
 
@@ -120,16 +121,26 @@ bool SameAttributes(pugi::xml_node a, pugi::xml_node b) {
   return !first && !second;
 }
 
-bool SameNode(pugi::xml_node a, pugi::xml_node b) {
-  return a.type() == b.type() && std::strcmp(a.name(), b.name()) == 0 && std::strcmp(ValueOf(a), ValueOf(b)) == 0 &&
-         SameAttributes(a, b);
+/// One side of a comparison.
+struct TVqSide {
+  TVqDOMData& Data;
+  pugi::xml_node Node;
+};
+
+bool SameValue(const TVqSide& a, const TVqSide& b) {
+  return std::strcmp(ValueOf(a.Data, a.Node), ValueOf(b.Data, b.Node)) == 0;
+}
+
+bool SameNode(const TVqSide& a, const TVqSide& b) {
+  return a.Node.type() == b.Node.type() && std::strcmp(a.Node.name(), b.Node.name()) == 0 && SameValue(a, b) &&
+         SameAttributes(a.Node, b.Node);
 }
 
 /// Embedded text on one side only: both get a form in which they can be compared node by node.
-void Align(pugi::xml_node a, pugi::xml_node b) {
-  if ((a.value()[0] != '\0') == (b.value()[0] != '\0')) return;
-  Unfold(a);
-  Unfold(b);
+void Align(const TVqSide& a, const TVqSide& b) {
+  if (HasOwnText(a.Data, a.Node) == HasOwnText(b.Data, b.Node)) return;
+  Unfold(a.Data, a.Node);
+  Unfold(b.Data, b.Node);
 }
 
 }  // namespace
@@ -137,11 +148,11 @@ void Align(pugi::xml_node a, pugi::xml_node b) {
 bool SameInnerXML(TVqRawElement a, TVqRawElement b) {
   const pugi::xml_node top = RawNode(a.Node()), otherTop = RawNode(b.Node());
   if (!top || !otherTop) return !a.HasChildren() && !b.HasChildren();
-  pugi::xml_node one = top, other = otherTop;
+  TVqSide left{*a.Data(), top}, right{*b.Data(), otherTop};
+  pugi::xml_node &one = left.Node, &other = right.Node;
   for (;;) {
-    if (IsElement(one) && IsElement(other)) Align(one, other);
-    const bool same = one == top ? std::strcmp(ValueOf(one), ValueOf(other)) == 0 : SameNode(one, other);
-    if (!same) return false;
+    if (IsElement(one) && IsElement(other)) Align(left, right);
+    if (!(one == top ? SameValue(left, right) : SameNode(left, right))) return false;
     const pugi::xml_node child = one.first_child(), otherChild = other.first_child();
     if (static_cast<bool>(child) != static_cast<bool>(otherChild)) return false;
     if (child) {
@@ -177,7 +188,7 @@ void AssignContent(const IVqDOMElement& target, const IVqDOMElement& source) {
   const pugi::xml_node element = TVqDOMFactory::Node(target);
   target.RemoveAllAttributes();
   RemoveInside(data, element);
-  if (copy) CopyInside(element, TVqDOMFactory::Node(copy));
+  if (copy) CopyInside(data, element, *TVqDOMFactory::Data(copy), TVqDOMFactory::Node(copy));
   data.StructureChanged();
 }
 
@@ -188,20 +199,8 @@ void AssignKnownText(const IVqDOMElement& target, const std::string& text) {
 void AssignTextOf(const IVqDOMElement& target, const IVqDOMElement& source) {
   std::string scratch;
   // Text of the parser's ends in a zero wherever it stands.
-  const std::string_view text = TextOf(TVqDOMFactory::Node(source), scratch);
+  const std::string_view text = TVqRawElement(source).Text(scratch);
   PutText(WritableElement(target), TVqDOMFactory::Node(target), text.data() ? text.data() : "");
-}
-
-void BorrowText(const IVqDOMElement& target, const IVqDOMElement& source) {
-  std::string scratch;
-  const std::string_view text = TextOf(TVqDOMFactory::Node(source), scratch);
-  TVqDOMData& data = WritableElement(target);
-  // Nothing to borrow, or nothing in one piece.
-  if (text.empty() || text.data() == scratch.data()) return AssignTextOf(target, source);
-  static constexpr char kMark[] = {kBorrowedMark, '\0'};
-  const pugi::xml_node element = TVqDOMFactory::Node(target);
-  PutText(data, element, kMark);
-  data.Borrow(element.value()[0] == kBorrowedMark ? element : element.first_child(), text.data(), source);
 }
 
 void LoadOwnedBytes(const IVqDOMDocument& document, std::string bytes) {

@@ -3,27 +3,11 @@
 #include "platform/xml/uVqXMLDOMData_p.h"
 
 #include <cstring>
-#include <mutex>
 #include <new>
-#include <unordered_map>
 
 #include "platform/xml/uVqXMLScan_p.h"
 
 namespace velmore::detail {
-
-namespace {
-
-/// Borrowed texts by the nodes that have the mark for them: who meets the mark has the node and nothing else.
-struct TBorrowedTexts {
-  std::mutex Guard;  // of the map; a text belongs to the thread of its documents
-  std::unordered_map<void*, const char*> Texts;
-};
-TBorrowedTexts& BorrowedTexts() {
-  static auto* texts = new TBorrowedTexts;  // documents may go when the program ends
-  return *texts;
-}
-
-}  // namespace
 
 void FreeDOMData(TVqDOMOwner* owner) noexcept {
   delete static_cast<TVqDOMData*>(owner);
@@ -41,8 +25,8 @@ void TVqDOMData::Replace(std::unique_ptr<TVqDOMTree> tree) {
   if (References.load(std::memory_order_acquire) > 1) {
     if (FTree->Document.first_child()) FReplaced.push_back(std::move(FTree));
   } else {
-    ForgetAll();
     FReplaced.clear();
+    Apart.clear();
   }
   FTree = std::move(tree);
   List = nullptr;
@@ -51,46 +35,12 @@ void TVqDOMData::Replace(std::unique_ptr<TVqDOMTree> tree) {
   StructureChanged();
 }
 
-TVqDOMData::~TVqDOMData() {
-  ForgetAll();
-}
-
-void TVqDOMData::Borrow(pugi::xml_node node, const char* text, const IVqDOMElement& source) {
-  std::erase_if(FBorrowed, [node](const TBorrowed& entry) { return entry.Node == RawPointer(node); });
-  FBorrowed.push_back({RawPointer(node), source});
-  TBorrowedTexts& texts = BorrowedTexts();
-  const std::lock_guard lock(texts.Guard);
-  texts.Texts[RawPointer(node)] = text;
-}
-
-void TVqDOMData::SettleInside(pugi::xml_node top) {
-  for (const TBorrowed& entry : FBorrowed) {
-    pugi::xml_node node = RawNode(entry.Node), up = node;
-    while (up && up != top) up = up.parent();
-    if (!up || node.value()[0] != kBorrowedMark) continue;
-    const char* text = BorrowedText(node);
-    if (!(IsElement(node) ? node.text().set(text) : node.set_value(text))) throw std::bad_alloc();
-  }
-  GiveBack();
-}
-
-void TVqDOMData::GiveBack() noexcept {
-  std::erase_if(FBorrowed, [](const TBorrowed& entry) {
-    const bool overwritten = RawNode(entry.Node).value()[0] != kBorrowedMark;
-    if (overwritten) Forget(entry);
-    return overwritten;
-  });
-}
-
-void TVqDOMData::Forget(const TBorrowed& entry) noexcept {
-  TBorrowedTexts& texts = BorrowedTexts();
-  const std::lock_guard lock(texts.Guard);
-  texts.Texts.erase(entry.Node);
-}
-
-void TVqDOMData::ForgetAll() noexcept {
-  for (const TBorrowed& entry : FBorrowed) Forget(entry);
-  FBorrowed.clear();
+TVqSharedText TVqDOMData::TakeApart(pugi::xml_node node) {
+  const auto found = Apart.find(RawPointer(node));
+  if (found == Apart.end()) return nullptr;
+  TVqSharedText text = std::move(found->second);
+  Apart.erase(found);
+  return text;
 }
 
 TVqDOMTree& TVqDOMData::TreeOf(pugi::xml_node node) const noexcept {
@@ -160,38 +110,34 @@ pugi::xml_node NextInside(pugi::xml_node node, pugi::xml_node top, bool children
   return {};
 }
 
-const char* BorrowedText(pugi::xml_node node) noexcept {
-  TBorrowedTexts& texts = BorrowedTexts();
-  const std::lock_guard lock(texts.Guard);
-  const auto found = texts.Texts.find(RawPointer(node));
-  return found == texts.Texts.end() ? "" : found->second;
-}
-
-std::string_view TextOf(pugi::xml_node node, std::string& scratch) {
+std::string_view TextOf(const TVqDOMData& data, pugi::xml_node node, std::string& scratch) {
+  const std::string* apart = data.FindApart(node);
+  const std::string_view embedded = apart ? std::string_view(*apart) : std::string_view(node.value());
   if (!IsElement(node)) {
-    if (node.type() != pugi::node_document) return ValueOf(node);
+    if (node.type() != pugi::node_document) return embedded;
     scratch.clear();
     return {};
   }
-  const char* embedded = ValueOf(node);
   const pugi::xml_node first = node.first_child();
   if (!first) return embedded;
-  if (embedded[0] == '\0' && !first.next_sibling() && IsText(first)) return ValueOf(first);
+  if (embedded.empty() && !first.next_sibling() && IsText(first)) return ValueOf(data, first);
   scratch = embedded;
   for (pugi::xml_node inside = first; inside; inside = NextInside(inside, node)) {
-    if (IsText(inside) || IsElement(inside)) scratch += ValueOf(inside);
+    if (IsText(inside) || IsElement(inside)) scratch += ValueOf(data, inside);
   }
   return scratch;
 }
 
 void PutText(TVqDOMData& data, pugi::xml_node node, const char* text) {
+  const TVqSharedText before = data.TakeApart(node);  // the text may be this very one
   if (!IsElement(node)) {
     if (!node.set_value(text)) throw EVqException("This node has no text that could be changed.");
     data.TextChanged();
     return;
   }
   const pugi::xml_node first = node.first_child();
-  if (first && (first.next_sibling() || !IsText(first) || text[0] == '\0' || node.value()[0] != '\0')) {
+  if (first && (before || first.next_sibling() || !IsText(first) || text[0] == '\0' || node.value()[0] != '\0' ||
+                data.FindApart(first))) {
     RemoveInside(data, node);
   }
   if (text[0] == '\0') {
@@ -199,18 +145,22 @@ void PutText(TVqDOMData& data, pugi::xml_node node, const char* text) {
   } else if (!node.text().set(text)) {
     throw std::bad_alloc();
   }
-  data.GiveBack();
   data.TextChanged();
 }
 
-void Unfold(pugi::xml_node element) {
-  if (!IsElement(element) || element.value()[0] == '\0') return;
+void Unfold(TVqDOMData& data, pugi::xml_node element) {
+  if (!IsElement(element) || !HasOwnText(data, element)) return;
   const pugi::xml_node text = Made(element.prepend_child(pugi::node_pcdata));
-  if (!pugi::xml_node(text).set_value(ValueOf(element))) throw std::bad_alloc();
+  if (TVqSharedText apart = data.TakeApart(element)) {
+    data.Apart[RawPointer(text)] = std::move(apart);
+    return;
+  }
+  if (!pugi::xml_node(text).set_value(element.value())) throw std::bad_alloc();
   element.text().set("");
 }
 
 void RemoveInside(TVqDOMData& data, pugi::xml_node element) {
+  data.TakeApart(element);
   if (element.value()[0] != '\0') element.text().set("");
   bool elements = false;
   while (const pugi::xml_node child = element.first_child()) {
@@ -224,16 +174,42 @@ void RemoveInside(TVqDOMData& data, pugi::xml_node element) {
   }
 }
 
-void CopyInside(pugi::xml_node target, pugi::xml_node source) {
-  for (pugi::xml_attribute attribute = Live(source.first_attribute()); attribute;
-       attribute = Live(attribute.next_attribute())) {
-    Made(target.append_copy(attribute));
+pugi::xml_node CopyNode(TVqDOMData& target, pugi::xml_node parent, pugi::xml_node before, const TVqDOMData& source,
+                        pugi::xml_node node) {
+  const pugi::xml_node copy = Made(before ? parent.insert_copy_before(node, before) : parent.append_copy(node));
+  // The copy has the shape of the node: what lies at the same turns of a walk belongs together.
+  std::vector<std::pair<pugi::xml_node, const TVqSharedText*>> apart;
+  for (const auto& [shows, text] : source.Apart) {
+    pugi::xml_node up = RawNode(shows);
+    while (up && up != node) up = up.parent();
+    if (up) apart.emplace_back(RawNode(shows), &text);
   }
-  if (source.value()[0] != '\0' && !Made(target.append_child(pugi::node_pcdata)).set_value(ValueOf(source))) {
+  for (const auto& [shows, text] : apart) {
+    pugi::xml_node from = node, to = copy;
+    while (from != shows) {
+      from = NextInside(from, node);
+      to = NextInside(to, copy);
+    }
+    const TVqSharedText shared = *text;  // the two documents may be one, whose map grows
+    target.Apart[RawPointer(to)] = shared;
+  }
+  return copy;
+}
+
+void CopyInside(TVqDOMData& target, pugi::xml_node to, const TVqDOMData& source, pugi::xml_node from) {
+  for (pugi::xml_attribute attribute = Live(from.first_attribute()); attribute;
+       attribute = Live(attribute.next_attribute())) {
+    Made(to.append_copy(attribute));
+  }
+  if (const auto apart = source.Apart.find(RawPointer(from)); apart != source.Apart.end()) {
+    const TVqSharedText shared = apart->second;
+    target.Apart[RawPointer(to)] = shared;
+  } else if (from.value()[0] != '\0' && !Made(to.append_child(pugi::node_pcdata)).set_value(from.value())) {
     throw std::bad_alloc();
   }
-  for (pugi::xml_node child = source.first_child(); child; child = child.next_sibling())
-    Made(target.append_copy(child));
+  for (pugi::xml_node child = from.first_child(); child; child = child.next_sibling()) {
+    CopyNode(target, to, {}, source, child);
+  }
 }
 
 void CheckName(const TVqUtf8View& name) {

@@ -8,9 +8,11 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
+#include "platform/xml/internal/uVqXMLLargeText.h"
 #include "platform/xml/uVqXMLDOM.h"
 #include "platform/xml/uVqXMLScan_p.h"
 
@@ -25,9 +27,6 @@ inline constexpr unsigned kParseOptions = pugi::parse_cdata | pugi::parse_escape
 /// In front of the name of an attribute that was removed. The parser cannot move attributes, and whoever holds a handle
 /// to a removed one must find it; no name starts with it, so that look-ups by name never meet it.
 inline constexpr char kRemovedMark = '\x01';
-
-/// In the place of a text that is borrowed; see BorrowText. No text has this character.
-inline constexpr char kBorrowedMark = '\x02';
 
 /// One loaded content. The parser's nodes point into `Buffer`.
 struct TVqDOMTree {
@@ -45,7 +44,6 @@ struct TVqDOMTree {
 class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
  public:
   TVqDOMData() : FTree(std::make_unique<TVqDOMTree>()) {}
-  ~TVqDOMData();
 
   TVqDOMTree& Tree() const noexcept { return *FTree; }
   /// Puts another tree in place; the old one stays as long as handles may point into it.
@@ -81,12 +79,17 @@ class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
   };
   std::vector<TBeforeChange> BeforeChange;
 
-  /// Gives a node, which has the mark, the text of another document's element.
-  void Borrow(pugi::xml_node node, const char* text, const IVqDOMElement& source);
-  /// Makes the borrowed texts inside a node its own, as the parser copies nodes with their marks.
-  void SettleInside(pugi::xml_node top);
-  /// Gives back what was written over.
-  void GiveBack() noexcept;
+  /// Texts that stand apart from the tree, by the element or text node that shows them and has none of its own. Whoever
+  /// reads a text has to pass the document (ValueOf, TextOf), so that none of them is forgotten.
+  std::unordered_map<void*, TVqSharedText> Apart;
+  /// The text that stands apart for a node, or none.
+  const std::string* FindApart(pugi::xml_node node) const noexcept {
+    if (Apart.empty()) return nullptr;
+    const auto found = Apart.find(std::bit_cast<void*>(node));
+    return found == Apart.end() ? nullptr : found->second.get();
+  }
+  /// Takes it away; none when there was none.
+  TVqSharedText TakeApart(pugi::xml_node node);
 
   /// The last list of child elements, good while `Structure` is `ListAt`.
   void* ListOf = nullptr;
@@ -105,16 +108,8 @@ class TVqDOMData final : public TVqDOMOwner, private TVqLiveObject {
  private:
   void FireBeforeChange();
 
-  struct TBorrowed {
-    void* Node;
-    IVqDOMElement Source;
-  };
-  static void Forget(const TBorrowed& entry) noexcept;
-  void ForgetAll() noexcept;
-
   std::unique_ptr<TVqDOMTree> FTree;
   std::vector<std::unique_ptr<TVqDOMTree>> FReplaced;
-  std::vector<TBorrowed> FBorrowed;
 };
 
 // The parser's handle is a pointer and nothing else, but making, testing and opening one are calls into its library:
@@ -216,23 +211,29 @@ inline std::string_view PrefixPart(std::string_view name) noexcept {
 /// The next node of a walk in document order over what is inside `top`.
 pugi::xml_node NextInside(pugi::xml_node node, pugi::xml_node top, bool children = true) noexcept;
 
-/// What a node with the mark borrowed.
-const char* BorrowedText(pugi::xml_node node) noexcept;
-/// The text that the parser keeps for a node, or what the node borrowed.
-inline const char* ValueOf(pugi::xml_node node) noexcept {
-  const char* value = node.value();
-  return value[0] == kBorrowedMark ? BorrowedText(node) : value;
+/// The text that the parser keeps for a node, or the one that stands apart for it.
+inline const char* ValueOf(const TVqDOMData& data, pugi::xml_node node) noexcept {
+  const std::string* apart = data.FindApart(node);
+  return apart ? apart->c_str() : node.value();
+}
+/// Has an element a text in front of its children?
+inline bool HasOwnText(const TVqDOMData& data, pugi::xml_node element) noexcept {
+  return ValueOf(data, element)[0] != '\0';
 }
 /// All text inside, in place or in `scratch`.
-std::string_view TextOf(pugi::xml_node node, std::string& scratch);
+std::string_view TextOf(const TVqDOMData& data, pugi::xml_node node, std::string& scratch);
 /// Replaces what is inside an element or the value of another node; no check.
 void PutText(TVqDOMData& data, pugi::xml_node node, const char* text);
 /// Turns text that is embedded in an element into a child of its own, so that a handle can refer to it.
-void Unfold(pugi::xml_node element);
+void Unfold(TVqDOMData& data, pugi::xml_node element);
 /// Parks all children and clears the embedded text.
 void RemoveInside(TVqDOMData& data, pugi::xml_node element);
-/// Copies attributes (removed ones aside) and children; `target` must not be inside `source`.
-void CopyInside(pugi::xml_node target, pugi::xml_node source);
+/// Copies a node with all that is inside it, to the end of `parent` or in front of one of its children. Texts that stand
+/// apart are shared. `parent` must not be inside `node`.
+pugi::xml_node CopyNode(TVqDOMData& target, pugi::xml_node parent, pugi::xml_node before, const TVqDOMData& source,
+                        pugi::xml_node node);
+/// Copies attributes (removed ones aside) and children; `to` must not be inside `from`.
+void CopyInside(TVqDOMData& target, pugi::xml_node to, const TVqDOMData& source, pugi::xml_node from);
 
 /// Raises EVqXMLError unless it is a name (prefix and all).
 void CheckName(const TVqUtf8View& name);

@@ -36,7 +36,8 @@ pugi::xml_node Find(const IVqDOMNode& context, const TVqDOMPath& path, TVqDOMSel
     return SelectChild(path.Steps[0].Name, ModeOf(options), TVqDOMFactory::Node(context));
   }
   const TVqDOMTree* tree = TreeFor(context);
-  return tree ? SelectFirst(path, options, *tree, TVqDOMFactory::Node(context)) : RawNode(nullptr);
+  return tree ? SelectFirst(path, options, {*TVqDOMFactory::Data(context), *tree, TVqDOMFactory::Node(context)})
+              : RawNode(nullptr);
 }
 
 IVqDOMElement SelectSingle(const IVqDOMNode& context, const TVqDOMPath& path, TVqDOMSelectOptions options) {
@@ -47,7 +48,8 @@ IVqDOMElement SelectSingle(const IVqDOMNode& context, const TVqDOMPath& path, TV
   if (options.Has(TVqDOMSelectOption::soCreate)) {
     Writable(context);
     if (const TVqDOMTree* tree = TreeFor(context)) {
-      return TVqDOMFactory::Element(data, SelectOrCreate(*data, path, options, *tree, TVqDOMFactory::Node(context)));
+      return TVqDOMFactory::Element(data,
+                                    SelectOrCreate(*data, path, options, {*data, *tree, TVqDOMFactory::Node(context)}));
     }
   }
   if (options.Has(TVqDOMSelectOption::soRaise)) Absent(context, path.Text);
@@ -57,7 +59,7 @@ IVqDOMElement SelectSingle(const IVqDOMNode& context, const TVqDOMPath& path, TV
 TVqDOMElementList SelectList(const IVqDOMNode& context, const TVqDOMPath& path, TVqDOMSelectOptions options) {
   auto nodes = std::make_shared<std::vector<void*>>();
   if (const TVqDOMTree* tree = TreeFor(context)) {
-    *nodes = SelectAll(path, options, *tree, TVqDOMFactory::Node(context));
+    *nodes = SelectAll(path, options, {*TVqDOMFactory::Data(context), *tree, TVqDOMFactory::Node(context)});
   }
   if (nodes->empty()) {
     const IVqDOMElement made = SelectSingle(context, path, options);  // makes or raises, if it is to
@@ -99,8 +101,8 @@ IVqDOMElement IVqDOMElement::AddElement(const TVqUtf8View& AName) const {
   const TVqDOMPath& path = CachedPath(name);
   if (path.FromRoot) throw EVqXMLError("\"" + string(name) + "\" does not lie below the element.", 0, 0);
   const std::string prefix(PrefixPart(path.Steps[0].Name.Qualified));
-  return TVqDOMFactory::Element(
-      &data, SelectOrCreate(data, path, TVqDOMSelectOption::soIgnorePrefix, data.TreeOf(parent), parent, &prefix));
+  return TVqDOMFactory::Element(&data, SelectOrCreate(data, path, TVqDOMSelectOption::soIgnorePrefix,
+                                                      {data, data.TreeOf(parent), parent}, &prefix));
 }
 
 IVqDOMElement IVqDOMElement::InsertElement(const TVqUtf8View& AName, TVqDOMPosition APosition,
@@ -110,7 +112,7 @@ IVqDOMElement IVqDOMElement::InsertElement(const TVqUtf8View& AName, TVqDOMPosit
   const pugi::xml_node parent = RawNode(FNode);
   pugi::xml_node before;
   if (APosition == TVqDOMPosition::dpFirst) {
-    Unfold(parent);
+    Unfold(data, parent);
     before = parent.first_child();
   } else if (APosition != TVqDOMPosition::dpLast) {
     const pugi::xml_node reference = TVqDOMFactory::Node(AReference);
@@ -169,7 +171,7 @@ IVqDOMElement IVqDOMElement::GetNextSiblingElement() const {
 
 IVqDOMElement IVqDOMElement::GetPreviousSiblingElement() const {
   if (!GetParentElement()) return {};
-  return MakeElement(*this, TVqRawElement(FNode).Previous());
+  return MakeElement(*this, TVqRawElement(*this).Previous());
 }
 
 IVqDOMElement IVqDOMElement::ElementByName(const TVqUtf8View& ALocalName, const TVqUtf8View& ANamespaceURI,

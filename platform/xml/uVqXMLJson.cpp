@@ -18,8 +18,8 @@ namespace {
 
 class TJsonWriter {
  public:
-  TJsonWriter(std::string& out, bool indent, std::uint32_t maxDepth)
-      : FOut(out), FIndent(indent), FMaxDepth(maxDepth) {}
+  TJsonWriter(std::string& out, const TVqDOMData& data, bool indent)
+      : FOut(out), FData(data), FIndent(indent), FMaxDepth(data.Limits.MaxDepth) {}
 
   void Root(pugi::xml_node element) {
     FOut += '{';
@@ -81,9 +81,9 @@ class TJsonWriter {
     if (FDepth > FMaxDepth) throw EVqException("The elements are nested too deep for JSON.");
     const pugi::xml_attribute attribute = Live(element.first_attribute());
     const pugi::xml_node child = FirstElement(element);
-    std::string text = ValueOf(element);
+    std::string text = ValueOf(FData, element);
     for (pugi::xml_node node = element.first_child(); node; node = node.next_sibling()) {
-      if (IsText(node)) text += ValueOf(node);
+      if (IsText(node)) text += ValueOf(FData, node);
     }
     if (!attribute && !child) {
       Quoted(text);
@@ -134,6 +134,7 @@ class TJsonWriter {
   }
 
   std::string& FOut;
+  const TVqDOMData& FData;
   bool FIndent;
   std::size_t FMaxDepth;
   std::size_t FDepth = 0;
@@ -251,7 +252,7 @@ void IVqDOMNode::SaveToJSONStream(TVqStream& AStream, std::int32_t ACodePage, bo
   const IVqDOMElement element =
       GetNodeType() == TVqDOMNodeType::ntDocument ? GetOwnerDocument().GetDocumentElement() : AsElement();
   if (element) {
-    TJsonWriter(out, AIndent, TVqDOMFactory::Data(*this)->Limits.MaxDepth).Root(TVqDOMFactory::Node(element));
+    TJsonWriter(out, *TVqDOMFactory::Data(*this), AIndent).Root(TVqDOMFactory::Node(element));
   }
   const std::int32_t codePage = ACodePage == kVqCodePageDefault ? kVqCodePageUtf8 : ACodePage;
   CheckCodePage(codePage);

@@ -113,7 +113,7 @@ IVqDOMElement TVqXMLSchemaArray::ElementAt(std::int32_t AIndex) const {
   if (AIndex < 0 || static_cast<std::size_t>(AIndex) >= entries.size()) {
     throw EListError(Format("\"%s\" has no entry %d.", {string(FName), AIndex}));
   }
-  return MakeElement(FParent, TVqRawElement(entries[static_cast<std::size_t>(AIndex)]));
+  return MakeElement(FParent, TVqRawElement(TVqDOMFactory::Data(FParent), entries[static_cast<std::size_t>(AIndex)]));
 }
 
 std::string TVqXMLSchemaArray::TextAt(std::int32_t AIndex) const {

@@ -53,16 +53,12 @@ auto WithComparison(const TVqNameTest& test, TVqNameMode mode, Use use) {
   }
 }
 
-bool TextEquals(pugi::xml_node node, const TVqPredicate& condition, std::string& scratch) {
-  return TextOf(node, scratch) == condition.Value;
-}
-
 /// Finds the nodes of a path one by one, depth first.
 template <typename Found>
 class TSearch {
  public:
-  TSearch(const TVqDOMPath& path, std::size_t steps, TVqNameMode mode, const TVqDOMTree& tree, Found found)
-      : FPath(path), FSteps(steps), FMode(mode), FTree(tree), FFound(found) {}
+  TSearch(const TVqDOMPath& path, std::size_t steps, TVqNameMode mode, const TVqPlace& place, Found found)
+      : FPath(path), FSteps(steps), FMode(mode), FData(place.Data), FTree(place.Tree), FFound(found) {}
 
   void Run(pugi::xml_node context) { Step(0, context); }
 
@@ -147,9 +143,13 @@ class TSearch {
     return position;
   }
 
+  bool TextEquals(pugi::xml_node node, const TVqPredicate& condition) {
+    return TextOf(FData, node, FScratch) == condition.Value;
+  }
+
   bool Holds(const TVqPredicate& condition, pugi::xml_node node) {
     if (condition.What == TVqPredicate::Kind::kText) {
-      return condition.HasValue ? TextEquals(node, condition, FScratch) : !TextOf(node, FScratch).empty();
+      return condition.HasValue ? TextEquals(node, condition) : !TextOf(FData, node, FScratch).empty();
     }
     if (condition.What == TVqPredicate::Kind::kChild) return ChildHolds(condition, 0, node);
     const pugi::xml_attribute attribute = FindAttribute(node, condition.Names[0], FMode);
@@ -162,7 +162,7 @@ class TSearch {
   }
 
   bool ChildHolds(const TVqPredicate& condition, std::size_t index, pugi::xml_node node) {
-    if (index == condition.Names.size()) return !condition.HasValue || TextEquals(node, condition, FScratch);
+    if (index == condition.Names.size()) return !condition.HasValue || TextEquals(node, condition);
     const TVqNameTest& name = condition.Names[index];
     for (pugi::xml_node child = FirstElement(node); child; child = NextElement(child)) {
       if ((name.IsAny() || Matches(name, child.name(), FMode)) && ChildHolds(condition, index + 1, child)) return true;
@@ -173,26 +173,25 @@ class TSearch {
   const TVqDOMPath& FPath;
   std::size_t FSteps;
   TVqNameMode FMode;
+  const TVqDOMData& FData;
   const TVqDOMTree& FTree;
   Found FFound;
   std::string FScratch;
 };
 
 /// Where a path starts: an empty node for the document.
-pugi::xml_node Start(const TVqDOMPath& path, const TVqDOMTree& tree, pugi::xml_node context) {
-  return path.FromRoot || context == tree.Document ? pugi::xml_node() : context;
+pugi::xml_node Start(const TVqDOMPath& path, const TVqPlace& place) {
+  return path.FromRoot || place.Context == place.Tree.Document ? pugi::xml_node() : place.Context;
 }
 
 template <typename Found>
-void Search(const TVqDOMPath& path, std::size_t steps, TVqNameMode mode, const TVqDOMTree& tree, pugi::xml_node context,
-            Found found) {
-  TSearch<Found>(path, steps, mode, tree, found).Run(Start(path, tree, context));
+void Search(const TVqDOMPath& path, std::size_t steps, TVqNameMode mode, const TVqPlace& place, Found found) {
+  TSearch<Found>(path, steps, mode, place, found).Run(Start(path, place));
 }
 
-pugi::xml_node FirstOf(const TVqDOMPath& path, std::size_t steps, TVqNameMode mode, const TVqDOMTree& tree,
-                       pugi::xml_node context) {
+pugi::xml_node FirstOf(const TVqDOMPath& path, std::size_t steps, TVqNameMode mode, const TVqPlace& place) {
   pugi::xml_node result;
-  Search(path, steps, mode, tree, context, [&](pugi::xml_node node) {
+  Search(path, steps, mode, place, [&](pugi::xml_node node) {
     result = node;
     return true;
   });
@@ -247,8 +246,7 @@ pugi::xml_attribute FindAttribute(pugi::xml_node element, const TVqNameTest& nam
 }
 
 bool NumberOf(std::string_view text, std::int64_t& value) noexcept {
-  while (!text.empty() && IsXmlSpace(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsXmlSpace(text.back())) text.remove_suffix(1);
+  text = VqTrimSpace(text);
   const bool hex = text.starts_with("0x") || text.starts_with("0X");
   if (hex) text.remove_prefix(2);
   if (text.empty() || (hex && text.front() == '-')) return false;
@@ -256,19 +254,17 @@ bool NumberOf(std::string_view text, std::int64_t& value) noexcept {
   return error == std::errc() && end == text.data() + text.size();
 }
 
-pugi::xml_node SelectFirst(const TVqDOMPath& path, TVqDOMSelectOptions options, const TVqDOMTree& tree,
-                           pugi::xml_node context) {
+pugi::xml_node SelectFirst(const TVqDOMPath& path, TVqDOMSelectOptions options, const TVqPlace& place) {
   if (path.Sorts) {
-    const std::vector<void*> all = SelectAll(path, options, tree, context);
+    const std::vector<void*> all = SelectAll(path, options, place);
     return all.empty() ? pugi::xml_node() : RawNode(all.front());
   }
-  return FirstOf(path, path.Steps.size(), ModeOf(options), tree, context);
+  return FirstOf(path, path.Steps.size(), ModeOf(options), place);
 }
 
-std::vector<void*> SelectAll(const TVqDOMPath& path, TVqDOMSelectOptions options, const TVqDOMTree& tree,
-                             pugi::xml_node context) {
+std::vector<void*> SelectAll(const TVqDOMPath& path, TVqDOMSelectOptions options, const TVqPlace& place) {
   std::vector<void*> nodes;
-  Search(path, path.Steps.size(), ModeOf(options), tree, context, [&](pugi::xml_node node) {
+  Search(path, path.Steps.size(), ModeOf(options), place, [&](pugi::xml_node node) {
     // Several children lead to one parent; they follow one another.
     if (node && (nodes.empty() || nodes.back() != node.internal_object())) nodes.push_back(node.internal_object());
     return false;
@@ -388,16 +384,16 @@ class TCreator {
 }  // namespace
 
 pugi::xml_node SelectOrCreate(TVqDOMData& data, const TVqDOMPath& path, TVqDOMSelectOptions options,
-                              const TVqDOMTree& tree, pugi::xml_node context, const std::string* prefix) {
-  if (const pugi::xml_node found = SelectFirst(path, options, tree, context)) return found;
+                              const TVqPlace& place, const std::string* prefix) {
+  if (const pugi::xml_node found = SelectFirst(path, options, place)) return found;
   const std::vector<bool> allowed = CutPoints(path);
   data.Changing();
-  TCreator creator(data, path, options, tree, prefix);
+  TCreator creator(data, path, options, place.Tree, prefix);
   for (std::size_t cut = path.Steps.size(); cut-- > 1;) {
     if (!allowed[cut]) continue;
-    if (const pugi::xml_node node = FirstOf(path, cut, ModeOf(options), tree, context)) return creator.Run(cut, node);
+    if (const pugi::xml_node node = FirstOf(path, cut, ModeOf(options), place)) return creator.Run(cut, node);
   }
-  return creator.Run(0, Start(path, tree, context));
+  return creator.Run(0, Start(path, place));
 }
 
 }  // namespace velmore::detail

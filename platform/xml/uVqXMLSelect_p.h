@@ -60,16 +60,21 @@ std::shared_ptr<const TVqDOMPath> CompilePath(std::string_view text);
 /// The same from this thread's store of compiled ones.
 const TVqDOMPath& CachedPath(std::string_view text);
 
+/// Where a selection looks: from a node, or the document, in one of the trees of a document.
+struct TVqPlace {
+  const TVqDOMData& Data;
+  const TVqDOMTree& Tree;
+  pugi::xml_node Context;
+};
+
 /// The first element, or none.
-pugi::xml_node SelectFirst(const TVqDOMPath& path, TVqDOMSelectOptions options, const TVqDOMTree& tree,
-                           pugi::xml_node context);
+pugi::xml_node SelectFirst(const TVqDOMPath& path, TVqDOMSelectOptions options, const TVqPlace& place);
 /// All, in document order.
-std::vector<void*> SelectAll(const TVqDOMPath& path, TVqDOMSelectOptions options, const TVqDOMTree& tree,
-                             pugi::xml_node context);
+std::vector<void*> SelectAll(const TVqDOMPath& path, TVqDOMSelectOptions options, const TVqPlace& place);
 /// The first element, made if it is not there. `prefix`, if not null, is given to new elements that are written without
 /// one. Raises EVqXMLError for what cannot be made.
 pugi::xml_node SelectOrCreate(TVqDOMData& data, const TVqDOMPath& path, TVqDOMSelectOptions options,
-                              const TVqDOMTree& tree, pugi::xml_node context, const std::string* prefix = nullptr);
+                              const TVqPlace& place, const std::string* prefix = nullptr);
 
 /// The attribute of an element under the options, removed ones aside.
 pugi::xml_attribute FindAttribute(pugi::xml_node element, const TVqNameTest& name, TVqNameMode mode) noexcept;

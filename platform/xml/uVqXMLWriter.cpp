@@ -12,7 +12,8 @@ namespace {
 /// Writes UTF-8. Walks without recursion, so that no depth of a tree is too much.
 class TWriter {
  public:
-  TWriter(std::string& out, const TVqWriteOptions& options) : FOut(out), FOptions(options) {}
+  TWriter(std::string& out, const TVqDOMData& data, const TVqWriteOptions& options)
+      : FOut(out), FData(data), FOptions(options) {}
 
   void Tree(pugi::xml_node top) {
     pugi::xml_node node = top;
@@ -51,7 +52,7 @@ class TWriter {
         }
         return;
       }
-      Escape(ValueOf(parent));
+      Escape(ValueOf(FData, parent));
     }
     for (pugi::xml_node child = tree.Skip(parent.first_child()); child; child = tree.Skip(child.next_sibling())) {
       FAtStart = true;
@@ -68,11 +69,11 @@ class TWriter {
 
  private:
   /// Only elements and comments inside, white space aside: those may be put on lines of their own.
-  static bool IsContainer(pugi::xml_node element) {
-    if (!Blank(element.value())) return false;
+  bool IsContainer(pugi::xml_node element) const {
+    if (!Blank(ValueOf(FData, element))) return false;
     bool children = false;
     for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling()) {
-      if (child.type() == pugi::node_cdata || (IsText(child) && !Blank(child.value()))) return false;
+      if (child.type() == pugi::node_cdata || (IsText(child) && !Blank(ValueOf(FData, child)))) return false;
       children = children || !IsText(child);
     }
     return children;
@@ -96,7 +97,7 @@ class TWriter {
       case pugi::node_element:
         return Start(node, depth);
       case pugi::node_pcdata:
-        if (!own_line || depth == 0) Escape(ValueOf(node));
+        if (!own_line || depth == 0) Escape(ValueOf(FData, node));
         return false;
       case pugi::node_cdata:
         Section(node.value());
@@ -122,7 +123,7 @@ class TWriter {
       Attribute(attribute);
     }
     const pugi::xml_node child = element.first_child();
-    const char* text = ValueOf(element);
+    const char* text = ValueOf(FData, element);
     if (!child && text[0] == '\0') {
       FOut += "/>";
       return false;
@@ -242,20 +243,21 @@ class TWriter {
   static constexpr std::size_t kLargeText = 1 << 20, kBehindLargeText = 64 << 10;
 
   std::string& FOut;
+  const TVqDOMData& FData;
   const TVqWriteOptions& FOptions;
   std::size_t FContainers = 0;  // depth up to which the elements around are containers
   bool FAtStart = true;
 };
 
 template <typename Writing>
-void Encoded(std::string& out, const TVqWriteOptions& options, Writing writing) {
+void Encoded(std::string& out, const TVqDOMData& data, const TVqWriteOptions& options, Writing writing) {
   if (options.CodePage == kVqCodePageUtf8) {
-    TWriter writer(out, options);
+    TWriter writer(out, data, options);
     writing(writer, out);
     return;
   }
   std::string utf8;
-  TWriter writer(utf8, options);
+  TWriter writer(utf8, data, options);
   writing(writer, utf8);
   EncodeText(out, utf8, options.CodePage, TVqMisfit::mReference);
 }
@@ -263,7 +265,8 @@ void Encoded(std::string& out, const TVqWriteOptions& options, Writing writing) 
 }  // namespace
 
 void WriteNode(std::string& out, const IVqDOMNode& node, const TVqWriteOptions& options) {
-  Encoded(out, options, [&](TWriter& writer, std::string& text) {
+  const TVqDOMData& data = *TVqDOMFactory::Data(node);
+  Encoded(out, data, options, [&](TWriter& writer, std::string& text) {
     if (options.Declaration) {
       if (options.CodePage == kVqCodePageUtf16LE || options.CodePage == kVqCodePageUtf16BE) text += "\xEF\xBB\xBF";
       text.append("<?xml version=\"1.0\" encoding=\"").append(EncodingName(options.CodePage)).append("\"?>");
@@ -277,21 +280,21 @@ void WriteNode(std::string& out, const IVqDOMNode& node, const TVqWriteOptions& 
       writer.Tree(TVqDOMFactory::Node(node));
       return;
     }
-    const TVqDOMTree& tree = TVqDOMFactory::Data(node)->Tree();
+    const TVqDOMTree& tree = data.Tree();
     bool first = true;
     for (pugi::xml_node child = tree.First(); child; child = tree.Skip(child.next_sibling())) {
       if (!first && options.Indent) text += '\n';
       first = false;
-      TWriter(text, options).Tree(child);
+      TWriter(text, data, options).Tree(child);
     }
     if (options.Indent && !first) text += '\n';
   });
 }
 
 void WriteInside(std::string& out, const IVqDOMNode& node, const TVqWriteOptions& options) {
-  Encoded(out, options, [&](TWriter& writer, std::string&) {
-    writer.Children(TVqDOMFactory::Node(node), TVqDOMFactory::Data(node)->Tree());
-  });
+  const TVqDOMData& data = *TVqDOMFactory::Data(node);
+  Encoded(out, data, options,
+          [&](TWriter& writer, std::string&) { writer.Children(TVqDOMFactory::Node(node), data.Tree()); });
 }
 
 }  // namespace velmore::detail

@@ -17,12 +17,14 @@ namespace velmore::detail {
 class TVqRawElement {
  public:
   TVqRawElement() = default;
-  explicit TVqRawElement(void* node) noexcept : FNode(node) {}
+  /// A node of the parser, which the caller knows to be an element of this document, or null.
+  TVqRawElement(TVqDOMData* data, void* node) noexcept : FData(node ? data : nullptr), FNode(node) {}
   explicit TVqRawElement(const IVqDOMElement& element) noexcept;
 
   explicit operator bool() const noexcept { return FNode != nullptr; }
   friend bool operator==(TVqRawElement, TVqRawElement) = default;
 
+  TVqDOMData* Data() const noexcept { return FData; }
   void* Node() const noexcept { return FNode; }
   /// Name with prefix.
   std::string_view Name() const noexcept;
@@ -44,6 +46,7 @@ class TVqRawElement {
   std::optional<std::string_view> Attribute(std::string_view name) const noexcept;
 
  private:
+  TVqDOMData* FData = nullptr;
   void* FNode = nullptr;
 };
 
@@ -79,10 +82,6 @@ void AssignContent(const IVqDOMElement& target, const IVqDOMElement& source);
 void AssignKnownText(const IVqDOMElement& target, const std::string& text);
 /// The same with the text of an element of another document.
 void AssignTextOf(const IVqDOMElement& target, const IVqDOMElement& source);
-
-/// Gives `target` the text of `source`, an element of another document, without a copy: for large texts. The other document lives on for it, and the
-/// text of `source` may not change; `target` may, and is copied with a text of its own.
-void BorrowText(const IVqDOMElement& target, const IVqDOMElement& source);
 
 /// As LoadFromBytes, but takes the bytes over: large documents are parsed where they lie.
 void LoadOwnedBytes(const IVqDOMDocument& document, std::string bytes);
