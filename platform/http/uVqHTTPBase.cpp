@@ -45,7 +45,7 @@ TVqHTTPSessionBase::TVqHTTPSessionBase(TVqComponent* AOwner)
 TVqHTTPSessionBase::~TVqHTTPSessionBase() {
   SetActive(false);
   const std::scoped_lock lock(FState->Mutex);
-  FState->Component = nullptr;
+  if (FState->Component == this) FState->Component = nullptr;
 }
 
 bool TVqHTTPSessionBase::GetActive() const {
@@ -103,6 +103,7 @@ string TVqHTTPSessionBase::GetProxyServer() const {
 }
 
 void TVqHTTPSessionBase::SetProxyServer(const string& AValue) {
+  VqCheckProxyServer(AValue.utf8());
   Write(*FState, &TVqHTTPSessionSettings::ProxyServer, AValue);
 }
 
@@ -144,41 +145,156 @@ void TVqHTTPSessionBase::SetCRLFile(const string& AValue) {
   Write(*FState, &TVqHTTPSessionSettings::CRLFile, AValue);
 }
 
+TVqHTTPTlsVersion TVqHTTPSessionBase::GetLowestTls() const {
+  const std::scoped_lock lock(FState->Mutex);
+  return FState->Settings.LowestTls;
+}
+
+void TVqHTTPSessionBase::SetLowestTls(TVqHTTPTlsVersion AValue) {
+  if (AValue > TVqHTTPTlsVersion::tls13)
+    throw EVqHTTPInvalidArgument("SetLowestTls", "There is no such version of TLS.");
+  const std::scoped_lock lock(FState->Mutex);
+  FState->Settings.LowestTls = AValue;
+}
+
+TVqHTTPLimits TVqHTTPSessionBase::GetLimits() const {
+  const std::scoped_lock lock(FState->Mutex);
+  return FState->Settings.Limits;
+}
+
+void TVqHTTPSessionBase::SetLimits(const TVqHTTPLimits& AValue) {
+  const std::scoped_lock lock(FState->Mutex);
+  FState->Settings.Limits = AValue;
+}
+
+std::map<string, string> TVqHTTPSessionBase::GetConnectTo() const {
+  const std::scoped_lock lock(FState->Mutex);
+  std::map<string, string> map;
+  for (const auto& [from, to] : FState->Settings.ConnectTo) map.emplace(from, to);
+  return map;
+}
+
+void TVqHTTPSessionBase::SetConnectTo(const std::map<string, string>& AValue) {
+  std::vector<std::pair<std::string, std::string>> entries;
+  for (const auto& [from, to] : AValue) {
+    for (const string& one : {from, to}) {
+      TVqHTTPProxyAddress parts;
+      const std::string text = one.utf8();
+      if (text.find("://") == std::string::npos && VqReadProxyAddress(text, parts) && parts.User.empty() &&
+          parts.Address.size() > parts.Host.size()) {
+        continue;
+      }
+      throw EVqHTTPInvalidArgument("SetConnectTo", Format("\"%s\" is not of the form \"host:port\".", {one}));
+    }
+    entries.emplace_back(LowerCase(from).utf8(), to.utf8());
+  }
+  const std::scoped_lock lock(FState->Mutex);
+  FState->Settings.ConnectTo = std::move(entries);
+}
+
+void TVqHTTPSessionBase::Cancel() noexcept {
+  const std::scoped_lock lock(FState->Mutex);
+  for (TVqHTTPClientBase* const client : FState->Clients) client->Cancel();
+}
+
+// ------------------------------------------------------------------------------------------------------- identities
+
+std::shared_ptr<const TVqHTTPIdentity> TVqHTTPSessionState::Identify(TVqHTTPIdentity wanted) {
+  const std::scoped_lock lock(Mutex);
+  for (const auto& known : Identities) {
+    if (known->SameAs(wanted)) return known;
+  }
+  wanted.Number = ++LastIdentity;
+  auto made = std::make_shared<const TVqHTTPIdentity>(std::move(wanted));
+  Identities.push_back(made);
+  return made;
+}
+
+void TVqHTTPSessionState::ForgetTheGone() {
+  std::vector<std::uint64_t> left;
+  {
+    const std::scoped_lock lock(Mutex);
+    std::erase_if(Identities, [](const auto& identity) { return identity.use_count() == 1; });
+    for (const auto& identity : Identities) left.push_back(identity->Number);
+  }
+  Cookies.ForgetAllBut(left);
+}
+
+TVqEngineRequest::~TVqEngineRequest() {
+  VqWipe(Password);
+  VqWipe(ProxyPassword);
+  for (std::string& line : Headers) {
+    if (VqSameAscii(std::string_view(line).substr(0, 14), "Authorization:")) VqWipe(line);
+  }
+}
+
 // ---------------------------------------------------------------------------------------------------------- client
 
 TVqHTTPClientBase::TVqHTTPClientBase(TVqComponent* AOwner, bool AUseWinHTTP)
     : TVqComponent(AOwner), FAdditionalHeaders(false), FEngine(VqCreateHTTPEngine(AUseWinHTTP)) {}
 
 TVqHTTPClientBase::~TVqHTTPClientBase() {
-  if (FSession) {
+  LeaveSession();
+}
+
+void TVqHTTPClientBase::LeaveSession() noexcept {
+  if (!FSession) return;
+  {
     const std::scoped_lock lock(FSession->Mutex);
     std::erase_if(FSession->Engines, [this](const auto& weak) { return weak.lock() == FEngine; });
+    std::erase(FSession->Clients, this);
   }
+  FIdentity = nullptr;
+  FSession = nullptr;
+}
+
+// Looked at before each request: credentials and settings are handed out by reference, so nothing else notices a change.
+std::uint64_t TVqHTTPClientBase::Identify() {
+  TVqHTTPIdentity now{FAuthentication, FCredentials, FProxyCredentials, FOAuth, 0};
+  // Where the settings say who comes, a token is only renewed.
+  const TVqOAuthGrantType grant = FOAuth.GetGrantType();
+  if (grant == TVqOAuthGrantType::Password || grant == TVqOAuthGrantType::ClientCredentials)
+    now.OAuth.SetAccessToken({});
+  if (FIdentity && FIdentity->SameAs(now)) return FIdentity->Number;
+  const bool changed = FIdentity != nullptr;
+  FIdentity = FSession->Identify(std::move(now));
+  if (changed) {
+    FEngine->DropConnections();
+    FKnownScheme = schemeNone;
+    FSession->ForgetTheGone();
+  }
+  return FIdentity->Number;
 }
 
 void TVqHTTPClientBase::ShareSession(TVqHTTPSessionBase* ASession) {
   const std::shared_ptr<TVqHTTPSessionState> state = ASession ? ASession->FState : nullptr;
   if (state == FSession) return;
-  if (FSession) {
-    const std::scoped_lock lock(FSession->Mutex);
-    std::erase_if(FSession->Engines, [this](const auto& weak) { return weak.lock() == FEngine; });
-  }
+  LeaveSession();
   FEngine->DropConnections();
   FKnownScheme = schemeNone;
   FSession = state;
   if (FSession) {
     const std::scoped_lock lock(FSession->Mutex);
     FSession->Engines.push_back(FEngine);
+    FSession->Clients.push_back(this);
   }
 }
 
 TVqRef<IVqHTTPSession> TVqHTTPClientBase::GetSession() {
-  if (FSession) {
+  if (!FSession) {
+    TVqHTTPSessionBase* const own = CreateOwnSession();  // owned by this component
+    ShareSession(own);
+    return TVqRef<IVqHTTPSession>(own);
+  }
+  {
     const std::scoped_lock lock(FSession->Mutex);
     if (FSession->Component) return TVqRef<IVqHTTPSession>(FSession->Component);
   }
-  TVqHTTPSessionBase* const own = CreateOwnSession();  // owned by this component
-  ShareSession(own);
+  // The session that it shared is gone. Its settings and cookies are not: somebody chose them for this client.
+  TVqHTTPSessionBase* const own = CreateOwnSession();
+  own->FState = FSession;
+  const std::scoped_lock lock(FSession->Mutex);
+  FSession->Component = own;
   return TVqRef<IVqHTTPSession>(own);
 }
 
@@ -239,6 +355,10 @@ void TVqHTTPClientBase::Cancel() noexcept {
   if (FRunning) FRunning->Cancel();
 }
 
+void TVqHTTPClientBase::CloseConnections() noexcept {
+  FEngine->CloseConnections();
+}
+
 TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {
   const TVqRef<TVqHTTPClientBase> alive(this);
   if (FBusy.exchange(true)) throw EVqException("The HTTP client is busy with another request.");
@@ -261,9 +381,12 @@ TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {
   TVqRef<IVqHTTPResponse> response;
   try {
     const Busy busy(*this, ARequest);
+    ARequest.Begin();
+    const std::stop_callback stopped(FStopToken,
+                                     [&ARequest] { ARequest.Stop(); });  // at once, if it was asked for before
     Fire(FOnRequest, *this, request);
     do {
-      GetSession();
+      if (!FSession) GetSession();
       response = TVqHTTPExchange(*this, ARequest, *FSession).Run();
     } while (response->GetStatus().Code == 401 && AskAfterError(VqErrLoginFailure));
   } catch (const EVqHTTPInvalidArgument&) {

@@ -13,13 +13,19 @@
 /// - A reply of any status is given back; only failures of the transport raise.
 /// - A request that met a closed kept connection is sent again once, on a new connection, when it is certain that the
 ///   server did not get all of it (or when its verb changes nothing); otherwise it fails with 12030.
+/// - A connection belongs to who made it: other credentials, another scheme, other OAuth settings or other credentials for
+///   the proxy close what a client keeps, and the cookies of the identity of old go with it.
+/// - A connection is not used again after a status of 400 or more (the steps of a handshake aside), nor while bytes stand on
+///   it that nobody asked for.
 /// - A password or token never goes over plain HTTP to another machine (see `SetAllowPlainTextPassword`).
 /// - A client with its requests and replies belongs to one thread at a time, a session to any number (see
 ///   TVqHTTPClientBase and TVqHTTPSessionBase). All are counted: a TVqRef more costs one atomic increment.
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <stop_token>
 
 #include "platform/http/uVqHTTPOAuth.h"
 
@@ -33,6 +39,7 @@ class TVqHTTPClientBase;
 class TVqHTTPCookies;
 class TVqHTTPReplyStream;
 class TVqHTTPRequest;
+struct TVqHTTPIdentity;
 struct TVqHTTPSessionState;
 class TVqHTTPEngine;
 
@@ -102,6 +109,7 @@ class TVqHTTPCookies {
  private:
   friend class TVqHTTPExchange;
   friend struct TVqHTTPSessionState;
+  struct TVqHTTPSessionState;
 
   struct Cookie {
     std::uint64_t Identity = 0;  // 0 is everybody
@@ -134,6 +142,7 @@ class IVqHTTPSession : public virtual IVqObject {
   virtual string GetUserAgent() const = 0;
   virtual void SetUserAgent(const string& AValue) = 0;
   /// "host:port", or a list by scheme: "http=host:port;https=host:port".
+  /// Raises EVqHTTPInvalidArgument for anything else, and for a user name in it: credentials are set at the client.
   virtual string GetProxyServer() const = 0;
   virtual void SetProxyServer(const string& AValue) = 0;
   /// Hosts that are reached directly, parted by ";" or blanks. "*" stands for any characters; "<local>" for every name
@@ -154,6 +163,21 @@ class IVqHTTPSession : public virtual IVqObject {
   /// issuer in a server's chain must have its list there.
   virtual string GetCRLFile() const = 0;
   virtual void SetCRLFile(const string& AValue) = 0;
+  /// The lowest version of TLS that is agreed to; 1.2 at first, whatever the machine's own configuration says. A lower one
+  /// lets in the ciphers of its time, too. A change closes the kept connections.
+  virtual TVqHTTPTlsVersion GetLowestTls() const = 0;
+  virtual void SetLowestTls(TVqHTTPTlsVersion AValue) = 0;
+  /// What a reply may be at most, and how long a call may take. Counts from the next request on.
+  virtual TVqHTTPLimits GetLimits() const = 0;
+  virtual void SetLimits(const TVqHTTPLimits& AValue) = 0;
+  /// Where hosts are really to be found, against what name look-up says: "mail.example.com:443" to "10.0.0.7:8443", an IPv6
+  /// address in brackets. The name stays in the request, and the certificate is held against it. Raises
+  /// EVqHTTPInvalidArgument for what is no host and port. Not offered by the engine of Windows, whose requests raise 50.
+  virtual std::map<string, string> GetConnectTo() const = 0;
+  virtual void SetConnectTo(const std::map<string, string>& AValue) = 0;
+  /// Ends the requests that are under way on this session, whichever clients they are of, within 100 ms; each raises
+  /// EVqHTTPApiException 6. Any thread may call it. Requests that begin afterwards are not concerned.
+  virtual void Cancel() noexcept = 0;
 
  protected:
   ~IVqHTTPSession() = default;
@@ -272,8 +296,8 @@ class IVqHTTPClient : public virtual IVqObject {
 /// Base of both sessions.
 ///
 /// Owns the settings and cookies, shared with its clients. No copies. Setters and getters may be called by every thread
-/// (one mutex); the component itself belongs to one thread and should outlive its clients: one that stays behind goes on
-/// with the settings it had. Raises nothing; talks to no server.
+/// (one mutex); the component itself belongs to one thread and may go before its clients: one that stays behind goes on
+/// with the settings and cookies that it had. Raises what the setters tell; talks to no server.
 class TVqHTTPSessionBase : public TVqComponent, public virtual IVqHTTPSession {
  public:
   ~TVqHTTPSessionBase() override;
@@ -293,6 +317,13 @@ class TVqHTTPSessionBase : public TVqComponent, public virtual IVqHTTPSession {
   void SetCAFile(const string& AValue) override;
   string GetCRLFile() const override;
   void SetCRLFile(const string& AValue) override;
+  TVqHTTPTlsVersion GetLowestTls() const override;
+  void SetLowestTls(TVqHTTPTlsVersion AValue) override;
+  TVqHTTPLimits GetLimits() const override;
+  void SetLimits(const TVqHTTPLimits& AValue) override;
+  std::map<string, string> GetConnectTo() const override;
+  void SetConnectTo(const std::map<string, string>& AValue) override;
+  void Cancel() noexcept override;
 
  protected:
   /// `AOwner` may be empty.
@@ -354,6 +385,13 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
 
   /// Ends the request that is under way, if any, within 100 ms. Any thread may call it.
   void Cancel() noexcept;
+  /// A request that is under way when a stop is asked for ends as by `Cancel`, and none begins from then on, until another
+  /// token is set: for operations of several requests. An empty one, as at first, never asks.
+  void SetStopToken(std::stop_token AValue) { FStopToken = std::move(AValue); }
+  const std::stop_token& GetStopToken() const noexcept { return FStopToken; }
+  /// Closes the kept connections; the next request makes a new one. While a request is under way on another thread: at its
+  /// end. Any thread may call it.
+  void CloseConnections() noexcept;
 
  protected:
   /// The second argument chooses the engine where there is Windows.
@@ -374,6 +412,8 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   friend class TVqHTTPExchange;
 
   TVqRef<IVqHTTPResponse> Execute(TVqHTTPRequest& ARequest);
+  void LeaveSession() noexcept;
+  std::uint64_t Identify();
 
   TVqHTTPAuthentication FAuthentication = TVqHTTPAuthentication::byChallenge;
   TVqHTTPVersion FHTTPVersion = TVqHTTPVersion::http11;
@@ -395,9 +435,10 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   std::atomic<bool> FBusy{false};
   std::mutex FRunningMutex;  // protects FRunning
   TVqHTTPRequest* FRunning = nullptr;
+  std::stop_token FStopToken;
+  std::shared_ptr<const TVqHTTPIdentity> FIdentity;  // of the last request
   // What worked last, so that the next request does not ask again.
   std::string FKnownOrigin;
-  TVqCredentials FKnownCredentials;
   int FKnownScheme = 0;  // a TVqHTTPScheme
 };
 

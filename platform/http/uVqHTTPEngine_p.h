@@ -4,6 +4,7 @@
 // scheme. Which scheme, which proxy, which cookies: that is decided above, once for all engines.
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -27,16 +28,40 @@ struct TVqHTTPSessionSettings {
   TVqHTTPAccessType AccessType = TVqHTTPAccessType::preConfig;
   std::string CAFile;
   std::string CRLFile;
+  TVqHTTPTlsVersion LowestTls = TVqHTTPTlsVersion::tls12;
+  TVqHTTPLimits Limits;
+  std::vector<std::pair<std::string, std::string>> ConnectTo;  // "host:port" in lower case, to "address:port"
+};
+
+/// Who a client's requests come from, for servers and for the proxy. Connections and cookies belong to one of these.
+struct TVqHTTPIdentity {
+  TVqHTTPAuthentication Authentication = TVqHTTPAuthentication::byChallenge;
+  TVqCredentials Credentials, ProxyCredentials;
+  TVqOAuth OAuth;
+  std::uint64_t Number = 0;  // of its session; 0 is nobody's
+
+  bool SameAs(const TVqHTTPIdentity& other) const {
+    return Authentication == other.Authentication && Credentials == other.Credentials &&
+           ProxyCredentials == other.ProxyCredentials && OAuth == other.OAuth;
+  }
 };
 
 /// What a session component shares with its clients.
 struct TVqHTTPSessionState {
-  mutable std::mutex Mutex;  // protects all but Cookies, which has its own
+  mutable std::mutex Mutex;  // protects all but Cookies, which has its own; taken before a client's FRunningMutex
   bool Active = false;
   TVqHTTPSessionSettings Settings;
   TVqHTTPSessionBase* Component = nullptr;  // empty once the component is gone
   std::vector<std::weak_ptr<TVqHTTPEngine>> Engines;
+  std::vector<TVqHTTPClientBase*> Clients;  // each takes itself out before it goes
   TVqHTTPCookies Cookies;
+  std::vector<std::shared_ptr<const TVqHTTPIdentity>> Identities;
+  std::uint64_t LastIdentity = 0;
+
+  /// The identity with these values, which clients with the same ones share.
+  std::shared_ptr<const TVqHTTPIdentity> Identify(TVqHTTPIdentity wanted);
+  /// Takes the cookies of identities away that no client has any more.
+  void ForgetTheGone();
 };
 
 enum class TVqHTTPRouteKind { system, direct, proxy };
@@ -47,7 +72,14 @@ struct TVqHTTPRoute {
   std::string Proxy;  // "host:port", with a scheme where the application wrote one
 };
 
+using TVqHTTPClock = std::chrono::steady_clock;
+
 struct TVqEngineRequest {
+  TVqEngineRequest() = default;
+  ~TVqEngineRequest();  // overwrites what is secret
+  TVqEngineRequest(const TVqEngineRequest&) = delete;
+  TVqEngineRequest& operator=(const TVqEngineRequest&) = delete;
+
   std::string_view Verb;
   std::string URL;
   bool HTTP11 = true;
@@ -64,8 +96,12 @@ struct TVqEngineRequest {
   unsigned ProxySchemes = schemeNone;  // those that may be used
   std::string ProxyUser, ProxyPassword;
   const std::atomic<bool>* Cancelled = nullptr;
-  std::function<void(std::uint16_t status)> OnHeaders;  // at the end of each header block that may be the last
-  std::function<void(std::string_view bytes)> OnBody;   // of the reply that is given back; may raise
+  TVqHTTPClock::time_point Deadline = TVqHTTPClock::time_point::max();  // of the whole call
+  // At the end of each header block that may be the last; true when the body is kept whole, so that its bounds hold.
+  std::function<bool(std::uint16_t status)> OnHeaders;
+  std::function<void(std::string_view bytes)> OnBody;  // of the reply that is given back, unpacked; may raise
+
+  bool IsCancelled() const noexcept { return Cancelled && *Cancelled; }
 };
 
 struct TVqEngineReply {
@@ -82,6 +118,7 @@ enum class TVqTicket {
   ready,
   none,     // no ticket server, or it does not know the account
   refused,  // the ticket server of this very account did not take the password
+  silent,   // the ticket server did not answer within the connect limit
 };
 
 /// An address taken apart.
@@ -90,7 +127,8 @@ struct TVqHTTPTarget {
   std::string Scheme, Host;  // in lower case; without brackets
   std::string Origin;        // "https://mail.example.com:443"
   std::string Address;       // what goes out
-  bool OnTheWire = true;     // what is sent as plain text can be read by others
+  std::string Place;         // "mail.example.com", and the port where it is not the usual one: for messages
+  std::uint16_t Port = 0;
 };
 
 /// One engine serves one client: its connections are its own.
@@ -101,10 +139,14 @@ class TVqHTTPEngine {
   virtual TVqEngineReply Perform(const TVqEngineRequest& request) = 0;
   /// Has `Perform` look at `Cancelled` now. Any thread.
   virtual void Wake() noexcept = 0;
-  /// Closes kept connections; while `Perform` runs on another thread, at its end. Any thread.
+  /// Closes kept connections and forgets what was learnt with them (TLS sessions, tickets); while `Perform` runs on another
+  /// thread, at its end. Any thread.
   virtual void DropConnections() noexcept = 0;
-  /// Whether Negotiate can be tried with these credentials. May ask a ticket server; on the thread of the request.
-  virtual TVqTicket PrepareNegotiate(const std::string& user, const std::string& password) = 0;
+  /// Closes kept connections alone; otherwise the same.
+  virtual void CloseConnections() noexcept = 0;
+  /// Whether Negotiate can be tried with the credentials of a request. May ask a ticket server, within the connect limit;
+  /// on the thread of the request. Raises when the request is cancelled.
+  virtual TVqTicket PrepareNegotiate(const TVqEngineRequest& request) = 0;
   /// The set of schemes that this engine can do.
   virtual unsigned Schemes() const noexcept = 0;
 
@@ -114,6 +156,21 @@ class TVqHTTPEngine {
 
 /// The engine of this system.
 std::shared_ptr<TVqHTTPEngine> VqCreateHTTPEngine(bool useWinHTTP);
+
+/// Whether what goes to `target` in the clear stays on this machine.
+bool VqStaysHere(const TVqHTTPSessionSettings& settings, const TVqHTTPRoute& route, const TVqHTTPTarget& target);
+
+/// A proxy's address taken apart.
+struct TVqHTTPProxyAddress {
+  std::string Address;  // "host:port", with a scheme where one was written
+  std::string Host;
+  std::string User, Password;  // decoded
+};
+/// False for what is no address of a proxy.
+bool VqReadProxyAddress(std::string_view text, TVqHTTPProxyAddress& address);
+
+/// Raises EVqHTTPInvalidArgument for what is no list of proxies. The text shows nothing of it: there may be a password in it.
+void VqCheckProxyServer(std::string_view list);
 
 /// Works out the way to `host` by the session's settings.
 TVqHTTPRoute VqHTTPRouteFor(const TVqHTTPSessionSettings& settings, const std::string& scheme, const std::string& host);

@@ -58,9 +58,10 @@ TVqHTTPTarget TargetOf(const string& url) {
   target.Origin = name + ":" + std::to_string(parts.Port);
   const std::uint16_t usual = parts.IsHttps() ? 443 : 80;
   target.Address = parts.Port == usual ? name : target.Origin;
+  target.Place = target.Address.substr(target.Scheme.size() + 3);
   target.Address += parts.Path.empty() ? "/" : EncodeNonAscii(parts.Path);
   if (!parts.Query.empty()) target.Address += "?" + EncodeNonAscii(parts.Query);
-  target.OnTheWire = !parts.IsHttps() && !VqIsLoopbackHost(parts.Host);
+  target.Port = parts.Port;
   return target;
 }
 
@@ -122,37 +123,45 @@ TVqHTTPExchange::TVqHTTPExchange(TVqHTTPClientBase& client, TVqHTTPRequest& requ
     : FClient(client), FRequest(request), FSession(session), FOnData(client.FOnDataReceived) {}
 
 TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
+  FIdentity = FClient.Identify();
   {
     const std::scoped_lock lock(FSession.Mutex);
     FSession.Active = true;
     FEngineRequest.Session = FSession.Settings;
   }
+  const TVqHTTPLimits& limits = FEngineRequest.Session.Limits;
+  if (limits.TotalTime.count() > 0) FEngineRequest.Deadline = TVqHTTPClock::now() + limits.TotalTime;
   TakeTarget();
+  TakeProxy();
   TakeCredentials();
   TakeHeaders();
   TakeCookies();
-  TakeProxy();
   FEngineRequest.Verb = VqHTTPVerbText(FRequest.FVerb);
   FEngineRequest.HTTP11 = FClient.FHTTPVersion == TVqHTTPVersion::http11;
   FEngineRequest.Body = FRequest.FBody;
   FEngineRequest.HasBody = FRequest.FHasBody;
   FEngineRequest.TimeOuts = FClient.FTimeOuts;
   FEngineRequest.SecurityFlags = FClient.EffectiveSecurityFlags();
-  FEngineRequest.Cancelled = &FRequest.FCancelled;
+  FEngineRequest.Cancelled = &FRequest.FEnding;
   FEngineRequest.OnHeaders = [this](std::uint16_t status) {
     FStream.Clear();
     FBody.Clear();
     // A refusal is no part of the stream that the event waits for.
     FToEvent = FOnData && status != 401 && status != 407;
+    return !FToEvent;
   };
   FEngineRequest.OnBody = [this](std::string_view bytes) {
     if (!FToEvent) return FBody.Append(bytes);
     FStream.Append(bytes);
     FOnData(FClient, FStream);
+    const std::uint64_t most = FEngineRequest.Session.Limits.UnpackedBytes;
+    if (most != 0 && FStream.GetSize() > most) VqRaiseTooLong(FTarget->Place, most, true);
   };
 
   TVqEngineReply reply = AnswerChallenge();
   const std::uint16_t status = reply.Status;
+  // What refuses a request may have left a part of it unread, or say more than was asked.
+  if (status >= 400) FClient.FEngine->CloseConnections();
   std::string hint;
   std::string tried;
   if (status == 401) {
@@ -184,7 +193,6 @@ void TVqHTTPExchange::TakeTarget() {
   if (!last || last->URL != FRequest.FURL) last = std::make_shared<const TVqHTTPTarget>(TargetOf(FRequest.FURL));
   FTarget = last;
   FEngineRequest.URL = FTarget->Address;
-  FPlainText = FTarget->OnTheWire && !FClient.FAllowPlainTextPassword;
 }
 
 void TVqHTTPExchange::TakeCredentials() {
@@ -242,7 +250,7 @@ void TVqHTTPExchange::TakeHeaders() {
 }
 
 void TVqHTTPExchange::TakeCookies() {
-  std::string all = FClient.FUseCookies ? FSession.Cookies.HeaderFor(FEngineRequest.URL) : std::string();
+  std::string all = FClient.FUseCookies ? FSession.Cookies.HeaderOf(FIdentity, FEngineRequest.URL) : std::string();
   if (!FRequest.FCookies.empty()) {
     std::string others;
     std::string_view rest = all;
@@ -265,6 +273,8 @@ void TVqHTTPExchange::TakeCookies() {
 
 void TVqHTTPExchange::TakeProxy() {
   FEngineRequest.Route = VqHTTPRouteFor(FEngineRequest.Session, FTarget->Scheme, FTarget->Host);
+  FPlainText = FTarget->Scheme == "http" && !FClient.FAllowPlainTextPassword &&
+               !VqStaysHere(FEngineRequest.Session, FEngineRequest.Route, *FTarget);
   if (FEngineRequest.Route.Kind == TVqHTTPRouteKind::direct) return;
   FEngineRequest.ProxyUser = FClient.FProxyCredentials.GetLogonName().utf8();
   FEngineRequest.ProxyPassword = FClient.FProxyCredentials.GetPassword().utf8();
@@ -286,7 +296,7 @@ TVqEngineReply TVqHTTPExchange::Perform(unsigned scheme) {
     }
   }
   if (FClient.FUseCookies) {
-    for (const std::string& cookie : reply.SetCookies) FSession.Cookies.Add(FEngineRequest.URL, cookie);
+    for (const std::string& cookie : reply.SetCookies) FSession.Cookies.AddOf(FIdentity, FEngineRequest.URL, cookie);
   }
   if (reply.CredentialsSent) FTried = scheme;
   return reply;
@@ -294,17 +304,13 @@ TVqEngineReply TVqHTTPExchange::Perform(unsigned scheme) {
 
 bool TVqHTTPExchange::Ready(unsigned scheme) {
   if (scheme != schemeNegotiate) return true;
-  const TVqTicket ticket = FClient.FEngine->PrepareNegotiate(FEngineRequest.User, FEngineRequest.Password);
-  if (ticket == TVqTicket::refused) {
-    FTicketRefused = true;
-    FTried = schemeNegotiate;
-  }
-  return ticket == TVqTicket::ready;
+  FTicket = FClient.FEngine->PrepareNegotiate(FEngineRequest);
+  if (FTicket == TVqTicket::refused) FTried = schemeNegotiate;
+  return FTicket == TVqTicket::ready;
 }
 
 unsigned TVqHTTPExchange::KnownScheme() const {
-  const bool same = FClient.FKnownOrigin == FTarget->Origin && FClient.FKnownCredentials == FClient.FCredentials;
-  return same ? static_cast<unsigned>(FClient.FKnownScheme) & FAllowed : 0U;
+  return FClient.FKnownOrigin == FTarget->Origin ? static_cast<unsigned>(FClient.FKnownScheme) & FAllowed : 0U;
 }
 
 TVqEngineReply TVqHTTPExchange::AnswerChallenge() {
@@ -321,13 +327,12 @@ TVqEngineReply TVqHTTPExchange::AnswerChallenge() {
   for (const TVqHTTPSchemeRow& row : kVqHTTPSchemes) {
     if ((FAllowed & row.Scheme) == 0 || !Offers(offered, row.Name)) continue;
     if (!Ready(row.Scheme)) {
-      if (FTicketRefused) return reply;
+      if (FTicket == TVqTicket::refused) return reply;
       continue;
     }
     reply = Perform(row.Scheme);
     if (reply.Status != 401) {
       FClient.FKnownOrigin = FTarget->Origin;
-      FClient.FKnownCredentials = FClient.FCredentials;
       FClient.FKnownScheme = row.Scheme;
       return reply;
     }
@@ -337,7 +342,7 @@ TVqEngineReply TVqHTTPExchange::AnswerChallenge() {
 }
 
 std::string TVqHTTPExchange::Hint(const std::vector<std::string>& offered) const {
-  if (FTicketRefused) return "The Kerberos server refused the password.";
+  if (FTicket == TVqTicket::refused) return "The Kerberos server refused the password.";
   if (FTried != schemeNone || FBearer) return {};
   if (FTokenHeldBack) return "An access token is not sent over plain HTTP to another machine.";
   if (FClient.FAuthentication == TVqHTTPAuthentication::anonymous) return "The client is set to send no credentials.";
@@ -351,6 +356,7 @@ std::string TVqHTTPExchange::Hint(const std::vector<std::string>& offered) const
   if (FPlainText && offersAny([](const auto& row) { return row.Readable; })) {
     return "A password is not sent over plain HTTP to another machine.";
   }
+  if (FTicket == TVqTicket::silent) return "The Kerberos server did not answer.";
   if (Offers(offered, VqHTTPSchemeName(schemeNegotiate))) return "There is no Kerberos ticket for this server.";
   if (!offered.empty()) return "None of the schemes offered is supported.";
   return "The server did not say how to log on.";

@@ -3,6 +3,7 @@
 // One request from the caller's point of view: one or more exchanges of the engine, until the server's challenge is
 // answered or cannot be.
 
+#include "platform/http/uVqHTTPIntake_p.h"
 #include "platform/http/uVqHTTPRequest_p.h"
 #include "platform/http/uVqURL.h"
 
@@ -35,7 +36,8 @@ class TVqHTTPExchange {
   bool FPlainText = false;  // credentials would be readable on the way
   unsigned FAllowed = schemeNone;
   unsigned FTried = schemeNone;
-  bool FTicketRefused = false;
+  TVqTicket FTicket = TVqTicket::none;
+  std::uint64_t FIdentity = 0;
   bool FTokenHeldBack = false;
   bool FBearer = false;
   TVqHTTPReplyStream FStream;  // what the data event sees

@@ -46,9 +46,10 @@ class TVqOAuth {
   /// Id of the registered application. Not empty means that OAuth is in use.
   const string& GetClientId() const noexcept { return FClientId; }
   void SetClientId(const string& AValue) { FClientId = AValue; }
-  /// The application's own secret, where it has one. Never part of a message or a record of an exchange.
-  const string& GetClientSecret() const noexcept { return FClientSecret; }
-  void SetClientSecret(const string& AValue) { FClientSecret = AValue; }
+  /// The application's own secret, where it has one. Held as a password is (see TVqCredentials); never part of a message
+  /// or a record of an exchange.
+  const string& GetClientSecret() const noexcept { return FClientSecret.Text(); }
+  void SetClientSecret(const string& AValue) { FClientSecret = TVqSecret(AValue); }
   /// Settings of the grants, kept for the application. No grant is carried out in this version: a token comes by SetAccessToken, and a request that
   /// needs a new one under a grant raises a plain exception. The redirect URI is where the browser is sent after an interactive log-on.
   const string& GetRedirectURI() const noexcept { return FRedirectURI; }
@@ -69,10 +70,12 @@ class TVqOAuth {
 
   /// Takes over all settings and the token.
   void Assign(const TVqOAuth& ASource) { *this = ASource; }
+  /// All settings and the token are equal.
+  friend bool operator==(const TVqOAuth&, const TVqOAuth&) = default;
 
  private:
   string FClientId;
-  string FClientSecret;
+  TVqSecret FClientSecret;
   string FRedirectURI;
   string FAuthorizationEndpoint;
   string FTokenEndpoint;

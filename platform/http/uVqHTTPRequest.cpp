@@ -2,9 +2,14 @@
 
 #include <algorithm>
 
+#include "platform/http/internal/uVqHTTPText.h"
+
 namespace velmore {
 
 namespace {
+
+// Of the words behind a status, which are a few.
+constexpr std::size_t kLongestReason = 200;
 
 char Lower(char c) noexcept {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -83,7 +88,7 @@ std::vector<std::string> VqOfferedSchemes(const TVqEngineReply& reply) {
 TVqHTTPResponse::TVqHTTPResponse(std::string url, TVqEngineReply reply, std::string body)
     : FURL(std::move(url)), FBody(std::move(body)) {
   FStatus.Code = reply.Status;
-  FStatus.Text = HeaderText(reply.Reason);
+  FStatus.Text = VqShownText(HeaderText(reply.Reason), kLongestReason);
   if (reply.Status == 401 || reply.Status == 407) {
     for (const std::string& scheme : VqOfferedSchemes(reply)) FOffered.emplace_back(scheme);
   }
@@ -184,7 +189,18 @@ TVqRef<IVqHTTPResponse> TVqHTTPRequest::Execute() {
 
 void TVqHTTPRequest::Cancel() noexcept {
   FCancelled = true;
+  Stop();
+}
+
+void TVqHTTPRequest::Stop() noexcept {
+  FEnding = true;
   FClient->FEngine->Wake();
+}
+
+// In this order: a Cancel in between is seen either here or by its own store.
+void TVqHTTPRequest::Begin() noexcept {
+  FEnding = false;
+  if (FCancelled) FEnding = true;
 }
 
 }  // namespace velmore

@@ -67,7 +67,10 @@ class TVqHTTPRequest final : public TVqObject, public virtual IVqHTTPRequestEx {
   std::vector<std::pair<std::string, std::string>> FHeaders;
   std::vector<std::pair<std::string, std::string>> FCookies;
   TVqHTTPResponseHandler FHandler;
-  std::atomic<bool> FCancelled{false};
+  void Begin() noexcept;
+  void Stop() noexcept;
+  std::atomic<bool> FCancelled{false};  // for ever
+  std::atomic<bool> FEnding{false};     // this execution, by Cancel or by the client's stop token
 };
 
 /// The schemes that the "WWW-Authenticate" or "Proxy-Authenticate" values of a reply offer, in order, each once.

@@ -9,8 +9,10 @@
 /// Nothing here talks to a server. Every class is a plain value: it owns what it holds, a copy copies its texts, one
 /// thread at a time uses it, and nothing raises unless it is told at the operation.
 
+#include <chrono>
 #include <initializer_list>
 
+#include "platform/common/uVqSecret.h"
 #include "platform/common/uVqSysUtils.h"
 
 namespace velmore {
@@ -58,6 +60,9 @@ enum class TVqHTTPAccessType : std::uint8_t {
 string VqHTTPAccessTypeText(TVqHTTPAccessType AValue);
 /// The enumerator of a name, without regard to case; false, and nothing changed, when there is none.
 bool VqTryHTTPAccessType(const string& AText, TVqHTTPAccessType& AValue);
+
+/// The lowest version of TLS that a session agrees to.
+enum class TVqHTTPTlsVersion : std::uint8_t { tls10, tls11, tls12, tls13 };
 
 /// The "Connection" header of requests.
 enum class TVqHTTPConnectionHeader : std::uint8_t {
@@ -119,6 +124,27 @@ class TVqHTTPSecurityFlags {
   std::uint8_t FBits = 0;
 };
 
+/// Bounds that a hostile server meets before memory and patience do. 0 is no bound. Exceeding one raises EVqHTTPApiException
+/// with a text of its own: 12152, and 12002 for the time. The client stays usable, on a new connection.
+struct TVqHTTPLimits {
+  /// Bytes of a reply's body as they come in, packed or not. A reply that a data event takes is not counted.
+  std::uint64_t ReplyBytes = std::uint64_t{512} << 20;
+  /// The same when unpacked; of a reply that a data event takes, what the event leaves standing.
+  std::uint64_t UnpackedBytes = std::uint64_t{1} << 30;
+  /// How many times its size a packed reply may unpack to, once it unpacks to more than the floor.
+  std::uint32_t UnpackRatio = 100;
+  std::uint64_t UnpackRatioFloor = std::uint64_t{64} << 20;
+  /// Bytes of all header lines that come in for one request, those of a handshake's steps and of the proxy included. A
+  /// single line is bounded at 100 KiB besides.
+  std::uint32_t HeaderBytes = 128U << 10;
+  /// From the beginning of a call to the last byte of its reply, handshakes included.
+  std::chrono::milliseconds TotalTime{0};
+  /// Units of each text of the server's that an exception takes over; the rest becomes "...".
+  std::uint32_t TextLength = 4096;
+
+  friend bool operator==(const TVqHTTPLimits&, const TVqHTTPLimits&) = default;
+};
+
 /// User name and password. The name is "user", "DOMAIN\user" or "user@domain"; a separate domain is put before a name
 /// that has none.
 class TVqCredentials {
@@ -126,9 +152,10 @@ class TVqCredentials {
   /// The name in one of its three forms; empty at first.
   const string& GetUserName() const noexcept { return FUserName; }
   void SetUserName(const string& AValue) { FUserName = AValue; }
-  /// Kept in memory as it is; never part of a message, a record of an exchange or a dump.
-  const string& GetPassword() const noexcept { return FPassword; }
-  void SetPassword(const string& AValue) { FPassword = AValue; }
+  /// Held once for all copies of these credentials and overwritten when the last one goes; never part of a message, a
+  /// record of an exchange or a dump.
+  const string& GetPassword() const noexcept { return FPassword.Text(); }
+  void SetPassword(const string& AValue) { FPassword = TVqSecret(AValue); }
   /// For a name without a domain of its own; empty as a rule.
   const string& GetDomain() const noexcept { return FDomain; }
   void SetDomain(const string& AValue) { FDomain = AValue; }
@@ -145,7 +172,7 @@ class TVqCredentials {
 
  private:
   string FUserName;
-  string FPassword;
+  TVqSecret FPassword;
   string FDomain;
 };
 

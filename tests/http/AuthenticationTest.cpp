@@ -7,8 +7,39 @@ using namespace velmore;
 
 namespace {
 
-// Unicode, NTLM, challenge 0123456789abcdef, no target information.
-constexpr const char* NtlmChallenge = "NTLM TlRMTVNTUAACAAAAAAAAADAAAAABAgAAASNFZ4mrze8AAAAAAAAAAAAAAAAwAAAA";
+// Challenge 0123456789abcdef in the short form of old servers: Unicode, no target information, no version.
+constexpr const char* NtlmShortChallenge = "NTLM TlRMTVNTUAACAAAAAAAAADAAAAABAgAAASNFZ4mrze8AAAAAAAAAAAAAAAAwAAAA";
+
+std::string LittleEndian(std::uint32_t value, int bytes) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i & 0xFF);
+  return text;
+}
+
+std::string Utf16(const std::string& ascii) {
+  std::string text;
+  for (const char c : ascii) text.append({c, '\0'});
+  return text;
+}
+
+// The same challenge as servers of today write it: with the names of domain and server, and a version.
+std::string NtlmChallenge() {
+  const auto field = [](std::size_t length, std::size_t offset) {
+    const auto size = static_cast<std::uint32_t>(length);
+    return LittleEndian(size, 2) + LittleEndian(size, 2) + LittleEndian(static_cast<std::uint32_t>(offset), 4);
+  };
+  const auto pair = [](std::uint32_t kind, const std::string& value) {
+    return LittleEndian(kind, 2) + LittleEndian(static_cast<std::uint32_t>(value.size()), 2) + value;
+  };
+  const std::string target = Utf16("VELMORE");
+  const std::string information = pair(2, target) + pair(1, Utf16("MAIL")) + pair(0, "");
+  constexpr std::uint32_t flags = 0xA2898205;  // as a server of a domain sets them, without signing of messages
+  const std::string message = std::string("NTLMSSP\0", 8) + LittleEndian(2, 4) + field(target.size(), 56) +
+                              LittleEndian(flags, 4) + "\x01\x23\x45\x67\x89\xAB\xCD\xEF" + std::string(8, '\0') +
+                              field(information.size(), 56 + target.size()) +
+                              std::string("\x0A\0\x39\x38\0\0\0\x0F", 8) + target + information;
+  return "NTLM " + EncodeBase64(message);
+}
 
 // "anna:geheim"
 constexpr const char* BasicHeader = "Basic YW5uYTpnZWhlaW0=";
@@ -33,6 +64,7 @@ class NtlmServer {
   std::string Names;  // of the last third message
   int Handshakes = 0;
   bool Refuse = false;
+  std::string Challenge = NtlmChallenge();
   bool ForgetOnce = false;  // the next request on an authenticated connection is challenged anew
 
  private:
@@ -44,7 +76,7 @@ class NtlmServer {
       return known ? ScriptedServer::Ok(request.Body) : Refusal("WWW-Authenticate: NTLM\r\n" + FOffers);
     const std::string message = DecodeBase64(std::string_view(sent).substr(5));
     if (message.size() > 8 && message[8] == 1) {
-      return Refusal(std::string("WWW-Authenticate: ") + NtlmChallenge + "\r\n");
+      return Refusal("WWW-Authenticate: " + Challenge + "\r\n");
     }
     Names = NtlmField(message, 28) + "\\" + NtlmField(message, 36);
     ++Handshakes;
@@ -200,11 +232,22 @@ TEST(Authentication, ARefusedNtlmPasswordIsNotOfferedAgainAsBasic) {
   for (const auto& request : server.Requests()) EXPECT_FALSE(request.Header("Authorization").starts_with("Basic"));
 }
 
+TEST(Authentication, AnOldServersShortChallengeIsAnsweredOverPlainHttp) {
+  ScriptedServer server;
+  NtlmServer ntlm(server);
+  ntlm.Challenge = NtlmShortChallenge;
+  const auto client = As("CONTOSO\\anna", "geheim");
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(Post(client, server.Url(), "x")->GetStatus().Code, 200);
+  EXPECT_EQ(ntlm.Names, "CONTOSO\\anna");
+  EXPECT_EQ(ntlm.Handshakes, 1);
+  EXPECT_EQ(server.Connections(), 1);
+}
+
 TEST(Authentication, AConnectionThatGoesInTheMiddleOfAHandshakeIsReplaced) {
   ScriptedServer server;
   server.Then(Refusal("WWW-Authenticate: NTLM\r\n"))
       .Then({"", 0, {}, {}, true, false, false, false})
-      .Then(Refusal(std::string("WWW-Authenticate: ") + NtlmChallenge + "\r\n"))
+      .Then(Refusal("WWW-Authenticate: " + NtlmChallenge() + "\r\n"))
       .Then(ScriptedServer::Ok("done"));
   EXPECT_EQ(Post(Anna(), server.Url(), "body")->GetText(), "done");
   EXPECT_EQ(server.Complaints(), "");
@@ -215,7 +258,7 @@ TEST(Authentication, AConnectionThatGoesInTheMiddleOfAHandshakeIsReplaced) {
 
 TEST(Authentication, AServerThatChallengesForEverIsGivenUp) {
   ScriptedServer server;
-  server.Always([](const auto&) { return Plain(Refusal(std::string("WWW-Authenticate: ") + NtlmChallenge + "\r\n")); });
+  server.Always([](const auto&) { return Plain(Refusal("WWW-Authenticate: " + NtlmChallenge() + "\r\n")); });
   const auto response = Get(Anna(), server.Url());
   EXPECT_EQ(response->GetStatus().Code, 401);
   EXPECT_EQ(response->GetTriedScheme(), "NTLM");

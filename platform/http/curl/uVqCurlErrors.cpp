@@ -130,6 +130,9 @@ std::string VqCurlErrorText(const TVqCurlErrorRow& row, std::string_view host, s
   if (const std::size_t mark = text.find("%s"); mark != std::string::npos) {
     text.replace(mark, 2, "\"" + std::string(host) + "\"");
   }
+  // What libcurl says of an address shows the address, and a proxy's may hold a password.
+  constexpr int withAddress[] = {1, 3, 5, 97};
+  if (std::find(std::begin(withAddress), std::end(withAddress), row.Code) != std::end(withAddress)) return text;
   if (!detail.empty()) text.append(" (").append(detail).append(")");
   return text;
 }

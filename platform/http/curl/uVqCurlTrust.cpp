@@ -1,5 +1,6 @@
 #include "platform/http/curl/uVqCurlTrust_p.h"
 
+#include <curl/curl.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
@@ -132,29 +133,52 @@ TVqCertificateCheck VqClassifyCertificateError(int error, int depth) noexcept {
   }
 }
 
-bool TVqCurlTrust::Prepare(TVqHTTPSecurityFlags flags, const std::string& caFile, const std::string& crlFile,
-                           const char* systemFile, const char* systemFolder) {
+bool TVqCurlTrust::Prepare(TVqHTTPSecurityFlags flags, const TVqHTTPSessionSettings& session, const char* systemFile,
+                           const char* systemFolder) {
   const char* const fileSet = std::getenv("SSL_CERT_FILE");
   const char* const folderSet = std::getenv("SSL_CERT_DIR");
   const bool machine = !fileSet && !folderSet;
   const std::string file = fileSet ? fileSet : machine && systemFile ? systemFile : "";
   const std::string folder = folderSet ? folderSet : machine && systemFolder ? systemFolder : "";
-  const std::shared_ptr<void> store = FindStore(caFile, crlFile, file, folder);
-  const bool changed = FStore && (store != FStore || !(flags == FFlags));
+  const std::shared_ptr<void> store = FindStore(session.CAFile, session.CRLFile, file, folder);
+  const bool changed = FStore && (store != FStore || !(flags == FFlags) || session.LowestTls != FLowest);
   FStore = store;
   FFlags = flags;
-  FCAFile = caFile;
-  FCRLFile = crlFile;
+  FLowest = session.LowestTls;
   return changed;
 }
 
 bool TVqCurlTrust::Apply(void* sslContext) {
   auto* const context = static_cast<SSL_CTX*>(sslContext);
   if (TrustIndex() < 0 || SSL_CTX_set_ex_data(context, TrustIndex(), this) != 1) return false;
+  constexpr int versions[] = {TLS1_VERSION, TLS1_1_VERSION, TLS1_2_VERSION, TLS1_3_VERSION};
+  if (SSL_CTX_set_min_proto_version(context, versions[static_cast<std::size_t>(FLowest)]) != 1) return false;
+  // The hashes of the old versions are below every level of security that OpenSSL knows but the lowest.
+  if (FLowest < TVqHTTPTlsVersion::tls12) SSL_CTX_set_security_level(context, 0);
   SSL_CTX_set1_cert_store(context, static_cast<X509_STORE*>(FStore.get()));
   SSL_CTX_set_verify(context, SSL_VERIFY_PEER, VqVerifyCallback);
   SSL_CTX_set_client_cert_cb(context, VqClientCertificateCallback);
   return true;
+}
+
+std::string VqEndPointBinding(void* easy) {
+  curl_tlssessioninfo* session = nullptr;
+  if (curl_easy_getinfo(easy, CURLINFO_TLS_SSL_PTR, &session) != CURLE_OK || !session || !session->internals ||
+      session->backend != CURLSSLBACKEND_OPENSSL) {
+    return {};
+  }
+  X509* const certificate = SSL_get1_peer_certificate(static_cast<const SSL*>(session->internals));
+  if (!certificate) return {};
+  // The hash of the certificate's own signature; a weak or an unknown one gives way to SHA-256 (RFC 5929).
+  int hash = NID_undef;
+  X509_get_signature_info(certificate, &hash, nullptr, nullptr, nullptr);
+  const EVP_MD* digest = hash == NID_md5 || hash == NID_sha1 ? nullptr : EVP_get_digestbynid(hash);
+  unsigned char bytes[EVP_MAX_MD_SIZE];
+  unsigned length = 0;
+  const bool good = X509_digest(certificate, digest ? digest : EVP_sha256(), bytes, &length) == 1;
+  X509_free(certificate);
+  if (!good) return {};
+  return std::string("tls-server-end-point:").append(reinterpret_cast<const char*>(bytes), length);
 }
 
 bool TVqCurlTrust::Judge(int error, int depth) {

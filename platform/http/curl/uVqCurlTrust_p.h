@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/http/uVqHTTPTypes.h"
+#include "platform/http/uVqHTTPEngine_p.h"
 
 namespace velmore {
 
@@ -16,8 +16,8 @@ class TVqCurlTrust {
  public:
   /// Takes the settings for the connections to come; true when they differ from the last ones, so that connections made
   /// under those must go. Raises EVqHTTPInvalidArgument for a file that cannot be read.
-  bool Prepare(TVqHTTPSecurityFlags flags, const std::string& caFile, const std::string& crlFile,
-               const char* systemFile, const char* systemFolder);
+  bool Prepare(TVqHTTPSecurityFlags flags, const TVqHTTPSessionSettings& session, const char* systemFile,
+               const char* systemFolder);
   /// Sets up a connection; `sslContext` is an SSL_CTX. False when that fails.
   bool Apply(void* sslContext);
 
@@ -37,12 +37,16 @@ class TVqCurlTrust {
 
  private:
   TVqHTTPSecurityFlags FFlags;
-  std::string FCAFile, FCRLFile;
+  TVqHTTPTlsVersion FLowest = TVqHTTPTlsVersion::tls12;
   std::shared_ptr<void> FStore;  // an X509_STORE
   std::uint32_t FFailure = 0;
   std::string FFailureText;
   bool FAskedForCertificate = false;
 };
+
+/// The end point of the TLS connection that an easy handle works on, as authentication is bound to it ("tls-server-end-point"
+/// and a hash of the server's certificate); empty without TLS.
+std::string VqEndPointBinding(void* easy);
 
 /// What an error of OpenSSL's verification (X509_V_ERR_...) is to us.
 struct TVqCertificateCheck {

@@ -1,4 +1,4 @@
-#include "platform/http/curl/uVqKerberos_p.h"
+#include "platform/http/curl/uVqGssTokens_p.h"
 
 #ifdef VELMORE_KRB5
 #include <gssapi/gssapi_ext.h>
@@ -8,7 +8,11 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
+#include <condition_variable>
+#include <thread>
+
+#include "platform/common/uVqNetEncoding.h"
+#include "platform/http/uVqURL.h"
 
 namespace velmore {
 
@@ -19,6 +23,19 @@ char Upper(char c) {
 }
 
 }  // namespace
+
+std::string VqEncodeToken(const std::string& token) {
+  return VqBase64Encode(token);
+}
+
+bool VqDecodeToken(std::string_view text, std::string& token) {
+  try {
+    token = VqBase64Decode(text);
+  } catch (const EConvertError&) {
+    return false;
+  }
+  return true;
+}
 
 std::string VqKerberosPrincipal(const std::string& logonName) {
   std::string user = logonName;
@@ -46,54 +63,49 @@ bool VqNamesItsRealm(const std::string& logonName, const std::string& defaultRea
 
 namespace {
 
-gss_OID_set_desc KerberosOnly() {
-  return {1, const_cast<gss_OID>(gss_mech_krb5)};
+using Clock = TVqHTTPClock;
+
+// 1.3.6.1.4.1.311.2.2.10 and 1.3.6.1.5.5.2, which no header of MIT's names.
+gss_OID_desc NtlmMechanism = {10, const_cast<char*>("\x2b\x06\x01\x04\x01\x82\x37\x02\x02\x0a")};
+gss_OID_desc SpnegoMechanism = {6, const_cast<char*>("\x2b\x06\x01\x05\x05\x02")};
+
+gss_OID_set_desc Only(gss_OID mechanism) {
+  return {1, mechanism};
+}
+gss_OID Kerberos() {
+  return const_cast<gss_OID>(gss_mech_krb5);
 }
 
 struct Name {
   gss_name_t Value = GSS_C_NO_NAME;
+  Name() = default;
   ~Name() {
     OM_uint32 minor = 0;
     gss_release_name(&minor, &Value);
+  }
+  Name(const Name&) = delete;
+  Name& operator=(const Name&) = delete;
+
+  bool Import(const std::string& text, gss_OID type) {
+    OM_uint32 minor = 0;
+    gss_buffer_desc buffer = {text.size(), const_cast<char*>(text.data())};
+    return gss_import_name(&minor, &buffer, type, &Value) == GSS_S_COMPLETE;
   }
 };
 
 struct Credential {
   gss_cred_id_t Value = GSS_C_NO_CREDENTIAL;
+  Credential() = default;
   ~Credential() {
     OM_uint32 minor = 0;
     gss_release_cred(&minor, &Value);
   }
+  Credential(const Credential&) = delete;
+  Credential& operator=(const Credential&) = delete;
 };
 
 gss_buffer_desc Buffer(const std::string& text) {
   return {text.size(), const_cast<char*>(text.data())};
-}
-
-bool Import(const std::string& principal, Name& name) {
-  OM_uint32 minor = 0;
-  gss_buffer_desc text = Buffer(principal);
-  return gss_import_name(&minor, &text, const_cast<gss_OID>(GSS_KRB5_NT_PRINCIPAL_NAME), &name.Value) == GSS_S_COMPLETE;
-}
-
-// The ticket at hand: made out to `user`, or to anybody when that is empty.
-bool TicketAtHand(const std::string& user) {
-  OM_uint32 minor = 0;
-  OM_uint32 left = 0;
-  gss_OID_set_desc mechanisms = KerberosOnly();
-  Credential credential;
-  Name owner;
-  if (gss_acquire_cred(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE, &credential.Value, nullptr,
-                       nullptr) != GSS_S_COMPLETE ||
-      gss_inquire_cred(&minor, credential.Value, &owner.Value, &left, nullptr, nullptr) != GSS_S_COMPLETE ||
-      left == 0) {
-    return false;
-  }
-  if (user.empty()) return true;
-  Name wanted;
-  int equal = 0;
-  return Import(VqKerberosPrincipal(user), wanted) &&
-         gss_compare_name(&minor, owner.Value, wanted.Value, &equal) == GSS_S_COMPLETE && equal != 0;
 }
 
 // The KDC knows the account and did not take the password. Others that it cannot take are expired or locked: there, too,
@@ -122,16 +134,56 @@ std::string NewCacheName() {
   return "MEMORY:velmore-http-" + std::to_string(++Number);
 }
 
+// Runs `job` on a thread of its own. False when the connect limit, the whole call's limit or the request is over first: the
+// job goes on alone then, and everything that it touches must be its own. GSSAPI cannot be told to stop.
+bool RunAside(const TVqEngineRequest& request, std::function<void()> job) {
+  struct State {
+    std::mutex Mutex;  // protects Done
+    std::condition_variable Changed;
+    bool Done = false;
+  };
+  const auto state = std::make_shared<State>();
+  std::thread([state, job = std::move(job)]() mutable {
+    job();
+    job = nullptr;
+    const std::scoped_lock lock(state->Mutex);
+    state->Done = true;
+    state->Changed.notify_all();
+  }).detach();
+  const int limit = request.TimeOuts.GetConnect();
+  auto until = request.Deadline;
+  if (limit > 0) until = std::min(until, Clock::now() + std::chrono::milliseconds(limit));
+  constexpr std::chrono::milliseconds look{20};  // at the cancellation, which is due within 100
+  std::unique_lock lock(state->Mutex);
+  while (!state->Done && !request.IsCancelled() && Clock::now() < until) {
+    state->Changed.wait_until(lock, std::min(until, Clock::now() + look));
+  }
+  return state->Done;
+}
+
 }  // namespace
 
-struct TVqKerberosTickets::Prepared {
-  std::string Cache;  // empty: the cache at hand
-  std::string User, Password;
-  Credential Ticket;
-  std::chrono::steady_clock::time_point Until;
+bool VqHasGssKerberos() noexcept {
+  return true;
+}
 
-  ~Prepared() { Destroy(); }
-  void Destroy() {
+bool VqHasGssNtlm() noexcept {
+  static const bool has = [] {
+    OM_uint32 minor = 0;
+    gss_OID_set mechanisms = GSS_C_NO_OID_SET;
+    if (gss_indicate_mechs(&minor, &mechanisms) != GSS_S_COMPLETE) return false;
+    int present = 0;
+    gss_test_oid_set_member(&minor, &NtlmMechanism, mechanisms, &present);
+    gss_release_oid_set(&minor, &mechanisms);
+    return present != 0;
+  }();
+  return has;
+}
+
+struct TVqGssCredentials::TPrepared {
+  TPrepared() = default;
+  ~TPrepared() {
+    VqWipe(Password);
     if (Cache.empty()) return;
     // A cache in memory lives until it is destroyed, for which GSSAPI has no call.
     krb5_context context = nullptr;
@@ -140,70 +192,210 @@ struct TVqKerberosTickets::Prepared {
       if (krb5_cc_resolve(context, Cache.c_str(), &cache) == 0) krb5_cc_destroy(context, cache);
       krb5_free_context(context);
     }
-    Cache.clear();
   }
+  TPrepared(const TPrepared&) = delete;
+  TPrepared& operator=(const TPrepared&) = delete;
+
+  TVqTicket Fetch();
+  TVqTicket TakeAtHand();
+  void ForNegotiate();
+
+  std::string User, Password;
+  std::string Cache;     // where the ticket lies; empty: in the machine's own place
+  Credential Negotiate;  // for Kerberos in Negotiate's wrapping
+  Clock::time_point Until;
 };
 
-TVqKerberosTickets::TVqKerberosTickets() = default;
-TVqKerberosTickets::~TVqKerberosTickets() = default;
-
-TVqTicket TVqKerberosTickets::Prepare(const std::string& user, const std::string& password) {
-  const auto now = std::chrono::steady_clock::now();
-  if (FPrepared && FPrepared->User == user && FPrepared->Password == password && !FPrepared->Cache.empty() &&
-      now < FPrepared->Until) {
-    return TVqTicket::ready;
+// The ticket at hand: made out to the user, or to anybody when none was named.
+TVqTicket TVqGssCredentials::TPrepared::TakeAtHand() {
+  OM_uint32 minor = 0;
+  OM_uint32 left = 0;
+  gss_OID_set_desc mechanisms = Only(Kerberos());
+  Credential credential;
+  Name owner;
+  if (gss_acquire_cred(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE, &credential.Value, nullptr,
+                       nullptr) != GSS_S_COMPLETE ||
+      gss_inquire_cred(&minor, credential.Value, &owner.Value, &left, nullptr, nullptr) != GSS_S_COMPLETE ||
+      left == 0) {
+    return TVqTicket::none;
   }
-  FPrepared = std::make_unique<Prepared>();
-  FPrepared->User = user;
-  FPrepared->Password = password;
-  if (user.empty() || password.empty()) return TicketAtHand(user) ? TVqTicket::ready : TVqTicket::none;
+  if (!User.empty()) {
+    Name wanted;
+    int equal = 0;
+    if (!wanted.Import(VqKerberosPrincipal(User), const_cast<gss_OID>(GSS_KRB5_NT_PRINCIPAL_NAME)) ||
+        gss_compare_name(&minor, owner.Value, wanted.Value, &equal) != GSS_S_COMPLETE || equal == 0) {
+      return TVqTicket::none;
+    }
+  }
+  ForNegotiate();
+  return Negotiate.Value ? TVqTicket::ready : TVqTicket::none;
+}
 
+TVqTicket TVqGssCredentials::TPrepared::Fetch() {
   OM_uint32 minor = 0;
   OM_uint32 seconds = 0;
   Name name;
-  gss_OID_set_desc mechanisms = KerberosOnly();
-  gss_buffer_desc secret = Buffer(password);
-  if (!Import(VqKerberosPrincipal(user), name)) return TVqTicket::none;
+  gss_OID_set_desc mechanisms = Only(Kerberos());
+  gss_buffer_desc secret = Buffer(Password);
+  Credential ticket;
+  if (!name.Import(VqKerberosPrincipal(User), const_cast<gss_OID>(GSS_KRB5_NT_PRINCIPAL_NAME))) return TVqTicket::none;
   if (gss_acquire_cred_with_password(&minor, name.Value, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
-                                     &FPrepared->Ticket.Value, nullptr, &seconds) != GSS_S_COMPLETE) {
-    return IsRefusal(minor) && VqNamesItsRealm(user, DefaultRealm()) ? TVqTicket::refused : TVqTicket::none;
+                                     &ticket.Value, nullptr, &seconds) != GSS_S_COMPLETE) {
+    return IsRefusal(minor) && VqNamesItsRealm(User, DefaultRealm()) ? TVqTicket::refused : TVqTicket::none;
   }
   const std::string cache = NewCacheName();
   gss_key_value_element_desc element = {"ccache", cache.c_str()};
   gss_key_value_set_desc store = {1, &element};
-  if (gss_store_cred_into(&minor, FPrepared->Ticket.Value, GSS_C_INITIATE, const_cast<gss_OID>(gss_mech_krb5), 1, 1,
-                          &store, nullptr, nullptr) != GSS_S_COMPLETE) {
+  if (gss_store_cred_into(&minor, ticket.Value, GSS_C_INITIATE, Kerberos(), 1, 1, &store, nullptr, nullptr) !=
+      GSS_S_COMPLETE) {
     return TVqTicket::none;
   }
-  FPrepared->Cache = cache;
-  FPrepared->Until = now + std::chrono::seconds(std::min<OM_uint32>(seconds, 8 * 3600) * 9 / 10);
-  return TVqTicket::ready;
+  Cache = cache;
+  Until = Clock::now() + std::chrono::seconds(std::min<OM_uint32>(seconds, 8 * 3600) * 9 / 10);
+  ForNegotiate();
+  return Negotiate.Value ? TVqTicket::ready : TVqTicket::none;
 }
 
-TVqKerberosTickets::Use::Use(const TVqKerberosTickets& tickets) {
-  if (!tickets.FPrepared || tickets.FPrepared->Cache.empty()) return;
+// Kerberos alone: what else GSSAPI knows would speak for somebody whom nobody named.
+void TVqGssCredentials::TPrepared::ForNegotiate() {
   OM_uint32 minor = 0;
-  const char* before = nullptr;
-  FSet = gss_krb5_ccache_name(&minor, tickets.FPrepared->Cache.c_str(), &before) == GSS_S_COMPLETE;
-  if (FSet && before) FBefore = before;
+  gss_OID_set_desc mechanisms = Only(&SpnegoMechanism);
+  gss_key_value_element_desc element = {"ccache", Cache.c_str()};
+  gss_key_value_set_desc store = {Cache.empty() ? 0U : 1U, &element};
+  if (gss_acquire_cred_from(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE, &store,
+                            &Negotiate.Value, nullptr, nullptr) != GSS_S_COMPLETE) {
+    return;
+  }
+  gss_OID_set_desc kerberos = Only(Kerberos());
+  if (gss_set_neg_mechs(&minor, Negotiate.Value, &kerberos) != GSS_S_COMPLETE) {
+    gss_release_cred(&minor, &Negotiate.Value);
+    Negotiate.Value = GSS_C_NO_CREDENTIAL;
+  }
 }
 
-TVqKerberosTickets::Use::~Use() {
-  if (!FSet) return;
+TVqGssCredentials::TVqGssCredentials() = default;
+TVqGssCredentials::~TVqGssCredentials() = default;
+
+TVqTicket TVqGssCredentials::Prepare(const TVqEngineRequest& request) {
+  if (FPrepared && FPrepared->User == request.User && FPrepared->Password == request.Password &&
+      !FPrepared->Cache.empty() && Clock::now() < FPrepared->Until) {
+    return TVqTicket::ready;
+  }
+  FPrepared.reset();
+  auto prepared = std::make_shared<TPrepared>();
+  prepared->User = request.User;
+  prepared->Password = request.Password;
+  if (request.User.empty() || request.Password.empty()) {
+    const TVqTicket ticket = prepared->TakeAtHand();
+    if (ticket == TVqTicket::ready) FPrepared = std::move(prepared);
+    return ticket;
+  }
+  const auto answer = std::make_shared<std::atomic<TVqTicket>>(TVqTicket::silent);
+  if (!RunAside(request, [prepared, answer] { *answer = prepared->Fetch(); })) return TVqTicket::silent;
+  if (*answer == TVqTicket::ready) FPrepared = std::move(prepared);
+  return *answer;
+}
+
+struct TVqGssHandshake::TContext {
+  TContext() = default;
+  ~TContext() {
+    OM_uint32 minor = 0;
+    gss_delete_sec_context(&minor, &Value, GSS_C_NO_BUFFER);
+  }
+  TContext(const TContext&) = delete;
+  TContext& operator=(const TContext&) = delete;
+
+  bool Begin(const TVqEngineRequest& request);
+  bool Step(const std::string& challenge, std::string& token);
+
+  std::shared_ptr<TVqGssCredentials::TPrepared> Prepared;
+  Credential Ntlm;
+  gss_OID Mechanism = GSS_C_NO_OID;
+  Name Server;
+  std::string Binding;
+  gss_ctx_id_t Value = GSS_C_NO_CONTEXT;
+  bool Begun = false;
+};
+
+bool TVqGssHandshake::TContext::Begin(const TVqEngineRequest& request) {
+  Begun = true;
   OM_uint32 minor = 0;
-  gss_krb5_ccache_name(&minor, FBefore.empty() ? nullptr : FBefore.c_str(), nullptr);
+  const std::string service = "HTTP@" + VqDecodeURL(request.URL).Host.utf8();
+  if (!Server.Import(service, GSS_C_NT_HOSTBASED_SERVICE)) return false;
+  if (Mechanism == &SpnegoMechanism) return Prepared && Prepared->Negotiate.Value;
+  // A name in the mail form is one name for the server's directory: "@" does not part a domain from it.
+  std::string user = request.User;
+  if (const std::size_t at = user.find('@'); at != std::string::npos && user.find('\\') == std::string::npos) {
+    user.insert(at, "\\");
+  }
+  Name name;
+  gss_OID_set_desc mechanisms = Only(&NtlmMechanism);
+  gss_buffer_desc secret = Buffer(request.Password);
+  return name.Import(user, GSS_C_NT_USER_NAME) &&
+         gss_acquire_cred_with_password(&minor, name.Value, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
+                                        &Ntlm.Value, nullptr, nullptr) == GSS_S_COMPLETE;
+}
+
+bool TVqGssHandshake::TContext::Step(const std::string& challenge, std::string& token) {
+  gss_channel_bindings_struct bindings = {};
+  bindings.application_data = Buffer(Binding);
+  gss_buffer_desc in = Buffer(challenge);
+  gss_buffer_desc out = GSS_C_EMPTY_BUFFER;
+  OM_uint32 minor = 0;
+  const bool spnego = Mechanism == &SpnegoMechanism;
+  const OM_uint32 major =
+      gss_init_sec_context(&minor, spnego ? Prepared->Negotiate.Value : Ntlm.Value, &Value, Server.Value, Mechanism,
+                           spnego ? GSS_C_MUTUAL_FLAG | GSS_C_REPLAY_FLAG : 0, GSS_C_INDEFINITE,
+                           Binding.empty() ? GSS_C_NO_CHANNEL_BINDINGS : &bindings,
+                           challenge.empty() ? GSS_C_NO_BUFFER : &in, nullptr, &out, nullptr, nullptr);
+  token.assign(static_cast<const char*>(out.value), out.length);
+  gss_release_buffer(&minor, &out);
+  return !GSS_ERROR(major) && !token.empty();
+}
+
+TVqGssHandshake::TVqGssHandshake(const TVqGssCredentials& credentials, unsigned scheme, std::string binding)
+    : FContext(std::make_shared<TContext>()) {
+  FContext->Prepared = credentials.FPrepared;
+  FContext->Mechanism = scheme == schemeNTLM ? &NtlmMechanism : &SpnegoMechanism;
+  FContext->Binding = std::move(binding);
+}
+TVqGssHandshake::~TVqGssHandshake() = default;
+
+bool TVqGssHandshake::Step(const TVqEngineRequest& request, const std::string& challenge, std::string& token) {
+  if (!FContext->Begun && !FContext->Begin(request)) return false;
+  // Only the first token of Kerberos asks somebody: for a ticket for this server.
+  if (FContext->Mechanism == &NtlmMechanism || !challenge.empty()) return FContext->Step(challenge, token);
+  struct Result {
+    bool Good = false;
+    std::string Token;
+  };
+  const auto result = std::make_shared<Result>();
+  if (!RunAside(request, [context = FContext, result] { result->Good = context->Step({}, result->Token); }))
+    return false;
+  token = std::move(result->Token);
+  return result->Good;
 }
 
 #else  // libcurl alone, with the ticket at hand
 
-struct TVqKerberosTickets::Prepared {};
-TVqKerberosTickets::TVqKerberosTickets() = default;
-TVqKerberosTickets::~TVqKerberosTickets() = default;
-TVqTicket TVqKerberosTickets::Prepare(const std::string& user, const std::string&) {
-  return user.empty() ? TVqTicket::ready : TVqTicket::none;
+bool VqHasGssKerberos() noexcept {
+  return false;
 }
-TVqKerberosTickets::Use::Use(const TVqKerberosTickets&) {}
-TVqKerberosTickets::Use::~Use() = default;
+bool VqHasGssNtlm() noexcept {
+  return false;
+}
+struct TVqGssCredentials::TPrepared {};
+TVqGssCredentials::TVqGssCredentials() = default;
+TVqGssCredentials::~TVqGssCredentials() = default;
+TVqTicket TVqGssCredentials::Prepare(const TVqEngineRequest& request) {
+  return request.User.empty() ? TVqTicket::ready : TVqTicket::none;
+}
+struct TVqGssHandshake::TContext {};
+TVqGssHandshake::TVqGssHandshake(const TVqGssCredentials&, unsigned, std::string) {}
+TVqGssHandshake::~TVqGssHandshake() = default;
+bool TVqGssHandshake::Step(const TVqEngineRequest&, const std::string&, std::string&) {
+  return false;
+}
 
 #endif
 

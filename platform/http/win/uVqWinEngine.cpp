@@ -11,6 +11,7 @@
 #include <exception>
 
 #include "platform/http/uVqHTTPEngine_p.h"
+#include "platform/http/uVqHTTPIntake_p.h"
 #include "platform/http/uVqURL.h"
 
 #ifndef WINHTTP_OPTION_DECOMPRESSION
@@ -70,16 +71,18 @@ class WinEngine final : public TVqHTTPEngine {
   TVqEngineReply Perform(const TVqEngineRequest& request) override;
   void Wake() noexcept override;
   void DropConnections() noexcept override;
+  // Connections belong to the session's handle: there is no closing them alone.
+  void CloseConnections() noexcept override { DropConnections(); }
   unsigned Schemes() const noexcept override { return schemeBasic | schemeNTLM | schemeNegotiate; }
   // The system has its own tickets and takes the name that it is given.
-  TVqTicket PrepareNegotiate(const std::string&, const std::string&) override { return TVqTicket::ready; }
+  TVqTicket PrepareNegotiate(const TVqEngineRequest&) override { return TVqTicket::ready; }
 
  private:
   void Open(const TVqEngineRequest& request);
   void SetUp(const TVqEngineRequest& request);
   void Send(const TVqEngineRequest& request);
   void TakeHeaders(TVqEngineReply& reply);
-  void TakeBody(const TVqEngineRequest& request);
+  void TakeBody(const TVqEngineRequest& request, bool kept);
   void SetOption(HINTERNET handle, DWORD option, DWORD value, const char* name);
   [[noreturn]] void RaiseFailure(const char* api);
 
@@ -119,7 +122,8 @@ void WinEngine::SetOption(HINTERNET handle, DWORD option, DWORD value, const cha
 
 void WinEngine::Open(const TVqEngineRequest& request) {
   const std::string key = request.Session.UserAgent + "\n" + std::to_string(static_cast<int>(request.Route.Kind)) +
-                          request.Route.Proxy + "\n" + std::to_string(request.SecurityFlags.Bits());
+                          request.Route.Proxy + "\n" + std::to_string(request.SecurityFlags.Bits()) + "\n" +
+                          std::to_string(static_cast<int>(request.Session.LowestTls));
   if (FDrop.exchange(false) || key != FKey) {
     FConnect.Close();
     FSession.Close();
@@ -177,6 +181,17 @@ void WinEngine::SetUp(const TVqEngineRequest& request) {
   WinHttpSetOption(handle, WINHTTP_OPTION_DECOMPRESSION, &decompress, sizeof decompress);  // Windows 8.1 and later
 
   if (url.IsHttps()) {
+    constexpr DWORD since[] = {
+        WINHTTP_FLAG_SECURE_PROTOCOL_TLS1 | WINHTTP_FLAG_SECURE_PROTOCOL_TLS1_1 | WINHTTP_FLAG_SECURE_PROTOCOL_TLS1_2,
+        WINHTTP_FLAG_SECURE_PROTOCOL_TLS1_1 | WINHTTP_FLAG_SECURE_PROTOCOL_TLS1_2, WINHTTP_FLAG_SECURE_PROTOCOL_TLS1_2,
+        0};
+    constexpr DWORD tls13 = 0x00002000;
+    const DWORD versions = since[static_cast<std::size_t>(request.Session.LowestTls)];
+    // Systems before the newest version of TLS refuse its bit.
+    DWORD wanted = versions | tls13;
+    if (!WinHttpSetOption(FSession.Value, WINHTTP_OPTION_SECURE_PROTOCOLS, &wanted, sizeof wanted)) {
+      SetOption(FSession.Value, WINHTTP_OPTION_SECURE_PROTOCOLS, versions, "WINHTTP_OPTION_SECURE_PROTOCOLS");
+    }
     if (!request.Session.CAFile.empty() || !request.Session.CRLFile.empty()) {
       throw EVqHTTPInvalidArgument("SetCAFile", "On Windows the machine's certificate stores decide, not files.",
                                    VqErrNotSupported);
@@ -267,8 +282,9 @@ void WinEngine::TakeHeaders(TVqEngineReply& reply) {
   }
 }
 
-void WinEngine::TakeBody(const TVqEngineRequest& request) {
+void WinEngine::TakeBody(const TVqEngineRequest& request, bool kept) {
   char buffer[65536];
+  std::uint64_t total = 0;
   for (;;) {
     DWORD available = 0;
     if (!WinHttpQueryDataAvailable(FRequest, &available)) RaiseFailure("WinHttpQueryDataAvailable");
@@ -277,6 +293,15 @@ void WinEngine::TakeBody(const TVqEngineRequest& request) {
     if (!WinHttpReadData(FRequest, buffer, std::min<DWORD>(available, sizeof buffer), &read))
       RaiseFailure("WinHttpReadData");
     if (read == 0) return;
+    if (TVqHTTPClock::now() >= request.Deadline) {
+      throw EVqHTTPApiException("WinHttpReadData",
+                                Format("The call to \"%s\" took longer than %d ms.",
+                                       {string(FHost), std::int64_t{request.Session.Limits.TotalTime.count()}}),
+                                VqErrTimeOut);
+    }
+    total += read;
+    const std::uint64_t most = request.Session.Limits.UnpackedBytes;
+    if (kept && most != 0 && total > most) VqRaiseTooLong(FHost, most, true);
     if (request.OnBody) request.OnBody({buffer, read});
   }
 }
@@ -299,6 +324,10 @@ TVqEngineReply WinEngine::Perform(const TVqEngineRequest& request) {
   FSecureFailure = 0;
   if (request.Cancelled && *request.Cancelled) {
     throw EVqHTTPApiException("WinHttpOpenRequest", "The request was cancelled.", VqErrCancelled);
+  }
+  if (!request.Session.ConnectTo.empty()) {
+    throw EVqHTTPApiException(
+        "WinHttpConnect", "On Windows a host is found by its name alone: ConnectTo is not offered.", VqErrNotSupported);
   }
   Open(request);
   SetUp(request);
@@ -325,8 +354,7 @@ TVqEngineReply WinEngine::Perform(const TVqEngineRequest& request) {
     TakeHeaders(reply);
   }
   reply.CredentialsSent = request.Scheme != schemeNone;
-  if (request.OnHeaders) request.OnHeaders(reply.Status);
-  TakeBody(request);
+  TakeBody(request, !request.OnHeaders || request.OnHeaders(reply.Status));
   return reply;
 }
 
