@@ -57,7 +57,14 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
         client.Client().CreateRequest(TVqHTTPVerb::post, client.FURL, std::move(body), "text/xml; charset=utf-8");
     request->SetHeader("SOAPAction", "\"\"");  // SOAP 1.1 asks for the header; the address says where the message goes
     for (const auto& [name, value] : FHTTPHeaders) request->SetHeader(name, value);
-    AResponse = Read(*request->Execute(), AOption);
+    const TVqRef<IVqHTTPResponse> reply = request->Execute();
+    try {
+      AResponse = Read(*reply, AOption);
+    } catch (...) {
+      // Whatever made this reply, its connection is not to be trusted with the next one.
+      client.Client().GetComponent()->CloseConnections();
+      throw;
+    }
   }
 
  private:
@@ -79,19 +86,21 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
     TVqSOAPClient* FClient;
   };
 
-  TVqRef<IVqSOAPResponse> Read(IVqHTTPResponse& reply, const TVqSOAPResponseFactory& factory) const {
+  TVqRef<IVqSOAPResponse> Read(IVqHTTPResponse& reply, const TVqSOAPResponseFactory& factory) {
+    const std::size_t most = FLink.Client().Client().GetSession()->GetLimits().TextLength;
     const std::int32_t status = reply.GetStatus().Code;
-    if (status == 401 || status == 407) VqRaiseRefused(reply);
+    if (status == 401 || status == 407) VqRaiseRefused(reply, most);
     // Replies can be large: no copy.
     auto* owner = dynamic_cast<IVqHTTPBodyOwner*>(&reply);
     std::string body = owner ? owner->TakeBody() : reply.GetBody();
-    if (body.find_first_not_of(" \t\r\n") == std::string::npos) VqRaiseNoEnvelope(reply, true);
-    if (!VqLooksLikeEnvelope(body)) VqRaiseNoEnvelope(reply, false);
+    if (body.find_first_not_of(" \t\r\n") == std::string::npos) VqRaiseNoEnvelope(reply, true, most);
+    if (!VqLooksLikeEnvelope(body)) VqRaiseNoEnvelope(reply, false, most);
     const TVqRef<IVqSOAPResponse> response =
         factory && status < 300 ? TVqRef<IVqSOAPResponse>(factory(std::move(body), FResponseName))
                                 : TVqRef<IVqSOAPResponse>(MakeRef<TVqSOAPResponse>(std::move(body), FResponseName));
-    if (response->GetIsFault()) VqRaiseFault(*response, reply);
-    if (status >= 300) VqRaiseNoEnvelope(reply, false);
+    if (response->GetIsFault()) VqRaiseFault(*response, reply, most);
+    if (status >= 300) VqRaiseNoEnvelope(reply, false, most);
+    VqCheckResponse(*response, GetMethod().GetLocalName(), FResponseName);
     return response;
   }
 

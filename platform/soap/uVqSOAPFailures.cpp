@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "platform/http/internal/uVqHTTPDate.h"
+#include "platform/http/internal/uVqHTTPText.h"
 #include "platform/soap/uVqSOAPFailures_p.h"
 #include "platform/xml/uVqXMLUtils.h"
 
@@ -34,6 +35,17 @@ std::int64_t Number(std::string_view text) noexcept {
 string FaultText(const IVqDOMElement& fault, const char* soap11, const char* soap12) {
   const IVqDOMElement element = fault.SelectSingleElement(soap11, kSelectQuiet);
   return (element ? element : fault.SelectSingleElement(soap12, kSelectQuiet)).GetText().Trim();
+}
+
+/// A name of the server's choice in a text for people.
+string Shown(const string& name) {
+  constexpr std::size_t most = 100;
+  return VqShownText(name, most);
+}
+
+/// The beginning of a text whose line breaks are part of it.
+string Cut(const string& text, std::size_t most) {
+  return most == 0 || text.size() <= most ? text : text.Copy(0, most) + u"...";
 }
 
 /// The code without the prefix of the server's choice.
@@ -75,9 +87,10 @@ std::int32_t VqRetryAfter(const string& ARetryAfter, const string& ADate) {
   return until ? Milliseconds(*until - VqHTTPDate(ADate.utf8()).value_or(VqHTTPNow())) : 0;
 }
 
-void VqRaiseRefused(const IVqHTTPResponse& AReply) {
+void VqRaiseRefused(const IVqHTTPResponse& AReply, std::size_t AMost) {
   string offered;
   for (const string& scheme : AReply.GetOfferedSchemes()) offered += (offered.empty() ? string() : ", ") + scheme;
+  offered = VqShownText(offered, AMost);
   const bool proxy = AReply.GetStatus().Code == 407;
   string text = proxy ? "The proxy refused the credentials" : "The server refused the credentials";
   text += offered.empty() ? string(" and offered no authentication scheme") : "; it offers " + offered;
@@ -87,16 +100,16 @@ void VqRaiseRefused(const IVqHTTPResponse& AReply) {
   throw EVqHTTPApiException("HttpSendRequest", text, VqErrLoginFailure);
 }
 
-void VqRaiseNoEnvelope(const IVqHTTPResponse& AReply, bool AEmpty) {
+void VqRaiseNoEnvelope(const IVqHTTPResponse& AReply, bool AEmpty, std::size_t AMost) {
   const TVqHTTPStatus status = AReply.GetStatus();
   string text = "The server answered \"" + IntToStr(status.Code) +
                 (status.Text.empty() ? string() : " " + status.Text) + "\" with ";
-  const string type = AReply.GetHeader("Content-Type");
+  const string type = VqShownText(AReply.GetHeader("Content-Type"), AMost);
   text += AEmpty ? string("an empty body") : type.empty() ? string("something else") : type;
   text += " instead of a SOAP envelope.";
-  // Where a redirect leads is never followed, but tells what is wrong with the address. Behind "?" there may be secrets.
+  // Where a redirect leads is never followed, but tells what is wrong with the address.
   if (const string location = AReply.GetHeader("Location"); status.Code / 100 == 3 && !location.empty())
-    text += " It points to \"" + location.Copy(0, std::min(location.Pos(u"?"), location.Pos(u"#"))) + "\".";
+    text += " It points to \"" + VqShownAddress(location, AMost) + "\".";
   if (IsBusy(status.Code)) {
     const std::int32_t wait = VqRetryAfter(AReply.GetHeader("Retry-After"), AReply.GetHeader("Date"));
     if (wait > 0) text += " It asks to be left alone for " + IntToStr(wait / 1000) + " seconds.";
@@ -105,13 +118,27 @@ void VqRaiseNoEnvelope(const IVqHTTPResponse& AReply, bool AEmpty) {
   throw EVqHTTPException(text, status.Code);
 }
 
-void VqRaiseFault(IVqSOAPResponse& AResponse, const IVqHTTPResponse& AReply) {
+void VqCheckResponse(IVqSOAPResponse& AResponse, const string& AMethod, const string& AResponseName) {
+  const IVqDOMElement body = AResponse.GetBody();
+  const string found = body.GetFirstChildElement().GetLocalName();
+  if (!AResponseName.empty()) {
+    if (body.SelectSingleElement(AResponseName, kSelectQuiet)) return;
+    throw EVqSOAPUnexpectedReply(AMethod, LocalCode(AResponseName), Shown(found));
+  }
+  const string stem = AMethod.EndsWith(u"Request") ? AMethod.Copy(0, AMethod.size() - 7) : AMethod;
+  const string expected = stem + u"Response";
+  if (!SameText(found, expected) && !SameText(found, expected + u"Message"))
+    throw EVqSOAPUnexpectedReply(AMethod, expected, Shown(found));
+}
+
+void VqRaiseFault(IVqSOAPResponse& AResponse, const IVqHTTPResponse& AReply, std::size_t AMost) {
   const IVqDOMElement fault = AResponse.GetBody().SelectSingleElement("Fault", kSelectQuiet);
   const std::int32_t status = AReply.GetStatus().Code;
-  const string code = FaultText(fault, "faultcode", "Code/Value");
-  const string reason = FaultText(fault, "faultstring", "Reason/Text");
+  const string code = VqShownText(FaultText(fault, "faultcode", "Code/Value"), AMost);
+  const string reason = Cut(FaultText(fault, "faultstring", "Reason/Text"), AMost);
   const IVqDOMElement detail = fault.SelectSingleElement("detail", kSelectQuiet);
-  const string responseCode = detail.SelectSingleElement("ResponseCode", kSelectQuiet).GetText().Trim();
+  const string responseCode =
+      VqShownText(detail.SelectSingleElement("ResponseCode", kSelectQuiet).GetText().Trim(), AMost);
   const IVqDOMElement hint =
       detail.SelectSingleElement("MessageXml/Value[@Name=\"BackOffMilliseconds\"]", kSelectQuiet);
   std::int32_t backOff = hint ? std::max(VqXMLToIntDef(hint.GetText(), 0), 0) : 0;
@@ -123,7 +150,8 @@ void VqRaiseFault(IVqSOAPResponse& AResponse, const IVqHTTPResponse& AReply) {
   string message = reason.empty() ? string("The server answered with a SOAP fault.") : reason;
   const string& name = responseCode.empty() ? code : responseCode;
   if (!name.empty()) message += " (" + name + ")";
-  const EVqSOAPFault failure(message, code, reason, responseCode, detail ? detail.GetXML() : string(), backOff, status);
+  const EVqSOAPFault failure(message, code, reason, responseCode, detail ? Cut(detail.GetXML(), AMost) : string(),
+                             backOff, status);
   if (LocalCode(name) == "ErrorServerBusy" || IsBusy(status)) throw EVqSOAPServerBusy(failure);
   throw failure;
 }

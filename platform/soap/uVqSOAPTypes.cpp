@@ -12,6 +12,15 @@ constexpr TVqNamespacePrefix kPrefixes[] = {
 
 }  // namespace
 
+EVqSOAPUnexpectedReply::EVqSOAPUnexpectedReply(const string& AMethod, const string& AExpected, const string& AFound)
+    : EVqException(
+          AFound.empty()
+              ? Format("The server answered \"%s\" with an empty body instead of \"%s\".", {AMethod, AExpected})
+              : Format("The server answered \"%s\" with \"%s\" instead of \"%s\". Nothing was read from it.",
+                       {AMethod, AFound, AExpected})),
+      FExpected(AExpected),
+      FFound(AFound) {}
+
 TVqSOAPResponse::TVqSOAPResponse(std::string ASOAPResponse, const string& AResponseName)
     : FResponseName(AResponseName) {
   detail::LoadOwnedBytes(FDocument, std::move(ASOAPResponse));

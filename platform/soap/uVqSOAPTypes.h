@@ -64,8 +64,10 @@ class IVqSOAPRequest : public virtual IVqSOAPEnvelope {
   /// Sends the message and reads the reply. Blocks. A factory in `AOption` makes the response; otherwise it is a TVqSOAPResponse.
   ///
   /// Raises EVqSOAPFault when the reply is a fault, EVqHTTPApiException for network errors and (12015) for refused credentials, EVqHTTPException with
-  /// the status for any reply without a SOAP envelope, EVqXMLError with the place for an envelope that is cut short or not well-formed. A server that
+  /// the status for any reply without a SOAP envelope, EVqXMLError with the place for an envelope that is cut short or not well-formed,
+  /// EVqSOAPUnexpectedReply for an answer to something else. A server that
   /// is busy raises one of those that are EVqServerBusy as well. A plain exception when the client is gone, EVqNotSupported for any other `AKind`.
+  /// After any of them the connection is not used again: what else stands on it is nobody's answer.
   /// `AResponse` is empty after a failure.
   virtual void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind AKind = TVqSOAPSendKind::synchronous,
                     const TVqSOAPResponseFactory& AOption = nullptr) = 0;
@@ -74,11 +76,15 @@ class IVqSOAPRequest : public virtual IVqSOAPEnvelope {
   ~IVqSOAPRequest() = default;
 };
 
-/// A reply.
+/// A reply. The order of its operations is part of the contract, which is why those of the envelope stand here once more.
 class IVqSOAPResponse : public virtual IVqSOAPEnvelope {
  public:
+  IVqDOMElement GetHeader() override = 0;
   /// The response element: the one that the request named, else the first of the body. Raises a plain exception when there is none.
   virtual IVqDOMElement GetResponse() = 0;
+  bool HasHeader() override = 0;
+  IVqDOMElement GetBody() override = 0;
+  IVqDOMElement GetEnvelope() override = 0;
   /// True when the body's element is a fault.
   virtual bool GetIsFault() = 0;
   /// A child element of the response element by local name; raises a plain exception when it is missing.
@@ -96,15 +102,15 @@ class TVqSOAPResponse : public TVqObject, public virtual IVqSOAPResponse {
   /// Takes over the bytes of the reply and parses them. Raises EVqXMLError when they are not well-formed.
   TVqSOAPResponse(std::string ASOAPResponse, const string& AResponseName);
 
-  IVqDOMDocument GetDocument() override { return FDocument; }
-  IVqDOMElement GetEnvelope() override;
   IVqDOMElement GetHeader() override;
+  IVqDOMElement GetResponse() override;
   bool HasHeader() override;
   IVqDOMElement GetBody() override;
-  IVqDOMElement GetResponse() override;
+  IVqDOMElement GetEnvelope() override;
   bool GetIsFault() override;
   IVqDOMElement GetArgument(const string& AName) override;
   bool HasArgument(const string& AName) override;
+  IVqDOMDocument GetDocument() override { return FDocument; }
 
  private:
   TVqDOMDocument FDocument;
@@ -142,6 +148,21 @@ class EVqSOAPFault : public EVqException {
  private:
   string FFaultCode, FFaultString, FResponseCode, FDetail;
   std::int32_t FBackOffMilliseconds, FHTTPStatus;
+};
+
+/// The answer is neither the response to the operation that was asked for nor a fault. Nothing is read from it: it may be the answer to another
+/// request, and hold another mailbox's data. What was asked may have been carried out.
+class EVqSOAPUnexpectedReply : public EVqException {
+ public:
+  /// The local names of the operation and of what came instead of its response; the latter is empty for an empty body.
+  EVqSOAPUnexpectedReply(const string& AMethod, const string& AExpected, const string& AFound);
+  /// "GetItemResponse": what was expected.
+  const string& Expected() const noexcept { return FExpected; }
+  /// "FindItemResponse": what stood in the body; empty when nothing did.
+  const string& Found() const noexcept { return FFound; }
+
+ private:
+  string FExpected, FFound;
 };
 
 /// A fault that says that the server is busy ("ErrorServerBusy", or any fault with a status of 429 or 503).

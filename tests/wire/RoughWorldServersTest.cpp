@@ -13,6 +13,7 @@ namespace {
 bool IsDocumented(const std::exception& failure) {
   const std::string text = failure.what();
   return dynamic_cast<const EEWSException*>(&failure) || dynamic_cast<const EVqSOAPFault*>(&failure) ||
+         dynamic_cast<const EVqSOAPUnexpectedReply*>(&failure) ||
          dynamic_cast<const EVqHTTPException*>(&failure) || dynamic_cast<const EVqXMLError*>(&failure) ||
          dynamic_cast<const EConvertError*>(&failure) ||
          (typeid(failure) == typeid(EVqException) &&
