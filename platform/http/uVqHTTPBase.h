@@ -193,6 +193,10 @@ class IVqHTTPRequest : public virtual IVqObject {
   virtual string GetURL() const = 0;
   /// A header set on this request; empty when it is not there.
   virtual string GetHeader(const string& AName) const = 0;
+  /// All headers set on this request, in their order. The client adds its own, the session's, and what proves who it is.
+  virtual std::vector<std::pair<string, string>> GetHeaders() const = 0;
+  /// The body's bytes; empty without one. Valid as long as the request.
+  virtual std::string_view GetBody() const = 0;
   /// Sets a header of this one request; an empty value takes it away. Raises EVqHTTPInvalidArgument for a name that is
   /// no token or a value with a line break.
   virtual void SetHeader(const string& AName, const string& AValue) = 0;

@@ -164,6 +164,10 @@ string TVqHTTPRequest::GetHeader(const string& AName) const {
   return {};
 }
 
+std::vector<std::pair<string, string>> TVqHTTPRequest::GetHeaders() const {
+  return {FHeaders.begin(), FHeaders.end()};
+}
+
 void TVqHTTPRequest::SetHeader(const string& AName, const string& AValue) {
   const std::string name = AName.utf8();
   std::string value = AValue.utf8();

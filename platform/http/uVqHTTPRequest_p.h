@@ -46,6 +46,8 @@ class TVqHTTPRequest final : public TVqObject, public virtual IVqHTTPRequestEx {
   TVqHTTPVerb GetVerb() const override { return FVerb; }
   string GetURL() const override { return FURL; }
   string GetHeader(const string& AName) const override;
+  std::vector<std::pair<string, string>> GetHeaders() const override;
+  std::string_view GetBody() const override { return FBody; }
   void SetHeader(const string& AName, const string& AValue) override;
   void SetCookie(const string& AName, const string& AValue) override;
   void SetResponseHandler(TVqHTTPResponseHandler AHandler) override { FHandler = std::move(AHandler); }
