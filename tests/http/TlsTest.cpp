@@ -1,3 +1,5 @@
+#include <openssl/tls1.h>
+
 #include <cstdlib>
 
 #include "HTTPTestSupport.h"
@@ -242,4 +244,39 @@ TEST_F(Tls, KeptConnectionsAndCookiesWorkAsOverPlainTcp) {
   for (int i = 0; i < 5; ++i) Post(client, server.Url(), "x");
   EXPECT_EQ(server.Connections(), 1);
   EXPECT_EQ(server.Requests().back().Header("Cookie"), "s=1");
+}
+
+// ---- Versions
+
+TEST_F(Tls, AnOldVersionIsAgreedToOnlyWhenItWasAskedFor) {
+  constexpr int versions[] = {TLS1_VERSION, TLS1_1_VERSION, TLS1_2_VERSION, TLS1_3_VERSION};
+  for (std::size_t highest = 0; highest < std::size(versions); ++highest) {
+    auto identity = IdentityOf(FAuthority.MakeServer({}));
+    identity.HighestTls = versions[highest];
+    ScriptedServer server(identity);
+    server.Always([](const auto&) { return Plain(ScriptedServer::Ok("x")); });
+    EXPECT_EQ(Ask(server, {}), highest >= 2 ? 200U : 12157U) << highest << " by default: " << FText;
+    for (std::size_t lowest = 0; lowest < std::size(versions); ++lowest) {
+      const auto client = NewClient();
+      client->GetSession()->SetCAFile(FTrusted.Path());
+      client->GetSession()->SetLowestTls(static_cast<TVqHTTPTlsVersion>(lowest));
+      const auto number = NumberOf([&] { Get(client, server.Url()); });
+      EXPECT_EQ(number, highest >= lowest ? 0U : 12157U) << highest << " against " << lowest;
+    }
+  }
+}
+
+TEST_F(Tls, AChangeOfTheLowestVersionTakesANewConnection) {
+  ScriptedServer server(IdentityOf(FAuthority.MakeServer({})));
+  server.Always([](const auto&) { return Plain(ScriptedServer::Ok("x")); });
+  const auto client = NewClient();
+  EXPECT_EQ(client->GetSession()->GetLowestTls(), TVqHTTPTlsVersion::tls12);
+  client->GetSession()->SetCAFile(FTrusted.Path());
+  Get(client, server.Url());
+  Get(client, server.Url());
+  EXPECT_EQ(server.Connections(), 1);
+  client->GetSession()->SetLowestTls(TVqHTTPTlsVersion::tls13);
+  Get(client, server.Url());
+  EXPECT_EQ(server.Connections(), 2);
+  EXPECT_EQ(NumberOf([&] { client->GetSession()->SetLowestTls(static_cast<TVqHTTPTlsVersion>(4)); }), 87U);
 }

@@ -51,6 +51,11 @@ ssl_ctx_st* MakeContext(const ScriptedServer::Identity& identity) {
     X509_free(authority);
     SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
   }
+  if (identity.HighestTls != 0) {
+    SSL_CTX_set_min_proto_version(context, TLS1_VERSION);
+    SSL_CTX_set_max_proto_version(context, identity.HighestTls);
+    SSL_CTX_set_security_level(context, 0);  // the old versions are below all others
+  }
   ERR_clear_error();
   if (first || !key || SSL_CTX_check_private_key(context) != 1) {
     SSL_CTX_free(context);

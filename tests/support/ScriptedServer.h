@@ -55,6 +55,7 @@ class ScriptedServer {
     std::string Certificates;
     std::string Key;
     std::string ClientCA;
+    int HighestTls = 0;  // OpenSSL's number of a version, 0 is what OpenSSL can do
   };
 
   ScriptedServer();
