@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <mutex>
 #include <system_error>
 
 #ifdef _WIN32
@@ -18,6 +19,9 @@ namespace velmore {
 namespace {
 
 std::atomic<std::int64_t> LiveObjects{0};
+
+// Protects what every component owns. One for all: components with an owner are made seldom, and a mutex in each component would cost more.
+constinit std::mutex OwnedMutex;
 
 [[noreturn]] void RaiseFileError(const string& name, const char* what, int error = errno) {
   throw EStreamError("The file \"" + name + "\" could not be " + what + ": " + std::generic_category().message(error) +
@@ -50,7 +54,9 @@ std::int32_t TVqObject::_Release() noexcept {
 }
 
 TVqComponent::TVqComponent(TVqComponent* AOwner) : FOwner(AOwner) {
-  if (FOwner) FOwner->FComponents.push_back(this);
+  if (!FOwner) return;
+  const std::scoped_lock lock(OwnedMutex);
+  FOwner->FComponents.push_back(this);
 }
 
 TVqComponent::~TVqComponent() {
@@ -64,13 +70,19 @@ TVqComponent::~TVqComponent() {
       // A destructor has nobody to tell; the others must still hear of it.
     }
   }
-  while (!FComponents.empty()) {
-    TVqComponent* last = FComponents.back();
-    FComponents.pop_back();
-    last->FOwner = nullptr;
-    delete last;
-  }
-  if (FOwner) std::erase(FOwner->FComponents, this);
+  while (TVqComponent* last = TakeLastOwned()) delete last;
+  if (!FOwner) return;
+  const std::scoped_lock lock(OwnedMutex);
+  std::erase(FOwner->FComponents, this);
+}
+
+TVqComponent* TVqComponent::TakeLastOwned() noexcept {
+  const std::scoped_lock lock(OwnedMutex);
+  if (FComponents.empty()) return nullptr;
+  TVqComponent* last = FComponents.back();
+  FComponents.pop_back();
+  last->FOwner = nullptr;
+  return last;
 }
 
 std::int32_t TVqComponent::_AddRef() noexcept {

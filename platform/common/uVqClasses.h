@@ -148,7 +148,8 @@ enum class TVqOperation { opInsert, opRemove };
 /// A named object with an owner, which can ask to be told when another one goes away.
 ///
 /// Owns the components that were made with it as their owner and destroys them with itself, last made first. No copies.
-/// The count is atomic; everything else belongs to one thread at a time. Lives on the stack, in its owner or, with
+/// The count is atomic, and any number of threads may make and free components of one owner at a time, as long as it
+/// lives; everything else belongs to one thread at a time. Lives on the stack, in its owner or, with
 /// `AutoDestroy` on, by its count.
 class TVqComponent : public virtual IVqObject, private TVqLiveObject {
  public:
@@ -192,6 +193,8 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
   bool FAutoDestroy = false;
   bool FDestroying = false;
   string FName;
+  TVqComponent* TakeLastOwned() noexcept;
+
   TVqComponent* FOwner;
   std::vector<TVqComponent*> FComponents;
   /// One side of a pair that tells each other. It knows its place on the other side, since a session is watched by every
