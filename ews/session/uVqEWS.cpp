@@ -40,8 +40,13 @@ void TVqEWSCustomSession::BeforeDestruction() {
 void TVqEWSCustomSession::FreeClients() {
   // In this order: each uses the next.
   FSOAPClient.reset();
-  FHTTPClient.reset();
+  ReplaceHTTPClient(nullptr);
   FHTTPSession.reset();
+}
+
+void TVqEWSCustomSession::ReplaceHTTPClient(std::unique_ptr<TVqHTTPClientBase> AClient) {
+  const std::scoped_lock lock(FClientMutex);
+  FHTTPClient = std::move(AClient);
 }
 
 void TVqEWSCustomSession::Notification(TVqComponent* AComponent, TVqOperation AOperation) {
@@ -94,12 +99,19 @@ string TVqEWSCustomSession::GetServerDescription() const {
 
 // ---- Settings, passed on to live clients at once
 
+void TVqEWSCustomSession::ForgetUser() {
+  SetAccessToken({});
+  SetDefaultStoreEmail({});
+}
+
 void TVqEWSCustomSession::SetCredentials(const TVqCredentials& AValue) {
+  if (!(AValue == FCredentials)) ForgetUser();
   FCredentials.Assign(AValue);
   if (FHTTPClient) FHTTPClient->GetCredentials().Assign(FCredentials);
 }
 
 void TVqEWSCustomSession::SetOAuth(const TVqOAuth& AValue) {
+  ForgetUser();
   FOAuth.Assign(AValue);
   if (FHTTPClient) FHTTPClient->GetOAuth().Assign(FOAuth);
 }
@@ -147,7 +159,7 @@ void TVqEWSCustomSession::SetNTService(bool AValue) {
   const bool wrongKind = FHTTPClient && AValue != FNTService;
   FNTService = AValue;
   if (wrongKind) {
-    FHTTPClient.reset();
+    ReplaceHTTPClient(nullptr);
     FHTTPSession.reset();
     CheckHTTPClient();
     if (FSOAPClient) FSOAPClient->SetHTTPClient(FHTTPClient.get());
@@ -252,8 +264,18 @@ TVqStrings& TVqEWSCustomSession::GetAdditionalMailboxes() {
 
 TVqRef<IVqEWSMsgStore> TVqEWSCustomSession::OpenDefaultMsgStore() {
   const auto store = MakeRef<TVqEWSMsgStore>(this, string());
-  if (FDefaultStoreEmail.empty()) FDefaultStoreEmail = store->GetIdentity()->GetEmailAddress();
+  if (DefaultStoreEmail().empty()) SetDefaultStoreEmail(store->GetIdentity()->GetEmailAddress());
   return store;
+}
+
+string TVqEWSCustomSession::DefaultStoreEmail() const {
+  const std::scoped_lock lock(FDefaultStoreMutex);
+  return FDefaultStoreEmail;
+}
+
+void TVqEWSCustomSession::SetDefaultStoreEmail(const string& AValue) {
+  const std::scoped_lock lock(FDefaultStoreMutex);
+  FDefaultStoreEmail = AValue;
 }
 
 TVqRef<IVqEWSMsgStore> TVqEWSCustomSession::OpenMsgStore(const string& ASmtpAddress) {
@@ -298,7 +320,7 @@ void TVqEWSCustomSession::CheckHTTPClient() {
   if (!FHTTPSession) FHTTPSession = ClientKind().NewSession(*this);
   Configure(*FHTTPSession);
   FHTTPSession->SetActive(true);
-  if (!FHTTPClient) FHTTPClient = ClientKind().NewClient(*this);
+  if (!FHTTPClient) ReplaceHTTPClient(ClientKind().NewClient(*this));
   ClientKind().Share(*FHTTPClient, *FHTTPSession);
   Configure(*FHTTPClient, TClientUse::own);
   FHTTPClient->SetOnRequest(
@@ -369,7 +391,8 @@ TVqRef<IVqSOAPRequest> TVqEWSCustomSession::CreateRequest(TVqSOAPClient* ASOAPCl
         .SetAttribute("Id", FCurrentTimeZoneContext);
   }
   if (FOAuth.GetGrantType() != TVqOAuthGrantType::ClientCredentials) {
-    const string& anchor = FDefaultStoreEmail.empty() ? FAutodiscoverEMail : FDefaultStoreEmail;
+    string anchor = DefaultStoreEmail();
+    if (anchor.empty()) anchor = FAutodiscoverEMail;
     if (!anchor.empty()) request->AddHTTPHeader("X-AnchorMailbox", anchor);
   } else if (!FConnectingSID.empty()) {
     AddImpersonation(*request, FConnectingSID);
@@ -391,9 +414,57 @@ void TVqEWSCustomSession::CheckResponseError(const IVqDOMElement& AElement) {
   throw EEWSServerBusy(code, text, hint ? std::max(VqXMLToIntDef(hint.GetText(), 0), 0) : 0);
 }
 
-void TVqEWSCustomSession::BeforeSendHTTPRequest(TVqComponent&, const TVqRef<IVqHTTPRequest>&) {}
+// ---- Cancelling and watching
+
+void TVqEWSCustomSession::Cancel() noexcept {
+  const std::scoped_lock lock(FClientMutex);
+  if (FHTTPClient) FHTTPClient->Cancel();
+}
+
+void TVqEWSCustomSession::SetStopToken(std::stop_token AValue) {
+  FStopCallback.reset();
+  FStopToken = std::move(AValue);
+  if (FStopToken.stop_possible()) FStopCallback.emplace(FStopToken, [this] { Cancel(); });
+}
+
+void TVqEWSCustomSession::Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic ATraffic) {
+  const TVqEWSTrafficEvent handler = AEvent;  // it may take itself away
+  const std::vector<std::string> secrets{FCredentials.GetPassword().utf8(),
+                                         FProxyCredentials.GetPassword().utf8(),
+                                         FOAuth.GetClientSecret().utf8(),
+                                         FOAuth.GetAccessToken().Token.utf8(),
+                                         FOAuth.GetAccessToken().RefreshToken.utf8(),
+                                         GetAccessToken().Token.utf8(),
+                                         GetAccessToken().RefreshToken.utf8()};
+  ATraffic.Operation = EwsOperationOf(ATraffic.Body);
+  ATraffic.Body = EwsMaskTexts(EwsMaskBody(std::move(ATraffic.Body)), secrets);
+  ATraffic.URL = EwsMaskTexts(std::move(ATraffic.URL), secrets);
+  for (auto& [name, value] : ATraffic.Headers) value = EwsMaskTexts(EwsMaskHeader(name, value), secrets);
+  handler(*this, ATraffic);
+}
+
+void TVqEWSCustomSession::BeforeSendHTTPRequest(TVqComponent&, const TVqRef<IVqHTTPRequest>& ARequest) {
+  if (FStopToken.stop_requested()) Cancel();
+  FRequestedAt = std::chrono::steady_clock::now();
+  if (!FOnRequest) return;
+  TVqEWSTraffic traffic;
+  traffic.URL = ARequest->GetURL().utf8();
+  for (const auto& [name, value] : ARequest->GetHeaders()) traffic.Headers.emplace_back(name.utf8(), value.utf8());
+  traffic.Body = std::string(ARequest->GetBody());
+  Watch(FOnRequest, std::move(traffic));
+}
 
 void TVqEWSCustomSession::OnHTTPResponse(TVqComponent&, const TVqRef<IVqHTTPResponse>& AResponse) {
+  if (FOnResponse) {
+    TVqEWSTraffic traffic;
+    traffic.URL = AResponse->GetURL().utf8();
+    for (const auto& [name, value] : AResponse->GetHeaders()) traffic.Headers.emplace_back(name.utf8(), value.utf8());
+    traffic.Body = AResponse->GetBody();
+    traffic.Status = AResponse->GetStatus().Code;
+    traffic.Duration =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - FRequestedAt);
+    Watch(FOnResponse, std::move(traffic));
+  }
   const string cookie = AResponse->GetCookie("exchangecookie");
   if (!cookie.empty()) SetExchangeCookie(cookie);  // only logging off clears the stored one
 }

@@ -9,13 +9,18 @@
 ///     session.SetActive(true);
 ///     auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
 
+#include <chrono>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <stop_token>
 
 #include "ews/model/uVqEWSBase.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/model/uVqEWSIds.h"
 #include "ews/model/uVqEWSResolution.h"
 #include "ews/session/uVqEWSProfiles.h"
+#include "ews/session/uVqEWSTraffic.h"
 
 namespace velmore {
 
@@ -56,8 +61,8 @@ class TVqEWSResponse : public TVqSOAPResponse {
 /// The session.
 ///
 /// Owns its settings, its HTTP session, HTTP client and SOAP client (made at logon, freed at logoff). No copies: see AssignTo. One thread at a time;
-/// another thread makes its own pair through CreateHTTPClient and CreateSOAPClient, passes it to CreateRequest and changes no setting. Raises plain exceptions for misuse, EEWSException for refusals,
-/// and lets the transport's own pass through outside of logon.
+/// any number of others make pairs of their own through CreateHTTPClient and CreateSOAPClient, pass them to CreateRequest and change no setting; only
+/// Cancel is for every thread. Raises plain exceptions for misuse, EEWSException for refusals, and lets the transport's own pass through outside of logon.
 class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver {
  public:
   /// `AOwner` may be empty. The destructor closes all connections, without the events of a logoff.
@@ -92,7 +97,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// The endpoint, "https://mail.example.com/EWS/Exchange.asmx".
   const string& GetServiceUrl() const noexcept { return FServiceUrl; }
   void SetServiceUrl(const string& AValue) { FServiceUrl = AValue; }
-  /// As whom, by name and password or by OAuth. Changes of what a getter gives reach the clients at the next logon; the setters reach a live one at once.
+  /// As whom, by name and password or by OAuth. Changes of what a getter gives reach the clients at the next logon; the setters reach a live one at once, and
+  /// what was learnt of the former user (the token, the address of the default store) is forgotten with them.
   TVqCredentials& GetCredentials() override { return FCredentials; }
   void SetCredentials(const TVqCredentials& AValue);
   TVqOAuth& GetOAuth() noexcept { return FOAuth; }
@@ -236,6 +242,18 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// moment. Time-outs are not copied.
   void AssignTo(TVqComponent* ADest) override;
 
+  // ---- Cancelling and watching
+
+  /// Ends the request of the session's own client that is under way within 100 ms: the operation raises EVqHTTPApiException 6. Nothing when there is
+  /// none. Any thread may call it.
+  void Cancel() noexcept;
+  /// The same when a stop is asked for, and for every request that would follow, until another token is set: for operations of several requests. An
+  /// empty one, as at first, never asks.
+  void SetStopToken(std::stop_token AValue);
+  /// Told of each message of the session's own client, before it goes out and after it came in whole. Secrets are masked.
+  void SetOnRequest(TVqEWSTrafficEvent AValue) { FOnRequest = std::move(AValue); }
+  void SetOnResponse(TVqEWSTrafficEvent AValue) { FOnResponse = std::move(AValue); }
+
   // ---- Events
 
   /// On the thread that logs on or off, with the session as their sender. What AfterLogon raises comes out of
@@ -300,6 +318,11 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void BeforeSendHTTPRequest(TVqComponent& ASender, const TVqRef<IVqHTTPRequest>& ARequest);
   void OnHTTPResponse(TVqComponent& ASender, const TVqRef<IVqHTTPResponse>& AResponse);
   void OnWinINetClientError(TVqComponent& ASender, std::uint32_t AError, TVqWindowHandle& AParentWnd, bool& AHandled);
+  void ForgetUser();
+  string DefaultStoreEmail() const;
+  void SetDefaultStoreEmail(const string& AValue);
+  void Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic ATraffic);
+  void ReplaceHTTPClient(std::unique_ptr<TVqHTTPClientBase> AClient);
   const TVqEWSClientKind& ClientKind() const noexcept;
   void Configure(IVqHTTPSession& ASession) const;
   void Configure(TVqHTTPClientBase& AClient, TClientUse AUse);
@@ -320,6 +343,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   string FServiceUrl;
   bool FUseAutoDiscover = true;
   string FAutodiscoverEMail;
+  mutable std::mutex FDefaultStoreMutex;  // protects the next: every framed request looks at it, whichever its thread
   string FDefaultStoreEmail;
   TConnectingSIDType FConnectingSIDType = csSmtpAddress;
   string FConnectingSID;
@@ -336,6 +360,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   TServerVersion FRequestVersion = Exchange2007;
   TVqWindowHandle FParentWnd = 0;
   std::unique_ptr<TVqHTTPSessionBase> FHTTPSession;
+  std::mutex FClientMutex;  // protects which client the next is, against Cancel
   std::unique_ptr<TVqHTTPClientBase> FHTTPClient;
   std::unique_ptr<TVqSOAPClient> FSOAPClient;
   TVqNotifyEvent FAfterLogon, FBeforeLogoff, FAfterLogoff;
@@ -343,6 +368,10 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   TVqNotifyEvent FOnShowProfileDialog;
   bool FStrictSchema = false;
   string FCAFile, FCRLFile;
+  TVqEWSTrafficEvent FOnRequest, FOnResponse;
+  std::chrono::steady_clock::time_point FRequestedAt;
+  std::stop_token FStopToken;
+  std::optional<std::stop_callback<std::function<void()>>> FStopCallback;  // behind the client that it cancels
   std::shared_ptr<const bool> FLife = std::make_shared<const bool>(true);  // expires with the session
 };
 

@@ -75,6 +75,7 @@ void TVqEWSCustomSession::LogOff() {
   FServerVersionInfo = {};
   FreeClients();
   SetExchangeCookie(string());
+  ForgetUser();
   FActive = false;
   Fire(FAfterLogoff);
 }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
+#include <thread>
 
 #include "ews/VelmoreEWS.h"
 #include "ews/schema/uVqEWSPropsEFLD.h"
@@ -315,6 +317,32 @@ TEST_F(Guide, AnEmbeddedTranscript) {
   items->Open();
   EXPECT_TRUE(Supports<IVqEWSEMail>(inbox->GetItem(items->GetItemId()))->GetBodyText().StartsWith("Hello Alice"));
   EXPECT_EQ(server.Finish(), "");
+}
+
+TEST_F(Guide, WatchingAndCancelling) {
+  auto& session = Session();
+  std::ostringstream log;
+  session.SetOnRequest([&](TVqComponent&, const TVqEWSTraffic& message) {
+    log << "> " << message.Operation << ' ' << message.Body.size() << '\n';
+  });
+  session.SetOnResponse([&](TVqComponent&, const TVqEWSTraffic& message) {
+    log << "< " << message.Operation << ' ' << message.Status << '\n';
+  });
+  session.ConvertId({}, ifEwsId);
+  EXPECT_EQ(log.str().find("> ConvertId "), 0u);
+  EXPECT_NE(log.str().find("\n< ConvertIdResponse 200\n"), std::string::npos);
+  {
+    std::thread button([&] { session.Cancel(); });
+    button.join();
+  }
+  session.ConvertId({}, ifEwsId);
+
+  std::stop_source stop;
+  session.SetStopToken(stop.get_token());
+  stop.request_stop();
+  EXPECT_THROW(session.ConvertId({}, ifEwsId), EVqHTTPApiException);
+  session.SetStopToken({});
+  session.ConvertId({}, ifEwsId);
 }
 
 }  // namespace

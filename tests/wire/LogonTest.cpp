@@ -261,6 +261,27 @@ TEST_F(Logon, TokenOfTheGrantIsTakenToTheSession) {
   }
 }
 
+TEST_F(Logon, WithoutAClientIdNoTokenIsTakenToTheSession) {
+  TVqOAuth oauth;
+  oauth.SetGrantType(TVqOAuthGrantType::Password);
+  TVqOAuthAccessToken token;
+  token.Token = "of nobody";
+  oauth.SetAccessToken(token);
+  Session.SetOAuth(oauth);
+  LogOn();
+  EXPECT_EQ(Session.GetAccessToken().Token, "");
+}
+
+TEST_F(Logon, VersionOfTheServerIsForgottenAtLogoff) {
+  Server.Then(ProbeAnswer({15, 1, 0, 0, "Exchange2016"})).Then(Reply("GetServerTimeZones", ""));
+  Session.SetActive(true);
+  const auto name = [&] { return Session.CreateRecipients()->Add("ann@example.com")->GetOriginalDisplayName(); };
+  EXPECT_NO_THROW(name());
+  Session.SetActive(false);
+  EXPECT_NE(PlainMessageOf([&] { name(); }).find("is not supported by Exchange2007_SP1"), std::string::npos);
+  EXPECT_EQ(Session.GetRequestVersion(), Exchange2016) << "this one stays";
+}
+
 TEST_F(Logon, WithoutAGrantNoTokenIsTakenToTheSession) {
   TVqOAuth oauth;
   oauth.SetClientId("id");

@@ -49,6 +49,25 @@ TEST_F(SessionAssign, CopiesEverySettingButTheTimeOuts) {
   EXPECT_EQ(Copy.GetTimeOuts(), TVqHTTPTimeOuts(15000, 15000, 15000));
 }
 
+TEST_F(SessionAssign, UseAutoDiscoverGoesAlongAsItReads) {
+  for (const bool use : {true, false}) {
+    TTestSession source, copy;
+    source.SetAutodiscoverEMail("ann@example.com");
+    source.SetServiceUrl("https://mail.example.com/ews");
+    source.SetUseAutoDiscover(use);
+    source.AssignTo(&copy);
+    EXPECT_TRUE(copy.GetUseAutoDiscover()) << "without a URL";
+    copy.SetServiceUrl("https://mail.example.com/ews");
+    EXPECT_EQ(copy.GetUseAutoDiscover(), use);
+  }
+  TTestSession source, copy;
+  source.SetServiceUrl("https://mail.example.com/ews");
+  source.AssignTo(&copy);
+  copy.SetAutodiscoverEMail("ann@example.com");
+  copy.SetServiceUrl("https://mail.example.com/ews");
+  EXPECT_FALSE(copy.GetUseAutoDiscover()) << "without an address the source read false";
+}
+
 TEST_F(SessionAssign, AddressBehindTheUrlClearsIt) {
   Session.SetAutodiscoverEMail("ann@example.com");
   Session.SetServiceUrl("https://mail.example.com/ews");

@@ -139,6 +139,15 @@ TEST_F(SessionSettings, ClientsComeWithTheLogonAndGoWithTheLogoff) {
   EXPECT_EQ(Session.GetHTTPClient(), nullptr);
 }
 
+TEST_F(SessionSettings, CheckedSessionIsOpen) {
+  Session.CheckHTTPClient();
+  const auto http = Session.GetHTTPClient()->GetSession();
+  EXPECT_TRUE(http->GetActive());
+  http->SetActive(false);
+  Session.CheckHTTPClient();
+  EXPECT_TRUE(http->GetActive());
+}
+
 TEST_F(SessionSettings, CheckHTTPClientMakesNothingAnew) {
   Session.CheckHTTPClient();
   auto* const client = Session.GetHTTPClient();
@@ -422,13 +431,22 @@ TEST_F(SessionSettings, SeparateClientSharesTheSessionWhenItIsToldTo) {
   EXPECT_FALSE(Session.CreateHTTPClient(false)->GetSession() == own);
 }
 
-TEST_F(SessionSettings, TrustGoesWithASeparateClientThatSharesNothing) {
+TEST_F(SessionSettings, EverySettingOfTheTransportGoesWithASeparateClient) {
   Session.SetCAFile("/ca.pem");
   Session.SetCRLFile("/crl.pem");
+  Session.SetUserAgent("Agent/2");
+  Session.SetProxyServer("proxy:8080");
+  Session.SetProxyServerBypass("127.0.0.1");
+  Session.SetAccessType(TVqHTTPAccessType::proxy);
   LogOn();
   for (const bool shared : {true, false}) {
-    EXPECT_EQ(Session.CreateHTTPClient(shared)->GetSession()->GetCAFile(), "/ca.pem");
-    EXPECT_EQ(Session.CreateHTTPClient(shared)->GetSession()->GetCRLFile(), "/crl.pem");
+    const auto session = Session.CreateHTTPClient(shared)->GetSession();
+    EXPECT_EQ(session->GetCAFile(), "/ca.pem");
+    EXPECT_EQ(session->GetCRLFile(), "/crl.pem");
+    EXPECT_EQ(session->GetUserAgent(), "Agent/2");
+    EXPECT_EQ(session->GetProxyServer(), "proxy:8080");
+    EXPECT_EQ(session->GetProxyServerBypass(), "127.0.0.1");
+    EXPECT_EQ(session->GetAccessType(), TVqHTTPAccessType::proxy);
   }
 }
 

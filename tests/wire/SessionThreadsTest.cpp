@@ -53,7 +53,7 @@ TEST_F(SessionThreads, SeveralThreadsHaveAPairEach) {
     std::unique_ptr<TVqSOAPClient> SOAP;
   };
   std::vector<Pair> pairs(4);
-  for (Pair& pair : pairs) {  // made one after the other: the session keeps a list of them
+  for (Pair& pair : pairs) {
     pair.HTTP = Session().CreateHTTPClient(true);
     pair.SOAP.reset(Session().CreateSOAPClient(pair.HTTP));
   }
@@ -65,6 +65,31 @@ TEST_F(SessionThreads, SeveralThreadsHaveAPairEach) {
     }
   });
   EXPECT_EQ(done, 4 * kRequests);
+}
+
+TEST_F(SessionThreads, PairsAreMadeAndFreedByAllThreadsAtATime) {
+  constexpr int kThreads = 16, kPairs = 8;
+  std::atomic<int> done{0};
+  auto& session = Session();  // without its default store: the anchor becomes known while the others frame requests
+  const std::int64_t before = VqLiveObjectCount();
+  {
+    std::vector<std::jthread> workers;
+    for (int i = 0; i < kThreads; ++i) {
+      workers.emplace_back([&, i] {
+        for (int n = 0; n < kPairs; ++n) {
+          const auto http = session.CreateHTTPClient((i + n) % 2 == 0);
+          TVqSOAPClient* const soap = session.CreateSOAPClient(http);
+          AskForZones(session, soap);
+          if (n % 4 != 0) delete soap;  // the others go with the session
+          ++done;
+        }
+      });
+    }
+    const auto store = session.OpenDefaultMsgStore();
+    for (int i = 0; i < kRequests; ++i) EXPECT_NE(store->GetFolderId(dfininbox).Id, "");
+  }
+  EXPECT_EQ(done, kThreads * kPairs);
+  EXPECT_EQ(VqLiveObjectCount(), before + kThreads * kPairs / 4);
 }
 
 TEST_F(SessionThreads, FailureOnOneThreadIsNoneOfTheOthers) {
