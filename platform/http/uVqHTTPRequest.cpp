@@ -171,9 +171,7 @@ string TVqHTTPRequest::GetHeader(const string& AName) const {
 }
 
 std::vector<std::pair<string, string>> TVqHTTPRequest::GetHeaders() const {
-  std::vector<std::pair<string, string>> headers;
-  for (const auto& [name, value] : FHeaders) headers.emplace_back(HeaderText(name), HeaderText(value));
-  return headers;
+  return {FHeaders.begin(), FHeaders.end()};
 }
 
 void TVqHTTPRequest::SetHeader(const string& AName, const string& AValue) {
