@@ -30,7 +30,7 @@ TVqRef<IVqEWSItem> WaitFor(IVqEWSFolder& inbox, const string& subject) {
   auto items = inbox.GetItems();
   auto filter = Supports<IVqEWSRestrictionCompare>(items->CreateRestriction(rtCompare));
   filter->SetFieldDef(FLD_ITEM_SUBJECT);
-  filter->SetValue(subject);
+  filter->SetTextValue(subject);
   items->Filter(filter);
   for (int attempt = 0; attempt < 20; ++attempt) {
     items->SetActive(true);

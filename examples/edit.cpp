@@ -22,7 +22,7 @@ std::vector<TItemId> Find(IVqEWSFolder& folder, const string& text) {
   filter->SetFieldDef(FLD_ITEM_SUBJECT);
   filter->SetContainmentMode(cmSubstring);
   filter->SetContainmentComparison(ccIgnoreCase);
-  filter->SetValue(text);
+  filter->SetTextValue(text);
   items->Filter(filter);
   std::vector<TItemId> ids;
   for (items->Open(); !items->Eof(); items->Next()) ids.push_back(items->GetItemId());

@@ -168,8 +168,7 @@ void Tour::Read() {
     const auto compare = Supports<IVqEWSRestrictionCompare>(filtered->CreateRestriction(rtCompare));
     compare->SetFieldDef(FLD_ITEM_SUBJECT);
     compare->SetCompareOperator(opIsNotEqualTo);
-    // The form of the schema escapes this itself; by default it is the application's to do.
-    compare->SetValue(FSession.GetStrictSchema() ? string("Tom & \"Jerry\"") : string("Tom &amp; &quot;Jerry&quot;"));
+    compare->SetTextValue("Tom & \"Jerry\"");
     both->AddRestriction(compare);
     filtered->Filter(both);
     filtered->Open();
@@ -351,7 +350,7 @@ TVqRef<IVqEWSItems> Tour::Marked(IVqEWSFolder& folder) {
   const auto marked = Supports<IVqEWSRestrictionContent>(items->CreateRestriction(rtContent));
   marked->SetFieldDef(FLD_ITEM_SUBJECT);
   marked->SetContainmentMode(cmPrefixed);
-  marked->SetValue(FMark);
+  marked->SetTextValue(FMark);
   items->Filter(marked);
   items->Open();
   return items;

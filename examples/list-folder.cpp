@@ -36,15 +36,8 @@ const TVqEWSFieldDef& FieldOf(const std::string& name) {
   throw EVqException("There is no column \"" + string(name) + "\" to filter by.");
 }
 
-/// Values go into the request as they are; what means something to XML is ours to escape, unless the session does it.
-string Escaped(const std::string& value, bool strict) {
-  if (strict) return value;
-  string text = value;
-  return text.Replace("&", "&amp;").Replace("<", "&lt;").Replace("\"", "&quot;");
-}
-
 /// "subject~invoice" (contains), "size>10000", "received>=2026-01-01T00:00:00Z", "importance=High", "read!=true".
-TVqRef<IVqEWSRestriction> ParseFilter(IVqEWSItems& items, const std::string& text, bool strict) {
+TVqRef<IVqEWSRestriction> ParseFilter(IVqEWSItems& items, const std::string& text) {
   const std::size_t at = text.find_first_of("~=!<>");
   if (at == std::string::npos) throw EVqException("\"" + string(text) + "\" is no filter: column, operator, value.");
   const TVqEWSFieldDef& field = FieldOf(text.substr(0, at));
@@ -53,7 +46,7 @@ TVqRef<IVqEWSRestriction> ParseFilter(IVqEWSItems& items, const std::string& tex
     content->SetFieldDef(field);
     content->SetContainmentMode(cmSubstring);
     content->SetContainmentComparison(ccIgnoreCase);
-    content->SetValue(Escaped(text.substr(at + 1), strict));
+    content->SetTextValue(text.substr(at + 1));
     return content;
   }
   static constexpr std::pair<const char*, TVqEWSRestrictionOperator> kOperators[] = {
@@ -64,7 +57,7 @@ TVqRef<IVqEWSRestriction> ParseFilter(IVqEWSItems& items, const std::string& tex
     auto compare = Supports<IVqEWSRestrictionCompare>(items.CreateRestriction(rtCompare));
     compare->SetFieldDef(field);
     compare->SetCompareOperator(op);
-    compare->SetValue(Escaped(text.substr(at + std::string_view(sign).size()), strict));
+    compare->SetTextValue(text.substr(at + std::string_view(sign).size()));
     return compare;
   }
   throw EVqException("\"" + string(text) + "\" has no operator (~ = != < <= > >=).");
@@ -87,7 +80,7 @@ int main(int argc, char** argv) try {
   auto all = Supports<IVqEWSRestrictionAnd>(items->CreateRestriction(rtAnd));
   bool filtered = false;
   for (const std::string& text : server.OptionValues("filter")) {
-    all->AddRestriction(ParseFilter(*items, text, session.GetStrictSchema()));
+    all->AddRestriction(ParseFilter(*items, text));
     filtered = true;
   }
   if (filtered) items->Filter(all);
@@ -97,9 +90,8 @@ int main(int argc, char** argv) try {
   for (items->Open(); !items->Eof(); items->Next()) {
     for (const TColumn& column : kColumns) {
       const auto width = static_cast<std::size_t>(column.Width);
-      // Not every kind of item has every column.
-      const string text =
-          items->HasField(column.Field) ? items->FieldByName(column.Field).GetAsString().Copy(0, width - 2) : string();
+      // Not every kind of item has every column: what a row lacks is empty.
+      const string text = items->FieldByName(column.Field).GetAsString().Copy(0, width - 2);
       std::cout << text << std::string(width - text.Length(), ' ');
     }
     std::cout << '\n';

@@ -62,7 +62,7 @@ bool Arrived(IVqEWSFolder& inbox, const string& subject) {
   items->GetFields().Add(FLD_ITEM_SUBJECT);
   auto filter = Supports<IVqEWSRestrictionCompare>(items->CreateRestriction(rtCompare));
   filter->SetFieldDef(FLD_ITEM_SUBJECT);
-  filter->SetValue(subject);
+  filter->SetTextValue(subject);
   items->Filter(filter);
   for (int attempt = 0; attempt < 20; ++attempt) {
     items->SetActive(true);

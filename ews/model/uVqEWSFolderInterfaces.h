@@ -85,7 +85,8 @@ class IVqEWSRestriction : public virtual IVqEWSObject {
  public:
   /// Which of the interfaces below it has.
   virtual TVqEWSRestrictionType GetRestrictionType() = 0;
-  /// Writes the node and everything below it. A child or field that was never set raises a plain exception.
+  /// Writes the node and everything below it. A child or field that was never set raises a plain exception, and so do nodes below nodes that go deeper
+  /// than a request can carry.
   virtual void SaveToStream(TVqStringStream& AStream) = 0;
 
  protected:
@@ -95,7 +96,7 @@ class IVqEWSRestriction : public virtual IVqEWSObject {
 /// And, Or: any number of children.
 class IVqEWSRestrictionList : public virtual IVqEWSRestriction {
  public:
-  /// Adds a child; the list keeps it. Raises a plain exception for an empty reference.
+  /// Adds a child; the list keeps it. Raises a plain exception for an empty reference and for a child that holds the list.
   virtual void AddRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
   /// Removes the child; nothing happens when it is none.
   virtual void RemoveRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
@@ -117,7 +118,7 @@ class IVqEWSRestrictionOr : public virtual IVqEWSRestrictionList {
 /// The child does not hold (t:Not).
 class IVqEWSRestrictionNot : public virtual IVqEWSRestriction {
  public:
-  /// The child, in place of an earlier one; kept.
+  /// The child, in place of an earlier one; kept. Raises a plain exception for a child that holds this one.
   virtual void SetRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
 
  protected:
@@ -141,16 +142,21 @@ class IVqEWSRestrictionExists : public virtual IVqEWSRestrictionField {
   ~IVqEWSRestrictionExists() = default;
 };
 
-/// The field against a value. The value's text stands between quotes as it is: what XML gives a meaning (a quote, "<",
-/// "&") is the application's to escape, unless the session's StrictSchema is on.
+/// The field against a value. For text that a person typed, or that a program found somewhere, take `SetTextValue`.
 class IVqEWSRestrictionCompare : public virtual IVqEWSRestrictionField {
  public:
   /// How the field stands to the value; equal at first.
   virtual TVqEWSRestrictionOperator GetCompareOperator() = 0;
   virtual void SetCompareOperator(TVqEWSRestrictionOperator AValue) = 0;
-  /// The value; its text in the request is that of VqVariantToXML.
+  /// The value as it was set; its text in the request is that of VqVariantToXML.
   virtual const TVqVariant& GetValue() = 0;
+  /// The value's text stands between quotes as it is, so that it is markup: "Birch &amp; Sons". What would break out of the quotes (a quote, "<", an "&"
+  /// that begins no reference) or is no XML raises EVqXMLError with the field's name, when it is set. Set the field first. With the session's StrictSchema
+  /// the value is text, as for SetTextValue.
   virtual void SetValue(const TVqVariant& AValue) = 0;
+  /// The value as text, "Birch & Sons", whatever stands in it: it is escaped in every form of requests. Raises EVqXMLError for a character that XML
+  /// cannot carry.
+  virtual void SetTextValue(const string& AValue) = 0;
 
  protected:
   ~IVqEWSRestrictionCompare() = default;
@@ -183,7 +189,7 @@ class IVqEWSRestrictionBitMask : public virtual IVqEWSRestrictionField {
   ~IVqEWSRestrictionBitMask() = default;
 };
 
-/// The field contains a text (t:Contains). The text stands between quotes as it is, see IVqEWSRestrictionCompare.
+/// The field contains a text (t:Contains).
 class IVqEWSRestrictionContent : public virtual IVqEWSRestrictionField {
  public:
   /// How much of the field the text must be; all of it at first.
@@ -192,9 +198,11 @@ class IVqEWSRestrictionContent : public virtual IVqEWSRestrictionField {
   /// Which differences do not count; all count at first.
   virtual TVqEWSContainmentComparison GetContainmentComparison() = 0;
   virtual void SetContainmentComparison(TVqEWSContainmentComparison AValue) = 0;
-  /// The text.
+  /// The text as it was set.
   virtual string GetValue() = 0;
+  /// As markup and as text: see IVqEWSRestrictionCompare.
   virtual void SetValue(const string& AValue) = 0;
+  virtual void SetTextValue(const string& AValue) = 0;
 
  protected:
   ~IVqEWSRestrictionContent() = default;

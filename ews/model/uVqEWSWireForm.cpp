@@ -282,17 +282,9 @@ bool EwsSendsUpdate(const TVqEWSBaseSession& ASession, const IVqDOMElement& AUpd
   return !ASession.GetStrictSchema() || AUpdates.HasChildElements();
 }
 
-string EwsRestrictionValue(const TVqEWSObject& ARestriction, const string& AValue) {
+bool EwsEscapesValues(const TVqEWSObject& ARestriction) {
   const TVqEWSBaseSession* session = ARestriction.GetSession();
-  if (!session || !session->GetStrictSchema()) return AValue;
-  // Line ends and tabs would become blanks in an attribute.
-  return AValue.Replace("&", "&amp;")
-      .Replace("<", "&lt;")
-      .Replace(">", "&gt;")
-      .Replace("\"", "&quot;")
-      .Replace("\t", "&#9;")
-      .Replace("\n", "&#10;")
-      .Replace("\r", "&#13;");
+  return session && session->GetStrictSchema();
 }
 
 }  // namespace velmore

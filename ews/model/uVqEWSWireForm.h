@@ -15,7 +15,8 @@ void EwsToStrictSchema(IVqSOAPRequest& ARequest);
 /// form for it.
 bool EwsSendsUpdate(const TVqEWSBaseSession& ASession, const IVqDOMElement& AUpdates);
 
-/// A value as a restriction puts it between quotes: as it is by default, escaped with StrictSchema.
-string EwsRestrictionValue(const TVqEWSObject& ARestriction, const string& AValue);
+/// Whether the library escapes the values of restrictions: by default they stand between quotes as they are, with StrictSchema the application has chosen
+/// that they are text. What a session has learnt of its server plays no part, so that a value means the same throughout.
+bool EwsEscapesValues(const TVqEWSObject& ARestriction);
 
 }  // namespace velmore

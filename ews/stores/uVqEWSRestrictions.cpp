@@ -1,6 +1,8 @@
 #include "ews/stores/uVqEWSRestrictions.h"
 
 #include <algorithm>
+#include <unordered_set>
+#include <utility>
 
 #include "ews/model/uVqEWSWireForm.h"
 #include "ews/schema/uVqEWSFieldURI.h"
@@ -9,6 +11,30 @@
 
 namespace velmore {
 namespace {
+
+/// How deep nodes may stand below nodes: a request is an XML document, and the deepest field (`t:FieldURIOrConstant/t:Constant`) adds two elements.
+const auto kMaxDepth = static_cast<std::int32_t>(TVqXMLLimits().MaxDepth) - 2;
+
+/// How deep the node stands that is being written on this thread: children are written through their interface, which has no place for it.
+thread_local std::int32_t Depth = 0;
+
+string NameOf(const TVqEWSFieldDef* field) {
+  if (!field) return "a filter without a field";
+  return "the filter on " + (field->FieldDefName.empty() ? field->UnindexedFieldURI : field->FieldDefName).ToString();
+}
+
+/// What keeps a text from standing between quotes; empty when nothing does.
+string WrongIn(const string& value) {
+  if (value.Contains("\"")) return "has a quote";
+  if (value.Contains("<")) return "has a \"<\"";
+  try {
+    const TVqDOMDocument scratch("<value/>");
+    scratch.GetDocumentElement().SetInnerXML("<value of=\"" + value + "\"/>");
+  } catch (const EVqXMLError&) {
+    return value.Contains("&") ? "has an \"&\" that begins no reference" : "has a character that XML cannot carry";
+  }
+  return {};
+}
 
 void SaveField(const TVqEWSFieldDef* field, TVqStringStream& stream) {
   if (!field) throw EVqException("A restriction has no field.");
@@ -49,8 +75,56 @@ TVqRef<IVqEWSRestriction> EwsCreateRestriction(TVqEWSObject* ACreator, TVqEWSRes
   throw EVqException("Unsupported RestrictionType!");
 }
 
+// ---- Trees
+
+void TVqEWSRestriction::CheckChild(const TVqRef<IVqEWSRestriction>& AChild) {
+  // What stands deeper than can be written needs no look, and a node that several nodes hold needs one.
+  std::unordered_set<const TVqEWSRestriction*> seen;
+  std::vector<std::pair<const TVqEWSRestriction*, std::int32_t>> pending;
+  const auto look = [&](const TVqRef<IVqEWSRestriction>& node, std::int32_t depth) {
+    const auto* restriction = dynamic_cast<const TVqEWSRestriction*>(node.get());
+    if (restriction == this) throw EVqException("A restriction cannot hold itself.");
+    if (restriction && depth <= kMaxDepth && seen.insert(restriction).second) pending.emplace_back(restriction, depth);
+  };
+  look(AChild, 1);
+  while (!pending.empty()) {
+    const auto [node, depth] = pending.back();
+    pending.pop_back();
+    for (const auto& child : node->Children()) look(child, depth + 1);
+  }
+}
+
+void TVqEWSRestriction::SaveChild(IVqEWSRestriction& AChild, TVqStringStream& AStream) {
+  if (Depth + 1 >= kMaxDepth)
+    throw EVqException(Format("Restrictions are nested more than %d deep.", {std::int64_t{kMaxDepth}}));
+  struct TDeeper {
+    TDeeper() noexcept { ++Depth; }
+    ~TDeeper() { --Depth; }
+  } deeper;
+  AChild.SaveToStream(AStream);
+}
+
+void TVqEWSRestriction::LetGo(TChildren AChildren) {
+  thread_local TChildren* pending = nullptr;
+  if (pending) {
+    std::ranges::move(AChildren, std::back_inserter(*pending));
+    return;
+  }
+  pending = &AChildren;
+  while (!AChildren.empty()) {
+    const TVqRef<IVqEWSRestriction> last = std::move(AChildren.back());
+    AChildren.pop_back();
+  }
+  pending = nullptr;
+}
+
+TVqEWSRestrictionList::~TVqEWSRestrictionList() {
+  LetGo(std::move(FRestrictions));
+}
+
 void TVqEWSRestrictionList::AddRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) {
   if (!ARestriction) throw EVqException("An empty reference is no restriction.");
+  CheckChild(ARestriction);
   FRestrictions.push_back(ARestriction);
 }
 
@@ -60,8 +134,67 @@ void TVqEWSRestrictionList::RemoveRestriction(const TVqRef<IVqEWSRestriction>& A
 }
 
 void TVqEWSRestrictionList::SaveChildren(TVqStringStream& AStream) const {
-  for (const auto& restriction : FRestrictions) restriction->SaveToStream(AStream);
+  for (const auto& restriction : FRestrictions) SaveChild(*restriction, AStream);
 }
+
+TVqEWSRestrictionNot::~TVqEWSRestrictionNot() {
+  LetGo({std::move(FRestriction)});
+}
+
+std::span<const TVqRef<IVqEWSRestriction>> TVqEWSRestrictionNot::Children() const {
+  return {&FRestriction, FRestriction ? std::size_t{1} : std::size_t{0}};
+}
+
+void TVqEWSRestrictionNot::SetRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) {
+  CheckChild(ARestriction);
+  FRestriction = ARestriction;
+}
+
+// ---- Values
+
+void TVqEWSRestrictionField::CheckMarkup(const string& AValue) {
+  if (EwsEscapesValues(*this)) {
+    VqEscapeXML(AValue);  // raises for what XML cannot carry
+    return;
+  }
+  const string wrong = WrongIn(AValue);
+  if (wrong.empty()) return;
+  throw EVqXMLError(Format("The value of %s %s: set it as text with SetTextValue, or escape it with VqEscapeXML.",
+                           {NameOf(GetFieldDef()), wrong}),
+                    0, 0);
+}
+
+void TVqEWSRestrictionField::SaveConstant(const string& AValue, TValueForm AForm, TVqStringStream& AStream) {
+  if (AForm == TValueForm::Markup) CheckMarkup(AValue);  // StrictSchema may have been on when it was set
+  const bool escaped = AForm == TValueForm::Text || EwsEscapesValues(*this);
+  AStream.Add("<t:Constant Value=\"").Add(escaped ? VqEscapeXML(AValue) : AValue).Add("\"");
+}
+
+void TVqEWSRestrictionCompare::SetValue(const TVqVariant& AValue) {
+  if (const auto* text = std::get_if<string>(&AValue)) CheckMarkup(*text);
+  FValue = AValue;
+  FForm = TValueForm::Markup;
+}
+
+void TVqEWSRestrictionCompare::SetTextValue(const string& AValue) {
+  VqEscapeXML(AValue);
+  FValue = AValue;
+  FForm = TValueForm::Text;
+}
+
+void TVqEWSRestrictionContent::SetValue(const string& AValue) {
+  CheckMarkup(AValue);
+  FValue = AValue;
+  FForm = TValueForm::Markup;
+}
+
+void TVqEWSRestrictionContent::SetTextValue(const string& AValue) {
+  VqEscapeXML(AValue);
+  FValue = AValue;
+  FForm = TValueForm::Text;
+}
+
+// ---- What the nodes write
 
 void TVqEWSRestrictionAnd::SaveToStream(TVqStringStream& AStream) {
   AStream.Add("<t:And>");
@@ -78,7 +211,7 @@ void TVqEWSRestrictionOr::SaveToStream(TVqStringStream& AStream) {
 void TVqEWSRestrictionNot::SaveToStream(TVqStringStream& AStream) {
   if (!FRestriction) throw EVqException("A restriction has no child.");
   AStream.Add("<t:Not>");
-  FRestriction->SaveToStream(AStream);
+  SaveChild(*FRestriction, AStream);
   AStream.Add("</t:Not>");
 }
 
@@ -92,7 +225,8 @@ void TVqEWSRestrictionExists::SaveToStream(TVqStringStream& AStream) {
 
 void TVqEWSRestrictionCompare::SaveToStream(TVqStringStream& AStream) {
   SaveOperator(FOperator, GetFieldDef(), AStream);
-  AStream.Add("<t:Constant Value=\"").Add(EwsRestrictionValue(*this, VqVariantToXML(FValue))).Add("\"/>");
+  SaveConstant(VqVariantToXML(FValue), FForm, AStream);
+  AStream.Add("/>");
   SaveOperatorEnd(FOperator, AStream);
 }
 
@@ -113,7 +247,8 @@ void TVqEWSRestrictionContent::SaveToStream(TVqStringStream& AStream) {
   AStream.Add("<t:Contains ContainmentMode=\"").Add(VqEnumToText(FContainmentMode));
   AStream.Add("\" ContainmentComparison=\"").Add(VqEnumToText(FContainmentComparison)).Add("\">");
   SaveField(GetFieldDef(), AStream);
-  AStream.Add("<t:Constant Value=\"").Add(EwsRestrictionValue(*this, FValue)).Add("\" /></t:Contains>");
+  SaveConstant(FValue, FForm, AStream);
+  AStream.Add(" /></t:Contains>");
 }
 
 }  // namespace velmore

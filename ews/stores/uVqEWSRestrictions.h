@@ -6,11 +6,14 @@
 ///     filter->SetFieldDef(FLD_ITEM_SUBJECT);
 ///     filter->SetContainmentMode(cmSubstring);
 ///     filter->SetContainmentComparison(ccIgnoreCase);
-///     filter->SetValue("invoice");
+///     filter->SetTextValue("Birch & Sons");
 ///     items->Filter(filter);
 ///
-/// Nothing here talks to the server. Values stand between quotes as they are (see the interfaces), unless StrictSchema is on.
+/// Nothing here talks to the server.
 /// Who owns what, which thread may call and what is raised: see the head of uVqEWSInterfaces.h.
+
+#include <span>
+#include <vector>
 
 #include "ews/model/uVqEWSBase.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
@@ -28,7 +31,18 @@ class TVqEWSRestriction : public TVqEWSObject, public virtual IVqEWSRestriction 
   TVqEWSRestriction(TVqComponent* ACreator, bool AKeepCreatorAlive) : TVqEWSObject(ACreator, AKeepCreatorAlive) {}
 
  protected:
+  using TChildren = std::vector<TVqRef<IVqEWSRestriction>>;
+
   ~TVqEWSRestriction() override = default;
+
+  /// The nodes below this one; none here.
+  virtual std::span<const TVqRef<IVqEWSRestriction>> Children() const { return {}; }
+  /// Raises when the child is this node or holds it, at any depth that can be written.
+  void CheckChild(const TVqRef<IVqEWSRestriction>& AChild);
+  /// Writes a child. Raises when it stands deeper than a request can carry.
+  static void SaveChild(IVqEWSRestriction& AChild, TVqStringStream& AStream);
+  /// For destructors: lets go of the children, and of theirs, one after the other, so that the depth of a tree costs no stack.
+  static void LetGo(TChildren AChildren);
 };
 
 /// What And and Or share: the children, in the order in which they were added. Keeps them alive.
@@ -39,12 +53,13 @@ class TVqEWSRestrictionList : public TVqEWSRestriction, public virtual IVqEWSRes
   void RemoveRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) override;
 
  protected:
-  ~TVqEWSRestrictionList() override = default;
+  ~TVqEWSRestrictionList() override;
+  std::span<const TVqRef<IVqEWSRestriction>> Children() const override { return FRestrictions; }
   /// Writes the children, one behind the other.
   void SaveChildren(TVqStringStream& AStream) const;
 
  private:
-  std::vector<TVqRef<IVqEWSRestriction>> FRestrictions;
+  TChildren FRestrictions;
 };
 
 /// All children hold (t:And).
@@ -74,11 +89,12 @@ class TVqEWSRestrictionNot : public TVqEWSRestriction, public virtual IVqEWSRest
  public:
   using TVqEWSRestriction::TVqEWSRestriction;
   TVqEWSRestrictionType GetRestrictionType() override { return rtNot; }
-  void SetRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) override { FRestriction = ARestriction; }
+  void SetRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) override;
   void SaveToStream(TVqStringStream& AStream) override;
 
  protected:
-  ~TVqEWSRestrictionNot() override = default;
+  ~TVqEWSRestrictionNot() override;
+  std::span<const TVqRef<IVqEWSRestriction>> Children() const override;
 
  private:
   TVqRef<IVqEWSRestriction> FRestriction;
@@ -93,6 +109,13 @@ class TVqEWSRestrictionField : public TVqEWSRestriction, public virtual IVqEWSRe
 
  protected:
   ~TVqEWSRestrictionField() override = default;
+
+  /// How a value was set: as markup, or as text that is escaped.
+  enum class TValueForm { Markup, Text };
+  /// Raises EVqXMLError, with the field's name, for markup that cannot stand between quotes.
+  void CheckMarkup(const string& AValue);
+  /// Writes the constant that the field is held against, up to its closing quote.
+  void SaveConstant(const string& AValue, TValueForm AForm, TVqStringStream& AStream);
 
  private:
   const TVqEWSFieldDef* FFieldDef = nullptr;
@@ -117,7 +140,8 @@ class TVqEWSRestrictionCompare : public TVqEWSRestrictionField, public virtual I
   TVqEWSRestrictionOperator GetCompareOperator() override { return FOperator; }
   void SetCompareOperator(TVqEWSRestrictionOperator AValue) override { FOperator = AValue; }
   const TVqVariant& GetValue() override { return FValue; }
-  void SetValue(const TVqVariant& AValue) override { FValue = AValue; }
+  void SetValue(const TVqVariant& AValue) override;
+  void SetTextValue(const string& AValue) override;
   void SaveToStream(TVqStringStream& AStream) override;
 
  protected:
@@ -126,6 +150,7 @@ class TVqEWSRestrictionCompare : public TVqEWSRestrictionField, public virtual I
  private:
   TVqEWSRestrictionOperator FOperator = opIsEqualTo;
   TVqVariant FValue;
+  TValueForm FForm = TValueForm::Markup;
 };
 
 /// One field against another.
@@ -176,7 +201,8 @@ class TVqEWSRestrictionContent : public TVqEWSRestrictionField, public virtual I
   TVqEWSContainmentComparison GetContainmentComparison() override { return FContainmentComparison; }
   void SetContainmentComparison(TVqEWSContainmentComparison AValue) override { FContainmentComparison = AValue; }
   string GetValue() override { return FValue; }
-  void SetValue(const string& AValue) override { FValue = AValue; }
+  void SetValue(const string& AValue) override;
+  void SetTextValue(const string& AValue) override;
   void SaveToStream(TVqStringStream& AStream) override;
 
  protected:
@@ -186,6 +212,7 @@ class TVqEWSRestrictionContent : public TVqEWSRestrictionField, public virtual I
   TVqEWSContainmentComparison FContainmentComparison = ccExact;
   TVqEWSContainmentMode FContainmentMode = cmFullString;
   string FValue;
+  TValueForm FForm = TValueForm::Markup;
 };
 
 }  // namespace velmore

@@ -9,6 +9,7 @@
 
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/uVqXMLConvert_p.h"
+#include "platform/xml/uVqXMLDOMData_p.h"
 
 namespace velmore {
 
@@ -122,6 +123,12 @@ string VqVariantToXML(const TVqVariant& AValue) {
     string operator()(const string& value) const { return value; }
   };
   return std::visit(TVisitor(), AValue);
+}
+
+string VqEscapeXML(const TVqUtf8View& AText) {
+  std::string escaped;
+  detail::AppendEscapedValue(escaped, detail::CheckText(AText).c_str());
+  return string(escaped).Replace("'", "&apos;");
 }
 
 string VqBytesToXML(const TBytes& AValue) {

@@ -63,7 +63,7 @@ class TWriter {
   void Attribute(pugi::xml_attribute attribute) {
     Name(NameOf(attribute).data());
     FOut += "=\"";
-    EscapeValue(attribute.value());
+    AppendEscapedValue(FOut, attribute.value());
     FOut += '"';
   }
 
@@ -207,39 +207,6 @@ class TWriter {
     }
   }
 
-  void EscapeValue(const char* text) {
-    for (;;) {
-      const std::size_t plain = std::strcspn(text, "<>&\"\t\n\r");
-      FOut.append(text, plain);
-      text += plain;
-      switch (*text++) {
-        case '<':
-          FOut += "&lt;";
-          break;
-        case '>':
-          FOut += "&gt;";
-          break;
-        case '&':
-          FOut += "&amp;";
-          break;
-        case '"':
-          FOut += "&quot;";
-          break;
-        case '\t':
-          FOut += "&#9;";  // white space in a value would be read back as blanks
-          break;
-        case '\n':
-          FOut += "&#10;";
-          break;
-        case '\r':
-          FOut += "&#13;";
-          break;
-        default:
-          return;
-      }
-    }
-  }
-
   static constexpr std::size_t kLargeText = 1 << 20, kBehindLargeText = 64 << 10;
 
   std::string& FOut;
@@ -263,6 +230,39 @@ void Encoded(std::string& out, const TVqDOMData& data, const TVqWriteOptions& op
 }
 
 }  // namespace
+
+void AppendEscapedValue(std::string& out, const char* text) {
+  for (;;) {
+    const std::size_t plain = std::strcspn(text, "<>&\"\t\n\r");
+    out.append(text, plain);
+    text += plain;
+    switch (*text++) {
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\t':
+        out += "&#9;";  // white space in a value would be read back as blanks
+        break;
+      case '\n':
+        out += "&#10;";
+        break;
+      case '\r':
+        out += "&#13;";
+        break;
+      default:
+        return;
+    }
+  }
+}
 
 void WriteNode(std::string& out, const IVqDOMNode& node, const TVqWriteOptions& options) {
   const TVqDOMData& data = *TVqDOMFactory::Data(node);

@@ -140,7 +140,7 @@ TEST_F(Guide, Impersonation) {
 }
 
 TEST_F(Guide, TablesAndFilters) {
-  AddMessage("Invoice 1");
+  AddMessage("Invoice & \"Co\" 1");
   AddMessage("Hello");
   const TVqRef<IVqEWSFolder> inbox = Inbox();
   auto items = inbox->GetItems();
@@ -152,6 +152,7 @@ TEST_F(Guide, TablesAndFilters) {
   std::cout << items->Count() << " in all\n";
   EXPECT_EQ(items->Count(), 2);
 
+  const string typed = "invoice & \"co\"";
   auto unread = Supports<IVqEWSRestrictionCompare>(items->CreateRestriction(rtCompare));
   unread->SetFieldDef(FLD_MESSAGE_ISREAD);
   unread->SetValue(false);
@@ -159,7 +160,7 @@ TEST_F(Guide, TablesAndFilters) {
   about->SetFieldDef(FLD_ITEM_SUBJECT);
   about->SetContainmentMode(cmSubstring);
   about->SetContainmentComparison(ccIgnoreCase);
-  about->SetValue("invoice");
+  about->SetTextValue(typed);
   auto both = Supports<IVqEWSRestrictionAnd>(items->CreateRestriction(rtAnd));
   both->AddRestriction(unread);
   both->AddRestriction(about);

@@ -41,6 +41,17 @@ class Restrictions : public ::testing::Test {
     const std::size_t from = text.find("Value=\"") + 7;
     return text.substr(from, text.find("\"/>", from) - from);
   }
+  /// The value that a content restriction writes after this was done to it.
+  template <typename TAction>
+  std::string Contained(TAction action) {
+    auto content = Make<IVqEWSRestrictionContent>(rtContent);
+    content->SetFieldDef(FLD_ITEM_SUBJECT);
+    action(*content);
+    const std::string text = TextOf(*content);
+    const std::size_t from = text.find("Value=\"") + 7;
+    return text.substr(from, text.rfind("\" />") - from);
+  }
+  TVqEWSServiceSession& Session() { return FSession; }
   template <typename TAction>
   static std::string Failure(TAction action) {
     try {
@@ -123,12 +134,99 @@ TEST_F(Restrictions, ValuesOfComparisonsHaveTheirXmlForm) {
   EXPECT_EQ(Compared(string("Grüße")), "Grüße");
 }
 
-TEST_F(Restrictions, NothingIsEscaped) {
-  EXPECT_EQ(Compared(string("a<b&c")), "a<b&c");
+// ---- Values: as markup, which is the default, and as text
+
+TEST_F(Restrictions, ValuesStandAsTheyAre) {
+  for (const char* value : {"a&amp;b", "&lt;&gt;&quot;&apos;", "&#65;&#x1F600;", "it's", "a>b", "]]>", "a\tb", ""}) {
+    EXPECT_EQ(Compared(string(value)), value);
+    EXPECT_EQ(Contained([&](auto& content) { content.SetValue(value); }), value);
+  }
+}
+
+TEST_F(Restrictions, MarkupThatCannotStandBetweenQuotesIsRefusedWhenItIsSet) {
+  const std::pair<string, const char*> wrong[] = {{"a\"b", "has a quote"},
+                                                  {"\"", "has a quote"},
+                                                  {"a<b", "has a \"<\""},
+                                                  {"a\"<&", "has a quote"},
+                                                  {"Birch & Sons", "has an \"&\" that begins no reference"},
+                                                  {"&", "has an \"&\" that begins no reference"},
+                                                  {"&nbsp;", "has an \"&\" that begins no reference"},
+                                                  {"&amp", "has an \"&\" that begins no reference"},
+                                                  {"&#0;", "has an \"&\" that begins no reference"},
+                                                  {"&#x;", "has an \"&\" that begins no reference"},
+                                                  {u"a\u0001", "has a character that XML cannot carry"},
+                                                  {string(u"\xD800"), "has a character that XML cannot carry"}};
+  for (const auto& [value, what] : wrong) {
+    const auto expected = [&, what = what](const std::string& filter) {
+      return "The value of " + filter + " " + what +
+             ": set it as text with SetTextValue, or escape it with VqEscapeXML.";
+    };
+    auto compare = Make<IVqEWSRestrictionCompare>(rtCompare);
+    compare->SetFieldDef(FLD_MESSAGE_INTERNETMESSAGEID);
+    compare->SetValue(string("kept"));
+    EXPECT_EQ(Failure([&, &value = value] { compare->SetValue(value); }),
+              expected("the filter on FLD_MESSAGE_INTERNETMESSAGEID"));
+    EXPECT_EQ(std::get<string>(compare->GetValue()), "kept");
+    auto content = Make<IVqEWSRestrictionContent>(rtContent);
+    EXPECT_EQ(Failure([&, &value = value] { content->SetValue(value); }), expected("a filter without a field"));
+    static constexpr TVqEWSFieldDef unnamed{.UnindexedFieldURI = "item:Subject"};
+    content->SetFieldDef(unnamed);
+    EXPECT_EQ(Failure([&, &value = value] { content->SetValue(value); }), expected("the filter on item:Subject"));
+    EXPECT_EQ(content->GetValue(), "");
+  }
+}
+
+TEST_F(Restrictions, TextIsEscapedInBothForms) {
+  const std::pair<const char*, const char*> texts[] = {{"Birch & Sons", "Birch &amp; Sons"},
+                                                       {"<a@b>", "&lt;a@b&gt;"},
+                                                       {"\"x\" 'y'", "&quot;x&quot; &apos;y&apos;"},
+                                                       {"&amp;", "&amp;amp;"},
+                                                       {"a\tb\nc\rd", "a&#9;b&#10;c&#13;d"},
+                                                       {"Grüße", "Grüße"},
+                                                       {"", ""}};
+  for (const bool strict : {false, true}) {
+    Session().SetStrictSchema(strict);
+    for (const auto& [text, escaped] : texts) {
+      EXPECT_EQ(Contained([&, text = text](auto& content) { content.SetTextValue(text); }), escaped);
+      auto compare = Make<IVqEWSRestrictionCompare>(rtCompare);
+      compare->SetFieldDef(FLD_ITEM_SUBJECT);
+      compare->SetTextValue(text);
+      EXPECT_NE(TextOf(*compare).find("Value=\"" + std::string(escaped) + "\"/>"), std::string::npos) << text;
+      EXPECT_EQ(std::get<string>(compare->GetValue()), text);
+    }
+    auto content = Make<IVqEWSRestrictionContent>(rtContent);
+    EXPECT_THROW(content->SetTextValue(u"a\u0001"), EVqXMLError);
+    EXPECT_THROW(Make<IVqEWSRestrictionCompare>(rtCompare)->SetTextValue(u"a\u0001"), EVqXMLError);
+    EXPECT_EQ(content->GetValue(), "");
+  }
+}
+
+TEST_F(Restrictions, ValueSetAfterATextIsMarkupAgain) {
+  EXPECT_EQ(Contained([](auto& content) {
+              content.SetTextValue("&");
+              content.SetValue("&amp;");
+            }),
+            "&amp;");
+  auto compare = Make<IVqEWSRestrictionCompare>(rtCompare);
+  compare->SetFieldDef(FLD_ITEM_SIZE);
+  compare->SetTextValue("&");
+  compare->SetValue(string("&amp;"));
+  EXPECT_NE(TextOf(*compare).find("Value=\"&amp;\""), std::string::npos);
+}
+
+TEST_F(Restrictions, WithStrictSchemaValuesAreText) {
+  Session().SetStrictSchema(true);
+  const auto raw = [](auto& content) { content.SetValue("a\"<&amp;"); };
+  EXPECT_EQ(Contained(raw), "a&quot;&lt;&amp;amp;");
   auto content = Make<IVqEWSRestrictionContent>(rtContent);
   content->SetFieldDef(FLD_ITEM_SUBJECT);
-  content->SetValue("\"<&");
-  EXPECT_NE(TextOf(*content).find("<t:Constant Value=\"\"<&\" />"), std::string::npos);
+  EXPECT_THROW(content->SetValue(u"a\u0001"), EVqXMLError);
+  raw(*content);
+  // What was let pass is looked at again when it is no longer text.
+  Session().SetStrictSchema(false);
+  EXPECT_EQ(Failure([&] { TextOf(*content); }),
+            "The value of the filter on FLD_ITEM_SUBJECT has a quote: set it as text with SetTextValue, or escape it "
+            "with VqEscapeXML.");
 }
 
 TEST_F(Restrictions, BitMaskWritesItsLow32BitsInDecimal) {
@@ -179,6 +277,59 @@ TEST_F(Restrictions, UnknownTypeIsRefused) {
   int beyond = rtContent + 1;
   EXPECT_EQ(Failure([&] { Make<IVqEWSRestriction>(static_cast<TVqEWSRestrictionType>(beyond)); }),
             "Unsupported RestrictionType!");
+}
+
+// ---- Trees
+
+TEST_F(Restrictions, HoldNeitherThemselvesNorWhatHoldsThem) {
+  const char* const itself = "A restriction cannot hold itself.";
+  auto all = Make<IVqEWSRestrictionAnd>(rtAnd);
+  EXPECT_EQ(Failure([&] { all->AddRestriction(all); }), itself);
+  auto no = Make<IVqEWSRestrictionNot>(rtNot);
+  EXPECT_EQ(Failure([&] { no->SetRestriction(no); }), itself);
+  auto any = Make<IVqEWSRestrictionOr>(rtOr);
+  any->AddRestriction(Exists(FLD_ITEM_SIZE));
+  any->AddRestriction(no);
+  all->AddRestriction(any);
+  EXPECT_EQ(Failure([&] { no->SetRestriction(all); }), itself);
+  EXPECT_EQ(Failure([&] { TextOf(*all); }), "A restriction has no child.");
+  // The same child in several places is no circle, however many ways lead to it.
+  TVqRef<IVqEWSRestriction> twice = Exists(FLD_ITEM_SIZE);
+  for (int i = 0; i < 200; ++i) {
+    auto both = Make<IVqEWSRestrictionAnd>(rtAnd);
+    both->AddRestriction(twice);
+    both->AddRestriction(twice);
+    twice = both;
+  }
+  no->SetRestriction(twice);
+  no->SetRestriction({});  // taken back
+  EXPECT_EQ(Failure([&] { TextOf(*no); }), "A restriction has no child.");
+}
+
+TEST_F(Restrictions, AreWrittenAsDeepAsARequestCanCarry) {
+  const auto chain = [&](int depth, TVqRef<IVqEWSRestriction> leaf) {
+    for (int i = 1; i < depth; ++i) {
+      if (i % 2) {
+        auto no = Make<IVqEWSRestrictionNot>(rtNot);
+        no->SetRestriction(leaf);
+        leaf = no;
+      } else {
+        auto all = Make<IVqEWSRestrictionAnd>(rtAnd);
+        all->AddRestriction(leaf);
+        leaf = all;
+      }
+    }
+    return leaf;
+  };
+  auto compare = Make<IVqEWSRestrictionCompare>(rtCompare);
+  compare->SetFieldDef(FLD_ITEM_SIZE);
+  const auto deepest = chain(254, compare);
+  const TVqDOMDocument request("<m:Restriction/>");
+  for (int i = 0; i < 3; ++i) request.GetDocumentElement().SetInnerXML(TextOf(*deepest));  // and is read back
+  const char* const refused = "Restrictions are nested more than 254 deep.";
+  EXPECT_EQ(Failure([&] { TextOf(*chain(255, compare)); }), refused);
+  EXPECT_EQ(Failure([&] { TextOf(*chain(100'000, compare)); }), refused);  // and 100,000 nodes go without a stack
+  EXPECT_NE(TextOf(*deepest), "");                                         // a failure leaves no depth behind
 }
 
 TEST_F(Restrictions, UnsetChildOrFieldRaisesWhenItIsWritten) {

@@ -136,22 +136,19 @@ TEST_F(Departure, UpdateWithoutChangesIsEmptyOrNotSent) {
 }
 
 TEST_F(Departure, ValueOfARestrictionIsTheApplicationsToEscapeOrIsEscaped) {
-  const auto find = [&](const char* value) {
-    return Inside("FindItem", "Restriction/Contains/Constant", [&] {
-      const auto items = Inbox()->GetItems();
-      const auto content = Supports<IVqEWSRestrictionContent>(items->CreateRestriction(rtContent));
-      content->SetFieldDef(FLD_ITEM_SUBJECT);
-      content->SetValue(value);
-      items->Filter(content);
-      items->Open();
-    });
+  const auto filtered = [&](const char* value) {
+    const auto items = Inbox()->GetItems();
+    const auto content = Supports<IVqEWSRestrictionContent>(items->CreateRestriction(rtContent));
+    content->SetFieldDef(FLD_ITEM_SUBJECT);
+    content->SetValue(value);
+    items->Filter(content);
+    return items;
   };
-  const auto items = Inbox()->GetItems();
-  const auto content = Supports<IVqEWSRestrictionContent>(items->CreateRestriction(rtContent));
-  content->SetFieldDef(FLD_ITEM_SUBJECT);
-  content->SetValue("a \"b\" <c>");
-  items->Filter(content);
-  EXPECT_THROW(items->Open(), EVqXMLError) << "by default it stands between the quotes as it is";
+  const auto find = [&](const char* value) {
+    return Inside("FindItem", "Restriction/Contains/Constant", [&] { filtered(value)->Open(); });
+  };
+  EXPECT_THROW(filtered("a \"b\" <c>"), EVqXMLError) << "by default it stands between the quotes as it is";
+  EXPECT_EQ(find("a &lt; b &amp; &#99;"), "<t:Constant Value=\"a &lt; b &amp; c\"/>");
   Strict();
   EXPECT_EQ(find("a \"b\" <c> & d\te\nf"), "<t:Constant Value=\"a &quot;b&quot; &lt;c&gt; &amp; d&#9;e&#10;f\"/>");
 }

@@ -285,6 +285,24 @@ TEST(Guids, InLowerCaseWithoutBraces) {
 
 // -- The text stream --------------------------------------------------------------------------------------------------
 
+TEST(Escaping, MakesMarkupThatReadsBackAsTheText) {
+  EXPECT_EQ(VqEscapeXML("a<b>c & \"d\" 'e'"), "a&lt;b&gt;c &amp; &quot;d&quot; &apos;e&apos;");
+  EXPECT_EQ(VqEscapeXML("a\tb\nc\rd"), "a&#9;b&#10;c&#13;d");
+  EXPECT_EQ(VqEscapeXML("&amp;"), "&amp;amp;");
+  EXPECT_EQ(VqEscapeXML(""), "");
+  EXPECT_EQ(VqEscapeXML("Grüße \xF0\x9F\x98\x80"), "Grüße \xF0\x9F\x98\x80");
+  for (const char* text : {"a<b>c & \"d\" 'e'", "a\tb\nc\rd", "]]>", "&#65;", "  two  "}) {
+    const string escaped = VqEscapeXML(text);
+    for (const char* quote : {"\"", "'"}) {
+      const TVqDOMDocument read("<e a=" + string(quote) + escaped + quote + ">" + escaped + "</e>");
+      EXPECT_EQ(read.GetDocumentElement().GetAttribute("a"), text);
+      EXPECT_EQ(read.GetDocumentElement().GetText(), text);
+    }
+  }
+  EXPECT_THROW(VqEscapeXML(u"a\u0001"), EVqXMLError);
+  EXPECT_THROW(VqEscapeXML(u"\xD800"), EVqXMLError);
+}
+
 TEST(StringStream, CollectsTextInItsCodePage) {
   TVqStringStream stream(kVqCodePageUtf8, 16);
   EXPECT_TRUE(stream.IsEmpty());
