@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "platform/xml/uVqXMLSchema.h"
+#include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
 namespace {
@@ -51,9 +52,12 @@ TVqEWSCategory::TVqEWSCategory(const IVqDOMElement& AElement) : FElement(AElemen
 
 void TVqEWSCategory::Read() {
   FName = FElement.GetAttribute("name");
-  // An absent attribute reads as 0, and 0 is a colour; a category without one has none.
-  const std::int32_t color = FElement.HasAttribute("color") ? FElement.GetAttributeAsInteger("color") : -1;
-  const std::int32_t key = FElement.GetAttributeAsInteger("keyboardShortcut");
+  // An absent attribute reads as 0, which is a colour and no short cut; one without a number in it is neither.
+  const auto number = [this](const char* name) {
+    return FElement.HasAttribute(name) ? VqXMLToIntDef(FElement.GetAttribute(name), -1) : 0;
+  };
+  const std::int32_t color = number("color");
+  const std::int32_t key = number("keyboardShortcut");
   FColor = 0xFFFFFF;
   if (color >= 0 && color < static_cast<std::int32_t>(std::size(Colours))) {
     const TColour& colour = Colours[color];

@@ -164,8 +164,9 @@ TEST(Category, HasOneOf25Colours) {
   }
   EXPECT_EQ(Category("color=\"25\"").GetColor(), 0xFFFFFFu);
   EXPECT_EQ(Category("color=\"-1\"").GetColor(), 0xFFFFFFu);
-  EXPECT_EQ(Category("name=\"n\"").GetColor(), 0xFFFFFFu);
-  EXPECT_THROW(Category("color=\"red\""), EConvertError);
+  EXPECT_EQ(Category("name=\"n\"").GetColor(), 0x2E25D6u);  // an absent number is 0, as everywhere
+  for (const char* odd : {"", " ", "red", "1.5", "99999999999"})
+    EXPECT_EQ(Category("color=\"" + std::string(odd) + "\"").GetColor(), 0xFFFFFFu) << odd;
 }
 
 TEST(Category, HasAShortCutOfCtrlAndAFunctionKey) {
@@ -175,6 +176,8 @@ TEST(Category, HasAShortCutOfCtrlAndAFunctionKey) {
   EXPECT_EQ(Category("keyboardShortcut=\"12\"").GetShortCut(), 0);
   EXPECT_EQ(Category("keyboardShortcut=\"-1\"").GetShortCut(), 0);
   EXPECT_EQ(Category("name=\"Travel\"").GetShortCut(), 0);
+  for (const char* odd : {"", "F2", "99999999999"})
+    EXPECT_EQ(Category("keyboardShortcut=\"" + std::string(odd) + "\"").GetShortCut(), 0) << odd;
   EXPECT_EQ(Category("name=\"Travel\"").GetName(), "Travel");
 }
 
