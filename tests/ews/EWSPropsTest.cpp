@@ -151,6 +151,10 @@ TEST(PropertyLookUp, FieldByClassAndMember) {
   EXPECT_EQ(GetFieldDef("TEwsContactItem", "DisplayName", true), &FLD_CONTACTS_DISPLAYNAME);
   EXPECT_EQ(GetFieldDef("TEwsContactItem", "RelevanceScore", true), &FLD_PERSONA_RELEVANCESCORE);
   EXPECT_EQ(GetFieldDef("TEwsContactItem", "Headline", true), &FLD_PERSON_HEADLINE);
+  // What both have is the persona's.
+  EXPECT_EQ(GetFieldDef("TEwsContactItem", "EmailAddress", true), &FLD_PERSONA_EMAILADDRESS);
+  EXPECT_EQ(GetFieldDef("TEwsContactItem", "PhoneNumber", true), &FLD_PERSONA_PHONENUMBER);
+  EXPECT_EQ(GetFieldDef("TEwsContactItem", "Title", true), &FLD_PERSONA_TITLE);
   EXPECT_EQ(GetFieldDef("TEwsMessage", "Subject", true), &FLD_ITEM_SUBJECT);
   EXPECT_EQ(GetFieldDef("TEwsMessage", "IsRead", true), &FLD_MESSAGE_ISREAD);
   EXPECT_EQ(GetFieldDef("TEwsCalendarItem", "Start", true), &FLD_CALENDAR_START);

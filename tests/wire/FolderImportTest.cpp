@@ -51,14 +51,21 @@ TEST_F(FolderImport, IntoTheDraftsIsADraft) {
 }
 
 TEST_F(FolderImport, IntoAnotherKindOfFolderHasNeitherFlagsNorDisposition) {
-  const auto contacts = Folder(dfincontacts);
-  AnswerNext("CreateItem",
-             ReplyOf("CreateItem", "<m:Items><t:Message><t:ItemId Id=\"I\" ChangeKey=\"C\"/></t:Message></m:Items>"));
-  TItemId id;
-  EXPECT_EQ(Sent([&] { id = ImportText(contacts, MimeOf("Odd")); }), Names{"CreateItem"});
-  EXPECT_EQ(Request("CreateItem"), Import(contacts, false, "", MimeOf("Odd")));
-  EXPECT_EQ(id.Id, "I");
-  EXPECT_EQ(id.ChangeKey, "C");
+  Store();
+  AnswerNext("GetFolder", ReplyOf("GetFolder",
+                                  "<m:Folders><t:SearchFolder><t:FolderId Id=\"S\" ChangeKey=\"K\"/>"
+                                  "</t:SearchFolder></m:Folders>"));
+  const auto search = Store().GetFolder(TItemId{"S", "K"});
+  EXPECT_EQ(search->GetFolderFieldType(), sffSearchFolder);
+  for (const auto& folder : {search, Folder(dfincontacts), Folder(dfincalendar), Folder(dfintasks)}) {
+    AnswerNext("CreateItem",
+               ReplyOf("CreateItem", "<m:Items><t:Message><t:ItemId Id=\"I\" ChangeKey=\"C\"/></t:Message></m:Items>"));
+    TItemId id;
+    EXPECT_EQ(Sent([&] { id = ImportText(folder, MimeOf("Odd")); }), Names{"CreateItem"});
+    EXPECT_EQ(Request("CreateItem"), Import(folder, false, "", MimeOf("Odd"))) << folder->GetDisplayName();
+    EXPECT_EQ(id.Id, "I");
+    EXPECT_EQ(id.ChangeKey, "C");
+  }
 }
 
 TEST_F(FolderImport, FlagsWinOverTheFolder) {

@@ -156,7 +156,12 @@ TEST_F(Folders, CreateItemMapsMessagesAndNotDistributionLists) {
   const auto list = drafts->CreateItem(tDistributionList);
   EXPECT_EQ(list->GetItemType(), tItem);
   EXPECT_EQ(list->AsElement().GetQualifiedName(), "t:Item");
-  EXPECT_EQ(drafts->CreateItem(tPostItem)->GetItemType(), tItem);
+  for (const TItemType type : {tItem, tPostItem}) {
+    const auto item = drafts->CreateItem(type);
+    EXPECT_EQ(item->GetItemType(), tItem);
+    EXPECT_EQ(item->AsElement().GetQualifiedName(), "t:Item");
+    EXPECT_FALSE(Supports<IVqEWSEMail>(item));
+  }
   EXPECT_TRUE(list->GetIsNewItem());
   EXPECT_FALSE(list->GetIsSaved());
   EXPECT_EQ(list->GetParentFolder().get(), drafts.get());

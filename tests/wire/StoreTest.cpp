@@ -180,6 +180,10 @@ TEST_F(Stores, AnAnswerWithoutExactlyOneFolderRaises) {
   EXPECT_EQ(RefusalOf([&] { Store().GetFolder(dfininbox, ""); }), kNoFolder);
   AnswerNext("GetFolder", ReplyOf("GetFolder", "<m:Folders/>"));
   EXPECT_EQ(RefusalOf([&] { Store().GetFolder(TItemId{"x", "y"}); }), kNoFolder);
+  AnswerNext("GetFolder", ReplyOf("GetFolder",
+                                  "<m:Folders><t:Folder><t:FolderId Id=\"a\"/></t:Folder><t:Folder><t:FolderId "
+                                  "Id=\"b\"/></t:Folder></m:Folders>"));
+  EXPECT_EQ(RefusalOf([&] { Store().GetFolder(TItemId{"x", "y"}); }), kNoFolder);
 }
 
 TEST_F(Stores, FindFolderIdSwallowsEveryFailure) {
