@@ -131,6 +131,17 @@ TEST_F(Guide, StoresAndFolders) {
   EXPECT_EQ(Server().CountItems(kAlice, "inbox"), 1u);
 }
 
+TEST_F(Guide, MovingInTwoSteps) {
+  const TVqRef<IVqEWSFolder> inbox = Inbox();
+  const TItemId below = inbox->CreateFolder(sffFolder, "Invoices");
+  const TItemId message = AddMessage("Move me");
+  TItemId copy = inbox->CopyItem(message, below);
+
+  inbox->DeleteItem(message, dtHardDelete);
+  EXPECT_EQ(Store().GetItem(copy)->GetSubject(), "Move me");
+  EXPECT_EQ(Server().CountItems(kAlice, "inbox"), 0u);
+}
+
 TEST_F(Guide, Impersonation) {
   TVqEWSServiceSession& session = Session();
   auto store = MakeRef<TVqEWSImpersonatedMsgStore>(&session, "carol@example.com");
