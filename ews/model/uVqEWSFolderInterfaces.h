@@ -216,7 +216,7 @@ class IVqEWSTableBase : public virtual IVqEWSObject {
   virtual bool GetActive() = 0;
   /// The columns to ask for; add them before Open. Owned by the table.
   virtual TVqEWSFields& GetFields() = 0;
-  /// True asks for the first page, false drops the present one.
+  /// True asks for the first page, also in an open table; when that fails the table stays as it was. False drops the present one.
   virtual void SetActive(bool AValue) = 0;
   /// True behind the last row on the server. (Not EOF, which is a macro of the C library.)
   virtual bool Eof() = 0;
@@ -226,13 +226,15 @@ class IVqEWSTableBase : public virtual IVqEWSObject {
   virtual void Open() = 0;
   /// Back to the first row; asks the server only when a later page is held.
   virtual void First() = 0;
-  /// The next row; asks the server behind the last row of a page.
+  /// The next row; asks the server behind the last row of a page. Raises a plain exception when the server says that more follows and names no place
+  /// behind the page. What is no row that the library knows is read past.
   virtual void Next() = 0;
   /// A part for a filter of this table; asks nothing. Raises "Unsupported RestrictionType!".
   virtual TVqRef<IVqEWSRestriction> CreateRestriction(TVqEWSRestrictionType ARestrictionType) = 0;
   /// The filter of the requests to come; rows already read stay. Empty for none.
   virtual void Filter(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
-  /// Whether the field is among the columns and, in an open table, whether the current row has it.
+  /// Whether the field is among the columns and, in an open table, whether the server gave it for the current row. Columns of dictionary entries are never
+  /// there, see uVqEWSFields.h.
   virtual bool HasField(const TVqEWSFieldDef& AFieldDef) = 0;
   /// The field, or none.
   virtual TVqEWSField* FindField(const TVqEWSFieldDef& AFieldDef) = 0;
@@ -241,6 +243,9 @@ class IVqEWSTableBase : public virtual IVqEWSObject {
   /// Rows of a page; 50 unless changed. The next request uses it.
   virtual std::int32_t GetMaxEntriesPerPage() = 0;
   virtual void SetMaxEntriesPerPage(std::int32_t AValue) = 0;
+  /// The current row as it came, for what no column reads: `TEwsContactItem contact(items->GetRowElement())`. Empty when there is no row. Valid until the
+  /// cursor moves.
+  virtual IVqDOMElement GetRowElement() = 0;
 
  protected:
   ~IVqEWSTableBase() = default;

@@ -7,6 +7,34 @@
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
+namespace {
+
+/// The array that a page has for rows of this name; none for a kind that the library does not know.
+const TVqXMLSchemaMember* ArrayOf(const TVqXMLSchemaElement& page, std::string_view name) {
+  const TVqXMLSchemaClass& pageClass = page.GetSchemaClass();
+  const std::int32_t index = pageClass.FindMember(name);
+  const TVqXMLSchemaMember* member = index < 0 ? nullptr : &pageClass.GetMember(index);
+  return member && member->Class && member->Type.Kind == tkArray ? member : nullptr;
+}
+
+/// Which of a page's elements are rows. A newer server may send what this library does not know: it is read past.
+std::vector<std::int32_t> PlacesOfRows(const TVqXMLSchemaElement& page) {
+  std::vector<std::int32_t> places;
+  std::string_view name;
+  bool known = false;
+  std::int32_t place = 0;
+  for (detail::TVqRawElement element = detail::TVqRawElement(page.AsElement()).FirstChild(); element;
+       element = element.Next(), ++place) {
+    if (name.empty() || element.LocalName() != name) {
+      name = element.LocalName();
+      known = ArrayOf(page, name);
+    }
+    if (known) places.push_back(place);
+  }
+  return places;
+}
+
+}  // namespace
 
 TVqEWSTable::TVqEWSTable(TVqComponent* ACreator, bool APagedDataSupported)
     : TVqEWSObject(ACreator, true),
@@ -24,17 +52,17 @@ void TVqEWSTable::LeaveRow() {
 
 void TVqEWSTable::SetActive(bool AValue) {
   LeaveRow();
+  if (AValue) return FetchPage(0);  // which leaves an open table as it is when it fails
+  FRoot.reset();
+  FRowsElm = {};
+  FElements = {};
+  FRows.clear();
+  FFields->ForgetMade();
+  FPageStart = 0;
   FPageOffset = 0;
   FRecordCount = 0;
   FLastPage = false;
-  if (AValue) {
-    GetNextPage();
-  } else {
-    FRoot.reset();
-    FRowsElm = {};
-    FRows = {};
-    FRow = -1;
-  }
+  FRow = -1;
 }
 
 void TVqEWSTable::SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot) {
@@ -43,17 +71,50 @@ void TVqEWSTable::SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot) {
   const std::int32_t offset = page.GetAttributeAsInteger("IndexedPagingOffset");  // absent in a calendar view: 0
   const string last = page.GetAttribute("IncludesLastItemInRange");
   const bool lastPage = !last.empty() && VqXMLToBool(last);
+  std::vector<std::int32_t> rows = PlacesOfRows(*ARoot);
   // From here on nothing raises: a page that cannot be read leaves the old one in place.
   LeaveRow();
   FRoot = std::move(ARoot);
   FRowsElm = FRoot->AsElement();
-  FRows = FRowsElm.GetChildElements();
+  FElements = FRowsElm.GetChildElements();
+  FRows = std::move(rows);
+  FFields->ForgetMade();
   FNamedColumns = HasNamedColumns();
   FRecordCount = count;
+  FPageStart = FAskedOffset;
   FPageOffset = offset;
   FLastPage = lastPage;
+  ToFirstRow();
+}
+
+void TVqEWSTable::ToFirstRow() {
   FPageEOF = RowCount() == 0;
   FRow = FPageEOF ? -1 : 0;
+}
+
+void TVqEWSTable::FetchPage(std::int32_t AOffset) {
+  FAskedOffset = AOffset;
+  GetNextPage();
+  // Nothing but elements that are no rows: read past, so that the walk does not stop at a row that is not there.
+  while (FRows.empty() && FElements.Count() > 0 && !FLastPage && FPagedDataSupported && FPageOffset > FPageStart) {
+    FAskedOffset = FPageOffset;
+    GetNextPage();
+  }
+}
+
+void TVqEWSTable::FetchBehind() {
+  const std::int32_t start = FPageStart;
+  const bool hadRows = !FRows.empty();
+  const auto checkMoves = [&] {
+    if (FPageOffset > start) return;
+    throw EVqException(
+        Format("The page at row %d does not move on: more rows follow, says the server, and begin at %d.",
+               {std::int64_t{start}, std::int64_t{FPageOffset}}));
+  };
+  if (hadRows) checkMoves();
+  FetchPage(FPageOffset);
+  // An empty page was asked for once more, as rows may have come since.
+  if (!hadRows && FRows.empty() && !FLastPage) checkMoves();
 }
 
 bool TVqEWSTable::Eof() {
@@ -61,7 +122,7 @@ bool TVqEWSTable::Eof() {
 }
 
 std::int32_t TVqEWSTable::RowCount() const {
-  return FRows.Count();
+  return static_cast<std::int32_t>(FRows.size());
 }
 
 void TVqEWSTable::Open() {
@@ -75,15 +136,14 @@ void TVqEWSTable::Next() {
   FPageEOF = FRow == RowCount();
   if (!FPageEOF) return;
   --FRow;  // the last row stays readable: at the end, and while the next page cannot be fetched
-  if (!FLastPage && FPagedDataSupported) GetNextPage();
+  if (!FLastPage && FPagedDataSupported) FetchBehind();
 }
 
 void TVqEWSTable::First() {
   LeaveRow();
-  // Compared with the page size and not with 0: after the first page the offset is the page size.
-  if (!GetActive() || FPageOffset - FMaxEntriesPerPage > 0) return SetActive(true);
-  FPageEOF = RowCount() == 0;
-  FRow = FPageEOF ? -1 : 0;
+  // A page after the first was read when the one in hand does not begin with the first row, however many rows it has.
+  if (!GetActive() || FPageStart > 0) return SetActive(true);
+  ToFirstRow();
 }
 
 TVqRef<IVqEWSRestriction> TVqEWSTable::CreateRestriction(TVqEWSRestrictionType ARestrictionType) {
@@ -95,7 +155,8 @@ bool TVqEWSTable::HasField(const TVqEWSFieldDef& AFieldDef) {
   if (!field) return false;
   if (!GetActive()) return true;
   if (FRow >= 0) GetRowData(desCurrent, false);
-  return static_cast<bool>(GetRowElement().SelectSingleElement(field->GetPath(), kSelectQuiet));
+  const IVqDOMElement found = GetRowElement().SelectSingleElement(field->GetPath(), kSelectQuiet);
+  return found && FFields->IsFromServer(found);
 }
 
 TVqEWSField* TVqEWSTable::FindField(const TVqEWSFieldDef& AFieldDef) {
@@ -105,8 +166,8 @@ TVqEWSField& TVqEWSTable::FieldByName(const TVqEWSFieldDef& AFieldDef) {
   return FFields->FieldByName(AFieldDef);
 }
 
-IVqDOMElement TVqEWSTable::GetRowElement() const {
-  return FRow < 0 ? IVqDOMElement() : FRows.GetItem(FRow);
+IVqDOMElement TVqEWSTable::GetRowElement() {
+  return FRow < 0 ? IVqDOMElement() : FElements.GetItem(FRows[static_cast<std::size_t>(FRow)]);
 }
 
 TVqXMLSchemaElement* TVqEWSTable::GetRowData(TVqEWSGetDataElmSource ASource, bool ARaiseError) {
@@ -152,12 +213,8 @@ std::unique_ptr<TVqXMLSchemaElement> TVqEWSTable::MakeRowRecord() {
   // entries of its kind would find the same element and cost a walk a row.
   const IVqDOMElement row = GetRowElement();
   const std::string_view name = detail::TVqRawElement(row).LocalName();
-  const TVqXMLSchemaClass& pageClass = FRoot->GetSchemaClass();
-  const std::int32_t index = pageClass.FindMember(name);
-  const TVqXMLSchemaMember* member = index < 0 ? nullptr : &pageClass.GetMember(index);
-  if (!member || !member->Class || member->Type.Kind != tkArray) {
-    throw EAssertionFailed("There is no property with the name: " + string(name));
-  }
+  const TVqXMLSchemaMember* member = ArrayOf(*FRoot, name);
+  if (!member) throw EAssertionFailed("There is no property with the name: " + string(name));
   FindNamedSets(row);
   return member->Class->CreateRecord(row);
 }

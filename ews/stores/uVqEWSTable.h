@@ -31,10 +31,11 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   bool HasField(const TVqEWSFieldDef& AFieldDef) override;
   TVqEWSField* FindField(const TVqEWSFieldDef& AFieldDef) override;
   TVqEWSField& FieldByName(const TVqEWSFieldDef& AFieldDef) override;
+  IVqDOMElement GetRowElement() override;
   std::int32_t GetMaxEntriesPerPage() override { return FMaxEntriesPerPage; }
   void SetMaxEntriesPerPage(std::int32_t AValue) override { FMaxEntriesPerPage = AValue; }
 
-  /// Rows of the current page.
+  /// Rows of the current page. Elements that the library has no class for are none.
   std::int32_t RowCount() const;
   /// The total on the server, as Count.
   std::int32_t GetRecordCount() const noexcept { return FRecordCount; }
@@ -44,29 +45,31 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   TVqEWSTable(TVqComponent* ACreator, bool APagedDataSupported);
   ~TVqEWSTable() override;
 
-  /// Asks for the page at `PageOffset` and hands it to SetData.
+  /// Asks for the page at `GetPageOffset` and hands it to SetData.
   virtual void GetNextPage() = 0;
   /// Takes over the typed array of a page, whose parent element tells of the page's place.
   void SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot);
   /// The typed record of the current row; with `ARaiseError` raises "There is no data!" when there is none.
   TVqXMLSchemaElement* GetRowData(TVqEWSGetDataElmSource ASource, bool ARaiseError);
-  /// The element of the current row; empty when there is none.
-  IVqDOMElement GetRowElement() const;
-  /// The place of the page's first row among all rows, from 0.
-  std::int32_t GetPageOffset() const noexcept { return FPageOffset; }
+  /// The place, among all rows and from 0, of the page that is asked for.
+  std::int32_t GetPageOffset() const noexcept { return FAskedOffset; }
   /// The filter of the next request; empty for none.
   const TVqRef<IVqEWSRestriction>& GetRestriction() const noexcept { return FRestriction; }
 
  private:
   std::unique_ptr<TVqXMLSchemaElement> MakeRowRecord();
   void LeaveRow();
+  void ToFirstRow();
+  void FetchPage(std::int32_t AOffset);
+  void FetchBehind();
   void FindNamedSets(const IVqDOMElement& ARow);
   bool HasNamedColumns() const;
 
   std::unique_ptr<TVqXMLSchemaElement> FRoot;
   IVqDOMElement FRowsElm;
-  TVqDOMElementList FRows;
-  bool FNamedColumns = false;  // columns of this page that are properties of a set
+  TVqDOMElementList FElements;      // all of the page
+  std::vector<std::int32_t> FRows;  // the places of those that are rows
+  bool FNamedColumns = false;       // columns of this page that are properties of a set
   bool FPageEOF = true;
   std::int32_t FRow = -1;
   std::unique_ptr<TVqXMLSchemaElement> FRowElm;  // made when it is asked for
@@ -74,7 +77,9 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   std::unique_ptr<TVqEWSFields> FFields;
   std::int32_t FMaxEntriesPerPage = 50;
   std::int32_t FRecordCount = 0;
-  std::int32_t FPageOffset = 0;
+  std::int32_t FAskedOffset = 0;  // of the last request
+  std::int32_t FPageStart = 0;    // where the page in hand begins
+  std::int32_t FPageOffset = 0;   // where the server says that the next one begins
   bool FLastPage = false;
   TVqRef<IVqEWSRestriction> FRestriction;
   bool FPagedDataSupported;

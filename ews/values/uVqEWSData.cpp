@@ -322,7 +322,7 @@ IVqDOMElement TVqEWSData::MakeValueNode(const IVqDOMElement& AObject) {
   return AppendValueElement(AObject, name);
 }
 
-TVqTypeInfo TVqEWSData::GetTypeInfo() {
+std::optional<TVqTypeInfo> TVqEWSData::FindTypeInfo() {
   Owner();
   if (FProperty) return FProperty->Type;
   if (FURIType != fdtExtendedField) {
@@ -333,19 +333,30 @@ TVqTypeInfo TVqEWSData::GetTypeInfo() {
       FMemberClass = &record->GetSchemaClass();
       return FMemberType = type;
     }
-    if (FPropertyType == ptNull) {
-      if (FParentPropDef) return VqStringType;
-      throw EVqException(Format("%s (%s) is not a property of %s!", {FPath, FPropDefName, record->ClassName()}));
-    }
+    if (FPropertyType == ptNull) return FParentPropDef ? std::optional(VqStringType) : std::nullopt;
   }
   const TVqTypeInfo type = TypeOf(FPropertyType);
   if (type.Kind == tkUnknown) throw EVqException(Format("Failed to determine the type for %s!", {FPropDefName}));
   return type;
 }
 
+TVqTypeInfo TVqEWSData::GetTypeInfo() {
+  if (const std::optional<TVqTypeInfo> type = FindTypeInfo()) return *type;
+  throw EVqException(Format("%s (%s) is not a property of %s!", {FPath, FPropDefName, Record(desCurrent).ClassName()}));
+}
+
+TVqTypeInfo TVqEWSData::GetReadType() {
+  return FindTypeInfo().value_or(VqStringType);
+}
+
+bool TVqEWSData::ReadsEmpty(const IVqDOMElement& ANode) const {
+  return AbsentIsEmpty() && !ANode.HasChildElements() && ANode.AttributeCount() == 0 && ANode.GetTextAsUtf8().empty();
+}
+
 string TVqEWSData::GetAsString() {
   const IVqDOMElement node = GetValueNode();
-  const TVqTypeInfo type = GetTypeInfo();
+  if (ReadsEmpty(node)) return {};
+  const TVqTypeInfo type = GetReadType();
   return type.IsSimple() || type.Kind == tkArray ? node.GetText() : node.GetXML();
 }
 
@@ -389,14 +400,14 @@ void TVqEWSData::SetAsDateTime(TDateTime AValue) {
 
 IVqDOMElement TVqEWSData::RequiredNode() {
   const IVqDOMElement node = Select(Record(desCurrent).AsElement());
-  if (!node)
+  if (!node && !AbsentIsEmpty())
     return Record(desCurrent).AsElement().SelectSingleElement(FPath, kSelectRequired);  // raises, naming the path
   return node;
 }
 
 void TVqEWSData::RaiseWrongType(std::string_view AExpected) {
   throw EVqException(Format("Failed to get the value for %s!\r\nType %s expected, but type %s returned!",
-                            {FPath, string(AExpected), string(GetTypeInfo().Name)}));
+                            {FPath, string(AExpected), string(GetReadType().Name)}));
 }
 
 // ---- In requests -----------------------------------------------------------

@@ -107,6 +107,8 @@ class TVqEWSData {
   /// The type of the value: that of the class's property, else that of the record's member, else that of the definition. Raises
   /// "%s (%s) is not a property of %s!" or "Failed to determine the type for %s!".
   TVqTypeInfo GetTypeInfo();
+  /// The same for reading: a value that no class has is text, since objects of kinds without a class of their own have such values too.
+  TVqTypeInfo GetReadType();
 
   // ---- The value ----
 
@@ -119,7 +121,7 @@ class TVqEWSData {
   /// "The result does not contain a value for for "%s"!", the doubled word included.
   IVqDOMElement GetValueNode();
 
-  /// The value as text: of a complex member its markup, of anything else (bytes too) its text.
+  /// The value as text: of a complex member its markup, of anything else (bytes too) its text. A field whose row lacks it is empty.
   string GetAsString();
   /// Empty text is false, 0 and the zero date. Other text that does not convert raises EConvertError.
   bool GetAsBoolean();
@@ -138,7 +140,8 @@ class TVqEWSData {
 
   /// The value as a T: `IVqDOMElement` and `IVqDOMNode` give the node and ids its two attributes, all of which raise when it is absent; everything
   /// else (text, numbers, booleans, points in time, GUIDs, enumerations) is the text converted. Raises
-  /// "Failed to get the value for %s!\r\nType %s expected, but type %s returned!" when it does not convert.
+  /// "Failed to get the value for %s!\r\nType %s expected, but type %s returned!" when it does not convert. A field whose row lacks it is no failure: it
+  /// gives an empty element, an empty id, the empty value of any other type.
   template <typename T>
   T GetValue();
 
@@ -169,6 +172,8 @@ class TVqEWSData {
   virtual bool AsksForValue() const noexcept { return true; }
   /// The value's element in the current tree as it stands; empty when it is missing.
   virtual IVqDOMElement Find();
+  /// Whether an absent value is empty, in every form in which it can be read.
+  virtual bool AbsentIsEmpty() const noexcept { return false; }
   /// Makes the value's element below the object's.
   virtual IVqDOMElement MakeValueNode(const IVqDOMElement& AObject);
 
@@ -185,6 +190,8 @@ class TVqEWSData {
   IVqDOMElement Select(const IVqDOMElement& ARoot) const;
   string FieldURIText() const;
   IVqDOMElement RequiredNode();
+  bool ReadsEmpty(const IVqDOMElement& ANode) const;
+  std::optional<TVqTypeInfo> FindTypeInfo();
   [[noreturn]] void RaiseWrongType(std::string_view AExpected);
 
   TVqEWSBaseDataList* FOwner;
@@ -229,8 +236,9 @@ T TVqEWSData::GetValue() {
       name = VqEnumInfoOf(T{}).Name;
     else
       name = VqTypeNameOf(static_cast<const T*>(nullptr));
+    if (ReadsEmpty(node)) return T{};
     // What is a record of its own is no text, unless an extended property carries it.
-    if (FURIType != fdtExtendedField && !GetTypeInfo().IsSimple()) RaiseWrongType(name);
+    if (FURIType != fdtExtendedField && !GetReadType().IsSimple()) RaiseWrongType(name);
     try {
       return detail::FromText<T>(node.GetTextAsUtf8());
     } catch (const EConvertError&) {

@@ -26,7 +26,20 @@ IVqDOMElement TVqEWSField::Find() {
 IVqDOMElement TVqEWSField::MakeValueNode(const IVqDOMElement& AObject) {
   const IVqDOMElement made = TVqEWSData::MakeValueNode(AObject);
   if (FCells) FCells->Set(FColumn, made);
+  static_cast<TVqEWSFields&>(Owner()).FMade.insert(detail::TVqRawElement(made).Node());
   return made;
+}
+
+bool TVqEWSFields::IsFromServer(const IVqDOMElement& AElement) const {
+  // What was made and then written is the application's, and there.
+  return !FMade.contains(detail::TVqRawElement(AElement).Node()) || AElement.HasChildElements() ||
+         !AElement.GetTextAsUtf8().empty();
+}
+
+IVqDOMElement VqEntryOf(const IVqDOMElement& ARow, const TVqEWSFieldDef& AKey) {
+  if (!AKey.PropDef)
+    throw EVqException(Format("The field definition \"%s\" has no property!", {AKey.FieldDefName.ToString()}));
+  return ARow.SelectSingleElement(GetNodePath(*AKey.PropDef), kSelectQuiet);
 }
 
 void TVqEWSFields::FindCells(const IVqDOMElement& ARow, TVqEWSTableCells& ACells) {

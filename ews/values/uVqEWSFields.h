@@ -6,6 +6,15 @@
 ///     fields.Add(FLD_ITEM_SUBJECT);
 ///     for (table->Open(); !table->Eof(); table->Next())
 ///       std::cout << fields.FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
+///
+/// Columns of dictionary entries (phone numbers, e-mail and postal addresses) are asked for and read as empty: their path has the entry's step twice, see
+/// TVqEWSData::GetPath. The row has them, and VqEntryOf reads them:
+///
+///     fields.Add(FLD_CONTACTS_PHONENUMBER_HOMEPHONE);
+///     for (table->Open(); !table->Eof(); table->Next())
+///       std::cout << VqEntryOf(table->GetRowElement(), FLD_CONTACTS_PHONENUMBER_HOMEPHONE).GetText() << '\n';
+
+#include <unordered_set>
 
 #include "ews/values/uVqEWSDataList.h"
 
@@ -13,14 +22,16 @@ namespace velmore {
 
 class TVqEWSTableCells;
 
-/// A value of the current row: a cursor without change tracking that never asks the server. What the row lacks is made
-/// empty in the page, so that reading it gives empty text. See TVqEWSData for what it owns, costs and raises.
+/// A value of the current row: a cursor without change tracking that never asks the server. What the row lacks, a member of another kind of item
+/// included, is made empty in the page, so that reading it gives the empty value in every form; HasField of the table tells. See TVqEWSData for what it
+/// owns, costs and raises.
 class TVqEWSField : public TVqEWSData {
  public:
   using TVqEWSData::TVqEWSData;
 
  protected:
   bool AsksForValue() const noexcept override { return false; }
+  bool AbsentIsEmpty() const noexcept override { return true; }
   IVqDOMElement Find() override;
   IVqDOMElement MakeValueNode(const IVqDOMElement& AObject) override;
 
@@ -47,9 +58,21 @@ class TVqEWSFields : public TVqEWSDataList<TVqEWSField> {
 
   /// For tables: finds the cells of all columns in a row.
   void FindCells(const IVqDOMElement& ARow, TVqEWSTableCells& ACells);
+  /// For tables: whether the element is the server's, and not one that reading an absent value made.
+  bool IsFromServer(const IVqDOMElement& AElement) const;
+  /// For tables: the page goes, and what was made in it.
+  void ForgetMade() noexcept { FMade.clear(); }
 
  private:
+  friend class TVqEWSField;
+
   void GiveColumns(TVqEWSTableCells& ACells);
+
+  std::unordered_set<const void*> FMade;  // nodes of the page that reading made
 };
+
+/// The entry of a dictionary in a row of a table (or in any other record's element): for a phone number or an e-mail address its text, for a postal address
+/// an element with the parts. `AKey` names it as for a column. Empty when the row lacks it. Raises a plain exception for a field without a property.
+IVqDOMElement VqEntryOf(const IVqDOMElement& ARow, const TVqEWSFieldDef& AKey);
 
 }  // namespace velmore

@@ -181,6 +181,32 @@ TEST_F(Guide, TablesAndFilters) {
   EXPECT_EQ(items->Count(), 1);
 }
 
+TEST_F(Guide, RowsThatLackAColumn) {
+  AddItem("inbox", "<t:Message><t:Subject>no sender</t:Subject></t:Message>");
+  const TVqRef<IVqEWSItems> items = Inbox()->GetItems();
+  items->GetFields().Add(FLD_MESSAGE_FROM);
+  for (items->Open(); !items->Eof(); items->Next()) {
+    const auto from = items->FieldByName(FLD_MESSAGE_FROM).GetValue<IVqDOMElement>();
+    std::cout << from.SelectSingleElement("Mailbox/Name", kSelectQuiet).GetText() << '\n';
+  }
+  EXPECT_EQ(items->Count(), 1);
+  EXPECT_FALSE(items->HasField(FLD_MESSAGE_FROM));
+}
+
+TEST_F(Guide, EntriesOfDictionaries) {
+  AddItem("contacts",
+          "<t:Contact><t:PhoneNumbers><t:Entry Key=\"HomePhone\">456</t:Entry></t:PhoneNumbers></t:Contact>");
+  const TVqRef<IVqEWSFolder> contacts = Folder(dfincontacts);
+  auto people = contacts->GetItems();
+  people->GetFields().Add(FLD_CONTACTS_PHONENUMBER_HOMEPHONE);
+  for (people->Open(); !people->Eof(); people->Next()) {
+    std::cout << VqEntryOf(people->GetRowElement(), FLD_CONTACTS_PHONENUMBER_HOMEPHONE).GetText() << '\n';
+    TEwsContactItem person(people->GetRowElement());
+    std::cout << person.GetPhoneNumbers().GetEntry(pnkHomePhone).GetValue() << '\n';
+  }
+  EXPECT_EQ(VqEntryOf(people->GetRowElement(), FLD_CONTACTS_PHONENUMBER_HOMEPHONE).GetText(), "456");
+}
+
 TEST_F(Guide, Items) {
   AddMessage("Hello");
   const TVqRef<IVqEWSFolder> inbox = Inbox();

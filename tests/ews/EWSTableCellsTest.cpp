@@ -36,9 +36,11 @@ class TPageTable : public TVqEWSTable {
 
  protected:
   void GetNextPage() override {
-    const bool last = FNext + 1 == FPages.size();
-    const TVqDOMDocument document("<m:RootFolder TotalItemsInView=\"9\" IncludesLastItemInRange=\"" +
-                                  std::string(last ? "true" : "false") + "\"><t:Items>" + FPages.at(FNext++) +
+    const std::string& rows = FPages.at(FNext++);
+    const bool last = FNext == FPages.size();
+    const TVqDOMDocument document("<m:RootFolder TotalItemsInView=\"9\" IndexedPagingOffset=\"" +
+                                  std::to_string(FNext) + "\" IncludesLastItemInRange=\"" +
+                                  std::string(last ? "true" : "false") + "\"><t:Items>" + rows +
                                   "</t:Items></m:RootFolder>");
     SetData(std::make_unique<TEwsArrayOfRealItems>(document.GetDocumentElement().GetFirstChildElement()));
   }

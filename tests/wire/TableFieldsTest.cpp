@@ -93,16 +93,131 @@ TEST_F(TableFields, ValuesOfAllKinds) {
   EXPECT_EQ(Operations(), Names{});
 }
 
-TEST_F(TableFields, IndexedEntriesHaveTheirStepTwice) {
-  // The path of the entry is asked for once by its field, and once more by the property's own path: read through the property.
-  AddItem("contacts",
-          "<t:Contact><t:DisplayName>Ann</t:DisplayName><t:PhoneNumbers><t:Entry Key=\"BusinessPhone\">123</t:Entry>"
-          "<t:Entry Key=\"HomePhone\">456</t:Entry></t:PhoneNumbers></t:Contact>");
-  auto items = Folder(dfincontacts)->GetItems();
-  items->GetFields().Add(FLD_CONTACTS_PHONENUMBER_HOMEPHONE);
+TEST_F(TableFields, WhatARowLacksIsEmptyInEveryForm) {
+  AddItem("inbox", "<t:Message><t:Subject>draft</t:Subject></t:Message>");
+  auto items = Inbox()->GetItems();
+  auto& fields = items->GetFields();
+  // Absent, complex, an id, of another kind of item, extended, of a dictionary.
+  const TVqEWSFieldDef* const absent[] = {
+      &FLD_ITEM_INREPLYTO,          &FLD_MESSAGE_FROM,         &FLD_ITEM_PARENTFOLDERID,
+      &FLD_CALENDAR_START,          &FLD_TASK_PERCENTCOMPLETE, &FLD_CONTACTS_COMPLETENAME,
+      &FLD_FOLDER_SEARCHPARAMETERS, &EFLD_COMMON_PRIVATE,      &FLD_CONTACTS_PHONENUMBER_HOMEPHONE};
+  for (const auto* field : absent) fields.Add(*field);
+  AnswerNext("FindItem", ReplyOf("FindItem",
+                                 "<m:RootFolder TotalItemsInView=\"1\" IncludesLastItemInRange=\"true\"><t:Items>"
+                                 "<t:Message><t:ItemId Id=\"I\"/></t:Message></t:Items></m:RootFolder>"));
   items->Open();
-  ASSERT_EQ(items->Count(), 1);
-  EXPECT_FALSE(items->HasField(FLD_CONTACTS_PHONENUMBER_HOMEPHONE));
+  Forget();
+  for (const auto* row : absent) {
+    const std::string name = row->FieldDefName.ToString().utf8();
+    TVqEWSField& field = items->FieldByName(*row);
+    EXPECT_FALSE(field.GetValue<IVqDOMElement>()) << name;
+    EXPECT_FALSE(field.GetValue<IVqDOMNode>()) << name;
+    EXPECT_EQ(field.GetValue<TItemId>().Id, "") << name;
+    for (int pass = 0; pass < 2; ++pass) {  // reading makes the value, and it stays empty
+      EXPECT_FALSE(items->HasField(*row)) << name;
+      EXPECT_EQ(field.GetAsString(), "") << name;
+      EXPECT_EQ(field.GetAsInteger(), 0) << name;
+      EXPECT_FALSE(field.GetAsBoolean()) << name;
+      EXPECT_EQ(field.GetAsDateTime(), TDateTime()) << name;
+      EXPECT_EQ(field.GetValue<string>(), "") << name;
+      EXPECT_EQ(field.GetValue<std::int32_t>(), 0) << name;
+      EXPECT_EQ(field.GetValue<std::int64_t>(), 0) << name;
+      EXPECT_EQ(field.GetValue<double>(), 0) << name;
+      EXPECT_FALSE(field.GetValue<bool>()) << name;
+      EXPECT_EQ(field.GetValue<TDateTime>(), TDateTime()) << name;
+      EXPECT_EQ(field.GetValue<TGUID>(), TGUID()) << name;
+      EXPECT_EQ(field.GetValue<TImportanceChoices>(), TImportanceChoices{}) << name;
+    }
+    EXPECT_EQ(field.GetValue<IVqDOMElement>().GetText(), "") << name;
+  }
+  EXPECT_EQ(Operations(), Names{});
+  // What a row has and cannot be what was asked for is still told.
+  EXPECT_TRUE(items->GetItemId().Id == "I");
+}
+
+TEST_F(TableFields, HasFieldTellsWhatTheServerGave) {
+  AnswerNext("FindItem",
+             ReplyOf("FindItem",
+                     "<m:RootFolder TotalItemsInView=\"2\" IncludesLastItemInRange=\"true\"><t:Items>"
+                     "<t:Message><t:Subject/></t:Message><t:Message><t:ItemId Id=\"I\"/></t:Message></t:Items>"
+                     "</m:RootFolder>"));
+  auto items = Inbox()->GetItems();
+  items->GetFields().Add(FLD_ITEM_SUBJECT);
+  items->GetFields().Add(FLD_ITEM_ITEMID);
+  items->Open();
+  EXPECT_TRUE(items->HasField(FLD_ITEM_SUBJECT));  // there, and empty
+  EXPECT_EQ(items->FieldByName(FLD_ITEM_SUBJECT).GetAsString(), "");
+  EXPECT_TRUE(items->HasField(FLD_ITEM_SUBJECT));
+  EXPECT_FALSE(items->HasField(FLD_ITEM_ITEMID));
+  items->Next();
+  EXPECT_FALSE(items->HasField(FLD_ITEM_SUBJECT));
+  EXPECT_EQ(items->FieldByName(FLD_ITEM_SUBJECT).GetAsString(), "");
+  EXPECT_FALSE(items->HasField(FLD_ITEM_SUBJECT));
+  EXPECT_TRUE(items->HasField(FLD_ITEM_ITEMID));
+  items->First();
+  items->Next();
+  EXPECT_FALSE(items->HasField(FLD_ITEM_SUBJECT));  // as long as the page is there
+  items->FieldByName(FLD_ITEM_SUBJECT).SetAsString("written");
+  EXPECT_TRUE(items->HasField(FLD_ITEM_SUBJECT));
+}
+
+TEST_F(TableFields, ValuesOfAnotherTypeAreTold) {
+  AddItem("inbox", "<t:Message><t:Subject>s</t:Subject></t:Message>");
+  auto items = Inbox()->GetItems();
+  items->GetFields().Add(FLD_ITEM_SUBJECT);
+  items->GetFields().Add(FLD_ITEM_PARENTFOLDERID);
+  items->Open();
+  EXPECT_EQ(MessageOf<EVqException>([&] { items->FieldByName(FLD_ITEM_SUBJECT).GetValue<std::int32_t>(); }),
+            "Failed to get the value for Subject!\r\nType std::int32_t expected, but type string returned!");
+  EXPECT_THROW(items->FieldByName(FLD_ITEM_PARENTFOLDERID).GetValue<string>(), EVqException);
+}
+
+TEST_F(TableFields, IndexedEntriesHaveTheirStepTwice) {
+  // The path of the entry is asked for once by its field, and once more by the property's own path: the row has it, and its column does not.
+  AddItem(
+      "contacts",
+      "<t:Contact><t:DisplayName>Ann</t:DisplayName><t:EmailAddresses><t:Entry Key=\"EmailAddress1\">ann@example.com"
+      "</t:Entry></t:EmailAddresses><t:PhysicalAddresses><t:Entry Key=\"Home\"><t:City>Lund</t:City></t:Entry>"
+      "</t:PhysicalAddresses><t:PhoneNumbers><t:Entry Key=\"BusinessPhone\">123</t:Entry>"
+      "<t:Entry Key=\"HomePhone\">456</t:Entry></t:PhoneNumbers></t:Contact>");
+  const std::string page =
+      ReplyOf("FindItem",
+              "<m:RootFolder TotalItemsInView=\"1\" IncludesLastItemInRange=\"true\"><t:Items>"
+              "<t:Contact><t:ItemId Id=\"I\"/><t:EmailAddresses><t:Entry Key=\"EmailAddress1\">"
+              "ann@example.com</t:Entry></t:EmailAddresses><t:PhysicalAddresses><t:Entry "
+              "Key=\"Home\"><t:City>Lund</t:City></t:Entry></t:PhysicalAddresses><t:PhoneNumbers>"
+              "<t:Entry Key=\"BusinessPhone\">123</t:Entry><t:Entry Key=\"HomePhone\">456</t:Entry>"
+              "</t:PhoneNumbers></t:Contact></t:Items></m:RootFolder>");
+  for (const bool byServer : {true, false}) {
+    auto items = Folder(dfincontacts)->GetItems();
+    for (auto* field : {&FLD_CONTACTS_PHONENUMBER_HOMEPHONE, &FLD_CONTACTS_EMAILADDRESS1})
+      items->GetFields().Add(*field);
+    if (!byServer) AnswerNext("FindItem", page);
+    items->Open();
+    ASSERT_EQ(items->Count(), 1);
+    EXPECT_FALSE(items->HasField(FLD_CONTACTS_PHONENUMBER_HOMEPHONE));
+    const IVqDOMElement row = items->GetRowElement();
+    EXPECT_EQ(VqEntryOf(row, FLD_CONTACTS_PHONENUMBER_HOMEPHONE).GetText(), "456");
+    EXPECT_EQ(VqEntryOf(row, FLD_CONTACTS_EMAILADDRESS1).GetText(), "ann@example.com");
+    EXPECT_EQ(items->FieldByName(FLD_CONTACTS_PHONENUMBER_HOMEPHONE).GetAsString(), "");
+    EXPECT_EQ(VqEntryOf(row, FLD_CONTACTS_PHONENUMBER_HOMEPHONE).GetText(), "456");  // not what reading made
+    EXPECT_FALSE(VqEntryOf(row, FLD_CONTACTS_PHONENUMBER_PAGER));
+    if (byServer) continue;
+    EXPECT_EQ(VqEntryOf(row, FLD_CONTACTS_PHONENUMBER_BUSINESSPHONE).GetText(), "123");
+    EXPECT_EQ(VqEntryOf(row, FLD_CONTACTS_PHYSICALADDRESS_HOME).SelectSingleElement("City", kSelectQuiet).GetText(),
+              "Lund");
+    TEwsContactItem contact(row);
+    EXPECT_EQ(contact.GetPhoneNumbers().GetEntry(pnkHomePhone).GetValue(), "456");
+    items->Next();
+    EXPECT_TRUE(items->GetRowElement());  // behind the end the last row stays
+    items->SetActive(false);
+    EXPECT_FALSE(items->GetRowElement());
+    EXPECT_FALSE(VqEntryOf(items->GetRowElement(), FLD_CONTACTS_EMAILADDRESS1));
+  }
+  static constexpr TVqEWSFieldDef noProperty{.FieldDefName = "TEST_NOPROPERTY"};
+  EXPECT_EQ(MessageOf<EVqException>([&] { VqEntryOf({}, noProperty); }),
+            "The field definition \"TEST_NOPROPERTY\" has no property!");
 }
 
 // ---- Filters

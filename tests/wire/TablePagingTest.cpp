@@ -93,21 +93,134 @@ TEST_F(TablePaging, FirstWithinTheFirstPageSendsNothing) {
   EXPECT_EQ(Operations(), Names{"FindItem"});
 }
 
-TEST_F(TablePaging, FirstComparesWithThePageSize) {
+TEST_F(TablePaging, FirstKnowsWhereThePageInHandBegins) {
   auto items = Items();
-  // A second page of which the server says offset 30, below the page size: no request.
+  // A second page although the server's pages are shorter than what was asked for: its first row is not the table's.
   AnswerNext("FindItem",
              Page("TotalItemsInView=\"30\" IndexedPagingOffset=\"20\" IncludesLastItemInRange=\"false\"", 1, "A"));
   AnswerNext("FindItem",
              Page("TotalItemsInView=\"30\" IndexedPagingOffset=\"30\" IncludesLastItemInRange=\"true\"", 2, "B"));
+  AnswerNext("FindItem",
+             Page("TotalItemsInView=\"30\" IndexedPagingOffset=\"20\" IncludesLastItemInRange=\"false\"", 1, "C"));
   Forget();
   items->Open();
   items->Next();
   EXPECT_EQ(items->GetItemId().Id, "B0");
   items->Next();
   items->First();
-  EXPECT_EQ(items->GetItemId().Id, "B0");  // the first row of the page at hand
-  EXPECT_EQ(Offsets(), (Names{"0", "20"}));
+  EXPECT_EQ(items->GetItemId().Id, "C0");
+  EXPECT_EQ(Offsets(), (Names{"0", "20", "0"}));
+}
+
+TEST_F(TablePaging, FirstRewindsAFirstPageWhateverItsOffsetAndThePageSize) {
+  auto items = Items();
+  AnswerNext("FindItem",
+             Page("TotalItemsInView=\"900\" IndexedPagingOffset=\"777\" IncludesLastItemInRange=\"false\"", 3, "A"));
+  Forget();
+  items->Open();
+  items->Next();
+  items->SetMaxEntriesPerPage(1);
+  items->First();
+  EXPECT_EQ(items->GetItemId().Id, "A0");
+  EXPECT_EQ(Operations(), Names{"FindItem"});
+}
+
+TEST_F(TablePaging, PageThatDoesNotMoveOnIsTold) {
+  // The second one comes behind a page that did move on, and would lead back into it.
+  const std::pair<const char*, const char*> stuck[] = {
+      {"TotalItemsInView=\"9\"", "at row 0 does not move on: more rows follow, says the server, and begin at 0."},
+      {"IndexedPagingOffset=\"0\" IncludesLastItemInRange=\"false\"", "begin at 0."},
+      {"IndexedPagingOffset=\"-5\" IncludesLastItemInRange=\"false\"", "begin at -5."}};
+  for (const auto& [attributes, text] : stuck) {
+    auto items = Items();
+    AnswerNext("FindItem", Page(attributes, 2, "A"));
+    items->Open();
+    items->Next();
+    Forget();
+    const std::string failure = MessageOf<EVqException>([&] { items->Next(); });
+    EXPECT_TRUE(failure.ends_with(text)) << failure;
+    EXPECT_EQ(Operations(), Names{});
+    EXPECT_EQ(items->GetItemId().Id, "A1");  // the rows that came stay
+    EXPECT_FALSE(items->Eof());
+  }
+  auto items = Items();
+  AnswerNext("FindItem", Page("IndexedPagingOffset=\"2\" IncludesLastItemInRange=\"false\"", 1, "A"));
+  AnswerNext("FindItem", Page("IndexedPagingOffset=\"1\" IncludesLastItemInRange=\"false\"", 2, "B"));
+  items->Open();
+  items->Next();
+  EXPECT_EQ(items->GetItemId().Id, "B0");
+  items->Next();
+  EXPECT_EQ(MessageOf<EVqException>([&] { items->Next(); }),
+            "The page at row 2 does not move on: more rows follow, says the server, and begin at 1.");
+}
+
+TEST_F(TablePaging, EmptyPageThatStaysEmptyIsTold) {
+  auto items = Items();
+  const std::string empty =
+      Page("TotalItemsInView=\"5\" IndexedPagingOffset=\"0\" IncludesLastItemInRange=\"false\"", 0);
+  AnswerNext("FindItem", empty);
+  AnswerNext("FindItem", empty);
+  Forget();
+  items->Open();
+  EXPECT_FALSE(items->Eof());
+  EXPECT_EQ(MessageOf<EVqException>([&] { items->Next(); }),
+            "The page at row 0 does not move on: more rows follow, says the server, and begin at 0.");
+  EXPECT_EQ(Offsets(), (Names{"0", "0"}));
+}
+
+TEST_F(TablePaging, RefreshThatFailsLeavesTheTableAsItWas) {
+  Fill(5);
+  auto items = Items();
+  items->SetMaxEntriesPerPage(2);
+  std::vector<string> expected, seen;
+  for (items->Open(); !items->Eof(); items->Next()) expected.push_back(items->GetItemId().Id);
+  items->First();
+  for (int i = 0; i < 3; ++i, items->Next()) seen.push_back(items->GetItemId().Id);
+  for (const char* body : {"<html/>", ""}) {
+    if (*body)
+      AnswerNext("FindItem", body);
+    else
+      RefuseNext("FindItem", "ErrorServerBusy");
+    EXPECT_THROW(items->SetActive(true), EVqException);
+    EXPECT_TRUE(items->GetActive());
+    EXPECT_EQ(items->Count(), 5);
+    EXPECT_EQ(items->GetItemId().Id, expected[3]);
+  }
+  RefuseNext("FindItem", "ErrorServerBusy");
+  EXPECT_THROW(items->First(), EEWSException);
+  for (; !items->Eof(); items->Next()) seen.push_back(items->GetItemId().Id);
+  EXPECT_EQ(seen, expected);  // every row once
+}
+
+TEST_F(TablePaging, TableThatFailedToOpenIsClosed) {
+  Fill(1);
+  auto items = Items();
+  RefuseNext("FindItem", "ErrorServerBusy");
+  EXPECT_THROW(items->Open(), EEWSException);
+  EXPECT_FALSE(items->GetActive());
+  EXPECT_EQ(items->Count(), 0);
+  items->Open();
+  EXPECT_EQ(items->Count(), 1);
+}
+
+TEST_F(TablePaging, RefreshAfterTheLastPageBeginsAnewAndGoesOn) {
+  Fill(4);
+  auto items = Items();
+  items->SetMaxEntriesPerPage(2);
+  for (items->Open(); !items->Eof(); items->Next()) continue;
+  Forget();
+  items->SetActive(true);  // what the last page said of being the last is forgotten
+  int rows = 0;
+  for (; !items->Eof(); items->Next()) ++rows;
+  EXPECT_EQ(rows, 4);
+  EXPECT_EQ(Offsets(), (Names{"0", "2"}));
+  // Nor does a table that was closed on its last page begin as one at its end.
+  items->SetActive(false);
+  EXPECT_FALSE(items->GetActive());
+  EXPECT_EQ(items->Count(), 0);
+  rows = 0;
+  for (items->Open(); !items->Eof(); items->Next()) ++rows;
+  EXPECT_EQ(rows, 4);
 }
 
 TEST_F(TablePaging, OnlyTheServersFlagDecidesWhetherThereIsMore) {
@@ -234,12 +347,79 @@ TEST_F(TablePaging, RowsOfAllKindsAreRead) {
   EXPECT_EQ(subjects, "m1 c m2 r p ");
 }
 
-TEST_F(TablePaging, RowThatTheArrayDoesNotKnowIsAnAssertion) {
+TEST_F(TablePaging, ElementsThatAreNoKindOfItemAreReadPast) {
+  const auto page = [](const std::string& attributes, const std::string& rows) {
+    return ReplyOf("FindItem", "<m:RootFolder " + attributes + "><t:Items>" + rows + "</t:Items></m:RootFolder>");
+  };
+  const std::string novelty = "<t:Novelty><t:ItemId Id=\"N\"/><t:Subject>n</t:Subject></t:Novelty>";
+  const auto message = [](const std::string& subject) {
+    return "<t:Message><t:Subject>" + subject + "</t:Subject></t:Message>";
+  };
   auto items = Items();
-  AnswerNext("FindItem", ReplyOf("FindItem",
-                                 "<m:RootFolder TotalItemsInView=\"1\" IncludesLastItemInRange=\"true\"><t:Items>"
-                                 "<t:Novelty/></t:Items></m:RootFolder>"));
+  AnswerNext("FindItem", page("TotalItemsInView=\"8\" IndexedPagingOffset=\"4\" IncludesLastItemInRange=\"false\"",
+                              novelty + message("a") + novelty + novelty + message("b") + novelty));
+  // A page of nothing else does not stop the walk at a row that is not there.
+  AnswerNext("FindItem", page("TotalItemsInView=\"8\" IndexedPagingOffset=\"6\" IncludesLastItemInRange=\"false\"",
+                              novelty + novelty));
+  AnswerNext("FindItem", page("TotalItemsInView=\"8\" IndexedPagingOffset=\"8\" IncludesLastItemInRange=\"true\"",
+                              message("c") + novelty));
+  Forget();
+  std::string subjects;
+  for (items->Open(); !items->Eof(); items->Next())
+    subjects += items->FieldByName(FLD_ITEM_SUBJECT).GetAsString().utf8() + " ";
+  EXPECT_EQ(subjects, "a b c ");
+  EXPECT_EQ(Offsets(), (Names{"0", "4", "6"}));
+  EXPECT_EQ(Supports<TVqEWSTable>(items)->RowCount(), 1);
+  // At the end of a table, too.
+  AnswerNext("FindItem", page("TotalItemsInView=\"1\" IncludesLastItemInRange=\"true\"", novelty));
+  items->SetActive(true);
+  EXPECT_TRUE(items->Eof());
+}
+
+TEST_F(TablePaging, ElementsThatAreNoKindOfFolderAreReadPast) {
+  auto folders = Folder(dfinmsgfolderroot)->GetSubFolders();
+  folders->GetFields().Add(FLD_FOLDER_DISPLAYNAME);
+  AnswerNext("FindFolder",
+             ReplyOf("FindFolder",
+                     "<m:RootFolder TotalItemsInView=\"3\" IncludesLastItemInRange=\"true\"><t:Folders>"
+                     "<t:PlaceFolder><t:DisplayName>p</t:DisplayName></t:PlaceFolder><t:Folder>"
+                     "<t:DistinguishedFolderId>somethingnew</t:DistinguishedFolderId>"
+                     "<t:DisplayName>f</t:DisplayName><t:Novelty/></t:Folder></t:Folders></m:RootFolder>"));
+  folders->Open();
+  EXPECT_EQ(folders->FieldByName(FLD_FOLDER_DISPLAYNAME).GetAsString(), "f");
+  EXPECT_EQ(folders->FolderFieldType(), sffFolder);
+  TEwsFolder row(folders->GetRowElement());
+  EXPECT_EQ(row.GetDisplayName(), "f");
+  EXPECT_EQ(row.AsElement().SelectSingleElement("DistinguishedFolderId", kSelectQuiet).GetText(), "somethingnew");
+  folders->Next();
+  EXPECT_TRUE(folders->Eof());
+}
+
+TEST_F(TablePaging, WhatARowHasBeyondItsRecordIsReadPast) {
+  auto items = Items();
+  items->GetFields().Add(FLD_ITEM_IMPORTANCE);
+  AnswerNext("FindItem",
+             ReplyOf("FindItem",
+                     "<m:RootFolder TotalItemsInView=\"1\" IncludesLastItemInRange=\"true\"><t:Items><t:Message>"
+                     "<t:Novelty><t:Subject>inner</t:Subject></t:Novelty><t:ItemId Id=\"I\" Extra=\"1\"/>"
+                     "<t:Subject>s</t:Subject><t:Importance>Utmost</t:Importance></t:Message></t:Items>"
+                     "</m:RootFolder>"));
   items->Open();
+  EXPECT_EQ(items->GetItemId().Id, "I");
+  EXPECT_EQ(items->FieldByName(FLD_ITEM_SUBJECT).GetAsString(), "s");
+  // A choice that is not known reads as the first one, and its text is there.
+  EXPECT_EQ(items->FieldByName(FLD_ITEM_IMPORTANCE).GetValue<TImportanceChoices>(), TImportanceChoices{});
+  EXPECT_EQ(items->FieldByName(FLD_ITEM_IMPORTANCE).GetAsString(), "Utmost");
+  TEwsMessage row(items->GetRowElement());
+  EXPECT_EQ(row.GetImportance(), TImportanceChoices{});
+  EXPECT_EQ(row.GetSubject(), "s");
+}
+
+TEST_F(TablePaging, RowThatTheArrayDoesNotKnowIsAnAssertion) {
+  Fill(1);
+  auto items = Items();
+  items->Open();
+  items->GetRowElement().SetQualifiedName("t:Novelty");  // the page had none
   EXPECT_EQ(MessageOf<EAssertionFailed>([&] { items->FieldByName(FLD_ITEM_SUBJECT).GetAsString(); }),
             "There is no property with the name: Novelty");
 }
