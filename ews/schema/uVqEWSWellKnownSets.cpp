@@ -2,7 +2,10 @@
 
 #include <cstdio>
 
+#include <optional>
+
 #include "platform/common/uVqSysUtils.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
@@ -31,7 +34,70 @@ const TWellKnownSet kWellKnownSets[] = {
     {PSETID_InternetHeaders, "InternetHeaders"},
 };
 
+using detail::TVqRawElement;
+
+bool IsNumber(const std::optional<std::string_view>& text, std::int32_t number) {
+  try {
+    return text && VqXMLToInt(*text) == number;
+  } catch (const EConvertError&) {
+    return false;  // a server's text that is no number is no number of ours
+  }
+}
+
+bool IsSet(TVqRawElement uri, const TVqEWSPropDef& definition) {
+  const std::string_view wantedName = definition.DistinguishedPropertySetId;
+  const std::string_view name = uri.Attribute("DistinguishedPropertySetId").value_or(std::string_view());
+  if (!wantedName.empty() && !name.empty()) return SameText(string(wantedName), string(name));
+  const TGUID* wanted = definition.PropertySetId ? definition.PropertySetId : EwsFindWellKnownSet(wantedName);
+  TGUID set;
+  if (const TGUID* known = EwsFindWellKnownSet(name)) {
+    set = *known;
+  } else if (const auto text = uri.Attribute("PropertySetId");
+             !text || !VqTryParseGuid(text->starts_with('{') ? string(*text) : "{" + string(*text) + "}", set)) {
+    return false;
+  }
+  return wanted && *wanted == set;
+}
+
+bool IsProperty(TVqRawElement uri, const TVqEWSPropDef& definition) {
+  if (definition.PropertyTag > 0) return IsNumber(uri.Attribute("PropertyTag"), definition.PropertyTag);
+  const bool named = definition.PropKind == pkName;
+  return (named ? uri.Attribute("PropertyName") == definition.Name.view()
+                : IsNumber(uri.Attribute("PropertyId"), definition.Id)) &&
+         IsSet(uri, definition);
+}
+
+TVqRawElement ChildOf(TVqRawElement parent, std::string_view localName) {
+  TVqRawElement child = parent.FirstChild();
+  while (child && child.LocalName() != localName) child = child.Next();
+  return child;
+}
+
 }  // namespace
+
+const TGUID* EwsFindWellKnownSet(std::string_view AName) {
+  for (const TWellKnownSet& known : kWellKnownSets) {
+    if (SameText(string(AName), known.Name)) return &known.Set;
+  }
+  return nullptr;
+}
+
+IVqDOMElement EwsFindExtendedProperty(const IVqDOMElement& AItem, const TVqEWSPropDef& ADefinition) {
+  if (!AItem) return {};
+  for (TVqRawElement child = TVqRawElement(AItem).FirstChild(); child; child = child.Next()) {
+    if (child.LocalName() != "ExtendedProperty") continue;
+    const TVqRawElement uri = ChildOf(child, "ExtendedFieldURI");
+    if (uri && IsProperty(uri, ADefinition)) return detail::MakeElement(AItem, child);
+  }
+  return {};
+}
+
+IVqDOMElement EwsValueOfExtendedProperty(const IVqDOMElement& AProperty) {
+  if (!AProperty) return {};
+  TVqRawElement value = ChildOf(TVqRawElement(AProperty), "Value");
+  if (!value) value = ChildOf(TVqRawElement(AProperty), "Values");
+  return value ? detail::MakeElement(AProperty, value) : IVqDOMElement();
+}
 
 string EwsAnswerPath(const TVqEWSPropDef& ADefinition) {
   string path = "ExtendedProperty/ExtendedFieldURI[";

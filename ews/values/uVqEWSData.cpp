@@ -1,6 +1,8 @@
 #include "ews/values/uVqEWSData.h"
 
+#include "ews/schema/internal/uVqEWSWellKnownSets.h"
 #include "ews/schema/uVqEWSFieldURI.h"
+#include "ews/values/internal/uVqEWSEmptyElements.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/common/uVqSysUtils.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
@@ -79,6 +81,12 @@ TVqTypeInfo TypeOf(TVqEWSPropType AType) noexcept {
 
 [[noreturn]] void RaiseNoDefinition() {
   throw EVqException("There is no property definition!");
+}
+
+// Several values in one property: "t:Values" holds them.
+bool IsMultiValued(TVqEWSPropType AType) noexcept {
+  const TVqTypeInfo type = TypeOf(AType);
+  return type.Kind == tkArray && type != VqByteArrayType;
 }
 
 // The library's form: an element that the property layer makes goes behind all others, wherever the published schema
@@ -248,9 +256,11 @@ TVqEWSPropDef TVqEWSData::PropDef() const {
 
 // ---- Comparing -------------------------------------------------------------
 
-// Names are compared without prefix and case.
+// Names are compared without prefix and case. An extended property that the server spells in another way is the same.
 IVqDOMElement TVqEWSData::Select(const IVqDOMElement& ARoot) const {
-  return ARoot.SelectSingleElement(*FSelection, kSelectQuiet);
+  IVqDOMElement found = ARoot.SelectSingleElement(*FSelection, kSelectQuiet);
+  if (!found && FDef->Extended) found = EwsValueOfExtendedProperty(EwsFindExtendedProperty(ARoot, *FDef));
+  return found;
 }
 
 TVqEWSDataUpdateStatus TVqEWSData::GetUpdateStatus() {
@@ -266,15 +276,20 @@ TVqEWSDataUpdateStatus TVqEWSData::GetUpdateStatus() {
   if (FDef->Extended || FParentPropDef) {
     if (oldText.empty()) return newText.empty() ? dusUnmodified : dusInserted;
     if (newText.empty()) return dusDeleted;
+    if (oldNode.FirstChild() || newNode.FirstChild())
+      return EwsSameParts(oldElement, newElement) ? dusUnmodified : dusModified;
     return oldText == newText ? dusUnmodified : dusModified;
   }
   if (FPropDefNodeType != pdntSimple) return dusUnmodified;
-  const auto hasChildren = [](TVqRawElement node, std::string_view text) { return !text.empty() || node.FirstChild(); };
-  if (!oldNode) return newNode && hasChildren(newNode, newFull) ? dusInserted : dusUnmodified;
+  // Elements that hold nothing, at any depth, count as not there: a getter made them on its way.
+  const auto hasChildren = [](const IVqDOMElement& element, std::string_view text) {
+    return !text.empty() || EwsFirstPart(element);
+  };
+  if (!oldNode) return newNode && hasChildren(newElement, newFull) ? dusInserted : dusUnmodified;
   if (!newNode) return dusDeleted;
-  const bool oldHasChildren = hasChildren(oldNode, oldFull);
-  if (oldHasChildren != hasChildren(newNode, newFull)) return dusModified;
-  if (oldHasChildren && !detail::SameInnerXML(oldNode, newNode)) return dusModified;
+  const bool oldHasChildren = hasChildren(oldElement, oldFull);
+  if (oldHasChildren != hasChildren(newElement, newFull)) return dusModified;
+  if (oldHasChildren && !EwsSameParts(oldElement, newElement)) return dusModified;
   // Blanks count here, where a value was only tidied; above, where it came or went, they do not.
   return oldFull == newFull ? dusUnmodified : dusModified;
 }
@@ -312,9 +327,13 @@ IVqDOMElement TVqEWSData::MakeValueNode(const IVqDOMElement& AObject) {
       return entry;
     }
     case fdtExtendedField: {
-      const IVqDOMElement property = AppendValueElement(AObject, "t:ExtendedProperty");
-      WriteExtendedFieldURI(FDef, property);
-      return property.AddElement("t:Value");
+      if (!FDef->Extended) break;  // linked to a member of the schema: the tree has that member
+      IVqDOMElement property = EwsFindExtendedProperty(AObject, *FDef);  // without a value
+      if (!property) {
+        property = AppendValueElement(AObject, "t:ExtendedProperty");
+        WriteExtendedFieldURI(FDef, property);
+      }
+      return property.AddElement(IsMultiValued(FPropertyType) ? "t:Values" : "t:Value");
     }
     case fdtField:
       break;
@@ -356,8 +375,17 @@ bool TVqEWSData::ReadsEmpty(const IVqDOMElement& ANode) const {
 string TVqEWSData::GetAsString() {
   const IVqDOMElement node = GetValueNode();
   if (ReadsEmpty(node)) return {};
-  const TVqTypeInfo type = GetReadType();
-  return type.IsSimple() || type.Kind == tkArray ? node.GetText() : node.GetXML();
+  const std::optional<TVqTypeInfo> type = FindTypeInfo();
+  const bool isText = type ? type->IsSimple() || type->Kind == tkArray : !node.HasChildElements();
+  return isText ? node.GetText() : node.GetXML();
+}
+
+std::vector<string> TVqEWSData::GetAsStrings() {
+  const IVqDOMElement node = GetValueNode();
+  std::vector<string> values;
+  for (const IVqDOMElement& value : node.GetChildElements()) values.push_back(value.GetText());
+  if (values.empty() && !node.GetText().empty()) values.push_back(node.GetText());
+  return values;
 }
 
 bool TVqEWSData::GetAsBoolean() {
@@ -370,32 +398,52 @@ TDateTime TVqEWSData::GetAsDateTime() {
   return GetValueNode().GetAsDateTime();
 }
 
+// What cannot be written is told before the tree is touched: a refused value leaves nothing behind.
+void TVqEWSData::Write(const string& AText) {
+  detail::CheckText(AText);
+  GetValueNode().SetText(AText);
+  Written();
+}
+
 void TVqEWSData::SetAsString(const string& AValue) {
-  const TVqTypeInfo type = GetTypeInfo();
-  if (type.IsSimple()) return GetValueNode().SetText(AValue);
+  const TVqTypeInfo type = GetReadType();
   const bool hasPrefix = AValue.StartsWith("0x");
-  if (type == VqByteArrayType) {
+  if (type.IsSimple()) {
+    Write(AValue);
+  } else if (type == VqByteArrayType) {
     // What is stored is the digits, without the prefix; other text is decoded only to see that it could be. Meant so.
     if (!hasPrefix) VqHexDecode(AValue.utf8());
-    GetValueNode().SetText(hasPrefix ? AValue.Copy(2) : AValue);
+    Write(hasPrefix ? AValue.Copy(2) : AValue);
   } else if (type == VqBytesType) {
-    if (hasPrefix)
-      GetValueNode().SetText(VqHexDecode(AValue.Copy(2).utf8()));
-    else
-      GetValueNode().SetText(AValue);
+    Write(hasPrefix ? string(VqHexDecode(AValue.Copy(2).utf8())) : AValue);
   } else {
     throw EVqException(Format("The property \"%s\" cannot be written as a %s!", {FPath, "string"}));
   }
 }
 
+void TVqEWSData::SetAsStrings(const std::vector<string>& AValues) {
+  if (!IsMultiValued(FPropertyType))
+    throw EVqException(Format("The property \"%s\" cannot be written as a %s!", {FPath, "list of strings"}));
+  for (const string& value : AValues) detail::CheckText(value);
+  IVqDOMElement node = GetValueNode();
+  if (node.GetLocalName() != "Values") {  // a server that gave the only one alone
+    const IVqDOMElement property = node.GetParentElement();
+    property.RemoveChild(node);
+    node = property.AddElement("t:Values");
+  }
+  node.RemoveAllChildren();
+  for (const string& value : AValues) node.AddElement("t:Value").SetText(value);
+  Written();
+}
+
 void TVqEWSData::SetAsBoolean(bool AValue) {
-  GetValueNode().SetText(VqBoolToXML(AValue));
+  Write(VqBoolToXML(AValue));
 }
 void TVqEWSData::SetAsInteger(std::int32_t AValue) {
-  GetValueNode().SetText(VqIntToXML(AValue));
+  Write(VqIntToXML(AValue));
 }
 void TVqEWSData::SetAsDateTime(TDateTime AValue) {
-  GetValueNode().SetText(VqDateTimeToXML(AValue, kVqTimeZoneUtc));
+  Write(VqDateTimeToXML(AValue, kVqTimeZoneUtc));
 }
 
 IVqDOMElement TVqEWSData::RequiredNode() {

@@ -121,17 +121,25 @@ class TVqEWSData {
   /// "The result does not contain a value for for "%s"!", the doubled word included.
   IVqDOMElement GetValueNode();
 
-  /// The value as text: of a complex member its markup, of anything else (bytes too) its text. A field whose row lacks it is empty.
+  /// The value as text: of a complex member its markup, of anything else (bytes too) its text. A member that the object's record does not know is
+  /// text, or markup where it has parts. A field whose row lacks it is empty.
   string GetAsString();
+  /// The values of a property that has several (`t:Values`); of any other one its text, and nothing when that is empty.
+  std::vector<string> GetAsStrings();
   /// Empty text is false, 0 and the zero date. Other text that does not convert raises EConvertError.
   bool GetAsBoolean();
   std::int32_t GetAsInteger();
   /// UTC.
   TDateTime GetAsDateTime();
 
+  /// What a setter refuses leaves the tree as it was.
+  ///
   /// Stores a text as it is. Of bytes, the digits behind "0x" are stored; any other text must be hexadecimal, too, and is stored as it is. A member
   /// that is no simple type raises "The property "%s" cannot be written as a string!".
   void SetAsString(const string& AValue);
+  /// The values of a property of an array type, in place of those that it had. Any other type raises
+  /// "The property "%s" cannot be written as a list of strings!".
+  void SetAsStrings(const std::vector<string>& AValues);
   /// Stores the value's text; a zero and a false are stored, too.
   void SetAsBoolean(bool AValue);
   void SetAsInteger(std::int32_t AValue);
@@ -174,6 +182,8 @@ class TVqEWSData {
   virtual IVqDOMElement Find();
   /// Whether an absent value is empty, in every form in which it can be read.
   virtual bool AbsentIsEmpty() const noexcept { return false; }
+  /// Called behind each write of a value.
+  virtual void Written() {}
   /// Makes the value's element below the object's.
   virtual IVqDOMElement MakeValueNode(const IVqDOMElement& AObject);
 
@@ -192,6 +202,7 @@ class TVqEWSData {
   IVqDOMElement RequiredNode();
   bool ReadsEmpty(const IVqDOMElement& ANode) const;
   std::optional<TVqTypeInfo> FindTypeInfo();
+  void Write(const string& AText);
   [[noreturn]] void RaiseWrongType(std::string_view AExpected);
 
   TVqEWSBaseDataList* FOwner;

@@ -1,5 +1,7 @@
 #include "ews/values/uVqEWSProperties.h"
 
+#include "ews/schema/internal/uVqEWSWellKnownSets.h"
+#include "ews/values/internal/uVqEWSEmptyElements.h"
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
@@ -17,6 +19,7 @@ PVqEWSPropDef RowOfExtendedProperty(const IVqDOMElement& AProperty) {
   if (uri.HasAttribute("DistinguishedPropertySetId")) {
     distinguished = attribute("DistinguishedPropertySetId");
     def.DistinguishedPropertySetId = TVqShortString::View(distinguished);
+    def.PropertySetId = EwsFindWellKnownSet(distinguished);  // rows have the ids of sets, servers their names
   }
   if (uri.HasAttribute("PropertySetId")) {
     set = VqXMLToGuid(attribute("PropertySetId"));
@@ -40,19 +43,33 @@ PVqEWSPropDef RowOfExtendedProperty(const IVqDOMElement& AProperty) {
 
 TVqEWSDataUpdateStatus TVqEWSProperty::GetUpdateStatus() {
   Owner();
-  return FExplicitUpdateStatus ? FUpdateStatus : TVqEWSData::GetUpdateStatus();
+  return FExplicit.IsSet && !TakenBack() ? FExplicit.Status : TVqEWSData::GetUpdateStatus();
 }
 
 void TVqEWSProperty::SetUpdateStatus(TVqEWSDataUpdateStatus AValue) {
   Owner();
-  FUpdateStatus = AValue;
-  FExplicitUpdateStatus = true;
+  FExplicit = {AValue, true, AValue == dusDeleted ? CurrentMarkup() : string()};
 }
 
 void TVqEWSProperty::SetExplicit(bool AValue, TVqEWSDataUpdateStatus AStatus) {
-  Owner();
-  FUpdateStatus = AValue ? AStatus : dusUnmodified;
-  FExplicitUpdateStatus = AValue;
+  SetUpdateStatus(AValue ? AStatus : dusUnmodified);
+  FExplicit.IsSet = AValue;
+}
+
+void TVqEWSProperty::Written() {
+  if (FExplicit.IsSet && FExplicit.Status == dusDeleted) SetDeleted(false);
+}
+
+// A setter of the object knows nothing of this entry: what stands there now and did not when it was deleted was set behind the deletion.
+bool TVqEWSProperty::TakenBack() {
+  if (FExplicit.Status != dusDeleted) return false;
+  const string now = CurrentMarkup();
+  return !now.empty() && now != FExplicit.DeletedValue;
+}
+
+string TVqEWSProperty::CurrentMarkup() {
+  const IVqDOMElement node = Find();
+  return node && !EwsIsEmpty(node) ? node.GetXML() : string();
 }
 
 // ---- TVqEWSProperties: the list --------------------------------------------
@@ -61,16 +78,32 @@ std::int32_t TVqEWSProperties::Count() {
   const TVqXMLSchemaElement& record = CurrentRecord();
   const IVqDOMElement element = record.AsElement();
   if (Size() == element.ElementCount()) return Size();
-  const std::uint32_t modification = element.GetOwnerDocument().GetModificationCount();
-  if (element == FBuiltFrom && modification == FBuiltModification && Version() == FBuiltVersion) {
+  if (element == FBuiltFrom && element.GetOwnerDocument().GetModificationCount() == FBuiltModification &&
+      Version() == FBuiltVersion) {
     Renew();
   } else {
     Rebuild(record);
-    FBuiltFrom = element;
-    FBuiltModification = modification;
-    FBuiltVersion = Version();
   }
   return Size();
+}
+
+namespace {
+
+// What an element stands for; none for one that no definition is known for.
+PVqEWSPropDef RowOf(const string& AClassName, const IVqDOMElement& AElement) {
+  const string name = AElement.GetLocalName();
+  return name == "ExtendedProperty" ? RowOfExtendedProperty(AElement) : GetPropDef(AClassName, name, false);
+}
+
+}  // namespace
+
+void TVqEWSProperties::Follow() {
+  const TVqXMLSchemaElement& record = CurrentRecord();
+  const string className = record.ClassName();
+  for (const IVqDOMElement& child : record.AsElement().GetChildElements()) {
+    const PVqEWSPropDef def = RowOf(className, child);
+    if (def && !Find(GetNodePath(def))) return Rebuild(record);
+  }
 }
 
 void TVqEWSProperties::Rebuild(const TVqXMLSchemaElement& ARecord) {
@@ -78,21 +111,20 @@ void TVqEWSProperties::Rebuild(const TVqXMLSchemaElement& ARecord) {
   const string className = ARecord.ClassName();
   std::vector<PVqEWSPropDef> defs;
   for (const IVqDOMElement& child : ARecord.AsElement().GetChildElements()) {
-    const string name = child.GetLocalName();
-    const PVqEWSPropDef def =
-        name == "ExtendedProperty" ? RowOfExtendedProperty(child) : GetPropDef(className, name, false);
-    if (def) defs.push_back(def);
+    if (const PVqEWSPropDef def = RowOf(className, child)) defs.push_back(def);
   }
 
-  std::unordered_map<string, TVqEWSDataUpdateStatus> saved;
+  std::vector<TSavedStatus> saved;
   for (std::int32_t i = 0; i < Size(); ++i)
-    if (At(i).GetExplicitUpdateStatus()) saved.emplace(At(i).GetPath(), At(i).GetUpdateStatus());
+    if (At(i).GetExplicitUpdateStatus()) saved.push_back(TSavedStatus(At(i)));
+  std::unordered_map<string, const TSavedStatus*> savedByPath;
+  for (const TSavedStatus& status : saved) savedByPath.emplace(status.Path, &status);
   Clear();
 
   const auto add = [&](const TVqEWSPropDef& def) -> TVqEWSProperty& {
     TVqEWSProperty& property = Entry(def);
-    if (const auto status = saved.find(property.GetPath()); status != saved.end())
-      property.SetUpdateStatus(status->second);
+    if (const auto status = savedByPath.find(property.GetPath()); status != savedByPath.end())
+      property.FExplicit = status->second->Status;
     return property;
   };
   for (const PVqEWSPropDef def : defs) {
@@ -102,34 +134,52 @@ void TVqEWSProperties::Rebuild(const TVqXMLSchemaElement& ARecord) {
     if (def->NodeType == pdntArray)
       for (const PVqEWSPropDef part : GetKeyPropDefs(def)) add(*part);
   }
+  // A load leaves extended properties out: what is to be deleted need not stand in the tree.
+  for (const TSavedStatus& status : saved)
+    if (status.Status.Status == dusDeleted && !Find(GetNodePath(status.Def))) add(status.Def);
+
+  FBuiltFrom = ARecord.AsElement();
+  FBuiltModification = FBuiltFrom.GetOwnerDocument().GetModificationCount();
+  FBuiltVersion = Version();
+}
+
+TVqEWSProperties::TSavedStatus::TSavedStatus(const TVqEWSProperty& AProperty)
+    : Path(AProperty.GetPath()), Status(AProperty.FExplicit), Def(AProperty.GetRow()) {
+  if (!Def.PropertySetId) return;
+  Set = std::make_unique<TGUID>(*Def.PropertySetId);  // an application's definition goes with its entry
+  Def.PropertySetId = Set.get();
 }
 
 // The same entries as before, as nothing has changed: only those that someone may hold are made anew.
 void TVqEWSProperties::Renew() {
   RenewHandedOut([&](TVqEWSProperty& old) {
     std::unique_ptr<TVqEWSProperty> property = MakeProperty(old.GetRow());
-    if (old.GetNodeType() != pdntSimple)
-      property->SetUpdateStatus(dusUnmodified);
-    else if (old.GetExplicitUpdateStatus())
-      property->SetUpdateStatus(old.GetUpdateStatus());
+    property->FExplicit = old.FExplicit;
+    if (old.GetNodeType() != pdntSimple) property->SetUpdateStatus(dusUnmodified);
     return property;
   });
 }
 
 void TVqEWSProperties::ResetExplicitStatuses() noexcept {
   FBuiltFrom = nullptr;
-  for (std::int32_t i = 0; i < Size(); ++i) At(i).SetExplicitUpdateStatus(false);
+  for (std::int32_t i = 0; i < Size(); ++i) {
+    At(i).SetExplicitUpdateStatus(false);
+    At(i).FOfEarlierData = true;
+  }
 }
 
 bool TVqEWSProperties::HasProperty(const TVqEWSPropDef& APropDef) {
-  const string path = GetNodePath(APropDef);
-  if (Find(path)) return true;
-  if (!APropDef.Extended) return CurrentRecord().FindSchemaInfo("t:" + APropDef.NodeName.ToString()).has_value();
+  const TVqEWSProperty* entry = Find(GetNodePath(APropDef));
+  if (!APropDef.Extended)
+    return entry || CurrentRecord().FindSchemaInfo("t:" + APropDef.NodeName.ToString()).has_value();
+  if (entry && !entry->FOfEarlierData) return true;
 
-  // What is there already needs no round trip.
-  if (CurrentRecord().AsElement().SelectSingleElement(path, kSelectQuiet)) return true;
-  if (!TVqEWSData::AskFor(CurrentRecord(), APropDef.PropDefName)) return false;
-  return static_cast<bool>(CurrentRecord().AsElement().SelectSingleElement(path, kSelectQuiet));
+  const auto isThere = [&] {
+    return static_cast<bool>(
+        EwsValueOfExtendedProperty(EwsFindExtendedProperty(CurrentRecord().AsElement(), APropDef)));
+  };
+  if (isThere()) return true;  // needs no round trip
+  return TVqEWSData::AskFor(CurrentRecord(), APropDef.PropDefName) && isThere();
 }
 
 // ---- TVqEWSProperties: its entries -----------------------------------------

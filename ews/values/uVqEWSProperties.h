@@ -25,13 +25,13 @@ class TVqEWSProperty : public TVqEWSData {
 
   /// The explicit status if one was set, else what comparing the two trees gives.
   TVqEWSDataUpdateStatus GetUpdateStatus() override;
-  /// Sets an explicit status: comparing stops.
+  /// Sets an explicit status: comparing stops. A value that is set after a deletion takes the deletion back.
   void SetUpdateStatus(TVqEWSDataUpdateStatus AValue);
 
   /// True while a status that was set stands in place of comparing.
-  bool GetExplicitUpdateStatus() const noexcept { return FExplicitUpdateStatus; }
+  bool GetExplicitUpdateStatus() const noexcept { return FExplicit.IsSet; }
   /// False: back to comparing.
-  void SetExplicitUpdateStatus(bool AValue) noexcept { FExplicitUpdateStatus = AValue; }
+  void SetExplicitUpdateStatus(bool AValue) noexcept { FExplicit.IsSet = AValue; }
 
   /// Whether the status is this one.
   bool GetDeleted() { return GetUpdateStatus() == dusDeleted; }
@@ -42,11 +42,23 @@ class TVqEWSProperty : public TVqEWSData {
   void SetInserted(bool AValue) { SetExplicit(AValue, dusInserted); }
   void SetModified(bool AValue) { SetExplicit(AValue, dusModified); }
 
- private:
-  void SetExplicit(bool AValue, TVqEWSDataUpdateStatus AStatus);
+ protected:
+  void Written() override;
 
-  TVqEWSDataUpdateStatus FUpdateStatus = dusUnmodified;
-  bool FExplicitUpdateStatus = false;
+ private:
+  friend class TVqEWSProperties;
+  struct TExplicitStatus {
+    TVqEWSDataUpdateStatus Status = dusUnmodified;
+    bool IsSet = false;
+    string DeletedValue;  // what stood there when it was marked for deletion
+  };
+
+  void SetExplicit(bool AValue, TVqEWSDataUpdateStatus AStatus);
+  bool TakenBack();
+  string CurrentMarkup();
+
+  TExplicitStatus FExplicit;
+  bool FOfEarlierData = false;  // made before the object's last load
 };
 
 /// The list of an object's properties, made on first use.
@@ -58,10 +70,10 @@ class TVqEWSProperties : public TVqEWSDataList<TVqEWSProperty> {
   using TVqEWSDataList::TVqEWSDataList;
 
   /// Holds the number of entries against the number of elements that the object has now; if they differ, the list is
-  /// rebuilt from the elements and all property objects are new. Explicit statuses are kept. Elements that no
-  /// definition is known for are left out; the parts of a dictionary are all there, present or not. Raises "There is no
-  /// property definition ""!" for an extended property of the answer that no row has, as for one that was asked for by
-  /// a distinguished set.
+  /// rebuilt from the elements and all property objects are new. Explicit statuses are kept, and with them the entries
+  /// that are to be deleted. Elements that no definition is known for are left out; the parts of a dictionary are all
+  /// there, present or not. Raises "There is no property definition ""!" for an extended property of the answer that no
+  /// row has.
   ///
   /// Going through all properties by position costs what one rebuild costs, although `Count` is called each time.
   std::int32_t Count() override;
@@ -81,6 +93,9 @@ class TVqEWSProperties : public TVqEWSDataList<TVqEWSProperty> {
   /// As any list's; besides raises "Failed to locate the Property Definition for "%s"!" for a definition without a key.
   TVqEWSProperty& CreateItem(const TVqEWSPropDef& APropDef) override;
 
+  /// Rebuilds the list unless each element that the object has now has its entry. `Count` compares numbers alone, so that entries of an earlier load can
+  /// stand for what was changed since; what is to be saved is not to be missed.
+  void Follow();
   /// Drops all explicit statuses. Called by the object when it gets new data.
   void ResetExplicitStatuses() noexcept;
 
@@ -93,6 +108,16 @@ class TVqEWSProperties : public TVqEWSDataList<TVqEWSProperty> {
   std::unique_ptr<TVqEWSProperty> MakeProperty(const TVqEWSPropDef& APropDef);
   TVqEWSProperty& Entry(const TVqEWSPropDef& APropDef);
   TVqEWSProperty& Filled(TVqEWSProperty& AProperty);
+  /// A status that outlives the rebuilding of the list.
+  struct TSavedStatus {
+    explicit TSavedStatus(const TVqEWSProperty& AProperty);
+
+    string Path;
+    TVqEWSProperty::TExplicitStatus Status;
+    TVqEWSPropDef Def;
+    std::unique_ptr<TGUID> Set;
+  };
+
   void Rebuild(const TVqXMLSchemaElement& ARecord);
   void Renew();
 

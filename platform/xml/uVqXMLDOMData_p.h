@@ -237,8 +237,6 @@ void CopyInside(TVqDOMData& target, pugi::xml_node to, const TVqDOMData& source,
 
 /// Raises EVqXMLError unless it is a name (prefix and all).
 void CheckName(const TVqUtf8View& name);
-/// Raises EVqXMLError, with the place, for characters that XML cannot carry; gives the text with a zero behind it.
-std::string CheckText(const TVqUtf8View& text);
 /// Appends a text as it stands between double quotes.
 void AppendEscapedValue(std::string& out, const char* text);
 

@@ -46,11 +46,6 @@ TEST(PropertyCount, FindsTheRowsOfExtendedProperties) {
 }
 
 TEST(PropertyCount, RaisesForAnExtendedPropertyWithoutARow) {
-  TMessage distinguished(
-      "<t:Message>" +
-      ExtendedProperty("DistinguishedPropertySetId=\"Common\" PropertyId=\"34054\" PropertyType=\"Boolean\"", "true") +
-      "</t:Message>");
-  EXPECT_EQ(MessageOf([&] { distinguished.Properties.Count(); }), "There is no property definition \"\"!");
   TMessage unknown("<t:Message>" + ExtendedProperty("PropertyTag=\"0x6FEF\" PropertyType=\"String\"", "b") +
                    "</t:Message>");
   EXPECT_EQ(MessageOf([&] { unknown.Properties.Count(); }), "There is no property definition \"\"!");

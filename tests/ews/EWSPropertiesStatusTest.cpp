@@ -33,15 +33,27 @@ TEST(UpdateStatus, OfASimpleMember) {
            TCase{"", "<t:Subject></t:Subject>", dusUnmodified},
            TCase{"", "<t:Subject> </t:Subject>", dusInserted},  // a child, if only a blank
            TCase{"", "<t:Subject>a</t:Subject>", dusInserted},
-           TCase{"", "<t:Subject><t:X/></t:Subject>", dusInserted},
+           TCase{"", "<t:Subject><t:X/></t:Subject>", dusUnmodified},  // nothing but what a getter made
+           TCase{"", "<t:Subject><t:X><t:Y/><t:Z/></t:X></t:Subject>", dusUnmodified},
+           TCase{"", "<t:Subject><t:X Y=\"\"/></t:Subject>", dusInserted},
+           TCase{"", "<t:Subject><t:X><t:Y/><t:Z>a</t:Z></t:X></t:Subject>", dusInserted},
            TCase{"<t:Subject>a</t:Subject>", "", dusDeleted},
            TCase{"<t:Subject/>", "", dusDeleted},
            TCase{"<t:Subject>a</t:Subject>", "<t:Subject>a</t:Subject>", dusUnmodified},
            TCase{"<t:Subject>a</t:Subject>", "<t:Subject>b</t:Subject>", dusModified},
            TCase{"<t:Subject>a</t:Subject>", "<t:Subject/>", dusModified},  // emptied is not deleted; meant so
            TCase{"<t:Subject/>", "<t:Subject>a</t:Subject>", dusModified},
-           TCase{"<t:Subject><t:X/></t:Subject>", "<t:Subject><t:Y/></t:Subject>", dusModified},
+           TCase{"<t:Subject><t:X/></t:Subject>", "<t:Subject><t:Y/></t:Subject>", dusUnmodified},
            TCase{"<t:Subject><t:X/></t:Subject>", "<t:Subject><t:X/></t:Subject>", dusUnmodified},
+           TCase{"<t:Subject><t:X>a</t:X></t:Subject>", "<t:Subject><t:W/><t:X>a</t:X><t:Y><t:Z/></t:Y></t:Subject>",
+                 dusUnmodified},
+           TCase{"<t:Subject><t:X>a</t:X></t:Subject>", "<t:Subject><t:X>a</t:X><t:Y>a</t:Y></t:Subject>", dusModified},
+           TCase{"<t:Subject><t:X>a</t:X></t:Subject>", "<t:Subject><t:Y>a</t:Y></t:Subject>", dusModified},
+           TCase{"<t:Subject><t:X>ab</t:X><t:X>c</t:X></t:Subject>", "<t:Subject><t:X>a</t:X><t:X>bc</t:X></t:Subject>",
+                 dusModified},
+           TCase{"<t:Subject><t:X Y=\"1\">a</t:X></t:Subject>", "<t:Subject><t:X Y=\"2\">a</t:X></t:Subject>",
+                 dusModified},
+           TCase{"<t:Subject><t:X>a</t:X></t:Subject>", "<t:Subject><t:X/></t:Subject>", dusModified},
            TCase{"<t:Subject><t:X>a</t:X></t:Subject>", "<t:Subject><t:X>b</t:X></t:Subject>", dusModified},
        })
     EXPECT_EQ(Compare(test.Old, test.New, PR_SUBJECT), test.Expected) << test.Old << " -> " << test.New;

@@ -92,4 +92,7 @@ void LoadOwnedBytes(const IVqDOMDocument& document, std::string bytes);
 void SetBeforeChange(const IVqDOMNode& node, const void* owner, std::function<void()> callback);
 void ForgetBeforeChange(const IVqDOMNode& node, const void* owner) noexcept;
 
+/// Raises EVqXMLError, with the place, for characters that XML cannot carry; gives the text with a zero behind it.
+std::string CheckText(const TVqUtf8View& text);
+
 }  // namespace velmore::detail

@@ -1,0 +1,16 @@
+#pragma once
+
+// Elements that getters make on their way: they are no content, at whatever depth they stand.
+
+#include "platform/xml/uVqXMLDOM.h"
+
+namespace velmore {
+
+/// True for an element without text and attributes that has no children, or none but such.
+bool EwsIsEmpty(const IVqDOMElement& AElement);
+/// The first child that is not empty, or none.
+IVqDOMElement EwsFirstPart(const IVqDOMElement& AElement);
+/// Whether two elements have the same parts with the same texts and attributes. Empty elements do not count, nor do the attributes of the two themselves.
+bool EwsSameParts(const IVqDOMElement& A, const IVqDOMElement& B);
+
+}  // namespace velmore
