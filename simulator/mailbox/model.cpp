@@ -135,12 +135,27 @@ StoreChange::Place Mailbox::PlaceOf(const Folder& folder) const {
   return {IdOf(folder), KeyOf(folder), parent != nullptr ? IdOf(*parent) : "", parent != nullptr ? KeyOf(*parent) : ""};
 }
 
+Folder& Mailbox::Dumpster() {
+  if (Folder* recoverable = Distinguished("recoverableitemsdeletions")) return *recoverable;
+  if (Folder* hidden = Distinguished("dumpster")) return *hidden;
+  auto folder = std::make_unique<Folder>();
+  folder->number = ++last_number;
+  folder->entry_id = FolderEntryId(guid, folder->number);
+  folder->change = folder->born = ++last_change;
+  folder->element = "Folder";
+  folder->distinguished = "dumpster";
+  distinguished["dumpster"] = folder->entry_id;
+  Folder& result = *folder;
+  folders.emplace(result.entry_id, std::move(folder));
+  return result;
+}
+
 Folder& Mailbox::NewFolder(Folder& parent, const std::string& element, const std::string& display_name,
                            const std::string& folder_class) {
   auto folder = std::make_unique<Folder>();
   folder->number = ++last_number;
   folder->entry_id = FolderEntryId(guid, folder->number);
-  folder->change = ++last_change;
+  folder->change = folder->born = ++last_change;
   folder->parent = parent.entry_id;
   folder->element = element;
   folder->display_name = display_name;
@@ -174,6 +189,8 @@ Item& Mailbox::Put(Folder& folder, std::shared_ptr<Item> item) {
     item->conversation_index = index;
   }
   item->change = ++last_change;
+  item->born = item->change;
+  item->deleted_from.clear();
   Adopt(*item);
   folder.content_change = last_change;
   Item& result = *item;
@@ -189,6 +206,8 @@ Folder* Mailbox::Take(const std::string& entry_id) {
   if (folder != nullptr) {
     folder->items.erase(found->second->number);
     folder->content_change = ++last_change;
+    tombstones.push_back(
+        {last_change, found->second->born, false, folder->entry_id, IdOf(*found->second), KeyOf(*found->second)});
     folder->search = {};
   }
   items.erase(found);
@@ -248,6 +267,7 @@ Item& Mailbox::CopyItem(const Item& item, Mailbox& to, Folder& folder) const {
 }
 
 void Mailbox::RemoveTree(const Folder& folder) {
+  tombstones.push_back({++last_change, folder.born, true, folder.parent, IdOf(folder), KeyOf(folder)});
   for (const std::string& child : folder.children) RemoveTree(*FindFolder(child));
   for (const auto& [number, item] : folder.items) items.erase(item->entry_id);
   folders.erase(std::string(folder.entry_id));
@@ -268,6 +288,8 @@ void Mailbox::MoveFolder(Folder& folder, Folder& parent) {
   const StoreChange::Place before = PlaceOf(folder);
   Folder* old = FindFolder(folder.parent);
   if (old != nullptr) std::erase(old->children, folder.entry_id);
+  tombstones.push_back({++last_change, folder.born, true, folder.parent, IdOf(folder), KeyOf(folder)});
+  folder.deleted_from.clear();
   folder.parent = parent.entry_id;
   parent.children.push_back(folder.entry_id);
   folder.change = ++last_change;

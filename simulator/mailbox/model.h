@@ -69,8 +69,10 @@ struct Item {
   std::string entry_id;
   std::uint64_t number = 0;  // order of creation within the mailbox
   std::uint64_t change = 0;
-  std::string folder;   // entry id
-  std::string element;  // "Message"
+  std::string folder;        // entry id
+  std::uint64_t born = 0;    // change number at which it came into its folder
+  std::string deleted_from;  // of an item that was deleted softly: the folder that it was in
+  std::string element;       // "Message"
   Seconds received = 0;
   Seconds sent = 0;  // 0: never
   Seconds created = 0;
@@ -113,6 +115,9 @@ struct Folder {
   std::string folder_class;
   std::string display_name;
   std::string distinguished;  // "inbox" or empty
+  std::uint64_t born = 0;     // change number at which it was made
+  std::string deleted_from;   // of a folder that was deleted softly: the one that it was in
+  std::optional<Element> permission_set;
   std::vector<ExtendedValue> extended;
   std::map<std::string, Access> access;                  // by SMTP address in lower case; beside that of the mailbox
   std::map<std::uint64_t, std::shared_ptr<Item>> items;  // by number
@@ -130,6 +135,16 @@ struct Folder {
   std::size_t UnreadCount() const;
 };
 
+/// What is no longer in a folder.
+struct Tombstone {
+  std::uint64_t change = 0;
+  std::uint64_t born = 0;
+  bool of_folder = false;
+  std::string folder;  // entry id of the one that it was in
+  std::string id;      // as clients see it
+  std::string key;
+};
+
 struct Mailbox {
   User owner;
   std::string guid;
@@ -140,11 +155,14 @@ struct Mailbox {
   std::map<std::string, Access> access;              // to the whole mailbox, by SMTP address in lower case
   std::uint64_t last_change = 100;
   std::uint64_t last_number = 1000;
-  Observers* observers = nullptr;  // told of every change; those of the store
+  std::vector<Tombstone> tombstones;  // oldest first
+  Observers* observers = nullptr;     // told of every change; those of the store
 
   Folder* FindFolder(std::string_view entry_id) const;
   std::shared_ptr<Item> FindItem(std::string_view entry_id) const;
   Folder* Distinguished(std::string_view name) const;
+  /// Where things go that are deleted softly: the recoverable items, or a folder that nobody sees where the server has none.
+  Folder& Dumpster();
   Folder& AddFolder(Folder& parent, const std::string& element, const std::string& display_name,
                     const std::string& folder_class);
   /// Puts an item into a folder: gives it an id and moves its change key.

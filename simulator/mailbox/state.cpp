@@ -143,6 +143,8 @@ Json PackItem(const Item& item) {
             {"change", item.change},
             {"folder", Pack(item.folder)},
             {"element", Pack(item.element)},
+            {"born", item.born},
+            {"deletedFrom", Pack(item.deleted_from)},
             {"received", item.received},
             {"sent", item.sent},
             {"created", item.created},
@@ -185,6 +187,8 @@ std::shared_ptr<Item> UnpackItem(const Json& json) {
   item->change = json.at("change").get<std::uint64_t>();
   item->folder = Unpack(json.at("folder"));
   item->element = Unpack(json.at("element"));
+  item->born = json.value("born", item->change);
+  if (json.contains("deletedFrom")) item->deleted_from = Unpack(json["deletedFrom"]);
   item->received = json.at("received").get<Seconds>();
   item->sent = json.at("sent").get<Seconds>();
   item->created = json.at("created").get<Seconds>();
@@ -231,8 +235,11 @@ Json PackFolder(const Folder& folder) {
             {"distinguished", Pack(folder.distinguished)},
             {"extended", PackExtended(folder.extended)},
             {"access", PackAccess(folder.access)},
+            {"born", folder.born},
+            {"deletedFrom", Pack(folder.deleted_from)},
             {"children", Json::array()},
             {"items", Json::array()}};
+  if (folder.permission_set) json["permissions"] = PackElement(*folder.permission_set);
   for (const std::string& child : folder.children) json["children"].push_back(Pack(child));
   for (const auto& [number, item] : folder.items) json["items"].push_back(PackItem(*item));
   return json;
@@ -249,10 +256,13 @@ Json PackMailbox(const Mailbox& mailbox) {
             {"access", PackAccess(mailbox.access)},
             {"lastChange", mailbox.last_change},
             {"lastNumber", mailbox.last_number},
+            {"tombstones", Json::array()},
             {"grants", Json::array()},
             {"folders", Json::array()}};
   for (const Grant& grant : mailbox.owner.grants)
     json["grants"].push_back({Pack(grant.mailbox), Pack(grant.folder), static_cast<int>(grant.access)});
+  for (const Tombstone& stone : mailbox.tombstones)
+    json["tombstones"].push_back({stone.change, stone.born, stone.of_folder, Pack(stone.folder), stone.id, stone.key});
   for (const auto& [id, folder] : mailbox.folders) json["folders"].push_back(PackFolder(*folder));
   return json;
 }
@@ -271,6 +281,10 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
   mailbox->last_number = json.at("lastNumber").get<std::uint64_t>();
   for (const Json& grant : json.at("grants"))
     mailbox->owner.grants.push_back({Unpack(grant.at(0)), Unpack(grant.at(1)), UnpackRight(grant.at(2))});
+  for (const Json& stone : json.value("tombstones", Json::array()))
+    mailbox->tombstones.push_back({stone.at(0).get<std::uint64_t>(), stone.at(1).get<std::uint64_t>(),
+                                   stone.at(2).get<bool>(), Unpack(stone.at(3)), stone.at(4).get<std::string>(),
+                                   stone.at(5).get<std::string>()});
   for (const Json& entry : json.at("folders")) {
     auto folder = std::make_unique<Folder>();
     folder->entry_id = Unpack(entry.at("id"));
@@ -284,6 +298,9 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
     folder->distinguished = Unpack(entry.at("distinguished"));
     folder->extended = UnpackExtended(entry.at("extended"));
     folder->access = UnpackAccess(entry.at("access"));
+    folder->born = entry.value("born", folder->change);
+    if (entry.contains("deletedFrom")) folder->deleted_from = Unpack(entry["deletedFrom"]);
+    if (entry.contains("permissions")) folder->permission_set = UnpackElement(entry["permissions"]);
     for (const Json& child : entry.at("children")) folder->children.push_back(Unpack(child));
     for (const Json& each : entry.at("items")) {
       std::shared_ptr<Item> item = UnpackItem(each);

@@ -85,10 +85,10 @@ Element ResponseObjects(const Item& item) {
   return objects;
 }
 
-/// Sender and From of found rows had nothing but the name until Exchange 2013.
+/// Found rows tell of an organizer nothing but the name; until Exchange 2013 that was so of Sender and From, too.
 Element FoundSender(const Element& stored, const Viewer& viewer) {
   Element out = stored;
-  if (viewer.version < kExchange2013)
+  if (viewer.version < kExchange2013 || stored.name == "Organizer")
     for (Element& mailbox : out.children)
       std::erase_if(mailbox.children, [](const Element& part) { return part.name != "Name"; });
   return out;
@@ -144,7 +144,34 @@ void PickEntry(const Element& dictionary, const Path& path, Element& out) {
   }
 }
 
-Element ExtendedElement(const ExtendedValue& value) {
+/// What a row of FindItem holds of a text or of bytes: tables of the store end there.
+std::string CutText(const std::string& text) {
+  std::size_t units = 0;  // of UTF-16, in which the store counts
+  for (std::size_t at = 0; at < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[at]);
+    units += lead >= 0xf0 ? 2 : 1;
+    if (units > 255) return text.substr(0, at);
+    at += lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : lead >= 0xc0 ? 2 : 1;
+  }
+  return text;
+}
+
+std::string CutBytes(const std::string& base64) {
+  return base64.size() < 684 ? base64 : EncodeBase64(DecodeBase64(base64).substr(0, 512));
+}
+
+void Cut(Element& value, const Member& member) {
+  // Addresses for browsers are made when they are asked for.
+  if (member.kind == ValueKind::kString && !member.name.starts_with("WebClient")) value.text = CutText(value.text);
+  if (member.kind == ValueKind::kBinary) value.text = CutBytes(value.text);
+}
+
+Element ExtendedElement(ExtendedValue value, bool cut) {
+  for (std::string& text : value.values) {
+    if (cut && value.key.Kind() == ValueKind::kString) text = CutText(text);
+    if (cut && value.key.Kind() == ValueKind::kBinary) text = CutBytes(text);
+  }
+
   Element property = Types("ExtendedProperty");
   property.Add(WriteExtendedKey(value.key));
   if (value.key.IsArray()) {
@@ -168,7 +195,8 @@ Element Render(const Object& object, const SchemaType& type, const std::string& 
       for (const Path& path : shape.additional) {
         if (!path.extended || std::find(done.begin(), done.end(), *path.extended) != done.end()) continue;
         done.push_back(*path.extended);
-        if (const auto value = ExtendedOf(object, *path.extended, viewer)) out.Add(ExtendedElement(*value));
+        if (auto value = ExtendedOf(object, *path.extended, viewer))
+          out.Add(ExtendedElement(std::move(*value), shape.found));
       }
       continue;
     }
@@ -187,6 +215,7 @@ Element Render(const Object& object, const SchemaType& type, const std::string& 
     std::optional<Element> value = property(member);
     if (!value) continue;
     value->name = member.name;
+    if (shape.found) Cut(*value, member);
     if (whole) {
       out.Add(std::move(*value));
       continue;
@@ -384,7 +413,7 @@ std::optional<Element> PropertyOf(const Item& item, const Member& member, const 
   }
   // The addressee of a blind copy does not see the others.
   if (name == "BccRecipients" && !item.IsDraft() && !item.Flag("IsFromMe")) return std::nullopt;
-  if (shape.found && (name == "From" || name == "Sender")) return FoundSender(*stored, viewer);
+  if (shape.found && (name == "From" || name == "Sender" || name == "Organizer")) return FoundSender(*stored, viewer);
   return *stored;
 }
 

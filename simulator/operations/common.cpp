@@ -37,7 +37,99 @@ constexpr OperationRow kOperations[] = {
     {"ResolveNames", ResolveNames, 0},
     {"ConvertId", ConvertId, kExchange2007Sp1},
     {"GetServerTimeZones", GetServerTimeZones, kExchange2010},
+    {"MarkAllItemsAsRead", MarkAllItemsAsRead, kExchange2013},
+    {"SyncFolderItems", SyncFolderItems, 0},
+    {"SyncFolderHierarchy", SyncFolderHierarchy, 0},
 };
+
+/// What servers have beside these.
+constexpr const char* kOthers[] = {"AddDelegate",
+                                   "AddDistributionGroupToImList",
+                                   "AddImContactToGroup",
+                                   "AddImGroup",
+                                   "AddNewImContactToGroup",
+                                   "AddNewTelUriContactToGroup",
+                                   "AddTag",
+                                   "ApplyConversationAction",
+                                   "ArchiveItem",
+                                   "CreateFolderPath",
+                                   "CreateManagedFolder",
+                                   "CreateUserConfiguration",
+                                   "DeleteUserConfiguration",
+                                   "DisableApp",
+                                   "DisconnectPhoneCall",
+                                   "EndSearchSession",
+                                   "ExecuteSearch",
+                                   "ExpandDL",
+                                   "ExportItems",
+                                   "FindAvailableMeetingTimes",
+                                   "FindConversation",
+                                   "FindMailboxStatisticsByKeywords",
+                                   "FindMeetingTimeCandidates",
+                                   "FindMessageTrackingReport",
+                                   "FindPeople",
+                                   "FindTags",
+                                   "GetAppManifests",
+                                   "GetAppMarketplaceUrl",
+                                   "GetClientAccessToken",
+                                   "GetConversationItems",
+                                   "GetDelegate",
+                                   "GetDiscoverySearchConfiguration",
+                                   "GetEvents",
+                                   "GetHoldOnMailboxes",
+                                   "GetImItemList",
+                                   "GetImItems",
+                                   "GetInboxRules",
+                                   "GetMailTips",
+                                   "GetMessageTrackingReport",
+                                   "GetNonIndexableItemDetails",
+                                   "GetNonIndexableItemStatistics",
+                                   "GetPasswordExpirationDate",
+                                   "GetPersona",
+                                   "GetPhoneCallInformation",
+                                   "GetReminders",
+                                   "GetRoomLists",
+                                   "GetRooms",
+                                   "GetSearchSuggestions",
+                                   "GetSearchableMailboxes",
+                                   "GetServiceConfiguration",
+                                   "GetSharingFolder",
+                                   "GetSharingMetadata",
+                                   "GetStreamingEvents",
+                                   "GetUserAvailabilityRequest",
+                                   "GetUserConfiguration",
+                                   "GetUserOofSettingsRequest",
+                                   "GetUserPhoto",
+                                   "GetUserRetentionPolicyTags",
+                                   "HideTag",
+                                   "InstallApp",
+                                   "MarkAsJunk",
+                                   "PerformInstantSearch",
+                                   "PerformReminderAction",
+                                   "PlayOnPhone",
+                                   "RefreshSharingFolder",
+                                   "RemoveContactFromImList",
+                                   "RemoveDelegate",
+                                   "RemoveDistributionGroupFromImList",
+                                   "RemoveImContactFromGroup",
+                                   "RemoveImGroup",
+                                   "SearchMailboxes",
+                                   "SetHoldOnMailboxes",
+                                   "SetImGroup",
+                                   "SetImListMigrationCompleted",
+                                   "SetTeamMailbox",
+                                   "SetUserOofSettingsRequest",
+                                   "SetUserPhoto",
+                                   "StartSearchSession",
+                                   "Subscribe",
+                                   "UninstallApp",
+                                   "UnpinTeamMailbox",
+                                   "Unsubscribe",
+                                   "UpdateDelegate",
+                                   "UpdateInboxRules",
+                                   "UpdateItemInRecoverableItems",
+                                   "UpdateUserConfiguration",
+                                   "UploadItems"};
 
 Element SuccessMessage(const std::string& operation, std::vector<Element> content) {
   Element message = Messages(operation + "ResponseMessage");
@@ -57,6 +149,10 @@ Operation FindOperation(std::string_view name, int version) {
   for (const OperationRow& row : kOperations)
     if (name == row.name && row.since <= version) return row.operation;
   return nullptr;
+}
+
+bool IsMissingHere(std::string_view name) {
+  return std::find(std::begin(kOthers), std::end(kOthers), name) != std::end(kOthers);
 }
 
 std::vector<std::string> OperationNames(int since) {
@@ -173,6 +269,30 @@ Place LocateTarget(Context& context, const Element& target) {
 
 void Require(const Place& place, Access access) {
   if (place.access < access) throw EwsError("ErrorAccessDenied");
+}
+
+void CheckFits(const Item& item, const Folder& folder) {
+  struct Row {
+    const char* item;
+    const char* folder;
+    const char* code;
+  };
+  static constexpr Row kRows[] = {
+      {"CalendarItem", "CalendarFolder", "ErrorCannotCreateCalendarItemInNonCalendarFolder"},
+      {"Contact", "ContactsFolder", "ErrorCannotCreateContactInNonContactFolder"},
+      {"DistributionList", "ContactsFolder", "ErrorCannotCreateContactInNonContactFolder"},
+      {"Task", "TasksFolder", "ErrorCannotCreateTaskInNonTaskFolder"},
+      {"PostItem", "Folder", "ErrorCannotCreatePostItemInNonMailFolder"}};
+  // What a search finds stands elsewhere.
+  if (folder.element == "SearchFolder") throw EwsError("ErrorInvalidFolderTypeForOperation");
+  for (const Row& row : kRows)
+    if (item.element == row.item && folder.element != row.folder) throw EwsError(row.code);
+}
+
+void RefuseInvitations(const Item& item, const std::string& disposition) {
+  if (item.element == "CalendarItem" && item.Flag("IsMeeting") && !disposition.empty() && disposition != "SendToNone")
+    throw EwsError("ErrorInvalidOperation",
+                   "This server sends nothing to the attendees of meetings; SendToNone is what it can do.");
 }
 
 Found LocateItem(Context& context, const Element& id) {

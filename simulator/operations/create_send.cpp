@@ -153,6 +153,7 @@ Element CreateItem(Context& context, const Element& request) {
         if (mail && disposition.empty()) throw EwsError("ErrorMessageDispositionRequired");
         if (item->element == "CalendarItem" && request.Attribute("SendMeetingInvitations") == nullptr)
           throw EwsError("ErrorSendMeetingInvitationsRequired");
+        RefuseInvitations(*item, request.AttributeText("SendMeetingInvitations"));
         if (item->Size() > context.options.max_message_bytes) throw EwsError("ErrorMessageSizeExceeded");
 
         Place place;
@@ -163,8 +164,7 @@ Element CreateItem(Context& context, const Element& request) {
           place = {context.home, context.home->Distinguished(DefaultFolder(*item, disposition)), Access::kOwner};
         }
         Require(place, Access::kAuthor);
-        if (item->element == "CalendarItem" && place.folder->element != "CalendarFolder")
-          throw EwsError("ErrorCannotCreateCalendarItemInNonCalendarFolder");
+        if (!mail || disposition != "SendOnly") CheckFits(*item, *place.folder);
 
         Element items = Messages("Items");
         if (mail && disposition != "SaveOnly") {

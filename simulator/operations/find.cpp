@@ -74,15 +74,19 @@ std::string XmlOf(const Element* element) {
   return text;
 }
 
-std::vector<std::shared_ptr<Item>> Select(const Folder& folder, const Element& request, const Viewer& viewer) {
+std::vector<std::shared_ptr<Item>> Select(Mailbox& mailbox, const Folder& folder, const Element& request,
+                                          const Viewer& viewer) {
   std::unique_ptr<Restriction> restriction;
   if (const Element* element = request.Child("Restriction")) restriction = std::make_unique<Restriction>(*element);
   std::vector<SortField> order;
   if (const Element* element = request.Child("SortOrder")) order = ParseSortOrder(*element);
   const bool associated = request.AttributeText("Traversal") == "Associated";
   std::vector<std::shared_ptr<Item>> rows;
-  for (const auto& [number, item] : folder.items)
-    if (item->Flag("IsAssociated") == associated && (restriction == nullptr || restriction->Matches(*item, viewer)))
+  const bool deleted = request.AttributeText("Traversal") == "SoftDeleted";
+  const Folder& source = deleted ? mailbox.Dumpster() : folder;
+  for (const auto& [number, item] : source.items)
+    if (item->Flag("IsAssociated") == associated && (!deleted || item->deleted_from == folder.entry_id) &&
+        (restriction == nullptr || restriction->Matches(*item, viewer)))
       rows.push_back(item);
   if (order.empty()) {
     // What came last stands first.
@@ -143,6 +147,9 @@ Element FindItem(Context& context, const Element& request) {
   Shape shape = ParseShape(*request.Child("ItemShape"));
   shape.found = true;
   return RespondEach("FindItem", *request.Child("ParentFolderIds"), [&](const Element& id) {
+    for (const Path& path : shape.additional)
+      for (const char* streamed : {"MimeContent", "Body", "UniqueBody", "NormalizedBody", "TextBody"})
+        if (path.ElementName() == streamed) throw Refusal("ErrorInvalidPropertyForOperation", path);
     const Place place = LocateFolder(context, id);
     Require(place, Access::kReviewer);
     const Viewer viewer = ViewerOf(context, place);
@@ -155,9 +162,11 @@ Element FindItem(Context& context, const Element& request) {
     Folder& folder = *place.folder;
     const std::string key = XmlOf(request.Child("Restriction")) + XmlOf(request.Child("SortOrder")) +
                             request.AttributeText("Traversal") + std::to_string(context.version);
-    if (folder.search.key != key || folder.search.change != folder.content_change) {
+    // What was deleted stands elsewhere, where changes are not counted for this folder.
+    if (folder.search.key != key || request.AttributeText("Traversal") == "SoftDeleted" ||
+        folder.search.change != folder.content_change) {
       Folder::Search search;
-      search.rows = Select(folder, request, viewer);
+      search.rows = Select(*place.mailbox, folder, request, viewer);
       search.key = key;
       search.change = folder.content_change;
       folder.search = std::move(search);
@@ -195,7 +204,15 @@ Element FindFolder(Context& context, const Element& request) {
         if (traversal == "Deep") collect(*child);
       }
     };
-    if (traversal != "SoftDeleted") collect(*place.folder);
+    if (traversal != "SoftDeleted") {
+      collect(*place.folder);
+    } else {
+      for (const std::string& deleted : place.mailbox->Dumpster().children)
+        if (const Folder* child = place.mailbox->FindFolder(deleted);
+            child->deleted_from == place.folder->entry_id &&
+            (restriction == nullptr || restriction->Matches(*child, viewer)))
+          rows.push_back(child);
+    }
     if (traversal == "Shallow")
       std::stable_sort(rows.begin(), rows.end(), [](const Folder* a, const Folder* b) {
         return TextKey(a->display_name) < TextKey(b->display_name);

@@ -125,6 +125,10 @@ Element UpdateFolder(Context& context, const Element& request) {
                          const Path path = ParsePath(*at);
                          if (update.name == "AppendToFolderField") throw Refusal("ErrorInvalidPropertyAppend", path);
                          if (update.name == "DeleteFolderField") {
+                           if (path.ElementName() == "PermissionSet") {
+                             folder.permission_set.reset();
+                             continue;
+                           }
                            if (!path.extended) throw Refusal("ErrorInvalidPropertyDelete", path);
                            std::erase_if(folder.extended,
                                          [&](const ExtendedValue& value) { return value.key == *path.extended; });
@@ -166,8 +170,14 @@ Element DeleteFolder(Context& context, const Element& request) {
     Require(place, Access::kOwner);
     if (!place.folder->distinguished.empty()) throw EwsError("ErrorDeleteDistinguishedFolder");
     Folder* trash = place.mailbox->Distinguished("deleteditems");
-    if (request.AttributeText("DeleteType") == "MoveToDeletedItems" && trash != nullptr &&
-        !IsInside(*place.mailbox, *place.folder, *trash)) {
+    if (request.AttributeText("DeleteType") == "SoftDelete") {
+      Folder& dumpster = place.mailbox->Dumpster();
+      const std::string origin = place.folder->parent;
+      place.folder->display_name = FreeName(*place.mailbox, dumpster, place.folder->display_name);
+      place.mailbox->MoveFolder(*place.folder, dumpster);
+      place.folder->deleted_from = origin;
+    } else if (request.AttributeText("DeleteType") == "MoveToDeletedItems" && trash != nullptr &&
+               !IsInside(*place.mailbox, *place.folder, *trash)) {
       place.folder->display_name = FreeName(*place.mailbox, *trash, place.folder->display_name);
       place.mailbox->MoveFolder(*place.folder, *trash);
     } else {
@@ -191,6 +201,8 @@ Element EmptyFolder(Context& context, const Element& request) {
     for (const auto& [number, item] : items) {
       if (trash != nullptr)
         place.mailbox->MoveItem(item, *place.mailbox, *trash);
+      else if (request.AttributeText("DeleteType") == "SoftDelete")
+        place.mailbox->MoveItem(item, *place.mailbox, place.mailbox->Dumpster()).deleted_from = place.folder->entry_id;
       else
         place.mailbox->RemoveItem(item->entry_id);
     }
@@ -204,6 +216,22 @@ Element EmptyFolder(Context& context, const Element& request) {
       } else {
         place.mailbox->RemoveFolder(child_id);
       }
+    }
+    return std::vector<Element>{};
+  });
+}
+
+Element MarkAllItemsAsRead(Context& context, const Element& request) {
+  const bool read = IsTrue(request.ChildText("ReadFlag"));
+  return RespondEach("MarkAllItemsAsRead", *request.Child("FolderIds"), [&](const Element& id) {
+    const Place place = LocateFolder(context, id);
+    Require(place, Access::kEditor);
+    for (const auto& [number, item] : place.folder->items) {
+      if (item->Find("IsRead") == nullptr || item->IsUnread() != read) continue;
+      Item changed = *item;
+      changed.SetFlag("IsRead", read);
+      place.mailbox->Replace(*item, std::move(changed), context.user.display_name);
+      item->written["IsRead"] = item->change;
     }
     return std::vector<Element>{};
   });

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulator/mailbox/cards.h"
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
 #include "simulator/mailbox/recurrence.h"
@@ -51,7 +52,7 @@ void SetBody(Item& item, const Element& value, Change change) {
   item.text = html ? std::string() : value.text;
 }
 
-void SetMime(Item& item, const Element& value) {
+void SetMime(Item& item, const Element& value, Change change) {
   std::shared_ptr<const std::string> mime;
   try {
     mime = std::make_shared<const std::string>(DecodeBase64(value.text));
@@ -59,16 +60,29 @@ void SetMime(Item& item, const Element& value) {
     throw EwsError("ErrorMimeContentInvalidBase64String");
   }
   if (mime->empty()) throw EwsError("ErrorMimeContentInvalid");
+  if (ImportCard(item, *mime)) {
+    item.mime = std::move(mime);
+    return;
+  }
   const std::shared_ptr<Item> imported = ImportMime(std::move(mime), Now());
   item.html = imported->html;
   item.text = imported->text;
   item.mime = imported->mime;
   item.headers = imported->headers;
-  item.sent = imported->sent;
-  item.received = imported->received;
   item.attachments = imported->attachments;
-  for (Element& property : imported->properties)
+  if (change == Change::kCreate) {
+    item.sent = imported->sent;
+    item.received = imported->received;
+  }
+  // What has happened to a message does not happen again because it gets another content.
+  static const char* const kHistory[] = {"IsDraft",     "IsRead",       "IsFromMe",
+                                         "IsSubmitted", "IsUnmodified", "ConversationTopic"};
+  for (Element& property : imported->properties) {
+    const bool history =
+        std::any_of(std::begin(kHistory), std::end(kHistory), [&](const char* name) { return property.name == name; });
+    if (history && change != Change::kCreate) continue;
     if (property.name != "ItemClass" || item.Text("ItemClass").empty()) item.Set(std::move(property));
+  }
 }
 
 /// PR_MESSAGE_FLAGS written by a client says what cannot be said otherwise.
@@ -276,9 +290,8 @@ void SetProperty(Context& context, Item& item, const Member& member, const std::
     for (const Element& attachment : value.children) item.attachments.push_back(MakeAttachment(context, attachment));
     return;
   }
-  // A new message may bring headers and its topic with it; nothing else that is read only may be written.
-  const bool create_only =
-      change == Change::kCreate && (name == "InternetMessageHeaders" || name == "IsResponseRequested");
+  // A new message may bring headers with it; nothing else that is read only may be written.
+  const bool create_only = change == Change::kCreate && name == "InternetMessageHeaders";
   if (member.Has('r') && !create_only) throw Refusal("ErrorInvalidPropertySet", name);
   if (change != Change::kCreate && member.Has('t') && !item.IsDraft())
     throw Refusal("ErrorInvalidPropertyUpdateSentMessage", name);
@@ -301,7 +314,7 @@ void SetProperty(Context& context, Item& item, const Member& member, const std::
     return;
   }
   if (name == "MimeContent") {
-    SetMime(item, value);
+    SetMime(item, value, change);
     return;
   }
   if (name == "IsAssociated" && change != Change::kCreate) throw Refusal("ErrorInvalidPropertySet", name);
@@ -323,17 +336,14 @@ std::shared_ptr<Item> MakeItem(Context& context, const Element& element) {
   if (type == nullptr || type->Find("ItemClass") == nullptr || type->Find("DateTimeReceived") == nullptr)
     throw EwsError("ErrorInvalidOperation", "Items of the kind " + element.name + " are not supported by this server.");
   item->Set("ItemClass", DefaultClass(element.name));
-  item->SetFlag("IsDraft", item->element == "Message");
-  if (item->element == "Message") item->SetFlag("IsRead", true);
   item->SetFlag("IsUnmodified", true);
   item->modified_by = context.user.display_name;
   // MIME content comes first: what stands beside it wins. Flags come last: they describe the finished item.
   if (const Element* mime = element.Child("MimeContent"))
     SetProperty(context, *item, *type->Find("MimeContent"), type->name, *mime, Change::kCreate);
-  if (element.Child("MimeContent") != nullptr) {
-    item->SetFlag("IsDraft", item->element == "Message");
-    item->SetFlag("IsRead", true);
-  }
+  // Only now it is known what the content made of it.
+  item->SetFlag("IsDraft", item->element == "Message");
+  if (item->element == "Message" || element.Child("MimeContent") != nullptr) item->SetFlag("IsRead", true);
   for (const Element& child : element.children) {
     const Member* member = type->Find(child.name);
     if (member == nullptr || child.name == "MimeContent" || child.name == "ExtendedProperty") continue;

@@ -7,11 +7,6 @@ namespace velmore::simulator {
 
 namespace {
 
-void CheckFits(const Item& item, const Folder& folder) {
-  if (item.element == "CalendarItem" && folder.element != "CalendarFolder" && folder.distinguished != "deleteditems")
-    throw EwsError("ErrorCannotCreateCalendarItemInNonCalendarFolder");
-}
-
 void CheckKey(const Element& id) {
   const std::string& key = id.AttributeText("ChangeKey");
   if (!key.empty() && !ParseChangeKey(key)) throw EwsError("ErrorInvalidChangeKey");
@@ -34,11 +29,15 @@ Element CopyOrMove(Context& context, const Element& request, bool move) {
               "ErrorCalendarCannotMoveOrCopyOccurrence",
               "The CopyItem and MoveItem operations cannot be performed on an occurrence of a recurring item.");
         if (!found.item->id_tail.empty()) throw EwsError("ErrorMoveCopyFailed");
-        CheckFits(*found.item, *target.folder);
+        // Everything can be thrown away.
+        if (target.folder->distinguished != "deleteditems" && !target.folder->distinguished.starts_with("recoverable"))
+          CheckFits(*found.item, *target.folder);
         const Item& result = move ? found.mailbox->MoveItem(found.item, *target.mailbox, *target.folder)
                                   : found.mailbox->CopyItem(*found.item, *target.mailbox, *target.folder);
         Element items = Messages("Items");
-        if (with_ids) items.Add(result.element).Add(ItemIdElement(*target.mailbox, result));
+        // In another store the item is known to that store alone.
+        if (with_ids && found.mailbox == target.mailbox)
+          items.Add(result.element).Add(ItemIdElement(*target.mailbox, result));
         return std::vector<Element>{std::move(items)};
       },
       {Messages("Items")});
@@ -62,6 +61,7 @@ Element DeleteItem(Context& context, const Element& request) {
     const std::string& kind = found.item->element;
     if (kind == "CalendarItem" && request.Attribute("SendMeetingCancellations") == nullptr)
       throw EwsError("ErrorSendMeetingCancellationsRequired");
+    RefuseInvitations(*found.item, request.AttributeText("SendMeetingCancellations"));
     if (kind == "Task" && request.Attribute("AffectedTaskOccurrences") == nullptr)
       throw EwsError("ErrorAffectedTaskOccurrencesRequired");
     if (found.master != nullptr) {
@@ -73,12 +73,14 @@ Element DeleteItem(Context& context, const Element& request) {
     Folder* to = nullptr;
     if (type == "MoveToDeletedItems" && found.folder->distinguished != "deleteditems")
       to = found.mailbox->Distinguished("deleteditems");
-    // What is deleted softly can be had back from the recoverable items, where the server has them.
-    if (type == "SoftDelete") to = found.mailbox->Distinguished("recoverableitemsdeletions");
-    if (to != nullptr)
+    if (type == "SoftDelete") {
+      const std::string origin = found.folder->entry_id;
+      found.mailbox->MoveItem(found.item, *found.mailbox, found.mailbox->Dumpster()).deleted_from = origin;
+    } else if (to != nullptr) {
       found.mailbox->MoveItem(found.item, *found.mailbox, *to);
-    else
+    } else {
       found.mailbox->RemoveItem(found.item->entry_id);
+    }
     return std::vector<Element>{};
   });
 }

@@ -22,6 +22,8 @@ struct Context {
 using Operation = Element (*)(Context& context, const Element& request);
 /// Null when there is no such operation, or not at this version of the request.
 Operation FindOperation(std::string_view name, int version);
+/// Is this an operation that servers have and this one has not?
+bool IsMissingHere(std::string_view name);
 /// See simulator.h.
 std::string VersionGaps(const std::string& version);
 /// Names of the operations that came with this version or later, in alphabetical order.
@@ -52,6 +54,8 @@ Place LocateFolder(Context& context, const Element& id);
 /// The one folder in m:ToFolderId, m:ParentFolderId, m:SavedItemFolderId.
 Place LocateTarget(Context& context, const Element& target);
 void Require(const Place& place, Access access);
+/// Throws EwsError for items that have no place in a folder of this kind.
+void CheckFits(const Item& item, const Folder& folder);
 
 struct Found {
   Mailbox* mailbox = nullptr;
@@ -91,6 +95,8 @@ Attachment MakeAttachment(Context& context, const Element& element);
 /// What the server itself keeps up to date on an item that was written to (topic, recurrence flags, the MIME text).
 void Refresh(Context& context, Item& item);
 
+/// Throws EwsError when a request wants something sent to the attendees of a meeting: nothing would be.
+void RefuseInvitations(const Item& item, const std::string& disposition);
 /// Sends a message from the user's mailbox to all its recipients; sets what a sent message has.
 void Send(Context& context, Item& item);
 /// Delivers to one mailbox.
@@ -104,6 +110,9 @@ Element CreateFolder(Context&, const Element&);
 Element UpdateFolder(Context&, const Element&);
 Element DeleteFolder(Context&, const Element&);
 Element EmptyFolder(Context&, const Element&);
+Element MarkAllItemsAsRead(Context&, const Element&);
+Element SyncFolderItems(Context&, const Element&);
+Element SyncFolderHierarchy(Context&, const Element&);
 Element CopyFolder(Context&, const Element&);
 Element MoveFolder(Context&, const Element&);
 Element FindItem(Context&, const Element&);

@@ -206,6 +206,11 @@ Element UpdateItem(Context& context, const Element& request) {
                       changes, ViewerOf(context, found));
         if (changed->Size() > context.options.max_message_bytes) throw EwsError("ErrorMessageSizeExceeded");
         if (!changes.paths.empty()) Refresh(context, *changed);
+        if (!changes.paths.empty())
+          RefuseInvitations(*changed, request.AttributeText("SendMeetingInvitationsOrCancellations"));
+        // Another MIME text is another content of the same message.
+        if (std::find(changes.names.begin(), changes.names.end(), "MimeContent") != changes.names.end())
+          changed->Set("ConversationTopic", found.item->Text("ConversationTopic"));
         const bool mime_holds = std::all_of(changes.names.begin(), changes.names.end(), LeavesMimeAlone);
         if (!mime_holds && std::find(changes.names.begin(), changes.names.end(), "MimeContent") == changes.names.end())
           changed->mime = nullptr;

@@ -160,6 +160,8 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
       context.home = mailbox;
     }
     const Operation operation = FindOperation(request.operation, context.version);
+    if (operation == nullptr && IsMissingHere(request.operation))
+      throw SoapFault("ErrorInvalidOperation", "The simulator does not have " + request.operation + ".");
     if (operation == nullptr && violation) throw SchemaViolation(*violation);
     if (operation == nullptr)
       throw SchemaViolation("Could not find schema information for the element '" +

@@ -96,6 +96,12 @@ const TypeRow kTypeRows[] = {
     {"m:ConvertId", "", "SourceIds!:SourceIds @DestinationFormat!:=EwsLegacyId|EwsId|EntryId|HexEntryId|StoreId|OwaId"},
     {"m:GetServerTimeZones", "", "Ids:TimeZoneIds @ReturnFullTimeZoneData:b"},
 
+    {"m:MarkAllItemsAsRead", "", "ReadFlag!:b SuppressReadReceipts!:b FolderIds!:FolderIds"},
+    {"m:SyncFolderItems", "",
+     "ItemShape!:ItemShape SyncFolderId!:TargetFolderId SyncState Ignore:ItemIds MaxChangesReturned!:i "
+     "SyncScope:=NormalItems|NormalAndAssociatedItems"},
+    {"m:SyncFolderHierarchy", "", "FolderShape!:FolderShape SyncFolderId:TargetFolderId SyncState"},
+
     // Ids
     {"ItemIds", "",
      "any ItemId:ItemId OccurrenceItemId:OccurrenceItemId RecurringMasterItemId:RecurringMasterItemId "
@@ -218,7 +224,7 @@ const TypeRow kTypeRows[] = {
      "Sender:SingleRecipient/af ToRecipients:Recipients/agtqn CcRecipients:Recipients/agtqn "
      "BccRecipients:Recipients/agtqn IsReadReceiptRequested:b/afgt IsDeliveryReceiptRequested:b/afgt "
      "ConversationIndex:x/afrq ConversationTopic/afr From:SingleRecipient/afgd InternetMessageId/afr IsRead:b/afgd "
-     "IsResponseRequested:b/afr References/af ReplyTo:Recipients/aqn ReceivedBy:SingleRecipient/afr "
+     "IsResponseRequested:b/af References/af ReplyTo:Recipients/aqn ReceivedBy:SingleRecipient/afr "
      "ReceivedRepresenting:SingleRecipient/afr ApprovalRequestData:Open/rq@7 VotingInformation:Open/rq@7 "
      "ReminderMessageData:ReminderMessageData/rq@7 MessageSafety:Open/rq@9 SenderSMTPAddress/rq@a "
      "MailboxGuids:Open/rq@a"},

@@ -221,19 +221,62 @@ TEST_F(SimulatorRead, FoundRowsHaveWhatWasAskedForInOrderOfTheSchema) {
   EXPECT_EQ(row.Child("ExtendedProperty")->Child("ExtendedFieldURI")->AttributeText("PropertyTag"), "0xe07");
 }
 
-TEST_F(SimulatorRead, FoundRowsHaveNeitherBodiesNorRecipients) {
+TEST_F(SimulatorRead, FoundRowsHaveNoRecipients) {
   Fill(1);
-  const Reply reply = client.Call(
-      "<m:FindItem Traversal=\"Shallow\"><m:ItemShape><t:BaseShape>AllProperties</t:BaseShape><t:AdditionalProperties>"
-      "<t:FieldURI FieldURI=\"item:Body\"/><t:FieldURI "
-      "FieldURI=\"message:ToRecipients\"/></t:AdditionalProperties></m:ItemShape>"
-      "<m:ParentFolderIds>" +
-      Distinguished("inbox") + "</m:ParentFolderIds></m:FindItem>");
-  EXPECT_EQ(reply.Code(), "NoError");
-  EXPECT_EQ(reply.Find("Message").Child("Body"), nullptr);
-  EXPECT_FALSE(reply.Has("ToRecipients"));
-  EXPECT_TRUE(reply.Has("DisplayTo"));
-  EXPECT_EQ(reply.Find("From").Child("Mailbox")->ChildText("EmailAddress"), "bob@example.com");
+  for (const char* uri : {"message:ToRecipients", "message:CcRecipients", "message:BccRecipients", "message:ReplyTo"}) {
+    const Reply reply = client.Call(FindItemXml("inbox", "<t:FieldURI FieldURI=\"" + std::string(uri) + "\"/>"));
+    EXPECT_EQ(reply.Code(), "NoError");
+    EXPECT_FALSE(reply.Has("Mailbox")) << uri;
+  }
+}
+
+TEST_F(SimulatorRead, SearchesRefuseWhatIsStreamed) {
+  Fill(1);
+  for (const char* name : {"MimeContent", "Body", "UniqueBody", "NormalizedBody", "TextBody"}) {
+    const Reply reply = client.Call(FindItemXml("inbox", "<t:FieldURI FieldURI=\"item:" + std::string(name) + "\"/>"));
+    EXPECT_EQ(reply.Code(), "ErrorInvalidPropertyForOperation") << name;
+    EXPECT_EQ(reply.Find("FieldURI").AttributeText("FieldURI"), "item:" + std::string(name));
+  }
+}
+
+TEST_F(SimulatorRead, TextsAndBytesOfFoundRowsAreCut) {
+  const std::string named =
+      "<t:ExtendedFieldURI DistinguishedPropertySetId=\"PublicStrings\" PropertyName=\"a\" PropertyType=\"";
+  const auto item = [&](const std::string& subject, const std::string& bytes) {
+    return "<t:Message><t:Subject>" + subject + "</t:Subject><t:ExtendedProperty>" + named + "Binary\"/><t:Value>" +
+           EncodeBase64(bytes) + "</t:Value></t:ExtendedProperty><t:ExtendedProperty>" + named + "String\"/><t:Value>" +
+           subject + "</t:Value></t:ExtendedProperty></t:Message>";
+  };
+  const std::string asked = "<t:FieldURI FieldURI=\"item:Subject\"/>" + named + "Binary\"/>" + named + "String\"/>";
+  std::string emoji;
+  for (int i = 0; i < 128; ++i) emoji += "\xF0\x9F\x90\x88";
+  const std::tuple<std::string, std::string, std::size_t, std::size_t> kCases[] = {
+      {std::string(255, 'x'), std::string(255, 'x'), 512, 512},
+      {std::string(256, 'x'), std::string(255, 'x'), 513, 512},
+      {emoji, emoji.substr(0, 127 * 4), 100000, 512}};  // two units each: the last would be half
+  for (const auto& [subject, cut, bytes, left] : kCases) {
+    const Reply made = client.Call(CreateItemXml(item(subject, std::string(bytes, '\xfe')), "SaveOnly", "tasks"));
+    ASSERT_EQ(made.Code(), "NoError") << made.body;
+    const Reply found = client.Call(FindItemXml("tasks", asked));
+    EXPECT_EQ(found.Find("Subject").text, cut);
+    ASSERT_EQ(found.All("Value").size(), 2u);
+    EXPECT_EQ(DecodeBase64(found.All("Value")[0]->text).size(), left);
+    EXPECT_EQ(found.All("Value")[1]->text, cut);
+    const std::string id = found.Find("ItemId").AttributeText("Id");
+    EXPECT_EQ(Item(id).ChildText("Subject"), subject) << "GetItem tells all of it";
+    client.Call("<m:DeleteItem DeleteType=\"HardDelete\"><m:ItemIds><t:ItemId Id=\"" + id +
+                "\"/></m:ItemIds></m:DeleteItem>");
+  }
+}
+
+TEST_F(SimulatorRead, OrganizerOfFoundRowsIsANameAlone) {
+  server.AddItem("alice@example.com", "calendar", "<t:CalendarItem><t:Subject>s</t:Subject></t:CalendarItem>");
+  const Reply reply = client.Call(FindItemXml("calendar", "<t:FieldURI FieldURI=\"calendar:Organizer\"/>"));
+  EXPECT_EQ(reply.Find("Organizer").Child("Mailbox")->ChildText("Name"), "Alice Arden");
+  EXPECT_EQ(reply.Find("Organizer").Child("Mailbox")->Child("EmailAddress"), nullptr);
+  EXPECT_EQ(
+      Item(reply.Find("ItemId").AttributeText("Id")).Child("Organizer")->Child("Mailbox")->ChildText("EmailAddress"),
+      "alice@example.com");
 }
 
 TEST_F(SimulatorRead, SenderOfFoundRowsIsANameAloneBeforeExchange2013) {

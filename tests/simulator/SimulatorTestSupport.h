@@ -2,6 +2,8 @@
 
 // A client of a few lines for tests of the simulator: libcurl and the simulator's own element tree, nothing of the library.
 
+#include <gtest/gtest.h>
+
 #include <map>
 #include <string>
 #include <vector>
@@ -25,6 +27,7 @@ struct Reply {
   /// All elements of this name, in document order.
   std::vector<const Element*> All(std::string_view name) const&;
   std::vector<const Element*> All(std::string_view name) && = delete;
+  std::size_t Count(std::string_view name) const { return All(name).size(); }
   std::string Code() const { return Find("ResponseCode").text; }
 };
 
@@ -76,5 +79,53 @@ std::string MessageXml(const std::string& subject, const std::string& to, const 
 std::string CreateItemXml(const std::string& item, const std::string& disposition = "SaveOnly",
                           const std::string& folder = {});
 std::string Distinguished(const std::string& name);
+
+/// A client that writes, and the requests that it writes with.
+class WriteTest : public ::testing::Test {
+ protected:
+  Element Make(const std::string& xml, const std::string& folder = "drafts") {
+    const Reply reply = client.Call(
+        "<m:CreateItem MessageDisposition=\"SaveOnly\" SendMeetingInvitations=\"SendToNone\"><m:SavedItemFolderId>" +
+        Distinguished(folder) + "</m:SavedItemFolderId><m:Items>" + xml + "</m:Items></m:CreateItem>");
+    EXPECT_EQ(reply.Code(), "NoError") << reply.body;
+    return reply.Find("ItemId");
+  }
+  static std::string Ids(const Element& id) {
+    return "<t:ItemId Id=\"" + id.AttributeText("Id") + "\" ChangeKey=\"" + id.AttributeText("ChangeKey") + "\"/>";
+  }
+  Reply Update(const Element& id, const std::string& updates, const std::string& resolution = "AutoResolve") {
+    return client.Call("<m:UpdateItem ConflictResolution=\"" + resolution +
+                       "\" MessageDisposition=\"SaveOnly\" "
+                       "SendMeetingInvitationsOrCancellations=\"SendToNone\"><m:ItemChanges><t:ItemChange>" +
+                       Ids(id) + "<t:Updates>" + updates +
+                       "</t:Updates></t:ItemChange></m:ItemChanges></m:UpdateItem>");
+  }
+  static std::string SetSubject(const std::string& text) {
+    return "<t:SetItemField><t:FieldURI FieldURI=\"item:Subject\"/><t:Message><t:Subject>" + text +
+           "</t:Subject></t:Message></t:SetItemField>";
+  }
+  Element Item(const Element& id, const std::string& shape = "<t:BaseShape>AllProperties</t:BaseShape>") {
+    const Reply reply = client.Call(GetItemXml(id.AttributeText("Id"), shape));
+    EXPECT_EQ(reply.Code(), "NoError") << reply.body;
+    const Element items = reply.Find("Items");
+    return items.children.empty() ? Element() : items.children.front();
+  }
+  Element FolderId(const std::string& name) { return client.Call(GetFolderXml(Distinguished(name))).Find("FolderId"); }
+  Element NewFolder(const std::string& name, const std::string& parent = "msgfolderroot",
+                    const std::string& element = "Folder") {
+    const Reply reply = client.Call(CreateFolderXml(name, Distinguished(parent), element));
+    EXPECT_EQ(reply.Code(), "NoError") << reply.body;
+    return reply.Find("FolderId");
+  }
+  static std::string CreateFolderXml(const std::string& name, const std::string& parent,
+                                     const std::string& element = "Folder") {
+    return "<m:CreateFolder><m:ParentFolderId>" + parent + "</m:ParentFolderId><m:Folders><t:" + element +
+           "><t:DisplayName>" + name + "</t:DisplayName></t:" + element + "></m:Folders></m:CreateFolder>";
+  }
+  static std::string Fid(const Element& id) { return "<t:FolderId Id=\"" + id.AttributeText("Id") + "\"/>"; }
+
+  Started server;
+  Client client{server};
+};
 
 }  // namespace velmore::simulator::testing
