@@ -34,12 +34,6 @@ bool VqSameAscii(std::string_view a, std::string_view b) noexcept {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return Lower(x) == Lower(y); });
 }
 
-std::string_view VqTrimBlanks(std::string_view text) noexcept {
-  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  return text;
-}
-
 void VqCheckHeader(std::string_view name, std::string_view value) {
   if (name.empty() || !std::all_of(name.begin(), name.end(), IsTokenChar)) {
     throw EVqHTTPInvalidArgument("SetHeader", Format("\"%s\" is not the name of a header.", {string(name)}));
