@@ -255,6 +255,7 @@ void TVqEWSCustomSession::SendProbe() {
   FSOAPClient->SetHTTPClient(FHTTPClient.get());
   InitSOAPEnv(*FSOAPClient);
   const TVqRef<IVqSOAPRequest> request = FSOAPClient->CreateRequest("m:ConvertId", string());
+  request->IgnoreBody();
   request->AddSOAPHeader("t:RequestServerVersion").SetAttribute("Version", "Exchange2007_SP1");
   if (FOAuth.GetGrantType() == TVqOAuthGrantType::ClientCredentials) {
     const string& address = FConnectingSID.empty() ? FAutodiscoverEMail : FConnectingSID;

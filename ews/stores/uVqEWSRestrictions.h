@@ -31,6 +31,7 @@ class TVqEWSRestriction : public TVqEWSObject, public virtual IVqEWSRestriction 
   TVqEWSRestriction(TVqComponent* ACreator, bool AKeepCreatorAlive) : TVqEWSObject(ACreator, AKeepCreatorAlive) {}
 
  protected:
+  /// The nodes below a node.
   using TChildren = std::vector<TVqRef<IVqEWSRestriction>>;
 
   ~TVqEWSRestriction() override = default;

@@ -36,6 +36,7 @@ enum class TVqProtectionFailure {
 /// Raised by everything here. The text says what to do; it has file names, and never a part of a secret or a key.
 class EVqDataProtection : public EVqException {
  public:
+  /// The text, and what happened.
   EVqDataProtection(string AMessage, TVqProtectionFailure AFailure)
       : EVqException(std::move(AMessage)), FFailure(AFailure) {}
   /// What happened, for programs.

@@ -82,21 +82,27 @@ string VqDnsStatusText(std::int32_t AStatus);
 
 /// A record of a list that a query function made, to be given back to the releasing function.
 struct TVqDnsRecord {
+  /// The next record of the list; null behind the last one.
   TVqDnsRecord* Next = nullptr;
+  /// The host that offers the service.
   std::string Target;
+  /// Hosts with the lowest priority come first; of equal ones the greater weight is taken more often.
   std::uint16_t Priority = 0;
   std::uint16_t Weight = 0;
+  /// Where the host listens.
   std::uint16_t Port = 0;
 };
 /// Service records, and the way in which lists of records are released.
 inline constexpr std::uint16_t kVqDnsTypeSrv = 33;
 inline constexpr std::int32_t kVqDnsFreeRecordList = 1;
 
-/// The two functions. The query gives a status and, with 0, a list.
+/// The two functions.
 struct TVqDnsFunctions {
+  /// Asks for the records of a name; gives a status and, with 0, a list.
   std::function<std::int32_t(const std::string& AName, std::uint16_t AType, const TVqDnsOptions& AOptions,
                              TVqDnsRecord*& ARecords)>
       DnsQuery_A;
+  /// Releases such a list, kVqDnsFreeRecordList.
   std::function<void(TVqDnsRecord* ARecords, std::int32_t AFreeType)> DnsRecordListFree;
 };
 /// Those of this system; both are empty where the library is missing, one where it lacks a function.

@@ -27,6 +27,7 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
   IVqDOMElement GetBody() override { return GetEnvelope().SelectSingleElement("Body", kSelectQuiet); }
   IVqDOMElement GetMethod() override { return GetBody().GetFirstChildElement(); }
   string GetResponseName() override { return FResponseName; }
+  void IgnoreBody() override { FBodyIgnored = true; }
 
   void LoadEnvelope(IVqSOAPEnvelope& ASource) override {
     FDocument.Clear();
@@ -100,12 +101,13 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
                                 : TVqRef<IVqSOAPResponse>(MakeRef<TVqSOAPResponse>(std::move(body), FResponseName));
     if (response->GetIsFault()) VqRaiseFault(*response, reply, most);
     if (status >= 300) VqRaiseNoEnvelope(reply, false, most);
-    VqCheckResponse(*response, GetMethod().GetLocalName(), FResponseName);
+    if (!FBodyIgnored) VqCheckResponse(*response, GetMethod().GetLocalName(), FResponseName);
     return response;
   }
 
   TLink FLink;
   string FResponseName;
+  bool FBodyIgnored = false;
   IVqDOMDocument FDocument;
   std::vector<std::pair<string, string>> FHTTPHeaders;
 };

@@ -65,12 +65,14 @@ class IVqSOAPRequest : public virtual IVqSOAPEnvelope {
   ///
   /// Raises EVqSOAPFault when the reply is a fault, EVqHTTPApiException for network errors and (12015) for refused credentials, EVqHTTPException with
   /// the status for any reply without a SOAP envelope, EVqXMLError with the place for an envelope that is cut short or not well-formed,
-  /// EVqSOAPUnexpectedReply for an answer to something else. A server that
-  /// is busy raises one of those that are EVqServerBusy as well. A plain exception when the client is gone, EVqNotSupported for any other `AKind`.
+  /// EVqSOAPUnexpectedReply for an answer to something else. A server that is busy raises one of those that are EVqServerBusy as well. A plain
+  /// exception when the client is gone, EVqNotSupported for any other `AKind`.
   /// After any of them the connection is not used again: what else stands on it is nobody's answer.
   /// `AResponse` is empty after a failure.
   virtual void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind AKind = TVqSOAPSendKind::synchronous,
                     const TVqSOAPResponseFactory& AOption = nullptr) = 0;
+  /// For a request whose answer is its header alone: whatever stands in the body is neither read nor held against the operation.
+  virtual void IgnoreBody() = 0;
 
  protected:
   ~IVqSOAPRequest() = default;

@@ -366,21 +366,21 @@ TEST_F(Guide, WatchingAndCancelling) {
   session.SetOnResponse([&](TVqComponent&, const TVqEWSTraffic& message) {
     log << "< " << message.Operation << ' ' << message.Status << '\n';
   });
-  session.ConvertId({}, ifEwsId);
-  EXPECT_EQ(log.str().find("> ConvertId "), 0u);
-  EXPECT_NE(log.str().find("\n< ConvertIdResponse 200\n"), std::string::npos);
+  session.ResolveName("alice", scActiveDirectory);
+  EXPECT_EQ(log.str().find("> ResolveNames "), 0u);
+  EXPECT_NE(log.str().find("\n< ResolveNamesResponse 200\n"), std::string::npos);
   {
     std::thread button([&] { session.Cancel(); });
     button.join();
   }
-  session.ConvertId({}, ifEwsId);
+  session.ResolveName("alice", scActiveDirectory);
 
   std::stop_source stop;
   session.SetStopToken(stop.get_token());
   stop.request_stop();
-  EXPECT_THROW(session.ConvertId({}, ifEwsId), EVqHTTPApiException);
+  EXPECT_THROW(session.ResolveName("alice", scActiveDirectory), EVqHTTPApiException);
   session.SetStopToken({});
-  session.ConvertId({}, ifEwsId);
+  session.ResolveName("alice", scActiveDirectory);
 }
 
 }  // namespace

@@ -94,7 +94,8 @@ TEST_F(Attachments, FetchedContentStandsInTheTreeWithoutACopy) {
   const std::int64_t before = VqLiveObjectCount();
   EXPECT_EQ(Saved(*File(*item, 1)), "content of b");
   EXPECT_EQ(VqLiveObjectCount(), before);  // the reply is gone: its text, cut out of it, is the item's
-  EXPECT_GT(detail::SharedTextOf(File(*item, 1)->AsElement().SelectSingleElement("Content")).use_count(), 1);
+  EXPECT_GT(
+      detail::SharedTextOf(File(*item, 1)->AsElement().SelectSingleElement("Content", kSelectRequired)).use_count(), 1);
   const string encoded = VqBase64Encode("content of b");
   EXPECT_EQ(File(*item, 1)->AsElement().SelectSingleElement("Content", kSelectRequired).GetText(), encoded);
   EXPECT_EQ(TEwsFileAttachment(File(*item, 1)->AsElement()).GetContent(), encoded);

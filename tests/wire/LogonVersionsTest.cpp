@@ -159,7 +159,7 @@ TEST_F(LogonVersions, RequestVersionIsFixedAtLogonAndNotResetAtLogoff) {
   Server.Always([](const ScriptedServer::Request& request) {
     return request.Body.find("m:ConvertId") != std::string::npos
                ? ProbeAnswer({15, 0, 0, 0, "Exchange2013"})
-               : Http("200 OK", Envelope(VersionHeader({15, 1, 0, 0, "Exchange2016"}), "<a/>"));
+               : Http("200 OK", Envelope(VersionHeader({15, 1, 0, 0, "Exchange2016"}), "<GetItemResponse/>"));
   });
   Session.SetActive(true);
   const auto requested = [](const TVqRef<IVqSOAPRequest>& request) {

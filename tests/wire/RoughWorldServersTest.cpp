@@ -1,5 +1,7 @@
 // Servers that are newer than the library, that leave out what they may, that know no measure, and that lie.
 
+#include <algorithm>
+#include <random>
 #include <set>
 
 #include "RoughWorldTestSupport.h"
@@ -13,9 +15,8 @@ namespace {
 bool IsDocumented(const std::exception& failure) {
   const std::string text = failure.what();
   return dynamic_cast<const EEWSException*>(&failure) || dynamic_cast<const EVqSOAPFault*>(&failure) ||
-         dynamic_cast<const EVqSOAPUnexpectedReply*>(&failure) ||
-         dynamic_cast<const EVqHTTPException*>(&failure) || dynamic_cast<const EVqXMLError*>(&failure) ||
-         dynamic_cast<const EConvertError*>(&failure) ||
+         dynamic_cast<const EVqSOAPUnexpectedReply*>(&failure) || dynamic_cast<const EVqHTTPException*>(&failure) ||
+         dynamic_cast<const EVqXMLError*>(&failure) || dynamic_cast<const EConvertError*>(&failure) ||
          (typeid(failure) == typeid(EVqException) &&
           (text == "The body of the reply is empty." || text.starts_with("The reply holds no ")));
 }
@@ -385,9 +386,13 @@ TEST_F(RoughWorldLimits, RequestAbove64MegabytesIsRefusedWithItsStatus) {
 }
 
 TEST_F(RoughWorldLimits, ReplyAbove64MegabytesIsRead) {
-  const auto id = Server().AddMessage(kAlice, "inbox", MimeOf("Large", std::string(70 << 20, 'y')));
+  // Not of one letter: what packs so well that it could be meant to fill the memory is refused.
+  std::string text(70 << 20, ' ');
+  std::minstd_rand letters;
+  std::ranges::generate(text, [&] { return static_cast<char>('a' + letters() % 26); });
+  const auto id = Server().AddMessage(kAlice, "inbox", MimeOf("Large", text));
   const auto mail = Mail({id.id, id.change_key});
-  EXPECT_EQ(mail->GetBodyText().Length(), std::size_t{70 << 20});
+  EXPECT_EQ(mail->GetBodyText().Length(), text.size());
 }
 
 class RoughWorldItemLimit : public SaveTest {
@@ -467,9 +472,7 @@ TEST_F(RoughWorldLies, ReplyToAnotherOperation) {
   lie("FindItem", folder, [&] { inbox->GetItems()->Open(); });
   lie("FindFolder", folder, [&] { inbox->GetSubFolders()->Open(); });
   lie("ResolveNames", folder, [&] { Session().ResolveName("alice", scActiveDirectory); });
-  // Any reply is looked into for ids, and in this one there are none.
-  AnswerNext("ConvertId", folder);
-  EXPECT_EQ(Session().ConvertId(ifEwsId, id.Id, kAlice, ifHexEntryId)->GetAlternateIds().GetAlternateId().Count(), 0);
+  lie("ConvertId", folder, [&] { Session().ConvertId(ifEwsId, id.Id, kAlice, ifHexEntryId); });
   lie("CopyItem", folder, [&] { inbox->CopyItem(id, inbox->GetID()); });
   lie("CreateFolder", names, [&] { inbox->CreateFolder(sffFolder, "x"); });
   lie("DeleteItem", names, [&] { inbox->DeleteItem(id, dtHardDelete); });

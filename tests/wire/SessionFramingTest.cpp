@@ -241,9 +241,9 @@ TEST_F(SessionFraming, ExchangeCookieIsKeptUntilLogoff) {
   Server.Then(Http("200 OK", Envelope(VersionHeader({}), "<a/>"), "Set-Cookie: exchangecookie=one; path=/\r\n"));
   Session.SetActive(true);
   EXPECT_EQ(Session.GetExchangeCookie(), "one");
-  Server.Then(Http("200 OK", Envelope("", "<a/>"), "Set-Cookie: exchangecookie=; path=/\r\n"))
-      .Then(Http("200 OK", Envelope("", "<a/>")))
-      .Then(Http("200 OK", Envelope("", "<a/>"), "Set-Cookie: ExchangeCookie=two; path=/\r\n"));
+  Server.Then(Http("200 OK", Envelope("", "<GetItemResponse/>"), "Set-Cookie: exchangecookie=; path=/\r\n"))
+      .Then(Http("200 OK", Envelope("", "<GetItemResponse/>")))
+      .Then(Http("200 OK", Envelope("", "<GetItemResponse/>"), "Set-Cookie: ExchangeCookie=two; path=/\r\n"));
   TVqRef<IVqSOAPResponse> response;
   const auto request = Session.CreateRequest(nullptr, "m:GetItem", "");
   request->Send(response);
@@ -260,7 +260,7 @@ TEST_F(SessionFraming, SeparateClientDoesNotReportItsCookie) {
   LogOn();
   const auto http = Session.CreateHTTPClient(true);
   TVqSOAPClient* const soap = Session.CreateSOAPClient(http);
-  Server.Then(Http("200 OK", Envelope("", "<a/>"), "Set-Cookie: exchangecookie=other; path=/\r\n"));
+  Server.Then(Http("200 OK", Envelope("", "<GetItemResponse/>"), "Set-Cookie: exchangecookie=other; path=/\r\n"));
   TVqRef<IVqSOAPResponse> response;
   Session.CreateRequest(soap, "m:GetItem", "")->Send(response);
   EXPECT_EQ(Session.GetExchangeCookie(), "");

@@ -107,8 +107,7 @@ TEST_F(SessionIdentity, NextUserIsAskedForByTheServersWord) {
 
 TEST_F(SessionIdentity, RequestsOfTheNextUserBringNoCookieOfTheFormer) {
   Server.Always([](const ScriptedServer::Request&) {
-    return Http("200 OK", Envelope(VersionHeader({}), "<m:ConvertIdResponse xmlns:m=\"urn:m\"/>"),
-                "Set-Cookie: user=anna\r\n");
+    return Http("200 OK", Envelope(VersionHeader({}), "<GetItemResponse/>"), "Set-Cookie: user=anna\r\n");
   });
   Session.SetActive(true);
   Anchor();

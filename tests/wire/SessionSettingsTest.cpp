@@ -440,7 +440,8 @@ TEST_F(SessionSettings, EverySettingOfTheTransportGoesWithASeparateClient) {
   Session.SetAccessType(TVqHTTPAccessType::proxy);
   LogOn();
   for (const bool shared : {true, false}) {
-    const auto session = Session.CreateHTTPClient(shared)->GetSession();
+    const TVqRef<IVqHTTPClient> client = Session.CreateHTTPClient(shared);  // owns its session
+    const auto session = client->GetSession();
     EXPECT_EQ(session->GetCAFile(), "/ca.pem");
     EXPECT_EQ(session->GetCRLFile(), "/crl.pem");
     EXPECT_EQ(session->GetUserAgent(), "Agent/2");

@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include "platform/crypt/uVqCNG.h"
-#include "platform/os/posix/uVqFileHandle.h"
+#include "platform/os/internal/uVqFileHandle.h"
 #include "platform/os/uVqEnvironment.h"
 #include "platform/os/uVqFiles.h"
 

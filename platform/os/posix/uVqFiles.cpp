@@ -12,7 +12,7 @@
 #include <system_error>
 #include <thread>
 
-#include "platform/os/posix/uVqFileHandle.h"
+#include "platform/os/internal/uVqFileHandle.h"
 
 namespace velmore {
 namespace {
