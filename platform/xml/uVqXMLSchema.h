@@ -19,6 +19,7 @@
 ///   node was written over is discarded: using it raises a plain exception. Nothing here talks to a server, unless a
 ///   handler of `OnGetSOAPElement` does.
 
+#include <deque>
 #include <memory>
 #include <optional>
 
@@ -297,7 +298,7 @@ class TVqXMLSchemaElement : public TVqObjectEx {
   explicit TVqXMLSchemaElement(const IVqDOMElement& AElement) noexcept : FElement(AElement) {}
   ~TVqXMLSchemaElement() override;
 
-  // -- The record ---------------------------------------------------------------------------------------------------
+  // ---- The record
 
   /// The class by its C++ type: `TEwsMessage::SchemaClass()`.
   static const TVqXMLSchemaClass& SchemaClass() noexcept;
@@ -315,7 +316,7 @@ class TVqXMLSchemaElement : public TVqObjectEx {
   /// The same; raises a plain exception for a null pointer.
   void AssignTo(TVqXMLSchemaElement* ATarget) const;
 
-  // -- Members by name ----------------------------------------------------------------------------------------------
+  // ---- Members by name
   // Names as `TVqXMLSchemaClass::FindMember` takes them. A name that the record does not have gives an empty handle.
 
   /// What is known of a member; nothing when there is no such member.
@@ -329,7 +330,7 @@ class TVqXMLSchemaElement : public TVqObjectEx {
   /// Takes the member's (first) node out of the tree; a missing one is no error.
   void RemoveNode(const TVqUtf8View& AName);
 
-  // -- Members by index ---------------------------------------------------------------------------------------------
+  // ---- Members by index
   // What the accessors of the records are made of. An index that the record does not have raises EListError with
   // "Invalid Schema Index". Getters give the empty value for a missing node and for a node without text.
 
@@ -394,7 +395,7 @@ class TVqXMLSchemaElement : public TVqObjectEx {
     return static_cast<T>(ChoiceOf(AGroup, VqEnumInfoOf(T{})));
   }
 
-  // -- Loading on demand --------------------------------------------------------------------------------------------
+  // ---- Loading on demand
 
   /// Fired by the typed getters (class getters included, before they make the element) when the member's node is
   /// missing. Never by setters, FindNode, GetNode, arrays and choices. Records of children do not inherit the handler.
@@ -402,7 +403,7 @@ class TVqXMLSchemaElement : public TVqObjectEx {
   /// Empty when no handler is set.
   const TVqGetSOAPElementEvent& GetOnGetSOAPElement() const noexcept;
 
-  // -- Serialisation ------------------------------------------------------------------------------------------------
+  // ---- Serialisation
 
   /// The record as text. Raises a plain exception for any other format than dsfXML and dsfJSON.
   string Serialize(TVqDataSerializationFormatType AFormat) const;
@@ -502,7 +503,7 @@ class TVqXMLSchemaArray : public TVqObjectEx {
 
  private:
   friend class velmore::TVqXMLSchemaElement;
-  const std::vector<void*>& Entries() const;
+  const std::deque<void*>& Entries() const;
   void Discard() noexcept;
 
   IVqDOMElement FParent;
@@ -512,7 +513,7 @@ class TVqXMLSchemaArray : public TVqObjectEx {
   std::vector<std::unique_ptr<TVqXMLSchemaElement>> FRecords;  // by position
   std::vector<std::unique_ptr<TVqXMLSchemaElement>> FParked;
   // The nodes that were found, as long as nothing changed that could give other ones.
-  mutable std::vector<void*> FEntries;
+  mutable std::deque<void*> FEntries;  // deletions at either end move nothing
   mutable std::uint32_t FEntriesAt = 0;
   mutable bool FEntriesKnown = false;
 };
@@ -597,7 +598,7 @@ class TVqXMLSchemaSimpleContentElement : public TVqXMLSchemaElement {
   void SetValue(const T& AValue) { Element().SetText(detail::ToText(AValue)); }
 };
 
-// -- Definitions ------------------------------------------------------------------------------------------------------
+// ---- Definitions
 
 namespace detail {
 template <typename T>

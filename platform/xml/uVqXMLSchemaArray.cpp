@@ -5,7 +5,7 @@
 
 namespace velmore::detail {
 
-// -- Look-up by name --------------------------------------------------------------------------------------------------
+// ---- Look-up by name
 
 TVqXMLNameIndex::TVqXMLNameIndex(const TVqXMLSchemaClass& schema) {
   const std::int32_t count = schema.GetMemberCount();
@@ -39,7 +39,7 @@ std::int32_t TVqXMLNameIndex::Look(const TTable& table, std::string_view name) n
   return table[at].Index;
 }
 
-// -- Arrays -----------------------------------------------------------------------------------------------------------
+// ---- Arrays
 
 TVqXMLSchemaArray::TVqXMLSchemaArray(const IVqDOMElement& AParent, std::string_view AName)
     : FParent(AParent), FDocument(AParent.GetOwnerDocument()), FName(AName) {}
@@ -61,7 +61,7 @@ std::uint32_t NameHash(std::string_view name) noexcept {
 
 // All elements of a name below an element, in document order. A walk, as a tree that was built may be deeper than any
 // stack; on the parser's own nodes, as it visits every node of a page.
-void CollectBelow(const IVqDOMElement& parent, const std::string& name, std::vector<void*>& found) {
+void CollectBelow(const IVqDOMElement& parent, const std::string& name, std::deque<void*>& found) {
   const pugi::xml_node top = TVqDOMFactory::Node(parent);
   pugi::xml_node node = top.first_child();
   while (node) {
@@ -94,7 +94,7 @@ bool OnlyOthersInserted(const IVqDOMElement& element, std::string_view name, std
   return true;
 }
 
-const std::vector<void*>& TVqXMLSchemaArray::Entries() const {
+const std::deque<void*>& TVqXMLSchemaArray::Entries() const {
   if (FDiscarded) TVqXMLSchemaElement::RaiseDiscarded();
   if (!FParent) return FEntries;
   const std::uint32_t structure = FDocument.GetStructureCount();
@@ -155,6 +155,19 @@ void TVqXMLSchemaArray::Delete(std::int32_t AIndex) {
   }
   // The entry may stand deeper than directly below the parent, as the search is by descendant.
   entry.GetParentElement().RemoveChild(entry);
+  // With it go those inside of it, which stand right behind it. What stays is known, so that deleting one after the
+  // other does not search again each time.
+  const void* const removed = TVqRawElement(entry).Node();
+  const auto first = FEntries.begin() + AIndex;
+  auto last = first + 1;
+  while (last != FEntries.end()) {
+    pugi::xml_node up = RawNode(*last);
+    while (up && RawPointer(up) != removed) up = up.parent();
+    if (!up) break;
+    ++last;
+  }
+  FEntries.erase(first, last);
+  FEntriesAt = FDocument.GetStructureCount();
 }
 
 void TVqXMLSchemaArray::Clear() {

@@ -170,4 +170,38 @@ TEST(XMLSchemaArray, ArraysAreGoneThroughWithFor) {
   EXPECT_EQ(all, "c");
 }
 
+TEST(XMLSchemaArray, DeletingOneAfterTheOtherDoesNotSearchAgain) {
+  // 100,000 entries beside as many others: with a search after each deletion this would take minutes.
+  for (const bool fromTheEnd : {false, true}) {
+    std::string markup = "<t:L>";
+    for (int i = 0; i < 100'000; ++i) markup += "<t:E/><t:Other/>";
+    const IVqDOMElement list = Parse((markup + "</t:L>").c_str());
+    TEntries entries(list, "t:E");
+    for (std::int32_t left = 100'000; left > 0; --left) {
+      ASSERT_EQ(entries.Count(), left);
+      entries.Delete(fromTheEnd ? left - 1 : 0);
+    }
+    EXPECT_EQ(entries.Count(), 0);
+    EXPECT_EQ(list.ElementCount(), 100'000);
+  }
+}
+
+TEST(XMLSchemaArray, WhatADeletionLeavesIsWhatASearchFinds) {
+  const char* markup = "<t:L><t:E><t:E/><t:X><t:E/></t:X></t:E><t:E/><t:X><t:E><t:E/></t:E></t:X><t:E/></t:L>";
+  for (std::int32_t first = 0; first < 7; ++first) {
+    const IVqDOMElement list = Parse(markup);
+    TVqXMLSchemaElementArray<string> entries(list, "t:E");
+    ASSERT_EQ(entries.Count(), 7);
+    entries.Delete(first);
+    while (entries.Count() > 0) {
+      const TVqXMLSchemaElementArray<string> anew(list, "t:E");
+      ASSERT_EQ(entries.Count(), anew.Count()) << first;
+      const std::int32_t middle = entries.Count() / 2;
+      list.AddElement("t:Y");  // something else changes in between
+      entries.Delete(middle);
+    }
+    EXPECT_EQ(TVqXMLSchemaElementArray<string>(list, "t:E").Count(), 0);
+  }
+}
+
 }  // namespace
