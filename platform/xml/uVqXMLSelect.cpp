@@ -2,6 +2,7 @@
 
 #include "platform/xml/uVqXMLSelect_p.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <unordered_set>
@@ -53,6 +54,39 @@ auto WithComparison(const TVqNameTest& test, TVqNameMode mode, Use use) {
   }
 }
 
+/// Counts for the positions of a step that goes to any depth: those of the elements that a walk is in, innermost last.
+class TVqSiblings {
+ public:
+  explicit TVqSiblings(const TVqStep& step)
+      : FConditions(step.Predicates.size()),
+        FNeeded(std::ranges::any_of(step.Predicates, [](const TVqPredicate& condition) {
+          return condition.What == TVqPredicate::Kind::kPosition;
+        })) {}
+
+  /// The counts of a node's parent; nodes must come in document order. None when no position is asked for.
+  std::size_t* Counts(pugi::xml_node node) {
+    if (!FNeeded) return nullptr;
+    // A first child is a step inward; from any other the walk is in its parent already, or comes back to it.
+    void* const parent = RawPointer(node.parent());
+    if (node.previous_sibling()) {
+      while (!FLevels.empty() && FLevels.back().Parent != parent) FLevels.pop_back();
+    }
+    if (FLevels.empty() || FLevels.back().Parent != parent) {
+      FLevels.push_back({parent, std::vector<std::size_t>(FConditions)});
+    }
+    return FLevels.back().Counts.data();
+  }
+
+ private:
+  struct TLevel {
+    void* Parent;
+    std::vector<std::size_t> Counts;
+  };
+  std::size_t FConditions;
+  bool FNeeded;
+  std::vector<TLevel> FLevels;
+};
+
 /// Finds the nodes of a path one by one, depth first.
 template <typename Found>
 class TSearch {
@@ -98,9 +132,11 @@ class TSearch {
 
   bool Descendants(std::size_t index, const TVqStep& step, pugi::xml_node node) {
     const pugi::xml_node root = node ? pugi::xml_node() : FTree.Root();
-    for (pugi::xml_node inside = node ? node.first_child() : root; inside;
-         inside = NextInside(inside, node ? node : root)) {
-      if (Test(step, inside) && Conditions(step, inside, nullptr) && Step(index + 1, inside)) return true;
+    const pugi::xml_node top = node ? node : root;
+    TVqSiblings siblings(step);
+    for (pugi::xml_node inside = node ? node.first_child() : root; inside; inside = NextInside(inside, top)) {
+      std::size_t* counts = siblings.Counts(inside);
+      if (Test(step, inside) && Conditions(step, inside, counts) && Step(index + 1, inside)) return true;
     }
     return false;
   }
@@ -113,8 +149,7 @@ class TSearch {
     return Matches(step.Name, node.name(), FMode) && IsElement(node);
   }
 
-  /// `counts`, if given, holds for each condition how many siblings in front have met those before it; else it is
-  /// counted anew.
+  /// `counts` holds for each condition how many siblings in front have met those before it; without, the node is alone.
   bool Conditions(const TVqStep& step, pugi::xml_node node, std::size_t* counts) {
     for (std::size_t i = 0; i < step.Predicates.size(); ++i) {
       const TVqPredicate& condition = step.Predicates[i];
@@ -122,25 +157,11 @@ class TSearch {
         if (!Holds(condition, node)) return false;
       } else if (counts) {
         if (counts[i]++ != condition.Position) return false;
-      } else if (PositionOf(step, i, node) != condition.Position) {
+      } else if (condition.Position != 0) {
         return false;
       }
     }
     return true;
-  }
-
-  std::size_t PositionOf(const TVqStep& step, std::size_t conditions, pugi::xml_node node) {
-    if (step.What != TVqStep::Kind::kDescendant) return 0;
-    TVqStep before;
-    before.What = step.What;
-    before.Name = step.Name;
-    before.Predicates.assign(step.Predicates.begin(),
-                             step.Predicates.begin() + static_cast<std::ptrdiff_t>(conditions));
-    std::size_t position = 0;
-    for (pugi::xml_node sibling = node.previous_sibling(); sibling; sibling = sibling.previous_sibling()) {
-      if (Test(before, sibling) && Conditions(before, sibling, nullptr)) ++position;
-    }
-    return position;
   }
 
   bool TextEquals(pugi::xml_node node, const TVqPredicate& condition) {

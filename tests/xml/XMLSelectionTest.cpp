@@ -163,7 +163,7 @@ TEST_F(Selection, ValuesMayContainQuotes) {
   EXPECT_TRUE(document.SelectSingleElement("/Profiles/Profile[@name=\"My \"own\" one\"]", kSelectQuiet));
 }
 
-// -- Sets of options --------------------------------------------------------------------------------------------------
+// ---- Sets of options
 
 struct TOptionCase {
   unsigned Options;
@@ -235,7 +235,7 @@ TEST_F(Selection, RaisingSaysWhatIsAbsent) {
   EXPECT_EQ(IVqDOMElement().CreateElementList("a", kSelectQuiet).Count(), 0);
 }
 
-// -- Creating ---------------------------------------------------------------------------------------------------------
+// ---- Creating
 
 string Created(const char* start, const char* expression, TVqDOMSelectOptions options = kSelectCreate) {
   TVqDOMDocument document(start);
@@ -312,7 +312,7 @@ TEST(AddElement, WithAPathAndAConditionMakesTheStepsBelow) {
   EXPECT_THROW(contact.AddElement("/t:a/b"), EVqXMLError);
 }
 
-// -- The language -----------------------------------------------------------------------------------------------------
+// ---- The language
 
 TEST_F(Selection, RefusesWhatItCannotRead) {
   for (const char* wrong : {"",    " ",          "/",      "//",        "a/",      "a//",   "a[",
@@ -374,6 +374,47 @@ TEST_F(Selection, DoesNotEnterTextAttributesAndComments) {
   EXPECT_EQ(root.SelectSingleElement("b", kSelectQuiet), root.GetFirstChildElement());
   EXPECT_FALSE(document.GetDocumentElement().GetAttributeNode("x").SelectSingleElement("b", kSelectQuiet));
   EXPECT_FALSE(document.GetDocumentElement().GetFirstChild().SelectSingleElement("b", kSelectQuiet));
+}
+
+TEST(Positions, AmongSiblingsAtAnyDepth) {
+  TVqDOMDocument document(
+      "<r><b>1</b><!-- --><a><b>2</b>text<b>3<b>4</b><b>5</b></b><b k='1'>6</b></a><b k='1'>7</b><c><b "
+      "k='1'>8</b></c></r>");
+  const auto found = [&](const char* expression) {
+    string texts;
+    for (const IVqDOMElement& element : document.CreateElementList(expression)) {
+      texts += (texts.empty() ? "" : " ") + element.GetText();
+    }
+    return texts;
+  };
+  EXPECT_EQ(found("//b[0]"), "1 2 4 8");
+  EXPECT_EQ(found("//b[1]"), "345 5 7");
+  EXPECT_EQ(found("//b[2]"), "6");
+  EXPECT_EQ(found("//b[@k=\"1\"][0]"), "6 7 8") << "counted among those that meet what stands before";
+  EXPECT_EQ(found("//b[1][@k=\"1\"]"), "7");
+  EXPECT_EQ(found("//b[1][0]"), "345 5 7") << "the second of all, which is the first of those";
+  EXPECT_EQ(found("//*[3]"), "8") << "elements alone count";
+  EXPECT_EQ(found("/r/a//b[1]"), "345 5");
+  EXPECT_EQ(found("//r[0]/a//b[0]"), "2 4");
+  EXPECT_EQ(found("//r[1]"), "");
+}
+
+TEST(Positions, TakeNoLongerHoweverManySiblingsThereAre) {
+  // Counting anew for each of them would take minutes.
+  std::string text = "<r>";
+  for (int i = 0; i < 200'000; ++i) text += "<b/>";
+  TVqDOMDocument document(text + "<b k='1'/></r>");
+  EXPECT_EQ(document.CreateElementList("//b[200000]").Count(), 1);
+  EXPECT_EQ(document.SelectSingleElement("//b[200000]").GetAttribute("k"), "1");
+  EXPECT_EQ(document.CreateElementList("//b[200001]").Count(), 0);
+}
+
+TEST(Positions, TakeNoLongerHoweverDeepTheTreeIs) {
+  TVqDOMDocument document;
+  IVqDOMElement element = document.CreateRootNode("b");
+  for (int i = 0; i < 200'000; ++i) element = element.AddElement("b");
+  EXPECT_EQ(document.CreateElementList("//b[0]").Count(), 200'001);
+  EXPECT_EQ(document.CreateElementList("//b[1]").Count(), 0);
 }
 
 }  // namespace
