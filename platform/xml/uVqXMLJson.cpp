@@ -16,10 +16,12 @@ using namespace detail;
 
 namespace {
 
+/// Elements nested deeper are not written: each takes its share of the stack, whatever the limits of the document are.
+constexpr std::size_t kMaxJsonDepth = 512;
+
 class TJsonWriter {
  public:
-  TJsonWriter(std::string& out, const TVqDOMData& data, bool indent)
-      : FOut(out), FData(data), FIndent(indent), FMaxDepth(data.Limits.MaxDepth) {}
+  TJsonWriter(std::string& out, const TVqDOMData& data, bool indent) : FOut(out), FData(data), FIndent(indent) {}
 
   void Root(pugi::xml_node element) {
     FOut += '{';
@@ -78,7 +80,8 @@ class TJsonWriter {
   }
 
   void Value(pugi::xml_node element) {
-    if (FDepth > FMaxDepth) throw EVqException("The elements are nested too deep for JSON.");
+    if (FElements == kMaxJsonDepth) throw EVqException("The elements are nested too deep for JSON.");
+    ++FElements;
     const pugi::xml_attribute attribute = Live(element.first_attribute());
     const pugi::xml_node child = FirstElement(element);
     std::string text = ValueOf(FData, element);
@@ -87,6 +90,7 @@ class TJsonWriter {
     }
     if (!attribute && !child) {
       Quoted(text);
+      --FElements;
       return;
     }
     // White space between children is layout.
@@ -129,6 +133,7 @@ class TJsonWriter {
       FOut += ']';
     }
     --FDepth;
+    --FElements;
     Line();
     FOut += '}';
   }
@@ -136,8 +141,8 @@ class TJsonWriter {
   std::string& FOut;
   const TVqDOMData& FData;
   bool FIndent;
-  std::size_t FMaxDepth;
-  std::size_t FDepth = 0;
+  std::size_t FDepth = 0;     // of the lines
+  std::size_t FElements = 0;  // around the one that is written, itself included
 };
 
 /// Escapes what the encoding lacks; outside of its texts JSON has nothing but ASCII.

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/xml/uVqXMLDOMData_p.h"
@@ -18,11 +21,17 @@ std::optional<std::string_view> DeclaredBy(std::string_view name) noexcept {
   return std::nullopt;
 }
 
+/// The namespace of a prefix that needs no declaration; empty for any other.
+std::string_view FixedNamespace(std::string_view prefix) noexcept {
+  if (prefix == "xml") return "http://www.w3.org/XML/1998/namespace";
+  if (prefix == "xmlns") return "http://www.w3.org/2000/xmlns/";
+  return {};
+}
+
 }  // namespace
 
 std::string_view NamespaceAt(pugi::xml_node element, std::string_view prefix) {
-  if (prefix == "xml") return "http://www.w3.org/XML/1998/namespace";
-  if (prefix == "xmlns") return "http://www.w3.org/2000/xmlns/";
+  if (const std::string_view fixed = FixedNamespace(prefix); !fixed.empty()) return fixed;
   for (; IsElement(element); element = element.parent()) {
     for (pugi::xml_attribute attribute = Live(element.first_attribute()); attribute;
          attribute = Live(attribute.next_attribute())) {
@@ -34,94 +43,125 @@ std::string_view NamespaceAt(pugi::xml_node element, std::string_view prefix) {
 
 namespace {
 
-/// Renames prefixes in a subtree. Every namespace has one new prefix throughout, so that what an element finds in scope
-/// needs no look at how it was renamed.
-class TRenamer {
+/// Declarations in scope during a walk. A prefix is found at once, however many are declared around it.
+class TVqScopes {
  public:
-  explicit TRenamer(const std::vector<TVqNamespacePrefix>& prefixes) : FPrefixes(prefixes) {}
+  /// What stands around a node, before a walk over what is inside it.
+  explicit TVqScopes(pugi::xml_node top) {
+    std::vector<pugi::xml_node> around;
+    for (pugi::xml_node up = top.parent(); IsElement(up); up = up.parent()) around.push_back(up);
+    while (!around.empty()) {
+      Enter(around.back());
+      around.pop_back();
+    }
+  }
 
-  void Run(pugi::xml_node top) {
-    for (pugi::xml_node up = top.parent(); IsElement(up); up = up.parent()) CollectAround(up);
-    pugi::xml_node node = top;
-    std::size_t depth = 0;
-    for (;;) {
-      if (IsElement(node)) {
-        Enter(node, depth);
-        if (const pugi::xml_node child = node.first_child()) {
-          node = child;
-          ++depth;
-          continue;
-        }
-      }
-      for (;;) {
-        if (IsElement(node)) Leave(depth);
-        if (node == top) return;
-        if (const pugi::xml_node next = node.next_sibling()) {
-          node = next;
-          break;
-        }
-        node = node.parent();
-        --depth;
+  void Enter(pugi::xml_node element) {
+    FElements.push_back(FDeclared.size());
+    for (pugi::xml_attribute attribute = Live(element.first_attribute()); attribute;
+         attribute = Live(attribute.next_attribute())) {
+      if (const auto prefix = DeclaredBy(attribute.name())) {
+        // The first of two that a change left with one name is the one that counts, as everywhere.
+        std::vector<TBinding>& bindings = FBindings[std::string(*prefix)];
+        if (!bindings.empty() && bindings.back().Element == FElements.size()) continue;
+        bindings.push_back({attribute.value(), FElements.size()});
+        FDeclared.push_back(&bindings);
       }
     }
+  }
+  void Leave() {
+    for (; FDeclared.size() > FElements.back(); FDeclared.pop_back()) FDeclared.back()->pop_back();
+    FElements.pop_back();
+  }
+  /// Whether the innermost element declares anything.
+  bool Declares() const { return FDeclared.size() > FElements.back(); }
+
+  /// The namespace of a prefix; none when it is not bound.
+  const std::string* Find(std::string_view prefix) const {
+    const auto found = FBindings.find(prefix);
+    return found == FBindings.end() || found->second.empty() ? nullptr : &found->second.back().URI;
+  }
+
+  /// As NamespaceAt.
+  std::string_view NamespaceOf(std::string_view prefix) const {
+    if (const std::string_view fixed = FixedNamespace(prefix); !fixed.empty()) return fixed;
+    const std::string* uri = Find(prefix);
+    return uri ? std::string_view(*uri) : std::string_view();
   }
 
  private:
   struct TBinding {
-    std::string Prefix, URI;
-    std::size_t Depth;  // of the element that declares it; what stands around the top comes first, with 0
+    std::string URI;
+    std::size_t Element;  // that declares it, by depth
   };
+  std::map<std::string, std::vector<TBinding>, std::less<>> FBindings;
+  std::vector<std::vector<TBinding>*> FDeclared;  // those that each declaration in scope went to
+  std::vector<std::size_t> FElements;             // how many were in scope around each element that the walk is in
+};
 
-  void CollectAround(pugi::xml_node element) {
-    for (pugi::xml_attribute attribute = Live(element.first_attribute()); attribute;
-         attribute = Live(attribute.next_attribute())) {
-      const auto prefix = DeclaredBy(attribute.name());
-      if (!prefix) continue;
-      // Outer ones are collected last and must be found last.
-      FBindings.insert(FBindings.begin(), {std::string(*prefix), attribute.value(), 0});
+/// Walks over a node and what is inside it; `enter` and `leave` are called for elements.
+template <typename TEnter, typename TLeave>
+void WalkElements(pugi::xml_node top, TEnter enter, TLeave leave) {
+  pugi::xml_node node = top;
+  for (;;) {
+    if (IsElement(node)) {
+      enter(node);
+      if (const pugi::xml_node child = node.first_child()) {
+        node = child;
+        continue;
+      }
+    }
+    for (;;) {
+      if (IsElement(node)) leave(node);
+      if (node == top) return;
+      if (const pugi::xml_node next = node.next_sibling()) {
+        node = next;
+        break;
+      }
+      node = node.parent();
     }
   }
+}
 
-  const TBinding* Find(std::string_view prefix) const {
-    for (auto binding = FBindings.rbegin(); binding != FBindings.rend(); ++binding) {
-      if (binding->Prefix == prefix) return &*binding;
-    }
-    return nullptr;
+/// Renames prefixes in a subtree. Every namespace has one new prefix throughout, so that what an element finds in scope
+/// needs no look at how it was renamed.
+class TRenamer {
+ public:
+  TRenamer(const std::vector<TVqNamespacePrefix>& prefixes, pugi::xml_node top) : FPrefixes(prefixes), FScopes(top) {}
+
+  void Run(pugi::xml_node top) {
+    WalkElements(
+        top, [this](pugi::xml_node element) { Enter(element); }, [this](pugi::xml_node) { FScopes.Leave(); });
   }
 
+ private:
   bool IsWanted(std::string_view prefix) const {
     return std::any_of(FPrefixes.begin(), FPrefixes.end(),
                        [&](const TVqNamespacePrefix& row) { return row.Prefix == prefix; });
   }
 
-  /// The prefix that a binding gets.
-  std::string NewPrefix(const TBinding& binding) {
+  /// The prefix that a namespace gets.
+  std::string NewPrefix(std::string_view prefix, const std::string& uri) {
     for (const TVqNamespacePrefix& row : FPrefixes) {
-      if (row.URI == binding.URI) return std::string(row.Prefix);
+      if (row.URI == uri) return std::string(row.Prefix);
     }
-    if (binding.Prefix.empty() || !IsWanted(binding.Prefix)) return binding.Prefix;
-    for (const TBinding& moved : FMoved) {
-      if (moved.URI == binding.URI) return moved.Prefix;
-    }
+    if (prefix.empty() || !IsWanted(prefix)) return std::string(prefix);
     // A prefix of ours in other hands. Any that is bound nowhere around will do.
-    std::string prefix;
-    do {
-      prefix = "ns" + std::to_string(++FNumber);
-    } while (Find(prefix));
-    FMoved.push_back({prefix, binding.URI, 0});
-    return prefix;
+    std::string& moved = FMoved[uri];
+    if (moved.empty()) {
+      do {
+        moved = "ns" + std::to_string(++FNumber);
+      } while (FScopes.Find(moved));
+    }
+    return moved;
   }
 
-  void Enter(pugi::xml_node element, std::size_t depth) {
+  void Enter(pugi::xml_node element) {
+    FScopes.Enter(element);
     bool attributes = false;
-    for (pugi::xml_attribute attribute = Live(element.first_attribute()); attribute;
+    for (pugi::xml_attribute attribute = Live(element.first_attribute()); attribute && !attributes;
          attribute = Live(attribute.next_attribute())) {
-      const auto prefix = DeclaredBy(attribute.name());
-      if (prefix) {
-        FBindings.push_back({std::string(*prefix), attribute.value(), depth + 1});
-      } else {
-        attributes = attributes || std::strchr(attribute.name(), ':');
-      }
+      attributes = !DeclaredBy(attribute.name()) && std::strchr(attribute.name(), ':');
     }
     Rename(element, element.name(), true);
     if (attributes) {
@@ -130,16 +170,16 @@ class TRenamer {
         if (!DeclaredBy(attribute.name())) Rename(attribute, attribute.name(), false);
       }
     }
-    if (!FBindings.empty() && FBindings.back().Depth == depth + 1) RenameDeclarations(element);
+    if (FScopes.Declares()) RenameDeclarations(element);
   }
 
   template <typename Node>
   void Rename(Node node, std::string_view name, bool useDefault) {
     const std::string_view prefix = PrefixPart(name);
     if (prefix.empty() && !useDefault) return;
-    const TBinding* binding = Find(prefix);
-    if (!binding || binding->URI.empty()) return;
-    const std::string wanted = NewPrefix(*binding);
+    const std::string* uri = FScopes.Find(prefix);
+    if (!uri || uri->empty()) return;
+    const std::string wanted = NewPrefix(prefix, *uri);
     if (wanted == prefix) return;
     const std::string_view local = LocalPart(name);
     SetName(node, wanted.empty() ? std::string(local) : wanted + ":" + std::string(local));
@@ -152,7 +192,7 @@ class TRenamer {
          attribute = Live(attribute.next_attribute())) {
       const auto prefix = DeclaredBy(attribute.name());
       if (!prefix || attribute.value()[0] == '\0') continue;
-      const std::string wanted = NewPrefix({std::string(*prefix), attribute.value(), 0});
+      const std::string wanted = NewPrefix(*prefix, attribute.value());
       if (wanted != *prefix) changes.emplace_back(attribute, wanted.empty() ? "xmlns" : "xmlns:" + wanted);
     }
     for (auto& [attribute, name] : changes) SetName(attribute, kRemovedMark + name);
@@ -168,13 +208,9 @@ class TRenamer {
     FChanged = true;
   }
 
-  void Leave(std::size_t depth) {
-    while (!FBindings.empty() && FBindings.back().Depth == depth + 1) FBindings.pop_back();
-  }
-
   const std::vector<TVqNamespacePrefix>& FPrefixes;
-  std::vector<TBinding> FBindings;
-  std::vector<TBinding> FMoved;
+  TVqScopes FScopes;
+  std::map<std::string, std::string> FMoved;  // new prefixes by namespace
   int FNumber = 0;
 
  public:
@@ -223,7 +259,7 @@ void IVqDOMDocument::RenamePrefixes(std::initializer_list<TVqNamespacePrefix> AP
   }
   bool changed = false;
   for (const pugi::xml_node top : tops) {
-    TRenamer renamer(prefixes);
+    TRenamer renamer(prefixes, top);
     renamer.Run(top);
     changed = changed || renamer.FChanged;
   }
@@ -234,17 +270,20 @@ void IVqDOMNode::RefreshNamespaces() const {
   if (!FData || FAttribute) return;
   TVqDOMData& data = Writable(*this);
   const pugi::xml_node top = FNode ? RawNode(FNode) : data.Tree().Root();
-  for (pugi::xml_node node = top; node; node = NextInside(node, top)) {
-    if (!IsElement(node)) continue;
-    for (pugi::xml_attribute attribute = Live(node.first_attribute()); attribute;
+  if (!top) return;
+  TVqScopes scopes(top);
+  const auto refresh = [&](pugi::xml_node node) {
+    for (pugi::xml_attribute attribute = Live(node.first_attribute()); attribute && IsElement(node.parent());
          attribute = Live(attribute.next_attribute())) {
       const auto prefix = DeclaredBy(attribute.name());
-      if (!prefix || !IsElement(node.parent())) continue;
-      if (NamespaceAt(node.parent(), *prefix) != attribute.value()) continue;
+      if (!prefix) continue;
+      if (scopes.NamespaceOf(*prefix) != attribute.value()) continue;
       if (!attribute.set_name((kRemovedMark + std::string(attribute.name())).c_str())) throw std::bad_alloc();
       data.TextChanged();
     }
-  }
+    scopes.Enter(node);
+  };
+  WalkElements(top, refresh, [&](pugi::xml_node) { scopes.Leave(); });
 }
 
 }  // namespace velmore

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/xml/uVqXMLDOM.h"
 
 namespace velmore {
@@ -83,6 +85,51 @@ TEST(RefreshingNamespaces, DropsRepetitions) {
             "<t:a xmlns:t=\"urn:t\"><t:b xmlns:u=\"urn:u\"><t:c xmlns:t=\"urn:other\"/></t:b></t:a>");
 }
 
+TEST(RefreshingNamespaces, KnowsWhatStandsAroundTheElement) {
+  TVqDOMDocument document(
+      "<a xmlns:t='urn:t' xmlns:u='urn:u'><b xmlns:u='urn:v'><c xmlns:t='urn:t' xmlns:u='urn:u' xmlns:xml="
+      "'http://www.w3.org/XML/1998/namespace' xmlns=''/></b></a>");
+  document.SelectSingleElement("//c").RefreshNamespaces();
+  EXPECT_EQ(document.SelectSingleElement("//c").GetXML(), "<c xmlns:u=\"urn:u\"/>");
+  document.RefreshNamespaces();
+  EXPECT_EQ(document.GetXML(),
+            "<a xmlns:t=\"urn:t\" xmlns:u=\"urn:u\"><b xmlns:u=\"urn:v\"><c xmlns:u=\"urn:u\"/></b></a>");
+}
+
+TEST(RenamingPrefixes, LeavesAScopeWithItsElement) {
+  EXPECT_EQ(Renamed("<r><x:a xmlns:x=\"urn:types\"><x:b xmlns:x=\"urn:messages\"/><x:c/></x:a><x:d/></r>"),
+            "<r><t:a xmlns:t=\"urn:types\"><m:b xmlns:m=\"urn:messages\"/><t:c/></t:a><x:d/></r>");
+  // Around the element that declares: found, and the inner one first.
+  EXPECT_EQ(
+      Renamed("<y:r xmlns:y=\"urn:y\"><x:a xmlns:x=\"urn:x\"><q:b xmlns:q=\"urn:types\" x:k=\"1\"><x:c/></q:b></x:a>"
+              "</y:r>"),
+      "<y:r xmlns:y=\"urn:y\"><x:a xmlns:x=\"urn:x\"><t:b xmlns:t=\"urn:types\" x:k=\"1\"><x:c/></t:b></x:a></y:r>");
+}
+
+TEST(Namespaces, TakeNoLongerHoweverManyAreInScope) {
+  // 40,000 declarations around 100,000 elements: with a look at each of them these two would take minutes.
+  std::string open = "<o:r xmlns:o=\"urn:types\">", close = "</o:r>";
+  for (int depth = 0; depth < 200; ++depth) {
+    open += "<x";
+    for (int i = 0; i < 200; ++i) {
+      const std::string name = std::to_string(depth) + "_" + std::to_string(i);
+      open += " xmlns:p" + name + "=\"urn:" + name + "\"";
+    }
+    open += ">";
+    close = "</x>" + close;
+  }
+  for (int i = 0; i < 100'000; ++i) open += "<o:e/>";
+  TVqDOMDocument document;
+  document.LoadXML(open + close);
+  document.RenamePrefixes({{kM, "m"}, {kT, "t"}});
+  EXPECT_EQ(document.CreateElementList("//t:e").Count(), 100'000);
+  const IVqDOMElement inner = document.SelectSingleElement("//t:e");
+  for (const IVqDOMElement& element : document.CreateElementList("//t:e")) element.SetAttribute("xmlns:t", "urn:types");
+  document.RefreshNamespaces();
+  EXPECT_EQ(inner.AttributeCount(), 0);
+  EXPECT_EQ(inner.GetNamespaceURI(), "urn:types");
+}
+
 TEST(CreateRootNode, DeclaresItsNamespace) {
   TVqDOMDocument prefixed, plain;
   prefixed.CreateRootNode("soap:Envelope", "urn:s").AddElement("soap:Body");
@@ -92,7 +139,7 @@ TEST(CreateRootNode, DeclaresItsNamespace) {
   EXPECT_EQ(prefixed.SelectSingleElement("//Body", kSelectQuiet).GetNamespaceURI(), "urn:s");
 }
 
-// -- JSON -------------------------------------------------------------------------------------------------------------
+// ---- JSON
 
 std::string Json(const char* xml, bool indent = false) {
   TVqMemoryStream stream;
@@ -142,6 +189,59 @@ TEST(Json, OfAnotherShapeIsRefusedAndChangesNothing) {
     EXPECT_THROW(document.LoadFromJSONStream(stream), EVqXMLError) << wrong.substr(0, 100);
     EXPECT_EQ(document.GetXML(), "<old/>") << wrong.substr(0, 100);
   }
+}
+
+TEST(Json, HasABoundOfItsOwnForDepth) {
+  const auto nested = [](int depth) {
+    TVqDOMDocument document;
+    IVqDOMElement element = document.CreateRootNode("a");
+    for (int i = 1; i < depth; ++i) element = element.AddElement("a");
+    // Raised limits are for documents; this is for the stack.
+    document.SetLimits({.MaxDepth = 10'000'000});
+    return document;
+  };
+  TVqMemoryStream stream;
+  nested(512).SaveToJSONStream(stream, kVqCodePageUtf8, false);
+  const std::string text = stream.TakeBytes();
+  EXPECT_EQ(std::count(text.begin(), text.end(), '{'), 512);
+  for (const int depth : {513, 100'000}) {
+    try {
+      nested(depth).SaveToJSONStream(stream, kVqCodePageUtf8, false);
+      FAIL() << depth;
+    } catch (const EVqException& error) {
+      EXPECT_STREQ(error.what(), "The elements are nested too deep for JSON.");
+    }
+  }
+  EXPECT_EQ(stream.GetSize(), 0u) << "nothing is written of what is refused";
+}
+
+TEST(Json, BoundIsOfElementsAndNotOfLines) {
+  // Each level has two elements of one name, so that each element stands in an array.
+  TVqDOMDocument document;
+  IVqDOMElement element = document.CreateRootNode("a");
+  for (int i = 1; i < 500; ++i) {
+    element.AddElement("a");
+    element = element.AddElement("a");
+  }
+  TVqMemoryStream stream;
+  EXPECT_NO_THROW(document.SaveToJSONStream(stream, kVqCodePageUtf8, true));
+}
+
+TEST(Json, ComesBackFromADepthBeyondTheUsualLimit) {
+  TVqDOMDocument document;
+  IVqDOMElement element = document.CreateRootNode("a");
+  for (int i = 1; i < 400; ++i) element = element.AddElement("a");
+  element.SetText("x");
+  TVqMemoryStream stream;
+  document.SaveToJSONStream(stream, kVqCodePageUtf8, false);
+  const std::string json = stream.TakeBytes();
+  TVqMemoryStream again(json);
+  TVqDOMDocument read("<a/>");
+  EXPECT_THROW(read.LoadFromJSONStream(again), EVqXMLError) << "nested deeper than documents may be";
+  read.SetLimits({.MaxDepth = 500});
+  again.SetPosition(0);
+  read.LoadFromJSONStream(again);
+  EXPECT_EQ(read.GetXML(), document.GetXML());
 }
 
 }  // namespace
