@@ -149,7 +149,8 @@ struct TVqXMLLimits {
   std::uint32_t MaxDepth = 256;                 ///< nested elements, the root is 1
   std::uint32_t MaxAttributes = 256;            ///< per element
   std::uint32_t MaxNameLength = 1024;           ///< bytes of an element's or attribute's name
-  std::uint32_t MaxNodes = 16'000'000;          ///< elements, attributes and pieces of text together
+  /// Elements, attributes and pieces of text together. Each takes up to 64 bytes, so that this is 256 MB.
+  std::uint32_t MaxNodes = 4'000'000;
 };
 
 /// An argument of text: literals and UTF-8 are passed as they are, 16-bit text is converted once. Only for arguments:
@@ -222,7 +223,7 @@ class IVqDOMNode {
   IVqDOMElement AsElement() const;
   IVqDOMAttribute AsAttribute() const;
 
-  // -- Names --------------------------------------------------------------------------------------------------------
+  // ---- Names
 
   /// Name without prefix, with prefix, and the prefix alone. Empty for text.
   string GetLocalName() const;
@@ -235,7 +236,7 @@ class IVqDOMNode {
   /// The namespace that the declarations in scope bind to this node's prefix; empty when none does.
   string GetNamespaceURI() const;
 
-  // -- Text ---------------------------------------------------------------------------------------------------------
+  // ---- Text
 
   /// The text of an element is all text inside it, that of child elements included; the text of an attribute is its
   /// value. Setting replaces everything inside an element, child elements included. Raises EVqXMLError, with the place
@@ -260,7 +261,7 @@ class IVqDOMNode {
   /// the place otherwise and leaves the element as it was.
   void SetInnerXML(const TVqUtf8View& AMarkup) const;
 
-  // -- Around the node ----------------------------------------------------------------------------------------------
+  // ---- Around the node
 
   /// The element around this node (the owner of an attribute); empty for the root, for a removed node and a document.
   IVqDOMElement GetParentElement() const;
@@ -276,7 +277,7 @@ class IVqDOMNode {
   IVqDOMNode GetNextSibling() const;
   IVqDOMNode GetPreviousSibling() const;
 
-  // -- Selection ----------------------------------------------------------------------------------------------------
+  // ---- Selection
 
   /// The first element, in document order, that the expression finds from here. The forms:
   /// - a child path "Attachments/ItemAttachment", a path from the document's root
@@ -300,7 +301,7 @@ class IVqDOMNode {
   TVqDOMElementList CreateElementList(const TVqUtf8View& AExpression, TVqDOMSelectOptions AOptions = {}) const;
   TVqDOMElementList CreateElementList(const TVqDOMSelection& ASelection, TVqDOMSelectOptions AOptions = {}) const;
 
-  // -- Tree surgery -------------------------------------------------------------------------------------------------
+  // ---- Tree surgery
 
   /// Appends a node. One of this document moves here (out of its old place, also when it was removed before); one of
   /// another document is copied. Gives the node in its new place. Raises a plain exception when a node would become its
@@ -317,7 +318,7 @@ class IVqDOMNode {
   /// Drops namespace declarations below this element that only repeat what already holds there.
   void RefreshNamespaces() const;
 
-  // -- Streams ------------------------------------------------------------------------------------------------------
+  // ---- Streams
 
   /// Writes the node's markup in a code page (see `kVqCodePage...`), without declaration. Characters that the code page
   /// lacks are written as references. Raises EStreamError when the stream fails, EConvertError for an unknown code
@@ -366,7 +367,7 @@ class IVqDOMElement : public IVqDOMNode {
   /// Empty when the node is no element.
   explicit IVqDOMElement(const IVqDOMNode& ANode);
 
-  // -- Child elements -----------------------------------------------------------------------------------------------
+  // ---- Child elements
 
   /// Appends a new child element and gives it. The name has its prefix. A path with conditions
   /// (`t:PhoneNumbers/Entry[@Key="HomePhone"]`) makes the missing steps below this element and gives the last one;
@@ -392,7 +393,7 @@ class IVqDOMElement : public IVqDOMNode {
   IVqDOMElement ElementByName(const TVqUtf8View& ALocalName, const TVqUtf8View& ANamespaceURI,
                               bool ADeep = false) const;
 
-  // -- Attributes ---------------------------------------------------------------------------------------------------
+  // ---- Attributes
 
   /// Value of an attribute, empty when absent; with soRaise an absent one raises EVqXMLError.
   string GetAttribute(const TVqUtf8View& AName, TVqDOMSelectOptions AOptions = {}) const;
@@ -414,7 +415,7 @@ class IVqDOMElement : public IVqDOMNode {
   std::int32_t AttributeCount() const;
   TVqDOMAttrList GetAttributes() const;
 
-  // -- Typed text ---------------------------------------------------------------------------------------------------
+  // ---- Typed text
 
   /// The text converted as `uVqXMLUtils` does it. No element and empty text give the empty value; other text that does
   /// not convert raises EConvertError.
@@ -446,7 +447,7 @@ class IVqDOMDocument : public IVqDOMNode {
   /// Refers to nothing.
   IVqDOMDocument(std::nullptr_t) noexcept {}
 
-  // -- Content ------------------------------------------------------------------------------------------------------
+  // ---- Content
 
   /// Replace the content. A reply's characters that XML forbids (raw or as references) are read as U+FFFD; anything
   /// else that is not well-formed raises EVqXMLError with the place, and the document is then empty. `ACodePage` 0
@@ -477,7 +478,7 @@ class IVqDOMDocument : public IVqDOMNode {
   /// UTF-8. The file is written under a temporary name and then put in place, so that a failure keeps the old one.
   void SaveToFile(const string& AFileName, bool ADeclaration, bool AIndent) const;
 
-  // -- Nodes --------------------------------------------------------------------------------------------------------
+  // ---- Nodes
 
   /// The root element; empty in an empty document.
   IVqDOMElement GetDocumentElement() const;

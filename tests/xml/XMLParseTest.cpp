@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <pugixml.hpp>
+
 #include "platform/xml/uVqXMLDOM.h"
 #include "platform/xml/uVqXMLQuickScan_p.h"
 #include "platform/xml/uVqXMLScan_p.h"
@@ -198,7 +201,7 @@ TEST(Parsing, TakesEverythingThatIsWellFormed) {
   for (const auto& [text, written] : good) EXPECT_EQ(Read(text), written) << text;
 }
 
-// -- Characters that XML forbids --------------------------------------------------------------------------------------
+// ---- Characters that XML forbids
 
 TEST(Parsing, ReadsForbiddenCharactersOfRepliesAsReplacement) {
   const std::string replaced = "\xEF\xBF\xBD";
@@ -229,7 +232,7 @@ TEST(Parsing, RefusesBytesThatAreNoUtf8) {
   EXPECT_EQ(PlaceOfError("<a b='\x80'/>"), (TPlace{1, 7}));
 }
 
-// -- Encodings --------------------------------------------------------------------------------------------------------
+// ---- Encodings
 
 std::string Wide(std::u16string_view text, bool big) {
   std::string bytes;
@@ -286,7 +289,7 @@ TEST(Encodings, ForbiddenCharactersAreReplacedInStreamsOfAnyEncoding) {
   EXPECT_EQ(document.GetDocumentElement().GetText(), u"\uFFFD\uFFFD");
 }
 
-// -- Hostile input ----------------------------------------------------------------------------------------------------
+// ---- Hostile input
 
 TEST(HostileInput, MeetsTheLimitOfDepth) {
   const auto nested = [](int depth) {
@@ -343,6 +346,53 @@ TEST(HostileInput, MeetsTheLimitsOfAttributesNamesNodesAndSize) {
   EXPECT_THROW(wide.LoadXML("<a " + longName + "n=\"\"/>"), EVqXMLError);
 }
 
+TEST(HostileInput, TellsWhichLimitItMet) {
+  const auto message = [](const char* text, const TVqXMLLimits& limits) -> std::string {
+    TVqDOMDocument document;
+    document.SetLimits(limits);
+    try {
+      document.LoadFromBytes(text);
+    } catch (const EVqXMLError& error) {
+      return error.what();
+    }
+    return "read";
+  };
+  EXPECT_EQ(message("<a><b/><b/></a>", {.MaxNodes = 2}), "The document has more than 2 nodes. (line 1, column 10)");
+  EXPECT_EQ(message("<a b='' c=''/>", {.MaxNodes = 2}), "The document has more than 2 nodes. (line 1, column 10)");
+  EXPECT_EQ(message("<a>xxxx</a>", {.MaxBytes = 10}), "The document has more than 10 bytes. (line 1, column 1)");
+  EXPECT_EQ(message("<a>xxx</a>", {.MaxBytes = 10}), "read");
+  EXPECT_EQ(message("<a><b/></a>", {.MaxDepth = 1}), "The elements are nested more than 1 deep. (line 1, column 4)");
+}
+
+TEST(HostileInput, ManySmallElementsAreRefusedBeforeTheyCostMemory) {
+  // A tree takes 16 times the size of such a text.
+  static std::size_t allocated;
+  allocated = 0;
+  const pugi::allocation_function before = pugi::get_memory_allocation_function();
+  const pugi::deallocation_function freeing = pugi::get_memory_deallocation_function();
+  pugi::set_memory_management_functions(
+      [](std::size_t size) {
+        allocated += size;
+        return std::malloc(size);
+      },
+      std::free);
+  std::string text = "<r>";
+  while (text.size() < (20u << 20)) text += "<a/>";
+  text += "</r>";
+  std::string failure;
+  {
+    TVqDOMDocument document;
+    try {
+      document.LoadFromBytes(text);
+    } catch (const EVqXMLError& error) {
+      failure = error.what();
+    }
+  }
+  pugi::set_memory_management_functions(before, freeing);
+  EXPECT_THAT(failure, testing::StartsWith("The document has more than 4000000 nodes. (line 1, column "));
+  EXPECT_LT(allocated, 1u << 20);
+}
+
 TEST(HostileInput, EntitiesOfADocumentTypeExpandNothing) {
   EXPECT_THROW(Read("<!DOCTYPE a [<!ENTITY x \"xxxxxxxxxx\"><!ENTITY y \"&x;&x;&x;\">]><a>&y;</a>"), EVqXMLError);
   EXPECT_THROW(Read("<!DOCTYPE a SYSTEM \"file:///etc/passwd\"><a/>"), EVqXMLError);
@@ -380,7 +430,7 @@ TEST(HostileInput, RandomBytesNeverGetThroughUnchecked) {
   EXPECT_GT(accepted, 100);
 }
 
-// -- The quick look ---------------------------------------------------------------------------------------------------
+// ---- The quick look
 
 TEST(QuickLook, EveryKernelSeesTheSame) {
   std::uint32_t state = 99;
@@ -538,7 +588,7 @@ TEST(QuickLook, AnOrdinaryPageIsNeverReadTwice) {
   EXPECT_EQ(scan.Declarations[1].Element, 1u);
 }
 
-// -- The event --------------------------------------------------------------------------------------------------------
+// ---- The event
 
 TEST(ParseErrorEvent, CarriesPlaceAndMessage) {
   TVqDOMDocument document;
