@@ -78,7 +78,7 @@ IVqDOMElement::IVqDOMElement(const IVqDOMNode& ANode)
 IVqDOMAttribute::IVqDOMAttribute(const IVqDOMNode& ANode)
     : IVqDOMNode(TVqDOMFactory::IsAttribute(ANode) ? ANode : IVqDOMNode()) {}
 
-// -- Names ------------------------------------------------------------------------------------------------------------
+// ---- Names
 
 namespace {
 std::string_view HandleName(const IVqDOMNode& handle) {
@@ -134,7 +134,7 @@ string IVqDOMNode::GetNamespaceURI() const {
   return IsElement(node) ? TextFromUtf8(NamespaceAt(node, prefix)) : string();
 }
 
-// -- Text -------------------------------------------------------------------------------------------------------------
+// ---- Text
 
 namespace {
 std::string_view HandleText(const IVqDOMNode& handle, std::string& scratch) {
@@ -220,7 +220,7 @@ void IVqDOMNode::SetInnerXML(const TVqUtf8View& AMarkup) const {
   data.StructureChanged();
 }
 
-// -- Around the node --------------------------------------------------------------------------------------------------
+// ---- Around the node
 
 IVqDOMElement IVqDOMNode::GetParentElement() const {
   if (!FNode) return {};
@@ -298,7 +298,7 @@ TVqDOMNodeList IVqDOMNode::GetChildren() const {
   return list;
 }
 
-// -- Tree surgery -----------------------------------------------------------------------------------------------------
+// ---- Tree surgery
 
 IVqDOMNode IVqDOMNode::AddChild(const IVqDOMNode& ANode) const {
   TVqDOMData& data = Writable(*this);
@@ -424,7 +424,7 @@ void IVqDOMNode::NormalizeTextNodes() const {
   }
 }
 
-// -- Streams ----------------------------------------------------------------------------------------------------------
+// ---- Streams
 
 void IVqDOMNode::SaveToStream(TVqStream& AStream, std::int32_t ACodePage, bool AIndent) const {
   const std::int32_t codePage = ACodePage == kVqCodePageDefault ? kVqCodePageUtf8 : ACodePage;

@@ -178,7 +178,7 @@ TVqDOMData& Writable(const IVqDOMNode& handle);
 /// The same for an element.
 TVqDOMData& WritableElement(const IVqDOMNode& handle);
 
-// -- Nodes of the parser ----------------------------------------------------------------------------------------------
+// ---- Nodes of the parser
 
 inline bool IsElement(pugi::xml_node node) {
   return node.type() == pugi::node_element;
@@ -248,7 +248,7 @@ pugi::xml_node InsertNamed(pugi::xml_node parent, pugi::xml_node_type type, cons
 /// The namespace that a prefix has at an element.
 std::string_view NamespaceAt(pugi::xml_node element, std::string_view prefix);
 
-// -- Parsing ----------------------------------------------------------------------------------------------------------
+// ---- Parsing
 
 /// Parses a reply or a file into a new tree and puts it into `data`. Raises EVqXMLError.
 void LoadDocument(TVqDOMData& data, std::string_view bytes, std::int32_t codePage);

@@ -86,7 +86,7 @@ TVqDOMElementList IVqDOMNode::CreateElementList(const TVqDOMSelection& ASelectio
   return SelectList(*this, *TVqDOMFactory::Path(ASelection), AOptions);
 }
 
-// -- Child elements ---------------------------------------------------------------------------------------------------
+// ---- Child elements
 
 IVqDOMElement IVqDOMElement::AddElement(const TVqUtf8View& AName) const {
   TVqDOMData& data = WritableElement(*this);
@@ -187,7 +187,7 @@ IVqDOMElement IVqDOMElement::ElementByName(const TVqUtf8View& ALocalName, const 
   return {};
 }
 
-// -- Attributes -------------------------------------------------------------------------------------------------------
+// ---- Attributes
 
 string IVqDOMElement::GetAttribute(const TVqUtf8View& AName, TVqDOMSelectOptions AOptions) const {
   const pugi::xml_attribute attribute = FindAttribute(RawNode(FNode), NameTest(AName.View()), ModeOf(AOptions));
@@ -274,7 +274,7 @@ TVqDOMAttrList IVqDOMElement::GetAttributes() const {
   return list;
 }
 
-// -- Typed text -------------------------------------------------------------------------------------------------------
+// ---- Typed text
 
 namespace {
 /// The text that is to be converted, null when there is none and the empty value is meant.
@@ -315,7 +315,7 @@ void IVqDOMElement::SetAsDateTime(TDateTime AValue) const {
   SetText(VqDateTimeToXML(AValue));
 }
 
-// -- Lists ------------------------------------------------------------------------------------------------------------
+// ---- Lists
 
 namespace {
 [[noreturn]] void Outside(std::int32_t index, std::int64_t count) {

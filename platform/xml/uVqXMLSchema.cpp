@@ -10,7 +10,7 @@ namespace velmore {
 
 using detail::TVqRawElement;
 
-// -- Classes ----------------------------------------------------------------------------------------------------------
+// ---- Classes
 
 bool TVqXMLSchemaClass::InheritsFrom(const TVqXMLSchemaClass& AOther) const noexcept {
   const TVqXMLSchemaClass* level = this;
@@ -66,7 +66,7 @@ IVqDOMElement TVqXMLSchemaClass::InsertInto(const IVqDOMElement& AParent, std::s
                               [&names](std::string_view name) { return names.FindExact(name); });
 }
 
-// -- Values -----------------------------------------------------------------------------------------------------------
+// ---- Values
 
 namespace detail {
 namespace {
@@ -143,7 +143,7 @@ void RaiseNoSchemaClass() {
 
 }  // namespace detail
 
-// -- The record -------------------------------------------------------------------------------------------------------
+// ---- The record
 
 constinit const TVqXMLSchemaClass detail::RootSchemaClass("TVqXMLSchemaElement", nullptr, nullptr, 0, 0,
                                                           &MakeRecord<TVqXMLSchemaElement>);
@@ -208,7 +208,7 @@ void TVqXMLSchemaElement::AssignTo(TVqXMLSchemaElement* ATarget) const {
   AssignTo(*ATarget);
 }
 
-// -- Members ----------------------------------------------------------------------------------------------------------
+// ---- Members
 
 struct TVqXMLSchemaElement::TMember {
   std::string_view Name;
@@ -337,7 +337,7 @@ IVqDOMNode TVqXMLSchemaElement::GetNodeByIndex(std::int32_t AIndex, bool ACreate
   return node || !ACreate ? node : MakeNode(member);
 }
 
-// -- Loading on demand ------------------------------------------------------------------------------------------------
+// ---- Loading on demand
 
 void TVqXMLSchemaElement::SetOnGetSOAPElement(TVqGetSOAPElementEvent AHandler) {
   if (AHandler || FExtras) Extras().OnGetSOAPElement = std::move(AHandler);
@@ -355,7 +355,7 @@ bool TVqXMLSchemaElement::Demand(const TMember& member) const {
   return true;
 }
 
-// -- Values of members ------------------------------------------------------------------------------------------------
+// ---- Values of members
 
 std::string_view TVqXMLSchemaElement::ReadText(std::int32_t index, std::string& scratch) const {
   const TMember member = MemberByIndex(index);
@@ -470,7 +470,7 @@ void TVqXMLSchemaElement::SetGuidValue(std::int32_t AIndex, const TGUID& AValue)
   SetValue(AIndex, TVqUtf8View(VqGuidToXML(AValue)));
 }
 
-// -- Children, arrays, choices ----------------------------------------------------------------------------------------
+// ---- Children, arrays, choices
 
 namespace {
 

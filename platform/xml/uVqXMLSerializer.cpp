@@ -98,7 +98,7 @@ IVqDOMElement TVqRecordVisitor::ChildNamed(const TVqUtf8View& AName) const {
   return child ? MakeElement(FElement, child) : IVqDOMElement();
 }
 
-// -- Records ----------------------------------------------------------------------------------------------------------
+// ---- Records
 
 string TVqXMLSchemaElement::Serialize(TVqDataSerializationFormatType AFormat) const {
   return TextOf(Element(), AFormat);
@@ -139,7 +139,7 @@ void TVqXMLSchemaElement::WriteRecord(std::int32_t index, void* value, DescribeF
   }
 }
 
-// -- Objects ----------------------------------------------------------------------------------------------------------
+// ---- Objects
 
 string TVqSerializable::Serialize(TVqDataSerializationFormatType AFormat) const {
   return TextOf(Tree(), AFormat);

@@ -156,7 +156,7 @@ TEST(Interfaces, SupportsFindsOtherInterfacesOfOneObject) {
   EXPECT_TRUE(Supports<IShelf>(plain) == shelf);
 }
 
-// --- components
+// ---- Components
 
 class TPart : public TVqComponent, public virtual IShelf {
  public:
@@ -428,7 +428,7 @@ TEST(Components, AreCountedAmongTheLiveObjects) {
   EXPECT_EQ(VqLiveObjectCount(), before);
 }
 
-// --- lists of texts
+// ---- Lists of texts
 
 TEST(Strings, KeepTheirOrder) {
   TVqStrings list;

@@ -11,7 +11,7 @@
 namespace velmore {
 namespace {
 
-// -- Handles ----------------------------------------------------------------------------------------------------------
+// ---- Handles
 
 TEST(Handle, ThatRefersToNothingIsAGoodCitizen) {
   const IVqDOMElement none;
@@ -110,7 +110,7 @@ TEST(Handle, OfAReplacedDocumentStaysValid) {
   EXPECT_EQ(old.GetText(), "still");
 }
 
-// -- Removed nodes ----------------------------------------------------------------------------------------------------
+// ---- Removed nodes
 
 TEST(RemovedNode, StaysValidAndCanBePutBack) {
   TVqDOMDocument document("<a><b k=\"1\">x<c/></b><d/></a>");
@@ -169,7 +169,7 @@ TEST(RemovedNode, AttributesStayValid) {
   EXPECT_EQ(root.CloneNode(true).GetXML(), "<a/>");
 }
 
-// -- Text -------------------------------------------------------------------------------------------------------------
+// ---- Text
 
 TEST(Text, OfAnElementIsAllTextInside) {
   TVqDOMDocument document("<a>1<b>2<c/></b><!-- no -->3<![CDATA[4]]></a>");
@@ -254,7 +254,7 @@ TEST(Text, TypedAccess) {
   EXPECT_THROW(a.GetAsDateTime(), EConvertError);
 }
 
-// -- Names ------------------------------------------------------------------------------------------------------------
+// ---- Names
 
 TEST(Name, ItsPartsAndItsChange) {
   TVqDOMDocument document("<t:a m:x=\"1\" xmlns:t=\"urn:t\" xmlns:m=\"urn:m\"><b xmlns=\"urn:d\"/></t:a>");
@@ -284,7 +284,7 @@ TEST(Name, ItsPartsAndItsChange) {
   EXPECT_EQ(TVqDOMDocument("<a/>").GetDocumentElement().GetNamespaceURI(), "");
 }
 
-// -- Children ---------------------------------------------------------------------------------------------------------
+// ---- Children
 
 TEST(Children, AreAddedLastOrWhereTheCallerSays) {
   TVqDOMDocument document;
@@ -405,7 +405,7 @@ TEST(Children, TextNodesAreJoined) {
   EXPECT_EQ(document.GetXML(), "<r>12<b>3<!----></b></r>");
 }
 
-// -- Inner XML --------------------------------------------------------------------------------------------------------
+// ---- Inner XML
 
 TEST(InnerXML, IsSetAndRead) {
   TVqDOMDocument document("<r k=\"1\"><old/></r>");
@@ -468,7 +468,7 @@ TEST(InnerXML, Formatted) {
   EXPECT_EQ(TVqDOMDocument("<r>a</r>").GetDocumentElement().GetFormattedInnerXML(), "a");
 }
 
-// -- Saving -----------------------------------------------------------------------------------------------------------
+// ---- Saving
 
 std::string Saved(const IVqDOMDocument& document, std::int32_t codePage, bool declaration, bool indent) {
   TVqMemoryStream stream;
@@ -577,7 +577,7 @@ TEST(Loading, ThroughEveryConstructor) {
   EXPECT_THROW(TVqDOMDocument("<a>"), EVqXMLError);
 }
 
-// -- Counters ---------------------------------------------------------------------------------------------------------
+// ---- Counters
 
 TEST(ModificationCount, ChangesWithEveryChangeAndWithNothingElse) {
   TVqDOMDocument document("<r><a x=\"1\">t</a></r>");
@@ -614,7 +614,7 @@ TEST(ModificationCount, ChangesWithEveryChangeAndWithNothingElse) {
   EXPECT_TRUE(changes([&] { document.LoadXML("<a/>"); }, true));
 }
 
-// -- What the typed records use ---------------------------------------------------------------------------------------
+// ---- What the typed records use
 
 TEST(RawAccess, ReadsInPlace) {
   TVqDOMDocument document("<r><t:a>1</t:a><t:b><c>2</c>3</t:b>x<t:d k=\"v\"/></r>");

@@ -27,7 +27,7 @@ IVqDOMElement Parse(const char* markup) {
   return VqCreateDOM(markup).GetDocumentElement();
 }
 
-// -- Numbers ----------------------------------------------------------------------------------------------------------
+// ---- Numbers
 
 template <typename T>
 void ExpectKept(std::initializer_list<T> values) {
@@ -63,7 +63,7 @@ TEST(XMLSchemaEdges, NumberThatDoesNotFitIsRefused) {
   EXPECT_EQ(record.GetXML(), "<t:S><t:Number>-1</t:Number></t:S>");
 }
 
-// -- Texts of servers -------------------------------------------------------------------------------------------------
+// ---- Texts of servers
 
 enum TColour : std::int32_t { coRed, coGreen };
 const TVqEnumInfo& VqEnumInfoOf(TColour) noexcept {
@@ -85,7 +85,7 @@ TEST(XMLSchemaEdges, TimeOfDayIsOnTheWallWhateverItsZone) {
   EXPECT_EQ(record.GetTimeValue(mText), 0.75);
 }
 
-// -- What is refused --------------------------------------------------------------------------------------------------
+// ---- What is refused
 
 TEST(XMLSchemaEdges, TextThatIsRefusedLeavesNothingBehind) {
   TSample record(Parse("<t:S><t:Number>1</t:Number></t:S>"));
@@ -106,7 +106,7 @@ TEST(XMLSchemaEdges, DateThatIsRefusedLeavesNothingBehind) {
   EXPECT_EQ(record.GetXML(), "<t:S/>");
 }
 
-// -- Members and their nodes ------------------------------------------------------------------------------------------
+// ---- Members and their nodes
 
 TEST(XMLSchemaEdges, NodeIsGivenByIndexAndMadeOnlyWhenToldTo) {
   TSample record(Parse("<t:S/>"));
@@ -204,7 +204,7 @@ TEST(XMLSchemaEdges, EntriesThatWereAllAskedForKeepTheirPositionsWhenOneIsDelete
   EXPECT_EQ(entries.Count(), 2);
 }
 
-// -- As text ----------------------------------------------------------------------------------------------------------
+// ---- As text
 
 TEST(XMLSchemaEdges, NothingIsLeftOfNamespacesWhenTheyAreExcluded) {
   TSample record(

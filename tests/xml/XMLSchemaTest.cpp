@@ -491,7 +491,7 @@ TEST_F(XMLSchema, SimpleContentIsTextBesideAttributes) {
   EXPECT_EQ(number.GetValue(), 12);
 }
 
-// -- Loading on demand ------------------------------------------------------------------------------------------------
+// ---- Loading on demand
 
 class XMLSchemaDemand : public XMLSchema {
  protected:
@@ -574,7 +574,7 @@ TEST_F(XMLSchemaDemand, HandlerMayTakeItselfOffAndMayRaise) {
   EXPECT_EQ(TextOfFailure([&] { record.GetStringValue(mText); }), "no answer");
 }
 
-// -- Serialisation ----------------------------------------------------------------------------------------------------
+// ---- Serialisation
 
 TEST_F(XMLSchema, RecordSurvivesXMLAndJSON) {
   const char* kMarkup =

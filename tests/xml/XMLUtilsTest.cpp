@@ -283,7 +283,7 @@ TEST(Guids, InLowerCaseWithoutBraces) {
   EXPECT_THROW(VqXMLToGuid("00062008"), EConvertError);
 }
 
-// -- The text stream --------------------------------------------------------------------------------------------------
+// ---- The text stream
 
 TEST(Escaping, MakesMarkupThatReadsBackAsTheText) {
   EXPECT_EQ(VqEscapeXML("a<b>c & \"d\" 'e'"), "a&lt;b&gt;c &amp; &quot;d&quot; &apos;e&apos;");
