@@ -205,6 +205,11 @@ std::string TVqMemoryStream::TakeBytes() noexcept {
   return std::exchange(FBytes, {});
 }
 
+void TVqMemoryStream::Clear() noexcept {
+  FBytes.clear();
+  FPosition = 0;
+}
+
 TVqFileStream::TVqFileStream(const string& AFileName, TVqFileMode AMode) : FName(AFileName) {
   if (AFileName.Contains(string(std::u16string(1, u'\0')))) {  // the system would take the part before it
     FFile = nullptr;

@@ -252,8 +252,11 @@ class TVqMemoryStream : public TVqStream {
   const std::string& Bytes() const noexcept { return FBytes; }
   /// Hands the bytes out without a copy and leaves the stream empty, at position 0.
   std::string TakeBytes() noexcept;
+  /// Takes everything out; the position is 0.
+  void Clear() noexcept;
 
- private:
+ protected:
+  /// For streams that do more with their bytes.
   std::string FBytes;
   std::uint64_t FPosition = 0;
 };

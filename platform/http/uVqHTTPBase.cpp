@@ -6,33 +6,9 @@ namespace velmore {
 
 // ---------------------------------------------------------------------------------------------------- reply stream
 
-std::size_t TVqHTTPReplyStream::Read(void* buffer, std::size_t count) {
-  if (FPosition >= FBytes.size()) return 0;
-  const std::size_t taken = FBytes.copy(static_cast<char*>(buffer), count, static_cast<std::size_t>(FPosition));
-  FPosition += taken;
-  return taken;
-}
-
-void TVqHTTPReplyStream::Write(const void* buffer, std::size_t count) {
-  const auto position = static_cast<std::size_t>(FPosition);
-  if (FBytes.size() < position + count) FBytes.resize(position + count);
-  FBytes.replace(position, count, static_cast<const char*>(buffer), count);
-  FPosition += count;
-}
-
-void TVqHTTPReplyStream::Clear() noexcept {
-  FBytes.clear();
-  FPosition = 0;
-}
-
 void TVqHTTPReplyStream::Consume(std::size_t ACount) noexcept {
   FBytes.erase(0, ACount < FBytes.size() ? ACount : FBytes.size());
   FPosition = 0;
-}
-
-std::string TVqHTTPReplyStream::TakeBytes() noexcept {
-  FPosition = 0;
-  return std::exchange(FBytes, {});
 }
 
 // --------------------------------------------------------------------------------------------------------- session

@@ -59,29 +59,12 @@ using TVqHTTPResponseHandler = std::function<void(const TVqRef<IVqHTTPResponse>&
 /// The bytes of a reply as they arrive, with a position.
 ///
 /// Owns its bytes. Made by the client; belongs to the thread of the request. Raises nothing of its own.
-class TVqHTTPReplyStream : public TVqStream {
+class TVqHTTPReplyStream : public TVqMemoryStream {
  public:
-  using TVqStream::Write;
-  std::size_t Read(void* buffer, std::size_t count) override;
-  void Write(const void* buffer, std::size_t count) override;
-  std::uint64_t GetPosition() const override { return FPosition; }
-  void SetPosition(std::uint64_t AValue) override { FPosition = AValue; }
-  std::uint64_t GetSize() const override { return FBytes.size(); }
-
-  /// All bytes. Valid until the stream changes.
-  std::string_view Bytes() const noexcept { return FBytes; }
-  /// Empties the stream, position 0.
-  void Clear() noexcept;
   /// Takes the first `ACount` bytes out and moves the rest to the front, position 0.
   void Consume(std::size_t ACount) noexcept;
   /// Puts bytes behind the last one; the position stays.
   void Append(std::string_view ABytes) { FBytes.append(ABytes); }
-  /// Takes everything out.
-  std::string TakeBytes() noexcept;
-
- private:
-  std::string FBytes;
-  std::uint64_t FPosition = 0;
 };
 
 /// Cookies of a session, shared by all clients on it.

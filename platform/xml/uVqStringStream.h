@@ -14,7 +14,7 @@ namespace velmore {
 ///
 /// Owns its bytes; a copy copies them. One thread at a time. Raises EConvertError for an unknown code page. Characters
 /// that the code page lacks become "?"; bytes that are no text in it become U+FFFD when read.
-class TVqStringStream : public TVqStream {
+class TVqStringStream : public TVqMemoryStream {
  public:
   /// `AInitialCapacity` is a hint, in bytes.
   explicit TVqStringStream(std::int32_t ACodePage = kVqCodePageUtf8, std::size_t AInitialCapacity = 16);
@@ -30,22 +30,11 @@ class TVqStringStream : public TVqStream {
   void SetAsString(const TVqUtf8View& AText);
   /// The bytes in the stream's code page.
   const std::string& GetAString() const noexcept { return FBytes; }
-  /// Takes everything out; the position is 0.
-  void Clear() noexcept;
   /// True when there is no byte, wherever the position is.
   bool IsEmpty() const noexcept { return FBytes.empty(); }
 
-  using TVqStream::Write;
-  std::size_t Read(void* buffer, std::size_t count) override;
-  void Write(const void* buffer, std::size_t count) override;
-  std::uint64_t GetPosition() const override { return FPosition; }
-  void SetPosition(std::uint64_t AValue) override { FPosition = AValue; }
-  std::uint64_t GetSize() const override { return FBytes.size(); }
-
  private:
   std::int32_t FCodePage;
-  std::string FBytes;
-  std::uint64_t FPosition = 0;
 };
 
 /// Text to bytes and back. UTF-8, UTF-16 in both orders, us-ascii, ISO-8859-1 and windows-1252; others raise

@@ -10,6 +10,41 @@ namespace velmore::detail {
 namespace {
 
 /// Writes UTF-8. Walks without recursion, so that no depth of a tree is too much.
+constexpr std::size_t kLargeText = 1 << 20, kBehindLargeText = 64 << 10;
+
+const char* Reference(char c) {
+  switch (c) {
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '&':
+      return "&amp;";
+    case '"':
+      return "&quot;";
+    case '\t':
+      return "&#9;";
+    case '\n':
+      return "&#10;";
+    default:
+      return "&#13;";
+  }
+}
+
+// Appends a text, the special characters in it as references.
+void AppendEscaped(std::string& out, const char* text, const char* special) {
+  for (;;) {
+    const std::size_t plain = std::strcspn(text, special);
+    // What outweighs everything else is not to be copied again for what follows it.
+    if (plain >= kLargeText && plain > out.size()) out.reserve(out.size() + plain + kBehindLargeText);
+    out.append(text, plain);
+    text += plain;
+    const char c = *text++;
+    if (c == '\0') return;
+    out += Reference(c);
+  }
+}
+
 class TWriter {
  public:
   TWriter(std::string& out, const TVqDOMData& data, const TVqWriteOptions& options)
@@ -181,33 +216,8 @@ class TWriter {
     FOut += "]]>";
   }
 
-  void Escape(const char* text) {
-    for (;;) {
-      const std::size_t plain = std::strcspn(text, "<>&\r");
-      // What outweighs everything else is not to be copied again for what follows it.
-      if (plain >= kLargeText && plain > FOut.size()) FOut.reserve(FOut.size() + plain + kBehindLargeText);
-      FOut.append(text, plain);
-      text += plain;
-      switch (*text++) {
-        case '<':
-          FOut += "&lt;";
-          break;
-        case '>':
-          FOut += "&gt;";
-          break;
-        case '&':
-          FOut += "&amp;";
-          break;
-        case '\r':
-          FOut += "&#13;";  // a bare one would be read back as LF
-          break;
-        default:
-          return;
-      }
-    }
-  }
-
-  static constexpr std::size_t kLargeText = 1 << 20, kBehindLargeText = 64 << 10;
+  /// In a text. A bare CR would be read back as LF.
+  void Escape(const char* text) { AppendEscaped(FOut, text, "<>&\r"); }
 
   std::string& FOut;
   const TVqDOMData& FData;
@@ -231,37 +241,9 @@ void Encoded(std::string& out, const TVqDOMData& data, const TVqWriteOptions& op
 
 }  // namespace
 
+// White space in a value would be read back as blanks.
 void AppendEscapedValue(std::string& out, const char* text) {
-  for (;;) {
-    const std::size_t plain = std::strcspn(text, "<>&\"\t\n\r");
-    out.append(text, plain);
-    text += plain;
-    switch (*text++) {
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '&':
-        out += "&amp;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\t':
-        out += "&#9;";  // white space in a value would be read back as blanks
-        break;
-      case '\n':
-        out += "&#10;";
-        break;
-      case '\r':
-        out += "&#13;";
-        break;
-      default:
-        return;
-    }
-  }
+  AppendEscaped(out, text, "<>&\"\t\n\r");
 }
 
 void WriteNode(std::string& out, const IVqDOMNode& node, const TVqWriteOptions& options) {
