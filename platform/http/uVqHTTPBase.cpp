@@ -175,13 +175,16 @@ void TVqHTTPSessionBase::Cancel() noexcept {
 
 // ------------------------------------------------------------------------------------------------------- identities
 
-std::shared_ptr<const TVqHTTPIdentity> TVqHTTPSessionState::Identify(TVqHTTPIdentity wanted) {
+std::shared_ptr<const TVqHTTPIdentity> TVqHTTPSessionState::Identify(TVqHTTPAuthentication authentication,
+                                                                     const TVqCredentials& credentials,
+                                                                     const TVqCredentials& proxyCredentials,
+                                                                     const TVqOAuth& oauth) {
   const std::scoped_lock lock(Mutex);
   for (const auto& known : Identities) {
-    if (known->SameAs(wanted)) return known;
+    if (known->SameAs(authentication, credentials, proxyCredentials, oauth)) return known;
   }
-  wanted.Number = ++LastIdentity;
-  auto made = std::make_shared<const TVqHTTPIdentity>(std::move(wanted));
+  auto made = std::make_shared<const TVqHTTPIdentity>(
+      TVqHTTPIdentity{authentication, credentials, proxyCredentials, oauth, ++LastIdentity});
   Identities.push_back(made);
   return made;
 }
@@ -226,14 +229,10 @@ void TVqHTTPClientBase::LeaveSession() noexcept {
 
 // Looked at before each request: credentials and settings are handed out by reference, so nothing else notices a change.
 std::uint64_t TVqHTTPClientBase::Identify() {
-  TVqHTTPIdentity now{FAuthentication, FCredentials, FProxyCredentials, FOAuth, 0};
-  // Where the settings say who comes, a token is only renewed.
-  const TVqOAuthGrantType grant = FOAuth.GetGrantType();
-  if (grant == TVqOAuthGrantType::Password || grant == TVqOAuthGrantType::ClientCredentials)
-    now.OAuth.SetAccessToken({});
-  if (FIdentity && FIdentity->SameAs(now)) return FIdentity->Number;
+  if (FIdentity && FIdentity->SameAs(FAuthentication, FCredentials, FProxyCredentials, FOAuth))
+    return FIdentity->Number;
   const bool changed = FIdentity != nullptr;
-  FIdentity = FSession->Identify(std::move(now));
+  FIdentity = FSession->Identify(FAuthentication, FCredentials, FProxyCredentials, FOAuth);
   if (changed) {
     FEngine->DropConnections();
     FKnownScheme = schemeNone;

@@ -40,9 +40,13 @@ struct TVqHTTPIdentity {
   TVqOAuth OAuth;
   std::uint64_t Number = 0;  // of its session; 0 is nobody's
 
-  bool SameAs(const TVqHTTPIdentity& other) const {
-    return Authentication == other.Authentication && Credentials == other.Credentials &&
-           ProxyCredentials == other.ProxyCredentials && OAuth == other.OAuth;
+  /// Where the grant says who comes, a token is only renewed.
+  bool SameAs(TVqHTTPAuthentication authentication, const TVqCredentials& credentials,
+              const TVqCredentials& proxyCredentials, const TVqOAuth& oauth) const {
+    const TVqOAuthGrantType grant = oauth.GetGrantType();
+    const bool named = grant == TVqOAuthGrantType::Password || grant == TVqOAuthGrantType::ClientCredentials;
+    return Authentication == authentication && Credentials == credentials && ProxyCredentials == proxyCredentials &&
+           OAuth.SameSettings(oauth) && (named || OAuth.GetAccessToken() == oauth.GetAccessToken());
   }
 };
 
@@ -59,7 +63,9 @@ struct TVqHTTPSessionState {
   std::uint64_t LastIdentity = 0;
 
   /// The identity with these values, which clients with the same ones share.
-  std::shared_ptr<const TVqHTTPIdentity> Identify(TVqHTTPIdentity wanted);
+  std::shared_ptr<const TVqHTTPIdentity> Identify(TVqHTTPAuthentication authentication,
+                                                  const TVqCredentials& credentials,
+                                                  const TVqCredentials& proxyCredentials, const TVqOAuth& oauth);
   /// Takes the cookies of identities away that no client has any more.
   void ForgetTheGone();
 };

@@ -13,4 +13,10 @@ bool TVqOAuthAccessToken::GetExpired() const {
   return VqNow() >= end;
 }
 
+bool TVqOAuth::SameSettings(const TVqOAuth& AOther) const {
+  return FClientId == AOther.FClientId && FClientSecret == AOther.FClientSecret &&
+         FRedirectURI == AOther.FRedirectURI && FAuthorizationEndpoint == AOther.FAuthorizationEndpoint &&
+         FTokenEndpoint == AOther.FTokenEndpoint && FScope == AOther.FScope && FGrantType == AOther.FGrantType;
+}
+
 }  // namespace velmore

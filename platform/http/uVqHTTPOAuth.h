@@ -70,8 +70,8 @@ class TVqOAuth {
 
   /// Takes over all settings and the token.
   void Assign(const TVqOAuth& ASource) { *this = ASource; }
-  /// All settings and the token are equal.
-  friend bool operator==(const TVqOAuth&, const TVqOAuth&) = default;
+  /// True when all settings are equal, whatever the tokens are.
+  bool SameSettings(const TVqOAuth& AOther) const;
 
  private:
   string FClientId;

@@ -20,7 +20,9 @@ string VqShownAddress(const string& address, std::size_t most) {
   std::u16string_view rest = address.view();
   rest = rest.substr(0, rest.find_first_of(u"?#"));
   const std::size_t scheme = rest.find(u"//");
-  const std::size_t start = scheme == std::u16string_view::npos ? 0 : scheme + 2;
+  const bool leads =
+      scheme != std::u16string_view::npos && rest.substr(0, scheme).find(u'@') == std::u16string_view::npos;
+  const std::size_t start = leads ? scheme + 2 : 0;
   std::u16string shown(rest.substr(0, start));
   rest.remove_prefix(start);
   // A backslash is a slash to many a program, and a password may hold either: nothing up to the last "@" is shown.

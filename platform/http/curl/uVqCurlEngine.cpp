@@ -273,12 +273,15 @@ void TVqCurlEngine::CollectHeaders(bool ofProxy) {
   }
 }
 
+std::string_view TVqCurlEngine::Origin() const {
+  const std::string_view url = FRequest->URL;
+  return url.substr(0, url.find('/', url.find("://") + 3));
+}
+
 // "mail.example.com:8443", for messages.
 string TVqCurlEngine::Host() const {
-  const std::string_view url = FRequest->URL;
-  const std::size_t start = url.find("://");
-  if (start == std::string_view::npos) return {};
-  return url.substr(start + 3, url.find('/', start + 3) - start - 3);
+  const std::string_view origin = Origin();
+  return origin.substr(origin.find("://") + 3);
 }
 
 void TVqCurlEngine::RaiseCancelled() {

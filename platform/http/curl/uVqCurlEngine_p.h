@@ -120,6 +120,7 @@ class TVqCurlEngine final : public TVqHTTPEngine {
   curl_socket_t OpenSocket(const curl_sockaddr& address);
   int BeforeClosing(curl_socket_t socket);
   void LookForCredentials(std::string_view headers);
+  std::string_view Origin() const;
   string Host() const;
 
   std::mutex FHandleMutex;  // protects FMulti against Wake while it is exchanged

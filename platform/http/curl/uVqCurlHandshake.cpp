@@ -43,9 +43,8 @@ void TVqCurlEngine::PerformHandshake() {
     FSpeaksPort = 0;
   }
   // Without a certificate seen there is nothing to bind a token to: it is asked for by the request itself.
-  if (FRequest->URL.starts_with("https:") && FBoundOrigin != FAddressText) {
+  if (FRequest->URL.starts_with("https:") && FBoundOrigin != Origin()) {
     PerformLeg({});
-    FBoundOrigin = FAddressText;
     if (FReply.Status != 401) return;
   }
   // Once more when the connection went in the middle, or had another certificate.

@@ -152,6 +152,7 @@ int TVqCurlEngine::BeforeSending(int port) {
   }
   FPort = port;
   FBinding = VqEndPointBinding(FEasy);
+  FBoundOrigin = Origin();
   // A proof belongs to the connection and the certificate that it was made for.
   FOtherConnection = (FLeg->Port != 0 && FLeg->Port != port) || (FLeg->Bound && FLeg->Binding != FBinding);
   if (FOtherConnection) return CURL_PREREQFUNC_ABORT;
