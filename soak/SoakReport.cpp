@@ -41,9 +41,9 @@ std::string ClassOf(const std::exception& failure) {
 bool IsDocumented(const std::string& name, const std::string& text) {
   if (name == "EVqException")
     return text == "The body of the reply is empty." || text.starts_with("The reply holds no ");
-  static constexpr std::array kNames = {"EEWSException",       "EEWSServerBusy",   "EVqSOAPFault",
-                                        "EVqSOAPServerBusy",   "EVqSOAPUnexpectedReply",   "EVqHTTPException", "EVqHTTPServerBusy",
-                                        "EVqHTTPApiException", "EVqXMLError",      "EConvertError"};
+  static constexpr std::array kNames = {
+      "EEWSException",    "EEWSServerBusy",    "EVqSOAPFault",        "EVqSOAPServerBusy", "EVqSOAPUnexpectedReply",
+      "EVqHTTPException", "EVqHTTPServerBusy", "EVqHTTPApiException", "EVqXMLError",       "EConvertError"};
   return std::any_of(kNames.begin(), kNames.end(), [&](const char* known) { return name == known; });
 }
 

@@ -4,14 +4,14 @@
 
 namespace velmore {
 
-// ---------------------------------------------------------------------------------------------------- reply stream
+// ---- Reply stream
 
 void TVqHTTPReplyStream::Consume(std::size_t ACount) noexcept {
   FBytes.erase(0, ACount < FBytes.size() ? ACount : FBytes.size());
   FPosition = 0;
 }
 
-// --------------------------------------------------------------------------------------------------------- session
+// ---- Session
 
 TVqHTTPSessionBase::TVqHTTPSessionBase(TVqComponent* AOwner)
     : TVqComponent(AOwner), FState(std::make_shared<TVqHTTPSessionState>()) {
@@ -173,7 +173,7 @@ void TVqHTTPSessionBase::Cancel() noexcept {
   for (TVqHTTPClientBase* const client : FState->Clients) client->Cancel();
 }
 
-// ------------------------------------------------------------------------------------------------------- identities
+// ---- Identities
 
 std::shared_ptr<const TVqHTTPIdentity> TVqHTTPSessionState::Identify(TVqHTTPAuthentication authentication,
                                                                      const TVqCredentials& credentials,
@@ -207,7 +207,7 @@ TVqEngineRequest::~TVqEngineRequest() {
   }
 }
 
-// ---------------------------------------------------------------------------------------------------------- client
+// ---- Client
 
 TVqHTTPClientBase::TVqHTTPClientBase(TVqComponent* AOwner, bool AUseWinHTTP)
     : TVqComponent(AOwner), FAdditionalHeaders(false), FEngine(VqCreateHTTPEngine(AUseWinHTTP)) {}

@@ -30,9 +30,9 @@ bool IsWithin(std::string_view host, std::string_view domain) {
 }
 
 // The parts of a "Set-Cookie" value, one after the other.
-class CookieParts {
+class TVqCookieParts {
  public:
-  explicit CookieParts(std::string_view text) : FRest(text) {}
+  explicit TVqCookieParts(std::string_view text) : FRest(text) {}
   bool AtEnd() const { return FRest.empty(); }
   std::string_view Next() {
     const std::size_t end = FRest.find(';');
@@ -81,7 +81,7 @@ void TVqHTTPCookies::Add(const string& AURL, const string& ACookie) {
 }
 
 void TVqHTTPCookies::AddOf(std::uint64_t AIdentity, const string& AURL, std::string_view ACookie) {
-  CookieParts parts(ACookie);
+  TVqCookieParts parts(ACookie);
   const std::string_view pair = parts.Next();
   const std::size_t mark = pair.find('=');
   if (mark == std::string_view::npos || mark == 0 || pair.size() > kMostBytes) return;
@@ -118,15 +118,15 @@ void TVqHTTPCookies::AddOf(std::uint64_t AIdentity, const string& AURL, std::str
 // The oldest ones make room.
 void TVqHTTPCookies::Keep(Cookie ACookie, std::int64_t ANow) {
   const auto sameHost = [&](const Cookie& known) {
-    return known.Host == ACookie.Host && known.Identity == ACookie.Identity;
+    return known.Identity == ACookie.Identity && known.Host == ACookie.Host;
   };
-  if (std::count_if(FCookies.begin(), FCookies.end(), sameHost) >= kMostOfHost || FCookies.size() >= kMost) {
+  const auto ofHost = [&] { return std::count_if(FCookies.begin(), FCookies.end(), sameHost); };
+  const auto full = [&](std::ptrdiff_t count) { return count >= kMostOfHost || FCookies.size() >= kMost; };
+  if (full(ofHost())) {
     std::erase_if(FCookies, [&](const Cookie& known) { return known.Expired(ANow); });
+    if (ofHost() >= kMostOfHost) FCookies.erase(std::find_if(FCookies.begin(), FCookies.end(), sameHost));
+    if (FCookies.size() >= kMost) FCookies.erase(FCookies.begin());
   }
-  if (std::count_if(FCookies.begin(), FCookies.end(), sameHost) >= kMostOfHost) {
-    FCookies.erase(std::find_if(FCookies.begin(), FCookies.end(), sameHost));
-  }
-  if (FCookies.size() >= kMost) FCookies.erase(FCookies.begin());
   FCookies.push_back(std::move(ACookie));
 }
 

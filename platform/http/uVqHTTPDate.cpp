@@ -23,7 +23,7 @@ int Number(std::string_view digits) noexcept {
 }
 
 // What the forms have in common: a day, a month's name, a year and hh:mm:ss, each a word of its own.
-struct Parts {
+struct TVqDateParts {
   int Day = 0, Month = 0, Year = -1, Hour = -1, Minute = 0, Second = 0;
 
   void Take(std::string_view word) noexcept {
@@ -50,7 +50,7 @@ struct Parts {
 }  // namespace
 
 std::optional<std::int64_t> VqHTTPDate(std::string_view text) noexcept {
-  Parts parts;
+  TVqDateParts parts;
   for (std::size_t at = 0; at < text.size();) {
     std::size_t end = at;
     while (end < text.size() && IsWord(text[end])) ++end;

@@ -8,7 +8,7 @@ using namespace velmore;
 namespace {
 
 // Challenge 0123456789abcdef in the short form of old servers: Unicode, no target information, no version.
-constexpr const char* NtlmShortChallenge = "NTLM TlRMTVNTUAACAAAAAAAAADAAAAABAgAAASNFZ4mrze8AAAAAAAAAAAAAAAAwAAAA";
+constexpr const char* kNtlmShortChallenge = "NTLM TlRMTVNTUAACAAAAAAAAADAAAAABAgAAASNFZ4mrze8AAAAAAAAAAAAAAAAwAAAA";
 
 std::string LittleEndian(std::uint32_t value, int bytes) {
   std::string text;
@@ -42,7 +42,7 @@ std::string NtlmChallenge() {
 }
 
 // "anna:geheim"
-constexpr const char* BasicHeader = "Basic YW5uYTpnZWhlaW0=";
+constexpr const char* kBasicHeader = "Basic YW5uYTpnZWhlaW0=";
 
 // What the third message of an NTLM handshake says: "DOMAIN" and "user".
 std::string NtlmField(const std::string& message, std::size_t at) {
@@ -151,9 +151,9 @@ TEST(Authentication, BasicAfterTheChallengeAndFromThenOnAtOnce) {
   EXPECT_EQ(Post(client, server.Url(), "body")->GetText(), "1");
   EXPECT_EQ(Post(client, server.Url(), "body")->GetText(), "2");
   EXPECT_EQ(server.Requests()[0].Header("Authorization"), "");
-  EXPECT_EQ(server.Requests()[1].Header("Authorization"), BasicHeader);
+  EXPECT_EQ(server.Requests()[1].Header("Authorization"), kBasicHeader);
   EXPECT_EQ(server.Requests()[1].Body, "body");
-  EXPECT_EQ(server.Requests()[2].Header("Authorization"), BasicHeader);
+  EXPECT_EQ(server.Requests()[2].Header("Authorization"), kBasicHeader);
   EXPECT_EQ(server.Complaints(), "");
   EXPECT_EQ(server.Connections(), 1);
 }
@@ -190,7 +190,7 @@ TEST(Authentication, OtherCredentialsStartWithAChallengeAgain) {
   client->GetCredentials().SetPassword("other");
   Get(client, server.Url());
   EXPECT_EQ(server.Requests()[2].Header("Authorization"), "");
-  EXPECT_NE(server.Requests()[3].Header("Authorization"), BasicHeader);
+  EXPECT_NE(server.Requests()[3].Header("Authorization"), kBasicHeader);
   EXPECT_EQ(server.Complaints(), "");
 }
 
@@ -235,7 +235,7 @@ TEST(Authentication, ARefusedNtlmPasswordIsNotOfferedAgainAsBasic) {
 TEST(Authentication, AnOldServersShortChallengeIsAnsweredOverPlainHttp) {
   ScriptedServer server;
   NtlmServer ntlm(server);
-  ntlm.Challenge = NtlmShortChallenge;
+  ntlm.Challenge = kNtlmShortChallenge;
   const auto client = As("CONTOSO\\anna", "geheim");
   for (int i = 0; i < 3; ++i) EXPECT_EQ(Post(client, server.Url(), "x")->GetStatus().Code, 200);
   EXPECT_EQ(ntlm.Names, "CONTOSO\\anna");
@@ -304,7 +304,7 @@ TEST(Authentication, FixedSchemesDoNotWaitForAChallenge) {
   const auto client = Anna();
   client->SetAuthentication(TVqHTTPAuthentication::basic);
   EXPECT_EQ(Get(client, server.Url())->GetText(), "x");
-  EXPECT_EQ(server.Requests()[0].Header("Authorization"), BasicHeader);
+  EXPECT_EQ(server.Requests()[0].Header("Authorization"), kBasicHeader);
   EXPECT_THROW(client->SetAuthentication(static_cast<TVqHTTPAuthentication>(5)), EVqHTTPInvalidArgument);
 }
 
@@ -411,8 +411,8 @@ TEST(OAuth, WithoutATokenTheTextSaysWhatIsMissing) {
 TEST(WinINetDialog, AsksAgainWithWhatThePersonTyped) {
   ScriptedServer server;
   server.Always([](const ScriptedServer::Request& request) {
-    return Plain(request.Header("Authorization") == BasicHeader ? ScriptedServer::Ok("in")
-                                                                : Refusal("WWW-Authenticate: Basic realm=\"x\"\r\n"));
+    return Plain(request.Header("Authorization") == kBasicHeader ? ScriptedServer::Ok("in")
+                                                                 : Refusal("WWW-Authenticate: Basic realm=\"x\"\r\n"));
   });
   TVqWinINetClient client;
   client.SetParentWnd(77);

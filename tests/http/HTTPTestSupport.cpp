@@ -16,7 +16,7 @@ class CleanEnvironment : public testing::Environment {
 
 [[maybe_unused]] const auto* const Installed = testing::AddGlobalTestEnvironment(new CleanEnvironment);
 
-constexpr std::string_view Alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 }  // namespace
 
@@ -30,7 +30,7 @@ std::string EncodeBase64(std::string_view bytes) {
       value = value << 8 | (i + k < bytes.size() ? static_cast<unsigned char>(bytes[i + k]) : 0U);
     }
     for (std::size_t k = 0; k < 4; ++k) {
-      text += i + k > bytes.size() ? '=' : Alphabet[value >> (18 - 6 * k) & 63];
+      text += i + k > bytes.size() ? '=' : kAlphabet[value >> (18 - 6 * k) & 63];
     }
   }
   return text;
@@ -41,7 +41,7 @@ std::string DecodeBase64(std::string_view base64) {
   unsigned value = 0;
   int bits = 0;
   for (const char c : base64) {
-    const auto digit = Alphabet.find(c);
+    const auto digit = kAlphabet.find(c);
     if (digit == std::string_view::npos) break;
     value = value << 6 | static_cast<unsigned>(digit);
     bits += 6;

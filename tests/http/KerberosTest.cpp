@@ -351,6 +351,25 @@ TEST_F(Kerberos, TheBindingIsThereWithoutAChallengeToo) {
   EXPECT_EQ(Post(client, bound.Url, "x")->GetText(), "anna@VELMORE.TEST");
 }
 
+// Behind one name stands another server: a proof that was made for the first one's certificate is not sent to it.
+TEST_F(Kerberos, AnotherCertificateIsNoticedBeforeAProofGoesOut) {
+  Bound first, second;
+  Kerberized atFirst(first.Server), atSecond(second.Server);
+  atFirst.EndPoint = first.EndPoint;
+  atSecond.EndPoint = second.EndPoint;
+  const auto client = As("anna@VELMORE.TEST", "geheim");
+  const TestFile trusted(first.Authority.Certificate() + second.Authority.Certificate());
+  client->GetSession()->SetCAFile(trusted.Path());
+  const auto place = [](const ScriptedServer& server) { return string("127.0.0.1:" + std::to_string(server.Port())); };
+  client->GetSession()->SetConnectTo({{"localhost:443", place(first.Server)}});
+  EXPECT_EQ(Post(client, "https://localhost/", "x")->GetText(), "anna@VELMORE.TEST");
+  client->GetSession()->SetConnectTo({{"localhost:443", place(second.Server)}});
+  client->GetComponent()->CloseConnections();
+  EXPECT_EQ(Post(client, "https://localhost/", "x")->GetText(), "anna@VELMORE.TEST");
+  EXPECT_EQ(second.Server.Requests().size(), 1U);
+  EXPECT_EQ(atSecond.Handshakes, 1);
+}
+
 TEST_F(Kerberos, AServerThatDemandsTheBindingRefusesWhoIsBoundElsewhere) {
   Bound bound;
   Kerberized negotiate(bound.Server);

@@ -17,7 +17,7 @@ struct Row {
   bool MayHaveBeenRead;
 };
 
-constexpr Row Rows[] = {
+constexpr Row kRows[] = {
     {"nothing known but that all went out", {.BodyTotal = 10, .BodyTaken = 10}, true},
     {"no body: the head went out", {}, true},
     {"half of the body was never taken", {.BodyTotal = 10, .BodyTaken = 5}, false},
@@ -72,7 +72,7 @@ constexpr Row Rows[] = {
 }  // namespace
 
 TEST(Resending, TheRuleRowByRow) {
-  for (const Row& row : Rows) EXPECT_EQ(VqMayHaveBeenRead(row.Connection), row.MayHaveBeenRead) << row.Story;
+  for (const Row& row : kRows) EXPECT_EQ(VqMayHaveBeenRead(row.Connection), row.MayHaveBeenRead) << row.Story;
 }
 
 TEST(Resending, WhatIsNoTcpConnectionTellsNothing) {

@@ -9,7 +9,7 @@ using namespace velmore;
 
 namespace {
 
-constexpr TVqHTTPSecurityFlag AllFlags[] = {
+constexpr TVqHTTPSecurityFlag kAllFlags[] = {
     TVqHTTPSecurityFlag::IgnoreInvalidCertDate, TVqHTTPSecurityFlag::IgnoreUnknownCA,
     TVqHTTPSecurityFlag::IgnoreInvalidCommonName, TVqHTTPSecurityFlag::IgnoreRevocation,
     TVqHTTPSecurityFlag::IgnoreWrongUsage};
@@ -173,7 +173,7 @@ TEST_F(Tls, SeveralFaultsNeedSeveralFlags) {
   server.Then(ScriptedServer::Ok("x"));
   TVqHTTPSecurityFlags needed{TVqHTTPSecurityFlag::IgnoreInvalidCertDate, TVqHTTPSecurityFlag::IgnoreUnknownCA,
                               TVqHTTPSecurityFlag::IgnoreInvalidCommonName, TVqHTTPSecurityFlag::IgnoreWrongUsage};
-  for (const TVqHTTPSecurityFlag flag : AllFlags) {
+  for (const TVqHTTPSecurityFlag flag : kAllFlags) {
     if (flag == TVqHTTPSecurityFlag::IgnoreRevocation) continue;
     EXPECT_GT(Ask(server, needed - flag), 12000U);
   }

@@ -22,8 +22,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr const char* ApacheProgram = "/usr/sbin/apache2";
-constexpr const char* ApacheModules = "/usr/lib/apache2/modules/";
+constexpr const char* kApacheProgram = "/usr/sbin/apache2";
+constexpr const char* kApacheModules = "/usr/lib/apache2/modules/";
 
 /// Looks until `condition` holds; false when the time is over.
 template <typename TCondition>
@@ -233,8 +233,8 @@ void TestRealm::Run(const std::string& command) const {
 }
 
 std::string TestApache::Missing() {
-  if (access(ApacheProgram, X_OK) != 0) return std::string(ApacheProgram) + " (package apache2-bin)";
-  if (access((std::string(ApacheModules) + "mod_auth_gssapi.so").c_str(), R_OK) != 0) {
+  if (access(kApacheProgram, X_OK) != 0) return std::string(kApacheProgram) + " (package apache2-bin)";
+  if (access((std::string(kApacheModules) + "mod_auth_gssapi.so").c_str(), R_OK) != 0) {
     return "mod_auth_gssapi.so (package libapache2-mod-auth-gssapi)";
   }
   return {};
@@ -263,7 +263,7 @@ bool TestApache::Start() {
   modules.insert(modules.end(), FSettings.Modules.begin(), FSettings.Modules.end());
   if (!FSettings.Certificate.empty()) modules.emplace_back("ssl");
   for (const std::string& module : modules) {
-    config << "LoadModule " << module << "_module " << ApacheModules << "mod_" << module << ".so\n";
+    config << "LoadModule " << module << "_module " << kApacheModules << "mod_" << module << ".so\n";
   }
   if (getuid() == 0) config << "User www-data\nGroup www-data\n";
   // Room for the processes of old beside the new ones when it restarts.
@@ -281,7 +281,7 @@ bool TestApache::Start() {
   }
   config << FSettings.Server << "\n<Location \"/\">\n" << FSettings.Root << "\n</Location>\n";
   FFolder.Write("apache.conf", config.str());
-  FServer = Spawn({ApacheProgram, "-d", FFolder.Path(), "-f", FFolder.PathOf("apache.conf"), "-D", "FOREGROUND"},
+  FServer = Spawn({kApacheProgram, "-d", FFolder.Path(), "-f", FFolder.PathOf("apache.conf"), "-D", "FOREGROUND"},
                   FSettings.Environment, FFolder.PathOf("out.log"));
   WaitFor([&] { return Ended(FServer) || ErrorLog().find("resuming normal operations") != std::string::npos; });
   return FServer >= 0 && Listens(FPort);

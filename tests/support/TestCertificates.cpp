@@ -45,7 +45,7 @@ long NextSerial() {
   return ++Serial;
 }
 
-constexpr long Day = 24 * 60 * 60;
+constexpr long kDay = 24 * 60 * 60;
 
 }  // namespace
 
@@ -59,8 +59,8 @@ TestAuthority::TestAuthority(const std::string& name) : FParts(std::make_unique<
   X509* const certificate = FParts->Certificate = X509_new();
   X509_set_version(certificate, 2);
   ASN1_INTEGER_set(X509_get_serialNumber(certificate), NextSerial());
-  X509_gmtime_adj(X509_getm_notBefore(certificate), -400 * Day);
-  X509_gmtime_adj(X509_getm_notAfter(certificate), 400 * Day);
+  X509_gmtime_adj(X509_getm_notBefore(certificate), -400 * kDay);
+  X509_gmtime_adj(X509_getm_notAfter(certificate), 400 * kDay);
   SetName(certificate, name);
   X509_set_issuer_name(certificate, X509_get_subject_name(certificate));
   X509_set_pubkey(certificate, FParts->Key);
@@ -86,8 +86,8 @@ TestAuthority::Made TestAuthority::MakeServer(const Server& wanted) const {
   X509* const certificate = X509_new();
   X509_set_version(certificate, 2);
   ASN1_INTEGER_set(X509_get_serialNumber(certificate), made.Serial);
-  X509_gmtime_adj(X509_getm_notBefore(certificate), wanted.FromDays * Day);
-  X509_gmtime_adj(X509_getm_notAfter(certificate), wanted.ToDays * Day);
+  X509_gmtime_adj(X509_getm_notBefore(certificate), wanted.FromDays * kDay);
+  X509_gmtime_adj(X509_getm_notAfter(certificate), wanted.ToDays * kDay);
   SetName(certificate, "Velmore test server");
   X509_set_issuer_name(certificate, X509_get_subject_name(FParts->Certificate));
   X509_set_pubkey(certificate, key);
@@ -106,8 +106,8 @@ std::string TestAuthority::MakeRevocationList(const std::vector<long>& serials) 
   X509_CRL* const list = X509_CRL_new();
   X509_CRL_set_version(list, 1);
   X509_CRL_set_issuer_name(list, X509_get_subject_name(FParts->Certificate));
-  ASN1_TIME* const now = X509_gmtime_adj(nullptr, -Day);
-  ASN1_TIME* const end = X509_gmtime_adj(nullptr, 30 * Day);
+  ASN1_TIME* const now = X509_gmtime_adj(nullptr, -kDay);
+  ASN1_TIME* const end = X509_gmtime_adj(nullptr, 30 * kDay);
   X509_CRL_set1_lastUpdate(list, now);
   X509_CRL_set1_nextUpdate(list, end);
   for (const long serial : serials) {

@@ -11,7 +11,7 @@ namespace {
 
 // In the order of the codes. Numbers instead of libcurl's names, because older and newer releases lack some of the names;
 // protocols that this library never speaks are "internal": such a code would be a defect here.
-constexpr TVqCurlErrorRow Rows[] = {
+constexpr TVqCurlErrorRow kRows[] = {
     {0, 0, "No error."},                                                                     // OK
     {1, VqErrUnrecognizedScheme, "The scheme of the address is not supported."},             // UNSUPPORTED_PROTOCOL
     {2, VqErrInternal, "The HTTP engine could not be started."},                             // FAILED_INIT
@@ -121,8 +121,8 @@ constexpr TVqCurlErrorRow Rows[] = {
 }  // namespace
 
 const TVqCurlErrorRow* VqFindCurlError(int code) noexcept {
-  if (code < 0 || code >= static_cast<int>(std::size(Rows))) return nullptr;
-  return &Rows[code];
+  if (code < 0 || code >= static_cast<int>(std::size(kRows))) return nullptr;
+  return &kRows[code];
 }
 
 std::string VqCurlErrorText(const TVqCurlErrorRow& row, std::string_view host, std::string_view detail) {

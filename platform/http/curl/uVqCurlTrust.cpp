@@ -46,7 +46,7 @@ std::string Stamp(const std::string& file) {
          std::to_string(info.st_size);
 }
 
-struct CachedStore {
+struct TVqCachedStore {
   std::string Key;
   std::shared_ptr<X509_STORE> Store;
 };
@@ -56,10 +56,10 @@ struct CachedStore {
 std::shared_ptr<X509_STORE> FindStore(const std::string& caFile, const std::string& crlFile, const std::string& file,
                                       const std::string& folder) {
   static std::mutex Mutex;  // protects Cache
-  static std::vector<CachedStore> Cache;
+  static std::vector<TVqCachedStore> Cache;
   const std::string key = Stamp(caFile) + "\n" + Stamp(crlFile) + "\n" + Stamp(file) + "\n" + folder;
   const std::scoped_lock lock(Mutex);
-  for (const CachedStore& cached : Cache) {
+  for (const TVqCachedStore& cached : Cache) {
     if (cached.Key == key) return cached.Store;
   }
   const std::shared_ptr<X509_STORE> store(X509_STORE_new(), X509_STORE_free);

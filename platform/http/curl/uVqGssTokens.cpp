@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <system_error>
 #include <thread>
 
 #include "platform/common/uVqNetEncoding.h"
@@ -76,15 +77,15 @@ gss_OID Kerberos() {
   return const_cast<gss_OID>(gss_mech_krb5);
 }
 
-struct Name {
+struct TVqGssName {
   gss_name_t Value = GSS_C_NO_NAME;
-  Name() = default;
-  ~Name() {
+  TVqGssName() = default;
+  ~TVqGssName() {
     OM_uint32 minor = 0;
     gss_release_name(&minor, &Value);
   }
-  Name(const Name&) = delete;
-  Name& operator=(const Name&) = delete;
+  TVqGssName(const TVqGssName&) = delete;
+  TVqGssName& operator=(const TVqGssName&) = delete;
 
   bool Import(const std::string& text, gss_OID type) {
     OM_uint32 minor = 0;
@@ -93,15 +94,15 @@ struct Name {
   }
 };
 
-struct Credential {
+struct TVqGssCredential {
   gss_cred_id_t Value = GSS_C_NO_CREDENTIAL;
-  Credential() = default;
-  ~Credential() {
+  TVqGssCredential() = default;
+  ~TVqGssCredential() {
     OM_uint32 minor = 0;
     gss_release_cred(&minor, &Value);
   }
-  Credential(const Credential&) = delete;
-  Credential& operator=(const Credential&) = delete;
+  TVqGssCredential(const TVqGssCredential&) = delete;
+  TVqGssCredential& operator=(const TVqGssCredential&) = delete;
 };
 
 gss_buffer_desc Buffer(const std::string& text) {
@@ -143,13 +144,20 @@ bool RunAside(const TVqEngineRequest& request, std::function<void()> job) {
     bool Done = false;
   };
   const auto state = std::make_shared<State>();
-  std::thread([state, job = std::move(job)]() mutable {
-    job();
-    job = nullptr;
-    const std::scoped_lock lock(state->Mutex);
-    state->Done = true;
-    state->Changed.notify_all();
-  }).detach();
+  try {
+    std::thread([state, job = std::move(job)]() mutable {
+      try {
+        job();
+      } catch (const std::exception&) {  // memory has run out: the job has not done what it is for
+      }
+      job = nullptr;
+      const std::scoped_lock lock(state->Mutex);
+      state->Done = true;
+      state->Changed.notify_all();
+    }).detach();
+  } catch (const std::system_error&) {
+    return false;  // as many threads as the system allows
+  }
   const int limit = request.TimeOuts.GetConnect();
   auto until = request.Deadline;
   if (limit > 0) until = std::min(until, Clock::now() + std::chrono::milliseconds(limit));
@@ -201,8 +209,8 @@ struct TVqGssCredentials::TPrepared {
   void ForNegotiate();
 
   std::string User, Password;
-  std::string Cache;     // where the ticket lies; empty: in the machine's own place
-  Credential Negotiate;  // for Kerberos in Negotiate's wrapping
+  std::string Cache;           // where the ticket lies; empty: in the machine's own place
+  TVqGssCredential Negotiate;  // for Kerberos in Negotiate's wrapping
   Clock::time_point Until;
 };
 
@@ -211,8 +219,8 @@ TVqTicket TVqGssCredentials::TPrepared::TakeAtHand() {
   OM_uint32 minor = 0;
   OM_uint32 left = 0;
   gss_OID_set_desc mechanisms = Only(Kerberos());
-  Credential credential;
-  Name owner;
+  TVqGssCredential credential;
+  TVqGssName owner;
   if (gss_acquire_cred(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE, &credential.Value, nullptr,
                        nullptr) != GSS_S_COMPLETE ||
       gss_inquire_cred(&minor, credential.Value, &owner.Value, &left, nullptr, nullptr) != GSS_S_COMPLETE ||
@@ -220,7 +228,7 @@ TVqTicket TVqGssCredentials::TPrepared::TakeAtHand() {
     return TVqTicket::none;
   }
   if (!User.empty()) {
-    Name wanted;
+    TVqGssName wanted;
     int equal = 0;
     if (!wanted.Import(VqKerberosPrincipal(User), const_cast<gss_OID>(GSS_KRB5_NT_PRINCIPAL_NAME)) ||
         gss_compare_name(&minor, owner.Value, wanted.Value, &equal) != GSS_S_COMPLETE || equal == 0) {
@@ -234,10 +242,10 @@ TVqTicket TVqGssCredentials::TPrepared::TakeAtHand() {
 TVqTicket TVqGssCredentials::TPrepared::Fetch() {
   OM_uint32 minor = 0;
   OM_uint32 seconds = 0;
-  Name name;
+  TVqGssName name;
   gss_OID_set_desc mechanisms = Only(Kerberos());
   gss_buffer_desc secret = Buffer(Password);
-  Credential ticket;
+  TVqGssCredential ticket;
   if (!name.Import(VqKerberosPrincipal(User), const_cast<gss_OID>(GSS_KRB5_NT_PRINCIPAL_NAME))) return TVqTicket::none;
   if (gss_acquire_cred_with_password(&minor, name.Value, &secret, GSS_C_INDEFINITE, &mechanisms, GSS_C_INITIATE,
                                      &ticket.Value, nullptr, &seconds) != GSS_S_COMPLETE) {
@@ -309,9 +317,9 @@ struct TVqGssHandshake::TContext {
   bool Step(const std::string& challenge, std::string& token);
 
   std::shared_ptr<TVqGssCredentials::TPrepared> Prepared;
-  Credential Ntlm;
+  TVqGssCredential Ntlm;
   gss_OID Mechanism = GSS_C_NO_OID;
-  Name Server;
+  TVqGssName Server;
   std::string Binding;
   gss_ctx_id_t Value = GSS_C_NO_CONTEXT;
   bool Begun = false;
@@ -328,7 +336,7 @@ bool TVqGssHandshake::TContext::Begin(const TVqEngineRequest& request) {
   if (const std::size_t at = user.find('@'); at != std::string::npos && user.find('\\') == std::string::npos) {
     user.insert(at, "\\");
   }
-  Name name;
+  TVqGssName name;
   gss_OID_set_desc mechanisms = Only(&NtlmMechanism);
   gss_buffer_desc secret = Buffer(request.Password);
   return name.Import(user, GSS_C_NT_USER_NAME) &&

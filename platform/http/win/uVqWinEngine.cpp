@@ -32,12 +32,12 @@ std::string Narrow(const wchar_t* text, std::size_t length) {
   return VqToUtf8(std::u16string(text, text + length));
 }
 
-struct Handle {
+struct TVqWinHandle {
   HINTERNET Value = nullptr;
-  Handle() = default;
-  ~Handle() { Close(); }
-  Handle(const Handle&) = delete;
-  Handle& operator=(const Handle&) = delete;
+  TVqWinHandle() = default;
+  ~TVqWinHandle() { Close(); }
+  TVqWinHandle(const TVqWinHandle&) = delete;
+  TVqWinHandle& operator=(const TVqWinHandle&) = delete;
   void Close() noexcept {
     if (Value) WinHttpCloseHandle(Value);
     Value = nullptr;
@@ -66,7 +66,7 @@ std::string SystemText(std::uint32_t number) {
   return narrow;
 }
 
-class WinEngine final : public TVqHTTPEngine {
+class TVqWinEngine final : public TVqHTTPEngine {
  public:
   TVqEngineReply Perform(const TVqEngineRequest& request) override;
   void Wake() noexcept override;
@@ -88,11 +88,11 @@ class WinEngine final : public TVqHTTPEngine {
 
   static void CALLBACK OnStatus(HINTERNET, DWORD_PTR self, DWORD status, void* information, DWORD) {
     if (status != WINHTTP_CALLBACK_STATUS_SECURE_FAILURE || self == 0 || !information) return;
-    reinterpret_cast<WinEngine*>(self)->FSecureFailure = *static_cast<DWORD*>(information);
+    reinterpret_cast<TVqWinEngine*>(self)->FSecureFailure = *static_cast<DWORD*>(information);
   }
 
-  Handle FSession;
-  Handle FConnect;
+  TVqWinHandle FSession;
+  TVqWinHandle FConnect;
   std::string FKey;  // what FSession was opened for: agent, route, flags
   std::string FConnectKey;
   std::mutex FMutex;  // protects FRequest, which Wake closes under a blocked call
@@ -104,7 +104,7 @@ class WinEngine final : public TVqHTTPEngine {
   std::atomic<bool> FDrop{false};
 };
 
-void WinEngine::RaiseFailure(const char* api) {
+void TVqWinEngine::RaiseFailure(const char* api) {
   const DWORD error = GetLastError();
   if (FCurrent->Cancelled && *FCurrent->Cancelled) {
     throw EVqHTTPApiException(api, "The request was cancelled.", VqErrCancelled);
@@ -116,11 +116,11 @@ void WinEngine::RaiseFailure(const char* api) {
       number);
 }
 
-void WinEngine::SetOption(HINTERNET handle, DWORD option, DWORD value, const char* name) {
+void TVqWinEngine::SetOption(HINTERNET handle, DWORD option, DWORD value, const char* name) {
   if (!WinHttpSetOption(handle, option, &value, sizeof value)) RaiseFailure(name);
 }
 
-void WinEngine::Open(const TVqEngineRequest& request) {
+void TVqWinEngine::Open(const TVqEngineRequest& request) {
   const std::string key = request.Session.UserAgent + "\n" + std::to_string(static_cast<int>(request.Route.Kind)) +
                           request.Route.Proxy + "\n" + std::to_string(request.SecurityFlags.Bits()) + "\n" +
                           std::to_string(static_cast<int>(request.Session.LowestTls));
@@ -151,7 +151,7 @@ void WinEngine::Open(const TVqEngineRequest& request) {
   FConnectKey = connectKey;
 }
 
-void WinEngine::SetUp(const TVqEngineRequest& request) {
+void TVqWinEngine::SetUp(const TVqEngineRequest& request) {
   const TVqURLData url = VqDecodeURL(request.URL);
   std::string target = url.Path.utf8();
   if (!url.Query.empty()) target += "?" + url.Query.utf8();
@@ -233,7 +233,7 @@ void WinEngine::SetUp(const TVqEngineRequest& request) {
     credentials(WINHTTP_AUTH_TARGET_SERVER, request.Scheme, request.User, request.Password);
 }
 
-void WinEngine::Send(const TVqEngineRequest& request) {
+void TVqWinEngine::Send(const TVqEngineRequest& request) {
   if (!WinHttpSendRequest(FRequest, WINHTTP_NO_ADDITIONAL_HEADERS, 0,
                           request.HasBody ? const_cast<char*>(request.Body.data()) : WINHTTP_NO_REQUEST_DATA,
                           static_cast<DWORD>(request.Body.size()), static_cast<DWORD>(request.Body.size()),
@@ -243,7 +243,7 @@ void WinEngine::Send(const TVqEngineRequest& request) {
   if (!WinHttpReceiveResponse(FRequest, nullptr)) RaiseFailure("WinHttpReceiveResponse");
 }
 
-void WinEngine::TakeHeaders(TVqEngineReply& reply) {
+void TVqWinEngine::TakeHeaders(TVqEngineReply& reply) {
   DWORD size = 0;
   WinHttpQueryHeaders(FRequest, WINHTTP_QUERY_RAW_HEADERS_CRLF, WINHTTP_HEADER_NAME_BY_INDEX, nullptr, &size,
                       WINHTTP_NO_HEADER_INDEX);
@@ -282,7 +282,7 @@ void WinEngine::TakeHeaders(TVqEngineReply& reply) {
   }
 }
 
-void WinEngine::TakeBody(const TVqEngineRequest& request, bool kept) {
+void TVqWinEngine::TakeBody(const TVqEngineRequest& request, bool kept) {
   char buffer[65536];
   std::uint64_t total = 0;
   for (;;) {
@@ -306,10 +306,10 @@ void WinEngine::TakeBody(const TVqEngineRequest& request, bool kept) {
   }
 }
 
-TVqEngineReply WinEngine::Perform(const TVqEngineRequest& request) {
+TVqEngineReply TVqWinEngine::Perform(const TVqEngineRequest& request) {
   if (FRunning.exchange(true)) throw EVqException("The HTTP client is busy with another request.");
   struct Running {
-    WinEngine& Engine;
+    TVqWinEngine& Engine;
     ~Running() {
       {
         const std::scoped_lock lock(Engine.FMutex);
@@ -358,7 +358,7 @@ TVqEngineReply WinEngine::Perform(const TVqEngineRequest& request) {
   return reply;
 }
 
-void WinEngine::Wake() noexcept {
+void TVqWinEngine::Wake() noexcept {
   const std::scoped_lock lock(FMutex);
   // A synchronous call cannot be told to look: its handle is closed under it, and it fails with number 6.
   if (!FRequest || !FCurrent || !FCurrent->Cancelled || !*FCurrent->Cancelled) return;
@@ -366,7 +366,7 @@ void WinEngine::Wake() noexcept {
   FRequest = nullptr;
 }
 
-void WinEngine::DropConnections() noexcept {
+void TVqWinEngine::DropConnections() noexcept {
   FDrop = true;
   if (FRunning.exchange(true)) return;
   if (FDrop.exchange(false)) {
@@ -379,7 +379,7 @@ void WinEngine::DropConnections() noexcept {
 }  // namespace
 
 std::shared_ptr<TVqHTTPEngine> VqCreateHTTPEngine(bool) {
-  return std::make_shared<WinEngine>();
+  return std::make_shared<TVqWinEngine>();
 }
 
 }  // namespace velmore
