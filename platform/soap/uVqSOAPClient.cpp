@@ -88,7 +88,8 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
   };
 
   TVqRef<IVqSOAPResponse> Read(IVqHTTPResponse& reply, const TVqSOAPResponseFactory& factory) {
-    const std::size_t most = FLink.Client().Client().GetSession()->GetLimits().TextLength;
+    const TVqSOAPClient& client = FLink.Client();
+    const std::size_t most = client.Client().GetSession()->GetLimits().TextLength;
     const std::int32_t status = reply.GetStatus().Code;
     if (status == 401 || status == 407) VqRaiseRefused(reply, most);
     // Replies can be large: no copy.
@@ -97,8 +98,9 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
     if (body.find_first_not_of(" \t\r\n") == std::string::npos) VqRaiseNoEnvelope(reply, true, most);
     if (!VqLooksLikeEnvelope(body)) VqRaiseNoEnvelope(reply, false, most);
     const TVqRef<IVqSOAPResponse> response =
-        factory && status < 300 ? TVqRef<IVqSOAPResponse>(factory(std::move(body), FResponseName))
-                                : TVqRef<IVqSOAPResponse>(MakeRef<TVqSOAPResponse>(std::move(body), FResponseName));
+        factory && status < 300
+            ? TVqRef<IVqSOAPResponse>(factory(std::move(body), FResponseName))
+            : TVqRef<IVqSOAPResponse>(MakeRef<TVqSOAPResponse>(std::move(body), FResponseName, client.FReplyLimits));
     if (response->GetIsFault()) VqRaiseFault(*response, reply, most);
     if (status >= 300) VqRaiseNoEnvelope(reply, false, most);
     if (!FBodyIgnored) VqCheckResponse(*response, GetMethod().GetLocalName(), FResponseName);

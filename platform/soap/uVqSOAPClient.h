@@ -28,6 +28,10 @@ class TVqSOAPClient : public TVqComponent {
   /// The credentials in use by the HTTP client. Raises a plain exception when there is no client.
   TVqCredentials& GetCredentials();
 
+  /// Bounds of replies as documents. A reply that a factory makes has those that the factory gives it.
+  void SetReplyLimits(const TVqXMLLimits& AValue) { FReplyLimits = AValue; }
+  const TVqXMLLimits& GetReplyLimits() const noexcept { return FReplyLimits; }
+
   /// Called with each message just before it is written, to bring it into another form.
   void SetBeforeSend(std::function<void(IVqSOAPRequest&)> AHandler) { FBeforeSend = std::move(AHandler); }
 
@@ -45,6 +49,7 @@ class TVqSOAPClient : public TVqComponent {
   string FURL, FPrefix;
   std::vector<TVqSOAPNamespace> FNamespaces;
   IVqDOMDocument FEmptyEnvelope;
+  TVqXMLLimits FReplyLimits = VqSOAPReplyLimits();
   std::function<void(IVqSOAPRequest&)> FBeforeSend;
 };
 

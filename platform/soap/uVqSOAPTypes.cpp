@@ -21,8 +21,9 @@ EVqSOAPUnexpectedReply::EVqSOAPUnexpectedReply(const string& AMethod, const stri
       FExpected(AExpected),
       FFound(AFound) {}
 
-TVqSOAPResponse::TVqSOAPResponse(std::string ASOAPResponse, const string& AResponseName)
+TVqSOAPResponse::TVqSOAPResponse(std::string ASOAPResponse, const string& AResponseName, const TVqXMLLimits& ALimits)
     : FResponseName(AResponseName) {
+  FDocument.SetLimits(ALimits);
   detail::LoadOwnedBytes(FDocument, std::move(ASOAPResponse));
   FDocument.RenamePrefixes({kPrefixes[0], kPrefixes[1]});
 }

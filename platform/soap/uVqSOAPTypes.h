@@ -98,11 +98,20 @@ class IVqSOAPResponse : public virtual IVqSOAPEnvelope {
   ~IVqSOAPResponse() = default;
 };
 
+/// What a reply may be at most as a document: nodes cost some 60 bytes each, and a server can write one in four. Pages of a thousand rows have a few
+/// ten thousand.
+constexpr TVqXMLLimits VqSOAPReplyLimits() {
+  TVqXMLLimits limits;
+  limits.MaxNodes = 4'000'000;
+  return limits;
+}
+
 /// The reply as a document. The prefixes of the two EWS namespaces are "m" and "t" in it, whatever the server chose.
 class TVqSOAPResponse : public TVqObject, public virtual IVqSOAPResponse {
  public:
-  /// Takes over the bytes of the reply and parses them. Raises EVqXMLError when they are not well-formed.
-  TVqSOAPResponse(std::string ASOAPResponse, const string& AResponseName);
+  /// Takes over the bytes of the reply and parses them. Raises EVqXMLError when they are not well-formed, or exceed a bound.
+  TVqSOAPResponse(std::string ASOAPResponse, const string& AResponseName,
+                  const TVqXMLLimits& ALimits = VqSOAPReplyLimits());
 
   IVqDOMElement GetHeader() override;
   IVqDOMElement GetResponse() override;

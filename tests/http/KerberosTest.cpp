@@ -253,6 +253,7 @@ std::string EndPointOf(const std::string& pem) {
 
 // A TLS server and who trusts it.
 struct Bound {
+  explicit Bound(const char* authority = "Velmore test authority") : Authority(authority) {}
   TestAuthority Authority;
   TestAuthority::Made Made = Authority.MakeServer({});
   ScriptedServer Server{{Made.Certificate, Made.Key, ""}};
@@ -353,7 +354,7 @@ TEST_F(Kerberos, TheBindingIsThereWithoutAChallengeToo) {
 
 // Behind one name stands another server: a proof that was made for the first one's certificate is not sent to it.
 TEST_F(Kerberos, AnotherCertificateIsNoticedBeforeAProofGoesOut) {
-  Bound first, second;
+  Bound first("One authority"), second("Another authority");
   Kerberized atFirst(first.Server), atSecond(second.Server);
   atFirst.EndPoint = first.EndPoint;
   atSecond.EndPoint = second.EndPoint;

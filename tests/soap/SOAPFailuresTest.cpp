@@ -264,6 +264,30 @@ TEST_F(SOAPFailures, ForbiddenCharactersDoNotLoseAReply) {
   EXPECT_EQ(Ask()->GetResponse().GetText(), u"a\uFFFDb\uFFFDc");
 }
 
+TEST_F(SOAPFailures, ReplyOfMoreNodesOrBytesThanItMayHave) {
+  std::string nodes;
+  for (int i = 0; i < 1000; ++i) nodes += "<a/>";
+  const std::string reply = Envelope("<m:GetItemResponse>" + nodes + "</m:GetItemResponse>");
+  TVqXMLLimits limits = VqSOAPReplyLimits();
+  limits.MaxNodes = 500;
+  SOAP.SetReplyLimits(limits);
+  Expect<EVqXMLError>(Reply("200 OK", reply), [](const EVqXMLError& failure) {
+    EXPECT_TRUE(failure.Message().StartsWith(u"The document has more than 500 nodes.")) << failure.what();
+  });
+  limits = VqSOAPReplyLimits();
+  limits.MaxBytes = 1000;
+  SOAP.SetReplyLimits(limits);
+  Expect<EVqXMLError>(Reply("200 OK", reply), [](const EVqXMLError& failure) {
+    EXPECT_TRUE(failure.Message().StartsWith(u"The document has more than 1000 bytes.")) << failure.what();
+  });
+}
+
+TEST_F(SOAPFailures, FourMillionNodesAreTheBoundAtFirst) {
+  EXPECT_EQ(SOAP.GetReplyLimits().MaxNodes, 4'000'000u);
+  const auto response = MakeRef<TVqSOAPResponse>(Envelope("<m:R/>"), string());
+  EXPECT_EQ(response->GetDocument().GetLimits().MaxNodes, 4'000'000u);
+}
+
 // ---- Faults
 
 TEST_F(SOAPFailures, FaultTellsEverythingThatTheServerSaid) {
