@@ -8,6 +8,8 @@
 #include "ews/model/uVqEWSItemInterfaces.h"
 #include "ews/model/uVqEWSRecipients.h"
 #include "ews/session/uVqEWS.h"
+#include "ews/session/uVqEWSProfileFile.h"
+#include "ews/session/uVqEWSProfileRegistry.h"
 #include "ews/values/uVqEWSFields.h"
 #include "ews/values/uVqEWSProperties.h"
 #include "ews/values/uVqEWSStrings.h"
