@@ -196,14 +196,22 @@ void TVqEWSItemCore::CreateAttachments() {
         created.AddChild(member);
       }
     }
-    const IVqDOMElement answer = call.Send().SelectSingleElement("//AttachmentId", kSelectRequired);
+    const IVqDOMElement answer = call.SendForMade("//AttachmentId");
     TEwsAttachmentId& attachmentId = attachment->GetAttachmentId();
-    for (const char* name : {"Id", "RootItemId", "RootItemChangeKey"}) {
-      attachmentId.AsElement().SetAttribute(name, answer.GetAttribute(name));
-    }
+    TItemId item = GetID();
+    // A server may leave out what it says of the item: what is known of it stays.
+    const auto take = [&](const char* name, string* part) {
+      const string value = answer.GetAttribute(name);
+      if (value.empty()) return;
+      attachmentId.AsElement().SetAttribute(name, value);
+      if (part) *part = value;
+    };
+    take("Id", nullptr);
+    take("RootItemId", &item.Id);
+    take("RootItemChangeKey", &item.ChangeKey);
     FCreatedAttachments.push_back(attachmentId.GetId());
     // Each attachment changes the item's change key, and the next request must carry the new one.
-    SetId({attachmentId.GetRootItemId(), attachmentId.GetRootItemChangeKey()});
+    SetId(item);
   }
 }
 

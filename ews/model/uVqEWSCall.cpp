@@ -1,5 +1,7 @@
 #include "ews/model/internal/uVqEWSCall.h"
 
+#include <algorithm>
+
 namespace velmore {
 
 TVqEWSCall::TVqEWSCall(TVqEWSObject& AObject, const TVqEWSOperation& AOperation)
@@ -66,8 +68,13 @@ IVqDOMElement TVqEWSCall::SendForOnly(const string& AKind, const TVqSOAPResponse
   return list.GetFirstChildElement();
 }
 
-TItemId TVqEWSCall::SendForId(const string& APath) {
-  return EwsReadId(Send().SelectSingleElement(APath, kSelectRequired));
+IVqDOMElement TVqEWSCall::SendForMade(const string& APath) {
+  const IVqDOMElement message = Send();
+  const IVqDOMElement made = message.SelectSingleElement(APath, kSelectQuiet);
+  if (!made.GetAttribute("Id").empty()) return made;
+  throw EVqEWSIdNotTold(
+      Format("There is no \"%s\" in \"%s\". %s was carried out: what it made is there, and its id is not known.",
+             {made ? APath + "/@Id" : APath, message.GetQualifiedName(), FOperation.Name}));
 }
 
 // ---- The answer
@@ -85,14 +92,23 @@ string TVqEWSCall::MessagePath() const {
          "ResponseMessage";
 }
 
-IVqDOMElement TVqEWSCall::Select(const string& APath) const {
+IVqDOMElement TVqEWSCall::Select(const string& APath) const try {
   if (FOperation.Path == TVqEWSAnswerPath::below)
     return FResponse->GetResponse().SelectSingleElement(APath, kSelectRequired);
   return FResponse->GetDocument().SelectSingleElement(APath, kSelectRequired);
+} catch (const EVqXMLError& failure) {
+  if (EwsOnlyReads(FOperation.Name)) throw;
+  throw EVqEWSUnclearAnswer(Format("%s %s may have been carried out.", {failure.Message(), FOperation.Name}));
 }
 
 IVqDOMElement TVqEWSCall::Find(const string& APath) const {
   return Select(MessagePath() + "/" + APath);
+}
+
+bool EwsOnlyReads(const string& AOperation) {
+  static constexpr std::u16string_view kReading[] = {u"Get",    u"Find",   u"Resolve", u"Convert",
+                                                     u"Expand", u"Search", u"Sync"};
+  return std::ranges::any_of(kReading, [&](std::u16string_view verb) { return AOperation.view().starts_with(verb); });
 }
 
 TItemId EwsReadId(const IVqDOMElement& AElement) {

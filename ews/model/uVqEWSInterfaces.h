@@ -77,6 +77,22 @@ class EEWSServerBusy : public EEWSException, public EVqServerBusy {
   const EVqException& Failure() const noexcept override { return *this; }
 };
 
+/// A request that changes something got a reply that is not its answer. It may have been carried out: look before repeating it.
+class EVqEWSUnclearAnswer : public EVqXMLError {
+ public:
+  /// The text tells what the reply lacks, and what that means.
+  explicit EVqEWSUnclearAnswer(const string& AMessage) : EVqXMLError(AMessage, 0, 0) {}
+};
+
+/// A request was carried out, and its answer does not tell the id of what it made, such as a copy in another mailbox. Repeated, it makes another one.
+class EVqEWSIdNotTold : public EVqEWSUnclearAnswer {
+ public:
+  using EVqEWSUnclearAnswer::EVqEWSUnclearAnswer;
+};
+
+/// Which form requests have: the library's own, or that of the schema which servers publish. See uVqEWSWireForm.h.
+enum class TVqEWSWireForm { own, schema };
+
 /// The general version guard, when `AActual` is older than `ARequired`. Raises a plain exception with the text
 /// `"<feature>" is not supported by <actual>. This feature requires Exchange <required>!`
 void EwsCheckVersion(TServerVersion ARequired, TServerVersion AActual, const string& AFeature);

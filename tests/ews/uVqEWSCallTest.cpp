@@ -185,20 +185,20 @@ constexpr struct {
   const char* All;
   const char* Where;
 } kPaths[] = {
-    {TVqEWSAnswerPath::plain, "/Envelope/Body/OpResponse/ResponseMessages/OpResponseMessage",
-     "/Envelope/Body/OpResponse/ResponseMessages", "the document"},
-    {TVqEWSAnswerPath::prefixed, "/Envelope/Body/m:OpResponse/ResponseMessages/OpResponseMessage",
-     "/Envelope/Body/m:OpResponse/ResponseMessages", "the document"},
-    {TVqEWSAnswerPath::below, "ResponseMessages/OpResponseMessage", "ResponseMessages", "\"m:OtherResponse\""},
-    {TVqEWSAnswerPath::single, "/Envelope/Body/OpResponse/ResponseMessage", "/Envelope/Body/OpResponse",
+    {TVqEWSAnswerPath::plain, "/Envelope/Body/GetOpResponse/ResponseMessages/GetOpResponseMessage",
+     "/Envelope/Body/GetOpResponse/ResponseMessages", "the document"},
+    {TVqEWSAnswerPath::prefixed, "/Envelope/Body/m:GetOpResponse/ResponseMessages/GetOpResponseMessage",
+     "/Envelope/Body/m:GetOpResponse/ResponseMessages", "the document"},
+    {TVqEWSAnswerPath::below, "ResponseMessages/GetOpResponseMessage", "ResponseMessages", "\"m:OtherResponse\""},
+    {TVqEWSAnswerPath::single, "/Envelope/Body/GetOpResponse/ResponseMessage", "/Envelope/Body/GetOpResponse",
      "the document"},
-    {TVqEWSAnswerPath::bare, "/Envelope/Body/OpResponse", "/Envelope/Body/OpResponse", "the document"},
+    {TVqEWSAnswerPath::bare, "/Envelope/Body/GetOpResponse", "/Envelope/Body/GetOpResponse", "the document"},
 };
 
 TEST_F(Call, AMissingAnswerIsToldByItsPath) {
   Session.Answer = "<m:OtherResponse/>";
   for (const auto& [path, message, all, where] : kPaths) {
-    const TVqEWSOperation operation{"Op", "", path};
+    const TVqEWSOperation operation{"GetOp", "", path};
     const auto missing = [&](const char* what) {
       return std::string("There is no \"") + what + "\" in " + where + ".";
     };
@@ -213,16 +213,16 @@ TEST_F(Call, AMissingAnswerIsToldByItsPath) {
 }
 
 TEST_F(Call, EveryPathFindsItsMessage) {
-  const std::string message = Message("Op", "<m:Value>1</m:Value>");
+  const std::string message = Message("GetOp", "<m:Value>1</m:Value>");
   for (const auto& row : kPaths) {
-    Answer("Op", message);
+    Answer("GetOp", message);
     if (row.Path == TVqEWSAnswerPath::single)
       Session.Answer =
-          "<m:OpResponse><m:ResponseMessage ResponseClass=\"Success\"><m:Value>1</m:Value>"
-          "</m:ResponseMessage></m:OpResponse>";
+          "<m:GetOpResponse><m:ResponseMessage ResponseClass=\"Success\"><m:Value>1</m:Value>"
+          "</m:ResponseMessage></m:GetOpResponse>";
     if (row.Path == TVqEWSAnswerPath::bare)
-      Session.Answer = "<m:OpResponse ResponseClass=\"Success\"><m:Value>1</m:Value></m:OpResponse>";
-    TVqEWSCall call(Session, {"Op", "", row.Path});
+      Session.Answer = "<m:GetOpResponse ResponseClass=\"Success\"><m:Value>1</m:Value></m:GetOpResponse>";
+    TVqEWSCall call(Session, {"GetOp", "", row.Path});
     EXPECT_EQ(call.Send().SelectSingleElement("Value", kSelectRequired).GetText(), "1") << row.Message;
     EXPECT_EQ(call.Find("Value").GetText(), "1") << row.Message;
     EXPECT_EQ(TextOf([&] { call.Find("Nothing"); }).find("There is no \"" + std::string(row.Message) + "/Nothing\""),
@@ -295,7 +295,45 @@ TEST_F(Call, GivesTheIdThatTheMessageHolds) {
   EXPECT_EQ(TVqEWSCall(Session, "CopyItem").SendForId("//ItemId"), (TItemId{"a", "k"}));
   Answer("CopyItem", Message("CopyItem", "<m:Items/>"));
   EXPECT_EQ(TextOf([&] { TVqEWSCall(Session, "CopyItem").SendForId("//ItemId"); }),
-            "There is no \"//ItemId\" in \"m:CopyItemResponseMessage\".");
+            "There is no \"//ItemId\" in \"m:CopyItemResponseMessage\". CopyItem was carried out: what it made is "
+            "there, and its id "
+            "is not known.");
+  EXPECT_THROW(TVqEWSCall(Session, "CopyItem").SendForMade("//AttachmentId"), EVqEWSIdNotTold);
+  Answer("CopyItem", Message("CopyItem", "<m:Items><t:Message><t:ItemId ChangeKey=\"k\"/></t:Message></m:Items>"));
+  EXPECT_EQ(TextOf([&] { TVqEWSCall(Session, "CopyItem").SendForId("//ItemId"); }).find("There is no \"//ItemId/@Id\""),
+            0U);
+}
+
+TEST_F(Call, AReplyThatIsNoAnswerToAChangeSaysThatItMayHaveHappened) {
+  Session.Answer = "<m:SendItemResponse><m:Responses/></m:SendItemResponse>";
+  EXPECT_EQ(TextOf([&] { TVqEWSCall(Session, "SendItem").Send(); }),
+            "There is no \"/Envelope/Body/SendItemResponse/ResponseMessages/SendItemResponseMessage\" in the document. "
+            "SendItem may have been carried out.");
+  EXPECT_THROW(TVqEWSCall(Session, "DeleteAttachment").SendAllUnchecked(), EVqEWSUnclearAnswer);
+  EXPECT_THROW(TVqEWSCall(Session, "CopyItem").SendForId("//ItemId"), EVqEWSUnclearAnswer);
+  try {
+    TVqEWSCall(Session, "CopyItem").SendForId("//ItemId");
+  } catch (const EVqEWSIdNotTold&) {
+    FAIL() << "nothing tells that it was carried out";
+  } catch (const EVqEWSUnclearAnswer&) {
+  }
+  try {
+    TVqEWSCall(Session, "GetItem").Send();
+    FAIL();
+  } catch (const EVqEWSUnclearAnswer&) {
+    FAIL() << "reading may always be repeated";
+  } catch (const EVqXMLError&) {
+  }
+}
+
+TEST_F(Call, WhatOnlyReadsIsKnownByItsVerb) {
+  for (const char* name : {"GetItem", "FindFolder", "ResolveNames", "ConvertId", "ExpandDL", "SearchMailboxes",
+                           "SyncFolderItems", "GetStreamingEvents", "GetUserOofSettings"})
+    EXPECT_TRUE(EwsOnlyReads(name)) << name;
+  for (const char* name :
+       {"CreateItem", "UpdateItem", "DeleteItem", "SendItem", "CopyItem", "MoveItem", "EmptyFolder", "MarkAsJunk",
+        "Subscribe", "Unsubscribe", "SetUserOofSettings", "ArchiveItem", "ApplyConversationAction", "UploadItems", ""})
+    EXPECT_FALSE(EwsOnlyReads(name)) << name;
 }
 
 TEST_F(Call, AFactoryMakesTheResponse) {

@@ -12,6 +12,13 @@
 
 namespace velmore {
 
+/// Both parts of an id as an element's attributes: read, and written whatever the server's version.
+TItemId EwsReadId(const IVqDOMElement& AElement);
+void EwsWriteId(const IVqDOMElement& AElement, const TItemId& AId);
+
+/// Whether an operation ("GetItem") leaves everything as it is, so that it may be repeated unseen.
+bool EwsOnlyReads(const string& AOperation);
+
 /// Where the response messages of an operation stand, for "GetItem".
 enum class TVqEWSAnswerPath {  // those with "ResponseMessages" first
   plain,                       ///< "/Envelope/Body/GetItemResponse/ResponseMessages/GetItemResponseMessage"
@@ -36,7 +43,8 @@ struct TVqEWSOperation {
 /// The request of one operation and, once it was sent, its answer.
 ///
 /// Owns: shares of the request and of the reply. Copy: none, it lives as long as one function. Threads: those of the session. Raises: what composing
-/// raises before logon, what the exchange raises, EEWSException for a refusal, EVqXMLError for a reply that lacks what is required of it.
+/// raises before logon, what the exchange raises, EEWSException for a refusal, EVqXMLError for a reply that lacks what is required of it, which is
+/// an EVqEWSUnclearAnswer where the operation changes something.
 class TVqEWSCall {
  public:
   /// A request in the name of an object: each of its creators may add to it.
@@ -80,8 +88,9 @@ class TVqEWSCall {
   /// text "There was no ItemId in the SOAP Response!", for any other number than one.
   IVqDOMElement SendForItem(const TVqSOAPResponseFactory& AFactory = nullptr);
   IVqDOMElement SendForFolder();
-  /// Sends it and gives the id that the response message must hold: "//ItemId".
-  TItemId SendForId(const string& APath);
+  /// Sends it and gives the element that tells what was made ("//ItemId"), or the id in it. Raises EVqEWSIdNotTold when the answer lacks it.
+  IVqDOMElement SendForMade(const string& APath);
+  TItemId SendForId(const string& APath) { return EwsReadId(SendForMade(APath)); }
 
   // ---- The answer
 
@@ -104,9 +113,5 @@ class TVqEWSCall {
   TVqRef<IVqSOAPRequest> FRequest;
   TVqRef<IVqSOAPResponse> FResponse;
 };
-
-/// Both parts of an id as an element's attributes: read, and written whatever the server's version.
-TItemId EwsReadId(const IVqDOMElement& AElement);
-void EwsWriteId(const IVqDOMElement& AElement, const TItemId& AId);
 
 }  // namespace velmore
