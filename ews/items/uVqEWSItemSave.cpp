@@ -88,9 +88,8 @@ void TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
     }
   }
   // An update without changes is sent, too: it refreshes the change key that attachments need.
-  if (!EwsSendsUpdate(ActiveSession(), updates)) return;
   BeforeSaveChanges(*call.Request());
-  SetId(call.SendForId("//ItemId"));
+  if (const auto id = EwsSendUpdate(ActiveSession(), call, updates)) SetId(*id);
 }
 
 void TVqEWSItemCore::AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProperty& AProperty) {

@@ -155,7 +155,7 @@ void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
     saved = true;
   }
   if (const TVqRef<IVqSOAPRequest> request = NewItemRequest(); request && GetID().Id.empty()) {
-    SendNewItem(request, AMoveToSentItems);
+    SendNewItem(*request, AMoveToSentItems);
   } else {
     if (!saved) SaveChanges(soAutoResolve);
     SendSavedItem(AMoveToSentItems);
@@ -163,9 +163,8 @@ void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
   NewData().SetIsSubmitted(true);
 }
 
-void TVqEWSEMail::SendNewItem(const TVqRef<IVqSOAPRequest>& ARequest, bool AMoveToSentItems) {
-  TVqEWSCall call(ActiveSession(), kCreateItem, ARequest);
-  const IVqDOMElement method = call.Method();
+void TVqEWSEMail::SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems) {
+  const IVqDOMElement method = ARequest.GetMethod();
   const IVqDOMElement folderId = method.SelectSingleElement("SavedItemFolderId", kSelectQuiet);
   const string folder = folderId.GetInnerXML();
   try {
@@ -176,6 +175,8 @@ void TVqEWSEMail::SendNewItem(const TVqRef<IVqSOAPRequest>& ARequest, bool AMove
     } else {
       RemoveSavedItemFolderId(method);
     }
+    TVqEWSCall call(*this, kCreateItem);
+    call.Request()->LoadEnvelope(ARequest);  // a copy goes out, so that what stands in the message stays as it is
     call.Send();
   } catch (...) {
     // The message stays unsent: a save would put it where it was to go.

@@ -39,7 +39,7 @@ class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMa
   TVqRef<IVqEWSRecipient> Single(TVqRef<IVqEWSRecipient>& ACache, TEwsSingleRecipient& (TEwsMessage::*AGetter)() const);
   TVqRef<IVqEWSRecipients> Many(TVqRef<IVqEWSRecipients>& ACache,
                                 TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const);
-  void SendNewItem(const TVqRef<IVqSOAPRequest>& ARequest, bool AMoveToSentItems);
+  void SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems);
   void SendSavedItem(bool AMoveToSentItems);
 
   TVqRef<IVqEWSRecipient> FSender, FFrom;

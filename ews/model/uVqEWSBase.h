@@ -33,8 +33,12 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
   virtual void SetAccessToken(const TVqOAuthAccessToken& AValue);
   void CheckResponseError(const IVqDOMElement& AElement) override = 0;
 
-  /// Whether requests are brought into the form that the published schema has.
+  /// Whether the application wants requests in the form that the published schema has.
   virtual bool GetStrictSchema() const { return false; }
+  /// The form that requests have now: the schema's where the application wants it, or where the server was found to want it.
+  virtual TVqEWSWireForm GetWireForm() const {
+    return GetStrictSchema() ? TVqEWSWireForm::schema : TVqEWSWireForm::own;
+  }
 
   /// What binds the session to one server of a farm; empty before the first reply that brought it.
   const string& GetExchangeCookie() const noexcept { return FExchangeCookie; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/internal/uVqEWSConstants.h"
 #include "ews/schema/uVqEWSProps.h"
 
@@ -278,8 +279,16 @@ void EwsToStrictSchema(IVqSOAPRequest& ARequest) {
   SortItems(method);
 }
 
-bool EwsSendsUpdate(const TVqEWSBaseSession& ASession, const IVqDOMElement& AUpdates) {
-  return !ASession.GetStrictSchema() || AUpdates.HasChildElements();
+std::optional<TItemId> EwsSendUpdate(const TVqEWSBaseSession& ASession, TVqEWSCall& ACall,
+                                     const IVqDOMElement& AUpdates) {
+  const auto leftOut = [&] { return !AUpdates.HasChildElements() && ASession.GetWireForm() == TVqEWSWireForm::schema; };
+  if (leftOut()) return {};
+  try {
+    return ACall.SendForId("//ItemId");
+  } catch (...) {
+    if (leftOut()) return {};  // the refusal told which form the server wants
+    throw;
+  }
 }
 
 bool EwsEscapesValues(const TVqEWSObject& ARestriction) {

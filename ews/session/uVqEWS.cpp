@@ -1,7 +1,6 @@
 #include "ews/session/uVqEWS.h"
 
 #include "ews/model/uVqEWSTimeZones.h"
-#include "ews/model/uVqEWSWireForm.h"
 #include "ews/session/uVqEWSClients_p.h"
 #include "ews/stores/uVqEWSImpersonation.h"
 #include "platform/http/uVqHTTPClient.h"
@@ -170,9 +169,14 @@ void TVqEWSCustomSession::SetNTService(bool AValue) {
   }
 }
 
+void TVqEWSCustomSession::SetServiceUrl(const string& AValue) {
+  if (AValue != FServiceUrl) FWireForms.Forget();  // another server may want the other form
+  FServiceUrl = AValue;
+}
+
 void TVqEWSCustomSession::SetAutodiscoverEMail(const string& AValue) {
   FAutodiscoverEMail = AValue;
-  if (!AValue.empty()) FServiceUrl.clear();
+  if (!AValue.empty()) SetServiceUrl(string());
 }
 
 bool TVqEWSCustomSession::GetUseAutoDiscover() const {
@@ -234,7 +238,8 @@ void TVqEWSCustomSession::AssignTo(TVqComponent* ADest) {
   dest->SetCredentials(FCredentials);
   dest->SetProxyCredentials(FProxyCredentials);
   dest->SetOAuth(FOAuth);
-  dest->SetStrictSchema(FStrictSchema);
+  dest->SetStrictSchema(GetStrictSchema());
+  dest->SetSchemaFallback(GetSchemaFallback());
   dest->SetCAFile(FCAFile);
   dest->SetCRLFile(FCRLFile);
 }
@@ -355,9 +360,8 @@ void TVqEWSCustomSession::InitSOAPEnv(TVqSOAPClient& AClient) {
                        {"xmlns:m", "http://schemas.microsoft.com/exchange/services/2006/messages"},
                        {"xmlns:t", "http://schemas.microsoft.com/exchange/services/2006/types"}},
                       TVqSOAPEncodingVersion::soap11);
-  AClient.SetBeforeSend([this](IVqSOAPRequest& request) {
-    if (FStrictSchema) EwsToStrictSchema(request);
-  });
+  AClient.SetSender([this](IVqSOAPRequest& request, TVqRef<IVqSOAPResponse>& response,
+                           const std::function<void()>& exchange) { FWireForms.Send(request, response, exchange); });
 }
 
 TVqSOAPClient* TVqEWSCustomSession::CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) {

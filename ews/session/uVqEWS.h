@@ -19,6 +19,7 @@
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/model/uVqEWSIds.h"
 #include "ews/model/uVqEWSResolution.h"
+#include "ews/model/uVqEWSWireForm.h"
 #include "ews/session/uVqEWSProfiles.h"
 #include "ews/session/uVqEWSTraffic.h"
 
@@ -96,7 +97,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   string GetServiceURL() override { return FServiceUrl; }
   /// The endpoint, "https://mail.example.com/EWS/Exchange.asmx".
   const string& GetServiceUrl() const noexcept { return FServiceUrl; }
-  void SetServiceUrl(const string& AValue) { FServiceUrl = AValue; }
+  void SetServiceUrl(const string& AValue);
   /// As whom, by name and password or by OAuth. Changes of what a getter gives reach the clients at the next logon; the setters reach a live one at once, and
   /// what was learnt of the former user (the token, the address of the default store) is forgotten with them.
   TVqCredentials& GetCredentials() override { return FCredentials; }
@@ -165,9 +166,15 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   static const TVqGetOAuthAuthorizeFormEvent& GetOnGetOAuthAuthorizeForm();
   static void SetOnGetOAuthAuthorizeForm(TVqGetOAuthAuthorizeFormEvent AValue);
 
-  /// When true, every request is valid against the schema that servers publish; when false, requests have the library's own forms. Not part of a profile.
-  bool GetStrictSchema() const override { return FStrictSchema; }
-  void SetStrictSchema(bool AValue) { FStrictSchema = AValue; }
+  /// When true, every request is valid against the schema that servers publish, from the first one on; when false, requests begin in the library's own
+  /// forms. Not part of a profile.
+  bool GetStrictSchema() const override { return FWireForms.GetStrictSchema(); }
+  void SetStrictSchema(bool AValue) { FWireForms.SetStrictSchema(AValue); }
+  /// When true, as it is at first, a request that a server refuses for its form, and so did not carry out, is sent again in the schema's form, and
+  /// the session stays in that form until logoff or another service URL. When false, the refusal is raised. Not part of a profile.
+  bool GetSchemaFallback() const { return FWireForms.GetSchemaFallback(); }
+  void SetSchemaFallback(bool AValue) { FWireForms.SetSchemaFallback(AValue); }
+  TVqEWSWireForm GetWireForm() const override { return FWireForms.GetForm(); }
 
   // ---- Profiles
 
@@ -366,7 +373,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   TVqNotifyEvent FAfterLogon, FBeforeLogoff, FAfterLogoff;
   string FCurrentTimeZoneContext;
   TVqNotifyEvent FOnShowProfileDialog;
-  bool FStrictSchema = false;
+  TVqEWSWireForms FWireForms;
   string FCAFile, FCRLFile;
   TVqEWSTrafficEvent FOnRequest, FOnResponse;
   std::chrono::steady_clock::time_point FRequestedAt;

@@ -76,6 +76,7 @@ void TVqEWSCustomSession::LogOff() {
   FreeClients();
   SetExchangeCookie(string());
   ForgetUser();
+  FWireForms.Forget();
   FActive = false;
   Fire(FAfterLogoff);
 }

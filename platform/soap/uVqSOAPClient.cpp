@@ -48,8 +48,20 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
   void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind AKind, const TVqSOAPResponseFactory& AOption) override {
     AResponse = nullptr;
     if (AKind != TVqSOAPSendKind::synchronous) throw EVqNotSupported("Requests are sent synchronously only.");
+    const auto exchange = [&] {
+      AResponse = nullptr;
+      AResponse = Exchange(AOption);
+    };
+    if (const TVqSOAPClient::TSender& sender = FLink.Client().FSender) {
+      sender(*this, AResponse, exchange);
+    } else {
+      exchange();
+    }
+  }
+
+ private:
+  TVqRef<IVqSOAPResponse> Exchange(const TVqSOAPResponseFactory& factory) {
     TVqSOAPClient& client = FLink.Client();
-    if (client.FBeforeSend) client.FBeforeSend(*this);
     std::string body;  // large ones are not copied on their way
     body.reserve(kUsualLength);
     detail::WriteNode(body, FDocument, {.Declaration = true});
@@ -60,7 +72,7 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
     for (const auto& [name, value] : FHTTPHeaders) request->SetHeader(name, value);
     const TVqRef<IVqHTTPResponse> reply = request->Execute();
     try {
-      AResponse = Read(*reply, AOption);
+      return Read(*reply, factory);
     } catch (...) {
       // Whatever made this reply, its connection is not to be trusted with the next one.
       client.Client().GetComponent()->CloseConnections();
@@ -68,7 +80,6 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
     }
   }
 
- private:
   /// Forgets the client when it goes away.
   class TLink : public TVqComponent {
    public:

@@ -32,8 +32,11 @@ class TVqSOAPClient : public TVqComponent {
   void SetReplyLimits(const TVqXMLLimits& AValue) { FReplyLimits = AValue; }
   const TVqXMLLimits& GetReplyLimits() const noexcept { return FReplyLimits; }
 
-  /// Called with each message just before it is written, to bring it into another form.
-  void SetBeforeSend(std::function<void(IVqSOAPRequest&)> AHandler) { FBeforeSend = std::move(AHandler); }
+  /// Sends a message in place of the client: to bring it into another form, or to try another one when the first is refused. `AExchange` writes the
+  /// message as it stands when it is called, and fills `AResponse` or raises, as IVqSOAPRequest::Send.
+  using TSender = std::function<void(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AResponse,
+                                     const std::function<void()>& AExchange)>;
+  void SetSender(TSender AHandler) { FSender = std::move(AHandler); }
 
  protected:
   void Notification(TVqComponent* AComponent, TVqOperation AOperation) override;
@@ -50,7 +53,7 @@ class TVqSOAPClient : public TVqComponent {
   std::vector<TVqSOAPNamespace> FNamespaces;
   IVqDOMDocument FEmptyEnvelope;
   TVqXMLLimits FReplyLimits = VqSOAPReplyLimits();
-  std::function<void(IVqSOAPRequest&)> FBeforeSend;
+  TSender FSender;
 };
 
 }  // namespace velmore

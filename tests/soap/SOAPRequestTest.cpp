@@ -98,7 +98,10 @@ TEST_F(SOAPRequest, OnlySynchronousSendingIsOffered) {
 
 TEST_F(SOAPRequest, IsBroughtIntoAnotherFormJustBeforeItIsSent) {
   Server.Then(Reply("200 OK", Envelope("<m:GetItemResponse/>")));
-  SOAP.SetBeforeSend([](IVqSOAPRequest& request) { request.GetMethod().SetAttribute("Traversal", "Deep"); });
+  SOAP.SetSender([](IVqSOAPRequest& request, TVqRef<IVqSOAPResponse>&, const std::function<void()>& exchange) {
+    request.GetMethod().SetAttribute("Traversal", "Deep");
+    exchange();
+  });
   Ask();
   EXPECT_NE(Server.Requests()[0].Body.find("<m:GetItem Traversal=\"Deep\"/>"), std::string::npos);
 }

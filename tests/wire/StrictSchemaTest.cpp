@@ -12,12 +12,6 @@
 namespace velmore::testing {
 namespace {
 
-simulator::Options Refusing(const std::string& version) {
-  simulator::Options options = TwoUsers(version);
-  options.accept_departures = false;
-  return options;
-}
-
 class StrictSchema : public SaveTest, public ::testing::WithParamInterface<const char*> {
  protected:
   StrictSchema() : SaveTest(Refusing(GetParam())) { Session().SetStrictSchema(true); }

@@ -49,6 +49,13 @@ TDocument Parse(const std::string& envelope) {
 
 }  // namespace
 
+simulator::Options Refusing(const std::string& version) {
+  simulator::Options options = TwoUsers(version);
+  options.accept_departures = false;
+  options.keep_exchanges = 100000;
+  return options;
+}
+
 bool HasPublishedSchema() {
   return PublishedSchema() != nullptr;
 }

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/EWSTestSupport.h"
+
 namespace velmore::testing {
 
 /// Whether VELMORE_EWS_SCHEMA names a folder with messages.xsd, types.xsd and an envelope that ties them together, soap-envelope.xsd. Says so plainly when it
@@ -14,6 +16,9 @@ namespace velmore::testing {
 bool HasPublishedSchema();
 /// What the schema says against an envelope; empty when it is valid. Only with HasPublishedSchema.
 std::string SchemaProblemsOf(const std::string& envelope);
+
+/// Two users on a server that refuses the library's own forms.
+simulator::Options Refusing(const std::string& version);
 
 /// Writes requests down without what the two forms may differ in, and without what differs from run to run. A departure from the schema is undone and
 /// counted by its name, so that a request of the library's own form and its strict counterpart read the same, and the counts tell which departures there

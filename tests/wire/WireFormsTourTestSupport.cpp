@@ -20,13 +20,13 @@ namespace {
 constexpr const char* kAlice = "alice@example.com";
 constexpr const char* kBob = "bob@example.com";
 
-simulator::Options OptionsOf(const std::string& version, bool strict) {
+simulator::Options OptionsOf(const std::string& version, bool refusing) {
   simulator::Options options;
   options.version = version;
   options.users = {{"alice", kAlice, "Alice Arden", "wonder"}, {"bob", kBob, "Bob Birch", "builder"}};
   options.users.push_back({"service", "service@example.com", "Service", "robot", {}, true});
   options.directory = {{"bobby@example.com", "Bobby Beech"}};
-  options.accept_departures = !strict;
+  options.accept_departures = !refusing;
   options.keep_exchanges = 100000;
   return options;
 }
@@ -47,8 +47,8 @@ constexpr TVqEWSPropDef kMoment{
 
 }  // namespace
 
-TWireTour::TWireTour(const std::string& version, bool strict, unsigned seed)
-    : FRandom(seed), FVersion(version), FStrict(strict), FServer(OptionsOf(version, strict)) {
+TWireTour::TWireTour(const std::string& version, bool strict, unsigned seed, bool refusing)
+    : FRandom(seed), FVersion(version), FStrict(strict), FRefusing(refusing), FServer(OptionsOf(version, refusing)) {
   for (const auto& def : {&kByName, &kByTag, &kBytes, &kMoment}) RegisterProp(def);
   FServer.Start();
   LogOn(false);
@@ -60,6 +60,7 @@ void TWireTour::LogOn(bool impersonate) {
   FStore = nullptr;
   FSession = std::make_unique<TVqEWSServiceSession>();
   FSession->SetStrictSchema(FStrict);
+  FSession->SetSchemaFallback(FRefusing);
   FSession->SetServiceUrl(FServer.HttpUrl());
   FSession->GetCredentials().SetUserName(impersonate ? "service" : "alice");
   FSession->GetCredentials().SetPassword(impersonate ? "robot" : "wonder");
@@ -93,10 +94,12 @@ void TWireTour::Activate() {
                   : FSession->OpenDefaultMsgStore();
 }
 
-std::vector<std::string> TWireTour::Requests() const {
+std::vector<std::string> TWireTour::Requests(bool refused) const {
   std::vector<std::string> requests;
   for (const auto& exchange : FServer.Exchanges()) {
-    if (!exchange.operation.empty()) requests.push_back(exchange.request_body);
+    if (exchange.operation.empty()) continue;
+    if (!refused && exchange.response_body.find("ErrorSchemaValidation") != std::string::npos) continue;
+    requests.push_back(exchange.request_body);
   }
   return requests;
 }

@@ -17,15 +17,16 @@ namespace velmore::testing {
 /// seed compose the same requests, whatever the form.
 class TWireTour {
  public:
-  /// In `strict` the simulator refuses the library's own forms, too, and what applications are asked to escape by default they do not.
-  TWireTour(const std::string& version, bool strict, unsigned seed);
+  /// In `strict` what applications are asked to escape by default they do not. `refusing` is a simulator that refuses the library's own forms; without
+  /// it the session must not go over to the other form, so that each tour is one in its own.
+  TWireTour(const std::string& version, bool strict, unsigned seed, bool refusing);
   ~TWireTour();
 
   /// Each kind of request once, with other values at each call.
   void Round();
 
-  /// The envelopes of all requests, in order.
-  std::vector<std::string> Requests() const;
+  /// The envelopes of all requests, in order; those that were refused for their form aside, where it is told.
+  std::vector<std::string> Requests(bool refused = true) const;
   /// "step: text of the exception" of steps that raised.
   const std::vector<std::string>& Refusals() const { return FRefusals; }
   /// How many items stand where.
@@ -75,7 +76,7 @@ class TWireTour {
 
   std::mt19937 FRandom;
   std::string FVersion;
-  bool FStrict;
+  bool FStrict, FRefusing;
   simulator::Simulator FServer;
   std::unique_ptr<TVqEWSServiceSession> FSession;
   TVqRef<IVqEWSMsgStore> FStore;
