@@ -1,12 +1,14 @@
-// Tries everything that the library can do against a server, and prints what worked, what was refused and why, and how many round trips it took.
+// Tries everything that the library can do against a server, in each form that requests can have, and prints what worked, what was refused in which
+// words, and how many round trips it took. The last lines are the verdict.
 //
 //   interop --url https://mail.example.com/EWS/Exchange.asmx --user ann@example.com            reads only
 //   interop --url ... --user ... --write                                                       works in a folder of its own, too
-//   interop --url ... --user ... --write --send                                                and sends two messages to the user
+//   interop --url ... --user ... --write --send                                                and sends messages to the user, two a form
 //
-// The mailbox is left as it was: what the tour makes it takes away again, also after a failure or Ctrl-C. Exit codes: 0 all worked, 1 something was
-// refused, 3 something was left behind (the last lines tell what), 130 interrupted.
+// The mailbox is left as it was: what the tour makes it takes away again, also after a failure or Ctrl-C. Exit codes: 0 the library works with this server,
+// 1 something was refused that an application would meet, 3 something was left behind (the last lines tell what), 130 interrupted.
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -14,6 +16,7 @@
 #include <ctime>
 #include <functional>
 #include <iostream>
+#include <map>
 #include <thread>
 
 #include "ews/VelmoreEWS.h"
@@ -59,11 +62,77 @@ class CountingSession : public TVqEWSServiceSession {
   int RoundTrips = 0;
 };
 
+/// The forms that requests can have: what an application meets that sets nothing, then each of the two alone.
+constexpr const char* kForms[] = {"default", "own", "schema"};
+
+/// What became of each operation in each form.
+class Report {
+ public:
+  static constexpr const char* kWorked = "worked";
+  static constexpr const char* kRefused = "refused";
+
+  void Add(const std::string& form, const std::string& name, const std::string& how) {
+    FOutcomes[form].emplace_back(name, how);
+  }
+  int Count(const std::string& form, const std::string& how) {
+    return static_cast<int>(std::ranges::count(FOutcomes[form], how, &std::pair<std::string, std::string>::second));
+  }
+  /// Operations that one form was refused, and that worked in the other; with an empty `other`, whatever the other said.
+  std::vector<std::string> Refused(const std::string& form, const std::string& other = {}) {
+    std::vector<std::string> names;
+    for (const auto& [name, how] : FOutcomes[form]) {
+      if (how == kRefused && (other.empty() || Worked(other, name))) names.push_back(name);
+    }
+    return names;
+  }
+  bool Tried(const std::string& form) const { return FOutcomes.contains(form); }
+
+  /// Prints the verdict, and gives the exit code.
+  int Judge();
+
+ private:
+  bool Worked(const std::string& form, const std::string& name) {
+    return std::ranges::count(FOutcomes[form], std::pair<std::string, std::string>(name, kWorked)) > 0;
+  }
+  static void Print(const char* what, const std::vector<std::string>& names) {
+    std::cout << what << '\n';
+    for (const std::string& name : names) std::cout << "  " << name << '\n';
+  }
+
+  std::map<std::string, std::vector<std::pair<std::string, std::string>>> FOutcomes;
+};
+
+int Report::Judge() {
+  std::cout << "Verdict: ";
+  if (Tried("own") && Tried("schema")) {
+    const auto own = Refused("own", "schema"), schema = Refused("schema", "own");
+    if (own.empty() && schema.empty())
+      std::cout << "both forms of requests are the same to this server.\n";
+    else if (schema.empty())
+      Print("this server wants the form of the schema. In the library's own form it refuses", own);
+    else
+      Print("this server refuses in the form of the schema what it takes in the library's own", schema);
+  } else {
+    std::cout << "of the forms that were tried.\n";
+  }
+  std::vector<std::string> met = FOutcomes.size() == 1 ? Refused(FOutcomes.begin()->first) : Refused("default");
+  if (met.empty()) {
+    std::cout << "The library works with it" << (Tried("default") ? ", without a setting.\n" : ".\n");
+    return 0;
+  }
+  Print(Tried("default") ? "An application that sets nothing is refused" : "An application is refused", met);
+  return 1;
+}
+
 class Tour {
  public:
-  Tour(const ExampleServer& server, CountingSession& session) : FServer(server), FSession(session) {}
+  Tour(const ExampleServer& server, CountingSession& session, const char* form, Report& report)
+      : FServer(server), FSession(session), FForm(form), FReport(report) {}
 
-  int Run();
+  /// False when it was interrupted.
+  bool Run();
+  /// What could not be taken away.
+  const std::vector<std::string>& Left() const { return FLeft; }
 
  private:
   template <typename TAction>
@@ -85,19 +154,23 @@ class Tour {
 
   const ExampleServer& FServer;
   CountingSession& FSession;
+  std::string FForm;
+  Report& FReport;
   TVqRef<IVqEWSMsgStore> FStore;
   TVqRef<IVqEWSFolder> FOwn;                           // the folder that the tour works in
   std::vector<TDistinguishedFolderIdName> FElsewhere;  // where else items of the tour may stand
   string FMark;                                        // in the names of all that the tour makes
-  int FWorked = 0, FRefused = 0, FSkipped = 0, FTrips = 0;
+  int FTrips = 0;
   std::vector<std::string> FLeft;
 };
 
 void Tour::Line(const char* name, const char* how, const std::string& why) {
   // Logging on makes the client that is counted on: its own round trips are not.
   const int trips = FSession.RoundTrips - FTrips;
-  std::printf("%-44s %-8s %5s  %s\n", name, how, trips == 0 ? "-" : std::to_string(trips).c_str(), why.c_str());
+  std::printf("%-44s %-8s %-8s %5s  %s\n", name, FForm.c_str(), how, trips == 0 ? "-" : std::to_string(trips).c_str(),
+              why.c_str());
   std::fflush(stdout);
+  FReport.Add(FForm, name, how);
   FTrips = FSession.RoundTrips;
 }
 
@@ -108,16 +181,13 @@ bool Tour::Step(const char* name, TAction action) {
   try {
     action();
   } catch (const Skip& skip) {
-    ++FSkipped;
     Line(name, "skipped", skip.Why);
     return false;
   } catch (const std::exception& failure) {
-    ++FRefused;
-    Line(name, "refused", failure.what());
+    Line(name, Report::kRefused, failure.what());
     return false;
   }
-  ++FWorked;
-  Line(name, "worked", "");
+  Line(name, Report::kWorked, "");
   return true;
 }
 
@@ -417,12 +487,11 @@ void Tour::CleanUp() {
     Delete(("items in " + VqEnumToText(name).utf8()).c_str(), [&] { DeleteMarked(name); });
 }
 
-int Tour::Run() {
-  FMark = "Velmore tour " + IntToStr(static_cast<std::int64_t>(std::time(nullptr)));
-  std::printf("%-44s %-8s %5s  %s\n", "operation", "", "trips", "why");
+bool Tour::Run() {
+  FMark = "Velmore tour " + IntToStr(static_cast<std::int64_t>(std::time(nullptr))) + " " + FForm;
   bool stopped = false;
   try {
-    if (!Step("log on (ConvertId, GetServerTimeZones)", [&] { FSession.LogOn(); })) return 1;
+    if (!Step("log on (ConvertId, GetServerTimeZones)", [&] { FSession.LogOn(); })) return true;
     Read();
     if (FServer.HasOption("write") && FStore) Write();
   } catch (const Interrupted&) {
@@ -430,32 +499,51 @@ int Tour::Run() {
   }
   if (FServer.HasOption("write")) {
     CleanUp();
-    Line("take away what the tour made (DeleteFolder)", FLeft.empty() ? "worked" : "refused", "");
+    Line("take away what the tour made (DeleteFolder)", FLeft.empty() ? Report::kWorked : Report::kRefused, "");
   }
-  std::cout << FWorked << " worked, " << FRefused << " refused, " << FSkipped << " skipped; "
-            << FSession.GetServerDescription() << '\n';
-  if (!FServer.HasOption("write")) std::cout << "Nothing was written. --write works in a folder of its own as well.\n";
-  for (const std::string& left : FLeft) std::cout << "LEFT BEHIND (" << FMark << "): " << left << '\n';
-  if (!FLeft.empty()) return 3;
-  if (stopped) return 130;
-  return FRefused == 0 ? 0 : 1;
+  for (std::string& left : FLeft) left = "LEFT BEHIND (" + FMark.utf8() + "): " + left;
+  std::cout << FForm << ": " << FReport.Count(FForm, Report::kWorked) << " worked, "
+            << FReport.Count(FForm, Report::kRefused) << " refused, " << FReport.Count(FForm, "skipped") << " skipped; "
+            << FSession.GetServerDescription() << "\n\n";
+  return !stopped;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) try {
-  const ExampleServer server(argc, argv,
-                             "interop [--write [--send]] [--default-form] [--impersonate ADDRESS]: tries every "
-                             "operation and prints what worked.\n"
-                             "  --write          works in a folder of its own, too, and takes it away again\n"
-                             "  --send           also sends two messages to the user, and takes them away\n"
-                             "  --default-form   requests in the library's own form in place of the schema's");
+  const ExampleServer server(
+      argc, argv,
+      "interop [--write [--send]] [--form NAME] [--impersonate ADDRESS]: tries every operation "
+      "in each form of requests and prints what worked.\n"
+      "  --write          works in a folder of its own, too, and takes it away again\n"
+      "  --send           also sends two messages a form to the user, and takes them away\n"
+      "  --form NAME      one form alone: default (what a session does that nothing is set on),\n"
+      "                   own (the library's own), schema (that of the published schema)");
+  const std::string wanted = server.Option("form");
+  if (!wanted.empty() && std::ranges::find(kForms, wanted) == std::end(kForms)) {
+    std::cerr << "There is no form \"" << wanted << "\": default, own, schema\n";
+    return 2;
+  }
   std::signal(SIGINT, Interrupt);
   std::signal(SIGTERM, Interrupt);
-  CountingSession session;
-  server.Configure(session);
-  session.SetStrictSchema(!server.HasOption("default-form"));
-  return Tour(server, session).Run();
+  std::printf("%-44s %-8s %-8s %5s  %s\n", "operation", "form", "", "trips", "the server's words");
+  Report report;
+  std::vector<std::string> left;
+  bool stopped = false;
+  for (const std::string form : kForms) {
+    if (stopped || (!wanted.empty() && form != wanted)) continue;
+    CountingSession session;
+    server.Configure(session);
+    session.SetStrictSchema(form == "schema");
+    session.SetSchemaFallback(form == "default");
+    Tour tour(server, session, form.c_str(), report);
+    stopped = !tour.Run();
+    left.insert(left.end(), tour.Left().begin(), tour.Left().end());
+  }
+  if (!server.HasOption("write")) std::cout << "Nothing was written. --write works in a folder of its own as well.\n";
+  const int verdict = stopped ? 130 : report.Judge();
+  for (const std::string& line : left) std::cout << line << '\n';
+  return left.empty() ? verdict : 3;
 } catch (const std::exception& failure) {
   std::cerr << failure.what() << '\n';
   return 1;

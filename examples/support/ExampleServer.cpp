@@ -58,7 +58,7 @@ ExampleServer::ExampleServer(int argc, char** argv, const std::string& usage) {
               << "Runs against the simulator, or with\n"
               << "  --url URL --user USER   against a server; the password comes from VELMORE_PASSWORD or a prompt\n"
               << "  --ca-file FILE          trusting the authorities in a PEM file, too\n"
-              << "  --strict                requests in the form of the published schema, as always with --url\n";
+              << "  --strict                requests in the form of the published schema from the first one\n";
     std::exit(0);
   }
   url_ = Option("url");
@@ -92,8 +92,7 @@ void ExampleServer::Configure(velmore::TVqEWSCustomSession& session) const {
   session.GetCredentials().SetUserName(user_);
   session.GetCredentials().SetPassword(password_);
   session.SetCAFile(ca_file_);
-  // Real servers validate what they are sent; the simulator takes the library's own forms, too.
-  session.SetStrictSchema(!Simulated() || HasOption("strict"));
+  session.SetStrictSchema(HasOption("strict"));
 }
 
 std::string ExampleServer::Option(const std::string& name, const std::string& otherwise) const {
