@@ -1,9 +1,10 @@
 // How a session goes over from the library's own form of requests to the schema's.
 
+#include "ews/model/uVqEWSWireForm.h"
+
 #include <algorithm>
 
 #include "ews/model/internal/uVqEWSCall.h"
-#include "ews/model/uVqEWSWireForm.h"
 
 namespace velmore {
 namespace {

@@ -105,10 +105,14 @@ TEST_F(Guide, ASecondThreadTakesClientsOfItsOwn) {
   EXPECT_EQ(request->GetMethod().GetQualifiedName(), "m:GetFolder");
 }
 
-TEST_F(Guide, StrictSchemaIsASetting) {
+TEST_F(Guide, TheFormOfRequestsNeedsNoSetting) {
   TVqEWSServiceSession& session = Session();
-  session.SetStrictSchema(true);
-  EXPECT_TRUE(session.GetStrictSchema());
+  EXPECT_EQ(session.GetWireForm(), TVqEWSWireForm::own);
+  session.SetStrictSchema(true);     // the schema's form from the first request: for a server that is known to want it
+  session.SetSchemaFallback(false);  // the library's own form or an exception
+  session.GetWireForm();             // TVqEWSWireForm::own or ::schema: what the next request has
+  EXPECT_EQ(session.GetWireForm(), TVqEWSWireForm::schema);
+  EXPECT_FALSE(session.GetSchemaFallback());
 }
 
 TEST_F(Guide, StoresAndFolders) {
