@@ -3,6 +3,7 @@
 #include "ews/model/uVqEWSWireForm.h"
 
 #include <algorithm>
+#include <span>
 
 #include "ews/model/internal/uVqEWSCall.h"
 
@@ -11,7 +12,28 @@ namespace {
 
 constexpr const char* kNotValid = "ErrorSchemaValidation";
 
-bool HasOneOf(const string& text, std::initializer_list<const char*> words) {
+// What validators and parsers say. Servers other than Exchange have no code for it: they blame the client, in such words.
+constexpr const char* kOfValidators[] = {"schema",
+                                         "proper type for node",
+                                         "invalid child element",
+                                         "unexpected element",
+                                         "unexpected child",
+                                         "is not expected",
+                                         "unexpected attribute",
+                                         "unknown element",
+                                         "validation constraint",
+                                         "cvc-",
+                                         "deserializ",
+                                         "unmarshal"};
+
+// In codes about load, access or identity: another form of the request changes nothing about those.
+constexpr const char* kOfTheCaller[] = {
+    "busy",   "timeout",     "exceeded", "unavailable", "transient", "insufficientresources", "toomany",
+    "denied", "imperson",    "logon",    "password",    "account",   "connectionfailed",      "overbudget",
+    "token",  "permission",  "policy",   "authoriz",    "sid",       "nonexistentmailbox",    "mailboxmove",
+    "smtp",   "emailaddress"};
+
+bool HasOneOf(const string& text, std::span<const char* const> words) {
   const string lower = LowerCase(text);
   return std::ranges::any_of(words, [&](const char* word) { return lower.Contains(word); });
 }
@@ -22,40 +44,15 @@ string CodeOf(const EVqSOAPFault& fault) {
   return fault.FaultCode().Copy(fault.FaultCode().Pos(u":") == string::npos ? 0 : fault.FaultCode().Pos(u":") + 1);
 }
 
-/// The request was not accepted as valid, so that nothing was carried out. Servers other than Exchange have no code for it: they blame the client, in the
-/// words of their parsers and validators.
+/// The request was not accepted as valid, so that nothing was carried out.
 bool SaysNotValid(const EVqSOAPFault& fault) {
-  if (CodeOf(fault) == kNotValid || fault.FaultCode().EndsWith(string(kNotValid))) return true;
-  if (!HasOneOf(fault.FaultCode(), {"client", "sender"})) return false;
-  return HasOneOf(fault.FaultString(), {"schema", "proper type for node", "invalid child element", "unexpected element",
-                                        "unexpected child", "unexpected attribute", "is not expected", "not allowed",
-                                        "unknown element", "validation constraint", "cvc-", "deserializ", "unmarshal"});
+  if (CodeOf(fault) == kNotValid) return true;
+  static constexpr const char* kClient[] = {"client", "sender"};
+  return HasOneOf(fault.FaultCode(), kClient) && HasOneOf(fault.FaultString(), kOfValidators);
 }
 
-/// Load, access or identity: another form changes nothing about it.
 bool IsOfTheCaller(const EVqSOAPFault& fault) {
-  return dynamic_cast<const EVqServerBusy*>(&fault) || HasOneOf(CodeOf(fault), {"busy",
-                                                                                "timeout",
-                                                                                "exceeded",
-                                                                                "unavailable",
-                                                                                "transient",
-                                                                                "insufficientresources",
-                                                                                "toomany",
-                                                                                "connectionfailed",
-                                                                                "overbudget",
-                                                                                "denied",
-                                                                                "imperson",
-                                                                                "logon",
-                                                                                "password",
-                                                                                "account",
-                                                                                "authoriz",
-                                                                                "token",
-                                                                                "nonexistentmailbox",
-                                                                                "mailboxmove",
-                                                                                "nonprimarysmtp",
-                                                                                "sid",
-                                                                                "policy",
-                                                                                "permission"});
+  return dynamic_cast<const EVqServerBusy*>(&fault) || HasOneOf(CodeOf(fault), kOfTheCaller);
 }
 
 bool RefusesTheForm(const string& operation, const EVqSOAPFault& fault) {

@@ -327,6 +327,7 @@ TEST_F(Refusals, OtherFaultsAreTriedAgainWhereNothingIsChanged) {
       {"a:ErrorInternalServerError", "An internal server error occurred.", "ErrorInternalServerError"},
       {"a:ErrorInvalidRequest", "The request is invalid.", "ErrorInvalidRequest"},
       {"s:Client", "The recipient is wrong.", ""},
+      {"s:Client", "Sending in another's name is not allowed.", ""},
       {"s:Server", "The schema store is broken.", ""},
       {"", "", ""},
   };
@@ -362,6 +363,7 @@ TEST_F(Refusals, OfLoadAccessAndIdentityAreRaisedAtOnce) {
                            "ErrorNonExistentMailbox",
                            "ErrorMailboxMoveInProgress",
                            "ErrorNonPrimarySmtpAddress",
+                           "ErrorMissingEmailAddress",
                            "ErrorInvalidUserSid",
                            "ErrorUserNotAllowedByPolicy"}) {
     FaultNext("GetItem", "a:" + std::string(code), "", code);
