@@ -308,10 +308,12 @@ class IVqEWSFolder : public virtual IVqEWSPropObject {
   virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
   /// A new, unsaved item of this folder. Asks nothing of the server.
   virtual TVqRef<IVqEWSItem> CreateItem(TItemType AItemType) = 0;
-  /// Copies an item to another folder (m:CopyItem) and gives the copy's id.
+  /// Copies an item to another folder (m:CopyItem) and gives the copy's id. Raises EVqEWSIdNotTold when the copy was made and the server does not tell
+  /// its id, as for one in another mailbox: repeated, it makes a second one.
   virtual TItemId CopyItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) = 0;
   virtual TItemId CopyItem(const TItemId& AItemId, const TItemId& AFolderId) = 0;
-  /// A copy, then a hard delete of the original. When the deletion fails the copy stays.
+  /// A copy, then a hard delete of the original. When the deletion fails the copy stays; when the copy's id is not told (EVqEWSIdNotTold) nothing is
+  /// deleted.
   virtual TItemId MoveItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) = 0;
   virtual TItemId MoveItem(const TItemId& AItemId, const TItemId& AFolderId) = 0;
   /// Deletes an item (m:DeleteItem).
