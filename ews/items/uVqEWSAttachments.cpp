@@ -39,19 +39,71 @@ void WriteOrRemove(const IVqDOMElement& element, TWrite write) {
   }
 }
 
+bool IsAttachment(const IVqDOMElement& element) {
+  const string name = element.GetLocalName();
+  return name == "FileAttachment" || name == "ItemAttachment";
+}
+
+bool HasContent(const IVqDOMElement& file) {
+  const IVqDOMElement content = file.SelectSingleElement("Content", kSelectQuiet);
+  return content && detail::TVqRawElement(content).HasChildren();
+}
+
+/// The item of an item attachment, if it is there.
+IVqDOMElement ItemInside(const IVqDOMElement& attachment) {
+  for (const IVqDOMElement& member : attachment.GetChildElements())
+    if (EwsFindItemClass(member.GetLocalName())) return member;
+  return {};
+}
+
+void CheckAlive(const TVqEWSAttachmentsState& state) {
+  if (!state.Alive) throw EVqException("The attachment's item is gone or was loaded again.");
+}
+
+/// What stands deeper is shown by the list and belongs to an item inside: no save would carry a change out.
+void CheckOwn(const TVqEWSAttachmentsState& state, const IVqDOMElement& element) {
+  if (element.GetParentElement() != state.Parent)
+    throw EVqException("The attachment belongs to an item inside of this one: it cannot be changed or deleted here.");
+}
+
 }  // namespace
+
+// ---- What views share
+
+std::shared_ptr<TVqEWSAttachmentContent> TVqEWSAttachmentsState::ContentOf(const IVqDOMElement& AElement,
+                                                                           const TVqXMLSchemaClass& AClass) {
+  for (const auto& [element, content] : Contents)
+    if (element == AElement) return content;
+  auto content = std::make_shared<TVqEWSAttachmentContent>();
+  content->Record.reset(static_cast<TEwsAttachment*>(AClass.CreateRecord(AElement).release()));
+  Contents.emplace_back(AElement, content);
+  return content;
+}
+
+void TVqEWSAttachmentsState::Discard() noexcept {
+  Alive = false;
+  Parent = {};
+  for (auto& [element, content] : Contents) {
+    element = {};
+    content->Record->Discard();
+  }
+}
 
 // ---- TVqEWSAttachment
 
-TVqEWSAttachment::TVqEWSAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState,
-                                   std::unique_ptr<TEwsAttachment> ARecord)
-    : FState(std::move(AState)), FAttachment(std::move(ARecord)) {}
+TVqEWSAttachment::TVqEWSAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState, const IVqDOMElement& AElement,
+                                   const TVqXMLSchemaClass& AClass)
+    : FState(std::move(AState)), FContent(FState->ContentOf(AElement, AClass)) {}
 
 TVqEWSAttachment::~TVqEWSAttachment() = default;
 
+TVqEWSAttachmentContent& TVqEWSAttachment::Content() const {
+  CheckAlive(*FState);
+  return *FContent;
+}
+
 TEwsAttachment& TVqEWSAttachment::Record() const {
-  if (!FState->Alive) throw EVqException("The attachment's item is gone or was loaded again.");
-  return *FAttachment;
+  return *Content().Record;
 }
 
 IVqEWSSession& TVqEWSAttachment::Session() const {
@@ -63,34 +115,38 @@ string TVqEWSAttachment::IdText() const {
   return IVqDOMElement(Record().FindNode("t:AttachmentId")).GetAttribute("Id");
 }
 
-void TVqEWSAttachment::SetName(const string& AValue) {
+void TVqEWSAttachment::Change(const std::function<void()>& AWrite) {
+  const bool marked = GetModified();
   SetModified();
-  Record().SetName(AValue);
+  try {
+    AWrite();
+  } catch (...) {
+    if (!marked) std::erase(FState->Modified, IdText());
+    throw;
+  }
+}
+
+void TVqEWSAttachment::SetName(const string& AValue) {
+  Change([&] { Record().SetName(AValue); });
 }
 void TVqEWSAttachment::SetContentType(const string& AValue) {
-  SetModified();
-  Record().SetContentType(AValue);
+  Change([&] { Record().SetContentType(AValue); });
 }
 void TVqEWSAttachment::SetContentId(const string& AValue) {
-  SetModified();
-  Record().SetContentId(AValue);
+  Change([&] { Record().SetContentId(AValue); });
 }
 void TVqEWSAttachment::SetContentLocation(const string& AValue) {
-  SetModified();
-  Record().SetContentLocation(AValue);
+  Change([&] { Record().SetContentLocation(AValue); });
 }
 void TVqEWSAttachment::SetSize(std::int32_t AValue) {
-  SetModified();
-  Record().SetSize(AValue);
+  Change([&] { Record().SetSize(AValue); });
 }
 void TVqEWSAttachment::SetLastModifiedTime(TDateTime AValue) {
-  SetModified();
-  Record().SetLastModifiedTime(AValue);
+  Change([&] { Record().SetLastModifiedTime(AValue); });
 }
 void TVqEWSAttachment::SetIsInline(bool AValue) {
   EwsCheckVersion(Exchange2010, Session().GetServerVersion(), "SetIsInline");
-  SetModified();
-  Record().SetIsInline(AValue);
+  Change([&] { Record().SetIsInline(AValue); });
 }
 
 bool TVqEWSAttachment::GetModified() {
@@ -98,6 +154,7 @@ bool TVqEWSAttachment::GetModified() {
 }
 
 void TVqEWSAttachment::SetModified() {
+  CheckOwn(*FState, Record().AsElement());
   if (!GetModified()) FState->Modified.push_back(IdText());
 }
 
@@ -113,7 +170,7 @@ IVqDOMElement TVqEWSAttachment::Fetch(bool AIncludeMimeContent, const TVqSOAPRes
 
 TVqEWSFileAttachment::TVqEWSFileAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState,
                                            const IVqDOMElement& AElement)
-    : TVqEWSAttachment(std::move(AState), std::make_unique<TEwsFileAttachment>(AElement)) {}
+    : TVqEWSAttachment(std::move(AState), AElement, TEwsFileAttachment::SchemaClass()) {}
 
 TEwsFileAttachment& TVqEWSFileAttachment::File() const {
   return static_cast<TEwsFileAttachment&>(Record());
@@ -125,13 +182,13 @@ bool TVqEWSFileAttachment::GetIsContactPhoto() {
 
 void TVqEWSFileAttachment::SetIsContactPhoto(bool AValue) {
   EwsCheckVersion(Exchange2010, Session().GetServerVersion(), "SetIsContactPhoto");
-  SetModified();
-  File().SetIsContactPhoto(AValue);
+  Change([&] { File().SetIsContactPhoto(AValue); });
 }
 
 void TVqEWSFileAttachment::LoadFromStream(TVqStream* AStream) {
-  SetModified();  // also when there is nothing to load
-  if (AStream && AStream->GetSize() > 0) SetContent(File(), *AStream);
+  Change([&] {  // also when there is nothing to load
+    if (AStream && AStream->GetSize() > 0) SetContent(File(), *AStream);
+  });
 }
 
 void TVqEWSFileAttachment::LoadFromFile(const string& AFileName) {
@@ -140,7 +197,7 @@ void TVqEWSFileAttachment::LoadFromFile(const string& AFileName) {
 }
 
 void TVqEWSFileAttachment::LoadContent() {
-  if (detail::TVqRawElement(IVqDOMElement(File().FindNode("t:Content"))).HasChildren()) return;
+  if (Content().Retrieved || HasContent(File().AsElement()) || IdText().empty()) return;
   // Content can be large: it is cut out of the reply, and there is no copy in the item's tree.
   detail::TVqSharedText content;
   const IVqDOMElement message = Fetch(false, [&content](std::string bytes, const string& name) {
@@ -150,6 +207,7 @@ void TVqEWSFileAttachment::LoadContent() {
   const IVqDOMElement fetched = message.SelectSingleElement("Attachments/*/Content", kSelectRequired);
   if (!content) content = detail::SharedTextOf(fetched);
   detail::ShareText(IVqDOMElement(File().GetNode("t:Content")), std::move(content));
+  Content().Retrieved = true;
 }
 
 void TVqEWSFileAttachment::SaveToStream(TVqStream& AStream) {
@@ -170,10 +228,20 @@ void TVqEWSFileAttachment::SaveToFile(const string& AFileName) {
 
 TVqEWSItemAttachment::TVqEWSItemAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState,
                                            const IVqDOMElement& AElement)
-    : TVqEWSAttachment(std::move(AState), std::make_unique<TEwsItemAttachment>(AElement)) {}
+    : TVqEWSAttachment(std::move(AState), AElement, TEwsItemAttachment::SchemaClass()) {}
 
 TEwsItemAttachment& TVqEWSItemAttachment::Attached() const {
   return static_cast<TEwsItemAttachment&>(Record());
+}
+
+void TVqEWSItemAttachment::SetModified() {
+  CheckAttachable();
+  TVqEWSAttachment::SetModified();
+}
+
+// A changed attachment is deleted and made anew by the save, for which it must be known whole: said here, and not in the middle of the save.
+void TVqEWSItemAttachment::CheckAttachable() {
+  if (!IdText().empty() && !ItemInside(Record().AsElement())) GetItemAttachmentType();
 }
 
 TItemAttachmentType TVqEWSItemAttachment::GetItemAttachmentType() {
@@ -193,15 +261,18 @@ TItemAttachmentType TVqEWSItemAttachment::GetItemAttachmentType() {
       {"MeetingResponse", "t:MeetingResponse", iaMeetingResponse},
       {"MeetingCancellation", "t:MeetingCancellation", iaMeetingCancellation},
   };
-  if (FItemRetrieved) return FItemType;
-  const IVqDOMElement attachment = Fetch(true).SelectSingleElement("Attachments/ItemAttachment", kSelectRequired);
+  TVqEWSAttachmentContent& content = Content();
+  if (content.Retrieved) return content.ItemType;
+  const bool isNew = IdText().empty();  // what the server knows nothing of stands in memory
+  const IVqDOMElement attachment =
+      isNew ? Record().AsElement() : Fetch(true).SelectSingleElement("Attachments/ItemAttachment", kSelectRequired);
   for (const auto& [name, member, type] : kKinds) {
     const IVqDOMElement found = attachment.SelectSingleElement(name, kSelectQuiet);
     if (!found) continue;
-    FItemType = type;
-    IVqDOMElement(Attached().GetNode(member)).SetInnerXML(found.GetInnerXML());
-    FItemRetrieved = true;
-    return FItemType;
+    if (!isNew) IVqDOMElement(Attached().GetNode(member)).SetInnerXML(found.GetInnerXML());
+    content.ItemType = type;
+    content.Retrieved = true;
+    return type;
   }
   throw EVqException("Unsupported Attachment Type!");
 }
@@ -269,38 +340,61 @@ TVqEWSAttachments::TVqEWSAttachments(const TVqRef<IVqEWSSession>& ASession,
                                      TEwsNonEmptyArrayOfAttachments& AAttachments)
     : FAttachments(AAttachments), FState(std::make_shared<TVqEWSAttachmentsState>()) {
   FState->Session = ASession;
+  FState->Parent = AAttachments.AsElement();
 }
 
 TVqEWSAttachments::~TVqEWSAttachments() {
-  FState->Alive = false;
+  Discard();
+}
+
+void TVqEWSAttachments::Discard() noexcept {
+  FState->Discard();
+}
+
+TEwsNonEmptyArrayOfAttachments& TVqEWSAttachments::List() const {
+  CheckAlive(*FState);
+  return FAttachments;
 }
 
 // Elements are looked up anew, past the arrays' records: those stay under their old positions when an entry before them is deleted.
 
 TVqDOMElementList TVqEWSAttachments::Files() const {
-  return FAttachments.AsElement().CreateElementList(".//t:FileAttachment");
+  return List().AsElement().CreateElementList(".//t:FileAttachment");
 }
 TVqDOMElementList TVqEWSAttachments::Items() const {
-  return FAttachments.AsElement().CreateElementList(".//t:ItemAttachment");
+  return List().AsElement().CreateElementList(".//t:ItemAttachment");
 }
 
 std::int32_t TVqEWSAttachments::Count() {
   return Files().Count() + Items().Count();
 }
 
+TVqRef<IVqEWSAttachment> TVqEWSAttachments::ViewOf(const IVqDOMElement& AElement) const {
+  if (AElement.GetLocalName() == "FileAttachment") return MakeRef<TVqEWSFileAttachment>(FState, AElement);
+  return MakeRef<TVqEWSItemAttachment>(FState, AElement);
+}
+
 TVqRef<IVqEWSAttachment> TVqEWSAttachments::GetAttachment(std::int32_t AIndex) {
   const TVqDOMElementList files = Files();
-  if (AIndex < files.Count()) return MakeRef<TVqEWSFileAttachment>(FState, files.GetItem(AIndex));
-  return MakeRef<TVqEWSItemAttachment>(FState, Items().GetItem(AIndex - files.Count()));
+  return ViewOf(AIndex < files.Count() ? files.GetItem(AIndex) : Items().GetItem(AIndex - files.Count()));
+}
+
+std::vector<TVqRef<IVqEWSAttachment>> TVqEWSAttachments::OwnAttachments() {
+  std::vector<TVqRef<IVqEWSAttachment>> own;
+  for (const IVqDOMElement& element : List().AsElement().GetChildElements()) {
+    // Other kinds, such as links, are none that could have been added or changed here.
+    if (IsAttachment(element)) own.push_back(ViewOf(element));
+  }
+  return own;
 }
 
 void TVqEWSAttachments::Clear(bool AClearInlineAttachments) {
-  for (const TVqDOMElementList& list : {Items(), Files()}) {
-    for (std::int32_t i = list.Count() - 1; i >= 0; --i) {
-      const IVqDOMElement element = list.GetItem(i);
-      const IVqDOMElement parent = element.GetParentElement();
-      if (parent && (AClearInlineAttachments || !TEwsAttachment(element).GetIsInline())) parent.RemoveChild(element);
-    }
+  const IVqDOMElement parent = List().AsElement();
+  const TVqDOMElementList children = parent.GetChildElements();
+  for (std::int32_t i = children.Count() - 1; i >= 0; --i) {
+    const IVqDOMElement element = children.GetItem(i);
+    if (IsAttachment(element) && (AClearInlineAttachments || !TEwsAttachment(element).GetIsInline()))
+      parent.RemoveChild(element);
   }
 }
 
@@ -314,7 +408,7 @@ TVqRef<IVqEWSFileAttachment> TVqEWSAttachments::AddAttachment(const string& AFil
 TVqRef<IVqEWSFileAttachment> TVqEWSAttachments::AddAttachment(const string& AName, const string& AContentType,
                                                               TVqStream& AStream) {
   const bool flags = FState->Session->GetServerVersion() > Exchange2009;
-  TEwsFileAttachment file(FAttachments.AsElement().AddElement("t:FileAttachment"));
+  TEwsFileAttachment file(List().AsElement().AddElement("t:FileAttachment"));
   WriteOrRemove(file.AsElement(), [&] {
     file.SetName(AName);
     file.SetContentType(AContentType);
@@ -329,7 +423,7 @@ TVqRef<IVqEWSFileAttachment> TVqEWSAttachments::AddAttachment(const string& ANam
 
 TVqRef<IVqEWSItemAttachment> TVqEWSAttachments::AddAttachment(const string& AName, const TVqRef<IVqEWSItem>& AItem) {
   if (!AItem) throw EVqException("There is no item to attach.");
-  TEwsItemAttachment attachment(FAttachments.AsElement().AddElement("t:ItemAttachment"));
+  TEwsItemAttachment attachment(List().AsElement().AddElement("t:ItemAttachment"));
   WriteOrRemove(attachment.AsElement(), [&] {
     attachment.AsElement().SetInnerXML(AItem->AsElement().GetXML());
     attachment.SetName(AName);
@@ -341,44 +435,47 @@ TVqRef<IVqEWSAttachment> TVqEWSAttachments::FindAttachment(const string& AAttach
   const auto matches = [&](const IVqDOMElement& element) {
     return SameText(element.SelectSingleElement("AttachmentId", kSelectQuiet).GetAttribute("Id"), AAttachmentId);
   };
-  for (const IVqDOMElement& file : Files()) {
-    if (matches(file)) return MakeRef<TVqEWSFileAttachment>(FState, file);
-  }
-  for (const IVqDOMElement& item : Items()) {
-    if (matches(item)) return MakeRef<TVqEWSItemAttachment>(FState, item);
+  for (const TVqDOMElementList& list : {Files(), Items()}) {
+    for (const IVqDOMElement& element : list)
+      if (matches(element)) return ViewOf(element);
   }
   return {};
 }
 
 void TVqEWSAttachments::DeleteAttachment(std::int32_t AIndex) {
   const IVqDOMElement element = GetAttachment(AIndex)->AsElement();
+  CheckOwn(*FState, element);
   element.GetParentElement().RemoveChild(element);
 }
 
-void TVqEWSAttachments::PrepareReplacement(IVqEWSAttachment& AAttachment) {
-  if (auto* file = dynamic_cast<TVqEWSFileAttachment*>(&AAttachment)) {
-    file->LoadContent();
-  } else {
-    // What was fetched before stays, with what was changed in it.
-    bool there = false;
-    for (const IVqDOMElement& member : AAttachment.AsElement().GetChildElements())
-      there = there || (member.HasChildElements() && EwsFindItemClass(member.GetLocalName()));
-    if (!there) dynamic_cast<IVqEWSItemAttachment&>(AAttachment).GetItemAttachmentType();
+void TVqEWSAttachments::Complete(IVqEWSAttachment& AAttachment) {
+  if (auto* file = dynamic_cast<TVqEWSFileAttachment*>(&AAttachment)) return file->LoadContent();
+  auto& attached = dynamic_cast<TVqEWSItemAttachment&>(AAttachment);
+  // What was fetched before stays, with what was changed in it.
+  attached.CheckAttachable();
+  if (const IVqDOMElement item = ItemInside(attached.AsElement())) CompleteInside(item);
+}
+
+void TVqEWSAttachments::CompleteInside(const IVqDOMElement& AItem) {
+  for (const IVqDOMElement& element : AItem.SelectSingleElement("Attachments", kSelectQuiet).GetChildElements()) {
+    if (!IsAttachment(element)) continue;
+    const TVqRef<IVqEWSAttachment> attachment = ViewOf(element);
+    Complete(*attachment);
+    TEwsAttachment(element).RemoveNode("t:AttachmentId");  // that of another item, which stays as it is
   }
-  AAttachment.GetAttachmentId().AsElement().SetAttribute("Id", string());
 }
 
 string TVqEWSAttachments::Serialize(TVqDataSerializationFormatType AFormat) {
-  return FAttachments.Serialize(AFormat);
+  return List().Serialize(AFormat);
 }
 void TVqEWSAttachments::Deserialize(TVqDataSerializationFormatType AFormat, const string& AText) {
-  FAttachments.Deserialize(AFormat, AText);
+  List().Deserialize(AFormat, AText);
 }
 string TVqEWSAttachments::AsXML(const string& ATargetNamespace, bool AExcludeNamespaces) {
-  return FAttachments.AsXML(ATargetNamespace, AExcludeNamespaces);
+  return List().AsXML(ATargetNamespace, AExcludeNamespaces);
 }
 string TVqEWSAttachments::AsJSON() {
-  return FAttachments.AsJSON();
+  return List().AsJSON();
 }
 
 }  // namespace velmore

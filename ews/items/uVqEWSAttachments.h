@@ -9,18 +9,36 @@
 ///
 /// Changes are made in the item's tree; the item's save sends them. Content is fetched with m:GetAttachment when it is first read.
 
+#include <functional>
 #include <memory>
 
 #include "ews/model/uVqEWSItemInterfaces.h"
 
 namespace velmore {
 
+/// What all views of one attachment share.
+struct TVqEWSAttachmentContent {
+  /// The record over its element, a TEwsFileAttachment or a TEwsItemAttachment.
+  std::unique_ptr<TEwsAttachment> Record;
+  /// What was fetched, or read from memory, is not fetched again.
+  bool Retrieved = false;
+  TItemAttachmentType ItemType = iaItem;
+};
+
 /// What a list and its attachments share; stays behind when the list goes, so that an attachment notices it.
 struct TVqEWSAttachmentsState {
-  /// The session that attachments are fetched through; the ids of those with edits; false when the list is gone.
+  /// The session that attachments are fetched through; the element of all attachments; the ids of those with edits; false when the list was given up.
   TVqRef<IVqEWSSession> Session;
-  std::vector<string> Modified;  // ids of attachments with edits
+  IVqDOMElement Parent;
+  std::vector<string> Modified;
   bool Alive = true;
+  /// By element, as far as it was asked for.
+  std::vector<std::pair<IVqDOMElement, std::shared_ptr<TVqEWSAttachmentContent>>> Contents;
+
+  /// The content of an attachment; the class makes its record.
+  std::shared_ptr<TVqEWSAttachmentContent> ContentOf(const IVqDOMElement& AElement, const TVqXMLSchemaClass& AClass);
+  /// From now on every view raises.
+  void Discard() noexcept;
 };
 
 /// Base of both kinds. Owns a record over its element and keeps the tree alive; using it after its list is gone raises a plain exception. One thread at
@@ -47,8 +65,9 @@ class TVqEWSAttachment : public TVqObject, public virtual IVqEWSAttachment {
   void SetModified() override;
 
  protected:
-  /// Takes the record over.
-  TVqEWSAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState, std::unique_ptr<TEwsAttachment> ARecord);
+  /// A view of an element; the class is that of its record.
+  TVqEWSAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState, const IVqDOMElement& AElement,
+                   const TVqXMLSchemaClass& AClass);
   ~TVqEWSAttachment() override;
 
   /// The record, and the session. Raise a plain exception when the list is gone.
@@ -56,12 +75,16 @@ class TVqEWSAttachment : public TVqObject, public virtual IVqEWSAttachment {
   IVqEWSSession& Session() const;
   /// The id without making an element for it; empty for a new attachment.
   string IdText() const;
+  /// Marks the attachment as modified and writes; a value that is refused takes the mark back.
+  void Change(const std::function<void()>& AWrite);
+  /// What all views of this attachment share. Raises as `Record`.
+  TVqEWSAttachmentContent& Content() const;
   /// Fetches this attachment and gives the checked response message (m:GetAttachment).
   IVqDOMElement Fetch(bool AIncludeMimeContent, const TVqSOAPResponseFactory& AFactory = nullptr);
 
  private:
   std::shared_ptr<TVqEWSAttachmentsState> FState;
-  std::unique_ptr<TEwsAttachment> FAttachment;
+  std::shared_ptr<TVqEWSAttachmentContent> FContent;
 };
 
 /// A file. See IVqEWSFileAttachment for each operation.
@@ -78,7 +101,7 @@ class TVqEWSFileAttachment : public TVqEWSAttachment, public virtual IVqEWSFileA
   void SaveToStream(TVqStream& AStream) override;
   void SaveToFile(const string& AFileName) override;
 
-  /// Fetches the content if it is not there yet.
+  /// Fetches the content if it is not there yet. A new attachment has what it was given.
   void LoadContent();
 
  private:
@@ -92,6 +115,10 @@ class TVqEWSItemAttachment : public TVqEWSAttachment, public virtual IVqEWSItemA
   TVqEWSItemAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState, const IVqDOMElement& AElement);
 
   TVqEWSAttachmentType GetAttachmentType() override { return attItem; }
+  /// Raises "Unsupported Attachment Type!" where the save could not make the attachment anew; asks the server for that when it was not asked before.
+  void SetModified() override;
+  /// Raises what `SetModified` raises.
+  void CheckAttachable();
   TItemAttachmentType GetItemAttachmentType() override;
   TEwsItem& GetItem() override;
   TEwsMessage& GetMessage() override;
@@ -110,13 +137,13 @@ class TVqEWSItemAttachment : public TVqEWSAttachment, public virtual IVqEWSItemA
  private:
   TEwsItemAttachment& Attached() const;
   void Require(TItemAttachmentType AType, const char* AMessage);
-
-  TItemAttachmentType FItemType = iaItem;
-  bool FItemRetrieved = false;
 };
 
-/// The list. Owns nothing but the ids of modified attachments; made by an item, lives until its reload. One thread at a time. Positions that it does not have
-/// raise EListError.
+/// The list. Owns nothing but the ids of modified attachments; made by an item, raises a plain exception from the item's next load on. One thread at a time.
+/// Positions that it does not have raise EListError.
+///
+/// The list finds its entries at any depth, on purpose: once an attached item was fetched, its own files stand in it, too. Those belong to that item: changing
+/// or deleting one here raises.
 class TVqEWSAttachments {
  public:
   /// Over the record of an item's attachments, which must outlive the list.
@@ -127,7 +154,7 @@ class TVqEWSAttachments {
 
   /// Files and items together.
   std::int32_t Count();
-  /// A new view at each call.
+  /// A new view at each call; all views of one attachment share its content.
   TVqRef<IVqEWSAttachment> GetAttachment(std::int32_t AIndex);
   /// Removes attachments from the tree: all, or all that are not inline.
   void Clear(bool AClearInlineAttachments);
@@ -135,16 +162,20 @@ class TVqEWSAttachments {
   TVqRef<IVqEWSFileAttachment> AddAttachment(const string& AFileName);
   /// The whole stream, whatever its position.
   TVqRef<IVqEWSFileAttachment> AddAttachment(const string& AName, const string& AContentType, TVqStream& AStream);
-  /// A copy of an item as it stands in memory.
+  /// A copy of an item as it stands in memory. Attachments of its own that were never loaded are fetched by the save.
   TVqRef<IVqEWSItemAttachment> AddAttachment(const string& AName, const TVqRef<IVqEWSItem>& AItem);
   /// The attachment with that id (case does not matter), or an empty reference.
   TVqRef<IVqEWSAttachment> FindAttachment(const string& AAttachmentId);
   /// Removes an attachment from the tree.
   void DeleteAttachment(std::int32_t AIndex);
 
-  /// Makes an attachment that the server knows into a new one, to be created again: its content is fetched if it never was, so that nothing is lost,
-  /// and its id goes.
-  void PrepareReplacement(IVqEWSAttachment& AAttachment);
+  /// The attachments of the item itself, in the order of the tree: what a save looks at.
+  std::vector<TVqRef<IVqEWSAttachment>> OwnAttachments();
+  /// Fetches what the item's next save needs of an attachment that it makes (anew): its content and, to any depth, that of the attachments inside, whose
+  /// ids go. Raises what the server says when something cannot be fetched; nothing is lost then.
+  void Complete(IVqEWSAttachment& AAttachment);
+  /// From now on the list and every view of an attachment raise. Called by the item when it was loaded again.
+  void Discard() noexcept;
 
   /// Of the element of all attachments, as TVqXMLSchemaElement has them.
   string Serialize(TVqDataSerializationFormatType AFormat);
@@ -153,8 +184,11 @@ class TVqEWSAttachments {
   string AsJSON();
 
  private:
+  TEwsNonEmptyArrayOfAttachments& List() const;
   TVqDOMElementList Files() const;
   TVqDOMElementList Items() const;
+  TVqRef<IVqEWSAttachment> ViewOf(const IVqDOMElement& AElement) const;
+  void CompleteInside(const IVqDOMElement& AItem);
 
   TEwsNonEmptyArrayOfAttachments& FAttachments;
   std::shared_ptr<TVqEWSAttachmentsState> FState;

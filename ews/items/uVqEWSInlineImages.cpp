@@ -42,14 +42,17 @@ struct TImage {
 };
 
 /// The picture whose source begins at the cursor, which then stands behind its value; no content when it is to be left alone.
-TImage ReadImage(TCursor& cursor, const std::string& scheme) {
+TImage ReadImage(TCursor& cursor, const std::string& scheme, const TVqInlineImages& images, std::size_t value) {
   if (cursor.Peek() != ':') return {};
   cursor.Step();
   if (scheme == "data") {
     std::size_t mark = cursor.Position();
     cursor.SkipTo(",");
     std::string type = cursor.From(mark);
-    type.resize(std::min(type.find(';'), type.size()));
+    const std::size_t parameters = std::min(type.find(';'), type.size());
+    // Without parameters, base64 is what is meant; another encoding than that is another matter, and left alone.
+    if (parameters < type.size() && !SameAscii(std::string_view(type).substr(type.rfind(';')), ";base64")) return {};
+    type.resize(parameters);
     cursor.Step();
     mark = cursor.Position();
     cursor.SkipTo("\"");
@@ -65,6 +68,7 @@ TImage ReadImage(TCursor& cursor, const std::string& scheme) {
     const std::size_t mark = cursor.Position();
     cursor.SkipTo("\"");
     const std::string path = cursor.From(mark);
+    if (!images.TakesFile(cursor.From(value))) return {};
     std::error_code error;
     if (!std::filesystem::is_regular_file(std::filesystem::path(string(path).utf16()), error)) return {};
     return {VqGetFileMimeType(path), std::make_unique<TVqFileStream>(path, TVqFileMode::fmOpenRead)};
@@ -74,7 +78,7 @@ TImage ReadImage(TCursor& cursor, const std::string& scheme) {
 
 }  // namespace
 
-bool VqMoveInlineImages(const std::string& AHtml, std::string& AOutput, const TVqInlineImageEvent& AImage) {
+bool VqMoveInlineImages(const std::string& AHtml, std::string& AOutput, const TVqInlineImages& AImages) {
   TCursor cursor(AHtml);
   std::string output;
   std::size_t written = 0;
@@ -92,16 +96,28 @@ bool VqMoveInlineImages(const std::string& AHtml, std::string& AOutput, const TV
     cursor.Step();
     const std::size_t value = cursor.Position();
     cursor.SkipTo(":\"");
-    TImage image = ReadImage(cursor, cursor.From(value));
+    TImage image = ReadImage(cursor, cursor.From(value), AImages, value);
     if (!image.Content) continue;
-    const string name = kInlineImageName + IntToStr(number++);
-    AImage(name, image.MimeType, std::move(image.Content));
+    string name;
+    do {
+      name = kInlineImageName + IntToStr(number++);
+    } while (AImages.IsTaken(name.utf8()));
+    AImages.Take(name, image.MimeType, std::move(image.Content));
     output.append(AHtml, written, value - written).append("cid:").append(name.utf8());
     written = cursor.Position();
   }
   if (output.empty()) return false;
   AOutput = output.append(AHtml, written, std::string::npos);
   return true;
+}
+
+bool VqShowsInlineImage(std::string_view AHtml, const std::string& AName) {
+  const std::string source = "cid:" + AName;
+  for (std::size_t at = AHtml.find(source); at != std::string_view::npos; at = AHtml.find(source, at + 1)) {
+    const std::size_t behind = at + source.size();
+    if (behind == AHtml.size() || AHtml[behind] < '0' || AHtml[behind] > '9') return true;
+  }
+  return false;
 }
 
 }  // namespace velmore

@@ -4,10 +4,12 @@
 #include "ews/items/uVqEWSMemberRows_p.h"
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
+#include "ews/schema/internal/uVqEWSWellKnownSets.h"
 #include "ews/schema/uVqEWSPropsEPR.h"
 #include "ews/schema/uVqEWSPropsMPR.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "ews/values/uVqEWSStrings.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 
 namespace velmore {
 namespace {
@@ -79,7 +81,12 @@ string TVqEWSItemCore::GetBodyText() {
 }
 
 void TVqEWSItemCore::SetBodyText(const string& AValue) {
-  if (AValue.empty() && !Item().FindNode("t:Body")) return;  // no empty body is made
+  detail::CheckText(AValue);  // before the type is written
+  if (AValue.empty() && !Item().FindNode("t:Body")) {
+    // A body that the load left out is there to be emptied; where there is none, no empty one is made.
+    GetAdditionalProperties({"Body"});
+    if (!Item().FindNode("t:Body")) return;
+  }
   TEwsBody& body = GetBody();
   // Only the first character behind blanks is looked at; the text is stored with its blanks.
   body.SetBodyType(AValue.Trim().StartsWith(u"<") ? btHTML : btText);
@@ -87,13 +94,12 @@ void TVqEWSItemCore::SetBodyText(const string& AValue) {
 }
 
 TVqEwsTextBody TVqEWSItemCore::GetTextBody() {
-  if (FIsNewItem) {
-    TEwsBody& body = GetBody();
-    return {body.GetBodyType(), body.GetValue()};
-  }
-  if (ServerVersion() >= Exchange2013) {
-    TEwsBody& body = Item().GetTextBody();
-    return {body.GetBodyType(), body.GetValue()};
+  const auto textOf = [](const TEwsBody& body) { return TVqEwsTextBody{body.GetBodyType(), body.GetValue()}; };
+  if (FIsNewItem) return textOf(GetBody());
+  if (ServerVersion() >= Exchange2013 && !EwsFindExtendedProperty(AsElement(), MPR_BODY)) {
+    if (!Item().FindNode("t:TextBody")) GetAdditionalProperties({"TextBody"});
+    if (Item().FindNode("t:TextBody")) return textOf(Item().GetTextBody());
+    // Not every server of these versions makes one.
   }
   return {btText, PropertyByName(MPR_BODY).GetAsString()};
 }

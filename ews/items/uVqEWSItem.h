@@ -58,6 +58,7 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   void SaveChanges(TVqEWSSaveOption ASaveOption) override;
   void SaveToFile(const string& AFileName) override;
   void SaveToStream(TVqStream& AStream) override;
+  const std::vector<TVqEWSRefusedDeletion>& GetRefusedDeletions() const override { return FRefusedDeletions; }
 
   /// Reads the item again (m:GetItem): new records, no attachments, categories or recipients in hand.
   virtual void ReloadItem(const TItemId& AItemId);
@@ -89,8 +90,8 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   TServerVersion ServerVersion() const { return ActiveSession().GetServerVersion(); }
   /// Raises a plain exception when the server is older.
   void NeedsVersion(TServerVersion ARequired, const char* AFeature) const;
-  /// Makes the attachments' part of a save; after the item, before the reload.
-  void SaveAttachments();
+  /// The HTML that came from somebody else: pictures of this machine that it names are not taken. The body as it was loaded.
+  virtual string ForeignHtml();
   /// "Message", "Item": the local name of the item's element.
   string ElementName();
 
@@ -99,21 +100,39 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   void OnGetSOAPElement(TVqXMLSchemaElement* ARecord, const TVqXMLSchemaInfo& AInfo);
   TVqRef<TVqBinResponse> FetchMimeContent();
   void AddPropertyURI(const IVqDOMElement& AProperties, const string& AEntry);
+  IVqDOMElement OldNode(const string& AName) const;
+  IVqDOMElement NewNode(const string& AName) const;
+  std::vector<TVqXMLSchemaElement*> RecordsToMerge(const IVqDOMElement& AOld, const IVqDOMElement& ANew) const;
   void MergeMember(const IVqDOMElement& AAnswer, const string& AEntry);
   void MergeDefinition(const IVqDOMElement& AAnswer, const string& AName);
-  void UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly);
+  /// False when nothing was sent.
+  bool UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly);
   bool CreateItem();
   void AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProperty& AProperty);
-  std::vector<string> FindDeletedAttachments();
+  std::vector<TVqRef<IVqEWSAttachment>> OwnAttachments();
+  void PrepareAttachments();
+  void TakeOverCreatedAttachments();
+  std::vector<string> KnownAttachments();
+  /// Makes the attachments' part of a save; after the item, before the reload.
+  void SaveAttachments(bool AKeyIsFresh);
+  void FetchChangeKey();
+  void SetRootId(const TItemId& AId);
   void DeleteAttachments(const std::vector<string>& AIds);
   void CreateAttachments();
+  void ForgetCarriedOutDeletions();
   void MoveImages(const IVqDOMElement& ABody);
+  void ClearInlineAttachments(const std::string& AHtml);
 
   bool FIsNewItem = false;
+  bool FCreationIsUnsure = false;           // an attachment may have been made of which no answer told
   std::vector<string> FCreatedAttachments;  // ids of those made on the server since the last load
   TVqRef<TVqEWSObjectSession> FSession;     // for the attachments
+  std::vector<TVqEWSRefusedDeletion> FRefusedDeletions;
   std::unique_ptr<TVqEWSAttachments> FAttachments;
   std::unique_ptr<TVqEWSStrings> FCategories;
+  // Those of earlier loads, which somebody may hold: they raise.
+  std::vector<std::unique_ptr<TVqEWSAttachments>> FFormerAttachments;
+  std::vector<std::unique_ptr<TVqEWSStrings>> FFormerCategories;
   TVqRef<IVqSOAPEnvelope> FItem;
   IVqDOMElement FPropDataElm;
 

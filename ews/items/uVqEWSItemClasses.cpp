@@ -14,12 +14,15 @@ TVqRef<IVqEWSItem> Make(TVqComponent* creator, const TItemId& id) {
   return MakeRef<T>(creator, id);
 }
 
-/// A kind of item, the class that opens one of the server's, and the class that makes a new one. What is not listed is a plain item on both roads.
+/// A kind of item, the class that opens one of the server's, and the class that makes a new one. What is not listed is opened as a plain item, and made by
+/// nobody: a plain item would go out under another element's name.
 constexpr struct {
   TItemType Type;
   TMake Open, New;
 } kItemClasses[] = {
+    {tItem, Make<TVqEWSItem>, Make<TVqEWSItem>},
     {tMessage, Make<TVqEWSEMail>, Make<TVqEWSEMail>},
+    {tDistributionList, Make<TVqEWSItem>, Make<TVqEWSItem>},  // made as a plain item, on purpose
 };
 
 }  // namespace
@@ -32,7 +35,9 @@ TVqRef<IVqEWSItem> EwsOpenItem(const string& AElementName, TVqComponent* ACreato
 
 TVqRef<IVqEWSItem> EwsMakeItem(TItemType AItemType, TVqComponent* ACreator) {
   const auto itemClass = std::ranges::find(kItemClasses, AItemType, [](const auto& row) { return row.Type; });
-  return (itemClass == std::end(kItemClasses) ? Make<TVqEWSItem> : itemClass->New)(ACreator, TItemId());
+  if (itemClass == std::end(kItemClasses))
+    throw EVqNotSupported("Items of the kind \"" + VqEnumToText(AItemType) + "\" cannot be made here.");
+  return itemClass->New(ACreator, TItemId());
 }
 
 }  // namespace velmore

@@ -12,7 +12,7 @@ class TVqComponent;
 /// one that has no class is a plain item.
 TVqRef<IVqEWSItem> EwsOpenItem(const string& AElementName, TVqComponent* ACreator, const TItemId& AItemId);
 
-/// A new, unsaved item. Asks nothing of the server.
+/// A new, unsaved item. Asks nothing of the server. Raises EVqNotSupported for a kind that no class makes.
 TVqRef<IVqEWSItem> EwsMakeItem(TItemType AItemType, TVqComponent* ACreator);
 
 }  // namespace velmore

@@ -7,6 +7,7 @@
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/schema/internal/uVqEWSWellKnownSets.h"
 #include "ews/schema/uVqEWSFieldURI.h"
+#include "ews/values/internal/uVqEWSEmptyElements.h"
 #include "ews/values/uVqEWSStrings.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
@@ -69,14 +70,18 @@ TVqRef<IVqSOAPRequest> TVqEWSItemCore::NewItemRequest() const {
 
 void TVqEWSItemCore::SetPropData(const IVqDOMElement& AElement) {
   TVqEWSPropObjectCore::SetPropData(AElement);
+  if (FAttachments) {
+    FAttachments->Discard();
+    FFormerAttachments.push_back(std::move(FAttachments));
+  }
+  if (FCategories) FFormerCategories.push_back(std::move(FCategories));
   FCreatedAttachments.clear();
+  FCreationIsUnsure = false;
   NewRecord().SetOnGetSOAPElement(
       [this](TVqXMLSchemaElement* record, const TVqXMLSchemaInfo& info) { OnGetSOAPElement(record, info); });
 }
 
 void TVqEWSItemCore::ReloadItem(const TItemId& AItemId) {
-  FAttachments.reset();
-  FCategories.reset();
   FIsNewItem = false;
   TVqEWSCall call(*this, "GetItem");
   call.Add("m:ItemShape/t:BaseShape").SetText("AllProperties");
@@ -152,7 +157,7 @@ void TVqEWSItemCore::MergeMember(const IVqDOMElement& AAnswer, const string& AEn
       AAnswer.SelectSingleElement(AEntry, prefixed ? TVqDOMSelectOptions() : TVqDOMSelectOptions(kSelectQuiet));
   if (!found) return;
   const bool text = !found.HasChildElements();
-  for (TVqXMLSchemaElement* record : {&OldRecord(), &NewRecord()}) {  // in both, so that it does not count as changed
+  for (TVqXMLSchemaElement* record : RecordsToMerge(OldNode(AEntry), NewNode(AEntry))) {
     IVqDOMElement target(record->GetNode(AEntry));
     // Members that the record's schema does not know are kept beside the others.
     if (!target) target = record->AsElement().SelectSingleElement("t:" + found.GetLocalName(), kSelectCreate);
@@ -166,31 +171,55 @@ void TVqEWSItemCore::MergeMember(const IVqDOMElement& AAnswer, const string& AEn
   }
 }
 
+IVqDOMElement TVqEWSItemCore::OldNode(const string& AName) const {
+  return IVqDOMElement(OldRecord().FindNode(AName));
+}
+IVqDOMElement TVqEWSItemCore::NewNode(const string& AName) const {
+  return IVqDOMElement(NewRecord().FindNode(AName));
+}
+
+/// An answer goes into both records, so that nothing counts as changed; of what the application has changed the copy as loaded alone takes it.
+std::vector<TVqXMLSchemaElement*> TVqEWSItemCore::RecordsToMerge(const IVqDOMElement& AOld,
+                                                                 const IVqDOMElement& ANew) const {
+  std::vector<TVqXMLSchemaElement*> records = {&OldRecord()};
+  if (!ANew || EwsSameValue(AOld, ANew)) records.push_back(&NewRecord());
+  return records;
+}
+
 void TVqEWSItemCore::MergeDefinition(const IVqDOMElement& AAnswer, const string& AName) {
   const PVqEWSPropDef definition = GetPropDef(AName.utf8(), true);
   const PVqEWSPropDef asked = AskingDefinition(AName.utf8());
-  const string path = EwsAnswerPath(*asked);
-  IVqDOMElement uri = AAnswer.SelectSingleElement(path, kSelectQuiet);
-  if (!uri && asked->PropertyTag == 0 && asked->PropertySetId) {
-    const string known = EwsWellKnownSetPath(path, *asked->PropertySetId);
-    if (!known.empty()) uri = AAnswer.SelectSingleElement(known, kSelectQuiet);
-  }
-  if (!uri && definition->Extended) return;
-  const string value = uri ? uri.GetParentElement().SelectSingleElement("Value", kSelectRequired).GetText() : string();
-  // Each step in both records, so that nothing counts as changed.
-  for (TVqXMLSchemaElement* record : {&OldRecord(), &NewRecord()}) {
-    const IVqDOMElement element = record->AsElement();
-    if (uri) {
-      const IVqDOMElement property = element.AddElement("t:ExtendedProperty");
-      WriteExtendedFieldURI(asked, property);
-      property.AddElement("t:Value").SetText(value);
+  IVqDOMElement property = AAnswer.SelectSingleElement(EwsAnswerPath(*asked), kSelectQuiet).GetParentElement();
+  if (!property) property = EwsFindExtendedProperty(AAnswer, *asked);  // spelled in another way
+  if (!property && definition->Extended) return;
+  const IVqDOMElement found = EwsValueOfExtendedProperty(property);
+  if (property && !found) property.SelectSingleElement("Value", kSelectRequired);  // raises, naming it
+
+  if (property) {
+    const auto valueIn = [&](const TVqXMLSchemaElement& record) {
+      return EwsValueOfExtendedProperty(EwsFindExtendedProperty(record.AsElement(), *asked));
+    };
+    for (TVqXMLSchemaElement* record : RecordsToMerge(valueIn(OldRecord()), valueIn(NewRecord()))) {
+      IVqDOMElement target = EwsFindExtendedProperty(record->AsElement(), *asked);
+      if (target) {
+        if (const IVqDOMElement former = EwsValueOfExtendedProperty(target)) target.RemoveChild(former);
+      } else {
+        target = record->AsElement().AddElement("t:ExtendedProperty");
+        WriteExtendedFieldURI(asked, target);
+      }
+      target.AddChild(found);
     }
-    if (definition->Extended) continue;
-    // The typed member shows the value, too. Without one it is made empty, so that the next read does not ask again.
-    const string member = GetNodePath(definition);
-    IVqDOMElement node = element.SelectSingleElement(member, kSelectQuiet);
-    if (!node) node = element.AddElement("t:" + member);
-    if (uri) node.SetText(value);
+  }
+  if (definition->Extended) return;
+  // The typed member shows the value, too. Without one it is made empty, so that the next read does not ask again.
+  const string member = GetNodePath(definition);
+  const auto memberIn = [&](const TVqXMLSchemaElement& record) {
+    return record.AsElement().SelectSingleElement(member, kSelectQuiet);
+  };
+  for (TVqXMLSchemaElement* record : RecordsToMerge(memberIn(OldRecord()), memberIn(NewRecord()))) {
+    IVqDOMElement node = memberIn(*record);
+    if (!node) node = record->AsElement().AddElement("t:" + member);
+    if (found) node.SetText(found.GetText());
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "ews/items/uVqEWSItemCalls_p.h"
 #include "ews/items/uVqEWSMemberRows_p.h"
+#include "ews/values/internal/uVqEWSEmptyElements.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLUtils.h"
@@ -68,15 +69,20 @@ const TVqEWSMemberTable& TVqEWSEMail::MemberTable() const {
 TVqRef<IVqEWSRecipient> TVqEWSEMail::Single(TVqRef<IVqEWSRecipient>& ACache,
                                             TEwsSingleRecipient& (TEwsMessage::*AGetter)() const) {
   if (!ACache) {
-    const IVqDOMElement mailbox = (NewData().*AGetter)().GetMailbox().AsElement();
-    ACache = MakeRef<TVqEWSRecipient>(mailbox, "Mailbox", ServerVersion());
+    TEwsSingleRecipient& around = (NewData().*AGetter)();
+    const auto place = [&around](bool make) {
+      return IVqDOMElement(make ? around.GetNode("t:Mailbox") : around.FindNode("t:Mailbox"));
+    };
+    ACache = MakeRef<TVqEWSRecipient>(place, ServerVersion(), FRecipientsAlive);
   }
   return ACache;
 }
 
 TVqRef<IVqEWSRecipients> TVqEWSEMail::Many(TVqRef<IVqEWSRecipients>& ACache,
                                            TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const) {
-  if (!ACache) ACache = MakeRef<TVqEWSRecipients>((NewData().*AGetter)().AsElement(), "Mailbox", ServerVersion());
+  if (!ACache)
+    ACache =
+        MakeRef<TVqEWSRecipients>((NewData().*AGetter)().AsElement(), "Mailbox", ServerVersion(), FRecipientsAlive);
   return ACache;
 }
 
@@ -125,14 +131,24 @@ TEwsMimeContent& TVqEWSEMail::GetMimeContent() {
       unsent.append(line).append("\r\n");
     }
   }
-  detail::AssignKnownText(content.AsElement(), VqBase64Encode(unsent));
+  const std::string encoded = VqBase64Encode(unsent);
+  // A content that is as it was loaded is so in both records: what was only read is not sent.
+  const IVqDOMElement loaded(OldRecord().FindNode("t:MimeContent"));
+  if (loaded && EwsSameParts(loaded, content.AsElement())) detail::AssignKnownText(loaded, encoded);
+  detail::AssignKnownText(content.AsElement(), encoded);
   return content;
 }
 
 // ---- Loading, saving, sending
 
+TVqEWSEMail::~TVqEWSEMail() {
+  *FRecipientsAlive = false;
+}
+
 void TVqEWSEMail::ReloadItem(const TItemId& AItemId) {
   TVqEWSBaseItem::ReloadItem(AItemId);
+  *FRecipientsAlive = false;
+  FRecipientsAlive = std::make_shared<bool>(true);
   for (auto* cache : {&FSender, &FFrom, &FReceivedBy, &FReceivedRepresenting}) *cache = nullptr;
   for (auto* cache : {&FToRecipients, &FCcRecipients, &FBccRecipients, &FReplyTo}) *cache = nullptr;
 }
@@ -163,32 +179,32 @@ void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
   NewData().SetIsSubmitted(true);
 }
 
+// A copy goes out: when it fails, the message stands as it was, and a save puts it where it was to go.
 void TVqEWSEMail::SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems) {
-  const IVqDOMElement method = ARequest.GetMethod();
-  const IVqDOMElement folderId = method.SelectSingleElement("SavedItemFolderId", kSelectQuiet);
-  const string folder = folderId.GetInnerXML();
-  try {
-    method.SetAttribute(kDisposition, AMoveToSentItems ? "SendAndSaveCopy" : "SendOnly");
-    if (AMoveToSentItems) {
-      SetSentItems(
-          method.SelectSingleElement("SavedItemFolderId", kSelectRequired));  // fails when the message has no folder
-    } else {
-      RemoveSavedItemFolderId(method);
-    }
-    TVqEWSCall call(*this, kCreateItem);
-    call.Request()->LoadEnvelope(ARequest);  // a copy goes out, so that what stands in the message stays as it is
-    call.Send();
-  } catch (...) {
-    // The message stays unsent: a save would put it where it was to go.
-    if (folderId) {
-      RemoveSavedItemFolderId(method);
-      method.InsertElement("m:SavedItemFolderId", TVqDOMPosition::dpFirst).SetInnerXML(folder);
-    }
-    throw;
+  TVqEWSCall call(*this, kCreateItem);
+  call.Request()->LoadEnvelope(ARequest);
+  const IVqDOMElement method = call.Method();
+  method.SetAttribute(kDisposition, AMoveToSentItems ? "SendAndSaveCopy" : "SendOnly");
+  if (AMoveToSentItems) {
+    SetSentItems(
+        method.SelectSingleElement("SavedItemFolderId", kSelectRequired));  // fails when the message has no folder
+  } else {
+    RemoveSavedItemFolderId(method);
   }
+  // No clean-up here, on purpose, but of records that getters made on their way: the server takes none of them empty.
+  const IVqDOMElement item = method.SelectSingleElement("Items/*", kSelectRequired);
+  const TVqDOMElementList members = item.GetChildElements();
+  for (std::int32_t i = members.Count() - 1; i >= 0; --i) {
+    const IVqDOMElement member = members.GetItem(i);
+    if (EwsIsEmpty(member) && NewRecord().GetTypeInfo(member.GetQualifiedName()).Kind == tkClass)
+      item.RemoveChild(member);
+  }
+  call.Send();
 }
 
 void TVqEWSEMail::SendSavedItem(bool AMoveToSentItems) {
+  // What was taken away is not to reach anybody.
+  if (!GetRefusedDeletions().empty()) throw EEWSException(GetRefusedDeletions().front().Refusal);
   TVqEWSCall call(*this, {"SendItem", "m:SendItemResponse", TVqEWSAnswerPath::prefixed});
   EwsWriteId(call.Add("m:ItemIds/t:ItemId"), GetID());
   call.Set("SaveItemToFolder", AMoveToSentItems ? "true" : "false");

@@ -33,7 +33,7 @@ class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMa
   const TVqEWSMemberTable& MemberTable() const override;
 
  protected:
-  ~TVqEWSEMail() override = default;
+  ~TVqEWSEMail() override;
 
  private:
   TVqRef<IVqEWSRecipient> Single(TVqRef<IVqEWSRecipient>& ACache, TEwsSingleRecipient& (TEwsMessage::*AGetter)() const);
@@ -45,6 +45,7 @@ class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMa
   TVqRef<IVqEWSRecipient> FSender, FFrom;
   TVqRef<IVqEWSRecipients> FToRecipients, FCcRecipients, FBccRecipients, FReplyTo;
   TVqRef<IVqEWSRecipient> FReceivedBy, FReceivedRepresenting;
+  std::shared_ptr<bool> FRecipientsAlive = std::make_shared<bool>(true);  // false for those of an earlier load
 
  public:
   // The published properties that have no rules of their own.

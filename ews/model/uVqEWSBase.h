@@ -39,6 +39,8 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
   virtual TVqEWSWireForm GetWireForm() const {
     return GetStrictSchema() ? TVqEWSWireForm::schema : TVqEWSWireForm::own;
   }
+  /// Whether a save moves pictures that an HTML body names by "file:" into attachments.
+  virtual bool GetLocalImages() const { return true; }
 
   /// What binds the session to one server of a farm; empty before the first reply that brought it.
   const string& GetExchangeCookie() const noexcept { return FExchangeCookie; }
@@ -150,7 +152,8 @@ class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObjec
   TVqEWSPropObjectCore(TVqComponent* ACreator, bool AKeepCreatorAlive, const TVqXMLSchemaClass& ARecordClass);
   ~TVqEWSPropObjectCore() override;
 
-  /// Makes both records anew: the current one over `AElement`, the one as loaded over a copy. Explicit statuses of properties are forgotten.
+  /// Makes both records anew: the current one over `AElement`, the one as loaded over a copy. Explicit statuses of properties are forgotten;
+  /// what getters handed out before raises from now on.
   virtual void SetPropData(const IVqDOMElement& AElement);
 
   /// The current record, and the one as loaded. Raise a plain exception before the first SetPropData.
@@ -162,6 +165,8 @@ class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObjec
   void ForgetDocument() noexcept;
 
   const TVqXMLSchemaClass& FRecordClass;
+  // Those of earlier loads: whoever holds a record of theirs gets an exception instead of freed memory.
+  std::vector<std::unique_ptr<TVqXMLSchemaElement>> FFormerRecords;
   mutable IVqDOMDocument FOldPropData;
   std::unique_ptr<TVqXMLSchemaElement> FEWSOBJECT_NEW;
   mutable std::unique_ptr<TVqXMLSchemaElement> FEWSOBJECT_OLD;  // made late

@@ -72,8 +72,17 @@ struct TVqEwsTextBody {
   string Value;
 };
 
-/// Any item of a mailbox. Records that getters return belong to the item and stay valid until its next reload; one that is not in the item is made
-/// empty by its getter. What "needs" a version raises a plain exception with an earlier server.
+/// An attachment that a save was to delete and the server would not.
+struct TVqEWSRefusedDeletion {
+  /// The server's id of the attachment, which still stands on the item.
+  string AttachmentId;
+  /// What the server said.
+  EEWSException Refusal;
+};
+
+/// Any item of a mailbox. Records and lists that getters return belong to the item as it was loaded: from its next load on, with which every save
+/// ends, they raise a plain exception, and so do recipients and attachments that somebody holds. A record that is not in the item is made empty by its getter;
+/// what reading makes is never sent. What "needs" a version raises a plain exception with an earlier server.
 class IVqEWSItem : public virtual IVqEWSPropObject {
  public:
   /// The kind of the item: which interface and record it has.
@@ -218,6 +227,9 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
   /// Sends what changed (m:CreateItem or m:UpdateItem, m:DeleteAttachment, m:CreateAttachment) and reads the item again
   /// (m:GetItem).
   virtual void SaveChanges(TVqEWSSaveOption ASaveOption) = 0;
+  /// Attachments that saves of this object were to delete (they were taken away, or changed and so made anew), that the server would not delete and that
+  /// stood on the item when it was last loaded. A save does not fail for them; SubmitMessage does, before anything is sent.
+  virtual const std::vector<TVqEWSRefusedDeletion>& GetRefusedDeletions() const = 0;
   /// The MIME content of a saved item, decoded into a file (m:GetItem). The content never stands in memory as a tree.
   virtual void SaveToFile(const string& AFileName) = 0;
   /// The same into a stream.

@@ -68,13 +68,12 @@ IVqDOMElement TVqEWSCall::SendForOnly(const string& AKind, const TVqSOAPResponse
   return list.GetFirstChildElement();
 }
 
-IVqDOMElement TVqEWSCall::SendForMade(const string& APath) {
-  const IVqDOMElement message = Send();
-  const IVqDOMElement made = message.SelectSingleElement(APath, kSelectQuiet);
+IVqDOMElement TVqEWSCall::FindMade(const IVqDOMElement& AMessage, const string& APath) const {
+  const IVqDOMElement made = AMessage.SelectSingleElement(APath, kSelectQuiet);
   if (!made.GetAttribute("Id").empty()) return made;
   throw EVqEWSIdNotTold(
       Format("There is no \"%s\" in \"%s\". %s was carried out: what it made is there, and its id is not known.",
-             {made ? APath + "/@Id" : APath, message.GetQualifiedName(), FOperation.Name}));
+             {made ? APath + "/@Id" : APath, AMessage.GetQualifiedName(), FOperation.Name}));
 }
 
 // ---- The answer

@@ -23,6 +23,10 @@ TVqEWSPropObjectCore::~TVqEWSPropObjectCore() {
 
 void TVqEWSPropObjectCore::SetPropData(const IVqDOMElement& AElement) {
   ForgetDocument();
+  if (FEWSOBJECT_NEW) {
+    FEWSOBJECT_NEW->Discard();
+    FFormerRecords.push_back(std::move(FEWSOBJECT_NEW));
+  }
   FEWSOBJECT_NEW = FRecordClass.CreateRecord(AElement);
   FEWSOBJECT_OLD.reset();
   FOldPropData = {};

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ews/model/internal/uVqEWSCall.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 
 namespace velmore {
 namespace {
@@ -72,39 +73,63 @@ TRecipientText ParseRecipient(string text) {
   return parts;
 }
 
+[[noreturn]] void RaiseEmpty() {
+  throw EVqException("You can not add an empty recipient");
+}
+
+void CheckAlive(const TVqEWSViewAlive& alive) {
+  if (alive && !*alive) throw EVqException("The recipient's item is gone or was loaded again.");
+}
+
 }  // namespace
 
 TVqEWSRecipient::TVqEWSRecipient(const IVqDOMElement& AElement, const string& AElementName,
-                                 TServerVersion AServerVersion)
-    : FServerVersion(AServerVersion), FMailBoxElement(std::make_unique<TEwsEmailAddressType>(AElement)) {
+                                 TServerVersion AServerVersion, TVqEWSViewAlive AAlive)
+    : FServerVersion(AServerVersion),
+      FMailBoxElement(std::make_unique<TEwsEmailAddressType>(AElement)),
+      FAlive(std::move(AAlive)) {
   if (AElement.GetLocalName() != AElementName) throw EAssertionFailed("Assertion failure (ews/uVqEWSInterfaces)");
 }
 
+TVqEWSRecipient::TVqEWSRecipient(TPlace APlace, TServerVersion AServerVersion, TVqEWSViewAlive AAlive)
+    : FServerVersion(AServerVersion),
+      FMailBoxElement(std::make_unique<TEwsEmailAddressType>(APlace(false))),
+      FPlace(std::move(APlace)),
+      FAlive(std::move(AAlive)) {}
+
 TVqEWSRecipient::~TVqEWSRecipient() = default;
 
+TEwsEmailAddressType& TVqEWSRecipient::Record(bool AMake) const {
+  CheckAlive(FAlive);
+  if (FPlace && !FMailBoxElement->AsElement()) {
+    if (const IVqDOMElement element = FPlace(AMake)) FMailBoxElement = std::make_unique<TEwsEmailAddressType>(element);
+  }
+  return *FMailBoxElement;
+}
+
 string TVqEWSRecipient::GetName() {
-  return FMailBoxElement->GetName();
+  return Record().GetName();
 }
 void TVqEWSRecipient::SetName(const string& AValue) {
-  FMailBoxElement->SetName(AValue);
+  Record(true).SetName(AValue);
 }
 string TVqEWSRecipient::GetEmailAddress() {
-  return FMailBoxElement->GetEmailAddress();
+  return Record().GetEmailAddress();
 }
 void TVqEWSRecipient::SetEmailAddress(const string& AValue) {
-  FMailBoxElement->SetEmailAddress(AValue);
+  Record(true).SetEmailAddress(AValue);
 }
 string TVqEWSRecipient::GetRoutingType() {
-  return FMailBoxElement->GetRoutingType();
+  return Record().GetRoutingType();
 }
 void TVqEWSRecipient::SetRoutingType(const string& AValue) {
-  FMailBoxElement->SetRoutingType(AValue);
+  Record(true).SetRoutingType(AValue);
 }
 TMailboxType TVqEWSRecipient::GetMailboxType() {
-  return FMailBoxElement->GetMailboxType();
+  return Record().GetMailboxType();
 }
 void TVqEWSRecipient::SetMailboxType(TMailboxType AValue) {
-  FMailBoxElement->SetMailboxType(AValue);
+  Record(true).SetMailboxType(AValue);
 }
 
 TItemId TVqEWSRecipient::GetItemId() {
@@ -112,7 +137,9 @@ TItemId TVqEWSRecipient::GetItemId() {
 }
 
 void TVqEWSRecipient::SetItemId(const TItemId& AValue) {
-  IVqDOMElement id = AsElement().SelectSingleElement("t:ItemId", TVqDOMSelectOption::soCreate);
+  detail::CheckText(AValue.Id);
+  detail::CheckText(AValue.ChangeKey);
+  const IVqDOMElement id = Record(true).AsElement().SelectSingleElement("t:ItemId", TVqDOMSelectOption::soCreate);
   id.SelectSingleElement("t:Id", TVqDOMSelectOption::soCreate).SetText(AValue.Id);
   if (!AValue.ChangeKey.empty())
     id.SelectSingleElement("t:ChangeKey", TVqDOMSelectOption::soCreate).SetText(AValue.ChangeKey);
@@ -120,34 +147,42 @@ void TVqEWSRecipient::SetItemId(const TItemId& AValue) {
 
 string TVqEWSRecipient::GetOriginalDisplayName() {
   EwsCheckVersion(Exchange2013, FServerVersion, "OriginalDisplayName");
-  return FMailBoxElement->GetOriginalDisplayName();
+  return Record().GetOriginalDisplayName();
 }
 
 void TVqEWSRecipient::SetOriginalDisplayName(const string& AValue) {
   EwsCheckVersion(Exchange2013, FServerVersion, "OriginalDisplayName");
-  FMailBoxElement->SetOriginalDisplayName(AValue);
+  Record(true).SetOriginalDisplayName(AValue);
 }
 
 IVqDOMElement TVqEWSRecipient::AsElement() const {
-  return FMailBoxElement->AsElement();
+  return Record().AsElement();
 }
 
 TVqEWSRecipients::TVqEWSRecipients(const IVqDOMElement& AParent, const string& AElementName,
-                                   TServerVersion AServerVersion)
-    : FServerVersion(AServerVersion), FMailboxElmName(AElementName), FMailBoxParent(AParent) {
+                                   TServerVersion AServerVersion, TVqEWSViewAlive AAlive)
+    : FServerVersion(AServerVersion),
+      FMailboxElmName(AElementName),
+      FMailBoxParent(AParent),
+      FAlive(std::move(AAlive)) {
   const TVqDOMElementList entries = AParent.CreateElementList(".//" + AElementName, kSelectQuiet);
   FList.reserve(static_cast<std::size_t>(entries.Count()));
   for (std::int32_t i = 0; i < entries.Count(); ++i) {
-    FList.push_back(MakeRef<TVqEWSRecipient>(entries.GetItem(i), AElementName, AServerVersion));
+    FList.push_back(MakeRef<TVqEWSRecipient>(entries.GetItem(i), AElementName, AServerVersion, FAlive));
   }
 }
 
-std::int32_t TVqEWSRecipients::Count() {
-  return static_cast<std::int32_t>(FList.size());
+std::vector<TVqRef<TVqEWSRecipient>>& TVqEWSRecipients::List() {
+  CheckAlive(FAlive);
+  return FList;
 }
 
-TVqRef<TVqEWSRecipient> TVqEWSRecipients::GetRecipient(std::int32_t AIndex) const {
-  if (AIndex < 0 || static_cast<std::size_t>(AIndex) >= FList.size()) {
+std::int32_t TVqEWSRecipients::Count() {
+  return static_cast<std::int32_t>(List().size());
+}
+
+TVqRef<TVqEWSRecipient> TVqEWSRecipients::GetRecipient(std::int32_t AIndex) {
+  if (AIndex < 0 || AIndex >= Count()) {
     throw EListError("There is no recipient at position " + IntToStr(AIndex) + ".");
   }
   return FList[static_cast<std::size_t>(AIndex)];
@@ -155,14 +190,21 @@ TVqRef<TVqEWSRecipient> TVqEWSRecipients::GetRecipient(std::int32_t AIndex) cons
 
 TVqRef<IVqEWSRecipient> TVqEWSRecipients::Add(const string& AText) {
   const string text = AText.Trim();
-  if (text.empty()) throw EVqException("You can not add an empty recipient");
+  if (text.empty()) RaiseEmpty();
   const TRecipientText parts = ParseRecipient(text);
+  return AddMailbox(parts.Name, parts.EmailAddress, parts.RoutingType);
+}
+
+TVqRef<IVqEWSRecipient> TVqEWSRecipients::AddMailbox(const string& AName, const string& AAddress,
+                                                     const string& ARoutingType) {
+  if (AName.empty() && AAddress.empty()) RaiseEmpty();
+  List();
   const IVqDOMElement element = FMailBoxParent.AddElement("t:Mailbox");
   try {
-    const auto recipient = MakeRef<TVqEWSRecipient>(element, "Mailbox", FServerVersion);
-    recipient->SetName(parts.Name);
-    recipient->SetEmailAddress(parts.EmailAddress);
-    recipient->SetRoutingType(parts.RoutingType);
+    const auto recipient = MakeRef<TVqEWSRecipient>(element, "Mailbox", FServerVersion, FAlive);
+    recipient->SetName(AName);
+    recipient->SetEmailAddress(AAddress);
+    recipient->SetRoutingType(ARoutingType);
     FList.push_back(recipient);
     return recipient;
   } catch (...) {
@@ -173,7 +215,7 @@ TVqRef<IVqEWSRecipient> TVqEWSRecipients::Add(const string& AText) {
 
 void TVqEWSRecipients::Remove(const string& AAddress) {
   const auto found = std::ranges::find_if(
-      FList, [&](const auto& recipient) { return SameText(recipient->GetEmailAddress(), AAddress); });
+      List(), [&](const auto& recipient) { return SameText(recipient->GetEmailAddress(), AAddress); });
   if (found == FList.end()) return;
   const IVqDOMElement element = (*found)->AsElement();
   if (const IVqDOMElement parent = element.GetParentElement()) parent.RemoveChild(element);
@@ -186,13 +228,13 @@ void TVqEWSRecipients::Delete(std::int32_t AIndex) {
 }
 
 void TVqEWSRecipients::Clear() {
-  while (!FList.empty()) FList.pop_back();
+  while (!List().empty()) FList.pop_back();
   FMailBoxParent.RemoveAllChildren();
 }
 
 string TVqEWSRecipients::GetAsString() {
   string text;
-  for (const auto& recipient : FList) {
+  for (const auto& recipient : List()) {
     const string name = recipient->GetName();
     const string address = recipient->GetEmailAddress();
     text += u"; ";

@@ -8,6 +8,7 @@
 ///
 /// A recipient is a view into the item's tree: what is set here is what the next save compares and sends. Nothing here talks to the server.
 
+#include <functional>
 #include <memory>
 
 #include "ews/model/uVqEWSInterfaces.h"
@@ -49,10 +50,15 @@ class IVqEWSRecipients : public virtual IVqObject {
   virtual TVqRef<IVqEWSRecipient> GetItem(std::int32_t AIndex) = 0;
   /// Adds a recipient from its text: an address, a name, or a name with an address in <>, [] or (). A text that is no address becomes the name
   /// alone, for the server to resolve. An empty text raises "You can not add an empty recipient".
+  /// A "'" in the text is lost: an address such as "o'neil@example.com" wants `AddMailbox`.
   virtual TVqRef<IVqEWSRecipient> Add(const string& AText) = 0;
+  /// Adds a recipient from its parts, which are taken as they are. An empty address leaves the name to the server to resolve; with neither raises
+  /// "You can not add an empty recipient".
+  virtual TVqRef<IVqEWSRecipient> AddMailbox(const string& AName, const string& AAddress,
+                                             const string& ARoutingType = "SMTP") = 0;
   /// Removes the first recipient with that address (case does not matter) from the list and the item.
   virtual void Remove(const string& AAddress) = 0;
-  /// Drops a recipient from the list; its element stays in the item.
+  /// Drops a recipient from the list alone: its element stays in the item, and the message still goes to it. To take a recipient away use `Remove`.
   virtual void Delete(std::int32_t AIndex) = 0;
   /// Empties the list and the item's element.
   virtual void Clear() = 0;
@@ -78,11 +84,21 @@ class IVqEWSNameResolver {
   ~IVqEWSNameResolver() = default;
 };
 
-/// The recipient over one element of the types namespace. Owns its record, keeps the tree alive.
+/// True until the data that a view shows is loaded again, or its object ends; views of no object have none.
+using TVqEWSViewAlive = std::shared_ptr<const bool>;
+
+/// The recipient over one element of the types namespace. Owns its record, keeps the tree alive. Raises a plain exception when its item was loaded again
+/// or is gone.
 class TVqEWSRecipient : public TVqObject, public virtual IVqEWSRecipient {
  public:
+  /// Finds the element of a recipient that need not be there, or makes it.
+  using TPlace = std::function<IVqDOMElement(bool AMake)>;
+
   /// `AElementName` is the local name that `AElement` must have (an assertion). `AServerVersion` is the session's, for the version guard.
-  TVqEWSRecipient(const IVqDOMElement& AElement, const string& AElementName, TServerVersion AServerVersion);
+  TVqEWSRecipient(const IVqDOMElement& AElement, const string& AElementName, TServerVersion AServerVersion,
+                  TVqEWSViewAlive AAlive = {});
+  /// A recipient whose element is made by its first setter: to be read leaves no trace.
+  TVqEWSRecipient(TPlace APlace, TServerVersion AServerVersion, TVqEWSViewAlive AAlive);
   ~TVqEWSRecipient() override;
 
   string GetName() override;
@@ -99,26 +115,32 @@ class TVqEWSRecipient : public TVqObject, public virtual IVqEWSRecipient {
   string GetOriginalDisplayName() override;
   void SetOriginalDisplayName(const string& AValue) override;
 
-  /// The element with the recipient's data.
+  /// The element with the recipient's data; empty while there is none.
   IVqDOMElement AsElement() const;
 
  private:
+  TEwsEmailAddressType& Record(bool AMake = false) const;
+
   TServerVersion FServerVersion;
-  std::unique_ptr<TEwsEmailAddressType> FMailBoxElement;
+  mutable std::unique_ptr<TEwsEmailAddressType> FMailBoxElement;
+  TPlace FPlace;
+  TVqEWSViewAlive FAlive;
 };
 
 /// The recipients below one element.
 class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
  public:
   /// Reads the entries named `AElementName` (any prefix, any depth) below `AParent`.
-  TVqEWSRecipients(const IVqDOMElement& AParent, const string& AElementName, TServerVersion AServerVersion);
+  TVqEWSRecipients(const IVqDOMElement& AParent, const string& AElementName, TServerVersion AServerVersion,
+                   TVqEWSViewAlive AAlive = {});
 
   std::int32_t Count() override;
   TVqRef<IVqEWSRecipient> GetItem(std::int32_t AIndex) override { return GetRecipient(AIndex); }
   /// By position from 0, as the class. Raises EListError.
-  TVqRef<TVqEWSRecipient> GetRecipient(std::int32_t AIndex) const;
+  TVqRef<TVqEWSRecipient> GetRecipient(std::int32_t AIndex);
   /// The new element is always a t:Mailbox, whatever the other entries are called.
   TVqRef<IVqEWSRecipient> Add(const string& AText) override;
+  TVqRef<IVqEWSRecipient> AddMailbox(const string& AName, const string& AAddress, const string& ARoutingType) override;
   void Remove(const string& AAddress) override;
   void Delete(std::int32_t AIndex) override;
   void Clear() override;
@@ -126,10 +148,13 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
   void SetAsString(const string& AValue) override;
 
  private:
+  std::vector<TVqRef<TVqEWSRecipient>>& List();
+
   TServerVersion FServerVersion;
   string FMailboxElmName;
   IVqDOMElement FMailBoxParent;
   std::vector<TVqRef<TVqEWSRecipient>> FList;
+  TVqEWSViewAlive FAlive;
 };
 
 /// One member of a distribution list. A view; its list owns it.

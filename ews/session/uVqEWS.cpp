@@ -240,6 +240,7 @@ void TVqEWSCustomSession::AssignTo(TVqComponent* ADest) {
   dest->SetOAuth(FOAuth);
   dest->SetStrictSchema(GetStrictSchema());
   dest->SetSchemaFallback(GetSchemaFallback());
+  dest->SetLocalImages(FLocalImages);
   dest->SetCAFile(FCAFile);
   dest->SetCRLFile(FCRLFile);
 }

@@ -175,6 +175,10 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   bool GetSchemaFallback() const { return FWireForms.GetSchemaFallback(); }
   void SetSchemaFallback(bool AValue) { FWireForms.SetSchemaFallback(AValue); }
   TVqEWSWireForm GetWireForm() const override { return FWireForms.GetForm(); }
+  /// Whether a save takes pictures that an application's HTML body names by "file:" from this machine and attaches them. On by default. Sources that stood
+  /// in a body when it was loaded, or that a reply quotes, are never taken.
+  bool GetLocalImages() const override { return FLocalImages; }
+  void SetLocalImages(bool AValue) { FLocalImages = AValue; }
 
   // ---- Profiles
 
@@ -374,6 +378,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   string FCurrentTimeZoneContext;
   TVqNotifyEvent FOnShowProfileDialog;
   TVqEWSWireForms FWireForms;
+  bool FLocalImages = true;
   string FCAFile, FCRLFile;
   TVqEWSTrafficEvent FOnRequest, FOnResponse;
   std::chrono::steady_clock::time_point FRequestedAt;

@@ -42,4 +42,9 @@ bool EwsSameParts(const IVqDOMElement& A, const IVqDOMElement& B) {
   return !a && !b;
 }
 
+bool EwsSameValue(const IVqDOMElement& A, const IVqDOMElement& B) {
+  if (!A || !B) return (!A || EwsIsEmpty(A)) && (!B || EwsIsEmpty(B));
+  return SameAttributes(A, B) && EwsSameParts(A, B);
+}
+
 }  // namespace velmore

@@ -167,7 +167,7 @@ std::unique_ptr<TVqXMLSchemaElement> TVqXMLSchemaClass::CreateRecord(const IVqDO
 }
 
 void TVqXMLSchemaElement::RaiseDiscarded() {
-  throw EVqException("This record was discarded: its place in the tree was written over or deleted.");
+  throw EVqException("This record was discarded: its place in the tree was written over, deleted or loaded again.");
 }
 
 detail::TVqXMLSchemaExtras& TVqXMLSchemaElement::Extras() const {
@@ -177,6 +177,7 @@ detail::TVqXMLSchemaExtras& TVqXMLSchemaElement::Extras() const {
 
 void TVqXMLSchemaElement::Discard() noexcept {
   FDiscarded = true;
+  FElement = {};
   DiscardChildren();
 }
 

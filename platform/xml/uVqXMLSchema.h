@@ -311,6 +311,8 @@ class TVqXMLSchemaElement : public TVqObjectEx {
   const IVqDOMElement& AsElement() const { return Element(); }
   /// The element's markup, its own tag included.
   string GetXML() const { return Element().GetXML(); }
+  /// Gives the record up, and with it every record and array that it handed out: using one raises a plain exception from now on. The document is let go.
+  void Discard() noexcept;
   /// Copies attributes and everything inside onto the other record's element, in place of what that had.
   void AssignTo(TVqXMLSchemaElement& ATarget) const;
   /// The same; raises a plain exception for a null pointer.
@@ -463,7 +465,6 @@ class TVqXMLSchemaElement : public TVqObjectEx {
   detail::TVqXMLSchemaArray& ReadArray(std::int32_t index, detail::ArrayFactory factory) const;
   std::int32_t ChoiceOf(std::int32_t group, const TVqEnumInfo& info) const;
   void DiscardChildren() noexcept;
-  void Discard() noexcept;
   detail::TVqXMLSchemaExtras& Extras() const;
 
   IVqDOMElement FElement;

@@ -48,6 +48,8 @@ TVqXMLSchemaArray::~TVqXMLSchemaArray() = default;
 
 void TVqXMLSchemaArray::Discard() noexcept {
   FDiscarded = true;
+  FParent = {};
+  FDocument = {};
   for (const auto& record : FRecords) {
     if (record) record->Discard();
   }

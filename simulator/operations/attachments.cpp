@@ -22,24 +22,6 @@ void Touch(Context& context, const Found& found) {
   found.mailbox->Adopt(*root);
 }
 
-constexpr const char* kDeletionsFrom = "Attachments/deletions/from";
-constexpr const char* kDeletionsTo = "Attachments/deletions/to";
-
-/// Remembers the row of deletions at the end of an item's history: from the change before it to its last.
-void NoteDeletion(Item& root, std::uint64_t before) {
-  const auto end = root.written.find(kDeletionsTo);
-  if (end == root.written.end() || end->second != before) root.written[kDeletionsFrom] = before;
-  root.written[kDeletionsTo] = root.change;
-}
-
-/// A key that only deletions of attachments have overtaken is as good as the present one: what is added does not touch what they took away.
-bool IsCurrent(const Item& root, const std::string& key) {
-  const auto seen = ParseChangeKey(key);
-  if (!seen || *seen == root.change) return seen.has_value();
-  const auto end = root.written.find(kDeletionsTo);
-  return end != root.written.end() && end->second == root.change && *seen >= root.written.at(kDeletionsFrom);
-}
-
 }  // namespace
 
 Element CreateAttachment(Context& context, const Element& request) {
@@ -54,7 +36,7 @@ Element CreateAttachment(Context& context, const Element& request) {
                                         "Attachments of single occurrences are not supported by this server.");
                        // The key is that of the item before the first attachment; the others follow upon their own writes.
                        if (const std::string& key = parent.AttributeText("ChangeKey");
-                           first && !key.empty() && !IsCurrent(*RootOf(found), key))
+                           first && !key.empty() && ParseChangeKey(key) != RootOf(found)->change)
                          throw EwsError("ErrorIrresolvableConflict");
                        Attachment attachment = MakeAttachment(context, element);
                        if (found.item->Size() + attachment.Size() > context.options.max_message_bytes)
@@ -80,10 +62,7 @@ Element DeleteAttachment(Context& context, const Element& request) {
     const FoundAttachment found = LocateAttachment(context, id);
     if (found.root.access < Access::kEditor) throw EwsError("ErrorAccessDenied");
     found.list->erase(found.list->begin() + static_cast<std::ptrdiff_t>(found.index));
-    const std::shared_ptr<Item> root_item = RootOf(found.root);
-    const std::uint64_t before = root_item->change;
     Touch(context, found.root);
-    NoteDeletion(*root_item, before);
     Element root = Messages("RootItemId");
     root.Set("RootItemId", found.root.mailbox->IdOf(*found.root.item));
     root.Set("RootItemChangeKey", found.root.mailbox->KeyOf(*found.root.item));

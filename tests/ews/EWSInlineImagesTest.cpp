@@ -11,15 +11,20 @@
 namespace velmore::testing {
 namespace {
 
-/// "name|type|content;" of each picture, and the text behind the last one; "-" for a text that stays.
-std::string Moved(const std::string& html) {
+/// "name|type|content;" of each picture, and the text behind the last one; "-" for a text that stays. Files are taken but for `foreign`; names are free but
+/// for `taken`.
+std::string Moved(const std::string& html, const std::string& foreign = "-", const std::string& taken = "-") {
   std::string images, output = "untouched";
-  const bool changed =
-      VqMoveInlineImages(html, output, [&](const string& name, const string& type, std::unique_ptr<TVqStream> content) {
-        std::string bytes(static_cast<std::size_t>(content->GetSize()), '\0');
-        content->Read(bytes.data(), bytes.size());
-        images += name.utf8() + "|" + type.utf8() + "|" + bytes + ";";
-      });
+  const bool changed = VqMoveInlineImages(
+      html, output,
+      {.TakesFile = [&](const std::string& source) { return source != foreign; },
+       .IsTaken = [&](const std::string& name) { return name == taken; },
+       .Take =
+           [&](const string& name, const string& type, std::unique_ptr<TVqStream> content) {
+             std::string bytes(static_cast<std::size_t>(content->GetSize()), '\0');
+             content->Read(bytes.data(), bytes.size());
+             images += name.utf8() + "|" + type.utf8() + "|" + bytes + ";";
+           }});
   if (!changed) {
     EXPECT_EQ(output, "untouched");
   }
@@ -36,6 +41,26 @@ TEST(InlineImages, TheTypeEndsAtItsFirstSemicolon) {
             "_inlineImg0|image/png|a;<p><img src=\"cid:_inlineImg0\">");
   EXPECT_EQ(Moved("<p><img src=\"data:image/gif,YQ==\">"), "_inlineImg0|image/gif|a;<p><img src=\"cid:_inlineImg0\">");
   EXPECT_EQ(Moved("<p><img src=\"data:,YQ==\">"), "_inlineImg0||a;<p><img src=\"cid:_inlineImg0\">");
+}
+
+TEST(InlineImages, DataOfAnotherEncodingIsLeftAlone) {
+  EXPECT_EQ(Moved("<p><img src=\"data:image/svg+xml;utf8,<svg/>\">"), "-");
+  EXPECT_EQ(Moved("<p><img src=\"data:image/svg+xml;charset=utf-8,%3Csvg/%3E\">"), "-");
+  EXPECT_EQ(Moved("<p><img src=\"data:image/svg+xml;utf8,x\"><img src=\"data:image/png;BASE64,YQ==\">"),
+            "_inlineImg0|image/png|a;<p><img src=\"data:image/svg+xml;utf8,x\"><img src=\"cid:_inlineImg0\">");
+}
+
+TEST(InlineImages, NamesThatArePicturesAlreadyAreSteppedOver) {
+  EXPECT_EQ(Moved("<p><img src=\"data:a,YQ==\"><img src=\"data:b,Yg==\">", "-", "_inlineImg0"),
+            "_inlineImg1|a|a;_inlineImg2|b|b;<p><img src=\"cid:_inlineImg1\"><img src=\"cid:_inlineImg2\">");
+}
+
+TEST(InlineImages, WhatATextShows) {
+  EXPECT_TRUE(VqShowsInlineImage("<img src=\"cid:_inlineImg1\">", "_inlineImg1"));
+  EXPECT_FALSE(VqShowsInlineImage("<img src=\"cid:_inlineImg10\">", "_inlineImg1"));
+  EXPECT_TRUE(VqShowsInlineImage("cid:_inlineImg10 cid:_inlineImg1", "_inlineImg1"));
+  EXPECT_FALSE(VqShowsInlineImage("_inlineImg1", "_inlineImg1"));
+  EXPECT_FALSE(VqShowsInlineImage("", "_inlineImg1"));
 }
 
 TEST(InlineImages, TheyAreNumberedFromZero) {

@@ -156,15 +156,25 @@ TEST_F(Folders, CreateItemMapsMessagesAndNotDistributionLists) {
   const auto list = drafts->CreateItem(tDistributionList);
   EXPECT_EQ(list->GetItemType(), tItem);
   EXPECT_EQ(list->AsElement().GetQualifiedName(), "t:Item");
-  for (const TItemType type : {tItem, tPostItem}) {
-    const auto item = drafts->CreateItem(type);
-    EXPECT_EQ(item->GetItemType(), tItem);
-    EXPECT_EQ(item->AsElement().GetQualifiedName(), "t:Item");
-    EXPECT_FALSE(Supports<IVqEWSEMail>(item));
-  }
+  const auto item = drafts->CreateItem(tItem);
+  EXPECT_EQ(item->GetItemType(), tItem);
+  EXPECT_EQ(item->AsElement().GetQualifiedName(), "t:Item");
+  EXPECT_FALSE(Supports<IVqEWSEMail>(item));
   EXPECT_TRUE(list->GetIsNewItem());
   EXPECT_FALSE(list->GetIsSaved());
   EXPECT_EQ(list->GetParentFolder().get(), drafts.get());
+  EXPECT_EQ(Operations(), Names{});
+}
+
+TEST_F(Folders, CreateItemMakesNoneOfAKindWithoutAClass) {
+  const auto drafts = Folder(dfindrafts);
+  Forget();
+  for (int kind = tItem; kind <= tForwardItem; ++kind) {
+    const auto type = static_cast<TItemType>(kind);
+    if (type == tItem || type == tMessage || type == tDistributionList) continue;
+    EXPECT_EQ(MessageOf<EVqNotSupported>([&] { drafts->CreateItem(type); }),
+              "Items of the kind \"" + VqEnumToText(type).utf8() + "\" cannot be made here.");
+  }
   EXPECT_EQ(Operations(), Names{});
 }
 

@@ -227,10 +227,73 @@ TEST_F(ItemLoad, TextBodyOfANewerServerIsItsMember) {
   EXPECT_EQ(Sent([&] { item->GetTextBody(); }), Names{});
 }
 
-TEST_F(ItemLoad, TextBodyThatIsNotThereCostsOneRequest) {
+// Servers that do not make a text of the body still have the MAPI property.
+TEST_F(ItemLoad, TextBodyThatIsNotThereIsTheMapiBody) {
   const auto item = Plain(AddMessage("Hello"));
   AnswerNext("GetItem", ReplyOf("GetItem", "<m:Items><t:Message/></m:Items>"));
-  EXPECT_EQ(Sent([&] { EXPECT_EQ(item->GetTextBody().Value, ""); }), Names{"GetItem"});
+  TVqEwsTextBody body;
+  EXPECT_EQ(Sent([&] { body = item->GetTextBody(); }), (Names{"GetItem", "GetItem"}));
+  EXPECT_EQ(body.BodyType, btText);
+  EXPECT_EQ(body.Value.Trim(), "Hello");
+  EXPECT_EQ(Sent([&] { EXPECT_EQ(item->GetTextBody().Value.Trim(), "Hello"); }), Names{});
+}
+
+TEST_F(ItemLoad, ABodyThatTheLoadLeftOutCanBeEmptied) {
+  const TItemId id = AddMessage("Hello");
+  const auto item = Plain(id);
+  for (const bool there : {true, false}) {
+    TEwsItem(item->AsElement()).RemoveNode("t:Body");
+    if (!there) AnswerNext("GetItem", ReplyOf("GetItem", "<m:Items><t:Message/></m:Items>"));
+    EXPECT_EQ(Sent([&] { item->SetBodyText(""); }), Names{"GetItem"});
+    EXPECT_EQ(item->AsElement().HasChildElement("Body", kSelectQuiet), there);
+  }
+  TEwsItem(item->AsElement()).RemoveNode("t:Body");
+  item->SetBodyText("");
+  item->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Store().GetItem(item->GetID())->GetBodyText(), "");
+}
+
+TEST_F(ItemLoad, ARefusedTextLeavesTheBodyAsItWas) {
+  const auto item = Plain({});
+  item->SetBodyText("plain");
+  EXPECT_THROW(item->SetBodyText(string(u"<p>\u0001</p>")), EVqException);
+  EXPECT_EQ(item->GetBody().GetBodyType(), btText);
+  EXPECT_EQ(item->GetBodyText(), "plain");
+}
+
+// What the application changed stays its own; the copy as loaded is the server's.
+TEST_F(ItemLoad, WhatIsAskedForAgainKeepsTheApplicationsChange) {
+  const auto item = Plain(AddMessage("Hello"));
+  item->SetSubject("Mine");
+  item->GetAdditionalProperties({"Subject", "Importance"});
+  EXPECT_EQ(item->GetSubject(), "Mine");
+  EXPECT_EQ(item->PropertyByName(PR_SUBJECT).GetUpdateStatus(), dusModified);
+  EXPECT_EQ(item->PropertyByName(PR_IMPORTANCE).GetUpdateStatus(), dusUnmodified);
+  item->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  item->GetAdditionalProperties({"PROPDEF:EPR_COMMON_PRIVATE"});
+  EXPECT_TRUE(item->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean());
+}
+
+TEST_F(ItemLoad, AnExtendedPropertyThatIsAskedForTwiceStandsOnce) {
+  const auto item = Plain(AddMessage("Hello"));
+  item->GetAdditionalProperties({"PROPDEF:MPR_SUBJECT", "PROPDEF:MPR_SUBJECT"});
+  item->GetAdditionalProperties({"PROPDEF:MPR_SUBJECT"});
+  std::int32_t count = 0;
+  for (const IVqDOMElement& child : item->AsElement().GetChildElements())
+    count += child.GetLocalName() == "ExtendedProperty";
+  EXPECT_EQ(count, 1);
+}
+
+TEST_F(ItemLoad, AnExtendedPropertyIsFoundHoweverTheServerSpellsIt) {
+  for (const char* uri : {"PropertySetId=\"{00062008-0000-0000-C000-000000000046}\" PropertyId=\"0x8506\"",
+                          "DistinguishedPropertySetId=\"Common\" PropertyId=\"34054\""}) {
+    const auto item = Plain(AddMessage("Hello"));
+    AnswerNext("GetItem",
+               ReplyOf("GetItem", "<m:Items><t:Message><t:ExtendedProperty><t:ExtendedFieldURI " + std::string(uri) +
+                                      "/><t:Value>true</t:Value></t:ExtendedProperty></t:Message></m:Items>"));
+    EXPECT_TRUE(item->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean()) << uri;
+    EXPECT_EQ(item->PropertyByName(EPR_COMMON_PRIVATE).GetUpdateStatus(), dusUnmodified);
+  }
 }
 
 class ItemLoadOfAnOldServer : public ItemLoad {

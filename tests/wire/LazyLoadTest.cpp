@@ -243,13 +243,9 @@ TEST_F(LazyLoad, RefusalComesThroughTheGetter) {
 
 TEST_F(LazyLoad, NamedPropertyIsAskedForOnceWhenTheServerHasIt) {
   const auto mail = Mail();
+  // The set is compared as the value that it is, however the server writes it; the item has it in the library's own writing.
   AnswerWith(Extended(
-      "PropertySetId=\"00062008-0000-0000-C000-000000000046\" PropertyId=\"34054\" PropertyType=\"Boolean\"", "x"));
-  EXPECT_EQ(Sent([&] { mail->GetAdditionalProperties({"PROPDEF:EPR_COMMON_PRIVATE"}); }), Names{"GetItem"});
-  // The set is compared as it is written: the capital of this answer makes another text.
-  EXPECT_FALSE(mail->AsElement().HasChildElement("ExtendedProperty", kSelectQuiet));
-  AnswerWith(Extended(
-      "PropertySetId=\"00062008-0000-0000-c000-000000000046\" PropertyId=\"34054\" PropertyType=\"Boolean\"", "true"));
+      "PropertySetId=\"00062008-0000-0000-C000-000000000046\" PropertyId=\"34054\" PropertyType=\"Boolean\"", "true"));
   EXPECT_EQ(Sent([&] { EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean()); }), Names{"GetItem"});
   EXPECT_EQ(Sent([&] { mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean(); }), Names{});
   EXPECT_EQ(mail->AsElement().SelectSingleElement("ExtendedProperty", kSelectRequired).GetXML(),

@@ -93,8 +93,9 @@ TEST_F(SaveAttachments, AChangedOneIsDeletedAndCreated) {
   EXPECT_EQ(Request("DeleteAttachment"), "<m:DeleteAttachment><m:AttachmentIds><t:AttachmentId Id=\"" + id +
                                              "\"/></m:AttachmentIds></m:DeleteAttachment>");
   EXPECT_EQ(Request("CreateAttachment").find("AttachmentId"), std::string::npos);  // no empty one either
-  // A deletion gives a change key, too, which is not taken: that of the update stands in the next request. Meant so.
-  EXPECT_EQ(KeysOf("CreateAttachment", "ParentItemId"), Names{AnsweredKey("UpdateItem", "ItemId", "ChangeKey")});
+  // A deletion changes the item, too.
+  EXPECT_EQ(KeysOf("CreateAttachment", "ParentItemId"),
+            Names{AnsweredKey("DeleteAttachment", "RootItemId", "RootItemChangeKey")});
   EXPECT_EQ(AttachmentsOf(*mail), "a.txt=aaa;b.txt=new content;");
 }
 
@@ -102,7 +103,7 @@ TEST_F(SaveAttachments, ContentThatWasNeverLoadedIsFetchedBeforeItGoes) {
   const auto mail = Two();
   File(*mail, 0)->SetName("renamed.txt");
   EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }),
-            (Names{"UpdateItem", "GetAttachment", "DeleteAttachment", "CreateAttachment", "GetItem"}));
+            (Names{"GetAttachment", "UpdateItem", "DeleteAttachment", "CreateAttachment", "GetItem"}));
   EXPECT_EQ(AttachmentsOf(*mail), "b.txt=bbb;renamed.txt=aaa;");
 }
 
@@ -118,9 +119,12 @@ TEST_F(SaveAttachments, WhenItsContentCannotBeFetchedNothingIsDeleted) {
 
 TEST_F(SaveAttachments, AnItemInsideIsFetchedBeforeItGoes) {
   const auto mail = WithItem();
-  mail->GetAttachments().GetAttachment(0)->SetName("renamed");
-  EXPECT_EQ(Sent([&] { mail->SaveChanges(soAutoResolve); }),
-            (Names{"UpdateItem", "GetAttachment", "DeleteAttachment", "CreateAttachment", "GetItem"}));
+  // Fetched by the setter already, which raises for a kind that could not be made anew.
+  EXPECT_EQ(Sent([&] {
+              mail->GetAttachments().GetAttachment(0)->SetName("renamed");
+              mail->SaveChanges(soAutoResolve);
+            }),
+            (Names{"GetAttachment", "UpdateItem", "DeleteAttachment", "CreateAttachment", "GetItem"}));
   const auto fresh = Again(*mail);
   const auto inner = Supports<IVqEWSItemAttachment>(fresh->GetAttachments().GetAttachment(0));
   EXPECT_EQ(inner->GetName(), "renamed");
@@ -161,6 +165,67 @@ TEST_F(SaveAttachments, ARefusedDeletionIsNoFailure) {
             (Names{"UpdateItem", "DeleteAttachment", "CreateAttachment", "GetItem"}));
   EXPECT_EQ(AttachmentsOf(*mail), "a.txt=aaa;b.txt=bbb;c.txt=ccc;");
   EXPECT_EQ(mail->GetSubject(), "Changed");
+}
+
+TEST_F(SaveAttachments, ARefusedDeletionIsTold) {
+  const auto mail = Two();
+  const std::string id = IdAt(*mail, 0);
+  EXPECT_TRUE(mail->GetRefusedDeletions().empty());
+  mail->GetAttachments().DeleteAttachment(0);
+  RefuseNext("DeleteAttachment", "ErrorAccessDenied");
+  mail->SaveChanges(soAutoResolve);
+  ASSERT_EQ(mail->GetRefusedDeletions().size(), 1u);
+  EXPECT_EQ(mail->GetRefusedDeletions()[0].AttachmentId, id);
+  EXPECT_EQ(std::string(mail->GetRefusedDeletions()[0].Refusal.what()).find("ErrorAccessDenied"), 0u);
+  // It stands until it is gone.
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(mail->GetRefusedDeletions().size(), 1u);
+  mail->GetAttachments().DeleteAttachment(0);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_TRUE(mail->GetRefusedDeletions().empty());
+}
+
+TEST_F(SaveAttachments, ADeletionOfWhatIsGoneAlreadyIsNoRefusal) {
+  const auto mail = Two();
+  const auto other = Again(*mail);
+  other->GetAttachments().DeleteAttachment(0);
+  other->SaveChanges(soAutoResolve);
+  mail->GetAttachments().DeleteAttachment(0);
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_TRUE(mail->GetRefusedDeletions().empty());
+}
+
+// What was taken away reaches nobody: the message is not sent while it stands.
+TEST_F(SaveAttachments, AMessageIsNotSentWithAnAttachmentThatWasTakenAway) {
+  for (const bool savedBefore : {false, true}) {
+    const auto mail = Two();
+    mail->GetToRecipients()->Add("bob@example.com");
+    mail->SaveChanges(soAutoResolve);
+    mail->GetAttachments().DeleteAttachment(0);
+    RefuseNext("DeleteAttachment", "ErrorAccessDenied");
+    if (savedBefore) mail->SaveChanges(soAutoResolve);
+    Forget();
+    EXPECT_EQ(CodeOf([&] { mail->SubmitMessage(true); }), "ErrorAccessDenied");
+    for (const std::string& operation : Operations()) EXPECT_NE(operation, "SendItem");
+    EXPECT_EQ(Server().CountItems(kBob, "inbox"), 0u);
+    EXPECT_FALSE(mail->GetIsSubmitted());
+  }
+}
+
+TEST_F(SaveAttachments, AnAnswerWithoutRootIdLeavesTheItemsId) {
+  const auto mail = Two();
+  const string id = mail->GetID().Id;
+  Attach(*mail, "c.txt", "ccc");
+  AnswerNext(
+      "CreateAttachment",
+      ReplyOf("CreateAttachment",
+              "<m:Attachments><t:FileAttachment><t:AttachmentId Id=\"NEW\"/></t:FileAttachment></m:Attachments>"));
+  RefuseNext("GetItem", "ErrorServerBusy");
+  EXPECT_THROW(mail->SaveChanges(soAutoResolve), EVqException);
+  EXPECT_EQ(mail->GetID().Id, id);
+  EXPECT_FALSE(mail->GetID().ChangeKey.empty());
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Server().CountItems(kAlice, "drafts"), 1u);
 }
 
 TEST_F(SaveAttachments, ADeletionWithoutResponseMessagesFails) {

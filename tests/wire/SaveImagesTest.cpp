@@ -21,6 +21,10 @@ class SaveImages : public SaveTest {
     }
     return text;
   }
+  static std::string Escaped(std::string text) {
+    for (std::size_t at = 0; (at = text.find('<', at)) != std::string::npos;) text.replace(at, 1, "&lt;");
+    return text;
+  }
   static constexpr const char* kHtml = "<p>Hi<img src=\"data:image/png;base64,YWJj\"></p>";
 };
 
@@ -49,6 +53,50 @@ TEST_F(SaveImages, OfTwoFilesTheMissingOneStaysInTheBody) {
   std::filesystem::remove(path);
   EXPECT_EQ(Inline(*mail), "_inlineImg0 _inlineImg0 image/png inline PNG;");
   EXPECT_EQ(mail->GetBodyText(), "<p><img src=\"cid:_inlineImg0\"><img src=\"file:///none/such.png\"></p>");
+}
+
+// A picture of this machine is taken where the application names it, and never for somebody else's HTML.
+TEST_F(SaveImages, AFileThatALoadedBodyNamesIsLeftAlone) {
+  const auto folder = std::filesystem::temp_directory_path() / ("velmore-own-" + IntToStr(::getpid()).utf8());
+  std::filesystem::create_directory(folder);
+  std::ofstream(folder / "secret.png") << "SECRET";
+  std::ofstream(folder / "own.png") << "OWN";
+  const std::string secret = "<img src=\"file://" + (folder / "secret.png").string() + "\">";
+  const std::string own = "<img src=\"file://" + (folder / "own.png").string() + "\">";
+  const auto mail =
+      Draft("<t:Subject>S</t:Subject><t:Body BodyType=\"HTML\">" + Escaped("<p>" + secret + "</p>") + "</t:Body>");
+  mail->SetBodyText("<p>" + own + secret + "</p>");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Inline(*mail), "_inlineImg0 _inlineImg0 image/png inline OWN;");
+  EXPECT_EQ(mail->GetBodyText(), "<p><img src=\"cid:_inlineImg0\">" + secret + "</p>");
+  // The switch turns it off.
+  Session().SetLocalImages(false);
+  const auto other = NewMail();
+  other->SetBodyText("<p>" + own + "<img src=\"data:a,YQ==\"></p>");
+  other->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Inline(*other), "_inlineImg0 _inlineImg0 a inline a;");
+  EXPECT_EQ(other->GetBodyText(), "<p>" + own + "<img src=\"cid:_inlineImg0\"></p>");
+  std::filesystem::remove_all(folder);
+}
+
+// Pictures of an earlier save that the new body still shows stay, and so do their names.
+TEST_F(SaveImages, WhatTheBodyStillShowsIsKept) {
+  const auto mail = NewMail();
+  mail->SetBodyText("<p><img src=\"data:a,YQ==\"><img src=\"data:b,Yg==\"></p>");
+  mail->SaveChanges(soAutoResolve);
+  mail->SetBodyText("<p><img src=\"cid:_inlineImg1\"><img src=\"data:c,Yw==\"></p>");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(mail->GetBodyText(), "<p><img src=\"cid:_inlineImg1\"><img src=\"cid:_inlineImg0\"></p>");
+  EXPECT_EQ(Inline(*mail), "_inlineImg1 _inlineImg1 b inline b;_inlineImg0 _inlineImg0 c inline c;");
+}
+
+TEST_F(SaveImages, TheSameSourceGivesTheSameSet) {
+  const auto mail = NewMail();
+  for (int i = 0; i < 2; ++i) {
+    mail->SetBodyText("<p><img src=\"data:a,YQ==\"><img src=\"data:b,Yg==\"></p>");
+    mail->SaveChanges(soAutoResolve);
+    EXPECT_EQ(Inline(*mail), "_inlineImg0 _inlineImg0 a inline a;_inlineImg1 _inlineImg1 b inline b;");
+  }
 }
 
 TEST_F(SaveImages, AnUpdatedMessageGetsThemToo) {

@@ -161,6 +161,62 @@ TEST_F(SaveUpdate, AnExtendedPropertyIsSetAndDeletedByItsURI) {
   EXPECT_FALSE(Again(*mail)->HasProperty(EPR_COMMON_PRIVATE));
 }
 
+// The object that made a property deletes it, too, though no load has it in the tree.
+TEST_F(SaveUpdate, AnExtendedPropertyIsDeletedByTheObjectThatSavedIt) {
+  const auto mail = NewMail();
+  mail->SetSubject("S");
+  mail->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  mail->SaveChanges(soAutoResolve);
+  ASSERT_TRUE(mail->HasProperty(EPR_COMMON_PRIVATE));
+  mail->DeleteProperty(EPR_COMMON_PRIVATE);
+  EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetDeleted());
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_NE(Updates().find("<t:DeleteItemField><t:ExtendedFieldURI"), std::string::npos);
+  EXPECT_FALSE(mail->HasProperty(EPR_COMMON_PRIVATE));
+  EXPECT_FALSE(Again(*mail)->HasProperty(EPR_COMMON_PRIVATE));
+}
+
+TEST_F(SaveUpdate, AnExtendedPropertyThatWasReadBeforeASaveIsDeletedBehindIt) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  mail->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  mail->SaveChanges(soAutoResolve);
+  const auto again = Again(*mail);
+  ASSERT_TRUE(again->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean());
+  again->SaveChanges(soAutoResolve);
+  again->PropertyByName(EPR_COMMON_PRIVATE).SetDeleted(true);  // without a look at the server
+  again->SaveChanges(soAutoResolve);
+  EXPECT_FALSE(Again(*again)->HasProperty(EPR_COMMON_PRIVATE));
+}
+
+TEST_F(SaveUpdate, AValueThatIsSetBehindADeletionTakesItBack) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  mail->DeleteProperty(PR_SUBJECT);
+  mail->SetSubject("T");
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), SetField("item:Subject", "<t:Subject>T</t:Subject>"));
+}
+
+TEST_F(SaveUpdate, SeveralValuesAreSentAsSuch) {
+  const auto mail = Draft("<t:Subject>S</t:Subject>");
+  mail->PropertyByName(EPR_COMMON_COMPANIES).SetAsStrings({"A & B", "C"});
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_NE(Updates().find("<t:Values><t:Value>A &amp; B</t:Value><t:Value>C</t:Value></t:Values>"), std::string::npos);
+  EXPECT_EQ(Again(*mail)->PropertyByName(EPR_COMMON_COMPANIES).GetAsStrings(), (std::vector<string>{"A & B", "C"}));
+}
+
+// Rows that are linked to a member of the schema: read on a new item, they leave it one that can be saved.
+TEST_F(SaveUpdate, LinkedMembersCanBeReadByTheirRows) {
+  const auto mail = NewMail();
+  mail->SetSubject("S");
+  for (const TVqEWSPropDef* row : {&PR_SENDERSMTPADDRESS, &PR_MAILBOXGUIDS, &PR_EXTENDEDPROPERTIES}) {
+    mail->PropertyByName(*row).GetAsString();
+    mail->PropertyByName(*row).GetAsString();
+    EXPECT_NO_THROW(mail->GetProperties().Count()) << row->PropDefName.view();
+  }
+  mail->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Part("CreateItem", "Items"), "<m:Items><t:Message><t:Subject>S</t:Subject></t:Message></m:Items>");
+}
+
 TEST_F(SaveUpdate, APartOfAMemberHasItsParentAroundIt) {
   const auto id =
       AddItem("contacts",

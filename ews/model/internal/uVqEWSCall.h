@@ -89,7 +89,9 @@ class TVqEWSCall {
   IVqDOMElement SendForItem(const TVqSOAPResponseFactory& AFactory = nullptr);
   IVqDOMElement SendForFolder();
   /// Sends it and gives the element that tells what was made ("//ItemId"), or the id in it. Raises EVqEWSIdNotTold when the answer lacks it.
-  IVqDOMElement SendForMade(const string& APath);
+  IVqDOMElement SendForMade(const string& APath) { return FindMade(Send(), APath); }
+  /// The same for an answer that is there and was checked.
+  IVqDOMElement FindMade(const IVqDOMElement& AMessage, const string& APath) const;
   TItemId SendForId(const string& APath) { return EwsReadId(SendForMade(APath)); }
 
   // ---- The answer

@@ -12,5 +12,7 @@ bool EwsIsEmpty(const IVqDOMElement& AElement);
 IVqDOMElement EwsFirstPart(const IVqDOMElement& AElement);
 /// Whether two elements have the same parts with the same texts and attributes. Empty elements do not count, nor do the attributes of the two themselves.
 bool EwsSameParts(const IVqDOMElement& A, const IVqDOMElement& B);
+/// The same with those attributes; an element that is absent is one that is empty.
+bool EwsSameValue(const IVqDOMElement& A, const IVqDOMElement& B);
 
 }  // namespace velmore
