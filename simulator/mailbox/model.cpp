@@ -83,6 +83,33 @@ std::size_t Item::Size() const {
   return size;
 }
 
+void Reopen(Item& item) {
+  if (item.element != "Task" || item.Text("Status") == "Completed") return;
+  item.Remove("CompleteDate");
+  if (item.Text("PercentComplete") == "100") item.Set("PercentComplete", "0");
+}
+
+std::string DisplayNames(const Item& item, const char* property) {
+  std::string out;
+  if (const Element* holder = item.Find(property))
+    for (const Element& mailbox : holder->children) out += (out.empty() ? "" : "; ") + mailbox.ChildText("Name");
+  return out;
+}
+
+std::string ConversationHash(const Item& item) {
+  // One conversation per topic, as far as a mailbox can tell.
+  const std::string& topic =
+      item.Text("ConversationTopic").empty() ? item.Text("Subject") : item.Text("ConversationTopic");
+  std::string hash(16, '\0');
+  std::uint64_t value = 1469598103934665603u;
+  for (int half = 0; half < 2; ++half) {
+    for (const char c : topic) value = (value ^ static_cast<unsigned char>(c)) * 1099511628211u;
+    for (std::size_t i = 0; i < 8; ++i)
+      hash[static_cast<std::size_t>(half) * 8 + i] = static_cast<char>(value >> (i * 8) & 0xff);
+  }
+  return hash;
+}
+
 std::shared_ptr<Item> Copy(const Item& item) {
   auto copy = std::make_shared<Item>(item);
   copy->entry_id.clear();
@@ -155,6 +182,7 @@ Folder& Mailbox::NewFolder(Folder& parent, const std::string& element, const std
   auto folder = std::make_unique<Folder>();
   folder->number = ++last_number;
   folder->entry_id = FolderEntryId(guid, folder->number);
+  folder->committed = Now();
   folder->change = folder->born = ++last_change;
   folder->parent = parent.entry_id;
   folder->element = element;
@@ -193,6 +221,7 @@ Item& Mailbox::Put(Folder& folder, std::shared_ptr<Item> item) {
   item->deleted_from.clear();
   Adopt(*item);
   folder.content_change = last_change;
+  folder.committed = Now();
   Item& result = *item;
   folder.items.emplace(item->number, item);
   items.emplace(result.entry_id, std::move(item));
@@ -206,6 +235,7 @@ Folder* Mailbox::Take(const std::string& entry_id) {
   if (folder != nullptr) {
     folder->items.erase(found->second->number);
     folder->content_change = ++last_change;
+    folder->committed = Now();
     tombstones.push_back(
         {last_change, found->second->born, false, folder->entry_id, IdOf(*found->second), KeyOf(*found->second)});
     folder->search = {};
@@ -325,7 +355,10 @@ void Mailbox::Touch(Item& item, const std::string& by) {
   item.change = ++last_change;
   item.modified = Now();
   item.modified_by = by;
-  if (Folder* folder = FindFolder(item.folder)) folder->content_change = last_change;
+  if (Folder* folder = FindFolder(item.folder)) {
+    folder->content_change = last_change;
+    folder->committed = item.modified;
+  }
   Tell(StoreChange::Kind::kModified, item);
 }
 

@@ -103,6 +103,12 @@ struct Item {
   bool IsDraft() const { return Flag("IsDraft"); }
   bool IsUnread() const { return Text("IsRead") == "false"; }
 };
+/// A task whose status says that it is not done has no date on which it was.
+void Reopen(Item& item);
+/// Names of the recipients in a property, "Alice; Bob".
+std::string DisplayNames(const Item& item, const char* property);
+/// What items of one conversation have in common, 16 bytes.
+std::string ConversationHash(const Item& item);
 /// A copy without ids.
 std::shared_ptr<Item> Copy(const Item& item);
 
@@ -131,6 +137,7 @@ struct Folder {
   };
   Search search;
   std::uint64_t content_change = 0;  // moves whenever an item in here does
+  Seconds committed = 0;             // when it last did
 
   std::size_t UnreadCount() const;
 };

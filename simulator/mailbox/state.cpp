@@ -236,6 +236,7 @@ Json PackFolder(const Folder& folder) {
             {"extended", PackExtended(folder.extended)},
             {"access", PackAccess(folder.access)},
             {"born", folder.born},
+            {"committed", folder.committed},
             {"deletedFrom", Pack(folder.deleted_from)},
             {"children", Json::array()},
             {"items", Json::array()}};
@@ -299,6 +300,7 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
     folder->extended = UnpackExtended(entry.at("extended"));
     folder->access = UnpackAccess(entry.at("access"));
     folder->born = entry.value("born", folder->change);
+    folder->committed = entry.value("committed", Seconds{0});
     if (entry.contains("deletedFrom")) folder->deleted_from = Unpack(entry["deletedFrom"]);
     if (entry.contains("permissions")) folder->permission_set = UnpackElement(entry["permissions"]);
     for (const Json& child : entry.at("children")) folder->children.push_back(Unpack(child));

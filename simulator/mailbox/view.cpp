@@ -264,13 +264,6 @@ std::vector<std::string> TextsOf(const Element& value, const Path& path) {
 
 }  // namespace
 
-std::string DisplayNames(const Item& item, const char* property) {
-  std::string out;
-  if (const Element* holder = item.Find(property))
-    for (const Element& mailbox : holder->children) out += (out.empty() ? "" : "; ") + mailbox.ChildText("Name");
-  return out;
-}
-
 Element ItemIdElement(const Mailbox& mailbox, const Item& item, const char* name) {
   Element id = Types(name);
   id.Set("Id", mailbox.IdOf(item));
@@ -362,18 +355,9 @@ std::optional<Element> PropertyOf(const Item& item, const Member& member, const 
   }
   if (name == "ConversationId") {
     if (member.kind != ValueKind::kComplex) return std::nullopt;
-    // One conversation per topic, as far as a mailbox can tell.
-    const std::string& topic =
-        item.Text("ConversationTopic").empty() ? item.Text("Subject") : item.Text("ConversationTopic");
-    std::string hash(16, '\0');
-    std::uint64_t value = 1469598103934665603u;
-    for (int half = 0; half < 2; ++half) {
-      for (const char c : topic) value = (value ^ static_cast<unsigned char>(c)) * 1099511628211u;
-      for (std::size_t i = 0; i < 8; ++i)
-        hash[static_cast<std::size_t>(half) * 8 + i] = static_cast<char>(value >> (i * 8) & 0xff);
-    }
     Element id = Types(name);
-    id.Set("Id", EncodeBase64(std::string("\0\4\x24\0", 4) + mailbox.guid + std::string("\0\x10\0", 3) + hash));
+    id.Set("Id", EncodeBase64(std::string("\0\4\x24\0", 4) + mailbox.guid + std::string("\0\x10\0", 3) +
+                              ConversationHash(item)));
     return id;
   }
   if (name == "ConversationIndex") return Types(name, EncodeBase64(item.conversation_index));

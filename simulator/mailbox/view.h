@@ -64,8 +64,6 @@ Element FolderIdElement(const Mailbox& mailbox, const Folder& folder, const char
 /// t:FileAttachment or t:ItemAttachment without content.
 Element RenderAttachment(const Mailbox& mailbox, const Item& item, const Attachment& attachment, const Viewer& viewer);
 
-/// Names of the recipients in a property, "Alice; Bob".
-std::string DisplayNames(const Item& item, const char* property);
 /// A stored or computed property of an item; nothing when it has none.
 std::optional<Element> PropertyOf(const Item& item, const Member& member, const Shape& shape, const Viewer& viewer);
 /// An extended property, stored or standing for a property of the schema (PR_SUBJECT and the like).

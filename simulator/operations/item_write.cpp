@@ -6,6 +6,7 @@
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
 #include "simulator/mailbox/recurrence.h"
+#include "simulator/mailbox/two_names.h"
 #include "simulator/operations/operations.h"
 
 namespace velmore::simulator {
@@ -85,46 +86,11 @@ void SetMime(Item& item, const Element& value, Change change) {
   }
 }
 
-/// PR_MESSAGE_FLAGS written by a client says what cannot be said otherwise.
-void ApplyMessageFlags(Item& item, const std::string& text) {
-  const long flags = std::strtol(text.c_str(), nullptr, 10);
-  item.SetFlag("IsRead", (flags & 0x01) != 0);
-  item.SetFlag("IsUnmodified", (flags & 0x02) != 0);
-  item.SetFlag("IsDraft", (flags & 0x08) != 0);
-  item.SetFlag("IsFromMe", (flags & 0x20) != 0);
-}
-
 void SetExtendedProperty(Item& item, const Element& value) {
   ExtendedValue extended = ReadExtended(value);
-  if (extended.key.set.empty()) {
-    // Some tags are other names of properties of the schema.
-    switch (extended.key.number) {
-      case 0x0e07:
-        ApplyMessageFlags(item, extended.values.front());
-        return;
-      case 0x001a:
-        item.Set("ItemClass", extended.values.front());
-        return;
-      case 0x0037:
-        item.Set("Subject", extended.values.front());
-        return;
-      case 0x1000:
-        item.text = extended.values.front();
-        item.html.clear();
-        return;
-      case 0x0e06:
-        item.received = ParseTime(extended.values.front()).value_or(item.received);
-        return;
-      case 0x0039:
-        item.sent = ParseTime(extended.values.front()).value_or(item.sent);
-        return;
-      case 0x0fff:
-      case 0x0e08:
-      case 0x0e1b:
-        throw EwsError("ErrorItemSavePropertyError");
-      default:
-        break;
-    }
+  if (const TwoNames* row = FindTwoNames(extended.key, item)) {
+    WriteByMapiName(*row, item, extended);
+    return;
   }
   item.SetExtended(std::move(extended));
 }
@@ -327,6 +293,7 @@ void SetProperty(Context& context, Item& item, const Member& member, const std::
     return;
   }
   item.Set(std::move(stored));
+  if (name == "Status") Reopen(item);
 }
 
 std::shared_ptr<Item> MakeItem(Context& context, const Element& element) {

@@ -4,20 +4,27 @@
 
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/recurrence.h"
+#include "simulator/mailbox/two_names.h"
 #include "simulator/operations/operations.h"
 
 namespace velmore::simulator {
 
 namespace {
 
-/// What a field is called in the record of writes.
-std::string WriteName(const Path& path) {
+/// What a field is called in the record of writes: the same, whichever of its names the request used.
+std::string WriteName(const Path& path, const Item& item) {
   if (path.extended) {
     const ExtendedKey& key = *path.extended;
+    const TwoNames* row = FindTwoNames(key, item);
+    if (row != nullptr && *row->member != '\0') {
+      const bool entry =
+          row->member == std::string("PhoneNumbers") || std::string_view(row->member).ends_with("Addresses");
+      return std::string(row->member) + (entry ? std::string("/") + row->part : std::string());
+    }
     return "extended:" + key.set + "/" + key.name + "/" + std::to_string(key.number) + "/" + key.type;
   }
   return path.ElementName() + (path.index.empty() ? "" : "/" + path.index) +
-         (path.indexed_uri.empty() ? "" : "/" + path.indexed_uri);
+         (path.ElementName() == "PhysicalAddresses" ? "/" + path.indexed_uri : "");
 }
 
 /// The member of an item's type that a path means; refuses paths of other kinds of items.
@@ -73,6 +80,7 @@ void MergeEntry(Item& item, const Path& path, const Element* value) {
 void DeleteField(Item& item, const Path& path) {
   const Member& member = MemberOf(item, path, "ErrorInvalidPropertyDelete");
   if (path.extended) {
+    if (const TwoNames* row = FindTwoNames(*path.extended, item)) DeleteByMapiName(*row, item);
     std::erase_if(item.extended, [&](const ExtendedValue& value) { return value.key == *path.extended; });
     return;
   }
@@ -142,7 +150,7 @@ struct Changes {
   std::vector<std::string> names;
 };
 
-Changes ReadChanges(const Element& updates) {
+Changes ReadChanges(const Element& updates, const Item& item) {
   Changes changes;
   for (const Element& change : updates.children) {
     const auto path = std::find_if(change.children.begin(), change.children.end(), IsPath);
@@ -152,7 +160,7 @@ Changes ReadChanges(const Element& updates) {
                                 kTypesNamespace + "'.",
                             change.line, change.column);
     changes.paths.push_back(ParsePath(*path));
-    changes.names.push_back(WriteName(changes.paths.back()));
+    changes.names.push_back(WriteName(changes.paths.back(), item));
   }
   return changes;
 }
@@ -193,7 +201,7 @@ Element UpdateItem(Context& context, const Element& request) {
           throw EwsError("ErrorSendMeetingInvitationsOrCancellationsRequired",
                          "The SendMeetingInvitationsOrCancellations attribute is required for calendar items.");
         const Element& updates = *item_change.Child("Updates");
-        const Changes changes = ReadChanges(updates);
+        const Changes changes = ReadChanges(updates, *found.item);
         // All changes are made on a copy, so that a refused one leaves nothing behind.
         auto changed = std::make_shared<Item>(*found.item);
         for (std::size_t i = 0; i < changes.paths.size(); ++i) {

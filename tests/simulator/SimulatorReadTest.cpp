@@ -403,7 +403,7 @@ TEST_F(SimulatorRead, AdditionalPropertiesComeOnTopOfTheShape) {
                             "<t:ExtendedFieldURI PropertyTag=\"0x1000\" PropertyType=\"String\"/><t:ExtendedFieldURI "
                             "PropertyTag=\"0x0036\" PropertyType=\"Integer\"/>"
                             "<t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-C000-000000000046\" "
-                            "PropertyId=\"34054\" PropertyType=\"Boolean\"/></t:AdditionalProperties>");
+                            "PropertyId=\"34057\" PropertyType=\"Boolean\"/></t:AdditionalProperties>");
   EXPECT_EQ(item.Child("Subject"), nullptr);
   EXPECT_NE(DecodeBase64(item.ChildText("MimeContent")).find("Subject: Number 0"), std::string::npos);
   EXPECT_EQ(item.Child("MimeContent")->AttributeText("CharacterSet"), "UTF-8");
