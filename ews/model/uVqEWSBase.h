@@ -42,6 +42,9 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
   /// Whether a save moves pictures that an HTML body names by "file:" into attachments.
   virtual bool GetLocalImages() const { return true; }
 
+  /// The address that the session's own user is likely to have, without asking anybody; empty when nothing tells one.
+  virtual string GetOwnAddress() { return {}; }
+
   /// What binds the session to one server of a farm; empty before the first reply that brought it.
   const string& GetExchangeCookie() const noexcept { return FExchangeCookie; }
   /// The token of the last logon with OAuth.

@@ -41,6 +41,7 @@ class TVqEWSImpersonatedMsgStore : public TVqEWSMsgStore, public virtual IVqEWSI
 
  protected:
   ~TVqEWSImpersonatedMsgStore() override = default;
+  string OwnAddress() override { return FSmtpAddress.empty() ? TVqEWSMsgStore::OwnAddress() : FSmtpAddress; }
 
  private:
   string FSmtpAddress;

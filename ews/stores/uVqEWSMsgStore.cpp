@@ -34,8 +34,12 @@ TVqRef<IVqEWSRecipient> TVqEWSMsgStore::GetIdentity() {
   const IVqDOMElement id = call.Add("m:SourceIds/t:AlternateId");
   id.SetAttribute("Format", "EwsId");
   id.SetAttribute("Id", inbox.Id);
-  id.SetAttribute("Mailbox", kDummyAddress);  // the address in the answer is what counts
+  // The address in the answer is what counts; some servers echo the one that was sent.
+  const string own = OwnAddress();
+  id.SetAttribute("Mailbox", own.empty() ? string(kDummyAddress) : own);
   const string address = call.Send().SelectSingleElement("AlternateId", kSelectRequired).GetAttribute("Mailbox");
+  if (address == kDummyAddress)  // nobody's: mail would go there, and every request would be anchored on it
+    throw EEWSException("The server does not tell whose mailbox this is. Set AutodiscoverEMail to its address.");
 
   auto& resolver = dynamic_cast<IVqEWSNameResolver&>(ActiveSession());
   const TVqRef<IVqEWSRecipient> identity = resolver.CreateRecipients()->Add(address);

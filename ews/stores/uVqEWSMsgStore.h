@@ -36,6 +36,9 @@ class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore {
  protected:
   ~TVqEWSMsgStore() override = default;
 
+  /// The address that the mailbox's user is likely to have; empty when nothing tells one.
+  virtual string OwnAddress() { return ActiveSession().GetOwnAddress(); }
+
  private:
   TItemId GetFolderIdAndType(TDistinguishedFolderIdName AFolderType, string& AFolderClass, const string& AMailbox,
                              bool ARaiseError);

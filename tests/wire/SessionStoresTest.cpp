@@ -157,5 +157,63 @@ TEST_F(SessionStores, RecipientsCanBeMadeBeforeLogon) {
   EXPECT_EQ(recipients->GetItem(0)->GetEmailAddress(), "bob@example.com");
 }
 
+// ---- Servers that echo the mailbox of a conversion
+
+class EchoingServer : public SessionStores {
+ protected:
+  EchoingServer() {
+    Server.Always([this](const ScriptedServer::Request& request) {
+      const auto between = [&](const std::string& before, const char* after) {
+        const std::size_t at = request.Body.find(before) + before.size();
+        return request.Body.substr(at, request.Body.find(after, at) - at);
+      };
+      if (request.Body.find("Id=\"00\"") != std::string::npos) return ProbeAnswer({});
+      if (request.Body.find("<m:ConvertId ") != std::string::npos)
+        return StoreAnswer(request, Sent = between("Mailbox=\"", "\""));
+      return StoreAnswer(request, between("<m:UnresolvedEntry>", "<"));
+    });
+  }
+  string Identity(const char* address = "") { return Session.OpenMsgStore(address)->GetIdentity()->GetEmailAddress(); }
+  void LogOnAnew() {
+    const string url = Server.Url("/");
+    Session.SetActive(false);
+    Session.SetServiceUrl(url);
+    Session.SetActive(true);
+  }
+  std::string Sent;
+};
+
+TEST_F(EchoingServer, GivesTheAddressThatTheSessionKnows) {
+  Session.SetAutodiscoverEMail("auto@example.com");
+  Session.GetCredentials().SetUserName("ann@example.com");
+  LogOnAnew();
+  EXPECT_EQ(Identity(), "ann@example.com");
+  Session.GetCredentials().SetUserName("EXAMPLE\\ann");
+  LogOnAnew();
+  EXPECT_EQ(Identity(), "auto@example.com") << "a user name that is no address tells nothing";
+  TVqOAuth oauth;
+  oauth.SetGrantType(TVqOAuthGrantType::ClientCredentials);
+  Session.SetOAuth(oauth);
+  Session.SetConnectingSID("sid@example.com");
+  LogOnAnew();
+  EXPECT_EQ(Identity(), "sid@example.com") << "the user whom the session acts as";
+  EXPECT_EQ(Identity("bob@example.com"), "bob@example.com") << "the user whom the store acts as";
+}
+
+TEST_F(EchoingServer, NobodyIsNoIdentity) {
+  Session.SetActive(true);
+  ExpectRaised<EEWSException>(
+      [&] { Session.OpenDefaultMsgStore(); },
+      [](const EEWSException& failure) {
+        EXPECT_EQ(failure.Message(),
+                  "The server does not tell whose mailbox this is. Set AutodiscoverEMail to its address.");
+      });
+  EXPECT_EQ(Sent, "nobody@example.com");
+  const auto request = Session.CreateRequest(nullptr, "m:GetItem", "");
+  TVqRef<IVqSOAPResponse> response;
+  request->Send(response);
+  EXPECT_EQ(LastRequest().Header("X-AnchorMailbox"), "") << "no request is anchored on a dummy";
+}
+
 }  // namespace
 }  // namespace velmore::testing
