@@ -43,9 +43,11 @@ void TVqEWSCustomSession::FreeClients() {
   FHTTPSession.reset();
 }
 
-void TVqEWSCustomSession::ReplaceHTTPClient(std::unique_ptr<TVqHTTPClientBase> AClient) {
+std::unique_ptr<TVqHTTPClientBase> TVqEWSCustomSession::ReplaceHTTPClient(
+    std::unique_ptr<TVqHTTPClientBase> AClient) noexcept {
   const std::scoped_lock lock(FClientMutex);
-  FHTTPClient = std::move(AClient);
+  FHTTPClient.swap(AClient);
+  return AClient;
 }
 
 void TVqEWSCustomSession::Notification(TVqComponent* AComponent, TVqOperation AOperation) {
@@ -143,6 +145,31 @@ void TVqEWSCustomSession::SetAccessType(TVqHTTPAccessType AValue) {
 void TVqEWSCustomSession::SetSecurityFlags(TVqHTTPSecurityFlags AValue) {
   FSecurityFlags = AValue;
   if (FHTTPClient) FHTTPClient->SetSecurityFlags(ClientKind().Heeded(AValue));
+}
+
+void TVqEWSCustomSession::SetLowestTls(TVqHTTPTlsVersion AValue) {
+  FLowestTls = AValue;
+  if (FHTTPSession) FHTTPSession->SetLowestTls(AValue);
+}
+
+void TVqEWSCustomSession::SetLimits(const TVqHTTPLimits& AValue) {
+  FLimits = AValue;
+  if (FHTTPSession) FHTTPSession->SetLimits(AValue);
+}
+
+void TVqEWSCustomSession::SetXMLLimits(const TVqXMLLimits& AValue) {
+  FXMLLimits = AValue;
+  if (FSOAPClient) FSOAPClient->SetReplyLimits(AValue);
+}
+
+void TVqEWSCustomSession::SetConnectTo(const std::map<string, string>& AValue) {
+  FConnectTo = AValue;
+  if (FHTTPSession) FHTTPSession->SetConnectTo(AValue);
+}
+
+void TVqEWSCustomSession::SetAllowPlainTextPassword(bool AValue) {
+  FAllowPlainTextPassword = AValue;
+  if (FHTTPClient) FHTTPClient->SetAllowPlainTextPassword(AValue);
 }
 
 void TVqEWSCustomSession::SetTimeOuts(const TVqHTTPTimeOuts& AValue) {
@@ -243,6 +270,11 @@ void TVqEWSCustomSession::AssignTo(TVqComponent* ADest) {
   dest->SetLocalImages(FLocalImages);
   dest->SetCAFile(FCAFile);
   dest->SetCRLFile(FCRLFile);
+  dest->SetLowestTls(FLowestTls);
+  dest->SetLimits(FLimits);
+  dest->SetXMLLimits(FXMLLimits);
+  dest->SetConnectTo(FConnectTo);
+  dest->SetAllowPlainTextPassword(FAllowPlainTextPassword);
 }
 
 // ---- Mailboxes
@@ -251,6 +283,12 @@ string TVqEWSCustomSession::GetDefaultMsgStore() {
   if (!FAutodiscoverEMail.empty()) return FAutodiscoverEMail;
   const string& user = GetCredentials().GetUserName();
   return user.empty() ? VqGetUserName() : user;
+}
+
+string TVqEWSCustomSession::GetOwnAddress() {
+  const bool actsAsAnother = FOAuth.GetGrantType() == TVqOAuthGrantType::ClientCredentials;
+  const string& own = actsAsAnother ? FConnectingSID : GetCredentials().GetUserName();
+  return own.Contains(u"@") ? own : FAutodiscoverEMail;
 }
 
 TVqStrings& TVqEWSCustomSession::GetAdditionalMailboxes() {
@@ -302,6 +340,9 @@ void TVqEWSCustomSession::Configure(IVqHTTPSession& ASession) const {
   ASession.SetAccessType(FAccessType);
   ASession.SetCAFile(FCAFile);
   ASession.SetCRLFile(FCRLFile);
+  ASession.SetLowestTls(FLowestTls);
+  ASession.SetLimits(FLimits);
+  ASession.SetConnectTo(FConnectTo);
 }
 
 void TVqEWSCustomSession::Configure(TVqHTTPClientBase& AClient, TClientUse AUse) {
@@ -320,6 +361,7 @@ void TVqEWSCustomSession::Configure(TVqHTTPClientBase& AClient, TClientUse AUse)
   }
   ClientKind().SetParentWnd(AClient, FParentWnd);
   AClient.GetRequestHeaders().SetAccept("text/xml");
+  AClient.SetAllowPlainTextPassword(FAllowPlainTextPassword);
 }
 
 void TVqEWSCustomSession::CheckHTTPClient() {
@@ -334,6 +376,7 @@ void TVqEWSCustomSession::CheckHTTPClient() {
   FHTTPClient->SetOnResponse(
       [this](TVqComponent& sender, const TVqRef<IVqHTTPResponse>& response) { OnHTTPResponse(sender, response); });
   FHTTPClient->SetTimeOuts(FTimeOuts);
+  FHTTPClient->SetStopToken(FStopToken);
   FHTTPClient->SetAuthentication(FOAuth.GetClientId().empty() ? TVqHTTPAuthentication::byChallenge
                                                               : TVqHTTPAuthentication::oAuth);
 }
@@ -361,6 +404,7 @@ void TVqEWSCustomSession::InitSOAPEnv(TVqSOAPClient& AClient) {
                        {"xmlns:m", "http://schemas.microsoft.com/exchange/services/2006/messages"},
                        {"xmlns:t", "http://schemas.microsoft.com/exchange/services/2006/types"}},
                       TVqSOAPEncodingVersion::soap11);
+  AClient.SetReplyLimits(FXMLLimits);
   AClient.SetSender([this](IVqSOAPRequest& request, TVqRef<IVqSOAPResponse>& response,
                            const std::function<void()>& exchange) { FWireForms.Send(request, response, exchange); });
 }
@@ -427,9 +471,8 @@ void TVqEWSCustomSession::Cancel() noexcept {
 }
 
 void TVqEWSCustomSession::SetStopToken(std::stop_token AValue) {
-  FStopCallback.reset();
   FStopToken = std::move(AValue);
-  if (FStopToken.stop_possible()) FStopCallback.emplace(FStopToken, [this] { Cancel(); });
+  if (FHTTPClient) FHTTPClient->SetStopToken(FStopToken);
 }
 
 void TVqEWSCustomSession::Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic ATraffic) {
@@ -449,7 +492,6 @@ void TVqEWSCustomSession::Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic 
 }
 
 void TVqEWSCustomSession::BeforeSendHTTPRequest(TVqComponent&, const TVqRef<IVqHTTPRequest>& ARequest) {
-  if (FStopToken.stop_requested()) Cancel();
   FRequestedAt = std::chrono::steady_clock::now();
   if (!FOnRequest) return;
   TVqEWSTraffic traffic;

@@ -10,9 +10,9 @@
 ///     auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
 
 #include <chrono>
+#include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <stop_token>
 
 #include "ews/model/uVqEWSBase.h"
@@ -20,6 +20,7 @@
 #include "ews/model/uVqEWSIds.h"
 #include "ews/model/uVqEWSResolution.h"
 #include "ews/model/uVqEWSWireForm.h"
+#include "ews/session/uVqEWSAutodiscover.h"
 #include "ews/session/uVqEWSProfiles.h"
 #include "ews/session/uVqEWSTraffic.h"
 
@@ -119,6 +120,26 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   const string& GetConnectingSID() const noexcept { return FConnectingSID; }
   void SetConnectingSID(const string& AValue) { FConnectingSID = AValue; }
 
+  // ---- Finding the server
+
+  /// The settings document of an address, an empty one meaning `AutodiscoverEMail`, as the server of its domain gives it. Kept until the session
+  /// goes: a second call sends nothing. A subclass that knows better may replace both.
+  ///
+  /// Raises EEWSException "ErrorAutoDiscoverFailed (...)." when there is no such server, when it refuses the credentials ("Authentication Failure!") or
+  /// answers with an error; EAbort when there are no credentials; plain exceptions without an address; what the parser raises for markup that is none.
+  virtual IVqDOMDocument Autodiscover(const string& AEMail);
+  /// The URL of a protocol ("Ews", "Autodiscoverv1") for an address by the service of Exchange Online, which wants no credentials; empty when it knows
+  /// none. Raises EAbort for a failure of the transport.
+  virtual string AutodiscoverV2(const string& AEMail, const string& AProtocol);
+  /// Each address that the last call of Autodiscover has asked, and what came of it. Empty when it was answered without asking.
+  const std::vector<TVqEWSAutodiscoverStep>& GetAutodiscoverReport() const noexcept { return FAutodiscoverReport; }
+  /// Asked before the look goes where a server sends it; without a handler it goes to any https address.
+  void SetOnAutodiscoverRedirect(TVqEWSAutodiscoverRedirectEvent AValue) {
+    FOnAutodiscoverRedirect = std::move(AValue);
+  }
+  /// One setting for the whole process; set before threads make sessions.
+  static TVqEWSOnlineHosts& OnlineHosts() noexcept;
+
   // ---- Transport
 
   /// The "User-Agent" header. Raises EVqHTTPInvalidArgument for a line break once there is a client.
@@ -146,6 +167,22 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void SetCAFile(const string& AValue) { FCAFile = AValue; }
   const string& GetCRLFile() const noexcept { return FCRLFile; }
   void SetCRLFile(const string& AValue) { FCRLFile = AValue; }
+  /// The lowest version of TLS that is agreed to: 1.2 unless changed, whatever the machine says. These five reach a live session at once; none is part
+  /// of a profile.
+  TVqHTTPTlsVersion GetLowestTls() const noexcept { return FLowestTls; }
+  void SetLowestTls(TVqHTTPTlsVersion AValue);
+  /// What a reply may be at most on the wire and unpacked, and how long a call may take.
+  const TVqHTTPLimits& GetLimits() const noexcept { return FLimits; }
+  void SetLimits(const TVqHTTPLimits& AValue);
+  /// What the document of a reply may be at most: bytes, nodes, depth.
+  const TVqXMLLimits& GetXMLLimits() const noexcept { return FXMLLimits; }
+  void SetXMLLimits(const TVqXMLLimits& AValue);
+  /// Where hosts are really to be found: "mail.example.com:443" to "10.0.0.7:8443". See IVqHTTPSession.
+  const std::map<string, string>& GetConnectTo() const noexcept { return FConnectTo; }
+  void SetConnectTo(const std::map<string, string>& AValue);
+  /// True lets Basic and access tokens go over plain HTTP to other machines. False unless changed.
+  bool GetAllowPlainTextPassword() const noexcept { return FAllowPlainTextPassword; }
+  void SetAllowPlainTextPassword(bool AValue);
   /// Milliseconds: connect, send, receive, 15,000 each unless set. Clients take them at logon.
   TVqHTTPTimeOuts& GetTimeOuts() noexcept { return FTimeOuts; }
   void SetTimeOuts(const TVqHTTPTimeOuts& AValue);
@@ -203,6 +240,9 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   /// The Autodiscover address, else the user name, else the name of the logged-on user of the operating system.
   string GetDefaultMsgStore();
+  /// The user name of the credentials where it is an address, else the Autodiscover address; with the ClientCredentials grant that of the user whom the session
+  /// acts as.
+  string GetOwnAddress() override;
   /// The mailboxes by position. Owned by the session.
   TVqEWSMsgStores& GetMsgStores() noexcept { return FMsgStores; }
   /// The list, which an active session with an Autodiscover address completes once in its life by what Autodiscover tells.
@@ -289,11 +329,6 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // How the service URL is found, for a subclass that knows better.
 
-  /// The settings document of an address, an empty one meaning `AutodiscoverEMail`. Not part of this version: raises EVqNotSupported.
-  virtual IVqDOMDocument Autodiscover(const string& AEMail);
-  /// The URL of a protocol ("Ews") for an address, asked for when OAuth is in use; what it raises is swallowed. Not part of this version: raises
-  /// EVqNotSupported.
-  virtual string AutodiscoverV2(const string& AEMail, const string& AProtocol);
   /// The target host of a DNS SRV record ("_autodiscover._tcp.example.com"); empty when there is none. Asked for when there is a password. Not part
   /// of this version: gives none.
   virtual string FindHostBySRV(const string& AName);
@@ -311,6 +346,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
  private:
   enum class TClientUse { own, separate };
+  class TThrowAwayClients;
 
   void LogOn();
   void FindServer();
@@ -319,6 +355,12 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void FreeClients();
   void UseProfile();
   void FindServiceUrl();
+  std::vector<string> AutodiscoverCandidates(const string& AAddress) const;
+  string FindAutodiscover(TVqHTTPClientBase& AClient, const string& AAddress);
+  bool ProbeAutodiscover(TVqHTTPClientBase& AClient, string& AURL, int ADepth);
+  IVqDOMDocument PostAutodiscover(TVqHTTPClientBase& AClient, const string& AURL, const string& AAddress);
+  string RefusedTarget(const string& AFrom, const string& ATo);
+  static string EwsUrlOf(const IVqDOMDocument& AAnswer);
   void Probe();
   void SendProbe();
   [[noreturn]] void RaiseProbeFailure(const class EVqHTTPApiException& AFailure);
@@ -333,7 +375,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   string DefaultStoreEmail() const;
   void SetDefaultStoreEmail(const string& AValue);
   void Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic ATraffic);
-  void ReplaceHTTPClient(std::unique_ptr<TVqHTTPClientBase> AClient);
+  std::unique_ptr<TVqHTTPClientBase> ReplaceHTTPClient(std::unique_ptr<TVqHTTPClientBase> AClient) noexcept;
   const TVqEWSClientKind& ClientKind() const noexcept;
   void Configure(IVqHTTPSession& ASession) const;
   void Configure(TVqHTTPClientBase& AClient, TClientUse AUse);
@@ -383,7 +425,13 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   TVqEWSTrafficEvent FOnRequest, FOnResponse;
   std::chrono::steady_clock::time_point FRequestedAt;
   std::stop_token FStopToken;
-  std::optional<std::stop_callback<std::function<void()>>> FStopCallback;  // behind the client that it cancels
+  TVqHTTPTlsVersion FLowestTls = TVqHTTPTlsVersion::tls12;
+  TVqHTTPLimits FLimits;
+  TVqXMLLimits FXMLLimits = VqSOAPReplyLimits();
+  std::map<string, string> FConnectTo;
+  bool FAllowPlainTextPassword = false;
+  std::vector<TVqEWSAutodiscoverStep> FAutodiscoverReport;
+  TVqEWSAutodiscoverRedirectEvent FOnAutodiscoverRedirect;
   std::shared_ptr<const bool> FLife = std::make_shared<const bool>(true);  // expires with the session
 };
 

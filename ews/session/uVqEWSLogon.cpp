@@ -178,14 +178,6 @@ void TVqEWSCustomSession::DoOnShowProfileDialog(TVqComponent& ADialog) {
 
 // ---- The service URL
 
-IVqDOMDocument TVqEWSCustomSession::Autodiscover(const string&) {
-  throw EVqNotSupported("Autodiscover is not part of this version: set ServiceUrl.");
-}
-
-string TVqEWSCustomSession::AutodiscoverV2(const string&, const string&) {
-  throw EVqNotSupported("Autodiscover is not part of this version: set ServiceUrl.");
-}
-
 string TVqEWSCustomSession::FindHostBySRV(const string&) {
   return {};
 }
@@ -206,10 +198,7 @@ void TVqEWSCustomSession::FindServiceUrl() {
   }
   if (!FServiceUrl.empty()) return;
   try {
-    FServiceUrl =
-        Autodiscover(string())
-            .SelectSingleElement("/Autodiscover/Response/Account/Protocol[Type=\"EXPR\"]/EwsUrl", kSelectRequired)
-            .GetText();
+    FServiceUrl = EwsUrlOf(Autodiscover(string()));
   } catch (const EEWSException& failure) {
     // The second test never matches a message of two texts; it is the same outcome.
     if (failure.HTTPErrorCode() != VqErrNameNotResolved || failure.Message() == "Authentication Failure!") throw;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 #include <thread>
 
@@ -15,7 +16,9 @@
 #include "ews/schema/uVqEWSPropsMPR.h"
 #include "ews/stores/uVqEWSImpersonation.h"
 #include "ews/values/uVqEWSProperties.h"
+#include "platform/http/uVqURL.h"
 #include "platform/soap/uVqSOAPClient.h"
+#include "tests/support/ScriptedServer.h"
 #include "tests/support/Transcript.h"
 #include "tests/wire/MailboxTestSupport.h"
 
@@ -385,6 +388,34 @@ TEST_F(Guide, WatchingAndCancelling) {
   EXPECT_THROW(session.ResolveName("alice", scActiveDirectory), EVqHTTPApiException);
   session.SetStopToken({});
   session.ResolveName("alice", scActiveDirectory);
+}
+
+TEST_F(Guide, FindingTheServer) {
+  TVqEWSServiceSession session;
+  ScriptedServer proxy;  // stands for the whole net, and knows of no server
+  proxy.Always([](const ScriptedServer::Request&) {
+    ScriptedServer::Answer answer;
+    answer.Bytes = "HTTP/1.1 404 Not Found\r\nContent-Length: 0\r\n\r\n";
+    return answer;
+  });
+  session.SetAccessType(TVqHTTPAccessType::proxy);
+  session.SetProxyServer("127.0.0.1:" + IntToStr(proxy.Port()));
+  const string password = "secret";
+  const auto logOn = [&] {
+    session.SetAutodiscoverEMail("ann@example.com");
+    session.GetCredentials().SetUserName("ann@example.com");
+    session.GetCredentials().SetPassword(password);
+    session.SetActive(true);
+  };
+  session.SetOnAutodiscoverRedirect(
+      [](TVqComponent&, const string&, const string& to) { return VqDecodeURL(to).Host.EndsWith(".example.com"); });
+  EXPECT_THROW(logOn(), EEWSException);
+  std::ostringstream report;
+  std::streambuf* const screen = std::cout.rdbuf(report.rdbuf());
+  for (const TVqEWSAutodiscoverStep& step : session.GetAutodiscoverReport())
+    std::cout << step.URL << ": " << step.Outcome << '\n';
+  std::cout.rdbuf(screen);
+  EXPECT_NE(report.str().find("https://example.com/autodiscover/autodiscover.xml: failed: "), std::string::npos);
 }
 
 }  // namespace

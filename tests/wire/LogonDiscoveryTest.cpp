@@ -221,9 +221,12 @@ TEST_F(LogonDiscovery, OnlyStatus200IsAnAnswer) {
       << "a failure of the transport is no answer";
 }
 
-TEST_F(LogonDiscovery, ThisVersionHasNoAutodiscoverOfItsOwn) {
+TEST_F(LogonDiscovery, MissingCredentialsStopALogonQuietly) {
   Session.OnAutodiscover = nullptr;
-  EXPECT_THROW(Session.SetActive(true), EVqNotSupported);
+  ExpectRaised<EAbort>(
+      [&] { Session.SetActive(true); },
+      [](const EAbort& abort) { EXPECT_EQ(abort.Message(), "Cannot Autodiscover because of missing credentials!"); });
+  EXPECT_EQ(Server.Requests().size(), 0u);
   EXPECT_EQ(Session.HostBySRVOf("_autodiscover._tcp.example.com"), "");
 }
 

@@ -37,8 +37,8 @@ TEST_F(Logon, ProbeGoesOutBeforeTheSessionIsActiveAndItsBodyIsNotRead) {
   Server.Always([this](const ScriptedServer::Request&) {
     EXPECT_FALSE(Session.GetActive());
     return Http("200 OK", Envelope(VersionHeader({}),
-                                   "<m:Anything><m:ResponseMessages><m:x ResponseClass=\"Error\"/>"
-                                   "</m:ResponseMessages></m:Anything>"));
+                                   "<m:ConvertIdResponse><m:ResponseMessages><m:x ResponseClass=\"Error\"/>"
+                                   "</m:ResponseMessages></m:ConvertIdResponse>"));
   });
   Session.SetActive(true);
   EXPECT_TRUE(Session.GetActive());
@@ -132,7 +132,7 @@ TEST_F(Logon, FailureOfTheLogonWinsOverOneOfTheWaitCursor) {
 
 TEST_F(Logon, WaitCursorIsTakenBackWhenNoUrlIsFound) {
   Session.SetAutodiscoverEMail("ann@example.com");
-  EXPECT_THROW(Session.SetActive(true), EVqNotSupported);
+  EXPECT_THROW(Session.SetActive(true), EAbort) << "there are no credentials";
   EXPECT_EQ(Session.Calls, (Names{"SetWaitCursor(true)", "Autodiscover()", "SetWaitCursor(false)"}));
 }
 

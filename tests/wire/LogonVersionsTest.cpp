@@ -9,7 +9,8 @@ class LogonVersions : public SessionTest {
  protected:
   /// Logs a new session on to a server with these numbers; gives what it takes the server for, and how it describes it.
   std::pair<TServerVersion, std::string> Judge(const std::string& header) {
-    Server.Always([header](const ScriptedServer::Request&) { return Http("200 OK", Envelope(header, "<a/>")); });
+    Server.Always(
+        [header](const ScriptedServer::Request&) { return Http("200 OK", Envelope(header, "<ConvertIdResponse/>")); });
     TTestSession session;
     session.SetServiceUrl(Server.Url("/"));
     session.SetCurrentTimeZoneContext("");
@@ -149,7 +150,7 @@ TEST_F(LogonVersions, NumbersThatAreNoneFailTheLogonAsTheyAre) {
   Server.Then(Http(
       "200 OK", Envelope("<t:ServerVersionInfo xmlns:t=\"http://schemas.microsoft.com/exchange/services/2006/types\" "
                          "MajorVersion=\"fifteen\"/>",
-                         "<a/>")));
+                         "<ConvertIdResponse/>")));
   EXPECT_THROW(Session.SetActive(true), EConvertError);
   EXPECT_FALSE(Session.GetActive());
   EXPECT_EQ(Session.GetServiceUrl(), "");

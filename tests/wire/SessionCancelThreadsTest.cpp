@@ -10,7 +10,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class SessionCancel : public SessionTest {
+class SessionCancelThreads : public SessionTest {
  protected:
   static constexpr std::uint32_t kCancelled = 6;
 
@@ -53,7 +53,7 @@ class SessionCancel : public SessionTest {
   void Convert() { Session.ConvertId({}, ifEwsId); }
 };
 
-TEST_F(SessionCancel, EndsTheRequestUnderWay) {
+TEST_F(SessionCancelThreads, EndsTheRequestUnderWay) {
   LogOn();
   HangAt("ConvertId");
   const auto took = EndWith(
@@ -63,7 +63,7 @@ TEST_F(SessionCancel, EndsTheRequestUnderWay) {
   ExpectUsable();
 }
 
-TEST_F(SessionCancel, EndsALogon) {
+TEST_F(SessionCancelThreads, EndsALogon) {
   HangAt("ConvertId");
   EndWith(
       "ConvertId", [&] { Session.Cancel(); },
@@ -79,7 +79,7 @@ TEST_F(SessionCancel, EndsALogon) {
   EXPECT_EQ(Session.GetServiceUrl(), "");
 }
 
-TEST_F(SessionCancel, WithNothingUnderWayDoesNothing) {
+TEST_F(SessionCancelThreads, WithNothingUnderWayDoesNothing) {
   Session.Cancel();
   LogOn();
   Session.Cancel();
@@ -88,7 +88,7 @@ TEST_F(SessionCancel, WithNothingUnderWayDoesNothing) {
   Session.Cancel();
 }
 
-TEST_F(SessionCancel, StopTokenEndsAnOperationOfSeveralRequests) {
+TEST_F(SessionCancelThreads, StopTokenEndsAnOperationOfSeveralRequests) {
   LogOn();
   HangAt("<m:GetFolder>");
   std::stop_source stop;
@@ -103,7 +103,7 @@ TEST_F(SessionCancel, StopTokenEndsAnOperationOfSeveralRequests) {
   ExpectUsable();
 }
 
-TEST_F(SessionCancel, StopThatWasAskedForBeforeSendsNothing) {
+TEST_F(SessionCancelThreads, StopThatWasAskedForBeforeSendsNothing) {
   std::stop_source stop;
   stop.request_stop();
   Session.SetStopToken(stop.get_token());
@@ -112,7 +112,7 @@ TEST_F(SessionCancel, StopThatWasAskedForBeforeSendsNothing) {
   EXPECT_EQ(Server.Requests().size(), 0u);
 }
 
-TEST_F(SessionCancel, StopInTheTimeZoneStepLeavesTheLogonStanding) {
+TEST_F(SessionCancelThreads, StopInTheTimeZoneStepLeavesTheLogonStanding) {
   HangAt("GetServerTimeZones");
   std::stop_source stop;
   Session.SetStopToken(stop.get_token());
@@ -122,7 +122,7 @@ TEST_F(SessionCancel, StopInTheTimeZoneStepLeavesTheLogonStanding) {
   ExpectCancelled([&] { Convert(); });
 }
 
-TEST_F(SessionCancel, TokenOfASessionThatIsGoneStopsNothing) {
+TEST_F(SessionCancelThreads, TokenOfASessionThatIsGoneStopsNothing) {
   std::stop_source stop;
   {
     TTestSession session;
@@ -132,7 +132,7 @@ TEST_F(SessionCancel, TokenOfASessionThatIsGoneStopsNothing) {
   EXPECT_TRUE(stop.request_stop());
 }
 
-TEST_F(SessionCancel, MayComeWhileClientsComeAndGo) {
+TEST_F(SessionCancelThreads, MayComeWhileClientsComeAndGo) {
   Server.Always([](const ScriptedServer::Request&) { return ProbeAnswer({}); });
   const string url = Session.GetServiceUrl();
   std::atomic<bool> ready{false};

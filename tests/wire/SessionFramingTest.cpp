@@ -238,7 +238,8 @@ TEST_F(ResponseErrors, BusyServerInAResponseMessageTellsItsHint) {
 // ---- The cookie
 
 TEST_F(SessionFraming, ExchangeCookieIsKeptUntilLogoff) {
-  Server.Then(Http("200 OK", Envelope(VersionHeader({}), "<a/>"), "Set-Cookie: exchangecookie=one; path=/\r\n"));
+  Server.Then(Http("200 OK", Envelope(VersionHeader({}), "<ConvertIdResponse/>"),
+                   "Set-Cookie: exchangecookie=one; path=/\r\n"));
   Session.SetActive(true);
   EXPECT_EQ(Session.GetExchangeCookie(), "one");
   Server.Then(Http("200 OK", Envelope("", "<GetItemResponse/>"), "Set-Cookie: exchangecookie=; path=/\r\n"))

@@ -107,13 +107,20 @@ TEST_F(SessionIdentity, NextUserIsAskedForByTheServersWord) {
 
 TEST_F(SessionIdentity, RequestsOfTheNextUserBringNoCookieOfTheFormer) {
   Server.Always([](const ScriptedServer::Request&) {
-    return Http("200 OK", Envelope(VersionHeader({}), "<GetItemResponse/>"), "Set-Cookie: user=anna\r\n");
+    return Http(
+        "200 OK",
+        Envelope(VersionHeader({}), "<m:ConvertIdResponse xmlns:m=\"urn:m\"><ResponseMessages/></m:ConvertIdResponse>"),
+        "Set-Cookie: user=anna\r\n");
   });
+  const auto cookie = [&] {
+    Session.ConvertId({}, ifEwsId);
+    return LastRequest().Header("Cookie");
+  };
   Session.SetActive(true);
-  Anchor();
-  EXPECT_EQ(LastRequest().Header("Cookie"), "user=anna");
-  Session.SetActive(false);
+  EXPECT_EQ(cookie(), "user=anna");
   Session.SetCredentials(Bert());
+  EXPECT_EQ(cookie(), "");
+  Session.SetActive(false);
   Session.SetActive(true);
   EXPECT_EQ(LastRequest().Header("Cookie"), "");
 }

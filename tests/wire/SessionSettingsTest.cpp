@@ -212,6 +212,60 @@ TEST_F(SessionSettings, OAuthReachesALiveSession) {
   EXPECT_EQ(Session.GetOAuth().GetScope(), "scope");
 }
 
+TEST_F(SessionSettings, BoundsAndRoutesReachALiveSessionAndSeparateClients) {
+  const TVqHTTPLimits noLimits;
+  EXPECT_EQ(Session.GetLimits(), noLimits);
+  EXPECT_EQ(Session.GetLowestTls(), TVqHTTPTlsVersion::tls12);
+  EXPECT_TRUE(Session.GetConnectTo().empty());
+  EXPECT_FALSE(Session.GetAllowPlainTextPassword());
+  LogOn();
+  TVqHTTPLimits limits;
+  limits.ReplyBytes = 4711;
+  const std::map<string, string> map{{"mail.example.com:443", "127.0.0.1:9"}};
+  Session.SetLimits(limits);
+  Session.SetLowestTls(TVqHTTPTlsVersion::tls13);
+  Session.SetConnectTo(map);
+  Session.SetAllowPlainTextPassword(true);
+  const auto look = [&](TVqHTTPClientBase& client) {
+    EXPECT_EQ(client.GetSession()->GetLimits(), limits);
+    EXPECT_EQ(client.GetSession()->GetLowestTls(), TVqHTTPTlsVersion::tls13);
+    EXPECT_EQ(client.GetSession()->GetConnectTo(), map);
+    EXPECT_TRUE(client.GetAllowPlainTextPassword());
+  };
+  look(*Session.GetHTTPClient());
+  for (const bool shared : {true, false}) look(*Session.CreateHTTPClient(shared)->GetComponent());
+  Session.SetNTService(!Session.GetNTService());
+  look(*Session.GetHTTPClient());
+  TTestSession copy;
+  Session.SetActive(false);
+  Session.AssignTo(&copy);
+  copy.CheckHTTPClient();
+  look(*copy.GetHTTPClient());
+}
+
+TEST_F(SessionSettings, BoundsOfDocumentsCountForReplies) {
+  TVqXMLLimits limits;
+  limits.MaxNodes = 8;
+  Session.SetXMLLimits(limits);
+  Server.Then(ProbeAnswer({}));
+  EXPECT_THROW(Session.SetActive(true), EVqXMLError);
+  Session.SetServiceUrl(Server.Url("/"));
+  Session.SetXMLLimits({});
+  LogOn();
+  Session.SetXMLLimits(limits);
+  const auto http = Session.CreateHTTPClient(true);
+  const std::unique_ptr<TVqSOAPClient> separate(Session.CreateSOAPClient(http));
+  for (TVqSOAPClient* const client : {static_cast<TVqSOAPClient*>(nullptr), separate.get()})
+    EXPECT_THROW(Ask(client), EVqXMLError);
+  Session.SetXMLLimits({});
+  EXPECT_NO_THROW(Ask());
+  TTestSession copy;
+  Session.SetXMLLimits(limits);
+  Session.SetActive(false);
+  Session.AssignTo(&copy);
+  EXPECT_EQ(copy.GetXMLLimits().MaxNodes, 8u);
+}
+
 TEST_F(SessionSettings, TimeOutsWaitForTheNextLogon) {
   LogOn();
   EXPECT_EQ(Session.GetHTTPClient()->GetTimeOuts(), TVqHTTPTimeOuts(15000, 15000, 15000));
@@ -431,24 +485,52 @@ TEST_F(SessionSettings, SeparateClientSharesTheSessionWhenItIsToldTo) {
   EXPECT_FALSE(Session.CreateHTTPClient(false)->GetSession() == own);
 }
 
-TEST_F(SessionSettings, EverySettingOfTheTransportGoesWithASeparateClient) {
+TEST_F(SessionSettings, EverySettingOfTheTransportGoesWithASeparateClientAndStays) {
   Session.SetCAFile("/ca.pem");
   Session.SetCRLFile("/crl.pem");
   Session.SetUserAgent("Agent/2");
   Session.SetProxyServer("proxy:8080");
   Session.SetProxyServerBypass("127.0.0.1");
   Session.SetAccessType(TVqHTTPAccessType::proxy);
-  LogOn();
+  const string url = Session.GetServiceUrl();
   for (const bool shared : {true, false}) {
-    const TVqRef<IVqHTTPClient> client = Session.CreateHTTPClient(shared);  // owns its session
-    const auto session = client->GetSession();
-    EXPECT_EQ(session->GetCAFile(), "/ca.pem");
-    EXPECT_EQ(session->GetCRLFile(), "/crl.pem");
-    EXPECT_EQ(session->GetUserAgent(), "Agent/2");
-    EXPECT_EQ(session->GetProxyServer(), "proxy:8080");
-    EXPECT_EQ(session->GetProxyServerBypass(), "127.0.0.1");
-    EXPECT_EQ(session->GetAccessType(), TVqHTTPAccessType::proxy);
+    for (const bool service : {true, false}) {
+      for (const bool replaced : {true, false}) {
+        Session.SetNTService(service);
+        Session.SetServiceUrl(url);
+        LogOn();
+        const auto client = Session.CreateHTTPClient(shared);
+        const auto look = [&] {
+          const auto session = client->GetSession();
+          EXPECT_EQ(session->GetCAFile(), "/ca.pem");
+          EXPECT_EQ(session->GetCRLFile(), "/crl.pem");
+          EXPECT_EQ(session->GetUserAgent(), "Agent/2");
+          EXPECT_EQ(session->GetProxyServer(), "proxy:8080");
+          EXPECT_EQ(session->GetProxyServerBypass(), "127.0.0.1");
+          EXPECT_EQ(session->GetAccessType(), TVqHTTPAccessType::proxy);
+        };
+        look();
+        if (replaced) Session.SetNTService(!service);
+        Session.SetActive(false);
+        look();
+      }
+    }
   }
+}
+
+TEST_F(SessionSettings, ClientThatStaysBehindGoesByTheProxyAsBefore) {
+  ScriptedServer proxy;
+  Session.SetUserAgent("Agent/2");
+  Session.SetProxyServer("127.0.0.1:" + IntToStr(proxy.Port()));
+  Session.SetAccessType(TVqHTTPAccessType::proxy);
+  Session.CheckHTTPClient();
+  const auto client = Session.CreateHTTPClient(true);
+  Session.SetNTService(!Session.GetNTService());
+  proxy.Then(ScriptedServer::Ok("by proxy"));
+  TVqRef<IVqHTTPResponse> response;
+  client->Request(response, TVqHTTPVerb::get, "http://mail.example.com/");
+  EXPECT_EQ(response->GetText(), "by proxy");
+  EXPECT_EQ(proxy.Requests().at(0).Header("User-Agent"), "Agent/2");
 }
 
 TEST_F(SessionSettings, TokenInForceGoesWithASeparateClientAnExpiredOneDoesNot) {
