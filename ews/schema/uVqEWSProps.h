@@ -33,33 +33,8 @@ enum TDictionaryURI : std::int32_t;
 
 /// The type of an extended property's value. The wire text is the name without "pt".
 enum TVqEWSPropType : std::uint8_t {
-  ptNull,
-  ptApplicationTime,
-  ptApplicationTimeArray,
-  ptBinary,
-  ptBinaryArray,
-  ptBoolean,
-  ptCLSID,
-  ptCLSIDArray,
-  ptCurrency,
-  ptCurrencyArray,
-  ptDouble,
-  ptDoubleArray,
-  ptError,
-  ptFloat,
-  ptFloatArray,
-  ptInteger,
-  ptIntegerArray,
-  ptLong,
-  ptLongArray,
-  ptObject,
-  ptObjectArray,
-  ptShort,
-  ptShortArray,
-  ptSystemTime,
-  ptSystemTimeArray,
-  ptString,
-  ptStringArray
+#define VQ_PROP_TYPE(text, kind, type) pt##text,
+#include "ews/tables/uVqEWSPropTypes.inc"
 };
 
 /// Whether a named property has a number or a name within its set.

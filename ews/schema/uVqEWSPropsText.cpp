@@ -29,35 +29,12 @@ string PropSetIDToString(const TGUID& APropSetId) {
 }
 
 string PropTypeToString(TVqEWSPropType APropType) {
-  static constexpr const char* texts[] = {"Null",
-                                          "ApplicationTime",
-                                          "ApplicationTimeArray",
-                                          "Binary",
-                                          "BinaryArray",
-                                          "Boolean",
-                                          "CLSID",
-                                          "CLSIDArray",
-                                          "Currency",
-                                          "CurrencyArray",
-                                          "Double",
-                                          "DoubleArray",
-                                          "Error",
-                                          "Float",
-                                          "FloatArray",
-                                          "Integer",
-                                          "IntegerArray",
-                                          "Long",
-                                          "LongArray",
-                                          "Object",
-                                          "ObjectArray",
-                                          "Short",
-                                          "ShortArray",
-                                          "SystemTime",
-                                          "SystemTimeArray",
-                                          "String",
-                                          "StringArray"};
-  static_assert(std::size(texts) == ptStringArray + 1);
-  if (APropType > ptStringArray) throw EVqException(Format("There is no property type %d!", {std::int32_t{APropType}}));
+  static constexpr const char* texts[] = {
+#define VQ_PROP_TYPE(text, kind, type) #text,
+#include "ews/tables/uVqEWSPropTypes.inc"
+  };
+  if (APropType >= std::size(texts))
+    throw EVqException(Format("There is no property type %d!", {std::int32_t{APropType}}));
   return texts[APropType];
 }
 

@@ -36,6 +36,11 @@ string WrongIn(const string& value) {
   return {};
 }
 
+template <typename T>
+TVqRef<IVqEWSRestriction> Make(TVqEWSObject* creator) {
+  return MakeRef<T>(creator, false);
+}
+
 void SaveField(const TVqEWSFieldDef* field, TVqStringStream& stream) {
   if (!field) throw EVqException("A restriction has no field.");
   WriteFieldURI(field, stream);
@@ -54,25 +59,14 @@ void SaveOperatorEnd(TVqEWSRestrictionOperator op, TVqStringStream& stream) {
 }  // namespace
 
 TVqRef<IVqEWSRestriction> EwsCreateRestriction(TVqEWSObject* ACreator, TVqEWSRestrictionType ARestrictionType) {
-  switch (ARestrictionType) {
-    case rtAnd:
-      return MakeRef<TVqEWSRestrictionAnd>(ACreator, false);
-    case rtOr:
-      return MakeRef<TVqEWSRestrictionOr>(ACreator, false);
-    case rtNot:
-      return MakeRef<TVqEWSRestrictionNot>(ACreator, false);
-    case rtExists:
-      return MakeRef<TVqEWSRestrictionExists>(ACreator, false);
-    case rtCompare:
-      return MakeRef<TVqEWSRestrictionCompare>(ACreator, false);
-    case rtCompareFields:
-      return MakeRef<TVqEWSRestrictionCompareFields>(ACreator, false);
-    case rtBitmask:
-      return MakeRef<TVqEWSRestrictionBitMask>(ACreator, false);
-    case rtContent:
-      return MakeRef<TVqEWSRestrictionContent>(ACreator, false);
-  }
-  throw EVqException("Unsupported RestrictionType!");
+  // In the order of the types.
+  static constexpr TVqRef<IVqEWSRestriction> (*kMakers[])(TVqEWSObject*) = {
+      Make<TVqEWSRestrictionAnd>,     Make<TVqEWSRestrictionOr>,      Make<TVqEWSRestrictionNot>,
+      Make<TVqEWSRestrictionExists>,  Make<TVqEWSRestrictionCompare>, Make<TVqEWSRestrictionCompareFields>,
+      Make<TVqEWSRestrictionBitMask>, Make<TVqEWSRestrictionContent>};
+  const auto place = static_cast<std::size_t>(ARestrictionType);
+  if (place >= std::size(kMakers)) throw EVqException("Unsupported RestrictionType!");
+  return kMakers[place](ACreator);
 }
 
 // ---- Trees

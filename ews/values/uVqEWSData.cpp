@@ -24,59 +24,11 @@ struct TVqEWSData::TOwnDef {
 namespace {
 
 TVqTypeInfo TypeOf(TVqEWSPropType AType) noexcept {
-  switch (AType) {
-    case ptApplicationTime:
-    case ptSystemTime:
-      return VqDateTimeType;
-    case ptApplicationTimeArray:
-    case ptSystemTimeArray:
-      return {tkArray, "TArray<TDateTime>"};
-    case ptBinary:
-      return VqByteArrayType;
-    case ptBinaryArray:
-      return {tkArray, "TArray<TArray<System.Byte>>"};
-    case ptBoolean:
-      return VqBooleanType;
-    case ptCLSID:
-      return VqGuidType;
-    case ptCLSIDArray:
-      return {tkArray, "TArray<TGUID>"};
-    case ptCurrency:
-      return VqExtendedType;
-    case ptCurrencyArray:
-      return {tkArray, "TArray<Extended>"};
-    case ptDouble:
-    case ptFloat:
-      return VqDoubleType;
-    case ptDoubleArray:
-    case ptFloatArray:
-      return {tkArray, "TArray<double>"};
-    case ptError:  // not a number: the wire has its name
-      return VqStringType;
-    case ptInteger:
-      return VqInt32Type;
-    case ptIntegerArray:
-      return {tkArray, "TArray<std::int32_t>"};
-    case ptLong:
-      return VqInt64Type;
-    case ptLongArray:
-      return {tkArray, "TArray<std::int64_t>"};
-    case ptObject:
-      return VqObjectType;
-    case ptObjectArray:
-      return {tkArray, "TArray<IVqObject>"};
-    case ptShort:  // eight bits, though the tag's type has sixteen; meant so
-      return VqInt8Type;
-    case ptShortArray:
-      return {tkArray, "TArray<std::int8_t>"};
-    case ptString:
-      return VqStringType;
-    case ptStringArray:
-      return {tkArray, "TArray<string>"};
-    case ptNull:
-      break;
-  }
-  return {};
+  static constexpr TVqTypeInfo kTypes[] = {
+#define VQ_PROP_TYPE(text, kind, type) {kind, type},
+#include "ews/tables/uVqEWSPropTypes.inc"
+  };
+  return AType < std::size(kTypes) ? kTypes[AType] : TVqTypeInfo{};
 }
 
 [[noreturn]] void RaiseNoDefinition() {

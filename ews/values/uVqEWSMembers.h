@@ -72,14 +72,12 @@ class VqEWSField {
 /// Types of members and values that rows and tables name.
 inline constexpr TVqTypeInfo VqStringType{tkString, "string"};
 inline constexpr TVqTypeInfo VqBooleanType{tkBoolean, "bool"};
-inline constexpr TVqTypeInfo VqInt8Type{tkInteger, "std::int8_t"};
 inline constexpr TVqTypeInfo VqInt32Type{tkInteger, "std::int32_t"};
 inline constexpr TVqTypeInfo VqInt64Type{tkInteger, "std::int64_t"};
 inline constexpr TVqTypeInfo VqDoubleType{tkFloat, "double"};
 inline constexpr TVqTypeInfo VqExtendedType{tkFloat, "Extended"};
 inline constexpr TVqTypeInfo VqDateTimeType{tkDateTime, "TDateTime"};
 inline constexpr TVqTypeInfo VqGuidType{tkGUID, "TGUID"};
-inline constexpr TVqTypeInfo VqObjectType{tkClass, "IVqObject"};
 /// Bytes; `SetAsString` stores the digits of "0x..." as they are.
 inline constexpr TVqTypeInfo VqByteArrayType{tkArray, "TArray<System.Byte>"};
 /// The same bytes under another name; `SetAsString` decodes "0x...".
