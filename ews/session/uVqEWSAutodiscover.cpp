@@ -354,7 +354,7 @@ IVqDOMDocument TVqEWSCustomSession::PostAutodiscover(TVqHTTPClientBase& AClient,
                                                      const string& AAddress) {
   TVqRef<IVqHTTPResponse> response;
   try {
-    AClient.Request(response, TVqHTTPVerb::post, AURL, RequestBody(FStrictSchema ? AsText(AAddress) : AAddress),
+    AClient.Request(response, TVqHTTPVerb::post, AURL, RequestBody(GetStrictSchema() ? AsText(AAddress) : AAddress),
                     "text/xml; charset=utf-8");
   } catch (const EVqHTTPInvalidArgument&) {
     throw;

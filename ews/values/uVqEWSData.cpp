@@ -328,6 +328,7 @@ string TVqEWSData::GetAsString() {
   const IVqDOMElement node = GetValueNode();
   if (ReadsEmpty(node)) return {};
   const std::optional<TVqTypeInfo> type = FindTypeInfo();
+  // Without a type the element tells: text, or parts.
   const bool isText = type ? type->IsSimple() || type->Kind == tkArray : !node.HasChildElements();
   return isText ? node.GetText() : node.GetXML();
 }

@@ -73,7 +73,7 @@ class TVqEWSData {
   /// Which element names the value in requests.
   TVqEWSFieldDefType GetURIType() const noexcept { return FURIType; }
   /// Where the value stands below the object's element. For a value made from an indexed field the last step is there twice, so that nothing is
-  /// found in an answer; made from the property it is there once. Meant so.
+  /// found in an answer; made from the property it is there once. Meant so: the path is the key of lists. VqEntryOf (uVqEWSFields.h) reads the entry.
   const string& GetPath() const noexcept { return FPath; }
   /// The key of the definition.
   const string& GetName() const noexcept { return FPropDefName; }

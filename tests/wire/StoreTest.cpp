@@ -236,6 +236,55 @@ TEST_F(Stores, ItemClassPlaysNoPartInTheChoice) {
   EXPECT_EQ(request->GetItemType(), tItem);
 }
 
+TEST_F(Stores, EveryPropertyOfAKindWithoutAClassReads) {
+  const TItemId id = AddMessage("Hello");
+  const std::string content =
+      "<m:Items><t:MeetingRequest><t:ItemId Id=\"I\" "
+      "ChangeKey=\"C\"/><t:Subject>Lunch</t:Subject><t:HasAttachments>false"
+      "</t:HasAttachments><t:Start>2026-03-02T12:00:00Z</t:Start><t:Organizer><t:Mailbox><t:Name>Ann</t:Name></"
+      "t:Mailbox>"
+      "</t:Organizer><t:AdjacentMeetingCount>2</t:AdjacentMeetingCount><t:EndTimeZone "
+      "Id=\"UTC\"/></t:MeetingRequest></m:Items>";
+  AnswerNext("GetItem", ReplyOf("GetItem", content));
+  AnswerNext("GetItem", ReplyOf("GetItem", content));
+  const auto item = Store().GetItem(id);
+  Forget();
+  TVqEWSProperties& properties = item->GetProperties();
+  std::map<std::string, std::string> texts;
+  for (std::int32_t i = 0; i < properties.Count(); ++i)
+    texts[properties.GetItem(i).GetName().utf8()] = properties.GetItem(i).GetAsString().utf8();
+  EXPECT_EQ(Operations(), Names{});
+  EXPECT_EQ(texts["PR_SUBJECT"], "Lunch");
+  EXPECT_EQ(texts["PR_START"], "2026-03-02T12:00:00Z");
+  EXPECT_EQ(texts["PR_ADJACENTMEETINGCOUNT"], "2");
+  EXPECT_EQ(texts["PR_ORGANIZER"], "<t:Organizer><t:Mailbox><t:Name>Ann</t:Name></t:Mailbox></t:Organizer>");
+  TVqEWSProperty& start = item->PropertyByName(PR_START);
+  EXPECT_EQ(start.GetAsDateTime(), VqXMLToDateTime("2026-03-02T12:00:00Z"));
+  EXPECT_EQ(start.GetValue<TDateTime>(), VqXMLToDateTime("2026-03-02T12:00:00Z"));
+  EXPECT_EQ(start.GetValue<string>(), "2026-03-02T12:00:00Z");
+  EXPECT_EQ(item->PropertyByName(PR_ADJACENTMEETINGCOUNT).GetValue<std::int32_t>(), 2);
+  EXPECT_EQ(MessageOf<EVqException>([&] { start.GetValue<std::int32_t>(); }),
+            "Failed to get the value for Start!\r\nType std::int32_t expected, but type string returned!");
+  EXPECT_EQ(MessageOf<EVqException>([&] { start.GetTypeInfo(); }), "Start (PR_START) is not a property of TEwsItem!");
+}
+
+TEST_F(Stores, EveryPropertyOfASearchFolderReads) {
+  Store();
+  AnswerNext("GetFolder",
+             ReplyOf("GetFolder",
+                     "<m:Folders><t:SearchFolder><t:FolderId Id=\"F\"/><t:DisplayName>Unread</t:DisplayName>"
+                     "<t:SearchParameters Traversal=\"Deep\"><t:BaseFolderIds/></t:SearchParameters>"
+                     "</t:SearchFolder></m:Folders>"));
+  const auto folder = Store().GetFolder(TItemId{"F", "K"});
+  TVqEWSProperties& properties = folder->GetProperties();
+  std::map<std::string, std::string> texts;
+  for (std::int32_t i = 0; i < properties.Count(); ++i)
+    texts[properties.GetItem(i).GetName().utf8()] = properties.GetItem(i).GetAsString().utf8();
+  EXPECT_EQ(texts["PR_DISPLAYNAME"], "Unread");
+  EXPECT_EQ(texts["PR_SEARCHPARAMETERS"],
+            "<t:SearchParameters Traversal=\"Deep\"><t:BaseFolderIds/></t:SearchParameters>");
+}
+
 TEST_F(Stores, PostItemIsAPlainItem) {
   const TItemId id = AddItem("inbox", "<t:PostItem><t:Subject>Posted</t:Subject></t:PostItem>");
   const auto item = Store().GetItem(id);
