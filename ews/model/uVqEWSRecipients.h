@@ -110,7 +110,8 @@ class TVqEWSRecipient : public TVqObject, public virtual IVqEWSRecipient {
   TMailboxType GetMailboxType() override;
   void SetMailboxType(TMailboxType AValue) override;
   TItemId GetItemId() override;
-  /// Writes child elements, though `GetItemId` reads attributes: the two directions differ on purpose.
+  /// Writes child elements, though `GetItemId` reads attributes: the two directions differ on purpose. Attributes are what servers
+  /// answer; elements are the library's own form, which the schema's form makes attributes of.
   void SetItemId(const TItemId& AValue) override;
   string GetOriginalDisplayName() override;
   void SetOriginalDisplayName(const string& AValue) override;

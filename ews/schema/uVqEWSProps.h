@@ -172,7 +172,7 @@ PVqEWSFieldDef GetFieldDef(const TVqEWSFieldDef& AFieldDef);
 /// By enumeration value. Raises as above: seven values, all `ufubooking_...`, have no field.
 PVqEWSFieldDef GetFieldDef(TUnindexedFieldURI AURI);
 /// Raises for every value, as the rows of dictionaries have the entry's key in theirs
-/// (`FLD_CONTACTS_PHONENUMBER_HOMEPHONE`). Meant so.
+/// (`FLD_CONTACTS_PHONENUMBER_HOMEPHONE`). Meant so: without a key no entry can be asked for.
 PVqEWSFieldDef GetFieldDef(TDictionaryURI AURI);
 /// By EWS class ("TEwsMessage") and member ("Subject"), falling back to the fields of every item. Contacts are looked
 /// for among contacts, personas and persons. Absent: none, or with `ARaise` a plain exception "There is no field

@@ -130,8 +130,8 @@ void TVqEWSData::SetPropDef(PVqEWSPropDef APropDef) {
     FPropertyType = def.PropType;
   }
   FPath = GetNodePath(def);
-  if (FURIType == fdtIndexedField && !FFieldIndex.empty())
-    FPath += Format("/Entry[@Key=\"%s\"]", {FFieldIndex});  // behind a node name that ends in it already; meant so
+  // Behind a node name that ends in it already. Meant so, see GetPath.
+  if (FURIType == fdtIndexedField && !FFieldIndex.empty()) FPath += Format("/Entry[@Key=\"%s\"]", {FFieldIndex});
   FPropDefName = def.PropDefName.ToString();
   FPropSetId = def.PropertySetId;
   FPropertyTag = def.PropertyTag;
@@ -364,7 +364,8 @@ void TVqEWSData::SetAsString(const string& AValue) {
   if (type.IsSimple()) {
     Write(AValue);
   } else if (type == VqByteArrayType) {
-    // What is stored is the digits, without the prefix; other text is decoded only to see that it could be. Meant so.
+    // What is stored is the digits, without the prefix; other text is decoded only to see that it could be. Meant so: requests
+    // carry the digits.
     if (!hasPrefix) VqHexDecode(AValue.utf8());
     Write(hasPrefix ? AValue.Copy(2) : AValue);
   } else if (type == VqBytesType) {

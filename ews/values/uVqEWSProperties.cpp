@@ -212,7 +212,8 @@ TVqEWSProperty& TVqEWSProperties::CreateItem(const TVqEWSPropDef& APropDef) {
 }
 
 // A property that was just made gets a value to start from. The node is in the tree from now on, so that numbers,
-// booleans and dates count as inserted; a text stays unmodified, as it is empty. Meant so.
+// booleans and dates count as inserted; a text stays unmodified, as it is empty. Meant so: who
+// does not want to make anything asks HasProperty.
 TVqEWSProperty& TVqEWSProperties::Filled(TVqEWSProperty& AProperty) {
   const IVqDOMElement node = AProperty.GetValueNode();
   if (node.HasChildElements() || !node.GetText().empty()) return AProperty;

@@ -80,7 +80,7 @@ class TVqXMLSchemaInfo {
   const string& GetName() const noexcept { return FName; }
   /// 0 for optional, 1 for required.
   std::int32_t GetMinOccurs() const noexcept { return FMinOccurs; }
-  /// -1 for any number. Some arrays of the schema are registered with 1, and on purpose: it restricts nothing.
+  /// -1 for any number. Some arrays of the schema are registered with 1, and on purpose: it restricts nothing and is told as it always was.
   std::int32_t GetMaxOccurs() const noexcept { return FMaxOccurs; }
   /// True for an attribute that must be there.
   bool GetRequired() const noexcept { return FRequired; }
@@ -480,8 +480,8 @@ class TVqXMLSchemaArray : public TVqObjectEx {
  public:
   ~TVqXMLSchemaArray() override;
 
-  /// Number of entries: all elements of the entries' name at any depth below the parent, on purpose. An entry that
-  /// holds an element of the same name counts for two.
+  /// Number of entries: all elements of the entries' name at any depth below the parent, on purpose: entries of
+  /// lists in lists are found so. An entry that holds an element of the same name counts for two.
   std::int32_t Count() const { return static_cast<std::int32_t>(Entries().size()); }
   /// Takes an entry out of the tree. Its record is discarded; records of later entries that were asked for keep the
   /// position under which they were. Raises EListError for a position that is not there.

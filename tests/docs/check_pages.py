@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Holds the pages against what they speak of: check_pages.py code|links|failures, from the top folder."""
+"""Holds the pages against what they speak of: check_pages.py code|links|failures|oddities, from the top folder."""
 import glob
 import os
 import re
@@ -64,6 +64,27 @@ def failures():
     yield from (f"docs/errors.md tells of {name}, which no public header declares" for name in sorted(told - declared))
 
 
-found = list({"code": code, "links": links, "failures": failures}[sys.argv[1]]())
+def oddities():
+    """Every oddity has its file and its tests, and every file that says that something is meant has an oddity on the page."""
+    page = "docs/oddities.md"
+    tests = {".".join(names) for path in glob.glob("tests/**/*.cpp", recursive=True) for names in re.findall(r"^TEST(?:_[FP])?\((\w+),\s*(\w+)\)", read(path), re.MULTILINE)}
+    told = set()
+    for row in re.findall(r"^\| (?!What \||-)(.*) \|$", read(page), re.MULTILINE):
+        cells = row.split(" | ")
+        if len(cells) != 4 or not all(cells):
+            yield f"{page}: not what, why, where and test: {row}"
+            continue
+        paths, names = (re.findall(r"`([^`]+)`", cell) for cell in cells[2:])
+        told.update(paths)
+        yield from (f"{page}: there is no {path}" for path in paths if not os.path.exists(path))
+        yield from (f"{page}: there is no test {name}" for name in names if name not in tests)
+        if not paths or not names:
+            yield f"{page}: without a place or a test: {row}"
+    for path in sorted(path for folder in ("ews", "platform") for end in ("h", "cpp", "inc") for path in glob.glob(f"{folder}/**/*.{end}", recursive=True)):
+        if re.search(r"\bmeant so\b|\bon purpose\b", read(path), re.IGNORECASE) and path not in told:
+            yield f"{page} does not tell of what {path} says is meant"
+
+
+found = list({"code": code, "links": links, "failures": failures, "oddities": oddities}[sys.argv[1]]())
 print("\n".join(found) or f"{len(PAGES)} pages looked through.")
 sys.exit(bool(found))

@@ -7,11 +7,12 @@
 
 namespace velmore {
 
-/// The selection path to the property's URI in an answer. The form with a tag ends in two brackets, on purpose: a selection does not mind.
+/// The selection path to the property's URI in an answer. The form with a tag ends in two brackets, on purpose: programs have it
+/// so as the key of what they stored, and a selection does not mind.
 string EwsAnswerPath(const TVqEWSPropDef& ADefinition);
 
 /// The selection path for an answer that names the set: `PropertySetId="..."` becomes `DistinguishedPropertySetId="Common"` in it. Empty when the set has
-/// no name. Two names differ from the sets' own, on purpose.
+/// no name. Two names differ from the sets' own, on purpose: they are those that servers answer with.
 string EwsWellKnownSetPath(const string& APath, const TGUID& ASet);
 
 /// The set that servers answer with under this name; none for any other name.
