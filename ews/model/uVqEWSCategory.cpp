@@ -12,7 +12,7 @@ struct TColour {
   std::uint8_t Red, Green, Blue;
 };
 
-constexpr TColour Colours[] = {
+constexpr TColour kColours[] = {
     {0xD6, 0x25, 0x2E},  // 0
     {0xF0, 0x6C, 0x15},  // 1
     {0xFF, 0xCA, 0x4C},  // 2
@@ -39,10 +39,10 @@ constexpr TColour Colours[] = {
     {0x50, 0x32, 0x8F},  // 23
     {0x82, 0x37, 0x5F},  // 24
 };
-static_assert(std::size(Colours) == 25);
+static_assert(std::size(kColours) == 25);
 
-constexpr std::uint16_t CtrlKey = 0x4000;
-constexpr std::uint16_t KeyF1 = 0x70;
+constexpr std::uint16_t kCtrlKey = 0x4000;
+constexpr std::uint16_t kKeyF1 = 0x70;
 
 }  // namespace
 
@@ -59,11 +59,11 @@ void TVqEWSCategory::Read() {
   const std::int32_t color = number("color");
   const std::int32_t key = number("keyboardShortcut");
   FColor = 0xFFFFFF;
-  if (color >= 0 && color < static_cast<std::int32_t>(std::size(Colours))) {
-    const TColour& colour = Colours[color];
+  if (color >= 0 && color < static_cast<std::int32_t>(std::size(kColours))) {
+    const TColour& colour = kColours[color];
     FColor = colour.Red | std::uint32_t{colour.Green} << 8 | std::uint32_t{colour.Blue} << 16;
   }
-  FShortCut = key >= 1 && key <= 11 ? static_cast<std::uint16_t>(CtrlKey + KeyF1 + key) : std::uint16_t{0};
+  FShortCut = key >= 1 && key <= 11 ? static_cast<std::uint16_t>(kCtrlKey + kKeyF1 + key) : std::uint16_t{0};
 }
 
 string TVqEWSCategory::Serialize(TVqDataSerializationFormatType AFormat) const {

@@ -9,7 +9,7 @@
 
 namespace velmore {
 
-// ---- Property sets ---------------------------------------------------------
+// ---- Property sets
 
 constexpr TGUID PS_MAPI{"00020328-0000-0000-C000-000000000046"};
 constexpr TGUID PS_PUBLIC_STRINGS{"00020329-0000-0000-C000-000000000046"};
@@ -36,7 +36,7 @@ constexpr TGUID PSETID_Exchange1{"48862A09-F786-0114-0281-000000000000"};
 
 namespace {
 
-// ---- The look-up structures ------------------------------------------------
+// ---- The look-up structures
 
 // The library's rows are found through the tables that the compiler made; only what an application registers is kept
 // here. The order of a walk is the order of registration: the families, then the application's rows.
@@ -144,7 +144,7 @@ bool SameProperty(const TVqEWSPropDef& ARow, const TVqEWSPropDef& AOther) {
 
 }  // namespace
 
-// ---- Registration ----------------------------------------------------------
+// ---- Registration
 
 void RegisterProp(PVqEWSPropDef APropDef) {
   if (!APropDef || APropDef->PropDefName.empty())
@@ -161,7 +161,7 @@ void RegisterField(PVqEWSFieldDef AFieldDef) {
   FieldDefs().Add(AFieldDef);
 }
 
-// ---- Look-up of properties -------------------------------------------------
+// ---- Look-up of properties
 
 PVqEWSPropDef GetPropDef(std::string_view APropDefName, bool ARaise) {
   if (const PVqEWSPropDef row = PropDefs().Find(APropDefName)) return row;
@@ -205,7 +205,7 @@ const TVqEWSPropDefArray& GetKeyPropDefs(PVqEWSPropDef APropDef) {
   return parts == children.end() ? none : parts->second;
 }
 
-// ---- Look-up of fields -----------------------------------------------------
+// ---- Look-up of fields
 
 PVqEWSFieldDef GetFieldDef(std::string_view AFieldDefName, bool ARaise) {
   if (const PVqEWSFieldDef row = FieldDefs().Find(AFieldDefName)) return row;
@@ -239,7 +239,7 @@ PVqEWSFieldDef GetFirstFieldDef(std::string_view APropDefName) {
   return found;
 }
 
-// ---- Walks -----------------------------------------------------------------
+// ---- Walks
 
 void ForEachPropDef(const std::function<bool(const TVqEWSPropDef&)>& AVisit) {
   PropDefs().FirstOf([&](const TVqEWSPropDef& row) { return !AVisit(row); });

@@ -29,7 +29,7 @@ namespace velmore {
 enum TUnindexedFieldURI : std::int32_t;  // uVqEWSTypes.h
 enum TDictionaryURI : std::int32_t;
 
-// ---- Records ---------------------------------------------------------------
+// ---- Records
 
 /// The type of an extended property's value. The wire text is the name without "pt".
 enum TVqEWSPropType : std::uint8_t {
@@ -110,7 +110,7 @@ struct TVqEWSFieldDef {
   constexpr TVqShortString FieldURI() const noexcept { return UnindexedFieldURI; }
 };
 
-// ---- Property sets ---------------------------------------------------------
+// ---- Property sets
 
 /// The ids of property sets: those of MAPI, of the mailbox's applications and of headers.
 extern const TGUID PS_MAPI;
@@ -138,7 +138,7 @@ extern const TGUID PSETID_Velmore;
 extern const TGUID GUID_PKMDocSummaryInformation;
 extern const TGUID PSETID_Exchange1;
 
-// ---- Registration ----------------------------------------------------------
+// ---- Registration
 
 /// Adds an application's definition, which must live as long as the program. A key that exists already is no failure:
 /// the first row stays, and the parts of `ParentProp` do not grow. Raises a plain exception for none and for an empty
@@ -147,7 +147,7 @@ void RegisterProp(PVqEWSPropDef APropDef);
 /// The same for a field; its property must be set.
 void RegisterField(PVqEWSFieldDef AFieldDef);
 
-// ---- Look-up of properties -------------------------------------------------
+// ---- Look-up of properties
 
 /// By key, one hash look-up. Absent: none, or with `ARaise` a plain exception "There is no property definition "%s"!".
 PVqEWSPropDef GetPropDef(std::string_view APropDefName, bool ARaise);
@@ -163,7 +163,7 @@ PVqEWSPropDef GetPropDef(const string& AClassName, const string& AName, bool ARa
 /// The parts of a complex or array row, in the order in which they were registered; empty for any other row.
 const TVqEWSPropDefArray& GetKeyPropDefs(PVqEWSPropDef APropDef);
 
-// ---- Look-up of fields -----------------------------------------------------
+// ---- Look-up of fields
 
 /// By key, one hash look-up. Absent: none, or with `ARaise` a plain exception "There is no field definition "%s"!".
 PVqEWSFieldDef GetFieldDef(std::string_view AFieldDefName, bool ARaise);
@@ -182,7 +182,7 @@ PVqEWSFieldDef GetFieldDef(const string& AClassName, const string& AName, bool A
 /// definition for "%s"!".
 PVqEWSFieldDef GetFirstFieldDef(std::string_view APropDefName);
 
-// ---- Walks -----------------------------------------------------------------
+// ---- Walks
 
 /// Calls `AVisit` for every definition, in the order in which they were registered (PR, EPR, MPR, an application's
 /// own), until it gives false.
@@ -190,7 +190,7 @@ void ForEachPropDef(const std::function<bool(const TVqEWSPropDef&)>& AVisit);
 /// The same for fields (FLD, EFLD, MFLD, an application's own).
 void ForEachFieldDef(const std::function<bool(const TVqEWSFieldDef&)>& AVisit);
 
-// ---- Texts -----------------------------------------------------------------
+// ---- Texts
 
 /// The selection path of the value below the object's element: the node name, or
 /// `ExtendedProperty/ExtendedFieldURI[(@PropertyTag="0x37")]/../Value` and its kin. Raises a plain exception for an

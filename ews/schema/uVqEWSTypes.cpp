@@ -10,7 +10,7 @@
 
 namespace velmore {
 
-// -- Texts of the enumerations ----------------------------------------------------------------------------------------
+// ---- Texts of the enumerations
 
 #define VQ_ENUM(type)                                \
   const TVqEnumInfo& VqEnumInfoOf(type) noexcept {   \
@@ -38,15 +38,15 @@ namespace velmore {
   }
 #include "ews/tables/uVqEWSFieldURIs.inc"
 
-// -- Members of the records -------------------------------------------------------------------------------------------
+// ---- Members of the records
 
 namespace detail::rows {
 namespace {
 
 using enum TVqXMLSchemaRule;
 
-constexpr TVqDOMNodeType Element = TVqDOMNodeType::ntElement;
-constexpr TVqDOMNodeType Attribute = TVqDOMNodeType::ntAttribute;
+constexpr TVqDOMNodeType kElement = TVqDOMNodeType::ntElement;
+constexpr TVqDOMNodeType kAttribute = TVqDOMNodeType::ntAttribute;
 
 template <typename T>
 constexpr TVqTypeInfo TypeOf(std::string_view name) {
@@ -63,29 +63,29 @@ constexpr TVqTypeInfo TypeOf(std::string_view name) {
 
 // The class of a record type, for the rows of arrays, whose entries may be values as well.
 template <typename T>
-constexpr const TVqXMLSchemaClass* ClassOf = nullptr;
+constexpr const TVqXMLSchemaClass* kClassOf = nullptr;
 template <>
-constexpr const TVqXMLSchemaClass* ClassOf<TVqXMLSchemaElement> = &RootSchemaClass;
+constexpr const TVqXMLSchemaClass* kClassOf<TVqXMLSchemaElement> = &RootSchemaClass;
 template <typename T>
-constexpr const TVqXMLSchemaClass* ClassOf<TVqXMLSchemaSimpleContentElement<T>> = &SimpleContentSchemaClass;
+constexpr const TVqXMLSchemaClass* kClassOf<TVqXMLSchemaSimpleContentElement<T>> = &SimpleContentSchemaClass;
 
 #define VQ_RECORD(name, base) \
   template <>                 \
-  constexpr const TVqXMLSchemaClass* ClassOf<name> = &name##Class;
+  constexpr const TVqXMLSchemaClass* kClassOf<name> = &name##Class;
 #include "ews/tables/uVqEWSRecords.inc"
 
 // One array of rows a class; the empty row at its end lets a class without members have one, too.
 #define VQ_RECORD(name, base) constexpr TVqXMLSchemaMember name##Rows[] = {
-#define VQ_VALUE(name, wire, type, rule) {wire, Element, rule, TypeOf<type>(#type)},
-#define VQ_DATE(name, wire, rule) {wire, Element, rule, {tkDateTime, "date"}},
-#define VQ_TIME(name, wire, rule) {wire, Element, rule, {tkDateTime, "time"}},
-#define VQ_BASE64(name, wire, rule) {wire, Element, rule, {tkString, "base-64 text"}},
-#define VQ_ATTRIBUTE(name, wire, type, rule) {wire, Attribute, rule, TypeOf<type>(#type)},
-#define VQ_CHILD(name, wire, type, rule) {wire, Element, rule, {tkClass, #type}, &type##Class},
-#define VQ_ARRAY(name, wire, type, rule) {wire, Element, rule, {tkArray, TypeOf<type>(#type).Name}, ClassOf<type>},
-#define VQ_ENTRIES(name, wire, type, key, rule) {wire, Element, rule, {tkArray, #type}, ClassOf<type>},
-#define VQ_PART(name, wire, type, rule) {wire, Element, rule, TypeOf<type>(#type)},
-#define VQ_READONLY(name, wire, type, rule) {wire, Element, rule, TypeOf<type>(#type)},
+#define VQ_VALUE(name, wire, type, rule) {wire, kElement, rule, TypeOf<type>(#type)},
+#define VQ_DATE(name, wire, rule) {wire, kElement, rule, {tkDateTime, "date"}},
+#define VQ_TIME(name, wire, rule) {wire, kElement, rule, {tkDateTime, "time"}},
+#define VQ_BASE64(name, wire, rule) {wire, kElement, rule, {tkString, "base-64 text"}},
+#define VQ_ATTRIBUTE(name, wire, type, rule) {wire, kAttribute, rule, TypeOf<type>(#type)},
+#define VQ_CHILD(name, wire, type, rule) {wire, kElement, rule, {tkClass, #type}, &type##Class},
+#define VQ_ARRAY(name, wire, type, rule) {wire, kElement, rule, {tkArray, TypeOf<type>(#type).Name}, kClassOf<type>},
+#define VQ_ENTRIES(name, wire, type, key, rule) {wire, kElement, rule, {tkArray, #type}, kClassOf<type>},
+#define VQ_PART(name, wire, type, rule) {wire, kElement, rule, TypeOf<type>(#type)},
+#define VQ_READONLY(name, wire, type, rule) {wire, kElement, rule, TypeOf<type>(#type)},
 #define VQ_END(name) \
   {}                 \
   }                  \
@@ -94,14 +94,14 @@ constexpr const TVqXMLSchemaClass* ClassOf<TVqXMLSchemaSimpleContentElement<T>> 
 
 }  // namespace
 
-#define VQ_RECORD(name, base)                                                                         \
-  constinit const TVqXMLSchemaClass name##Class(#name, ClassOf<base>, name##Rows, index::name::First, \
+#define VQ_RECORD(name, base)                                                                          \
+  constinit const TVqXMLSchemaClass name##Class(#name, kClassOf<base>, name##Rows, index::name::First, \
                                                 index::name::End - index::name::First, &MakeRecord<name>);
 #include "ews/tables/uVqEWSRecords.inc"
 
 namespace {
 
-constexpr const TVqXMLSchemaClass* AllClasses[] = {
+constexpr const TVqXMLSchemaClass* kAllClasses[] = {
 #define VQ_RECORD(name, base) &name##Class,
 #include "ews/tables/uVqEWSRecords.inc"
 };
@@ -120,7 +120,7 @@ using namespace detail::rows;
 const TVqXMLSchemaClass* EwsFindRecordClass(const TVqUtf8View& AClassName) {
   static const auto* const kByName = [] {
     auto* map = new std::unordered_map<std::string_view, const TVqXMLSchemaClass*>;
-    for (const TVqXMLSchemaClass* schema : AllClasses) map->emplace(schema->GetName(), schema);
+    for (const TVqXMLSchemaClass* schema : kAllClasses) map->emplace(schema->GetName(), schema);
     return map;
   }();
   const auto found = kByName->find(AClassName.View());
@@ -138,11 +138,11 @@ const TVqXMLSchemaClass* EwsFindAttachmentClass(const TVqUtf8View& AElementName)
 }
 
 std::int32_t EwsRecordClassCount() noexcept {
-  return static_cast<std::int32_t>(std::size(AllClasses));
+  return static_cast<std::int32_t>(std::size(kAllClasses));
 }
 const TVqXMLSchemaClass& EwsRecordClass(std::int32_t AIndex) {
   if (AIndex < 0 || AIndex >= EwsRecordClassCount()) throw EListError(Format("There is no record class %d.", {AIndex}));
-  return *AllClasses[AIndex];
+  return *kAllClasses[AIndex];
 }
 
 }  // namespace velmore

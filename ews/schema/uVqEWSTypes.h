@@ -24,7 +24,7 @@
 
 namespace velmore {
 
-// -- Enumerations -----------------------------------------------------------------------------------------------------
+// ---- Enumerations
 // A value's name is the enumeration's prefix and its wire text: `fsNotFlagged` is "NotFlagged". TServerVersion alone has
 // no prefix; its order is that of comparison. VqEnumToText and VqTextToEnum convert.
 
@@ -49,7 +49,7 @@ namespace velmore {
 using TDaysOfWeek = TVqSet<TDayOfWeek>;
 using TMailTipSet = TVqSet<TMailTip>;
 
-// -- Records ----------------------------------------------------------------------------------------------------------
+// ---- Records
 
 #define VQ_RECORD(name, base) class name;
 #include "ews/tables/uVqEWSRecords.inc"
@@ -100,7 +100,7 @@ using TMailTipSet = TVqSet<TMailTip>;
   ;
 #include "ews/tables/uVqEWSRecords.inc"
 
-// -- Records by name --------------------------------------------------------------------------------------------------
+// ---- Records by name
 
 /// The class with this name ("TEwsMessage"), to make records of it; empty when there is none.
 const TVqXMLSchemaClass* EwsFindRecordClass(const TVqUtf8View& AClassName);

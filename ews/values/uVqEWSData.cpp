@@ -49,7 +49,7 @@ IVqDOMElement AppendValueElement(const IVqDOMElement& AParent, const TVqUtf8View
 
 }  // namespace
 
-// ---- Making ----------------------------------------------------------------
+// ---- Making
 
 TVqEWSData::TVqEWSData(TVqEWSBaseDataList& AOwner, const TVqEWSGetDataElm& AData, const TVqEWSPropDef& APropDef)
     : FOwner(&AOwner), FData(AData) {
@@ -206,7 +206,7 @@ TVqEWSPropDef TVqEWSData::PropDef() const {
   return def;
 }
 
-// ---- Comparing -------------------------------------------------------------
+// ---- Comparing
 
 // Names are compared without prefix and case. An extended property that the server spells in another way is the same.
 IVqDOMElement TVqEWSData::Select(const IVqDOMElement& ARoot) const {
@@ -246,7 +246,7 @@ TVqEWSDataUpdateStatus TVqEWSData::GetUpdateStatus() {
   return oldFull == newFull ? dusUnmodified : dusModified;
 }
 
-// ---- The value -------------------------------------------------------------
+// ---- The value
 
 bool TVqEWSData::AskFor(TVqXMLSchemaElement& ARecord, TVqShortString APropDefName) {
   const TVqGetSOAPElementEvent handler = ARecord.GetOnGetSOAPElement();  // the record may go while it runs
@@ -412,7 +412,7 @@ void TVqEWSData::RaiseWrongType(std::string_view AExpected) {
                             {FPath, string(AExpected), string(GetReadType().Name)}));
 }
 
-// ---- In requests -----------------------------------------------------------
+// ---- In requests
 
 // "item:Subject". A member of the schema without a field of its own is named as one of every item.
 string TVqEWSData::FieldURIText() const {
@@ -442,7 +442,7 @@ IVqDOMElement TVqEWSData::AddEWS(const IVqDOMElement& AParent) {
   return element;
 }
 
-// ---- Serialisation ---------------------------------------------------------
+// ---- Serialisation
 
 string TVqEWSData::Serialize(TVqDataSerializationFormatType AFormat) {
   return TVqXMLSchemaElement(GetValueNode()).Serialize(AFormat);

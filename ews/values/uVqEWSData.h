@@ -68,7 +68,7 @@ class TVqEWSData {
   /// member that is emptied is modified, not deleted.
   virtual TVqEWSDataUpdateStatus GetUpdateStatus();
 
-  // ---- What it is ----
+  // ---- What it is
 
   /// Which element names the value in requests.
   TVqEWSFieldDefType GetURIType() const noexcept { return FURIType; }
@@ -110,7 +110,7 @@ class TVqEWSData {
   /// The same for reading: a value that no class has is text, since objects of kinds without a class of their own have such values too.
   TVqTypeInfo GetReadType();
 
-  // ---- The value ----
+  // ---- The value
 
   /// Goes over to another definition, which must live as long as this does: path, key, kind and parent are the new one's. The element that names a
   /// value of the schema in requests, and the place of the value in its list, stay. Raises a plain exception for none.
@@ -153,12 +153,12 @@ class TVqEWSData {
   template <typename T>
   T GetValue();
 
-  // ---- In requests ----
+  // ---- In requests
 
   /// Adds the element that names the value in update requests and in field lists, and gives it.
   IVqDOMElement AddEWS(const IVqDOMElement& AParent);
 
-  // ---- Serialisation: of the value's element ----
+  // ---- Serialisation: of the value's element
 
   /// The value's element as text, and the other way round. Raise a plain exception for a format that is none.
   string Serialize(TVqDataSerializationFormatType AFormat);
@@ -168,7 +168,7 @@ class TVqEWSData {
   /// As `Serialize` with dsfJSON.
   string AsJSON();
 
-  // ---- For lists ----
+  // ---- For lists
 
   /// Called by the list that gives the object up: every later use raises.
   void Discard() noexcept;

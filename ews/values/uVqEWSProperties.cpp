@@ -39,7 +39,7 @@ PVqEWSPropDef RowOfExtendedProperty(const IVqDOMElement& AProperty) {
 
 }  // namespace
 
-// ---- TVqEWSProperty --------------------------------------------------------
+// ---- TVqEWSProperty
 
 TVqEWSDataUpdateStatus TVqEWSProperty::GetUpdateStatus() {
   Owner();
@@ -72,7 +72,7 @@ string TVqEWSProperty::CurrentMarkup() {
   return node && !EwsIsEmpty(node) ? node.GetXML() : string();
 }
 
-// ---- TVqEWSProperties: the list --------------------------------------------
+// ---- TVqEWSProperties: the list
 
 std::int32_t TVqEWSProperties::Count() {
   const TVqXMLSchemaElement& record = CurrentRecord();
@@ -182,7 +182,7 @@ bool TVqEWSProperties::HasProperty(const TVqEWSPropDef& APropDef) {
   return TVqEWSData::AskFor(CurrentRecord(), APropDef.PropDefName) && isThere();
 }
 
-// ---- TVqEWSProperties: its entries -----------------------------------------
+// ---- TVqEWSProperties: its entries
 
 // A member of the creator's class that is linked to the definition says how it is asked for.
 std::unique_ptr<TVqEWSProperty> TVqEWSProperties::MakeProperty(const TVqEWSPropDef& APropDef) {

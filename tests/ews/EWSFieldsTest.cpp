@@ -88,7 +88,7 @@ TEST(Fields, OfTheCompleteNamesTitleHaveAnEmptyUri) {
   EXPECT_EQ(row.Fields.Add(FLD_CONTACTS_COMPLETENAME_TITLE).GetFieldURI(), TUnindexedFieldURI{});
 }
 
-// ---- TVqEWSStrings ----
+// ---- TVqEWSStrings
 
 struct TStrings {
   explicit TStrings(const char* AXml)
@@ -147,7 +147,7 @@ TEST(Strings, AreSerialisedAsTheirElement) {
   EXPECT_EQ(strings.List.GetItem(0), "a");
 }
 
-// ---- TVqEWSCategory ----
+// ---- TVqEWSCategory
 
 TVqEWSCategory Category(const std::string& AAttributes) {
   return TVqEWSCategory(VqCreateDOM("<category " + AAttributes + "/>").GetDocumentElement());

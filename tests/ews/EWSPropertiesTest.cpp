@@ -32,7 +32,7 @@ constinit const TVqEWSMemberTable kMailTable{"TTestMail", &kItemTable, kMailMemb
 
 const char* const kCommonSet = "PropertySetId=\"00062008-0000-0000-c000-000000000046\"";
 
-// ---- Members ----
+// ---- Members
 
 TEST(Properties, GoOverToAnotherDefinition) {
   TMessage message("<t:Message><t:Subject>a</t:Subject>" +
@@ -80,7 +80,7 @@ TEST(MemberTable, AttributesFindTheirDefinition) {
   EXPECT_FALSE(VqEWSField());
 }
 
-// ---- Enumeration values as URIs ----
+// ---- Enumeration values as URIs
 
 TEST(FieldURI, EveryValueHasAFieldButThoseOfBookings) {
   int withoutField = 0;
@@ -110,7 +110,7 @@ TEST(FieldURI, NoValueOfADictionaryHasAField) {
   EXPECT_EQ(FieldURIToString(ducontacts_PhysicalAddress_Street), "contacts:PhysicalAddress:Street");
 }
 
-// ---- Making ----
+// ---- Making
 
 TEST(Property, OfAMemberTakesTheFieldOfTheObjectsClass) {
   TMessage message("<t:Message/>");
@@ -219,7 +219,7 @@ TEST(Property, RebuildsItsDefinition) {
   EXPECT_EQ(distinguished.PropDef().DistinguishedPropertySetId, "PublicStrings");
 }
 
-// ---- Finding the value ----
+// ---- Finding the value
 
 TEST(PropertyValue, ThatIsThereIsFoundWithoutAsking) {
   TMessage message("<t:Message><t:Subject>a</t:Subject></t:Message>");
@@ -300,7 +300,7 @@ TEST(PropertyValue, MayBeReplacedByTheHandlerThatBringsIt) {
   EXPECT_EQ(subject.GetAsString(), "new");
 }
 
-// ---- Types ----
+// ---- Types
 
 TVqTypeInfo TypeOfRow(TVqEWSPropType AType) {
   TMessage message("<t:Message/>");
@@ -373,7 +373,7 @@ TEST(PropertyType, OfAMemberThatTheRecordLacksRaises) {
             "RequestServerVersion (PR_REQUESTSERVERVERSION) is not a property of TEwsMessage!");
 }
 
-// ---- Reading and writing ----
+// ---- Reading and writing
 
 TEST(PropertyValue, ConvertsTypes) {
   TMessage message(
@@ -475,7 +475,7 @@ TEST(PropertyValue, IsSerialisedAsItsElement) {
   EXPECT_TRUE(subject.AsJSON().Contains("\"a\""));
 }
 
-// ---- In requests ----
+// ---- In requests
 
 TEST(PropertyInRequest, IsNamedByItsKind) {
   TContact contact("<t:Contact/>", kItemTable);
@@ -513,7 +513,7 @@ TEST(PropertyInRequest, OfAnAttributeUsesItsUri) {
   EXPECT_EQ(reminder.AddEWS(request.GetDocumentElement()).GetXML(), "<t:FieldURI FieldURI=\"item:IsReminderSet\"/>");
 }
 
-// ---- The list ----
+// ---- The list
 
 TEST(PropertyList, AddsOnceAndFindsByPathPositionAndDefinition) {
   TMessage message("<t:Message/>");

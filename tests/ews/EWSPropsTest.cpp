@@ -44,7 +44,7 @@ std::string ExtendedElement(PVqEWSPropDef ADef) {
   return added.GetXMLAsUtf8();
 }
 
-// ---- By key ----
+// ---- By key
 
 TEST(PropertyLookUp, ByKeyGivesTheRow) {
   EXPECT_EQ(GetPropDef("PR_SUBJECT", true), &PR_SUBJECT);
@@ -73,7 +73,7 @@ TEST(PropertyLookUp, FolderIdIsFoundByRecordButNotByItsText) {
   EXPECT_EQ(GetPropDef(EWSShortName(PR_FOLDERID.PropDefName.ToString()), true), &PR_FOLDERID);
 }
 
-// ---- By record ----
+// ---- By record
 
 TEST(PropertyLookUp, ByRecordTakesTheKeyFirst) {
   TVqEWSPropDef record = MPR_SUBJECT;
@@ -145,7 +145,7 @@ TEST(PropertyLookUp, DistinguishedSetsOfApplicationsAreComparedWithoutCase) {
   EXPECT_THROW(GetPropDef(record), EVqException);
 }
 
-// ---- By class and member ----
+// ---- By class and member
 
 TEST(PropertyLookUp, FieldByClassAndMember) {
   EXPECT_EQ(GetFieldDef("TEwsContactItem", "DisplayName", true), &FLD_CONTACTS_DISPLAYNAME);
@@ -202,7 +202,7 @@ TEST(PropertyLookUp, FieldByRecordUsesItsKey) {
             "There is no field definition \"FLD_X\"!");
 }
 
-// ---- Registration ----
+// ---- Registration
 
 TEST(PropertyRegistration, AnApplicationsRowIsFoundLikeTheLibrarys) {
   static constexpr TGUID set{"11111111-2222-3333-4444-555555555555"};
@@ -258,7 +258,7 @@ TEST(PropertyRegistration, WhatHasNoNameIsRefused) {
   EXPECT_EQ(MessageOf([] { RegisterField(&noProp); }), "The field definition \"TEST_NOPROP\" has no property!");
 }
 
-// ---- Paths ----
+// ---- Paths
 
 TEST(PropertyPath, OfAMemberIsItsNodeName) {
   EXPECT_EQ(GetNodePath(PR_SUBJECT), "Subject");
@@ -301,7 +301,7 @@ TEST(PropertyPath, NamesThatAreWordsOfTheCodeGetAnUnderscore) {
   EXPECT_EQ(NodeNameToPropName(""), "");
 }
 
-// ---- Writers ----
+// ---- Writers
 
 TEST(PropertyWriter, FieldsAsText) {
   EXPECT_EQ(FieldText(&FLD_ITEM_SUBJECT), "<t:FieldURI FieldURI=\"item:Subject\" />");
@@ -362,7 +362,7 @@ TEST(PropertyWriter, WhatCannotBeWrittenLeavesNothingBehind) {
   EXPECT_EQ(document.GetDocumentElement().ElementCount(), 0);
 }
 
-// ---- Short texts ----
+// ---- Short texts
 
 TEST(ShortName, ConvertsBothWaysAndKeepsNulBytes) {
   EXPECT_EQ(EWSShortName(u"Grüße").view(), "Grüße");

@@ -83,19 +83,19 @@ TEST(EWSTypesCatalogue, DerivesClassesAsTheSchemaDoes) {
 }
 
 template <typename T, typename TBase>
-constexpr bool Is = std::derived_from<T, TBase>;
+constexpr bool kIs = std::derived_from<T, TBase>;
 
 TEST(EWSTypesCatalogue, SimpleContentHasTheTypesOfTheSchema) {
-  static_assert(Is<TEwsMimeContent, TVqXMLSchemaSimpleContentElement<string>>);
-  static_assert(Is<TEwsBody, TVqXMLSchemaSimpleContentElement<string>>);
-  static_assert(Is<TEwsInternetHeader, TVqXMLSchemaSimpleContentElement<string>>);
-  static_assert(Is<TEwsEmailAddressDictionaryEntry, TVqXMLSchemaSimpleContentElement<string>>);
-  static_assert(Is<TEwsPhoneNumberDictionaryEntry, TVqXMLSchemaSimpleContentElement<string>>);
-  static_assert(Is<TEwsImAddressDictionaryEntry, TVqXMLSchemaSimpleContentElement<string>>);
-  static_assert(Is<TEwsTransitionTarget, TVqXMLSchemaSimpleContentElement<string>>);
-  static_assert(Is<TEwsRetentionTag, TVqXMLSchemaSimpleContentElement<TGUID>>);
-  static_assert(Is<TEwsContactItem, TEwsItem> && Is<TEwsMeetingRequestMessage, TEwsMeetingMessage> &&
-                Is<TEwsMeetingMessage, TEwsMessage> && Is<TEwsAcceptItem, TEwsWellKnownResponseObject>);
+  static_assert(kIs<TEwsMimeContent, TVqXMLSchemaSimpleContentElement<string>>);
+  static_assert(kIs<TEwsBody, TVqXMLSchemaSimpleContentElement<string>>);
+  static_assert(kIs<TEwsInternetHeader, TVqXMLSchemaSimpleContentElement<string>>);
+  static_assert(kIs<TEwsEmailAddressDictionaryEntry, TVqXMLSchemaSimpleContentElement<string>>);
+  static_assert(kIs<TEwsPhoneNumberDictionaryEntry, TVqXMLSchemaSimpleContentElement<string>>);
+  static_assert(kIs<TEwsImAddressDictionaryEntry, TVqXMLSchemaSimpleContentElement<string>>);
+  static_assert(kIs<TEwsTransitionTarget, TVqXMLSchemaSimpleContentElement<string>>);
+  static_assert(kIs<TEwsRetentionTag, TVqXMLSchemaSimpleContentElement<TGUID>>);
+  static_assert(kIs<TEwsContactItem, TEwsItem> && kIs<TEwsMeetingRequestMessage, TEwsMeetingMessage> &&
+                kIs<TEwsMeetingMessage, TEwsMessage> && kIs<TEwsAcceptItem, TEwsWellKnownResponseObject>);
 }
 
 TEST(EWSTypesCatalogue, IndicesAreUniqueWithinAClassAndItsBases) {
@@ -265,7 +265,7 @@ TEST(EWSTypesCatalogue, MembersTellTheirTypes) {
   EXPECT_EQ(TEwsMessage(NewElement("t:Message")).GetTypeInfo("Subject").Kind, tkString);
 }
 
-// -- Enumerations -----------------------------------------------------------------------------------------------------
+// ---- Enumerations
 
 template <typename T>
 void CheckEnumeration(std::string_view name, const std::vector<std::pair<T, std::string_view>>& values, int& count) {

@@ -149,18 +149,18 @@ struct TCase {
   void (*Check)();
 };
 
-constexpr TCase Cases[] = {
+constexpr TCase kCases[] = {
 #define VQ_RECORD(name, base) {#name, &Check##name},
 #include "ews/tables/uVqEWSRecords.inc"
 };
 // clang-format on
 
 TEST(EWSTypesMembers, EveryMemberIsReadBackAsWrittenUnderItsName) {
-  for (const TCase& one : Cases) {
+  for (const TCase& one : kCases) {
     SCOPED_TRACE(one.Name);
     one.Check();
   }
-  EXPECT_EQ(std::size(Cases), 298u);
+  EXPECT_EQ(std::size(kCases), 298u);
 }
 
 }  // namespace

@@ -75,7 +75,7 @@ TEST(EWSTypesRows, PropertiesAreNamedAfterTheirElements) {
   }
 }
 
-// -- A record for every question --------------------------------------------------------------------------------------
+// ---- A record for every question
 
 TEST(EWSTypesRows, NodeAskedForAsAnotherClassFirstGivesEachItsRecord) {
   TEwsMessage message(VqCreateDOM("<t:Message/>").GetDocumentElement());

@@ -10,7 +10,7 @@ IVqDOMElement Parse(std::string_view markup) {
   return VqCreateDOM(markup).GetDocumentElement();
 }
 
-// -- Members whose names collide --------------------------------------------------------------------------------------
+// ---- Members whose names collide
 
 TEST(EWSTypes, MemberNamedValueLivesBesideTheGenericForm) {
   TEwsExtendedProperty property(Parse("<t:ExtendedProperty/>"));
@@ -82,7 +82,7 @@ TEST(EWSTypes, AlternateIdsStandInTheMessagesNamespace) {
   EXPECT_EQ(ids.GetAlternateId().GetItem(0).GetId(), "1");
 }
 
-// -- Records ----------------------------------------------------------------------------------------------------------
+// ---- Records
 
 TEST(EWSTypes, MessageIsBuiltInSchemaOrder) {
   TEwsMessage message(Parse("<t:Message/>"));
@@ -143,7 +143,7 @@ TEST(EWSTypes, DayIsReadWithATimeZoneBehindIt) {
   EXPECT_EQ(range.GetXML(), "<t:R><t:StartDate>2024-02-29+13:00</t:StartDate><t:EndDate>2024-03-01</t:EndDate></t:R>");
 }
 
-// -- Choices ----------------------------------------------------------------------------------------------------------
+// ---- Choices
 
 TEST(EWSTypes, RecurrenceTellsItsPatternAndItsRange) {
   TEwsRecurrence recurrence(Parse("<t:Recurrence/>"));
@@ -191,7 +191,7 @@ TEST(EWSTypes, BothAlternativesOfAChoiceCanBeWritten) {
   EXPECT_EQ(change.GetXML(), "<t:ItemChange><t:ItemId/><t:OccurrenceItemId/></t:ItemChange>");
 }
 
-// -- Dictionaries -----------------------------------------------------------------------------------------------------
+// ---- Dictionaries
 
 TEST(EWSTypes, AskingForAnEMailEntryMakesItWithTypeAndRouting) {
   TEwsEmailAddressDictionary addresses(Parse("<t:EmailAddresses/>"));
@@ -241,7 +241,7 @@ TEST(EWSTypes, FirstEntryOfAKeyIsFoundAmongOthers) {
   EXPECT_EQ(phones.Count(), 5);
 }
 
-// -- The complete name ------------------------------------------------------------------------------------------------
+// ---- The complete name
 
 class EWSTypesCompleteName : public testing::Test {
  protected:
