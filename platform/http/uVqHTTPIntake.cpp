@@ -49,8 +49,9 @@ struct TVqHTTPIntake::TUnpacker {
 
   bool Gzip;
   bool Started = false;
-  bool Ended = false;  // the last member is whole
-  std::string Held;    // the first byte, until the second is there
+  bool Ended = false;    // the last member is whole ...
+  bool Padding = false;  // ... and what stands behind it means nothing
+  std::string Held;      // the first byte, until the second is there
   z_stream Stream = {};
 };
 
@@ -101,7 +102,8 @@ void TVqHTTPIntake::Take(std::string_view bytes, const TSink& sink) {
     if (unpacker.Ended) {
       if (stream.avail_in == 0) return;
       // Behind a member stands another one, or the zeros of a tape's last block.
-      if (*stream.next_in == 0) return;
+      unpacker.Padding = unpacker.Padding || *stream.next_in == 0;
+      if (unpacker.Padding) return;
       if (!unpacker.Gzip || inflateReset(&stream) != Z_OK) RaiseUnreadable(FHost);
       unpacker.Ended = false;
     }

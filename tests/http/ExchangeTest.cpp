@@ -360,3 +360,16 @@ TEST(ReplyAsStream, ErrorStatusesAreStreamedButRefusedLogonsAreNot) {
   EXPECT_EQ(refused->GetBody(), "page");
   EXPECT_EQ(seen, "fault");
 }
+
+// Releases of libcurl before 8.1.1 write such a line behind the last header of the former reply, which is gone.
+TEST(Exchange, AReplyThatBeginsWithAFoldedLine) {
+  ScriptedServer server;
+  const auto client = NewClient();
+  for (int i = 0; i < 5; ++i) {
+    server.Then(ScriptedServer::Ok("x", "X-Last: value\r\n"))
+        .Then("HTTP/1.1 200 OK\r\n folded: " + std::string(2000, 'y') + "\r\nContent-Length: 1\r\n\r\nz");
+    EXPECT_EQ(Get(client, server.Url())->GetHeader("X-Last"), "value");
+    EXPECT_EQ(NumberOf([&] { Get(client, server.Url()); }), 12152U);
+  }
+  EXPECT_EQ(server.Complaints(), "");
+}

@@ -229,6 +229,7 @@ TEST(Intake, MembersBehindEachOtherAndATapesZeros) {
   for (const std::size_t piece : {std::size_t{1}, std::size_t{3}, two.size()}) {
     EXPECT_EQ(Through("gzip", two, piece), "one two");
     EXPECT_EQ(Through("gzip", two + std::string(100, '\0'), piece), "one two");
+    EXPECT_EQ(Through("gzip", two + std::string(2, '\0') + "rest", piece), "one two");
   }
   EXPECT_EQ(NumberOf([&] { Through("gzip", two.substr(0, two.size() - 3), 5); }), 12030U);
 }

@@ -19,6 +19,13 @@ int LibraryFeatures() noexcept {
   return info->features;
 }
 
+// Before release 8.1.1 an easy handle that is used again remembers the last header of its former reply, which is freed: a reply
+// that begins with a folded line would be written there.
+bool HasStaleHeaders() noexcept {
+  static const bool stale = curl_version_info(CURLVERSION_NOW)->version_num < 0x080101;
+  return stale;
+}
+
 }  // namespace
 
 bool VqHasCurlNtlm() noexcept {
@@ -32,18 +39,26 @@ TVqCurlEngine::TVqCurlEngine() {
 
 void TVqCurlEngine::Open() {
   CURLM* const multi = curl_multi_init();
-  FEasy = curl_easy_init();
-  if (!multi || !FEasy) {
-    curl_multi_cleanup(multi);
-    curl_easy_cleanup(FEasy);
-    FEasy = nullptr;
-    throw EVqHTTPApiException("curl_multi_init", "The HTTP engine could not be started.", VqErrInternal);
-  }
   {
     const std::scoped_lock lock(FHandleMutex);
     FMulti = multi;
   }
+  FShare = curl_share_init();
+  if (!FMulti || !FShare || curl_share_setopt(FShare, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION) != CURLSHE_OK) {
+    Close();
+    throw EVqHTTPApiException("curl_multi_init", "The HTTP engine could not be started.", VqErrInternal);
+  }
+  OpenEasy();
+}
+
+void TVqCurlEngine::OpenEasy() {
+  curl_easy_cleanup(std::exchange(FEasy, nullptr));
+  curl_url_cleanup(std::exchange(FAddress, nullptr));
+  for (std::string* text : {&FAddressText, &FUserAgent, &FCookies}) text->clear();
+  FEasy = curl_easy_init();
+  if (!FEasy) throw EVqHTTPApiException("curl_easy_init", "The HTTP engine could not be started.", VqErrInternal);
   SetUpCallbacks();
+  Set(CURLOPT_SHARE, FShare);
   Set(CURLOPT_NOSIGNAL, 1L);
   Set(CURLOPT_FOLLOWLOCATION, 0L);
   Set(CURLOPT_MAXREDIRS, static_cast<long>(kVqMostChallenges));  // libcurl counts its own answers to challenges as such
@@ -61,8 +76,7 @@ void TVqCurlEngine::Open() {
 }
 
 void TVqCurlEngine::Close() noexcept {
-  curl_easy_cleanup(FEasy);
-  FEasy = nullptr;
+  curl_easy_cleanup(std::exchange(FEasy, nullptr));
   curl_url_cleanup(std::exchange(FAddress, nullptr));
   for (std::string* text : {&FAddressText, &FUserAgent, &FCookies}) text->clear();
   FSpeaksPort = 0;
@@ -75,9 +89,10 @@ void TVqCurlEngine::Close() noexcept {
     multi = std::exchange(FMulti, nullptr);
   }
   curl_multi_cleanup(multi);
+  curl_share_cleanup(std::exchange(FShare, nullptr));  // behind the connections, which use it
 }
 
-// The connections belong to the multi handle; the easy handle keeps the TLS sessions.
+// The connections belong to the multi handle, the TLS sessions to the share.
 void TVqCurlEngine::RenewMulti() {
   CURLM* const fresh = curl_multi_init();
   if (!fresh) throw EVqHTTPApiException("curl_multi_init", "The HTTP engine could not be started.", VqErrInternal);
@@ -112,7 +127,7 @@ void TVqCurlEngine::Settle() noexcept {
     try {
       if (FDrop.exchange(false)) {
         FCloseKept = false;
-        // The easy handle goes too: it remembers TLS sessions, whose resumption would skip the checks of a certificate.
+        // The share goes too: it remembers TLS sessions, whose resumption would skip the checks of a certificate.
         Close();
         Open();
       } else if (FCloseKept.exchange(false) && FMulti) {
@@ -192,12 +207,11 @@ bool TVqCurlEngine::PerformLeg(const TLeg& leg) {
   FPort = 0;
   if (HasUnreadBytes()) RenewMulti();
 
-  SetUp(leg);
-  CURLcode code = Transfer();
+  CURLcode code = Transfer(leg);
   if (WasLostUnheard(code)) {
     ++FResends;
     FSent = false;
-    code = Transfer();
+    code = Transfer(leg);
   }
   if (FOtherConnection) return false;
   long connectStatus = 0;
@@ -237,7 +251,9 @@ bool TVqCurlEngine::PrepareTrust(const TVqEngineRequest& request) {
   return FTrust.Prepare(request.SecurityFlags, request.Session, systemFile, systemFolder);
 }
 
-CURLcode TVqCurlEngine::Transfer() {
+CURLcode TVqCurlEngine::Transfer(const TLeg& leg) {
+  if (HasStaleHeaders()) OpenEasy();
+  SetUp(leg);
   const CURLMcode added = curl_multi_add_handle(FMulti, FEasy);
   if (added != CURLM_OK) {
     throw EVqHTTPApiException("curl_multi_add_handle", curl_multi_strerror(added), VqErrInternal);
@@ -310,6 +326,8 @@ void TVqCurlEngine::RaiseFailure(CURLcode code) {
   // A server that insists on a certificate says so in an alert at best; some just hang up after the handshake.
   if (FTrust.AskedForCertificate() && !FAnswered && code != CURLE_OPERATION_TIMEDOUT) code = CURLE_SSL_CLIENTCERT;
   if (code == CURLE_UNSUPPORTED_PROTOCOL && FSent) code = CURLE_WEIRD_SERVER_REPLY;  // an answer without a status line
+  if (code == CURLE_BAD_FUNCTION_ARGUMENT && FSent && FInHeaders)
+    code = CURLE_WEIRD_SERVER_REPLY;  // a header without name
   if (code == CURLE_OUT_OF_MEMORY && FSent && FInHeaders) raise(Format(kLongLine, {host}), VqErrInvalidServerResponse);
   if (code == CURLE_OPERATION_TIMEDOUT) {
     raise(Format("No connection to \"%s\" came about within %d ms.", {host, FRequest->TimeOuts.GetConnect()}),

@@ -1,6 +1,7 @@
 #pragma once
 
-// The engine over libcurl: one multi handle with one easy handle, driven by the thread of the request.
+// The engine over libcurl: one multi handle, which keeps the connections, and an easy handle, driven by the thread of the
+// request.
 //
 // uVqCurlEngine.cpp    one exchange, from the settings to the reply or the failure
 // uVqCurlHandshake.cpp an exchange of tokens, which are ours and not libcurl's
@@ -67,12 +68,13 @@ class TVqCurlEngine final : public TVqHTTPEngine {
 
   // uVqCurlEngine.cpp
   void Open();
+  void OpenEasy();
   void Close() noexcept;
   void RenewMulti();
   void Settle() noexcept;
   bool PrepareTrust(const TVqEngineRequest& request);
   bool PerformLeg(const TLeg& leg);
-  CURLcode Transfer();
+  CURLcode Transfer(const TLeg& leg);
   bool WasLostUnheard(CURLcode code) const;
   [[noreturn]] void RaiseFailure(CURLcode code);
   [[noreturn]] void RaiseCancelled();
@@ -125,6 +127,7 @@ class TVqCurlEngine final : public TVqHTTPEngine {
 
   std::mutex FHandleMutex;  // protects FMulti against Wake while it is exchanged
   CURLM* FMulti = nullptr;
+  CURLSH* FShare = nullptr;
   CURL* FEasy = nullptr;
   TVqCurlTrust FTrust;
   TVqGssCredentials FTickets;
