@@ -60,7 +60,7 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
     return row != FRows.end() ? HandOut(row->second) : FindItem(GetNodePath(APropDef));
   }
 
-  // ---- Getting: raises "The requested item (%s) could not be found!" when absent. Its virtual parts: GetByPath and its kin ----
+  // ---- Getting: raises "The requested item (%s) could not be found!" when absent. Its virtual parts: GetByPath and its kin
 
   /// By path, by position from 0 (EListError outside) or by definition. Raises when it is absent.
   T& GetItem(const string& APath) { return GetByPath(APath); }

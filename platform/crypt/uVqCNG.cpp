@@ -14,12 +14,6 @@ TVqKeyFolders& Folders() {
   return folders;
 }
 
-template <typename T>
-void WipeContent(T& content) noexcept {
-  VqWipeMemory(content.data(), content.size() * sizeof *content.data());
-  content.clear();
-}
-
 }  // namespace
 
 TVqKeyFolders VqGetKeyFolders() {
@@ -32,17 +26,11 @@ void VqSetKeyFolders(const TVqKeyFolders& AFolders) {
   Folders() = AFolders;
 }
 
-void VqWipe(std::string& AText) noexcept {
-  WipeContent(AText);
-}
-
-// The units and bytes below belong to a value that is not constant; its class only shows them as constants.
-void VqWipe(string& AText) noexcept {
-  WipeContent(const_cast<std::u16string&>(AText.utf16()));
-}
-
+// The bytes belong to a value that is not constant; its class only shows them as constants.
 void VqWipe(TVqBytes& ABytes) noexcept {
-  WipeContent(const_cast<TBytes&>(ABytes.Bytes()));
+  auto& bytes = const_cast<TBytes&>(ABytes.Bytes());
+  VqWipe(bytes.data(), bytes.size());
+  bytes.clear();
 }
 
 }  // namespace velmore

@@ -15,6 +15,7 @@
 /// Any thread may call, and any number of processes; nothing is kept between calls. Nothing talks to a server.
 
 #include "platform/common/uVqNetEncoding.h"
+#include "platform/common/uVqSecret.h"
 
 namespace velmore {
 
@@ -79,10 +80,7 @@ class TVqDataProtection {
   TVqKeyFolders FFolders;
 };
 
-/// Overwrites a secret in memory with zeros and leaves it empty. Copies that were made of it are the business of
-/// whoever made them.
-void VqWipe(std::string& AText) noexcept;
-void VqWipe(string& AText) noexcept;
+/// As the other forms of VqWipe: overwrites a secret in memory with zeros and leaves it empty.
 void VqWipe(TVqBytes& ABytes) noexcept;
 
 /// Wipes a secret at the end of its block, however it is left. Refers to the secret, which must outlive it.

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the two halves of data protection share: how a blob begins, on every system, and the memory that is overwritten.
+// What the two halves of data protection share: how a blob begins, on every system.
 
 #include <cstddef>
 #include <string_view>
@@ -13,8 +13,5 @@ inline constexpr std::string_view kVqBlobMark = "VqDP";
 /// How blobs of Windows' data protection begin: their version and the GUID of their provider, as they stand in memory.
 inline constexpr std::string_view kVqWindowsBlobMark{
     "\x01\x00\x00\x00\xD0\x8C\x9D\xDF\x01\x15\xD1\x11\x8C\x7A\x00\xC0\x4F\xC2\x97\xEB", 20};
-
-/// Overwrites memory in a way that no optimiser takes out.
-void VqWipeMemory(void* data, std::size_t size) noexcept;
 
 }  // namespace velmore

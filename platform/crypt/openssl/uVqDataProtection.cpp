@@ -105,10 +105,6 @@ std::size_t CheckedLength(std::string_view blob) {
 
 }  // namespace
 
-void VqWipeMemory(void* data, std::size_t size) noexcept {
-  if (size > 0) OPENSSL_cleanse(data, size);
-}
-
 TVqBytes TVqDataProtection::Encrypt(const TVqBytes& ABytes, bool AMachine) const {
   const std::size_t length = ABytes.size();
   if (length > static_cast<std::size_t>(std::numeric_limits<int>::max()))

@@ -5,8 +5,8 @@
 #include <array>
 #include <cstdint>
 
+#include "platform/common/uVqSecret.h"
 #include "platform/common/uVqTypes.h"
-#include "platform/crypt/uVqCNG_p.h"
 
 namespace velmore {
 
@@ -16,7 +16,7 @@ class TVqKey {
   static constexpr std::size_t kSize = 32;
 
   TVqKey() noexcept = default;
-  ~TVqKey() { VqWipeMemory(FBytes.data(), kSize); }
+  ~TVqKey() { VqWipe(FBytes.data(), kSize); }
   TVqKey(const TVqKey&) = delete;
   TVqKey& operator=(const TVqKey&) = delete;
 

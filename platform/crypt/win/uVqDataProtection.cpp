@@ -29,7 +29,7 @@ namespace {
 struct TResult : DATA_BLOB {
   TResult() : DATA_BLOB{} {}
   ~TResult() {
-    if (pbData) VqWipeMemory(pbData, cbData);
+    if (pbData) VqWipe(pbData, cbData);
     LocalFree(pbData);
   }
   TResult(const TResult&) = delete;
@@ -46,10 +46,6 @@ DATA_BLOB BlobOf(const TVqBytes& bytes) {
 }
 
 }  // namespace
-
-void VqWipeMemory(void* data, std::size_t size) noexcept {
-  SecureZeroMemory(data, size);
-}
 
 TVqBytes TVqDataProtection::Encrypt(const TVqBytes& ABytes, bool AMachine) const {
   DATA_BLOB plain = BlobOf(ABytes);
