@@ -1,5 +1,5 @@
-// Base64 and hexadecimal from foreign hands: every kernel must agree with a decoder of a dozen lines, in one piece and in
-// many, and what was encoded must come back.
+// Base64 and hexadecimal from foreign hands: every kernel must agree with a decoder of a dozen lines, in one piece and
+// in many, and what was encoded must come back.
 
 #include <cstdlib>
 #include <optional>

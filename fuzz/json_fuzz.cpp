@@ -1,5 +1,5 @@
-// JSON from foreign hands: what is accepted can be walked, reads as well-formed text, and means the same when it is written
-// and read again.
+// JSON from foreign hands: what is accepted can be walked, reads as well-formed text, and means the same when it is
+// written and read again.
 
 #include <cstdlib>
 

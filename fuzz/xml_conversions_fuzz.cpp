@@ -1,4 +1,5 @@
-// Texts that are to be values: each conversion gives a value that is written and read again as the same, or EConvertError.
+// Texts that are to be values: each conversion gives a value that is written and read again as the same, or
+// EConvertError.
 
 #include <cstdlib>
 

@@ -197,8 +197,8 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
 
   TVqComponent* FOwner;
   std::vector<TVqComponent*> FComponents;
-  /// One side of a pair that tells each other. It knows its place on the other side, since a session is watched by every
-  /// object made through it and must not search among them when one goes.
+  /// One side of a pair that tells each other. It knows its place on the other side, since a session is watched by
+  /// every object made through it and must not search among them when one goes.
   struct TNotify {
     TVqComponent* Other;
     std::size_t Place;

@@ -98,8 +98,8 @@ constexpr TVqDayTime VqSplitMilliseconds(std::int64_t milliseconds) noexcept {
 }
 
 /// Milliseconds from 1 January 1970, 0:00, rounded to the nearest, but never beyond the end: what lies in the last half
-/// millisecond of 9999 stays in that year. Raises EConvertError when the value is not a number or lies outside the years
-/// 1 to 9999.
+/// millisecond of 9999 stays in that year. Raises EConvertError when the value is not a number or lies outside the
+/// years 1 to 9999.
 std::int64_t VqToUnixMilliseconds(TDateTime value);
 /// The inverse. Raises EConvertError outside the years 1 to 9999.
 TDateTime VqFromUnixMilliseconds(std::int64_t milliseconds);

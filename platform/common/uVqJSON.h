@@ -18,8 +18,8 @@ enum class TVqJSONKind { jkNone, jkNull, jkBoolean, jkInteger, jkNumber, jkStrin
 /// A handle to a value; it keeps the whole text that it was parsed from alive.
 ///
 /// Owns nothing but that reference; a copy costs one atomic increment. The values never change, so that any number of
-/// threads may read them; one handle belongs to one thread at a time. An empty handle is a good citizen: whatever is read
-/// from it is empty. Only `Require` and `VqParseJSON` raise (EConvertError).
+/// threads may read them; one handle belongs to one thread at a time. An empty handle is a good citizen: whatever is
+/// read from it is empty. Only `Require` and `VqParseJSON` raise (EConvertError).
 class TVqJSONValue {
  public:
   TVqJSONValue() noexcept = default;
@@ -87,8 +87,8 @@ class TVqJSONValue {
   const void* FNode = nullptr;
 };
 
-/// Parses UTF-8, with or without a byte order mark. Raises EConvertError with line and column for what is no JSON, and for
-/// more than 200 levels. Of two members with one name the last one counts.
+/// Parses UTF-8, with or without a byte order mark. Raises EConvertError with line and column for what is no JSON, and
+/// for more than 200 levels. Of two members with one name the last one counts.
 TVqJSONValue VqParseJSON(std::string_view text);
 
 /// A text as a JSON string, quotes included.

@@ -5,7 +5,8 @@
 
 namespace velmore {
 
-/// A set of enumerators, by position: `TVqSet<TColour>{coRed, coBlue}`. For enumerations of at most 64 values from 0. A copy costs one word.
+/// A set of enumerators, by position: `TVqSet<TColour>{coRed, coBlue}`. For enumerations of at most 64 values from 0. A
+/// copy costs one word.
 template <typename T>
 class TVqSet {
  public:

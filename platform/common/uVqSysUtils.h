@@ -97,8 +97,8 @@ class TVqFormatArg {
 /// placeholders; surplus arguments are ignored.
 string Format(const string& format, const std::vector<TVqFormatArg>& args);
 
-/// A text without what stands around it, as a view of the same text. What goes differs: the blanks of HTTP are space and
-/// TAB; the white space of XML has CR and LF as well; and string::Trim takes every control.
+/// A text without what stands around it, as a view of the same text. What goes differs: the blanks of HTTP are space
+/// and TAB; the white space of XML has CR and LF as well; and string::Trim takes every control.
 std::string_view VqTrimBlanks(std::string_view text) noexcept;
 std::string_view VqTrimSpace(std::string_view text) noexcept;
 std::string_view VqTrimControls(std::string_view text) noexcept;

@@ -293,8 +293,8 @@ class IVqDOMNode {
   ///
   /// Nothing found gives an empty handle, raises EVqXMLError (soRaise), or makes what is missing (soCreate): the path
   /// is followed as far as it exists, and the rest is appended, attribute conditions as attributes and child conditions
-  /// as children. A new element takes the prefix that is written, else, with soIgnorePrefix, that of its parent. What cannot be made ("*",
-  /// "//", a position) raises EVqXMLError. A handle that refers to nothing finds nothing.
+  /// as children. A new element takes the prefix that is written, else, with soIgnorePrefix, that of its parent. What
+  /// cannot be made ("*", "//", a position) raises EVqXMLError. A handle that refers to nothing finds nothing.
   IVqDOMElement SelectSingleElement(const TVqUtf8View& AExpression, TVqDOMSelectOptions AOptions = {}) const;
   IVqDOMElement SelectSingleElement(const TVqDOMSelection& ASelection, TVqDOMSelectOptions AOptions = {}) const;
   /// All elements that the expression finds, in document order and each once. The list does not follow later changes.

@@ -228,8 +228,8 @@ void PutText(TVqDOMData& data, pugi::xml_node node, const char* text);
 void Unfold(TVqDOMData& data, pugi::xml_node element);
 /// Parks all children and clears the embedded text.
 void RemoveInside(TVqDOMData& data, pugi::xml_node element);
-/// Copies a node with all that is inside it, to the end of `parent` or in front of one of its children. Texts that stand
-/// apart are shared. `parent` must not be inside `node`.
+/// Copies a node with all that is inside it, to the end of `parent` or in front of one of its children. Texts that
+/// stand apart are shared. `parent` must not be inside `node`.
 pugi::xml_node CopyNode(TVqDOMData& target, pugi::xml_node parent, pugi::xml_node before, const TVqDOMData& source,
                         pugi::xml_node node);
 /// Copies attributes (removed ones aside) and children; `to` must not be inside `from`.

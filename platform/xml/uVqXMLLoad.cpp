@@ -1,8 +1,8 @@
 // Bytes to a document: encoding, well-formedness, and the parser.
 //
-// The parser is fast because it is lenient. Nearly everything that it lets pass is ruled out by QuickScan before it runs,
-// the rest shows afterwards around the root. What fails one of the two, or the parser, is read by CheckMarkup, which is
-// the authority: it raises with the place, or finds that nothing is wrong.
+// The parser is fast because it is lenient. Nearly everything that it lets pass is ruled out by QuickScan before it
+// runs, the rest shows afterwards around the root. What fails one of the two, or the parser, is read by CheckMarkup,
+// which is the authority: it raises with the place, or finds that nothing is wrong.
 
 #include <algorithm>
 #include <cstring>

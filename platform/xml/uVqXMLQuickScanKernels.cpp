@@ -27,9 +27,9 @@ struct TBytes64 {
   std::uint64_t Special;  // see IsSpecial
 };
 
-/// Goes on in the state and gives the quotes that open values. `tag` is set from each "<" to before its ">", `value` from
-/// each quote that opens a value to before the one that closes it. Inlined into each kernel, so that it is compiled for
-/// its instruction set.
+/// Goes on in the state and gives the quotes that open values. `tag` is set from each "<" to before its ">", `value`
+/// from each quote that opens a value to before the one that closes it. Inlined into each kernel, so that it is
+/// compiled for its instruction set.
 HWY_INLINE std::uint64_t Finish(const TBytes64& bytes, std::uint64_t tag, std::uint64_t value, TVqScanState& state) {
   const std::uint64_t names = tag & ~value;
   // A "<" in a tag or a ">" outside of one; either in a value; what no name is made of.

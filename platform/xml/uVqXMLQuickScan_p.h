@@ -1,6 +1,7 @@
 #pragma once
 
-/// The inner loops of the quick scan, one for each instruction set, so that tests reach every one of them on one machine.
+/// The inner loops of the quick scan, one for each instruction set, so that tests reach every one of them on one
+/// machine.
 
 #include <cstddef>
 #include <cstdint>

@@ -70,7 +70,8 @@ bool IsName(std::string_view name) noexcept;
 /// Reads one character of UTF-8; `length` is 0 where the bytes are none.
 char32_t DecodeUtf8(std::string_view text, std::size_t at, std::size_t& length) noexcept;
 
-/// Position of the first byte of a character that XML cannot carry or of bytes that are no UTF-8; npos if there is none.
+/// Position of the first byte of a character that XML cannot carry or of bytes that are no UTF-8; npos if there is
+/// none.
 std::size_t FindForbidden(std::string_view text) noexcept;
 
 constexpr bool IsXmlSpace(char c) noexcept {

@@ -379,8 +379,8 @@ class TVqXMLSchemaElement : public TVqObjectEx {
 
   /// A member as a T. A record class gives a reference to the one record of the node, which is made if missing;
   /// everything else is a value: numbers of any width, text, enumerations, sets, and plain records known to the
-  /// serializer. A number that does not fit raises EConvertError; any other class raises "Only TVqXMLSchemaElement class
-  /// types are supported!".
+  /// serializer. A number that does not fit raises EConvertError; any other class raises "Only TVqXMLSchemaElement
+  /// class types are supported!".
   template <typename T>
   decltype(auto) GetValue(std::int32_t AIndex) const;
   /// The converse. Writing a record class copies attributes and everything inside the source's element onto the node,
@@ -539,9 +539,9 @@ class TVqXMLArrayIterator {
 
 /// The entries of one name under one element, as records or (for text, numbers, GUIDs and enumerations) as values.
 ///
-/// Owns the records that were asked for, by position, until it goes itself. No copies. Belongs to its document's thread.
-/// Raises EListError for positions that are not there. Going through all entries by position is linear as long as the
-/// document does not change in between.
+/// Owns the records that were asked for, by position, until it goes itself. No copies. Belongs to its document's
+/// thread. Raises EListError for positions that are not there. Going through all entries by position is linear as long
+/// as the document does not change in between.
 template <typename T>
 class TVqXMLSchemaElementArray : public detail::TVqXMLSchemaArray {
  public:

@@ -21,8 +21,8 @@
 
 namespace velmore {
 
-/// Goes over the members of a record, writing them into an element or reading them from it. Made by the functions below;
-/// refers to the element for the time of the call.
+/// Goes over the members of a record, writing them into an element or reading them from it. Made by the functions
+/// below; refers to the element for the time of the call.
 class TVqRecordVisitor {
  public:
   /// Reads members from the element, or writes them into it.

@@ -46,9 +46,9 @@ bool VqXMLToBool(const TVqUtf8View& AText);
 
 /// Date and time, "2024-02-29T11:00:00Z". Written to the nearest millisecond, and milliseconds only if they are not
 /// zero. Reading takes "Z", an offset (converted to UTC) or none (taken as it stands), fractions of any length, years
-/// from 0001 to 9999, "24:00:00" as the next midnight, and a date alone. The last half millisecond of 9999, where servers
-/// put what never ends, is rounded down in both directions. Values outside of these years raise EConvertError when
-/// written.
+/// from 0001 to 9999, "24:00:00" as the next midnight, and a date alone. The last half millisecond of 9999, where
+/// servers put what never ends, is rounded down in both directions. Values outside of these years raise EConvertError
+/// when written.
 string VqDateTimeToXML(TDateTime AValue, TVqTimeZoneFormat AFormat = kVqTimeZoneUtc);
 TDateTime VqXMLToDateTime(const TVqUtf8View& AText, TVqTimeZoneFormat AFormat = kVqTimeZoneUtc);
 /// The date, "2024-02-29". Reading takes a time zone behind it and ignores it: a date is a day, wherever; a

@@ -6,8 +6,9 @@
 ///     ShareText(element, content);                          // any document shows it, without a copy
 ///     VqBase64Decode(*content, file);
 ///
-/// A shared text stands apart from the tree of its document, and everything that reads a document shows it nevertheless: texts, comparisons, selections, markup,
-/// JSON. Copies of the element share it, and a text that is set takes its place. It never changes.
+/// A shared text stands apart from the tree of its document, and everything that reads a document shows it
+/// nevertheless: texts, comparisons, selections, markup, JSON. Copies of the element share it, and a text that is set
+/// takes its place. It never changes.
 
 #include <memory>
 #include <string>
