@@ -63,7 +63,12 @@ TVqURLData VqDecodeURL(const string& AURL) {
   if (rest.starts_with('[')) {
     const std::size_t end = rest.find(']');
     if (end == std::string_view::npos) return {};
-    url.Host = rest.substr(1, end - 1);
+    const std::string_view address = rest.substr(1, end - 1);
+    const auto fits = [](char c) {
+      return IsLetter(c) || IsDigit(c) || c == ':' || c == '.' || c == '%' || c == '-' || c == '_';
+    };
+    if (address.find(':') == std::string_view::npos || !std::all_of(address.begin(), address.end(), fits)) return {};
+    url.Host = address;
     rest = rest.substr(end + 1);
     if (!rest.empty() && rest[0] != ':') return {};
     if (!rest.empty()) port = rest.substr(1);

@@ -49,3 +49,11 @@ TEST(URL, LoopbackHosts) {
     EXPECT_FALSE(VqIsLoopbackHost(host)) << host;
   }
 }
+
+TEST(URL, WhatStandsInBracketsIsAnAddress) {
+  for (const char* good : {"http://[::1]/", "http://[fe80::1%25eth0]:8080/", "http://[::ffff:10.0.0.1]/"})
+    EXPECT_TRUE(VqDecodeURL(good).IsValid) << good;
+  for (const char* bad : {"http://[]/", "http://[mail.example]/", "http://[::`]/", "http://[::1/", "http://[::[1]]/",
+                          "http://[\xC3\xA4::1]/", "http://[::1]x/"})
+    EXPECT_FALSE(VqDecodeURL(bad).IsValid) << bad;
+}
