@@ -245,7 +245,6 @@ void TVqEWSCustomSession::SendProbe() {
   FSOAPClient->SetHTTPClient(FHTTPClient.get());
   InitSOAPEnv(*FSOAPClient);
   const TVqRef<IVqSOAPRequest> request = FSOAPClient->CreateRequest("m:ConvertId", string());
-  request->IgnoreBody();
   request->AddSOAPHeader("t:RequestServerVersion").SetAttribute("Version", "Exchange2007_SP1");
   if (FOAuth.GetGrantType() == TVqOAuthGrantType::ClientCredentials) {
     const string& address = FConnectingSID.empty() ? FAutodiscoverEMail : FConnectingSID;
@@ -262,6 +261,7 @@ void TVqEWSCustomSession::SendProbe() {
   id.SetAttribute("Mailbox", kDummyAddress);
 
   TVqRef<IVqSOAPResponse> response;
+  request->AcceptAnyResponse();  // the header counts alone
   request->Send(response);
   FServerVersionInfo = {};
   if (response->HasHeader()) ReadServerVersion(response->GetHeader());

@@ -27,7 +27,7 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
   IVqDOMElement GetBody() override { return GetEnvelope().SelectSingleElement("Body", kSelectQuiet); }
   IVqDOMElement GetMethod() override { return GetBody().GetFirstChildElement(); }
   string GetResponseName() override { return FResponseName; }
-  void IgnoreBody() override { FBodyIgnored = true; }
+  void AcceptAnyResponse() override { FAcceptsAny = true; }
 
   void LoadEnvelope(IVqSOAPEnvelope& ASource) override {
     FDocument.Clear();
@@ -35,6 +35,7 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
   }
 
   void AddHTTPHeader(const string& AName, const string& AValue) override { FHTTPHeaders.emplace_back(AName, AValue); }
+
 
   IVqDOMElement AddSOAPHeader(const string& AName, const string& ANamespace) override {
     const IVqDOMElement element = GetHeader().AddElement(AName);
@@ -114,13 +115,13 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
             : TVqRef<IVqSOAPResponse>(MakeRef<TVqSOAPResponse>(std::move(body), FResponseName, client.FReplyLimits));
     if (response->GetIsFault()) VqRaiseFault(*response, reply, most);
     if (status >= 300) VqRaiseNoEnvelope(reply, false, most);
-    if (!FBodyIgnored) VqCheckResponse(*response, GetMethod().GetLocalName(), FResponseName);
+    if (!FAcceptsAny) VqCheckResponse(*response, GetMethod().GetLocalName(), FResponseName);
     return response;
   }
 
   TLink FLink;
   string FResponseName;
-  bool FBodyIgnored = false;
+  bool FAcceptsAny = false;
   IVqDOMDocument FDocument;
   std::vector<std::pair<string, string>> FHTTPHeaders;
 };

@@ -72,7 +72,7 @@ class IVqSOAPRequest : public virtual IVqSOAPEnvelope {
   virtual void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind AKind = TVqSOAPSendKind::synchronous,
                     const TVqSOAPResponseFactory& AOption = nullptr) = 0;
   /// For a request whose answer is its header alone: whatever stands in the body is neither read nor held against the operation.
-  virtual void IgnoreBody() = 0;
+  virtual void AcceptAnyResponse() = 0;
 
  protected:
   ~IVqSOAPRequest() = default;

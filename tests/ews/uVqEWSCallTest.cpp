@@ -21,7 +21,7 @@ class TAnsweredRequest : public TVqObject, public virtual IVqSOAPRequest {
   IVqDOMElement GetBody() override { return FInner->GetBody(); }
   IVqDOMElement GetMethod() override { return FInner->GetMethod(); }
   string GetResponseName() override { return FInner->GetResponseName(); }
-  void IgnoreBody() override { FInner->IgnoreBody(); }
+  void AcceptAnyResponse() override { FInner->AcceptAnyResponse(); }
   void LoadEnvelope(IVqSOAPEnvelope& ASource) override { FInner->LoadEnvelope(ASource); }
   void AddHTTPHeader(const string& AName, const string& AValue) override { FInner->AddHTTPHeader(AName, AValue); }
   IVqDOMElement AddSOAPHeader(const string& AName, const string& ANamespace) override {

@@ -446,6 +446,23 @@ TEST_F(Ntlm, WhoIsBoundElsewhereIsRefused) {
   EXPECT_EQ(ntlm.Handshakes, 0);
 }
 
+TEST_F(Ntlm, ApachesModuleTakesTheMessagesAsTheyAre) {
+  if (const auto missing = TestApache::Missing(); !missing.empty()) GTEST_SKIP() << "not on this machine: " << missing;
+  TestApache::Settings settings;
+  settings.Modules = {"auth_gssapi"};
+  settings.Root =
+      "AuthType GSSAPI\nAuthName \"Mail\"\nRequire valid-user\nGssapiAllowedMech ntlmssp\nGssapiConnectionBound On\n"
+      "GssapiSignalPersistentAuth On\n";
+  settings.Environment = {{"NTLM_USER_FILE", FFolder.PathOf("users")}};
+  const TestApache apache(settings);
+  const auto client = As("CONTOSO\\anna", "geheim");
+  for (int i = 0; i < 3; ++i) EXPECT_NE(Get(client, apache.Url("/x"))->GetStatus().Code, 401);
+  const auto log = apache.Log(5);
+  ASSERT_GE(log.size(), 3U);
+  EXPECT_EQ(log.back().User, "CONTOSO\\\\anna") << "the log doubles the backslash";
+  EXPECT_EQ(Get(As("CONTOSO\\anna", "falsch"), apache.Url("/x"))->GetStatus().Code, 401);
+}
+
 // ---- A ticket server that is silent
 
 namespace {

@@ -172,6 +172,18 @@ TEST_F(SOAPFailures, AnswersAreHeldAgainstTheirOperations) {
   }
 }
 
+TEST_F(SOAPFailures, ARequestMayAcceptAnyAnswerButAFault) {
+  const auto request = SOAP.CreateRequest("m:GetItem", "");
+  request->AcceptAnyResponse();
+  TVqRef<IVqSOAPResponse> response;
+  for (const char* body : {"<m:Anything/>", "", "<m:GetItemResponse/>"}) {
+    Server.Then(Reply("200 OK", Envelope(body)));
+    EXPECT_NO_THROW(request->Send(response)) << body;
+  }
+  Server.Then(Reply("200 OK", Envelope("<s:Fault/>")));
+  EXPECT_THROW(request->Send(response), EVqSOAPFault);
+}
+
 TEST_F(SOAPFailures, ALaterRequestIsHeldAgainstWhatItWasFilledWith) {
   Server.Then(Reply("200 OK", Envelope("<m:CreateItemResponse/>")));
   const auto request = SOAP.CreateRequest("m:GetItem", "");
