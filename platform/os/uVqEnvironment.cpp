@@ -95,6 +95,18 @@ string VqNativePath(const string& APath) {
 #endif
 }
 
+std::optional<string> VqTryExpandPath(const string& APath) {
+  const string expanded = VqExpandEnvironment(APath);
+  if (expanded.empty()) return {};
+  for (std::size_t open = APath.Pos("%"); open != string::npos;) {
+    const std::size_t close = APath.Pos("%", open + 1);
+    if (close == string::npos) break;
+    if (close > open + 1 && expanded.Contains(APath.Copy(open, close - open + 1))) return {};
+    open = close;
+  }
+  return VqNativePath(expanded);
+}
+
 string VqGetUserName() {
 #ifdef _WIN32
   wchar_t name[UNLEN + 1];

@@ -21,8 +21,8 @@ std::optional<string> VqGetEnvironment(const string& AName);
 /// Puts the values of variables in place of their names between "%". A name without a value stays as it stands, percent
 /// signs included, and so does a "%" without a partner; values are not expanded again.
 ///
-/// Where there is no Windows, the folders that Windows names by variables are looked up under the names that the system has
-/// for them, unless a variable of that very name is set (upper case counts):
+/// Where there is no Windows, the folders that Windows names by variables are looked up under the names that the system
+/// has for them, unless a variable of that very name is set (upper case counts):
 ///
 ///     %LOCALAPPDATA%   $XDG_DATA_HOME, else $HOME/.local/share
 ///     %APPDATA%        $XDG_CONFIG_HOME, else $HOME/.config
@@ -35,8 +35,13 @@ string VqExpandEnvironment(const string& AText);
 /// The same with variables from elsewhere.
 string VqExpandEnvironment(const string& AText, const TVqEnvironmentLookup& ALookup);
 
-/// A path with the separators of this system: backslashes become slashes where there is no Windows, and the other way round.
+/// A path with the separators of this system: backslashes become slashes where there is no Windows, and the other way
+/// round.
 string VqNativePath(const string& APath);
+
+/// A path for use: variables expanded, the separators of this system. Nothing for an empty path and for one that names
+/// a variable without a value, since a folder of that very name would come into being wherever the process runs.
+std::optional<string> VqTryExpandPath(const string& APath);
 
 /// The name of the user that this process runs as, without a domain. Empty when the system does not know one.
 string VqGetUserName();

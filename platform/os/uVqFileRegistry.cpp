@@ -24,14 +24,14 @@ string Join(const TPath& path) {
 class TStore {
  public:
   TStore(TVqRegistryRoot root, const string& configured) : FRoot(root) {
-    FName = VqNativePath(VqExpandEnvironment(configured));
-    if (FName.empty() || FName.Contains("%")) {
-      // A file of that very name would come into being in whatever folder the process runs in.
+    const std::optional<string> name = VqTryExpandPath(configured);
+    if (!name) {
       throw EVqRegistryError(
           "There is no file for " + VqRegistryRootText(root) + ": \"" + configured +
               "\" names a variable that is not set. Set HOME or XDG_DATA_HOME, or name another file.",
           kVqRegistryFailed);
     }
+    FName = *name;
   }
 
   string KeyText(const TPath& path) const { return VqRegistryRootText(FRoot) + Join(path); }
@@ -158,7 +158,8 @@ class TKey final : public TVqObject, public IVqRegistryKey {
   }
 
   void Write(const string& name, std::string data) {
-    FTree->SetData(Node(kVqKeySetValue, "changed"), name, data);
+    TVqRegistryNode& node = Node(kVqKeySetValue, "changed");  // raises when there is no tree any more
+    FTree->SetData(node, name, data);
     FChanges.push_back({name, std::move(data)});
   }
 

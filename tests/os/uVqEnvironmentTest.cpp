@@ -86,6 +86,21 @@ TEST(Environment, PathsTakeTheSeparatorsOfTheSystem) {
   EXPECT_EQ(VqNativePath(""), "");
 }
 
+TEST(Environment, APathForUseHasNoVariableLeftInIt) {
+  ::setenv("VELMORE_TEST_VARIABLE", "/data/100%/x", 1);
+  EXPECT_EQ(VqTryExpandPath("%VELMORE_TEST_VARIABLE%\\Keys"), string("/data/100%/x/Keys"))
+      << "a sign in a value is part of a name";
+  EXPECT_EQ(VqTryExpandPath("/data/50%/a"), string("/data/50%/a"));
+  EXPECT_EQ(VqTryExpandPath("/data/%%/a"), string("/data/%%/a"));
+  EXPECT_EQ(VqTryExpandPath("%VELMORE_NO_SUCH_VARIABLE%\\Keys"), std::nullopt);
+  EXPECT_EQ(VqTryExpandPath("%VELMORE_TEST_VARIABLE%\\%VELMORE_NO_SUCH_VARIABLE%"), std::nullopt);
+  EXPECT_EQ(VqTryExpandPath("100%VELMORE_NO_SUCH_VARIABLE%"), std::nullopt);
+  EXPECT_EQ(VqTryExpandPath(""), std::nullopt);
+  ::setenv("VELMORE_TEST_VARIABLE", "", 1);
+  EXPECT_EQ(VqTryExpandPath("%VELMORE_TEST_VARIABLE%"), std::nullopt);
+  ::unsetenv("VELMORE_TEST_VARIABLE");
+}
+
 TEST(Environment, UserAndHostHaveNames) {
   EXPECT_FALSE(VqGetUserName().empty());
   if (::geteuid() == 0) {

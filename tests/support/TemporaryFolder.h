@@ -1,6 +1,7 @@
 #pragma once
 
-// A folder for one test, gone with its object.
+// A folder for one test, gone with its object. In memory where the system has room for files there, since what is
+// written safely waits for a disk.
 
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -14,9 +15,10 @@
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "velmore-test-XXXXXX").string();
-    if (!::mkdtemp(pattern.data())) throw std::runtime_error("no folder for a test: " + pattern);
-    FPath = pattern;
+    FPath = "/dev/shm/velmore-test-XXXXXX";
+    if (::mkdtemp(FPath.data())) return;
+    FPath = (std::filesystem::temp_directory_path() / "velmore-test-XXXXXX").string();
+    if (!::mkdtemp(FPath.data())) throw std::runtime_error("no folder for a test: " + FPath);
   }
   ~TemporaryFolder() {
     std::error_code ignored;
