@@ -37,14 +37,16 @@ bool ContainsId(const std::vector<string>& ids, const string& id) {
   return std::ranges::any_of(ids, [&](const string& other) { return SameText(other, id); });
 }
 
-/// Whether an attachment of the server is one that was made from this one, as far as both tell.
+/// Whether an attachment of the server is one that was made from this one, as far as both tell: servers before Exchange2010 know no sizes, and of an item
+/// the client knows none.
 bool IsMadeFrom(const IVqDOMElement& made, const IVqDOMElement& own) {
   const auto same = [&](const char* name) {
     return made.SelectSingleElement(name, kSelectQuiet).GetText() ==
            own.SelectSingleElement(name, kSelectQuiet).GetText();
   };
+  const bool bothHaveSizes = made.HasChildElement("Size", kSelectQuiet) && own.HasChildElement("Size", kSelectQuiet);
   return made.GetLocalName() == own.GetLocalName() && same("Name") && same("ContentId") &&
-         (own.GetLocalName() == "ItemAttachment" || same("Size"));
+         (!bothHaveSizes || same("Size"));
 }
 
 /// The MIME text of an attached item has its attachments, too: beside them, the server would make each of them twice.

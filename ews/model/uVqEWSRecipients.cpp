@@ -73,6 +73,19 @@ TRecipientText ParseRecipient(string text) {
   return parts;
 }
 
+constexpr std::size_t kUnhashed = 0;
+
+/// The same for addresses that differ in case alone; those beyond ASCII are compared.
+std::size_t HashOf(const string& address) {
+  std::size_t hash = 14695981039346656037u;
+  for (std::size_t i = 0; i < address.Length(); ++i) {
+    const char16_t unit = address[i];
+    if (unit >= 0x80) return kUnhashed;
+    hash = (hash ^ (unit >= u'A' && unit <= u'Z' ? unit | 0x20 : unit)) * 1099511628211u;
+  }
+  return hash == kUnhashed ? 1 : hash;
+}
+
 [[noreturn]] void RaiseEmpty() {
   throw EVqException("You can not add an empty recipient");
 }
@@ -213,13 +226,25 @@ TVqRef<IVqEWSRecipient> TVqEWSRecipients::AddMailbox(const string& AName, const 
   }
 }
 
+// Emptying a long list address by address takes one look at each: what an address hashes to is kept while nothing but this list writes.
 void TVqEWSRecipients::Remove(const string& AAddress) {
-  const auto found = std::ranges::find_if(
-      List(), [&](const auto& recipient) { return SameText(recipient->GetEmailAddress(), AAddress); });
-  if (found == FList.end()) return;
-  const IVqDOMElement element = (*found)->AsElement();
-  if (const IVqDOMElement parent = element.GetParentElement()) parent.RemoveChild(element);
-  FList.erase(found);
+  const IVqDOMDocument document = FMailBoxParent.GetOwnerDocument();
+  if (List().size() != FHashes.size() || document.GetModificationCount() != FHashedAt) {
+    FHashes.clear();
+    for (const auto& recipient : FList) FHashes.push_back(HashOf(recipient->GetEmailAddress()));
+  }
+  const std::size_t wanted = HashOf(AAddress);
+  std::size_t at = 0;
+  while (at < FList.size() && !((FHashes[at] == wanted || FHashes[at] == kUnhashed || wanted == kUnhashed) &&
+                                SameText(FList[at]->GetEmailAddress(), AAddress)))
+    ++at;
+  if (at < FList.size()) {
+    const IVqDOMElement element = FList[at]->AsElement();
+    if (const IVqDOMElement parent = element.GetParentElement()) parent.RemoveChild(element);
+    FList.erase(FList.begin() + static_cast<std::ptrdiff_t>(at));
+    FHashes.erase(FHashes.begin() + static_cast<std::ptrdiff_t>(at));
+  }
+  FHashedAt = document.GetModificationCount();
 }
 
 void TVqEWSRecipients::Delete(std::int32_t AIndex) {

@@ -141,7 +141,8 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
   TVqRef<TVqEWSRecipient> GetRecipient(std::int32_t AIndex);
   /// The new element is always a t:Mailbox, whatever the other entries are called.
   TVqRef<IVqEWSRecipient> Add(const string& AText) override;
-  TVqRef<IVqEWSRecipient> AddMailbox(const string& AName, const string& AAddress, const string& ARoutingType) override;
+  TVqRef<IVqEWSRecipient> AddMailbox(const string& AName, const string& AAddress,
+                                     const string& ARoutingType = "SMTP") override;
   void Remove(const string& AAddress) override;
   void Delete(std::int32_t AIndex) override;
   void Clear() override;
@@ -156,6 +157,9 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
   IVqDOMElement FMailBoxParent;
   std::vector<TVqRef<TVqEWSRecipient>> FList;
   TVqEWSViewAlive FAlive;
+  std::vector<std::size_t>
+      FHashes;  // of the addresses, by position, as they were at this count of the document's changes
+  std::uint32_t FHashedAt = 0;
 };
 
 /// One member of a distribution list. A view; its list owns it.

@@ -5,6 +5,8 @@
 ///     item->GetCategories().Add("Travel");
 ///     std::cout << item->GetCategories().AsString(", ") << '\n';
 
+#include <deque>
+
 #include "ews/schema/uVqEWSTypes.h"
 
 namespace velmore {
@@ -47,9 +49,15 @@ class TVqEWSStrings {
   string AsJSON() const { return FStrings.AsJSON(); }
 
  private:
+  std::deque<IVqDOMElement>& Entries() const;
+  void Keep() const;
   IVqDOMElement Entry(std::int32_t AIndex) const;
 
   TEwsArrayOfStrings& FStrings;
+  // The elements that were found, where, and as long as the document's structure is this one.
+  mutable std::deque<IVqDOMElement> FEntries;
+  mutable IVqDOMElement FKnownOf;
+  mutable std::uint32_t FStructure = 0;
 };
 
 }  // namespace velmore

@@ -118,6 +118,32 @@ TEST(Strings, ReadAndWriteTheChildElements) {
   EXPECT_EQ(list.Add("new"), 0);
 }
 
+// What the list remembers of its entries follows every other writer of the tree.
+TEST(Strings, FollowTheTree) {
+  TStrings strings("<t:Categories><t:String>a</t:String><t:String>b</t:String></t:Categories>");
+  TVqEWSStrings& list = strings.List;
+  EXPECT_EQ(list.AsString(";"), "a;b");
+  strings.Record.GetString_().Add("c");
+  EXPECT_EQ(list.AsString(";"), "a;b;c");
+  strings.Record.AsElement().RemoveChild(strings.Record.AsElement().GetFirstChildElement());
+  EXPECT_EQ(list.AsString(";"), "b;c");
+  strings.Record.AsElement().SetInnerXML("<t:String>x</t:String><t:String>y</t:String><t:String>z</t:String>");
+  list.Delete(1);
+  list.Add("w");
+  list.Delete(0);
+  EXPECT_EQ(list.AsString(";"), "z;w");
+  EXPECT_EQ(strings.Record.GetXML(), "<t:Categories><t:String>z</t:String><t:String>w</t:String></t:Categories>");
+}
+
+TEST(Strings, LongListsAreEmptiedFromBothEnds) {
+  for (const bool fromTheEnd : {false, true}) {
+    TStrings strings("<t:Categories/>");
+    for (int i = 0; i < 10000; ++i) strings.List.Add("c" + IntToStr(i));
+    while (strings.List.Count() > 0) strings.List.Delete(fromTheEnd ? strings.List.Count() - 1 : 0);
+    EXPECT_FALSE(strings.Record.AsElement().HasChildElements());
+  }
+}
+
 TEST(Strings, EmptyListIsAnEmptyText) {
   TStrings strings("<t:Categories/>");
   EXPECT_EQ(strings.List.AsString(", "), "");

@@ -43,6 +43,54 @@ TEST_F(Recipients, NameAndAddressInBrackets) {
   EXPECT_EQ(Parsed("Grüße Äß <ann@example.com>"), "Grüße Äß|SMTP|ann@example.com");
 }
 
+TEST_F(Recipients, AMailboxIsTakenAsItIs) {
+  const auto list = List();
+  const auto neil = list->AddMailbox("O'Neil, Ann <x>", "o'neil@example.com");
+  EXPECT_EQ(neil->GetName(), "O'Neil, Ann <x>");
+  EXPECT_EQ(neil->GetEmailAddress(), "o'neil@example.com");
+  EXPECT_EQ(neil->GetRoutingType(), "SMTP");
+  list->AddMailbox("", "/o=Example/cn=ann", "EX");
+  list->AddMailbox("Ann alone", "");
+  EXPECT_EQ(
+      Tree(),
+      "<t:Mailbox><t:Name>O'Neil, Ann &lt;x&gt;</t:Name><t:EmailAddress>o'neil@example.com</t:EmailAddress>"
+      "<t:RoutingType>SMTP</t:RoutingType></t:Mailbox><t:Mailbox><t:EmailAddress>/o=Example/cn=ann</t:EmailAddress>"
+      "<t:RoutingType>EX</t:RoutingType></t:Mailbox><t:Mailbox><t:Name>Ann alone</t:Name></t:Mailbox>");
+  EXPECT_EQ(Failure([&] { list->AddMailbox("", ""); }), "You can not add an empty recipient");
+  EXPECT_NE(Failure([&] { list->AddMailbox("a", string(u"b\u0001")); }), "none");
+  EXPECT_EQ(list->Count(), 3);
+}
+
+// What the list remembers of addresses follows every setter.
+TEST_F(Recipients, AreRemovedByTheAddressThatTheyHaveNow) {
+  const auto list = List();
+  for (const char* address : {"a@example.com", "b@example.com", "c@example.com", "gr\u00fc\u00df@example.com"})
+    list->AddMailbox("", address);
+  list->Remove("B@EXAMPLE.COM");
+  list->GetItem(0)->SetEmailAddress("d@example.com");
+  list->Remove("a@example.com");  // nobody's now
+  EXPECT_EQ(list->Count(), 3);
+  list->Remove("D@example.com");
+  list->Remove("GR\u00dc\u00df@example.com");
+  list->AddMailbox("", "e@example.com");
+  list->Delete(0);
+  list->Remove("E@example.com");
+  EXPECT_EQ(list->Count(), 0);
+  EXPECT_EQ(FTo.ElementCount(), 1);  // Delete leaves the element
+}
+
+TEST_F(Recipients, LongListsAreEmptiedAddressByAddress) {
+  for (const bool fromTheEnd : {false, true}) {
+    Load("");
+    const auto list = List();
+    constexpr int kCount = 10000;
+    for (int i = 0; i < kCount; ++i) list->AddMailbox("", "user" + IntToStr(i) + "@example.com");
+    for (int i = 0; i < kCount; ++i) list->Remove("user" + IntToStr(fromTheEnd ? kCount - 1 - i : i) + "@example.com");
+    EXPECT_EQ(list->Count(), 0);
+    EXPECT_FALSE(FTo.HasChildElements());
+  }
+}
+
 TEST_F(Recipients, AddressAloneInBracketsTakesTheWholeTextAsName) {
   EXPECT_EQ(Parsed("<ann@example.com>"), "<ann@example.com>|SMTP|ann@example.com");
   EXPECT_EQ(Parsed("\"\" <ann@example.com>"), "\"\" <ann@example.com>|SMTP|ann@example.com");

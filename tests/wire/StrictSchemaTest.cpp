@@ -101,6 +101,34 @@ TEST_P(StrictSchema, Attachments) {
   EXPECT_EQ(Server().CountItems(kBob, "inbox"), 1u);
 }
 
+// Without an update nothing refreshes the key: it is fetched when attachments need it.
+TEST_P(StrictSchema, AttachmentsAloneTakeAFreshKey) {
+  for (const TVqEWSSaveOption option : {soNeverOverwrite, soAutoResolve, soAlwaysOverwrite}) {
+    const auto mail = Draft("<t:Subject>S</t:Subject>");
+    const auto other = Again(*mail);
+    other->SetSubject("Moved on");
+    other->SaveChanges(soAutoResolve);
+    Attach(*mail, "a.txt", "aaa");
+    EXPECT_EQ(Sent([&] { mail->SaveChanges(option); }), (Names{"GetItem", "CreateAttachment", "GetItem"}));
+    EXPECT_EQ(AttachmentsOf(*mail), "a.txt=aaa;");
+    File(*mail, 0)->SetName("b.txt");
+    mail->SaveChanges(option);
+    EXPECT_EQ(AttachmentsOf(*mail), "b.txt=aaa;");
+    EXPECT_EQ(Again(*mail)->GetSubject(), "Moved on");
+  }
+}
+
+TEST_P(StrictSchema, ACreationWhoseAnswerWasLostIsMadeOnce) {
+  for (const Cut cut : {Cut::before, Cut::after, Cut::within}) {
+    const auto mail = Draft("<t:Subject>S</t:Subject>");
+    Attach(*mail, "a.txt", "aaa");
+    CutNext("CreateAttachment", cut);
+    EXPECT_THROW(mail->SaveChanges(soAlwaysOverwrite), EVqException);
+    mail->SaveChanges(soAlwaysOverwrite);
+    EXPECT_EQ(AttachmentsOf(*mail), "a.txt=aaa;");
+  }
+}
+
 TEST_P(StrictSchema, SendingInEveryForm) {
   for (const bool copy : {true, false}) {
     const auto mail = NewMail();
