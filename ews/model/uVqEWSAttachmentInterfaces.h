@@ -10,7 +10,8 @@ namespace velmore {
 enum TVqEWSAttachmentType : std::int32_t { attFile, attItem };
 
 /// One attachment. A view into its item: it may not outlive the item, and using it then raises a plain exception.
-/// Setters mark the attachment as modified; the item's save then replaces it on the server.
+/// Setters mark the attachment as modified; the item's save then replaces it on the server. The first setter of an attached item asks the server for that
+/// item, and raises "Unsupported Attachment Type!" for a kind that could not be made anew; setters of what belongs to an item inside raise.
 class IVqEWSAttachment : public virtual IVqObject {
  public:
   /// Which of the two interfaces below it has.

@@ -306,7 +306,7 @@ class IVqEWSFolder : public virtual IVqEWSPropObject {
   virtual TVqRef<IVqEWSItems> GetItems() = 0;
   /// Loads an item (two m:GetItem: the first finds its class).
   virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
-  /// A new, unsaved item of this folder. Asks nothing of the server.
+  /// A new, unsaved item of this folder. Asks nothing of the server. Raises EVqNotSupported for a kind that no class of this version makes.
   virtual TVqRef<IVqEWSItem> CreateItem(TItemType AItemType) = 0;
   /// Copies an item to another folder (m:CopyItem) and gives the copy's id. Raises EVqEWSIdNotTold when the copy was made and the server does not tell
   /// its id, as for one in another mailbox: repeated, it makes a second one.
