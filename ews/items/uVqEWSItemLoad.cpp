@@ -140,7 +140,8 @@ void TVqEWSItemCore::AddPropertyURI(const IVqDOMElement& AProperties, const stri
       AProperties.AddElement("t:FieldURI").SetAttribute("FieldURI", EWSShortNameToStr(field->FieldURI()));
       return;
     }
-    case fdtIndexedField: {  // under the plain element's name and with the definition's own index, on purpose
+    // Under the plain element's name and with the definition's own index, on purpose: the library's own form, which the wire form brings into the schema's.
+    case fdtIndexedField: {
       const PVqEWSFieldDef field = GetFieldDef(member->Field.GetDictionaryURI());
       const IVqDOMElement uri = AProperties.AddElement("t:FieldURI");
       uri.SetAttribute("FieldURI", EWSShortNameToStr(field->FieldURI()));

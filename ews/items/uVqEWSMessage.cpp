@@ -124,7 +124,8 @@ TEwsMimeContent& TVqEWSEMail::GetMimeContent() {
   bool replaced = false;
   for (std::string_view rest = mime; !rest.empty();) {
     const std::string_view line = TakeLine(rest);
-    // Looked for in the whole text, head and body; the first such line goes, a second one stays. Meant so.
+    // Looked for in the whole text, head and body; the first such line goes, a second one stays. Meant so: the mark
+    // above replaces the draft's own, and a message that is quoted below keeps its mark.
     if (!replaced && MentionsUnsent(line)) {
       replaced = true;
     } else {

@@ -38,7 +38,7 @@ enum TItemType : std::int32_t {
 /// without "so".
 enum TVqEWSSaveOption : std::int32_t { soNeverOverwrite, soAutoResolve, soAlwaysOverwrite };
 
-/// What becomes of a created or updated message. The third value's prefix is spelled so on purpose.
+/// What becomes of a created or updated message. The third value's prefix is spelled so on purpose: programs use the name.
 enum TMessageDispositionType : std::int32_t { mdpSaveOnly, mdpSendAndSaveCopy, mdbSendOnly };
 
 /// The responses that the server allows to an item; the wire text is the name without "irt".

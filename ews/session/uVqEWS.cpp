@@ -532,7 +532,7 @@ TVqEWSServiceSession::TVqEWSServiceSession(TVqComponent* AOwner) : TVqEWSCustomS
 }
 
 void TVqEWSServiceSession::SetNTService(bool AValue) {
-  if (!AValue) throw EVqException("");  // without a text, on purpose
+  if (!AValue) throw EVqException("");  // without a text, on purpose: programs tell it by that
   TVqEWSCustomSession::SetNTService(AValue);
 }
 

@@ -1,6 +1,5 @@
 #include "ews/stores/uVqEWSTable.h"
 
-#include "ews/schema/internal/uVqEWSWellKnownSets.h"
 #include "ews/stores/uVqEWSRestrictions.h"
 #include "ews/values/internal/uVqEWSTableCells.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
@@ -79,7 +78,6 @@ void TVqEWSTable::SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot) {
   FElements = FRowsElm.GetChildElements();
   FRows = std::move(rows);
   FFields->ForgetMade();
-  FNamedColumns = HasNamedColumns();
   FRecordCount = count;
   FPageStart = FAskedOffset;
   FPageOffset = offset;
@@ -151,12 +149,9 @@ TVqRef<IVqEWSRestriction> TVqEWSTable::CreateRestriction(TVqEWSRestrictionType A
 }
 
 bool TVqEWSTable::HasField(const TVqEWSFieldDef& AFieldDef) {
-  const TVqEWSField* field = FFields->FindField(AFieldDef);
-  if (!field) return false;
-  if (!GetActive()) return true;
-  if (FRow >= 0) GetRowData(desCurrent, false);
-  const IVqDOMElement found = GetRowElement().SelectSingleElement(field->GetPath(), kSelectQuiet);
-  return found && FFields->IsFromServer(found);
+  TVqEWSField* field = FFields->FindField(AFieldDef);
+  if (!field || !GetActive()) return field;
+  return FRow >= 0 && field->IsFromServer();
 }
 
 TVqEWSField* TVqEWSTable::FindField(const TVqEWSFieldDef& AFieldDef) {
@@ -182,32 +177,6 @@ TVqXMLSchemaElement* TVqEWSTable::GetRowData(TVqEWSGetDataElmSource ASource, boo
   return FRowElm.get();
 }
 
-bool TVqEWSTable::HasNamedColumns() const {
-  for (std::int32_t i = 0; i < FFields->Count(); ++i) {
-    const TVqEWSPropDef& row = FFields->GetItem(i).GetRow();
-    if (row.Extended && row.PropertyTag == 0 && row.PropertySetId) return true;
-  }
-  return false;
-}
-
-// A column is asked for by the id of its property set, and servers answer with the names of those that have one: such answers are brought back to the id, so
-// that the column finds them.
-void TVqEWSTable::FindNamedSets(const IVqDOMElement& ARow) {
-  if (!FNamedColumns) return;
-  for (std::int32_t i = 0; i < FFields->Count(); ++i) {
-    const TVqEWSField& field = FFields->GetItem(i);
-    const TVqEWSPropDef& row = field.GetRow();
-    if (!row.Extended || row.PropertyTag != 0 || !row.PropertySetId) continue;
-    const string path = EwsWellKnownSetPath(field.GetPath(), *row.PropertySetId);
-    if (path.empty()) continue;
-    const IVqDOMElement value = ARow.SelectSingleElement(path, kSelectQuiet);
-    if (!value) continue;
-    const IVqDOMElement uri = value.GetParentElement().SelectSingleElement("ExtendedFieldURI", kSelectRequired);
-    uri.RemoveAttribute("DistinguishedPropertySetId");
-    uri.SetAttribute("PropertySetId", PropSetIDToString(*row.PropertySetId));
-  }
-}
-
 std::unique_ptr<TVqXMLSchemaElement> TVqEWSTable::MakeRowRecord() {
   // The class of a row is that of the array's entries of this name. The record is made on the row's element at once: looking for it among the
   // entries of its kind would find the same element and cost a walk a row.
@@ -215,7 +184,6 @@ std::unique_ptr<TVqXMLSchemaElement> TVqEWSTable::MakeRowRecord() {
   const std::string_view name = detail::TVqRawElement(row).LocalName();
   const TVqXMLSchemaMember* member = ArrayOf(*FRoot, name);
   if (!member) throw EAssertionFailed("There is no property with the name: " + string(name));
-  FindNamedSets(row);
   return member->Class->CreateRecord(row);
 }
 

@@ -62,14 +62,11 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   void ToFirstRow();
   void FetchPage(std::int32_t AOffset);
   void FetchBehind();
-  void FindNamedSets(const IVqDOMElement& ARow);
-  bool HasNamedColumns() const;
 
   std::unique_ptr<TVqXMLSchemaElement> FRoot;
   IVqDOMElement FRowsElm;
   TVqDOMElementList FElements;      // all of the page
   std::vector<std::int32_t> FRows;  // the places of those that are rows
-  bool FNamedColumns = false;       // columns of this page that are properties of a set
   bool FPageEOF = true;
   std::int32_t FRow = -1;
   std::unique_ptr<TVqXMLSchemaElement> FRowElm;  // made when it is asked for

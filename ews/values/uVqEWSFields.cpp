@@ -30,10 +30,11 @@ IVqDOMElement TVqEWSField::MakeValueNode(const IVqDOMElement& AObject) {
   return made;
 }
 
-bool TVqEWSFields::IsFromServer(const IVqDOMElement& AElement) const {
-  // What was made and then written is the application's, and there.
-  return !FMade.contains(detail::TVqRawElement(AElement).Node()) || AElement.HasChildElements() ||
-         !AElement.GetTextAsUtf8().empty();
+bool TVqEWSField::IsFromServer() {
+  const IVqDOMElement found = Find();
+  if (!found) return false;
+  const bool made = static_cast<TVqEWSFields&>(Owner()).FMade.contains(detail::TVqRawElement(found).Node());
+  return !made || found.HasChildElements() || !found.GetTextAsUtf8().empty();
 }
 
 IVqDOMElement VqEntryOf(const IVqDOMElement& ARow, const TVqEWSFieldDef& AKey) {

@@ -29,6 +29,9 @@ class TVqEWSField : public TVqEWSData {
  public:
   using TVqEWSData::TVqEWSData;
 
+  /// Whether the row came with the value: what reading made does not count, unless something was written into it.
+  bool IsFromServer();
+
  protected:
   bool AsksForValue() const noexcept override { return false; }
   bool AbsentIsEmpty() const noexcept override { return true; }
@@ -58,8 +61,6 @@ class TVqEWSFields : public TVqEWSDataList<TVqEWSField> {
 
   /// For tables: finds the cells of all columns in a row.
   void FindCells(const IVqDOMElement& ARow, TVqEWSTableCells& ACells);
-  /// For tables: whether the element is the server's, and not one that reading an absent value made.
-  bool IsFromServer(const IVqDOMElement& AElement) const;
   /// For tables: the page goes, and what was made in it.
   void ForgetMade() noexcept { FMade.clear(); }
 
