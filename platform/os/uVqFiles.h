@@ -38,7 +38,7 @@ class EVqFileError : public EStreamError {
 struct TVqFileModes {
   /// Of a file that is new.
   unsigned New = 0600;
-  /// What an old file may keep of its own: whoever gave it to a group did so on purpose.
+  /// What an old file may keep of its own: whoever gave it to a group did so knowingly.
   unsigned Keep = 0660;
 };
 
