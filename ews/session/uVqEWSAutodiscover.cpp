@@ -255,7 +255,7 @@ string TVqEWSCustomSession::FindAutodiscover(TVqHTTPClientBase& AClient, const s
     FAutodisoverURL.clear();  // what an earlier look has found is not carried into this one
   }
   if (!FAutodisoverURL.empty()) {
-    // One that stood first is there twice then. Meant so.
+    // One that stood first is there twice then. Meant so: the letter, and a second question harms nobody.
     const auto found = std::ranges::find(urls, FAutodisoverURL);
     if (found != urls.end() && found != urls.begin()) urls.erase(found);
     urls.insert(urls.begin(), FAutodisoverURL);

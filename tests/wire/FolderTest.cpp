@@ -1,5 +1,7 @@
 // Folders: what they tell, folders below, copies and moves.
 
+#include <algorithm>
+
 #include "tests/wire/MailboxTestSupport.h"
 
 namespace velmore::testing {
@@ -121,6 +123,33 @@ TEST_F(Folders, MoveWhoseDeletionFailsLeavesTheCopy) {
   EXPECT_EQ(CodeOf([&] { inbox->MoveItem(id, Store().GetFolderId(dfindrafts)); }), "ErrorCannotDeleteObject");
   EXPECT_EQ(Server().CountItems(kAlice, "inbox"), 1u);
   EXPECT_EQ(Server().CountItems(kAlice, "drafts"), 1u);
+}
+
+TEST_F(Folders, MoveThatIsCutLosesNothing) {
+  const auto inbox = Inbox();
+  const TItemId drafts = Store().GetFolderId(dfindrafts);
+  const auto lose = [&](const char* operation) {
+    simulator::Fault fault;
+    fault.operation = operation;
+    fault.execute = true;  // carried out, and nobody is told
+    fault.close_before_reply = true;
+    Server().AddFault(fault);
+  };
+  const auto count = [&](const char* folder) { return Server().CountItems(kAlice, folder); };
+  // The reply of the copy is lost: the original is not touched.
+  TItemId id = AddMessage("One");
+  lose("CopyItem");
+  Forget();
+  EXPECT_THROW(inbox->MoveItem(id, drafts), EVqHTTPApiException);
+  EXPECT_EQ(std::ranges::count(Operations(), "DeleteItem"), 0);
+  EXPECT_EQ(count("inbox"), 1u);
+  EXPECT_EQ(count("drafts"), 1u);
+  // The reply of the deletion is lost: the copy is there, and a second deletion tells that the original is gone.
+  lose("DeleteItem");
+  EXPECT_THROW(inbox->MoveItem(id, drafts), EVqHTTPApiException);
+  EXPECT_EQ(count("inbox"), 0u);
+  EXPECT_EQ(count("drafts"), 2u);
+  EXPECT_EQ(CodeOf([&] { inbox->DeleteItem(id, dtHardDelete); }), "ErrorItemNotFound");
 }
 
 TEST_F(Folders, TakeRecordsOfIds) {
