@@ -61,6 +61,9 @@ int main(int argc, char** argv) {
   app.add_option("--address", options.address, "Address to listen on")->capture_default_str();
   app.add_option("--seed", options.seed_directory, "Folder with users.json and a folder of .eml files per mailbox")
       ->check(CLI::ExistingDirectory);
+  app.add_option("--settings", options.settings_file,
+                 "File with an organisation: users, rooms, lists, rights, quotas (JSON)")
+      ->check(CLI::ExistingFile);
   app.add_option("--users", users, "Users without a seed, each as name:address:password");
   app.add_option("--version", options.version, "Server version to play; --versions tells what each lacks")
       ->check(CLI::IsMember(VersionNames()))
@@ -73,6 +76,9 @@ int main(int argc, char** argv) {
                  "Folder with messages.xsd and types.xsd: refuse requests that do not validate");
   app.add_option("--record", options.record_directory, "Folder into which every exchange is written");
   app.add_option("--chunks", options.chunk_bytes, "Write replies in chunks of so many bytes");
+  app.add_flag(
+      "--accept-departures", [&](std::int64_t) { options.accept_departures = true; },
+      "Accept the departures from the published schema that the library's default forms make");
   app.add_flag(
       "--strict", [&](std::int64_t) { options.accept_departures = false; },
       "Refuse all that departs from the published schema, by the simulator's own rules");

@@ -76,6 +76,7 @@ struct Simulator::Impl {
   Options options;
   Store store;
   Service service;
+  Tokens tokens;
   Authenticator authenticator;
   Authority authority;
   TemporaryFile ca_file;
@@ -93,13 +94,8 @@ struct Simulator::Impl {
       : options(Completed(std::move(given))),
         store(ServerVersion(options.version)),
         service(store, options),
-        authenticator(
-            [this](std::string_view name) -> std::optional<User> {
-              const std::lock_guard lock(store.mutex);
-              const Mailbox* mailbox = store.ByLogon(name);
-              return mailbox != nullptr ? std::optional(mailbox->owner) : std::nullopt;
-            },
-            options.authentication),
+        tokens([this](std::string_view name) { return FindUserOf(name); }, options.token_lifetime),
+        authenticator([this](std::string_view name) { return FindUserOf(name); }, tokens, options.authentication),
         ca_file(authority.Certificate()),
         crl_file(authority.RevocationList()),
         recorder(options.keep_exchanges, options.record_directory) {
@@ -125,7 +121,22 @@ struct Simulator::Impl {
     }
     ReadMessages(options.seed_directory, store, kept,
                  [this](Mailbox& mailbox, Folder& folder, const std::string& xml) { AddXml(mailbox, folder, xml); });
+    for (const DirectoryList& list : options.lists)
+      if (std::none_of(store.lists.begin(), store.lists.end(),
+                       [&](const DirectoryList& other) { return SameText(other.smtp_address, list.smtp_address); }))
+        store.lists.push_back(list);
+    for (const Fill& fill : options.fills) {
+      Mailbox& mailbox = MailboxOf(fill.mailbox);
+      if (std::find(kept.begin(), kept.end(), &mailbox) != kept.end()) continue;
+      FillFolder(mailbox, FolderByPath(mailbox, fill.folder, true), fill.count, options.fill_seed);
+    }
     if (!options.script_file.empty()) LoadScript(options.script_file);
+  }
+
+  std::optional<User> FindUserOf(std::string_view name) const {
+    const std::lock_guard lock(store.mutex);
+    const Mailbox* mailbox = store.ByLogon(name);
+    return mailbox != nullptr ? std::optional(mailbox->owner) : std::nullopt;
   }
 
   void LoadScript(const std::string& file) {
@@ -228,6 +239,7 @@ struct Simulator::Impl {
     HttpResponse response;
     response.headers.emplace_back("Server", "Velmore-EWS-Simulator");
     const std::string path = Lower(request.target.substr(0, request.target.find('?')));
+    if (Tokens::Serves(request)) return tokens.Answer(request);
     if (path != "/ews/exchange.asmx") {
       response.status = 404;
       response.body = "There is nothing here. The service is at /EWS/Exchange.asmx.";
@@ -312,12 +324,7 @@ struct Simulator::Impl {
     return response;
   }
 
-  Mailbox& MailboxOf(const std::string& address) const {
-    Mailbox* mailbox = store.ByAddress(address);
-    if (mailbox == nullptr) mailbox = store.ByLogon(address);
-    if (mailbox == nullptr) throw SimulatorError("There is no mailbox " + address + ".");
-    return *mailbox;
-  }
+  Mailbox& MailboxOf(const std::string& address) { return MailboxNamed(store, address); }
 
   std::pair<Mailbox*, std::shared_ptr<Item>> ItemOf(const std::string& id) const {
     const auto parsed = ParseEwsId(id);

@@ -123,8 +123,17 @@ std::shared_ptr<Item> Copy(const Item& item) {
 }
 
 std::size_t Folder::UnreadCount() const {
-  return static_cast<std::size_t>(
-      std::count_if(items.begin(), items.end(), [](const auto& entry) { return entry.second->IsUnread(); }));
+  const auto unread = [](const auto& item) { return item->IsUnread(); };
+  const auto shown = Contents();
+  return static_cast<std::size_t>(std::count_if(shown.begin(), shown.end(), unread));
+}
+
+std::vector<std::shared_ptr<Item>> Folder::Contents() const {
+  if (live) return live();
+  std::vector<std::shared_ptr<Item>> all;
+  all.reserve(items.size());
+  for (const auto& [number, item] : items) all.push_back(item);
+  return all;
 }
 
 Folder* Mailbox::FindFolder(std::string_view entry_id) const {
@@ -331,6 +340,10 @@ void Mailbox::MoveFolder(Folder& folder, Folder& parent) {
 Folder& Mailbox::CopyTree(const Folder& folder, Mailbox& to, Folder& parent) const {
   Folder& copy = to.NewFolder(parent, folder.element, folder.display_name, folder.folder_class);
   copy.extended = folder.extended;
+  if (&to == this) {
+    copy.search_parameters = folder.search_parameters;
+    copy.live = folder.live;
+  }
   for (const auto& [number, item] : folder.items) {
     const std::shared_ptr<Item> duplicate = Copy(*item);
     duplicate->exceptions = item->exceptions;
@@ -390,6 +403,13 @@ void Mailbox::Adopt(Item& item) {
     attachment.item->change = item.change;
     Adopt(*attachment.item);
   }
+}
+
+void Mailbox::CheckQuota(std::size_t more) const {
+  if (owner.quota_bytes == 0) return;
+  std::uint64_t size = more;
+  for (const auto& [id, item] : items) size += item->Size();
+  if (size > owner.quota_bytes) throw EwsError("ErrorQuotaExceeded");
 }
 
 std::string Mailbox::IdOf(const Item& item) const {

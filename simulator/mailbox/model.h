@@ -4,6 +4,7 @@
 // held for the whole of an operation.
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -124,6 +125,8 @@ struct Folder {
   std::uint64_t born = 0;     // change number at which it was made
   std::string deleted_from;   // of a folder that was deleted softly: the one that it was in
   std::optional<Element> permission_set;
+  std::optional<Element> search_parameters;                  // of a search folder
+  std::function<std::vector<std::shared_ptr<Item>>()> live;  // what it finds now; see search.h
   std::vector<ExtendedValue> extended;
   std::map<std::string, Access> access;                  // by SMTP address in lower case; beside that of the mailbox
   std::map<std::uint64_t, std::shared_ptr<Item>> items;  // by number
@@ -139,6 +142,8 @@ struct Folder {
   std::uint64_t content_change = 0;  // moves whenever an item in here does
   Seconds committed = 0;             // when it last did
 
+  /// The items that it shows: its own, or what it finds.
+  std::vector<std::shared_ptr<Item>> Contents() const;
   std::size_t UnreadCount() const;
 };
 
@@ -154,6 +159,7 @@ struct Tombstone {
 
 struct Mailbox {
   User owner;
+  bool is_archive = false;
   std::string guid;
   std::string root;  // entry id
   std::unordered_map<std::string, std::unique_ptr<Folder>> folders;
@@ -195,6 +201,8 @@ struct Mailbox {
   std::string IdOf(const Folder& folder) const;
   std::string KeyOf(const Item& item) const;
   std::string KeyOf(const Folder& folder) const;
+  /// Throws EwsError when so many bytes more are more than its owner may keep.
+  void CheckQuota(std::size_t more) const;
 
  private:
   StoreChange::Place PlaceOf(const Item& item) const;
@@ -230,18 +238,25 @@ class Store {
   Mailbox* ByEntry(std::string_view entry_id) const;
   Mailbox* ByLogon(std::string_view name) const;  // "alice", "DOMAIN\\alice" or "alice@example.com"
   Mailbox& PublicFolders() { return *public_folders_; }
+  /// The archive of a mailbox; null when it has none.
+  Mailbox* ArchiveOf(const Mailbox& mailbox) const;
+  Mailbox& AddArchive(const Mailbox& mailbox);
+  void RestoreArchive(std::unique_ptr<Mailbox> archive);
+  const std::vector<std::unique_ptr<Mailbox>>& Archives() const { return archives_; }
   const Mailbox& PublicFolders() const { return *public_folders_; }
   /// Rights of a user in a folder.
   Access AccessTo(const Mailbox& mailbox, const Folder& folder, const User& user) const;
   const std::vector<std::unique_ptr<Mailbox>>& Mailboxes() const { return mailboxes_; }
 
   std::vector<DirectoryContact> contacts;
+  std::vector<DirectoryList> lists;
   int server_version = 0;
 
  private:
   void MakeFolders(Mailbox& mailbox) const;
   Observers observers_;
   std::vector<std::unique_ptr<Mailbox>> mailboxes_;
+  std::vector<std::unique_ptr<Mailbox>> archives_;
   std::unique_ptr<Mailbox> public_folders_;
 };
 

@@ -48,7 +48,7 @@ void CheckQueryable(const Path& path) {
 void CheckConstant(const Path& path, const std::string& constant) {
   const bool good = path.extended               ? path.extended->Canonical(constant).has_value()
                     : !path.indexed_uri.empty() ? true
-                                                : WhyInvalid(constant, *path.field->member).empty();
+                                                : WhyInvalid(constant, *path.field->member, false).empty();
   if (good) return;
   EwsError error = Refusal("ErrorInvalidValueForProperty", path);
   Element value = Types("Value", constant);

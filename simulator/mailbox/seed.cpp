@@ -7,6 +7,7 @@
 #include <sstream>
 #include <vector>
 
+#include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
 
 namespace velmore::simulator {
@@ -122,7 +123,8 @@ Folder& FolderByPath(Mailbox& mailbox, const std::string& path, bool create) {
       folder = mailbox.Distinguished(part);
       continue;
     }
-    Folder& parent = folder != nullptr ? *folder : *mailbox.Distinguished("msgfolderroot");
+    Folder* top = mailbox.Distinguished("msgfolderroot");
+    Folder& parent = folder != nullptr ? *folder : top != nullptr ? *top : *mailbox.FindFolder(mailbox.root);
     Folder* found = nullptr;
     for (const std::string& child : parent.children)
       if (SameText(mailbox.FindFolder(child)->display_name, part)) found = mailbox.FindFolder(child);
@@ -154,34 +156,149 @@ Item& SeedMessage(Mailbox& mailbox, Folder& folder, std::shared_ptr<const std::s
   return mailbox.AddItem(folder, std::move(item));
 }
 
-void ReadUsers(const std::string& directory, Options& options) {
-  if (directory.empty()) return;
-  if (!fs::is_directory(directory)) throw OptionError("There is no seed folder " + directory + ".");
-  const fs::path path = fs::path(directory) / "users.json";
-  if (!fs::exists(path)) return;
+namespace {
+
+/// Keys that nobody reads are mistakes.
+void CheckKeys(const Json& json, const std::string& where, std::initializer_list<const char*> known) {
+  for (const auto& [key, value] : json.items())
+    if (std::none_of(known.begin(), known.end(), [&key = key](const char* name) { return key == name; }))
+      throw OptionError(where + " has an unknown key \"" + key + "\".");
+}
+
+void ReadUser(const Json& entry, const std::string& where, Options& options) {
+  CheckKeys(entry, where,
+            {"name", "smtp", "displayName", "password", "mayImpersonate", "archive", "quota", "access", "fill"});
+  User user;
+  user.name = entry.at("name").get<std::string>();
+  user.smtp_address = entry.at("smtp").get<std::string>();
+  user.display_name = entry.value("displayName", user.name);
+  user.password = entry.value("password", std::string());
+  user.may_impersonate = entry.value("mayImpersonate", false);
+  user.archive = entry.value("archive", false);
+  user.quota_bytes = entry.value("quota", std::uint64_t{0});
+  for (const Json& grant : entry.value("access", Json::array()))
+    user.grants.push_back({grant.at("mailbox").get<std::string>(), grant.value("folder", std::string()),
+                           AccessNamed(grant.value("rights", std::string("reviewer")))});
+  const Json fill = entry.value("fill", Json::object());
+  for (const auto& [folder, count] : fill.items())
+    options.fills.push_back({user.smtp_address, folder, count.get<std::size_t>()});
+  const bool known = std::any_of(options.users.begin(), options.users.end(),
+                                 [&](const User& other) { return SameText(other.smtp_address, user.smtp_address); });
+  if (!known) options.users.push_back(std::move(user));
+}
+
+/// users.json and a settings file have one form.
+void ReadSettings(const fs::path& path, Options& options) {
   const Json json = ReadJson(path);
+  const std::string where = path.string();
   try {
-    for (const Json& entry : json.at("users")) {
-      User user;
-      user.name = entry.at("name").get<std::string>();
-      user.smtp_address = entry.at("smtp").get<std::string>();
-      user.display_name = entry.value("displayName", user.name);
-      user.password = entry.value("password", std::string());
-      user.may_impersonate = entry.value("mayImpersonate", false);
-      for (const Json& grant : entry.value("access", Json::array()))
-        user.grants.push_back({grant.at("mailbox").get<std::string>(), grant.value("folder", std::string()),
-                               AccessNamed(grant.value("rights", std::string("reviewer")))});
-      const bool known = std::any_of(options.users.begin(), options.users.end(), [&](const User& other) {
-        return SameText(other.smtp_address, user.smtp_address);
-      });
-      if (!known) options.users.push_back(std::move(user));
+    CheckKeys(json, where, {"note", "version", "domains", "users", "rooms", "lists", "directory", "fill", "fillSeed"});
+    for (const Json& entry : json.value("users", Json::array())) ReadUser(entry, where, options);
+    for (const Json& room : json.value("rooms", Json::array())) {
+      const std::string smtp = room.at("smtp").get<std::string>();
+      // A room has a mailbox, and nobody knows its password.
+      ReadUser({{"name", smtp.substr(0, smtp.find('@'))},
+                {"smtp", smtp},
+                {"displayName", room.value("displayName", smtp)},
+                {"password", NewGuid()}},
+               where, options);
     }
     for (const Json& entry : json.value("directory", Json::array()))
       options.directory.push_back(
           {entry.at("smtp").get<std::string>(), entry.value("displayName", entry.at("smtp").get<std::string>())});
+    for (const Json& entry : json.value("lists", Json::array()))
+      options.lists.push_back({entry.at("smtp").get<std::string>(),
+                               entry.value("displayName", entry.at("smtp").get<std::string>()),
+                               entry.value("members", std::vector<std::string>())});
+    for (const Json& entry : json.value("fill", Json::array()))
+      options.fills.push_back({entry.at("mailbox").get<std::string>(), entry.value("folder", std::string("inbox")),
+                               entry.at("count").get<std::size_t>()});
+    for (const std::string& domain : json.value("domains", std::vector<std::string>()))
+      options.domains.push_back(domain);
+    options.fill_seed = json.value("fillSeed", options.fill_seed);
+    // What was chosen beside the file counts.
+    if (options.version == Options().version) options.version = json.value("version", options.version);
   } catch (const Json::exception& error) {
-    throw OptionError(path.string() + ": " + error.what());
+    throw OptionError(where + ": " + error.what());
   }
+}
+
+}  // namespace
+
+void ReadUsers(const std::string& directory, Options& options) {
+  if (!options.settings_file.empty()) ReadSettings(options.settings_file, options);
+  if (directory.empty()) return;
+  if (!fs::is_directory(directory)) throw OptionError("There is no seed folder " + directory + ".");
+  const fs::path path = fs::path(directory) / "users.json";
+  if (fs::exists(path)) ReadSettings(path, options);
+}
+
+void FillFolder(Mailbox& mailbox, Folder& folder, std::size_t count, std::uint64_t seed) {
+  static constexpr const char* kWords[] = {"lamp",  "glass", "stone", "harbour", "tide",   "rope",  "signal", "storm",
+                                           "paint", "stair", "gull",  "fog",     "engine", "chart", "oil",    "bell"};
+  static constexpr const char* kPeople[] = {"Ada Alder", "Ben Beech", "Cleo Cypress", "Dan Dogwood", "Eve Elm"};
+  constexpr Seconds kBegin = 1767225600;  // 2026-01-01, so that the same items come today and tomorrow
+  std::uint64_t state = seed * 0x9e3779b97f4a7c15u + 1;
+  const auto next = [&state](std::size_t below) {
+    state ^= state << 13;
+    state ^= state >> 7;
+    state ^= state << 17;
+    return static_cast<std::size_t>(state >> 16) % below;
+  };
+  for (std::size_t i = 0; i < count; ++i) {
+    auto item = std::make_shared<Item>();
+    const std::string person = kPeople[next(std::size(kPeople))];
+    const std::string address = Lower(person.substr(0, person.find(' '))) + "@example.net";
+    const std::string words = std::string(kWords[next(16)]) + " " + kWords[next(16)] + " " + std::to_string(i);
+    item->created = item->modified = item->received = item->sent = kBegin + static_cast<Seconds>(i) * 60;
+    item->modified_by = person;
+    item->text = "About the " + words + ".";
+    item->Set("Subject", words);
+    item->Set("Importance", next(10) == 0 ? "High" : "Normal");
+    item->Set("Sensitivity", "Normal");
+    if (folder.element == "ContactsFolder") {
+      item->element = "Contact";
+      item->Set("ItemClass", "IPM.Contact");
+      item->Set("DisplayName", words);
+    } else if (folder.element == "TasksFolder") {
+      item->element = "Task";
+      item->Set("ItemClass", "IPM.Task");
+      item->Set("Status", next(2) == 0 ? "NotStarted" : "InProgress");
+      item->Set("DueDate", TimeText(item->created + 86400));
+    } else if (folder.element == "CalendarFolder") {
+      item->element = "CalendarItem";
+      item->Set("ItemClass", "IPM.Appointment");
+      item->Set("CalendarItemType", "Single");
+      item->Set("Start", TimeText(item->created));
+      item->Set("End", TimeText(item->created + 1800 * static_cast<Seconds>(1 + next(4))));
+      item->Set("LegacyFreeBusyStatus", "Busy");
+    } else {
+      item->element = "Message";
+      item->Set("ItemClass", "IPM.Note");
+      item->Set("ConversationTopic", words);
+      item->SetFlag("IsRead", next(3) != 0);
+      item->Set("InternetMessageId", "<" + std::to_string(seed) + "." + std::to_string(i) + "@example.net>");
+      for (const char* name : {"From", "Sender"}) {
+        Element holder = Types(name);
+        holder.Add(MailboxElement(person, address));
+        item->Set(std::move(holder));
+      }
+      Element to = Types("ToRecipients");
+      to.Add(MailboxElement(mailbox.owner.display_name, mailbox.owner.smtp_address, "Mailbox"));
+      item->Set(std::move(to));
+    }
+    mailbox.AddItem(folder, std::move(item));
+  }
+}
+
+Mailbox& MailboxNamed(Store& store, const std::string& name) {
+  if (name == "public") return store.PublicFolders();
+  const std::string base = name.ends_with("/archive") ? name.substr(0, name.size() - 8) : name;
+  Mailbox* mailbox = store.ByAddress(base);
+  if (mailbox == nullptr) mailbox = store.ByLogon(base);
+  if (mailbox != nullptr && base != name) mailbox = store.ArchiveOf(*mailbox);
+  if (mailbox == nullptr) throw SimulatorError("There is no mailbox " + name + ".");
+  return *mailbox;
 }
 
 void ReadMessages(const std::string& directory, Store& store, const std::vector<const Mailbox*>& filled,
@@ -189,9 +306,15 @@ void ReadMessages(const std::string& directory, Store& store, const std::vector<
   if (directory.empty()) return;
   for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
     if (!entry.is_directory()) continue;
-    // A folder of messages bears the log-on name or the address of its mailbox.
-    Mailbox* mailbox = store.ByLogon(entry.path().filename().string());
-    if (mailbox == nullptr) throw OptionError("There is no user for the seed folder " + entry.path().string() + ".");
+    // A folder of messages bears the log-on name or the address of its mailbox, with ".archive" behind it for the archive.
+    std::string name = entry.path().filename().string();
+    if (name.ends_with(".archive")) name.replace(name.size() - 8, 1, "/");
+    Mailbox* mailbox = nullptr;
+    try {
+      mailbox = &MailboxNamed(store, name);
+    } catch (const SimulatorError&) {
+      throw OptionError("There is no user for the seed folder " + entry.path().string() + ".");
+    }
     if (std::find(filled.begin(), filled.end(), mailbox) != filled.end()) continue;
     ReadFolder(entry.path(), *mailbox, {}, add_xml);
   }

@@ -14,6 +14,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "simulator/mailbox/search.h"
+
 namespace velmore::simulator {
 
 namespace {
@@ -240,6 +242,7 @@ Json PackFolder(const Folder& folder) {
             {"deletedFrom", Pack(folder.deleted_from)},
             {"children", Json::array()},
             {"items", Json::array()}};
+  if (folder.search_parameters) json["search"] = PackElement(*folder.search_parameters);
   if (folder.permission_set) json["permissions"] = PackElement(*folder.permission_set);
   for (const std::string& child : folder.children) json["children"].push_back(Pack(child));
   for (const auto& [number, item] : folder.items) json["items"].push_back(PackItem(*item));
@@ -252,6 +255,8 @@ Json PackMailbox(const Mailbox& mailbox) {
             {"displayName", Pack(mailbox.owner.display_name)},
             {"password", Pack(mailbox.owner.password)},
             {"mayImpersonate", mailbox.owner.may_impersonate},
+            {"archive", mailbox.owner.archive},
+            {"quota", mailbox.owner.quota_bytes},
             {"guid", mailbox.guid},
             {"root", Pack(mailbox.root)},
             {"access", PackAccess(mailbox.access)},
@@ -275,6 +280,8 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
   mailbox->owner.display_name = Unpack(json.at("displayName"));
   mailbox->owner.password = Unpack(json.at("password"));
   mailbox->owner.may_impersonate = json.at("mayImpersonate").get<bool>();
+  mailbox->owner.archive = json.value("archive", false);
+  mailbox->owner.quota_bytes = json.value("quota", std::uint64_t{0});
   mailbox->guid = json.at("guid").get<std::string>();
   mailbox->root = Unpack(json.at("root"));
   mailbox->access = UnpackAccess(json.at("access"));
@@ -302,6 +309,7 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
     folder->born = entry.value("born", folder->change);
     folder->committed = entry.value("committed", Seconds{0});
     if (entry.contains("deletedFrom")) folder->deleted_from = Unpack(entry["deletedFrom"]);
+    if (entry.contains("search")) folder->search_parameters = UnpackElement(entry["search"]);
     if (entry.contains("permissions")) folder->permission_set = UnpackElement(entry["permissions"]);
     for (const Json& child : entry.at("children")) folder->children.push_back(Unpack(child));
     for (const Json& each : entry.at("items")) {
@@ -312,6 +320,8 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
     if (!folder->distinguished.empty()) mailbox->distinguished[folder->distinguished] = folder->entry_id;
     mailbox->folders.emplace(folder->entry_id, std::move(folder));
   }
+  for (const auto& [id, folder] : mailbox->folders)
+    if (folder->search_parameters) BindSearch(*mailbox, *folder);
   // Folders that are named and not there would be met much later, and without a word of where they come from.
   if (mailbox->FindFolder(mailbox->root) == nullptr) throw std::out_of_range("a mailbox without its root");
   for (const auto& [id, folder] : mailbox->folders) {
@@ -332,6 +342,14 @@ std::string Why() {
 }
 
 }  // namespace
+
+std::string ItemText(const Item& item) {
+  return PackItem(item).dump();
+}
+
+std::shared_ptr<Item> ItemFromText(const std::string& text) {
+  return UnpackItem(Json::parse(text));
+}
 
 bool ReadState(const std::string& file, Store& store) {
   std::error_code error;
@@ -361,12 +379,20 @@ bool ReadState(const std::string& file, Store& store) {
   std::vector<std::unique_ptr<Mailbox>> mailboxes;
   std::unique_ptr<Mailbox> public_folders;
   std::vector<DirectoryContact> contacts;
+  std::vector<std::unique_ptr<Mailbox>> archives;
+  std::vector<DirectoryList> lists;
   std::string version;
   try {
     const Json json = Json::parse(body);
     version = json.at("version").get<std::string>();
     for (const Json& mailbox : json.at("mailboxes")) mailboxes.push_back(UnpackMailbox(mailbox));
     public_folders = UnpackMailbox(json.at("publicFolders"));
+    for (const Json& archive : json.value("archives", Json::array())) {
+      archives.push_back(UnpackMailbox(archive));
+      archives.back()->is_archive = true;
+    }
+    for (const Json& list : json.value("lists", Json::array()))
+      lists.push_back({Unpack(list.at(0)), Unpack(list.at(1)), list.at(2).get<std::vector<std::string>>()});
     for (const Json& contact : json.at("contacts")) contacts.push_back({Unpack(contact.at(0)), Unpack(contact.at(1))});
   } catch (const std::exception& wrong) {
     throw OptionError("The state file " + file + " is damaged: " + wrong.what() + "." + hint);
@@ -375,7 +401,9 @@ bool ReadState(const std::string& file, Store& store) {
     throw OptionError("The state file " + file + " is of a server of version " + version + " and cannot be used with " +
                       played + "." + hint);
   for (auto& mailbox : mailboxes) store.Restore(std::move(mailbox));
+  for (auto& archive : archives) store.RestoreArchive(std::move(archive));
   store.RestorePublicFolders(std::move(public_folders));
+  store.lists = std::move(lists);
   store.contacts = std::move(contacts);
   return true;
 }
@@ -384,7 +412,12 @@ std::string StateText(const Store& store) {
   Json json{{"version", VersionNames()[static_cast<std::size_t>(store.server_version)]},
             {"mailboxes", Json::array()},
             {"publicFolders", PackMailbox(store.PublicFolders())},
-            {"contacts", Json::array()}};
+            {"contacts", Json::array()},
+            {"archives", Json::array()},
+            {"lists", Json::array()}};
+  for (const auto& archive : store.Archives()) json["archives"].push_back(PackMailbox(*archive));
+  for (const DirectoryList& list : store.lists)
+    json["lists"].push_back({Pack(list.smtp_address), Pack(list.display_name), list.members});
   for (const auto& mailbox : store.Mailboxes()) json["mailboxes"].push_back(PackMailbox(*mailbox));
   for (const DirectoryContact& contact : store.contacts)
     json["contacts"].push_back({Pack(contact.smtp_address), Pack(contact.display_name)});

@@ -95,6 +95,10 @@ Store::Store(int version) : server_version(version) {
 void Store::MakeFolders(Mailbox& mailbox) const {
   for (const DistinguishedRow& row : kDistinguished) {
     if (row.display_name == nullptr || row.since > server_version) continue;
+    // An archive has the folders that the protocol has names for.
+    if (mailbox.is_archive && DistinguishedSince("archive" + std::string(row.name)) < 0 &&
+        row.name != std::string("root"))
+      continue;
     Folder* folder = nullptr;
     if (*row.parent == '\0') {
       auto root = std::make_unique<Folder>();
@@ -140,7 +144,9 @@ Mailbox& Store::AddMailbox(const User& user) {
   mailbox->guid = NewGuid();
   MakeFolders(*mailbox);
   mailbox->observers = &observers_;
-  return *mailboxes_.emplace_back(std::move(mailbox));
+  Mailbox& made = *mailboxes_.emplace_back(std::move(mailbox));
+  if (user.archive) AddArchive(made);
+  return made;
 }
 
 Mailbox* Store::ByAddress(std::string_view smtp_address) const {
@@ -149,15 +155,40 @@ Mailbox* Store::ByAddress(std::string_view smtp_address) const {
   return nullptr;
 }
 
+Mailbox* Store::ArchiveOf(const Mailbox& mailbox) const {
+  for (const auto& archive : archives_)
+    if (SameText(archive->owner.smtp_address, mailbox.owner.smtp_address)) return archive.get();
+  return nullptr;
+}
+
+Mailbox& Store::AddArchive(const Mailbox& mailbox) {
+  auto archive = std::make_unique<Mailbox>();
+  archive->is_archive = true;
+  archive->owner = mailbox.owner;
+  archive->guid = NewGuid();
+  MakeFolders(*archive);
+  RestoreArchive(std::move(archive));
+  return *archives_.back();
+}
+
+void Store::RestoreArchive(std::unique_ptr<Mailbox> archive) {
+  archive->observers = &observers_;
+  archives_.push_back(std::move(archive));
+}
+
 Mailbox* Store::ByGuid(std::string_view guid) const {
   for (const auto& mailbox : mailboxes_)
     if (mailbox->guid == guid) return mailbox.get();
+  for (const auto& archive : archives_)
+    if (archive->guid == guid) return archive.get();
   return public_folders_->guid == guid ? public_folders_.get() : nullptr;
 }
 
 Mailbox* Store::ByEntry(std::string_view entry_id) const {
   for (const auto& mailbox : mailboxes_)
     if (mailbox->FindFolder(entry_id) != nullptr || mailbox->FindItem(entry_id) != nullptr) return mailbox.get();
+  for (const auto& archive : archives_)
+    if (archive->FindFolder(entry_id) != nullptr || archive->FindItem(entry_id) != nullptr) return archive.get();
   if (public_folders_->FindFolder(entry_id) != nullptr || public_folders_->FindItem(entry_id) != nullptr)
     return public_folders_.get();
   return nullptr;
@@ -171,11 +202,13 @@ Mailbox* Store::ByLogon(std::string_view name) const {
 }
 
 Access Store::AccessTo(const Mailbox& mailbox, const Folder& folder, const User& user) const {
-  if (SameText(mailbox.owner.smtp_address, user.smtp_address)) return Access::kOwner;
+  if (&mailbox != public_folders_.get() && SameText(mailbox.owner.smtp_address, user.smtp_address))
+    return Access::kOwner;
   const std::string address = Lower(user.smtp_address);
   Access access = &mailbox == public_folders_.get() ? Access::kAuthor : Access::kNone;
   const auto raise = [&](const std::string& granted_mailbox, const std::string& granted_folder, Access granted) {
-    if (!SameText(granted_mailbox, mailbox.owner.smtp_address)) return;
+    const bool is_public = &mailbox == public_folders_.get();
+    if (is_public ? granted_mailbox != "public" : !SameText(granted_mailbox, mailbox.owner.smtp_address)) return;
     if (!granted_folder.empty()) {
       // A right in a folder holds for what is below it.
       const Folder* at = &folder;
@@ -189,8 +222,10 @@ Access Store::AccessTo(const Mailbox& mailbox, const Folder& folder, const User&
     raise(grant.mailbox, grant.folder, grant.access);
   if (const auto found = mailbox.access.find(address); found != mailbox.access.end())
     access = std::max(access, found->second);
-  if (const auto found = folder.access.find(address); found != folder.access.end())
-    access = std::max(access, found->second);
+  // Who is not named in a folder has what all have there.
+  auto found = folder.access.find(address);
+  if (found == folder.access.end()) found = folder.access.find("");
+  if (found != folder.access.end()) access = std::max(access, found->second);
   return access;
 }
 

@@ -422,14 +422,18 @@ std::optional<Element> FolderProperty(const Folder& folder, const Member& member
   if (name == "DisplayName") return Types(name, folder.display_name);
   if (name == "TotalCount") {
     std::size_t count = 0;
-    for (const auto& [number, item] : folder.items) count += item->Flag("IsAssociated") ? 0 : 1;
+    for (const auto& item : folder.Contents()) count += item->Flag("IsAssociated") ? 0 : 1;
     return Types(name, std::to_string(count));
   }
   if (name == "ChildFolderCount") return Types(name, std::to_string(folder.children.size()));
   if (name == "UnreadCount") return Types(name, std::to_string(folder.UnreadCount()));
   if (name == "EffectiveRights") return EffectiveRights(viewer, "EffectiveRights");
   if (name == "DistinguishedFolderId")
-    return folder.distinguished.empty() ? std::nullopt : std::optional(Types(name, folder.distinguished));
+    return folder.distinguished.empty()
+               ? std::nullopt
+               : std::optional(Types(name, (mailbox.is_archive ? "archive" : "") + folder.distinguished));
+  if (name == "PermissionSet") return folder.permission_set;
+  if (name == "SearchParameters") return folder.search_parameters;
   return std::nullopt;
 }
 

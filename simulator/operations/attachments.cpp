@@ -41,6 +41,7 @@ Element CreateAttachment(Context& context, const Element& request) {
                        Attachment attachment = MakeAttachment(context, element);
                        if (found.item->Size() + attachment.Size() > context.options.max_message_bytes)
                          throw EwsError("ErrorAttachmentSizeLimitExceeded");
+                       found.mailbox->CheckQuota(attachment.Size());
                        first = false;
                        found.item->attachments.push_back(std::move(attachment));
                        Touch(context, found);

@@ -40,6 +40,15 @@ constexpr OperationRow kOperations[] = {
     {"MarkAllItemsAsRead", MarkAllItemsAsRead, kExchange2013},
     {"SyncFolderItems", SyncFolderItems, 0},
     {"SyncFolderHierarchy", SyncFolderHierarchy, 0},
+    {"CreateUserConfiguration", CreateUserConfiguration, kExchange2010},
+    {"GetUserConfiguration", GetUserConfiguration, kExchange2010},
+    {"UpdateUserConfiguration", UpdateUserConfiguration, kExchange2010},
+    {"DeleteUserConfiguration", DeleteUserConfiguration, kExchange2010},
+    {"GetDelegate", GetDelegate, kExchange2007Sp1},
+    {"ExpandDL", ExpandDL, 0},
+    {"ArchiveItem", ArchiveItem, kExchange2013},
+    {"ExportItems", ExportItems, kExchange2010Sp1},
+    {"UploadItems", UploadItems, kExchange2010Sp1},
 };
 
 /// What servers have beside these.
@@ -51,17 +60,12 @@ constexpr const char* kOthers[] = {"AddDelegate",
                                    "AddNewTelUriContactToGroup",
                                    "AddTag",
                                    "ApplyConversationAction",
-                                   "ArchiveItem",
                                    "CreateFolderPath",
                                    "CreateManagedFolder",
-                                   "CreateUserConfiguration",
-                                   "DeleteUserConfiguration",
                                    "DisableApp",
                                    "DisconnectPhoneCall",
                                    "EndSearchSession",
                                    "ExecuteSearch",
-                                   "ExpandDL",
-                                   "ExportItems",
                                    "FindAvailableMeetingTimes",
                                    "FindConversation",
                                    "FindMailboxStatisticsByKeywords",
@@ -73,7 +77,6 @@ constexpr const char* kOthers[] = {"AddDelegate",
                                    "GetAppMarketplaceUrl",
                                    "GetClientAccessToken",
                                    "GetConversationItems",
-                                   "GetDelegate",
                                    "GetDiscoverySearchConfiguration",
                                    "GetEvents",
                                    "GetHoldOnMailboxes",
@@ -97,7 +100,6 @@ constexpr const char* kOthers[] = {"AddDelegate",
                                    "GetSharingMetadata",
                                    "GetStreamingEvents",
                                    "GetUserAvailabilityRequest",
-                                   "GetUserConfiguration",
                                    "GetUserOofSettingsRequest",
                                    "GetUserPhoto",
                                    "GetUserRetentionPolicyTags",
@@ -127,9 +129,7 @@ constexpr const char* kOthers[] = {"AddDelegate",
                                    "Unsubscribe",
                                    "UpdateDelegate",
                                    "UpdateInboxRules",
-                                   "UpdateItemInRecoverableItems",
-                                   "UpdateUserConfiguration",
-                                   "UploadItems"};
+                                   "UpdateItemInRecoverableItems"};
 
 Element SuccessMessage(const std::string& operation, std::vector<Element> content) {
   Element message = Messages(operation + "ResponseMessage");
@@ -238,12 +238,17 @@ Place LocateFolder(Context& context, const Element& id) {
       if (place.mailbox == nullptr) throw EwsError("ErrorNonExistentMailbox");
     }
     if (name == "publicfoldersroot") place.mailbox = &context.store.PublicFolders();
+    const bool archive = name.starts_with("archive");
+    if (archive && place.mailbox != nullptr) {
+      place.mailbox = context.store.ArchiveOf(*place.mailbox);
+      if (place.mailbox == nullptr) throw EwsError("ErrorFolderNotFound");
+    }
     if (place.mailbox == nullptr)
       throw EwsError(
           "ErrorMissingEmailAddress",
           "When making a request as an account that does not have a mailbox, you must specify the mailbox primary SMTP "
           "address for any distinguished folder Ids.");
-    place.folder = place.mailbox->Distinguished(name);
+    place.folder = place.mailbox->Distinguished(archive ? name.substr(7) : name);
     if (place.folder == nullptr) throw EwsError("ErrorFolderNotFound");
   } else {
     const std::string& text = id.AttributeText("Id");

@@ -117,8 +117,15 @@ void Send(Context& context, Item& item) {
   item.received = item.sent;
 
   std::set<std::string> done;
-  for (const std::string& address : addresses) {
+  for (std::size_t i = 0; i < addresses.size(); ++i) {
+    const std::string address = addresses[i];
     if (!done.insert(Lower(address)).second) continue;
+    const auto list = std::find_if(context.store.lists.begin(), context.store.lists.end(),
+                                   [&](const DirectoryList& l) { return SameText(l.smtp_address, address); });
+    if (list != context.store.lists.end()) {
+      addresses.insert(addresses.end(), list->members.begin(), list->members.end());
+      continue;
+    }
     if (Mailbox* mailbox = context.store.ByAddress(address)) {
       auto delivered = Copy(item);
       std::erase_if(delivered->extended,
@@ -133,6 +140,8 @@ void Send(Context& context, Item& item) {
         std::any_of(context.store.contacts.begin(), context.store.contacts.end(),
                     [&](const DirectoryContact& contact) { return SameText(contact.smtp_address, address); });
     const bool local =
+        std::find(context.options.domains.begin(), context.options.domains.end(), DomainOf(address)) !=
+            context.options.domains.end() ||
         std::any_of(context.store.Mailboxes().begin(), context.store.Mailboxes().end(),
                     [&](const auto& mailbox) { return DomainOf(mailbox->owner.smtp_address) == DomainOf(address); });
     if (local && !known) ReturnUndelivered(context, item, address);
@@ -165,6 +174,7 @@ Element CreateItem(Context& context, const Element& request) {
         }
         Require(place, Access::kAuthor);
         if (!mail || disposition != "SendOnly") CheckFits(*item, *place.folder);
+        place.mailbox->CheckQuota(item->Size());
 
         Element items = Messages("Items");
         if (mail && disposition != "SaveOnly") {

@@ -59,6 +59,9 @@ Element ResolveNames(Context& context, const Element& request) {
     for (const DirectoryContact& contact : context.store.contacts)
       if (Means(entry, contact.display_name, contact.smtp_address, {}))
         directory.push_back(FromDirectory(contact.display_name, contact.smtp_address, "Contact"));
+    for (const DirectoryList& list : context.store.lists)
+      if (Means(entry, list.display_name, list.smtp_address, {}))
+        directory.push_back(FromDirectory(list.display_name, list.smtp_address, "PublicDL"));
     // A whole address means nobody else.
     const auto exact = std::find_if(directory.begin(), directory.end(), [&](const Candidate& c) {
       return SameText(c.mailbox.ChildText("EmailAddress"), entry);

@@ -83,8 +83,7 @@ std::vector<std::shared_ptr<Item>> Select(Mailbox& mailbox, const Folder& folder
   const bool associated = request.AttributeText("Traversal") == "Associated";
   std::vector<std::shared_ptr<Item>> rows;
   const bool deleted = request.AttributeText("Traversal") == "SoftDeleted";
-  const Folder& source = deleted ? mailbox.Dumpster() : folder;
-  for (const auto& [number, item] : source.items)
+  for (const auto& item : (deleted ? mailbox.Dumpster() : folder).Contents())
     if (item->Flag("IsAssociated") == associated && (!deleted || item->deleted_from == folder.entry_id) &&
         (restriction == nullptr || restriction->Matches(*item, viewer)))
       rows.push_back(item);
@@ -162,8 +161,8 @@ Element FindItem(Context& context, const Element& request) {
     Folder& folder = *place.folder;
     const std::string key = XmlOf(request.Child("Restriction")) + XmlOf(request.Child("SortOrder")) +
                             request.AttributeText("Traversal") + std::to_string(context.version);
-    // What was deleted stands elsewhere, where changes are not counted for this folder.
-    if (folder.search.key != key || request.AttributeText("Traversal") == "SoftDeleted" ||
+    // What was deleted, and what a search finds, stands elsewhere, where changes are not counted for this folder.
+    if (folder.search.key != key || folder.live || request.AttributeText("Traversal") == "SoftDeleted" ||
         folder.search.change != folder.content_change) {
       Folder::Search search;
       search.rows = Select(*place.mailbox, folder, request, viewer);

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "simulator/mailbox/ids.h"
+#include "simulator/mailbox/restriction.h"
+#include "simulator/mailbox/search.h"
 #include "simulator/operations/operations.h"
 
 namespace velmore::simulator {
@@ -34,6 +36,61 @@ void SetExtended(Folder& folder, const Element& property) {
   ExtendedValue value = ReadExtended(property);
   std::erase_if(folder.extended, [&](const ExtendedValue& present) { return present.key == value.key; });
   folder.extended.push_back(std::move(value));
+}
+
+/// What a permission comes down to here.
+Access AccessOf(const Element& permission) {
+  static constexpr std::pair<const char*, Access> kLevels[] = {{"None", Access::kNone},
+                                                               {"Owner", Access::kOwner},
+                                                               {"PublishingEditor", Access::kEditor},
+                                                               {"Editor", Access::kEditor},
+                                                               {"PublishingAuthor", Access::kAuthor},
+                                                               {"Author", Access::kAuthor},
+                                                               {"NoneditingAuthor", Access::kAuthor},
+                                                               {"Reviewer", Access::kReviewer},
+                                                               {"Contributor", Access::kNone},
+                                                               {"FreeBusyTimeOnly", Access::kNone},
+                                                               {"FreeBusyTimeAndSubjectAndLocation", Access::kNone}};
+  std::string level = permission.ChildText("PermissionLevel");
+  if (level.empty()) level = permission.ChildText("CalendarPermissionLevel");
+  for (const auto& [name, access] : kLevels)
+    if (level == name) return access;
+  if (IsTrue(permission.ChildText("IsFolderOwner"))) return Access::kOwner;
+  if (permission.ChildText("ReadItems") != "FullDetails") return Access::kNone;
+  if (permission.ChildText("EditItems") == "All") return Access::kEditor;
+  return IsTrue(permission.ChildText("CanCreateItems")) ? Access::kAuthor : Access::kReviewer;
+}
+
+void SetPermissions(Context& context, Folder& folder, const Element& set) {
+  std::map<std::string, Access> access;
+  for (const Element& list : set.children) {
+    if (list.name != "Permissions" && list.name != "CalendarPermissions") continue;
+    for (const Element& permission : list.children) {
+      const Element* user = permission.Child("UserId");
+      if (user == nullptr) throw EwsError("ErrorInvalidUserInfo", "A permission must tell whose it is.");
+      const std::string& address = user->ChildText("PrimarySmtpAddress");
+      const std::string& everybody = user->ChildText("DistinguishedUser");
+      if (everybody == "Anonymous") continue;
+      if (everybody.empty() && context.store.ByAddress(address) == nullptr)
+        throw EwsError("ErrorInvalidUserInfo", "There is nobody with the address \"" + address + "\".");
+      access[everybody.empty() ? Lower(address) : std::string()] = AccessOf(permission);
+    }
+  }
+  folder.access = std::move(access);
+  folder.permission_set = set;
+}
+
+/// The folders of a search by their ids, whatever the request called them.
+void SetSearch(Context& context, const Mailbox& mailbox, Folder& folder, const Element& parameters) {
+  Element resolved = parameters;
+  for (Element& id : resolved.Child("BaseFolderIds")->children) {
+    const Place base = LocateFolder(context, id);
+    if (base.mailbox != &mailbox)
+      throw EwsError("ErrorInvalidOperation", "A search folder finds what is in its own mailbox.");
+    id = FolderIdElement(*base.mailbox, *base.folder);
+  }
+  std::swap(folder.search_parameters.emplace(), resolved);
+  BindSearch(mailbox, folder);
 }
 
 Element Holding(const Mailbox& mailbox, const Folder& folder) {
@@ -69,6 +126,7 @@ Element CopyOrMove(Context& context, const Element& request, bool move) {
           throw EwsError("ErrorMoveCopyFailed");
         if (HasChild(*target.mailbox, *target.folder, source.folder->display_name, move ? source.folder : nullptr))
           throw EwsError("ErrorFolderExists");
+        if (source.folder->search_parameters && source.mailbox != target.mailbox) throw EwsError("ErrorMoveCopyFailed");
         Folder* result = source.folder;
         if (move && source.mailbox == target.mailbox) {
           source.mailbox->MoveFolder(*source.folder, *target.folder);
@@ -101,11 +159,20 @@ Element CreateFolder(Context& context, const Element& request) {
         if (element.name != "Folder" && element.name != "SearchFolder" &&
             ElementOf(folder_class, element.name) != element.name)
           throw EwsError("ErrorNoFolderClassOverride");
+        const Element* permissions = element.Child("PermissionSet");
+        const Element* search = element.Child("SearchParameters");
+        if (search != nullptr) {
+          // Refused before anything is made.
+          const Restriction checked(*search->Child("Restriction"));
+          for (const Element& id : search->Child("BaseFolderIds")->children) LocateFolder(context, id);
+        }
         Folder& folder = parent.mailbox->AddFolder(
             *parent.folder, element.name == "Folder" ? ElementOf(folder_class, "Folder") : element.name, name,
             folder_class);
         for (const Element& child : element.children)
           if (child.name == "ExtendedProperty") SetExtended(folder, child);
+        if (permissions != nullptr) SetPermissions(context, folder, *permissions);
+        if (search != nullptr) SetSearch(context, *parent.mailbox, folder, *search);
         return std::vector<Element>{Holding(*parent.mailbox, folder)};
       },
       {Messages("Folders")});
@@ -127,6 +194,7 @@ Element UpdateFolder(Context& context, const Element& request) {
                          if (update.name == "DeleteFolderField") {
                            if (path.ElementName() == "PermissionSet") {
                              folder.permission_set.reset();
+                             folder.access.clear();
                              continue;
                            }
                            if (!path.extended) throw Refusal("ErrorInvalidPropertyDelete", path);
@@ -147,6 +215,10 @@ Element UpdateFolder(Context& context, const Element& request) {
                            SetExtended(folder, value);
                          } else if (path.ElementName() != value.name) {
                            throw Refusal("ErrorUpdatePropertyMismatch", path);
+                         } else if (value.name == "PermissionSet") {
+                           SetPermissions(context, folder, value);
+                         } else if (value.name == "SearchParameters") {
+                           SetSearch(context, *place.mailbox, folder, value);
                          } else if (value.name == "DisplayName") {
                            if (value.text.empty() || !folder.distinguished.empty())
                              throw Refusal("ErrorInvalidPropertySet", path);

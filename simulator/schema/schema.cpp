@@ -1,7 +1,9 @@
 #include "simulator/schema/schema.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
 
 #include "simulator/time/time.h"
@@ -45,14 +47,28 @@ Member ParseMember(std::string_view token, Space space) {
     } else {  // ':'
       end = std::min(token.find_first_of("/@"), token.size());
       const std::string type(token.substr(0, end));
+      const std::size_t range = std::min(type.find('['), type.size());
       token.remove_prefix(end);
       if (type.front() == '=') {
         member.kind = ValueKind::kEnumeration;
         member.enumeration = Split(type.substr(1), '|');
       } else if (type == "b") {
         member.kind = ValueKind::kBoolean;
-      } else if (type == "i") {
+      } else if (type.substr(0, range) == "i") {
         member.kind = ValueKind::kInteger;
+        if (range < type.size()) {
+          char* comma = nullptr;
+          member.least = std::strtoll(type.c_str() + range + 1, &comma, 10);
+          member.most = std::strtoll(comma + 1, nullptr, 10);
+        }
+      } else if (type.front() == '~') {
+        member.facet = 'w';
+        member.enumeration = Split(type.substr(1), '|');
+      } else if (type == "D") {
+        member.kind = ValueKind::kDateTime;
+        member.facet = 'D';
+      } else if (type.size() == 1 && std::string_view("glnhtu").find(type.front()) != std::string_view::npos) {
+        member.facet = type.front();
       } else if (type == "d") {
         member.kind = ValueKind::kDateTime;
       } else if (type == "f") {
@@ -113,9 +129,72 @@ std::string SimpleTypeName(ValueKind kind) {
   }
 }
 
+/// A point in time as the letter of the schema has it, or a day.
+bool IsStrictTime(const std::string& text, bool day) {
+  const std::size_t time = text.find('T');
+  const std::size_t end = std::min(text.find_first_of("Z+-", 10), text.size());
+  if (day != (time == std::string::npos)) return false;
+  if (end < text.size() && text[end] != 'Z') {
+    const int minutes =
+        std::atoi(text.c_str() + end + 1) * 60 + std::atoi(text.c_str() + std::min(end + 4, text.size()));
+    if (minutes > 14 * 60) return false;
+  }
+  return day || (text.substr(17, 2) < "60" && text[end - 1] != '.');
+}
+
+/// Is a text what the facet of its member says?
+bool FitsFacet(const std::string& text, const Member& member) {
+  const auto only = [](std::string_view part, const char* allowed) {
+    return part.find_first_not_of(allowed) == std::string_view::npos;
+  };
+  static constexpr const char* kHex = "0123456789abcdefABCDEF";
+  const bool hex = text.starts_with("0x") || text.starts_with("0X");
+  switch (member.facet) {
+    case 'g': {  // a language
+      std::size_t parts = 0;
+      for (std::size_t at = 0; at <= text.size(); ++parts) {
+        const std::size_t end = std::min(text.find('-', at), text.size());
+        const std::string_view part = std::string_view(text).substr(at, end - at);
+        const bool good = std::all_of(part.begin(), part.end(), [&](unsigned char c) {
+          return c < 0x80 && (std::isalpha(c) != 0 || (parts > 0 && std::isdigit(c) != 0));
+        });
+        if (part.empty() || part.size() > 8 || !good) return false;
+        at = end + 1;
+      }
+      return true;
+    }
+    case 'l':  // an address
+      for (std::size_t at = text.find('%'); at != std::string::npos; at = text.find('%', at + 1))
+        if (at + 2 >= text.size() || !only(std::string_view(text).substr(at + 1, 2), kHex)) return false;
+      return true;
+    case 'n':
+      return !text.empty();
+    case 'h':  // a mask
+      return hex ? only(std::string_view(text).substr(2), kHex) : only(text, "0123456789");
+    case 't': {  // a tag
+      char* end = nullptr;
+      const unsigned long long tag = std::strtoull(text.c_str(), &end, hex ? 16 : 10);
+      return !text.empty() && *end == '\0' && tag <= 0xffff && text.front() != '-';
+    }
+    case 'u':  // a GUID
+      return text.size() == 36 && only(text, "0123456789abcdefABCDEF-") && text[8] == '-' && text[13] == '-' &&
+             text[18] == '-' && text[23] == '-';
+    case 'w':
+      for (const std::string& word : Split(text, ' '))
+        if (std::find(member.enumeration.begin(), member.enumeration.end(), word) == member.enumeration.end())
+          return false;
+      return true;
+    default:
+      return true;
+  }
+}
+
 }  // namespace
 
-std::string WhyInvalid(const std::string& text, const Member& member) {
+std::string WhyInvalid(const std::string& text, const Member& member, bool strict) {
+  if (strict && !FitsFacet(text, member))
+    return "The value '" + text.substr(0, 200) + "' is invalid according to its datatype '" +
+           std::string(kTypesNamespace) + ":" + member.name + "Type' - The Pattern constraint failed.";
   if (member.kind == ValueKind::kEnumeration) {
     if (std::find(member.enumeration.begin(), member.enumeration.end(), text) != member.enumeration.end()) return {};
     return "The value '" + text + "' is invalid according to its datatype '" + std::string(kTypesNamespace) + ":" +
@@ -133,16 +212,19 @@ std::string WhyInvalid(const std::string& text, const Member& member) {
       long long value = 0;
       const char* begin = trimmed.data() + (!trimmed.empty() && trimmed.front() == '+' ? 1 : 0);
       const auto result = std::from_chars(begin, trimmed.data() + trimmed.size(), value);
-      good = !trimmed.empty() && result.ec == std::errc() && result.ptr == trimmed.data() + trimmed.size();
+      good = !trimmed.empty() && result.ec == std::errc() && result.ptr == trimmed.data() + trimmed.size() &&
+             (!strict || (value >= member.least && value <= member.most));
       break;
     }
     case ValueKind::kDateTime:
-      good = ParseTime(trimmed).has_value();
+      good = ParseTime(trimmed).has_value() && (!strict || IsStrictTime(trimmed, member.facet == 'D'));
       break;
     case ValueKind::kDouble: {
       char* end = nullptr;
       std::strtod(trimmed.c_str(), &end);
-      good = !trimmed.empty() && *end == '\0';
+      good = !trimmed.empty() && *end == '\0' &&
+             (trimmed.find_first_not_of("0123456789+-.eE") == std::string::npos || trimmed == "INF" ||
+              trimmed == "-INF" || trimmed == "NaN");
       break;
     }
     case ValueKind::kBinary: {
@@ -283,7 +365,7 @@ void Schema::CheckChoice(Element& element, const SchemaType& type, Checker& chec
     if (member->type != nullptr)
       CheckElement(child, *member->type, checker);
     else
-      CheckValue(child, *member);
+      CheckValue(child, *member, checker);
   }
   if (!element.children.empty() || type.members.empty()) return;
   // Lists of values may be empty; what is empty without sense is incomplete.
@@ -292,11 +374,14 @@ void Schema::CheckChoice(Element& element, const SchemaType& type, Checker& chec
     ++checker.departures["EmptyUpdates"];
     return;
   }
-  static const char* const kMayBeEmpty[] = {"Strings",     "Recipients", "Attendees",  "Members",
-                                            "Expressions", "Values",     "Attachments"};
-  const bool may_be_empty =
-      std::any_of(std::begin(kMayBeEmpty), std::end(kMayBeEmpty), [&](const char* name) { return type.name == name; });
-  if (!may_be_empty || type.one) Incomplete(element, expected);
+  static const char* const kMayBeEmpty[] = {"Strings", "Recipients", "Members", "Dictionary"};
+  static const char* const kHarmless[] = {"Attendees", "Expressions", "Values", "Attachments"};
+  const auto is_one_of = [&](const auto& names) {
+    return std::any_of(std::begin(names), std::end(names), [&](const char* name) { return type.name == name; });
+  };
+  if (is_one_of(kMayBeEmpty)) return;
+  if (!is_one_of(kHarmless) || !checker.accept_departures) Incomplete(element, expected);
+  ++checker.departures["EmptyList"];
 }
 
 void Schema::CheckSequence(Element& element, const SchemaType& type, Checker& checker) const {
@@ -344,12 +429,12 @@ void Schema::CheckSequence(Element& element, const SchemaType& type, Checker& ch
     if (member->type != nullptr)
       CheckElement(child, *member->type, checker);
     else
-      CheckValue(child, *member);
+      CheckValue(child, *member, checker);
   }
   for (std::size_t m = place; m < type.members.size(); ++m)
     if (type.members[m].required) Incomplete(element, {&type.members[m]});
-  if (!element.children.empty() && !element.text.empty() &&
-      element.text.find_first_not_of(" \t\r\n") != std::string::npos)
+  CheckShape(element, type, checker);
+  if (!type.members.empty() && !element.text.empty() && element.text.find_first_not_of(" \t\r\n") != std::string::npos)
     throw SchemaViolation("The element " + NameInSpace(element.name, element.space) +
                               " cannot contain text. List of possible elements expected: ''.",
                           element.line, element.column);
@@ -371,9 +456,10 @@ void Schema::CheckAttributes(const Element& element, const SchemaType& type, Che
       }
       throw SchemaViolation("The '" + name + "' attribute is not declared.", element.line, element.column);
     }
-    const std::string why = WhyInvalid(value, *found);
-    if (!why.empty())
+    const std::string why = WhyInvalid(value, *found, true);
+    if (!why.empty() && (!checker.accept_departures || !WhyInvalid(value, *found, false).empty()))
       throw SchemaViolation("The '" + name + "' attribute is invalid - " + why, element.line, element.column);
+    if (!why.empty()) ++checker.departures["LooseValue"];
     if (name == "FieldURI" && type.name == "PathToField" && element.Attribute("FieldIndex") == nullptr) {
       const FieldUri* field = FindFieldUri(value);
       if (field == nullptr || field->member->since > checker.version)
@@ -388,17 +474,43 @@ void Schema::CheckAttributes(const Element& element, const SchemaType& type, Che
       throw SchemaViolation("The required attribute '" + member.name + "' is missing.", element.line, element.column);
 }
 
-void Schema::CheckValue(const Element& element, const Member& member) const {
+void Schema::CheckValue(const Element& element, const Member& member, Checker& checker) const {
   if (!element.children.empty())
     throw SchemaViolation("The element " + NameInSpace(element.name, element.space) + " cannot contain child element " +
                               NameInSpace(element.children.front().name, element.children.front().space) +
                               " because the parent element's content model is text only.",
                           element.children.front().line, element.children.front().column);
-  if (member.kind == ValueKind::kString) return;
-  const std::string why = WhyInvalid(element.text, member);
-  if (!why.empty())
+  const std::string why = WhyInvalid(element.text, member, true);
+  if (why.empty()) return;
+  if (!checker.accept_departures || !WhyInvalid(element.text, member, false).empty())
     throw SchemaViolation("The " + NameInSpace(element.name, element.space) + " element is invalid - " + why,
                           element.line, element.column);
+  ++checker.departures["LooseValue"];
+}
+
+void Schema::CheckShape(const Element& element, const SchemaType& type, Checker& checker) const {
+  const std::size_t count = element.children.size();
+  const auto is_path = [](const Element& child) { return child.name.ends_with("FieldURI"); };
+  const auto is_id = [](const Element& child) { return child.name.ends_with("Id"); };
+  const auto is_range = [](const Element& child) {
+    return child.name == "NoEndRecurrence" || child.name == "EndDateRecurrence" || child.name == "NumberedRecurrence";
+  };
+  bool good = true;
+  if (type.name == "TwoOperands" || type.name == "Excludes" || type.name == "Contains")
+    good = count > 0 && is_path(element.children.front());
+  else if (type.name == "ItemField" || type.name == "FolderField")
+    good = count == 2 && is_path(element.children.front()) && !is_path(element.children.back());
+  else if (type.name == "ItemChange" || type.name == "FolderChange")
+    good = count == 2 && is_id(element.children.front());
+  else if (type.name == "ExtendedProperty")
+    good = count == 2;
+  else if (type.name == "Recurrence")
+    good = count == 2 && !is_range(element.children.front()) && is_range(element.children.back());
+  if (good) return;
+  if (!checker.accept_departures)
+    throw SchemaViolation("The element " + NameInSpace(element.name, element.space) + " has incomplete content.",
+                          element.line, element.column);
+  ++checker.departures["LooseShape"];
 }
 
 namespace {

@@ -37,6 +37,9 @@ struct Member {
   std::string type_name;                 // of a complex member
   const SchemaType* type = nullptr;      // the same, resolved
   std::vector<std::string> enumeration;  // texts allowed
+  char facet = '\0';                     // what else a text must be; see schema_rows.cpp
+  std::int64_t least = INT32_MIN;        // of an integer
+  std::int64_t most = INT32_MAX;
   bool required = false;
   bool repeated = false;
   std::string flags;  // see schema_rows.cpp
@@ -45,8 +48,9 @@ struct Member {
   bool Has(char flag) const { return flags.find(flag) != std::string::npos; }
 };
 
-/// Why a text is no value of a member, in the words of servers; empty when it is one.
-std::string WhyInvalid(const std::string& text, const Member& member);
+/// Why a text is no value of a member, in the words of servers; empty when it is one. What only the letter of the schema forbids (a date without its
+/// time, a number out of the range of its type) is told when `strict`.
+std::string WhyInvalid(const std::string& text, const Member& member, bool strict);
 
 struct SchemaType {
   enum class Model { kSequence, kChoice, kOpen };
@@ -93,7 +97,9 @@ class Schema {
   void CheckSequence(Element& element, const SchemaType& type, Checker& checker) const;
   void CheckChoice(Element& element, const SchemaType& type, Checker& checker) const;
   void CheckAttributes(const Element& element, const SchemaType& type, Checker& checker) const;
-  void CheckValue(const Element& element, const Member& member) const;
+  void CheckValue(const Element& element, const Member& member, Checker& checker) const;
+  /// What the order of children alone does not tell.
+  void CheckShape(const Element& element, const SchemaType& type, Checker& checker) const;
 
   std::unordered_map<std::string, std::unique_ptr<SchemaType>> types_;
 };

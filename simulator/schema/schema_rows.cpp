@@ -6,7 +6,8 @@
 //   one                             as first token: exactly one of them
 //   open                            content is not looked at
 //
-// Type: b boolean, i integer, d date-time, f double, x base64, "=A|B" one of these texts, a name of a row; string if left out.
+// Type: b boolean, i integer, d date-time, D day, f double, x base64, "=A|B" one of these texts, "~A|B" a list of them, g language, l address (URI),
+// n text that is not empty, h bit mask, t property tag, u GUID, a name of a row; string if left out. "i[1,512]" is an integer of this range.
 // Flags of properties: a in AllProperties, f also when found by FindItem, g in the Default shape, d also when found,
 // r read only, q not for restrictions and sorting, t fixed once the message is sent, n never returned by FindItem.
 
@@ -90,7 +91,7 @@ const TypeRow kTypeRows[] = {
     {"m:DeleteAttachment", "", "AttachmentIds!:AttachmentIds"},
     {"m:GetAttachment", "", "AttachmentShape:AttachmentShape AttachmentIds!:AttachmentIds"},
     {"m:ResolveNames", "",
-     "ParentFolderIds:FolderIds UnresolvedEntry! @ReturnFullContactData!:b "
+     "ParentFolderIds:FolderIds UnresolvedEntry!:n @ReturnFullContactData!:b "
      "@SearchScope:=ActiveDirectory|ActiveDirectoryContacts|Contacts|ContactsActiveDirectory "
      "@ContactDataShape:=IdOnly|Default|AllProperties"},
     {"m:ConvertId", "", "SourceIds!:SourceIds @DestinationFormat!:=EwsLegacyId|EwsId|EntryId|HexEntryId|StoreId|OwaId"},
@@ -98,9 +99,32 @@ const TypeRow kTypeRows[] = {
 
     {"m:MarkAllItemsAsRead", "", "ReadFlag!:b SuppressReadReceipts!:b FolderIds!:FolderIds"},
     {"m:SyncFolderItems", "",
-     "ItemShape!:ItemShape SyncFolderId!:TargetFolderId SyncState Ignore:ItemIds MaxChangesReturned!:i "
+     "ItemShape!:ItemShape SyncFolderId!:TargetFolderId SyncState Ignore:ItemIds MaxChangesReturned!:i[1,512] "
      "SyncScope:=NormalItems|NormalAndAssociatedItems"},
     {"m:SyncFolderHierarchy", "", "FolderShape!:FolderShape SyncFolderId:TargetFolderId SyncState"},
+
+    {"m:CreateUserConfiguration", "", "UserConfiguration!:UserConfiguration"},
+    {"m:GetUserConfiguration", "",
+     "UserConfigurationName!:UserConfigurationName UserConfigurationProperties!:~Id|Dictionary|XmlData|BinaryData|All"},
+    {"m:UpdateUserConfiguration", "", "UserConfiguration!:UserConfiguration"},
+    {"m:DeleteUserConfiguration", "", "UserConfigurationName!:UserConfigurationName"},
+    {"UserConfigurationName", "",
+     "one FolderId:FolderId DistinguishedFolderId:DistinguishedFolderId AddressListId:Open @Name!"},
+    {"UserConfiguration", "",
+     "UserConfigurationName!:UserConfigurationName ItemId:ItemId Dictionary:Dictionary XmlData:x BinaryData:x"},
+    {"Dictionary", "", "DictionaryEntry*:DictionaryEntry"},
+    {"DictionaryEntry", "", "DictionaryKey!:DictionaryObject DictionaryValue!:DictionaryObject"},
+    {"DictionaryObject", "",
+     "Type:=DateTime|Boolean|Byte|String|Integer32|UnsignedInteger32|Integer64|UnsignedInteger64|StringArray|ByteArray "
+     "Value*"},
+    {"m:GetDelegate", "", "Mailbox!:EmailAddress UserIds:Open @IncludePermissions!:b"},
+    {"m:ExpandDL", "", "Mailbox!:EmailAddress"},
+    {"m:ArchiveItem", "", "ArchiveSourceFolderId!:TargetFolderId ItemIds!:ItemIds"},
+    {"m:ExportItems", "", "ItemIds!:ItemIds"},
+    {"m:UploadItems", "", "Items!:UploadItemList"},
+    {"UploadItemList", "", "any Item:UploadItem"},
+    {"UploadItem", "",
+     "ParentFolderId!:FolderId ItemId:ItemId Data!:x @CreateAction!:=CreateNew|Update|UpdateOrCreate @IsAssociated:b"},
 
     // Ids
     {"ItemIds", "",
@@ -133,7 +157,7 @@ const TypeRow kTypeRows[] = {
     {"PathToIndexedField", "", "@FieldURI! @FieldIndex!"},
     {"PathToExtendedField", "",
      "@DistinguishedPropertySetId:=Meeting|Appointment|Common|PublicStrings|Address|InternetHeaders|CalendarAssistant|"
-     "UnifiedMessaging|Task|Sharing @PropertySetId @PropertyTag @PropertyName @PropertyId:i "
+     "UnifiedMessaging|Task|Sharing @PropertySetId:u @PropertyTag:t @PropertyName @PropertyId:i "
      "@PropertyType!:=ApplicationTime|ApplicationTimeArray|Binary|BinaryArray|Boolean|CLSID|CLSIDArray|Currency|"
      "CurrencyArray|Double|DoubleArray|Error|Float|FloatArray|Integer|IntegerArray|Long|LongArray|Null|Object|"
      "ObjectArray|Short|ShortArray|SystemTime|SystemTimeArray|String|StringArray"},
@@ -152,7 +176,7 @@ const TypeRow kTypeRows[] = {
     {"Expressions", "", "any " EXPRESSIONS},
     {"PathOnly", "", "one " PATHS},
     {"Excludes", "", PATHS "Bitmask!:Bitmask"},
-    {"Bitmask", "", "@Value!"},
+    {"Bitmask", "", "@Value!:h"},
     {"TwoOperands", "", PATHS "FieldURIOrConstant!:FieldURIOrConstant"},
     {"FieldURIOrConstant", "", "one " PATHS "Constant:Constant"},
     {"Constant", "", "@Value!"},
@@ -197,7 +221,8 @@ const TypeRow kTypeRows[] = {
      "SharingEffectiveRights:=None|TimeOnly|TimeAndSubjectAndLocation|FullDetails/ PermissionSet:Open/q"},
     {"ContactsFolder", "BaseFolder",
      "SharingEffectiveRights:=None|FullDetails/ PermissionSet:Open/q SourceId/@8 AccountName/@8"},
-    {"SearchFolder", "Folder", "SearchParameters:Open/q"},
+    {"SearchParameters", "", "Restriction!:Restriction BaseFolderIds!:FolderIds @Traversal:=Shallow|Deep"},
+    {"SearchFolder", "Folder", "SearchParameters:SearchParameters/aq"},
     {"TasksFolder", "Folder", ""},
 
     // Items
@@ -208,15 +233,15 @@ const TypeRow kTypeRows[] = {
      "InReplyTo/af IsSubmitted:b/afr IsDraft:b/afr IsFromMe:b/afr IsResend:b/afr IsUnmodified:b/afr "
      "InternetMessageHeaders:InternetMessageHeaders/aqrn DateTimeSent:d/afgdr DateTimeCreated:d/afgdr "
      "ResponseObjects:Open/agrqn ReminderDueBy:d/af ReminderIsSet:b/af ReminderNextTime:d/@7 "
-     "ReminderMinutesBeforeStart:i/af DisplayCc/afr DisplayTo/afr DisplayBcc/rq@9 HasAttachments:b/afgdr "
-     "ExtendedProperty*:ExtendedProperty/ Culture/a EffectiveRights:EffectiveRights/afrq LastModifiedName/afr@1 "
+     "ReminderMinutesBeforeStart:i[0,2629800]/af DisplayCc/afr DisplayTo/afr DisplayBcc/rq@9 HasAttachments:b/afgdr "
+     "ExtendedProperty*:ExtendedProperty/ Culture:g/a EffectiveRights:EffectiveRights/afrq LastModifiedName/afr@1 "
      "LastModifiedTime:d/afr@1 IsAssociated:b/afg@3 WebClientReadFormQueryString/afrq@3 "
      "WebClientEditFormQueryString/rq@3 ConversationId:ItemId/afr@3 UniqueBody:Body/rqn@3 Flag:Flag/afq@7 "
      "StoreEntryId:x/rq@7 InstanceKey:x/afrq@7 NormalizedBody:Body/rqn@7 EntityExtractionResult:Open/rqn@7 "
      "PolicyTag:Open/q@7 ArchiveTag:Open/q@7 RetentionDate:d/r@7 Preview/q@7 RightsManagementLicenseData:Open/rqn@7 "
      "PredictedActionReasons:Open/rq@8 IsClutter:b/r@8 BlockStatus:b/q@7 HasBlockedImages:b/rq@7 TextBody:Body/rqn@7 "
-     "IconIndex:=" ICONS
-     "/r@7 SearchKey:x/rq@9 SortKey:i/rq@9 Hashtags:Strings/q@a Mentions:Recipients/q@a MentionedMe:b/q@a "
+     "IconIndex:=" ICONS "/r@7 SearchKey:x/rq@9 SortKey:i[-9223372036854775807,9223372036854775807]/rq@9 "
+     "Hashtags:Strings/q@a Mentions:Recipients/q@a MentionedMe:b/q@a "
      "MentionsPreview:Open/q@b MentionsEx:Open/q@b AppliedHashtags:Open/q@b AppliedHashtagsPreview:Open/q@b "
      "Likes:Open/q@b LikesPreview:Open/q@b PendingSocialActivityTagIds:Strings/q@b AtAllMention:b/q@b CanDelete:b/q@b "
      "InferenceClassification:=Focused|Other/q@b"},
@@ -250,7 +275,7 @@ const TypeRow kTypeRows[] = {
      "/afgd DisplayName/afgd GivenName/afgd Initials/af MiddleName/af Nickname/af "
      "CompleteName:CompleteName/agr CompanyName/afgd EmailAddresses:EmailAddresses/afgd "
      "AbchEmailAddresses:Open/@7 PhysicalAddresses:PhysicalAddresses/afgd PhoneNumbers:PhoneNumbers/afgd "
-     "AssistantName/af Birthday:d/af BusinessHomePage/af Children:Strings/af Companies:Strings/af "
+     "AssistantName/af Birthday:d/af BusinessHomePage:l/af Children:Strings/af Companies:Strings/af "
      "ContactSource:=ActiveDirectory|Store/rq "
      "Department/af Generation/af ImAddresses:ImAddresses/afgd JobTitle/afgd Manager/af Mileage/af OfficeLocation/af "
      "PostalAddressIndex:=None|Home|Business|Other/af Profession/af SpouseName/af Surname/afgd WeddingAnniversary:d/af "
@@ -369,11 +394,11 @@ const TypeRow kTypeRows[] = {
     {"AbsoluteYearly", "", "DayOfMonth!:i Month!:=" MONTHS},
     {"RelativeMonthly", "", "Interval!:i DaysOfWeek!:=" DAY_NAMES " DayOfWeekIndex!:=" DAY_INDEX},
     {"AbsoluteMonthly", "", "Interval!:i DayOfMonth!:i"},
-    {"Weekly", "", "Interval!:i DaysOfWeek! FirstDayOfWeek:=" DAY_NAMES "@4"},
+    {"Weekly", "", "Interval!:i DaysOfWeek!:~" DAY_NAMES " FirstDayOfWeek:=" DAY_NAMES "@4"},
     {"Daily", "", "Interval!:i"},
-    {"RangeStart", "", "StartDate!:d"},
-    {"RangeEnd", "", "StartDate!:d EndDate!:d"},
-    {"RangeNumber", "", "StartDate!:d NumberOfOccurrences!:i"},
+    {"RangeStart", "", "StartDate!:D"},
+    {"RangeEnd", "", "StartDate!:D EndDate!:D"},
+    {"RangeNumber", "", "StartDate!:D NumberOfOccurrences!:i"},
 
     {"Open", "", "open"},
 };

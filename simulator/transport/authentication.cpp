@@ -32,6 +32,20 @@ class Basic : public AuthenticationScheme {
   const FindUser& find_;
 };
 
+/// Tokens of the simulator's own endpoint.
+class Bearer : public AuthenticationScheme {
+ public:
+  explicit Bearer(const Tokens& tokens) : tokens_(tokens) {}
+  std::string Name() const override { return "Bearer"; }
+  std::string Challenge() const override { return "Bearer"; }
+  std::optional<User> Check(const std::string& credentials, std::shared_ptr<void>&, std::string&) override {
+    return tokens_.UserOf(credentials);
+  }
+
+ private:
+  const Tokens& tokens_;
+};
+
 /// A scheme that is only offered: nobody can log on with it.
 class Offered : public AuthenticationScheme {
  public:
@@ -44,20 +58,22 @@ class Offered : public AuthenticationScheme {
   std::string name_;
 };
 
-std::unique_ptr<AuthenticationScheme> MakeScheme(const FindUser& find, const std::string& name) {
+std::unique_ptr<AuthenticationScheme> MakeScheme(const FindUser& find, const Tokens& tokens, const std::string& name) {
   if (SameText(name, "Basic")) return std::make_unique<Basic>(find);
+  if (SameText(name, "Bearer")) return std::make_unique<Bearer>(tokens);
   return std::make_unique<Offered>(name);
 }
 
 }  // namespace
 
-Authenticator::Authenticator(FindUser find, const std::vector<std::string>& schemes) : find_(std::move(find)) {
+Authenticator::Authenticator(FindUser find, const Tokens& tokens, const std::vector<std::string>& schemes)
+    : find_(std::move(find)), tokens_(tokens) {
   SetSchemes(schemes);
 }
 
 void Authenticator::SetSchemes(const std::vector<std::string>& schemes) {
   auto made = std::make_shared<Schemes>();
-  for (const std::string& name : schemes) made->push_back(MakeScheme(find_, name));
+  for (const std::string& name : schemes) made->push_back(MakeScheme(find_, tokens_, name));
   const std::lock_guard lock(mutex_);
   schemes_ = std::move(made);
 }

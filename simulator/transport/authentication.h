@@ -2,7 +2,6 @@
 
 // Who is asking? One object per scheme; a new scheme is a new class and a line in MakeScheme.
 
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -11,12 +10,10 @@
 #include <vector>
 
 #include "simulator/transport/http_server.h"
+#include "simulator/transport/tokens.h"
 #include "simulator/types/options.h"
 
 namespace velmore::simulator {
-
-/// The user of a log-on name, as the directory knows him; nothing when there is none. Any thread may ask.
-using FindUser = std::function<std::optional<User>(std::string_view name)>;
 
 class AuthenticationScheme {
  public:
@@ -32,7 +29,7 @@ class AuthenticationScheme {
 
 class Authenticator {
  public:
-  Authenticator(FindUser find, const std::vector<std::string>& schemes);
+  Authenticator(FindUser find, const Tokens& tokens, const std::vector<std::string>& schemes);
   struct Result {
     std::optional<User> user;
     std::vector<std::string> challenges;  // when there is no user
@@ -46,6 +43,7 @@ class Authenticator {
   using Schemes = std::vector<std::unique_ptr<AuthenticationScheme>>;
   std::shared_ptr<const Schemes> Current() const;
   const FindUser find_;
+  const Tokens& tokens_;
   mutable std::mutex mutex_;  // protects the pointer; requests under way keep the schemes that they began with
   std::shared_ptr<const Schemes> schemes_;
 };

@@ -51,6 +51,8 @@ struct User {
   std::string password;
   std::vector<Grant> grants = {};  ///< rights in other mailboxes
   bool may_impersonate = false;    ///< may act as any other user through t:ExchangeImpersonation
+  bool archive = false;            ///< has an archive mailbox beside the mailbox
+  std::uint64_t quota_bytes = 0;   ///< what the mailbox may hold; 0: without end
 };
 
 /// An entry of the directory that has no mailbox here.
@@ -58,6 +60,22 @@ struct DirectoryContact {
   /// The address and the name that people see.
   std::string smtp_address;
   std::string display_name;
+};
+
+/// A distribution list of the directory. Mail to it goes to its members.
+struct DirectoryList {
+  /// The address and the name that people see.
+  std::string smtp_address;
+  std::string display_name;
+  std::vector<std::string> members = {};  ///< addresses, those of other lists, too
+};
+
+/// Items to be made up for a folder, the same ones for the same number.
+struct Fill {
+  std::string mailbox;  ///< SMTP address, "public", or the address and "/archive"
+  std::string folder = "inbox";
+  /// How many.
+  std::size_t count = 0;
 };
 
 /// Which certificate the HTTPS side shows. All but the first are wrong in exactly one way.
@@ -87,9 +105,18 @@ struct Options {
   Certificate certificate = Certificate::kValid;
   std::vector<User> users = {};                  ///< those of users.json in the seed folder come on top
   std::vector<DirectoryContact> directory = {};  ///< found by ResolveNames beside the users
+  std::vector<DirectoryList> lists = {};         ///< found by ResolveNames, told by ExpandDL
+  std::vector<Fill> fills = {};                  ///< made up when the mailboxes are made
+  std::uint64_t fill_seed = 1;                   ///< another number, other items
+  std::vector<std::string> domains = {};         ///< local beside those of the mailboxes: who is unknown there bounces
+  /// An organisation in one file: users, rooms, lists, contacts, domains, rights, quotas, version, items to be made up. See
+  /// docs/guide/simulator.md. What stands here beside it comes on top; empty: nothing.
+  std::string settings_file = {};
   std::string seed_directory = {};    ///< folders of .eml files per mailbox; see samples/README.md; empty: nothing
   std::string record_directory = {};  ///< writes every exchange as files there; empty: no files
-  std::vector<std::string> authentication = {"Basic"};  ///< schemes offered, in this order
+  std::vector<std::string> authentication = {"Basic"};  ///< schemes offered, in this order; Basic and Bearer let in
+  /// How long the tokens of /oauth2/token let in.
+  std::chrono::seconds token_lifetime{3600};
   /// Failures to be played, as a file: see docs/guide/simulator.md. Read by the constructor; empty: none.
   std::string script_file = {};
   /// Folder with messages.xsd and types.xsd as servers publish them. Requests that do not validate are refused with

@@ -1,0 +1,57 @@
+#pragma once
+
+// OAuth tokens and the endpoint that gives them out: /oauth2/token and /oauth2/authorize. Users are those of the mailboxes; a client that acts for
+// itself is a user whose name and password are its id and secret.
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "simulator/transport/http_server.h"
+#include "simulator/types/options.h"
+
+namespace velmore::simulator {
+
+/// The user of a log-on name, as the directory knows him; nothing when there is none. Any thread may ask.
+using FindUser = std::function<std::optional<User>(std::string_view name)>;
+
+class Tokens {
+ public:
+  Tokens(FindUser find, std::chrono::seconds lifetime) : find_(std::move(find)), lifetime_(lifetime) {}
+
+  /// Is this a request to the endpoint?
+  static bool Serves(const HttpRequest& request);
+  /// Grants: password, client_credentials, authorization_code (with a proof key, if one was announced), refresh_token.
+  HttpResponse Answer(const HttpRequest& request);
+  /// Whose token this is; nothing when it was never given out, or is too old.
+  std::optional<User> UserOf(const std::string& token) const;
+
+ private:
+  struct Code {
+    std::string user;
+    std::string redirect;
+    std::string challenge;
+    bool hashed = false;
+  };
+  struct Token {
+    std::string user;
+    std::chrono::steady_clock::time_point end;
+  };
+  HttpResponse Grant(const HttpRequest& request);
+  HttpResponse Authorize(const HttpRequest& request);
+  HttpResponse Give(const std::string& user, bool refreshable);
+  std::optional<User> LoggedOn(const std::string& name, const std::string& password) const;
+
+  const FindUser find_;
+  const std::chrono::seconds lifetime_;
+  mutable std::mutex mutex_;  // protects what follows
+  std::map<std::string, Token> tokens_;
+  std::map<std::string, std::string> refresh_;  // by refresh token: the user
+  std::map<std::string, Code> codes_;
+};
+
+}  // namespace velmore::simulator
