@@ -432,6 +432,8 @@ TEST_F(SimulatorWrite, AttachmentsMoveTheChangeKeyOfTheirItem) {
                                     made.AttributeText("Id") + "\"/></m:AttachmentIds></m:DeleteAttachment>");
   EXPECT_EQ(removed.Code(), "NoError");
   EXPECT_EQ(removed.Find("RootItemId").AttributeText("RootItemId"), id.AttributeText("Id"));
+  EXPECT_EQ(create(item.Child("ItemId") != nullptr ? *item.Child("ItemId") : id).Code(), "ErrorIrresolvableConflict")
+      << "the deletion moved the key";
   EXPECT_EQ(removed.Find("RootItemId").AttributeText("RootItemChangeKey"),
             Item(id).Child("ItemId")->AttributeText("ChangeKey"));
   EXPECT_EQ(Item(id).Child("Attachments")->children.size(), 1u);
