@@ -8,9 +8,11 @@
 #include <iostream>
 #include <set>
 
+#include "ews/model/uVqEWSWireForm.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "ews/values/uVqEWSFields.h"
 #include "ews/values/uVqEWSProperties.h"
+#include "platform/soap/uVqSOAPClient.h"
 #include "tests/wire/SaveTestSupport.h"
 #include "tests/wire/WireFormsTestSupport.h"
 #include "tests/wire/WireFormsTourTestSupport.h"
@@ -112,6 +114,17 @@ TEST_P(WireForms, ADefaultThatHealsDoesWhatTheStrictOneDoes) {
   const std::vector<std::string> a = form.Of(healed.Requests(false)), b = form.Of(strict.Requests(false));
   for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) ASSERT_TRUE(a[i] == b[i]) << DifferenceOf(a[i], b[i]);
   EXPECT_EQ(a.size(), b.size());
+
+  // A request that an application sends again stays in the form that it was brought into.
+  TVqSOAPClient soap(nullptr);
+  for (const std::string& envelope : healed.Requests()) {
+    const auto request = soap.CreateRequest("m:Any", "");
+    request->LoadEnvelope(*MakeRef<TVqSOAPResponse>(envelope, ""));
+    EwsToStrictSchema(*request);
+    const std::string once = request->GetDocument().GetXMLAsUtf8();
+    EwsToStrictSchema(*request);
+    ASSERT_EQ(request->GetDocument().GetXMLAsUtf8(), once);
+  }
 }
 
 // ---- All rows
