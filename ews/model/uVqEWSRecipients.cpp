@@ -205,19 +205,31 @@ TVqRef<IVqEWSRecipient> TVqEWSRecipients::Add(const string& AText) {
   const string text = AText.Trim();
   if (text.empty()) RaiseEmpty();
   const TRecipientText parts = ParseRecipient(text);
-  return AddMailbox(parts.Name, parts.EmailAddress, parts.RoutingType);
+  return Append([&](TVqEWSRecipient& recipient) {
+    recipient.SetName(parts.Name);
+    recipient.SetEmailAddress(parts.EmailAddress);
+    recipient.SetRoutingType(parts.RoutingType);
+  });
 }
 
 TVqRef<IVqEWSRecipient> TVqEWSRecipients::AddMailbox(const string& AName, const string& AAddress,
                                                      const string& ARoutingType) {
   if (AName.empty() && AAddress.empty()) RaiseEmpty();
+  return Append([&](TVqEWSRecipient& recipient) {
+    if (!AName.empty()) recipient.SetName(AName);
+    if (AAddress.empty()) return;  // a kind of address says nothing without one
+    recipient.SetEmailAddress(AAddress);
+    recipient.SetRoutingType(ARoutingType);
+  });
+}
+
+template <typename TFill>
+TVqRef<IVqEWSRecipient> TVqEWSRecipients::Append(TFill AFill) {
   List();
   const IVqDOMElement element = FMailBoxParent.AddElement("t:Mailbox");
   try {
     const auto recipient = MakeRef<TVqEWSRecipient>(element, "Mailbox", FServerVersion, FAlive);
-    recipient->SetName(AName);
-    recipient->SetEmailAddress(AAddress);
-    recipient->SetRoutingType(ARoutingType);
+    AFill(*recipient);
     FList.push_back(recipient);
     return recipient;
   } catch (...) {

@@ -150,6 +150,9 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
   void SetAsString(const string& AValue) override;
 
  private:
+  /// A new mailbox behind the others; one that cannot be filled leaves nothing behind.
+  template <typename TFill>
+  TVqRef<IVqEWSRecipient> Append(TFill AFill);
   std::vector<TVqRef<TVqEWSRecipient>>& List();
 
   TServerVersion FServerVersion;

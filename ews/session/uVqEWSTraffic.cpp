@@ -9,7 +9,7 @@ namespace {
 
 constexpr const char* kMask = "****";
 constexpr std::size_t kShortestSecret = 4;
-constexpr auto npos = std::string::npos;
+constexpr auto kNone = std::string::npos;
 
 std::string Lower(std::string_view text) {
   std::string lower(text);
@@ -22,7 +22,7 @@ std::string Lower(std::string_view text) {
 bool SpeaksOfASecret(std::string_view name) {
   const std::string lower = Lower(name);
   return std::ranges::any_of(std::array{"password", "secret", "token", "cookie"},
-                             [&](const char* word) { return lower.find(word) != npos; });
+                             [&](const char* word) { return lower.find(word) != kNone; });
 }
 
 bool IsBlank(char c) {
@@ -31,7 +31,7 @@ bool IsBlank(char c) {
 
 std::string_view LocalName(std::string_view qualified) {
   const std::size_t colon = qualified.find(':');
-  return colon == npos ? qualified : qualified.substr(colon + 1);
+  return colon == kNone ? qualified : qualified.substr(colon + 1);
 }
 
 /// The name that begins at a position of a text.
@@ -75,7 +75,7 @@ std::size_t EndOfTag(std::string_view text, std::size_t start) {
       return at + 1;
     }
   }
-  return npos;
+  return kNone;
 }
 
 /// The position of an element's end tag, from behind its start tag on; the end of the text when there is none.
@@ -94,9 +94,9 @@ std::size_t EndOfContent(std::string_view text, std::string_view name, std::size
 std::string EwsMaskHeader(const std::string& AName, const std::string& AValue) {
   const std::string name = Lower(AName);
   if (name == "cookie" || name == "set-cookie") return AValue.substr(0, AValue.find('=')) + "=" + kMask;
-  if (name.find("authorization") == npos && name.find("authenticat") == npos && !SpeaksOfASecret(name)) return AValue;
+  if (name.find("authorization") == kNone && name.find("authenticat") == kNone && !SpeaksOfASecret(name)) return AValue;
   const std::size_t blank = AValue.find(' ');
-  return blank == npos ? kMask : AValue.substr(0, blank + 1) + kMask;
+  return blank == kNone ? kMask : AValue.substr(0, blank + 1) + kMask;
 }
 
 std::string EwsMaskBody(std::string ABody) {
@@ -107,14 +107,14 @@ std::string EwsMaskBody(std::string ABody) {
   while (at < body.size()) {
     const std::size_t open = body.find('<', at);
     masked.append(body.substr(at, open - at));
-    if (open == npos) break;
+    if (open == kNone) break;
     if (body.substr(open, 9) == "<![CDATA[") {
       at = std::min(body.find("]]>", open), body.size());
       masked.append(body.substr(open, at - open));
       continue;
     }
     at = EndOfTag(body, open);
-    if (at == npos) return masked + MaskTag(body.substr(open));
+    if (at == kNone) return masked + MaskTag(body.substr(open));
     const std::string_view tag = body.substr(open, at - open);
     if (tag[1] == '/' || tag[1] == '?' || tag[1] == '!') {
       masked.append(tag);
@@ -133,18 +133,18 @@ std::string EwsMaskBody(std::string ABody) {
 std::string EwsMaskTexts(std::string AText, const std::vector<std::string>& ASecrets) {
   for (const std::string& secret : ASecrets) {
     if (secret.size() < kShortestSecret) continue;
-    for (std::size_t at = 0; (at = AText.find(secret, at)) != npos; at += std::string_view(kMask).size())
+    for (std::size_t at = 0; (at = AText.find(secret, at)) != kNone; at += std::string_view(kMask).size())
       AText.replace(at, secret.size(), kMask);
   }
   return AText;
 }
 
 std::string EwsOperationOf(const std::string& ABody) {
-  for (std::size_t open = ABody.find('<'); open != npos; open = ABody.find('<', open + 1)) {
+  for (std::size_t open = ABody.find('<'); open != kNone; open = ABody.find('<', open + 1)) {
     if (LocalName(NameAt(ABody, open + 1)) != "Body") continue;
     const std::size_t end = EndOfTag(ABody, open);
-    const std::size_t method = end == npos ? npos : ABody.find_first_not_of(" \t\r\n", end);
-    if (method == npos || ABody[method] != '<') return {};
+    const std::size_t method = end == kNone ? kNone : ABody.find_first_not_of(" \t\r\n", end);
+    if (method == kNone || ABody[method] != '<') return {};
     return std::string(LocalName(NameAt(ABody, method + 1)));
   }
   return {};

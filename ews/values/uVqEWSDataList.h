@@ -30,7 +30,7 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
     return item ? *item : AddItem(APropDef);
   }
 
-  // ---- Adding ----
+  // ---- Adding
 
   /// Makes an entry. Raises EListError when the path is in the list already.
   T& AddItem(const VqEWSField& AField) { return Added(Make(AField)); }
@@ -38,7 +38,7 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
   T& AddItem(const TVqEWSPropDef& APropDef) { return Added(Make(APropDef)); }
   T& AddItem(PVqEWSPropDef APropDef) { return Added(Make(APropDef)); }
 
-  // ---- Finding: none when absent ----
+  // ---- Finding: none when absent
 
   /// By path.
   T* FindItem(const string& APath) {

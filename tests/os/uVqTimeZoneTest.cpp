@@ -305,7 +305,7 @@ TEST(MachineZone, OfThisProcessIsFound) {
   EXPECT_LE(std::abs(zone.CurrentOffset), 14 * 60);
 }
 
-// --- rules
+// ---- Rules
 
 std::string Offsets(const char* rule, const TVqDateTimeParts& utc) {
   const auto offsets = VqPosixOffsets(rule, VqEncodeDateTime(utc));
@@ -397,7 +397,7 @@ TEST(PosixRule, OtherTextsAreNone) {
   }
 }
 
-// --- names
+// ---- Names
 
 TEST(ZoneNames, MapToWindowsIdsAndBack) {
   EXPECT_EQ(VqWindowsTimeZoneOf("Europe/Berlin"), "W. Europe Standard Time");

@@ -16,7 +16,7 @@ import sys
 
 RULER = re.compile(r"^\s*//+\s*[-=*~]{2,}")
 GOOD_RULER = re.compile(r"^\s*// ---- \S.*[^-=*~\s]$")
-CONSTANT = re.compile(r"^(?:static |inline )*(?:constexpr|constinit|consteval) (?:const )?[^(={;]*?[ *&](\w+)(?:\[\w*\])?(?: =|\{|;)")
+CONSTANT = re.compile(r"^(?:static |inline )*(?:constexpr|consteval) (?:const )?[^(={;]*?[ *&](\w+)(?:\[\w*\])?(?: =|\{|;)")
 TYPE = re.compile(r"^(?:class|struct|enum(?: class)?) (\w+)(?: final)?(?: :| \{|$)")
 LIBRARY = ("platform/", "ews/")
 

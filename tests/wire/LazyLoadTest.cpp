@@ -364,9 +364,9 @@ TEST_F(LazyLoad, MemberWithoutAMapiPropertyCannotBeAskedForSo) {
 
 TEST_F(LazyLoad, NamedPropertyThatTheServerOmitsIsAnEmptyElement) {
   const auto mail = Mail();
-  EXPECT_EQ(Sent([&] { EXPECT_FALSE(mail->HasProperty(EPR_COMMON_PRIVATE)); }), Names{"GetItem"});
-  EXPECT_EQ(Sent([&] { EXPECT_FALSE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean()); }), Names{"GetItem"});
-  EXPECT_EQ(Sent([&] { EXPECT_FALSE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean()); }), Names{});
+  EXPECT_EQ(Sent([&] { EXPECT_FALSE(mail->HasProperty(EPR_COMMON_CLASSIFIED)); }), Names{"GetItem"});
+  EXPECT_EQ(Sent([&] { EXPECT_FALSE(mail->PropertyByName(EPR_COMMON_CLASSIFIED).GetAsBoolean()); }), Names{"GetItem"});
+  EXPECT_EQ(Sent([&] { EXPECT_FALSE(mail->PropertyByName(EPR_COMMON_CLASSIFIED).GetAsBoolean()); }), Names{});
 }
 
 TEST_F(LazyLoad, NewItemAsksNobody) {

@@ -19,8 +19,8 @@ struct TMail {
   std::string InReplyTo;  // empty: the item has none
   std::string Importance;
   bool Read = false;
-  bool Private = false;
-  bool HasPrivate = false;
+  bool Classified = false;
+  bool HasClassified = false;
   int Minutes = 0;  // reminder
   int Day = 1;      // of the reminder
   int Bits = 0;     // a MAPI property
@@ -40,17 +40,17 @@ class RestrictionSearch : public MailboxTest {
       if (random() % 2) mail.InReplyTo = random() % 2 ? mail.Subject : pick(words);
       mail.Importance = pick({"Low", "Normal", "High"});
       mail.Read = random() % 2;
-      mail.HasPrivate = random() % 2;
-      mail.Private = mail.HasPrivate && random() % 2;
+      mail.HasClassified = random() % 2;
+      mail.Classified = mail.HasClassified && random() % 2;
       mail.Minutes = static_cast<int>(random() % 8);
       mail.Day = 1 + static_cast<int>(random() % 5);
       mail.Bits = static_cast<int>(random() % 8);
       std::string xml;
-      if (mail.HasPrivate)
+      if (mail.HasClassified)
         xml +=
             "<t:ExtendedProperty><t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-C000-000000000046\" "
-            "PropertyId=\"34054\" PropertyType=\"Boolean\"/><t:Value>" +
-            std::string(mail.Private ? "true" : "false") + "</t:Value></t:ExtendedProperty>";
+            "PropertyId=\"34229\" PropertyType=\"Boolean\"/><t:Value>" +
+            std::string(mail.Classified ? "true" : "false") + "</t:Value></t:ExtendedProperty>";
       xml += "<t:ExtendedProperty><t:ExtendedFieldURI PropertyTag=\"0x26\" PropertyType=\"Integer\"/><t:Value>" +
              std::to_string(mail.Bits) + "</t:Value></t:ExtendedProperty>";
       xml = "<t:Message><t:Subject>" + mail.Subject + "</t:Subject><t:Importance>" + mail.Importance +
@@ -164,8 +164,9 @@ TEST_F(RestrictionSearch, ComparisonsOfNumbersDatesTruthsAndTexts) {
     Same("importance", Compare(FLD_ITEM_IMPORTANCE, op, string("High")),
          [&](const TMail& mail) { return Holds(op, mail.Importance, std::string("High")); });
     // What is absent equals nothing.
-    Same("private", Compare(EFLD_COMMON_PRIVATE, op, true),
-         [&](const TMail& mail) { return mail.HasPrivate ? Holds(op, mail.Private, true) : op == opIsNotEqualTo; });
+    Same("classified", Compare(EFLD_COMMON_CLASSIFIED, op, true), [&](const TMail& mail) {
+      return mail.HasClassified ? Holds(op, mail.Classified, true) : op == opIsNotEqualTo;
+    });
   }
   EXPECT_GT(FTelling, 15);
 }
@@ -219,8 +220,8 @@ TEST_F(RestrictionSearch, ExistenceAndBits) {
   Fill(5, 40);
   for (const bool extended : {false, true}) {
     auto exists = Make<IVqEWSRestrictionExists>(rtExists);
-    exists->SetFieldDef(extended ? EFLD_COMMON_PRIVATE : FLD_ITEM_INREPLYTO);
-    Same("exists", exists, [&](const TMail& mail) { return extended ? mail.HasPrivate : !mail.InReplyTo.empty(); });
+    exists->SetFieldDef(extended ? EFLD_COMMON_CLASSIFIED : FLD_ITEM_INREPLYTO);
+    Same("exists", exists, [&](const TMail& mail) { return extended ? mail.HasClassified : !mail.InReplyTo.empty(); });
   }
   for (const std::uintptr_t mask : {1u, 2u, 5u, 6u}) {
     auto bits = Make<IVqEWSRestrictionBitMask>(rtBitmask);

@@ -282,9 +282,10 @@ TEST_F(RoundTrips, OfAnItem) {
     mail->GetTextBody();
     mail->PropertyByName(MPR_MESSAGE_FLAGS).GetAsInteger();
   });
-  Costs("HasProperty of a named property", {"GetItem"}, [&] { mail->HasProperty(EPR_COMMON_PRIVATE); });
-  Costs("PropertyByName of a named property", {"GetItem"}, [&] { mail->PropertyByName(EPR_COMMON_PRIVATE); });
-  Costs("PropertyByName of a named property, again", kNone, [&] { mail->PropertyByName(EPR_COMMON_PRIVATE); });
+  Costs("HasProperty of a named property", {"GetItem"}, [&] { mail->HasProperty(EPR_COMMON_CLASSIFIED); });
+  Costs("PropertyByName of a named property", {"GetItem"}, [&] { mail->PropertyByName(EPR_COMMON_CLASSIFIED); });
+  Costs("PropertyByName of a named property, again", kNone, [&] { mail->PropertyByName(EPR_COMMON_CLASSIFIED); });
+  mail->HasProperty(EPR_COMMON_PRIVATE);
   Costs("every change", kNone, [&] {
     mail->SetSubject("Other");
     mail->SetBodyText("<p>Other</p>");

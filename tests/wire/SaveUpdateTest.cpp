@@ -146,46 +146,46 @@ TEST_F(SaveUpdate, ADeletedPropertyGoesWithoutAValue) {
 
 TEST_F(SaveUpdate, AnExtendedPropertyIsSetAndDeletedByItsURI) {
   const auto mail = Draft("<t:Subject>S</t:Subject>");
-  mail->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  mail->PropertyByName(EPR_COMMON_CLASSIFIED).SetAsBoolean(true);
   mail->SaveChanges(soAutoResolve);
   const std::string uri =
-      "<t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-c000-000000000046\" PropertyId=\"34054\" "
+      "<t:ExtendedFieldURI PropertySetId=\"00062008-0000-0000-c000-000000000046\" PropertyId=\"34229\" "
       "PropertyType=\"Boolean\"/>";
   EXPECT_EQ(Updates(), "<t:SetItemField>" + uri + "<t:Message><t:ExtendedProperty>" + uri +
                            "<t:Value>true</t:Value></t:ExtendedProperty></t:Message></t:SetItemField>");
-  EXPECT_TRUE(Again(*mail)->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean());
-  EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean());
-  mail->DeleteProperty(EPR_COMMON_PRIVATE);
+  EXPECT_TRUE(Again(*mail)->PropertyByName(EPR_COMMON_CLASSIFIED).GetAsBoolean());
+  EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_CLASSIFIED).GetAsBoolean());
+  mail->DeleteProperty(EPR_COMMON_CLASSIFIED);
   mail->SaveChanges(soAutoResolve);
   EXPECT_EQ(Updates(), "<t:DeleteItemField>" + uri + "</t:DeleteItemField>");
-  EXPECT_FALSE(Again(*mail)->HasProperty(EPR_COMMON_PRIVATE));
+  EXPECT_FALSE(Again(*mail)->HasProperty(EPR_COMMON_CLASSIFIED));
 }
 
 // The object that made a property deletes it, too, though no load has it in the tree.
 TEST_F(SaveUpdate, AnExtendedPropertyIsDeletedByTheObjectThatSavedIt) {
   const auto mail = NewMail();
   mail->SetSubject("S");
-  mail->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  mail->PropertyByName(EPR_COMMON_CLASSIFIED).SetAsBoolean(true);
   mail->SaveChanges(soAutoResolve);
-  ASSERT_TRUE(mail->HasProperty(EPR_COMMON_PRIVATE));
-  mail->DeleteProperty(EPR_COMMON_PRIVATE);
-  EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetDeleted());
+  ASSERT_TRUE(mail->HasProperty(EPR_COMMON_CLASSIFIED));
+  mail->DeleteProperty(EPR_COMMON_CLASSIFIED);
+  EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_CLASSIFIED).GetDeleted());
   mail->SaveChanges(soAutoResolve);
   EXPECT_NE(Updates().find("<t:DeleteItemField><t:ExtendedFieldURI"), std::string::npos);
-  EXPECT_FALSE(mail->HasProperty(EPR_COMMON_PRIVATE));
-  EXPECT_FALSE(Again(*mail)->HasProperty(EPR_COMMON_PRIVATE));
+  EXPECT_FALSE(mail->HasProperty(EPR_COMMON_CLASSIFIED));
+  EXPECT_FALSE(Again(*mail)->HasProperty(EPR_COMMON_CLASSIFIED));
 }
 
 TEST_F(SaveUpdate, AnExtendedPropertyThatWasReadBeforeASaveIsDeletedBehindIt) {
   const auto mail = Draft("<t:Subject>S</t:Subject>");
-  mail->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
+  mail->PropertyByName(EPR_COMMON_CLASSIFIED).SetAsBoolean(true);
   mail->SaveChanges(soAutoResolve);
   const auto again = Again(*mail);
-  ASSERT_TRUE(again->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean());
+  ASSERT_TRUE(again->PropertyByName(EPR_COMMON_CLASSIFIED).GetAsBoolean());
   again->SaveChanges(soAutoResolve);
-  again->PropertyByName(EPR_COMMON_PRIVATE).SetDeleted(true);  // without a look at the server
+  again->PropertyByName(EPR_COMMON_CLASSIFIED).SetDeleted(true);  // without a look at the server
   again->SaveChanges(soAutoResolve);
-  EXPECT_FALSE(Again(*again)->HasProperty(EPR_COMMON_PRIVATE));
+  EXPECT_FALSE(Again(*again)->HasProperty(EPR_COMMON_CLASSIFIED));
 }
 
 TEST_F(SaveUpdate, AValueThatIsSetBehindADeletionTakesItBack) {

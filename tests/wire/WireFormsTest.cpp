@@ -40,6 +40,13 @@ std::string DifferenceOf(const std::string& a, const std::string& b) {
   return "by default: ..." + a.substr(from, 500) + "\nstrict:     ..." + b.substr(from, 500);
 }
 
+// A refusal of the library's own form names the remedy besides.
+std::vector<std::string> WithoutHints(std::vector<std::string> refusals) {
+  for (std::string& refusal : refusals)
+    refusal.resize(std::min(refusal.size(), refusal.find(" The session's SchemaFallback")));
+  return refusals;
+}
+
 class WireForms : public ::testing::TestWithParam<std::string> {
  protected:
   static void Play(TWireTour& tour) {
@@ -77,9 +84,10 @@ TEST_P(WireForms, DifferInTheKnownDeparturesAndStrictOnesAreValid) {
   }
 
   // What was refused in one form was refused in the other.
-  const auto refused = std::ranges::mismatch(own.Refusals(), strict.Refusals());
-  if (refused.in1 != own.Refusals().end() && refused.in2 != strict.Refusals().end()) {
-    ASSERT_EQ(*refused.in1, *refused.in2);
+  const std::vector<std::string> refused = WithoutHints(own.Refusals());
+  const auto first = std::ranges::mismatch(refused, strict.Refusals());
+  if (first.in1 != refused.end() && first.in2 != strict.Refusals().end()) {
+    ASSERT_EQ(*first.in1, *first.in2);
   }
 
   // The others are the same but for the departures, all of which were there.
@@ -98,7 +106,7 @@ TEST_P(WireForms, DifferInTheKnownDeparturesAndStrictOnesAreValid) {
 
   // And so is what they did.
   EXPECT_EQ(own.Mailboxes(), strict.Mailboxes());
-  EXPECT_EQ(own.Refusals(), strict.Refusals());
+  EXPECT_EQ(refused, strict.Refusals());
 }
 
 // A session that nothing is set on, and a server that takes the schema's form alone: the same is done, in the same requests, and nothing is done twice.

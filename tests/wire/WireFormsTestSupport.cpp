@@ -241,6 +241,15 @@ class TWriter {
 TNormalForm::TNormalForm(const std::string& version)
     : FLateAttachments(!version.starts_with("Exchange2007") && version != "Exchange2009") {}
 
+namespace {
+
+bool AsksForTheKey(const std::string& text) {
+  return text.find("<m:GetItem>") != std::string::npos &&
+         text.find("<m:ItemShape><t:BaseShape>IdOnly</></></>") != std::string::npos;
+}
+
+}  // namespace
+
 std::vector<std::string> TNormalForm::Of(const std::vector<std::string>& envelopes) {
   std::vector<std::string> texts;
   TWriter writer;
@@ -253,10 +262,15 @@ std::vector<std::string> TNormalForm::Of(const std::vector<std::string>& envelop
     const TNode root = xmlDocGetRootElement(document.get());
     TUndo(FLateAttachments, FDepartures).Node(root);
     const std::string text = writer.Write(root);
-    if (text.find("<t:Updates></>") != std::string::npos)
+    if (text.find("<t:Updates></>") != std::string::npos) {
       ++FDepartures["EmptyUpdates"];
-    else
-      texts.push_back(text);
+      continue;
+    }
+    // In place of an update that was left out attachments ask for the key that it would have given.
+    const bool ofAttachments = text.find("<m:CreateAttachment>") != std::string::npos ||
+                               text.find("<m:DeleteAttachment>") != std::string::npos;
+    if (ofAttachments && !texts.empty() && AsksForTheKey(texts.back())) texts.pop_back();
+    texts.push_back(text);
   }
   return texts;
 }
