@@ -105,7 +105,8 @@ void SplitAddresses(const IVqDOMElement& method) {
 void NameArrays(const IVqDOMElement& method) {
   for (const IVqDOMElement& property : method.CreateElementList(".//ExtendedProperty", kSelectQuiet)) {
     const IVqDOMElement uri = property.SelectSingleElement("ExtendedFieldURI", kSelectQuiet);
-    const IVqDOMElement value = property.SelectSingleElement("Value", kSelectQuiet);
+    IVqDOMElement value = property.SelectSingleElement("Value", kSelectQuiet);
+    if (!value) value = property.SelectSingleElement("Values", kSelectQuiet);  // with a text that was set as one
     if (!value || !uri.GetAttribute("PropertyType").EndsWith(u"Array")) continue;
     if (!value.HasChildElements()) {
       const string text = value.GetText();

@@ -202,7 +202,7 @@ TEST_F(Departure, SeveralValuesOfAPropertyStandInOneValueOrInValues) {
     }
     return Part("CreateItem", "Items/Message/ExtendedProperty/*[1]");
   };
-  EXPECT_EQ(save(), "<t:Value>one</t:Value>");
+  EXPECT_EQ(save(), "<t:Values>one</t:Values>");
   Strict();
   EXPECT_EQ(save(), "<t:Values><t:Value>one</t:Value></t:Values>");
 }
