@@ -19,7 +19,7 @@ class Simulator;
 class ExampleServer {
  public:
   /// Reads --url, --user, --ca-file, --help and --NAME or --NAME=VALUE of the example's own. `usage` says what the example does. Ends the program after
-  /// --help and for arguments that make no sense.
+  /// `--help` and for arguments that make no sense.
   ExampleServer(int argc, char** argv, const std::string& usage);
   ~ExampleServer();
 
