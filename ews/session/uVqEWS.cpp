@@ -4,6 +4,7 @@
 #include "ews/session/uVqEWSClients_p.h"
 #include "ews/stores/uVqEWSImpersonation.h"
 #include "platform/http/uVqHTTPClient.h"
+#include "platform/http/uVqHTTPLook.h"
 #include "platform/os/uVqEnvironment.h"
 #include "platform/soap/uVqSOAPClient.h"
 #include "platform/xml/uVqXMLUtils.h"
@@ -475,19 +476,20 @@ void TVqEWSCustomSession::SetStopToken(std::stop_token AValue) {
   if (FHTTPClient) FHTTPClient->SetStopToken(FStopToken);
 }
 
-void TVqEWSCustomSession::Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic ATraffic) {
+void TVqEWSCustomSession::Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic ATraffic, const string& AContentType) {
   const TVqEWSTrafficEvent handler = AEvent;  // it may take itself away
-  const std::vector<std::string> secrets{FCredentials.GetPassword().utf8(),
-                                         FProxyCredentials.GetPassword().utf8(),
-                                         FOAuth.GetClientSecret().utf8(),
-                                         FOAuth.GetAccessToken().Token.utf8(),
-                                         FOAuth.GetAccessToken().RefreshToken.utf8(),
-                                         GetAccessToken().Token.utf8(),
-                                         GetAccessToken().RefreshToken.utf8()};
+  std::vector<std::string> secrets{FCredentials.GetPassword().utf8(),
+                                   FProxyCredentials.GetPassword().utf8(),
+                                   FOAuth.GetClientSecret().utf8(),
+                                   FOAuth.GetAccessToken().Token.utf8(),
+                                   FOAuth.GetAccessToken().RefreshToken.utf8(),
+                                   GetAccessToken().Token.utf8(),
+                                   GetAccessToken().RefreshToken.utf8()};
   ATraffic.Operation = EwsOperationOf(ATraffic.Body);
-  ATraffic.Body = EwsMaskTexts(EwsMaskBody(std::move(ATraffic.Body)), secrets);
-  ATraffic.URL = EwsMaskTexts(std::move(ATraffic.URL), secrets);
-  for (auto& [name, value] : ATraffic.Headers) value = EwsMaskTexts(EwsMaskHeader(name, value), secrets);
+  ATraffic.Body = EwsMaskTexts(VqHTTPMaskedBody(ATraffic.Body, AContentType).utf8(), secrets);
+  ATraffic.URL = EwsMaskTexts(VqHTTPMaskedAddress(ATraffic.URL).utf8(), secrets);
+  for (auto& [name, value] : ATraffic.Headers) value = EwsMaskTexts(VqHTTPMaskedHeader(name, value).utf8(), secrets);
+  for (std::string& secret : secrets) VqWipe(secret);
   handler(*this, ATraffic);
 }
 
@@ -498,7 +500,7 @@ void TVqEWSCustomSession::BeforeSendHTTPRequest(TVqComponent&, const TVqRef<IVqH
   traffic.URL = ARequest->GetURL().utf8();
   for (const auto& [name, value] : ARequest->GetHeaders()) traffic.Headers.emplace_back(name.utf8(), value.utf8());
   traffic.Body = std::string(ARequest->GetBody());
-  Watch(FOnRequest, std::move(traffic));
+  Watch(FOnRequest, std::move(traffic), ARequest->GetHeader("Content-Type"));
 }
 
 void TVqEWSCustomSession::OnHTTPResponse(TVqComponent&, const TVqRef<IVqHTTPResponse>& AResponse) {
@@ -510,7 +512,7 @@ void TVqEWSCustomSession::OnHTTPResponse(TVqComponent&, const TVqRef<IVqHTTPResp
     traffic.Status = AResponse->GetStatus().Code;
     traffic.Duration =
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - FRequestedAt);
-    Watch(FOnResponse, std::move(traffic));
+    Watch(FOnResponse, std::move(traffic), AResponse->GetHeader("Content-Type"));
   }
   const string cookie = AResponse->GetCookie("exchangecookie");
   if (!cookie.empty()) SetExchangeCookie(cookie);  // only logging off clears the stored one

@@ -374,7 +374,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void ForgetUser();
   string DefaultStoreEmail() const;
   void SetDefaultStoreEmail(const string& AValue);
-  void Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic ATraffic);
+  void Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic ATraffic, const string& AContentType);
   std::unique_ptr<TVqHTTPClientBase> ReplaceHTTPClient(std::unique_ptr<TVqHTTPClientBase> AClient) noexcept;
   const TVqEWSClientKind& ClientKind() const noexcept;
   void Configure(IVqHTTPSession& ASession) const;

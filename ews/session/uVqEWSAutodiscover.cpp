@@ -53,29 +53,14 @@ bool IsHomePage(const TVqURLData& target) {
 
 /// An address as it stands in a path: what would end the path is encoded.
 string InPath(const string& address) {
-  string encoded;
+  static constexpr std::u16string_view kMarks = u"%?#/ ";
+  static constexpr const char* kEncoded[] = {"%25", "%3F", "%23", "%2F", "%20"};
+  string path;
   for (const char16_t c : address.view()) {
-    switch (c) {
-      case u'%':
-        encoded += u"%25";
-        break;
-      case u'?':
-        encoded += u"%3F";
-        break;
-      case u'#':
-        encoded += u"%23";
-        break;
-      case u'/':
-        encoded += u"%2F";
-        break;
-      case u' ':
-        encoded += u"%20";
-        break;
-      default:
-        encoded += string(std::u16string(1, c));
-    }
+    const std::size_t mark = kMarks.find(c);
+    path += mark == kMarks.npos ? string(std::u16string(1, c)) : string(kEncoded[mark]);
   }
-  return encoded;
+  return path;
 }
 
 /// A text as markup.

@@ -35,11 +35,6 @@ struct TVqEWSTraffic {
 /// A message passes, on the thread of the request, which ends with what the handler raises.
 using TVqEWSTrafficEvent = std::function<void(TVqComponent& ASender, const TVqEWSTraffic& ATraffic)>;
 
-/// "****" for the value of a header that carries a secret, behind the scheme or the cookie's name; any other value as it is.
-std::string EwsMaskHeader(const std::string& AName, const std::string& AValue);
-/// A body in which the content of elements and the values of attributes are "****" whose names speak of a password, a secret, a token or a cookie. Need
-/// not be well-formed: what cannot be read to its end is masked to the end.
-std::string EwsMaskBody(std::string ABody);
 /// A text in which each of these secrets is "****", wherever it stands. Shorter ones than four bytes are left alone: they would tear every text.
 std::string EwsMaskTexts(std::string AText, const std::vector<std::string>& ASecrets);
 /// The local name of the first element in a SOAP body; empty when there is none.

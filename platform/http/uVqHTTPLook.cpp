@@ -74,26 +74,109 @@ std::string MaskedJson(std::string_view text) {
   return masked.append(text.substr(at));
 }
 
-// The text of every element whose local name ends with "Password".
-std::string MaskedXml(std::string_view text) {
+// What elements, attributes and headers of one's own making are called that carry secrets.
+bool SpeaksOfASecret(std::string_view name) {
+  const auto holds = [&](std::string_view word) {
+    return std::search(name.begin(), name.end(), word.begin(), word.end(), [](char a, char b) {
+             return VqSameAscii({&a, 1}, {&b, 1});
+           }) != name.end();
+  };
+  return holds("password") || holds("secret") || holds("token") || holds("cookie");
+}
+
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+std::string_view LocalName(std::string_view qualified) {
+  const std::size_t colon = qualified.find(':');
+  return colon == std::string_view::npos ? qualified : qualified.substr(colon + 1);
+}
+
+// The name that begins at a position of markup.
+std::string_view NameAt(std::string_view text, std::size_t at) {
+  std::size_t end = at;
+  while (end < text.size() && !IsBlank(text[end]) && text[end] != '>' && text[end] != '/' && text[end] != '=') ++end;
+  return text.substr(at, end - at);
+}
+
+// A start tag from "<" to ">", its secret attributes masked.
+std::string MaskTag(std::string_view tag) {
   std::string masked;
-  std::size_t at = 0;
-  for (;;) {
-    const std::size_t open = text.find('<', at);
-    const std::size_t close = open == std::string_view::npos ? open : text.find('>', open);
-    if (close == std::string_view::npos) return masked.append(text.substr(at));
-    masked.append(text.substr(at, close + 1 - at));
-    at = close + 1;
-    const std::string_view tag = text.substr(open + 1, close - open - 1);
-    const std::string_view name = tag.substr(0, tag.find_first_of(" \t\r\n/"));
-    constexpr std::string_view wanted = "password";
-    if (tag.starts_with('/') || tag.ends_with('/') || name.size() < wanted.size() ||
-        !VqSameAscii(name.substr(name.size() - wanted.size()), wanted)) {
+  std::size_t at = 1 + NameAt(tag, 1).size();
+  masked.append(tag.substr(0, at));
+  while (at < tag.size()) {
+    const std::string_view name = NameAt(tag, at);
+    std::size_t quote = at + name.size();
+    while (quote < tag.size() && (IsBlank(tag[quote]) || tag[quote] == '=')) ++quote;
+    if (name.empty() || quote >= tag.size() || (tag[quote] != '"' && tag[quote] != '\'')) {
+      masked += tag[at++];
       continue;
     }
-    masked.append(kMask);
-    at = std::min(text.find('<', at), text.size());
+    const std::size_t end = std::min(tag.find(tag[quote], quote + 1), tag.size());
+    masked.append(tag.substr(at, quote + 1 - at));
+    masked.append(SpeaksOfASecret(LocalName(name)) ? kMask : tag.substr(quote + 1, end - quote - 1));
+    at = end;
+    if (at < tag.size()) masked += tag[at++];
   }
+  return masked;
+}
+
+// The position behind the tag that begins at `start`: ">" may stand in an attribute.
+std::size_t EndOfTag(std::string_view text, std::size_t start) {
+  char quote = '\0';
+  for (std::size_t at = start; at < text.size(); ++at) {
+    if (quote != '\0') {
+      if (text[at] == quote) quote = '\0';
+    } else if (text[at] == '"' || text[at] == '\'') {
+      quote = text[at];
+    } else if (text[at] == '>') {
+      return at + 1;
+    }
+  }
+  return std::string_view::npos;
+}
+
+// The position of an element's end tag, from behind its start tag on; the end of the text when there is none.
+std::size_t EndOfContent(std::string_view text, std::string_view name, std::size_t at) {
+  const std::string tag = "</" + std::string(name);
+  for (;;) {
+    const std::size_t end = text.find(tag, at);
+    const std::size_t data = text.find("<![CDATA[", at);
+    if (end <= data) return std::min(end, text.size());
+    at = std::min(text.find("]]>", data), text.size());
+  }
+}
+
+// The content of elements and the values of attributes that carry secrets. What cannot be read to its end is masked to the end.
+std::string MaskedXml(std::string_view body) {
+  std::string masked;
+  masked.reserve(body.size());
+  std::size_t at = 0;
+  while (at < body.size()) {
+    const std::size_t open = body.find('<', at);
+    masked.append(body.substr(at, open - at));
+    if (open == std::string_view::npos) break;
+    if (body.substr(open, 9) == "<![CDATA[") {
+      at = std::min(body.find("]]>", open), body.size());
+      masked.append(body.substr(open, at - open));
+      continue;
+    }
+    at = EndOfTag(body, open);
+    if (at == std::string_view::npos) return masked + MaskTag(body.substr(open));
+    const std::string_view tag = body.substr(open, at - open);
+    if (tag[1] == '/' || tag[1] == '?' || tag[1] == '!') {
+      masked.append(tag);
+      continue;
+    }
+    masked.append(MaskTag(tag));
+    const std::string_view name = NameAt(tag, 1);
+    if (tag.ends_with("/>") || !SpeaksOfASecret(LocalName(name))) continue;
+    const std::size_t end = EndOfContent(body, name, at);
+    if (end != at) masked += kMask;
+    at = end;
+  }
+  return masked;
 }
 
 std::string Look(const string& firstLine, const std::vector<std::pair<string, string>>& headers, const string& type,
@@ -124,6 +207,7 @@ string VqHTTPMaskedHeader(const string& AName, const string& AValue) {
     return MaskedPairs(value, ';', [&](std::string_view) { return std::exchange(first, false); });
   }
   if (VqSameAscii(name, "Location")) return VqHTTPMaskedAddress(AValue);
+  if (SpeaksOfASecret(name)) return kMask;
   return AValue;
 }
 

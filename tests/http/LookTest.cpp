@@ -42,6 +42,7 @@ TEST(Look, Headers) {
   EXPECT_EQ(masked("Cookie", "a=1;b"), "a=****;b");
   EXPECT_EQ(masked("Set-Cookie", "a=1; Expires=x; Path=/"), "a=****; Expires=x; Path=/");
   EXPECT_EQ(masked("Location", "https://anna:pw@h/p?token=1"), "https://****@h/p?token=****");
+  EXPECT_EQ(masked("X-User-Token", "abc"), "****");
   EXPECT_EQ(masked("X-AnchorMailbox", "anna@example.com"), "anna@example.com");
 }
 
@@ -68,6 +69,17 @@ TEST(Look, BodiesByTheirType) {
             "<a><t:Password x='1'>****</t:Password><NewPassword>****</NewPassword><Password/>x</a>");
   EXPECT_EQ(masked("<Password>cut", "text/xml"), "<Password>****");
   EXPECT_EQ(masked("password=x", "text/plain"), "password=x");
+  const auto xml = [&](const char* body) { return masked(body, "text/xml; charset=utf-8"); };
+  EXPECT_EQ(xml("<OldPassword ><![CDATA[x</OldPassword y]]></OldPassword><b/>"),
+            "<OldPassword >****</OldPassword><b/>");
+  EXPECT_EQ(xml("<t:Password>x<a/>y</t:Password>"), "<t:Password>****</t:Password>");
+  EXPECT_EQ(xml("<a ClientSecret='x>y' Id = \"1\" t:token=\"z\"/>"),
+            "<a ClientSecret='****' Id = \"1\" t:token=\"****\"/>");
+  EXPECT_EQ(xml("<a password=\"cut off"), "<a password=\"****");
+  EXPECT_EQ(xml("<Token/><Token></Token>"), "<Token/><Token></Token>");
+  EXPECT_EQ(xml("<?xml version=\"1.0\"?><!-- < --><a><![CDATA[<Token>]]>b</a>"),
+            "<?xml version=\"1.0\"?><!-- < --><a><![CDATA[<Token>]]>b</a>");
+  for (const char* body : {"", "plain", "<", "<>", "< a", "a>b", "<a b=c>"}) EXPECT_EQ(xml(body), body);
 }
 
 TEST(Look, ALongBodyIsCutBehindTheMasking) {
