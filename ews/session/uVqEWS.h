@@ -329,8 +329,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // How the service URL is found, for a subclass that knows better.
 
-  /// The target host of a DNS SRV record ("_autodiscover._tcp.example.com"); empty when there is none. Asked for when there is a password. Not part
-  /// of this version: gives none.
+  /// The target host of the first DNS SRV record of a name ("_autodiscover._tcp.example.com"); empty when there is none. Asked for when there is a
+  /// password. Raises ENotSupportedException where the system has no such look-up.
   virtual string FindHostBySRV(const string& AName);
   /// Whether a GET of this address on the session's client gives status 200. Asked for the usual host names of a domain, after Autodiscover found no
   /// server by its own. Talks to the server.

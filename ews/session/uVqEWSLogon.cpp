@@ -8,6 +8,7 @@
 #include "ews/session/uVqEWS.h"
 #include "platform/common/uVqSerializer.h"
 #include "platform/http/uVqHTTPBase.h"
+#include "platform/os/uVqDns.h"
 #include "platform/soap/uVqSOAPClient.h"
 
 namespace velmore {
@@ -178,8 +179,16 @@ void TVqEWSCustomSession::DoOnShowProfileDialog(TVqComponent& ADialog) {
 
 // ---- The service URL
 
-string TVqEWSCustomSession::FindHostBySRV(const string&) {
-  return {};
+string TVqEWSCustomSession::FindHostBySRV(const string& AName) {
+  TVqDnsOptions options;
+  options.Stop = FStopToken;
+  const TVqDnsAnswer answer = VqLookUpService(AName, options);
+  if (answer.Services.empty()) return {};
+  const TVqDnsService& service = answer.Services.front();  // whatever the priorities say
+#ifndef NDEBUG
+  if (service.Port != 443) throw EAssertionFailed("The EWS Server should be accessible on port 443!");
+#endif
+  return service.Host;
 }
 
 void TVqEWSCustomSession::FindServiceUrl() {

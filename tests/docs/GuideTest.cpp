@@ -17,6 +17,7 @@
 #include "ews/stores/uVqEWSImpersonation.h"
 #include "ews/values/uVqEWSProperties.h"
 #include "platform/http/uVqURL.h"
+#include "platform/os/uVqDns.h"
 #include "platform/soap/uVqSOAPClient.h"
 #include "tests/support/ScriptedServer.h"
 #include "tests/support/Transcript.h"
@@ -392,6 +393,11 @@ TEST_F(Guide, WatchingAndCancelling) {
 
 TEST_F(Guide, FindingTheServer) {
   TVqEWSServiceSession session;
+  VqSetDnsFunctions({[](const std::string&, std::uint16_t, const TVqDnsOptions&, TVqDnsRecord*& records) {
+                       records = nullptr;
+                       return kVqDnsNoSuchName;
+                     },
+                     [](TVqDnsRecord*, std::int32_t) {}});
   ScriptedServer proxy;  // stands for the whole net, and knows of no server
   proxy.Always([](const ScriptedServer::Request&) {
     ScriptedServer::Answer answer;

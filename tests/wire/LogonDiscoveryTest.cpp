@@ -1,6 +1,7 @@
 // How the service URL is found: the order of the ways, and what each failure does.
 
 #include "SessionTestSupport.h"
+#include "platform/os/uVqDns.h"
 
 namespace velmore::testing {
 namespace {
@@ -220,6 +221,51 @@ TEST_F(LogonDiscovery, OnlyStatus200IsAnAnswer) {
       "http://mail.a-label-of-more-than-sixty-three-characters-is-never-asked-for-on-the-net.example/"))
       << "a failure of the transport is no answer";
 }
+
+/// Name look-ups that give these services, for one test.
+class TServices {
+ public:
+  explicit TServices(std::vector<TVqDnsRecord> records) : FBefore(VqGetDnsFunctions()), FRecords(std::move(records)) {
+    for (std::size_t i = 1; i < FRecords.size(); ++i) FRecords[i - 1].Next = &FRecords[i];
+    VqSetDnsFunctions({[this](const std::string& name, std::uint16_t type, const TVqDnsOptions&, TVqDnsRecord*& list) {
+                         Asked.push_back(name);
+                         EXPECT_EQ(type, 33);
+                         list = FRecords.data();
+                         return kVqDnsFound;
+                       },
+                       [this](TVqDnsRecord*, std::int32_t kind) {
+                         EXPECT_EQ(kind, 1);
+                         ++Freed;
+                       }});
+  }
+  ~TServices() { VqSetDnsFunctions(FBefore); }
+  TServices(const TServices&) = delete;
+  TServices& operator=(const TServices&) = delete;
+
+  std::vector<std::string> Asked;
+  int Freed = 0;
+
+ private:
+  TVqDnsFunctions FBefore;
+  std::vector<TVqDnsRecord> FRecords;
+};
+
+TEST_F(LogonDiscovery, FirstServiceRecordIsTaken) {
+  TServices services({{nullptr, "first.example.com", 20, 0, 443}, {nullptr, "second.example.com", 10, 0, 443}});
+  EXPECT_EQ(Session.HostBySRVOf("_autodiscover._tcp.example.com"), "first.example.com") << "priorities do not count";
+  EXPECT_EQ(services.Asked, Names{"_autodiscover._tcp.example.com"});
+  EXPECT_EQ(services.Freed, 1);
+}
+
+#ifndef NDEBUG
+TEST_F(LogonDiscovery, ServiceOnAnotherPortIsAnError) {
+  TServices services({{nullptr, "first.example.com", 0, 0, 8443}});
+  ExpectRaised<EAssertionFailed>([&] { Session.HostBySRVOf("_autodiscover._tcp.example.com"); },
+                                 [](const EAssertionFailed& failure) {
+                                   EXPECT_EQ(failure.Message(), "The EWS Server should be accessible on port 443!");
+                                 });
+}
+#endif
 
 TEST_F(LogonDiscovery, MissingCredentialsStopALogonQuietly) {
   Session.OnAutodiscover = nullptr;

@@ -2,8 +2,20 @@
 
 #include <typeinfo>
 
+#include "platform/os/uVqDns.h"
+
 namespace velmore::testing {
 namespace {
+
+/// No test asks the net for names: what is not there for one test is not there at all.
+const bool kNoNames = [] {
+  VqSetDnsFunctions({[](const std::string&, std::uint16_t, const TVqDnsOptions&, TVqDnsRecord*& records) {
+                       records = nullptr;
+                       return kVqDnsNoSuchName;
+                     },
+                     [](TVqDnsRecord*, std::int32_t) {}});
+  return true;
+}();
 
 const std::string kNamespaces =
     " xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\""
