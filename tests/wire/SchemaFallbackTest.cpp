@@ -152,6 +152,36 @@ TEST_P(SchemaFallback, ListsItems) {
   });
 }
 
+TEST_P(SchemaFallback, LeavesTheMeaningOfAFiltersValuesAlone) {
+  AddItem("contacts",
+          "<t:Contact><t:Subject>Birch &amp; &lt;Sons&gt;</t:Subject><t:EmailAddresses><t:Entry "
+          "Key=\"EmailAddress1\">c@example.com</t:Entry></t:EmailAddresses></t:Contact>");
+  const auto contacts = PreparedFolder(dfincontacts);
+  const auto found = [&](const std::function<void(IVqEWSRestrictionCompare&)>& set) {
+    const auto items = contacts->GetItems();
+    const auto exists = Supports<IVqEWSRestrictionExists>(items->CreateRestriction(rtExists));
+    exists->SetFieldDef(FLD_CONTACTS_EMAILADDRESS1);  // which a server refuses as the library names it
+    const auto compare = Supports<IVqEWSRestrictionCompare>(items->CreateRestriction(rtCompare));
+    compare->SetFieldDef(FLD_ITEM_SUBJECT);
+    set(*compare);
+    const auto both = Supports<IVqEWSRestrictionAnd>(items->CreateRestriction(rtAnd));
+    both->AddRestriction(exists);
+    both->AddRestriction(compare);
+    items->Filter(both);
+    items->Open();
+    return items->Count();
+  };
+  const auto asText = [](IVqEWSRestrictionCompare& compare) { compare.SetTextValue("Birch & <Sons>"); };
+  const auto asMarkup = [](IVqEWSRestrictionCompare& compare) { compare.SetValue(string("Birch &amp; &lt;Sons&gt;")); };
+  const auto broken = [](IVqEWSRestrictionCompare& compare) { compare.SetValue(string("Birch & <Sons>")); };
+  EXPECT_FALSE(Learnt());
+  EXPECT_EQ(found(asMarkup), 1);
+  EXPECT_TRUE(Learnt());
+  EXPECT_EQ(found(asMarkup), 1) << "what was learnt of the server does not make text of markup";
+  EXPECT_EQ(found(asText), 1);
+  EXPECT_THROW(found(broken), EVqXMLError);
+}
+
 TEST_P(SchemaFallback, SavesNewItems) {
   const auto drafts = PreparedFolder(dfindrafts);
   ExpectHealed(
