@@ -25,6 +25,7 @@ class TForkedSimulator {
       close(up[0]);
       close(down[1]);
       simulator::Options options;
+      options.accept_departures = true;
       options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}};
       options.keep_exchanges = 0;
       options.gzip = false;

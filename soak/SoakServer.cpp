@@ -54,6 +54,7 @@ class Host {
  private:
   static velmore::simulator::Options OptionsOf(const std::string& version) {
     velmore::simulator::Options options;
+    options.accept_departures = true;
     options.version = version;
     options.keep_exchanges = 10;
     for (int user = 0; user < kUsers; ++user)

@@ -128,8 +128,9 @@ struct Options {
   /// How long after a change the state file is written; longer when the mailboxes are so large that writing takes a tenth of it.
   std::chrono::milliseconds state_interval{1000};
   bool browser_page = true;  ///< shows mailboxes and exchanges to a browser at "/", to anybody who can reach the port
-  /// False refuses the departures from the published schema that this library's own client makes, as a server would.
-  bool accept_departures = true;
+  /// True accepts (and counts) the departures from the published schema that this library's own client makes at first; a server that validates, and so
+  /// this one, refuses them.
+  bool accept_departures = false;
   int find_count_limit = 1000;                 ///< rows of a page at most, whatever the request asks for
   int restricted_find_limit = 250;             ///< rows of a page at most when there is a restriction
   std::size_t max_request_bytes = 512u << 20;  ///< larger requests get HTTP 413

@@ -32,6 +32,7 @@ namespace fs = std::filesystem;
 
 simulator::Options ThreeUsers() {
   simulator::Options options = TwoUsers();
+  options.accept_departures = false;  // what the guide teaches works with every server, without a setting
   options.users[0].may_impersonate = true;
   options.users[0].grants = {{"carol@example.com", "calendar"}};
   options.users.push_back({"carol", "carol@example.com", "Carol Clay", "wheel"});

@@ -119,6 +119,7 @@ Reply Client::Perform(const std::string* body) {
 
 Options TestOptions() {
   Options options;
+  options.accept_departures = true;
   options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"},
                    {"bob", "bob@example.com", "Bob Birch", "builder"},
                    {"carol", "carol@example.com", "Carol Cedar", "cembalo", {}, true}};

@@ -11,8 +11,8 @@
 namespace velmore::testing {
 namespace {
 
-constexpr TServerVersion kAny = Exchange2007;
-constexpr const char* kUnlinked = "";
+constexpr TServerVersion Any = Exchange2007;
+constexpr const char* Unlinked = "";
 
 /// A value of a type, unlike the one that an absent member reads as, and the same value as a record has it.
 template <typename T>
@@ -52,7 +52,7 @@ std::string TextOf(const char* key) {
   return key;
 }
 
-#define ROW_Own(item, record, name, type, field) rows.push_back({#name, kAny, kAny, [] {}, {}, TextOf(field)});
+#define ROW_Own(item, record, name, type, field) rows.push_back({#name, Any, Any, [] {}, {}, TextOf(field)});
 #define ROW_Read(item, record, name, type, member, needs, field)     \
   rows.push_back({#name,                                             \
                   needs,                                             \
