@@ -1,7 +1,7 @@
 // Reading a mailbox: pages of rows, loading an item, large content, deep folders.
 //
-// Each figure of ours stands beside a floor written by hand over pugixml, or beside OpenSSL, in the same run. What needs a server talks to a simulator in a
-// process of its own, so that memory counted here is ours alone.
+// Each figure of ours stands beside a floor written by hand over pugixml, or beside OpenSSL, in the same run. What
+// needs a server talks to a simulator in a process of its own, so that memory counted here is ours alone.
 
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>

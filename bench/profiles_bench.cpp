@@ -1,4 +1,5 @@
-// A thousand profiles: listing them and loading one, from the file and from the registry's file, beside the floor, which is reading the file's bytes.
+// A thousand profiles: listing them and loading one, from the file and from the registry's file, beside the floor,
+// which is reading the file's bytes.
 
 #include <benchmark/benchmark.h>
 #include <stdlib.h>

@@ -1,5 +1,5 @@
-// The update status of one property on an item of 30 members, unchanged, beside selecting the two nodes by hand with the
-// XML library and comparing their texts. Ends in failure when ours takes a microsecond or more.
+// The update status of one property on an item of 30 members, unchanged, beside selecting the two nodes by hand with
+// the XML library and comparing their texts. Ends in failure when ours takes a microsecond or more.
 
 #include <cstdio>
 #include <cstring>

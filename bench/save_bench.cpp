@@ -1,7 +1,7 @@
 // Saving: composing an update, and a message with a large attachment.
 //
-// Composing stands beside a floor written by hand over pugixml. What needs a server talks to a simulator in a process of its own, so that memory counted
-// here is ours alone.
+// Composing stands beside a floor written by hand over pugixml. What needs a server talks to a simulator in a process
+// of its own, so that memory counted here is ours alone.
 
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
@@ -156,7 +156,8 @@ class TBytesFromNowhere : public TVqStream {
   std::uint64_t FPosition = 0;
 };
 
-/// Attached, saved with its message, and read back as an item: the most memory over the base64 text, which the item holds once.
+/// Attached, saved with its message, and read back as an item: the most memory over the base64 text, which the item
+/// holds once.
 void MessageWith100MB(benchmark::State& state) {
   const TForkedSimulator server(AddMessage);
   TVqEWSServiceSession session;

@@ -1,5 +1,6 @@
-// A minimal operation over a kept connection (ConvertId of one id), beside the same POST by bare libcurl and the same answer read by bare pugixml.
-// Both take turns in one run. Ends in failure when ours costs more than 1.3 times as much, in processor time or by the clock.
+// A minimal operation over a kept connection (ConvertId of one id), beside the same POST by bare libcurl and the same
+// answer read by bare pugixml. Both take turns in one run. Ends in failure when ours costs more than 1.3 times as much,
+// in processor time or by the clock.
 //
 //   session_bench [requests]      per round; 200 when it is not told. There are 101 rounds of each kind, by turns.
 

@@ -1,7 +1,8 @@
 #pragma once
 
-/// Everything that most programs need, in one include. The rows of properties and fields are thousands of names and stay out: include the family that
-/// you use (uVqEWSPropsFLD.h for FLD_ITEM_SUBJECT, uVqEWSPropsPR.h for PR_SUBJECT, and so on).
+/// Everything that most programs need, in one include. The rows of properties and fields are thousands of names and
+/// stay out: include the family that you use (uVqEWSPropsFLD.h for FLD_ITEM_SUBJECT, uVqEWSPropsPR.h for PR_SUBJECT,
+/// and so on).
 
 #include "ews/items/uVqEWSAttachments.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"

@@ -14,7 +14,8 @@ using namespace velmore;
 
 namespace {
 
-/// Ids of all messages of a folder whose subject has a text in it, whatever its case. Collected first, as saving changes the table.
+/// Ids of all messages of a folder whose subject has a text in it, whatever its case. Collected first, as saving
+/// changes the table.
 std::vector<TItemId> Find(IVqEWSFolder& folder, const string& text) {
   auto items = folder.GetItems();
   items->GetFields().Add(FLD_ITEM_SUBJECT);

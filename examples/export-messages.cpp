@@ -1,4 +1,5 @@
-// Writes every message of a folder as an .eml file. Can be interrupted (Ctrl+C) and started again: what is there stays and is not fetched twice.
+// Writes every message of a folder as an .eml file. Can be interrupted (Ctrl+C) and started again: what is there stays
+// and is not fetched twice.
 
 #include <atomic>
 #include <csignal>

@@ -1,12 +1,14 @@
-// Tries everything that the library can do against a server, in each form that requests can have, and prints what worked, what was refused in which
-// words, and how many round trips it took. The last lines are the verdict.
+// Tries everything that the library can do against a server, in each form that requests can have, and prints what
+// worked, what was refused in which words, and how many round trips it took. The last lines are the verdict.
 //
 //   interop --url https://mail.example.com/EWS/Exchange.asmx --user ann@example.com            reads only
-//   interop --url ... --user ... --write                                                       works in a folder of its own, too
-//   interop --url ... --user ... --write --send                                                and sends messages to the user, two a form
+//   interop --url ... --user ... --write                                                       works in a folder of its
+//   own, too interop --url ... --user ... --write --send                                                and sends
+//   messages to the user, two a form
 //
-// The mailbox is left as it was: what the tour makes it takes away again, also after a failure or Ctrl-C. Exit codes: 0 the library works with this server,
-// 1 something was refused that an application would meet, 3 something was left behind (the last lines tell what), 130 interrupted.
+// The mailbox is left as it was: what the tour makes it takes away again, also after a failure or Ctrl-C. Exit codes: 0
+// the library works with this server, 1 something was refused that an application would meet, 3 something was left
+// behind (the last lines tell what), 130 interrupted.
 
 #include <algorithm>
 #include <atomic>
@@ -77,7 +79,8 @@ class Report {
   int Count(const std::string& form, const std::string& how) {
     return static_cast<int>(std::ranges::count(FOutcomes[form], how, &std::pair<std::string, std::string>::second));
   }
-  /// Operations that one form was refused, and that worked in the other; with an empty `other`, whatever the other said.
+  /// Operations that one form was refused, and that worked in the other; with an empty `other`, whatever the other
+  /// said.
   std::vector<std::string> Refused(const std::string& form, const std::string& other = {}) {
     std::vector<std::string> names;
     for (const auto& [name, how] : FOutcomes[form]) {
@@ -444,7 +447,8 @@ IVqDOMElement Tour::Ask(IVqSOAPRequest& request, const string& operation) {
   return message;
 }
 
-/// Looked for by name, as the answer to its creation may have been lost. The library's DeleteFolder sends nothing, so the requests are made by hand.
+/// Looked for by name, as the answer to its creation may have been lost. The library's DeleteFolder sends nothing, so
+/// the requests are made by hand.
 void Tour::DeleteFolder() {
   const auto find = FSession.CreateRequest(nullptr, "m:FindFolder", "");
   find->GetMethod().SetAttribute("Traversal", "Shallow");

@@ -1,5 +1,5 @@
-// Tries a server, and prints what it found step by step: what it calls itself, whose mailbox this is, what time zone it takes us for, what is in
-// the inbox. When a step fails it says what to do about it.
+// Tries a server, and prints what it found step by step: what it calls itself, whose mailbox this is, what time zone it
+// takes us for, what is in the inbox. When a step fails it says what to do about it.
 
 #include <iostream>
 

@@ -1,5 +1,6 @@
-// A server on loopback that answers with whatever the fuzzer thinks of: status lines, headers, chunks, cookies, encodings. The
-// client gives a reply or raises one of its own exceptions, within its bounds, and is usable for the next one.
+// A server on loopback that answers with whatever the fuzzer thinks of: status lines, headers, chunks, cookies,
+// encodings. The client gives a reply or raises one of its own exceptions, within its bounds, and is usable for the
+// next one.
 
 #include <arpa/inet.h>
 #include <sys/socket.h>

@@ -1,5 +1,5 @@
-// The small languages of HTTP: addresses, proxies, cookies, dates, challenges, packed bodies, and what is shown of them. The
-// first byte says which one the rest is.
+// The small languages of HTTP: addresses, proxies, cookies, dates, challenges, packed bodies, and what is shown of
+// them. The first byte says which one the rest is.
 
 #include <cstdlib>
 #include <string>

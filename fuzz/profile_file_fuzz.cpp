@@ -1,4 +1,5 @@
-// A profile file from foreign hands: it is loaded, refused or counts as absent, and a save makes one of it that can be read.
+// A profile file from foreign hands: it is loaded, refused or counts as absent, and a save makes one of it that can be
+// read.
 
 #include <stdlib.h>
 

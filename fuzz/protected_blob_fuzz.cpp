@@ -1,4 +1,5 @@
-// Protected bytes from foreign hands: whatever they are, they are refused with an error of their own or are what was protected.
+// Protected bytes from foreign hands: whatever they are, they are refused with an error of their own or are what was
+// protected.
 
 #include <stdlib.h>
 #include <sys/stat.h>

@@ -247,7 +247,8 @@ struct Simulator::Impl {
       return response;
     }
     const Authenticator::Result who = authenticator.Check(request, connection);
-    // A fault may ask for an answer to requests that are not authenticated yet, but it must not be spent on the challenge.
+    // A fault may ask for an answer to requests that are not authenticated yet, but it must not be spent on the
+    // challenge.
     if (!who.user) {
       response.status = 401;
       for (const std::string& challenge : who.challenges) response.headers.emplace_back("WWW-Authenticate", challenge);

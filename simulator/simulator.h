@@ -3,14 +3,13 @@
 /// An Exchange server in memory, on loopback, for demonstrations and tests.
 ///
 ///     velmore::simulator::Options options;
-///     options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}, {"bob", "bob@example.com", "Bob Birch", "builder"}};
-///     velmore::simulator::Simulator server(options);
-///     server.Start();
+///     options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}, {"bob", "bob@example.com", "Bob
+///     Birch", "builder"}}; velmore::simulator::Simulator server(options); server.Start();
 ///     server.AddMessage("alice@example.com", "inbox", "From: bob@example.com\r\nSubject: Hello\r\n\r\nHello Alice");
 ///     // ... talk to server.HttpUrl() as user "alice" with password "wonder" ...
 ///
-/// The server speaks HTTP and HTTPS on ports that the system chooses, keeps its mailboxes in memory and forgets them when
-/// it goes away, unless a state file is named. A browser sees mailboxes and exchanges at "/". All texts are UTF-8.
+/// The server speaks HTTP and HTTPS on ports that the system chooses, keeps its mailboxes in memory and forgets them
+/// when it goes away, unless a state file is named. A browser sees mailboxes and exchanges at "/". All texts are UTF-8.
 
 #include <cstddef>
 #include <memory>
@@ -44,8 +43,8 @@ class Simulator {
   // Running
 
   void Start();  ///< opens the ports; the seed was read by the constructor
-  /// Ends all connections and threads, also those that wait in a delay; mailboxes stay, and go to the state file if there
-  /// is one. Raises, after everything has ended, when that cannot be written.
+  /// Ends all connections and threads, also those that wait in a delay; mailboxes stay, and go to the state file if
+  /// there is one. Raises, after everything has ended, when that cannot be written.
   void Stop();
   /// True between Start and Stop.
   bool Running() const;
@@ -90,8 +89,8 @@ class Simulator {
 
   /// Puts a failure behind those that wait.
   void AddFault(Fault fault);
-  /// Adds the faults of a script behind those that wait, and shows its certificate and schemes. Raises OptionError with the
-  /// place when something in the file is wrong; then nothing of it counts.
+  /// Adds the faults of a script behind those that wait, and shows its certificate and schemes. Raises OptionError with
+  /// the place when something in the file is wrong; then nothing of it counts.
   void LoadScript(const std::string& file);
   /// Forgets those that wait; certificate and schemes stay.
   void ClearFaults();
@@ -112,8 +111,8 @@ class Simulator {
 
 /// The names that Options::version takes, oldest first.
 std::vector<std::string> VersionNames();
-/// What a version lacks of what the newest has: operations, folders, properties. A few lines of text; empty for the newest
-/// ones. Raises OptionError for an unknown name.
+/// What a version lacks of what the newest has: operations, folders, properties. A few lines of text; empty for the
+/// newest ones. Raises OptionError for an unknown name.
 std::string VersionGaps(const std::string& version);
 
 }  // namespace velmore::simulator

@@ -36,8 +36,9 @@ std::string ClassOf(const std::exception& failure) {
   return text;
 }
 
-/// Classes of docs/errors.md that a server, a proxy or a network can be the reason of. A plain exception, an assertion or a wrong
-/// position tell a mistake of the program, which is ours here; plain ones but those of a reply without its response.
+/// Classes of docs/errors.md that a server, a proxy or a network can be the reason of. A plain exception, an assertion
+/// or a wrong position tell a mistake of the program, which is ours here; plain ones but those of a reply without its
+/// response.
 bool IsDocumented(const std::string& name, const std::string& text) {
   if (name == "EVqException")
     return text == "The body of the reply is empty." || text.starts_with("The reply holds no ");

@@ -1,7 +1,7 @@
 #pragma once
 
-// A simulator in a process of its own, so that what the client holds can be told from what the server holds. While it is rough
-// there is always one fault waiting for a request.
+// A simulator in a process of its own, so that what the client holds can be told from what the server holds. While it
+// is rough there is always one fault waiting for a request.
 
 #include <sys/types.h>
 

@@ -1,5 +1,5 @@
-// velmore_soak: sessions in threads do everything that the library can do, against simulators that fail in every way. README.md tells
-// the rules; the exit code is 0 when none was broken, 1 when one was, 2 when the arguments are wrong.
+// velmore_soak: sessions in threads do everything that the library can do, against simulators that fail in every way.
+// README.md tells the rules; the exit code is 0 when none was broken, 1 when one was, 2 when the arguments are wrong.
 
 #include <signal.h>
 #include <unistd.h>
@@ -30,7 +30,8 @@ namespace {
 using namespace soak;
 using Clock = std::chrono::steady_clock;
 
-// What may be held more at the end than after the warm-up. Sessions that are gone hold nothing; the rest is caches of the libraries below.
+// What may be held more at the end than after the warm-up. Sessions that are gone hold nothing; the rest is caches of
+// the libraries below.
 constexpr std::size_t kHeapBound = 512 << 10;
 constexpr std::size_t kResidentBound = 32 << 20;
 constexpr int kDescriptorBound = 2;  // connections of the session that stays
@@ -118,7 +119,8 @@ class Soak {
     }
   }
 
-  /// Runs a job as whoever sits there, after a logon if need be. What goes wrong is in the report; false when something did.
+  /// Runs a job as whoever sits there, after a logon if need be. What goes wrong is in the report; false when something
+  /// did.
   bool Do(const Job& job, int user, Seat& seat, std::mt19937& random, unsigned& serial) {
     const char* name = "log on";
     try {
@@ -148,7 +150,8 @@ class Soak {
     return false;
   }
 
-  /// The servers are well again, and so must everything be: with the session that was there and with a new one on each server.
+  /// The servers are well again, and so must everything be: with the session that was there and with a new one on each
+  /// server.
   void BeWellAgain(int user, Seat& seat, std::mt19937& random, unsigned& serial) {
     // Each job once for the failure that a connection may still have in it.
     if (seat.Session) Do(Jobs().front(), user, seat, random, serial);

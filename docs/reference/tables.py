@@ -97,6 +97,8 @@ def definitions(table):
 @functools.cache
 def declarations(table):
     """What the inclusion of a table declares."""
+    if "MemberRows" in table:
+        return ""  # overrides of what the interfaces document
     makers = {"Records": records, "Enumerations": enumerations, "FieldURIs": enumerations}
     maker = next((made for name, made in makers.items() if name in table), definitions)
     return "\n".join(maker(table))

@@ -239,7 +239,8 @@ void TVqEWSItemAttachment::SetModified() {
   TVqEWSAttachment::SetModified();
 }
 
-// A changed attachment is deleted and made anew by the save, for which it must be known whole: said here, and not in the middle of the save.
+// A changed attachment is deleted and made anew by the save, for which it must be known whole: said here, and not in
+// the middle of the save.
 void TVqEWSItemAttachment::CheckAttachable() {
   if (!IdText().empty() && !ItemInside(Record().AsElement())) GetItemAttachmentType();
 }
@@ -356,7 +357,8 @@ TEwsNonEmptyArrayOfAttachments& TVqEWSAttachments::List() const {
   return FAttachments;
 }
 
-// Elements are looked up anew, past the arrays' records: those stay under their old positions when an entry before them is deleted.
+// Elements are looked up anew, past the arrays' records: those stay under their old positions when an entry before them
+// is deleted.
 
 TVqDOMElementList TVqEWSAttachments::Files() const {
   return List().AsElement().CreateElementList(".//t:FileAttachment");

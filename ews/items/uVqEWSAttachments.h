@@ -4,10 +4,12 @@
 ///
 ///     item->GetAttachments().AddAttachment("report.pdf");
 ///     for (std::int32_t i = 0; i < item->GetAttachments().Count(); ++i) {
-///       if (auto file = Supports<IVqEWSFileAttachment>(item->GetAttachments().GetAttachment(i))) file->SaveToFile(file->GetName());
+///       if (auto file = Supports<IVqEWSFileAttachment>(item->GetAttachments().GetAttachment(i)))
+///         file->SaveToFile(file->GetName());
 ///     }
 ///
-/// Changes are made in the item's tree; the item's save sends them. Content is fetched with m:GetAttachment when it is first read.
+/// Changes are made in the item's tree; the item's save sends them. Content is fetched with m:GetAttachment when it is
+/// first read.
 
 #include <functional>
 #include <memory>
@@ -27,7 +29,8 @@ struct TVqEWSAttachmentContent {
 
 /// What a list and its attachments share; stays behind when the list goes, so that an attachment notices it.
 struct TVqEWSAttachmentsState {
-  /// The session that attachments are fetched through; the element of all attachments; the ids of those with edits; false when the list was given up.
+  /// The session that attachments are fetched through; the element of all attachments; the ids of those with edits;
+  /// false when the list was given up.
   TVqRef<IVqEWSSession> Session;
   IVqDOMElement Parent;
   std::vector<string> Modified;
@@ -41,8 +44,8 @@ struct TVqEWSAttachmentsState {
   void Discard() noexcept;
 };
 
-/// Base of both kinds. Owns a record over its element and keeps the tree alive; using it after its list is gone raises a plain exception. One thread at
-/// a time.
+/// Base of both kinds. Owns a record over its element and keeps the tree alive; using it after its list is gone raises
+/// a plain exception. One thread at a time.
 class TVqEWSAttachment : public TVqObject, public virtual IVqEWSAttachment {
  public:
   IVqDOMElement AsElement() override { return Record().AsElement(); }
@@ -115,7 +118,8 @@ class TVqEWSItemAttachment : public TVqEWSAttachment, public virtual IVqEWSItemA
   TVqEWSItemAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState, const IVqDOMElement& AElement);
 
   TVqEWSAttachmentType GetAttachmentType() override { return attItem; }
-  /// Raises "Unsupported Attachment Type!" where the save could not make the attachment anew; asks the server for that when it was not asked before.
+  /// Raises "Unsupported Attachment Type!" where the save could not make the attachment anew; asks the server for that
+  /// when it was not asked before.
   void SetModified() override;
   /// Raises what `SetModified` raises.
   void CheckAttachable();
@@ -139,11 +143,11 @@ class TVqEWSItemAttachment : public TVqEWSAttachment, public virtual IVqEWSItemA
   void Require(TItemAttachmentType AType, const char* AMessage);
 };
 
-/// The list. Owns nothing but the ids of modified attachments; made by an item, raises a plain exception from the item's next load on. One thread at a time.
-/// Positions that it does not have raise EListError.
+/// The list. Owns nothing but the ids of modified attachments; made by an item, raises a plain exception from the
+/// item's next load on. One thread at a time. Positions that it does not have raise EListError.
 ///
-/// The list finds its entries at any depth, on purpose: once an attached item was fetched, its own files stand in it, too. Those belong to that item: changing
-/// or deleting one here raises.
+/// The list finds its entries at any depth, on purpose: once an attached item was fetched, its own files stand in it,
+/// too. Those belong to that item: changing or deleting one here raises.
 class TVqEWSAttachments {
  public:
   /// Over the record of an item's attachments, which must outlive the list.
@@ -171,8 +175,9 @@ class TVqEWSAttachments {
 
   /// The attachments of the item itself, in the order of the tree: what a save looks at.
   std::vector<TVqRef<IVqEWSAttachment>> OwnAttachments();
-  /// Fetches what the item's next save needs of an attachment that it makes (anew): its content and, to any depth, that of the attachments inside, whose
-  /// ids go. Raises what the server says when something cannot be fetched; nothing is lost then.
+  /// Fetches what the item's next save needs of an attachment that it makes (anew): its content and, to any depth, that
+  /// of the attachments inside, whose ids go. Raises what the server says when something cannot be fetched; nothing is
+  /// lost then.
   void Complete(IVqEWSAttachment& AAttachment);
   /// From now on the list and every view of an attachment raise. Called by the item when it was loaded again.
   void Discard() noexcept;

@@ -41,7 +41,8 @@ struct TImage {
   std::unique_ptr<TVqStream> Content;
 };
 
-/// The picture whose source begins at the cursor, which then stands behind its value; no content when it is to be left alone.
+/// The picture whose source begins at the cursor, which then stands behind its value; no content when it is to be left
+/// alone.
 TImage ReadImage(TCursor& cursor, const std::string& scheme, const TVqInlineImages& images, std::size_t value) {
   if (cursor.Peek() != ':') return {};
   cursor.Step();

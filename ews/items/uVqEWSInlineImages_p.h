@@ -21,9 +21,10 @@ struct TVqInlineImages {
   std::function<void(const string& AName, const string& AMimeType, std::unique_ptr<TVqStream> AContent)> Take;
 };
 
-/// Finds the pictures of an HTML text whose `src` is a "data:" text of base64 or a "file:" that exists, hands each over and puts "cid:" and its name in
-/// place of the old value. Names are numbered from 0, past those that are taken. Only values in double quotes are recognised, and `src` is looked for at
-/// the first "s" of the tag. Gives false, and leaves `AOutput`, when there is none. Raises EConvertError for a "data:" text that is no base64.
+/// Finds the pictures of an HTML text whose `src` is a "data:" text of base64 or a "file:" that exists, hands each over
+/// and puts "cid:" and its name in place of the old value. Names are numbered from 0, past those that are taken. Only
+/// values in double quotes are recognised, and `src` is looked for at the first "s" of the tag. Gives false, and leaves
+/// `AOutput`, when there is none. Raises EConvertError for a "data:" text that is no base64.
 bool VqMoveInlineImages(const std::string& AHtml, std::string& AOutput, const TVqInlineImages& AImages);
 
 /// Whether the text names this content id ("cid:_inlineImg1", and not "cid:_inlineImg10").

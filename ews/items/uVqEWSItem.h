@@ -1,14 +1,16 @@
 #pragma once
 
-/// Items of every kind: loading, lazy loading and saving. TVqEWSItem is the plain one; messages stand in uVqEWSMessage.h.
+/// Items of every kind: loading, lazy loading and saving. TVqEWSItem is the plain one; messages stand in
+/// uVqEWSMessage.h.
 ///
-/// An item holds its state as two records: the current one, which getters read and setters write, and a copy as it came from the server. The server is
-/// asked for "AllProperties" once; what that leaves out is fetched one by one when it is first read. A save compares the two records.
+/// An item holds its state as two records: the current one, which getters read and setters write, and a copy as it came
+/// from the server. The server is asked for "AllProperties" once; what that leaves out is fetched one by one when it is
+/// first read. A save compares the two records.
 
 #include <type_traits>
 
-#include "ews/model/uVqEWSItemInterfaces.h"
 #include "ews/model/uVqEWSBase.h"
+#include "ews/model/uVqEWSItemInterfaces.h"
 
 namespace velmore {
 
@@ -18,7 +20,8 @@ class TVqBinResponse;
 template <typename T>
 using TVqSetterOf = std::conditional_t<std::is_same_v<T, string> || std::is_same_v<T, TBytes>, const T&, T>;
 
-// What a row of ews/tables/MemberRows*.inc becomes in its class; what it becomes in the source stands in uVqEWSMemberRows_p.h.
+// What a row of ews/tables/MemberRows*.inc becomes in its class; what it becomes in the source stands in
+// uVqEWSMemberRows_p.h.
 #define VQ_DECLARE_Read(name, type, ...) type Get##name() override;
 #define VQ_DECLARE_Write(name, type, ...) \
   type Get##name() override;              \
@@ -29,8 +32,8 @@ using TVqSetterOf = std::conditional_t<std::is_same_v<T, string> || std::is_same
 
 /// The body of TVqEWSBaseItem<T>, the same for every record type: all item records derive from TEwsItem.
 ///
-/// Owns its envelope, attachments and categories; keeps its creator alive. Lives by its reference count. One thread at a time. Getters may ask the
-/// server and raise; see IVqEWSItem for each operation.
+/// Owns its envelope, attachments and categories; keeps its creator alive. Lives by its reference count. One thread at
+/// a time. Getters may ask the server and raise; see IVqEWSItem for each operation.
 class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
  public:
   TItemId GetID() override;
@@ -62,7 +65,8 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
 
   /// Reads the item again (m:GetItem): new records, no attachments, categories or recipients in hand.
   virtual void ReloadItem(const TItemId& AItemId);
-  /// Deletes the inline images that a save made out of the body's pictures ("_inlineImg0" and so on). In memory: the save sends it.
+  /// Deletes the inline images that a save made out of the body's pictures ("_inlineImg0" and so on). In memory: the
+  /// save sends it.
   void ClearInlineAttachments();
 
   const TVqEWSMemberTable& MemberTable() const override;
@@ -76,8 +80,8 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   void Initialize(const TItemId& AItemId);
 
   void SetPropData(const IVqDOMElement& AElement) override;
-  /// Called with each m:CreateItem and m:UpdateItem of a save before it is sent. The base moves pictures of an HTML body ("data:" and "file:") into
-  /// inline attachments. Overriders call it first.
+  /// Called with each m:CreateItem and m:UpdateItem of a save before it is sent. The base moves pictures of an HTML
+  /// body ("data:" and "file:") into inline attachments. Overriders call it first.
   virtual void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest);
 
   /// The current record as an item's.
@@ -90,7 +94,8 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   TServerVersion ServerVersion() const { return ActiveSession().GetServerVersion(); }
   /// Raises a plain exception when the server is older.
   void NeedsVersion(TServerVersion ARequired, const char* AFeature) const;
-  /// The HTML that came from somebody else: pictures of this machine that it names are not taken. The body as it was loaded.
+  /// The HTML that came from somebody else: pictures of this machine that it names are not taken. The body as it was
+  /// loaded.
   virtual string ForeignHtml();
   /// "Message", "Item": the local name of the item's element.
   string ElementName();
@@ -165,7 +170,8 @@ class TVqEWSItem : public TVqEWSBaseItem<TEwsItem> {
   ~TVqEWSItem() override = default;
 };
 
-/// A reply whose first "MimeContent" never becomes part of the tree: it is cut out of the bytes, and the tree has an empty element in its place.
+/// A reply whose first "MimeContent" never becomes part of the tree: it is cut out of the bytes, and the tree has an
+/// empty element in its place.
 class TVqBinResponse : public TVqSOAPResponse {
  public:
   /// Takes over the bytes of the reply. Raises EVqXMLError as its base.

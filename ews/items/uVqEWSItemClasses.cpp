@@ -14,8 +14,8 @@ TVqRef<IVqEWSItem> Make(TVqComponent* creator, const TItemId& id) {
   return MakeRef<T>(creator, id);
 }
 
-/// A kind of item, the class that opens one of the server's, and the class that makes a new one. What is not listed is opened as a plain item, and made by
-/// nobody: a plain item would go out under another element's name.
+/// A kind of item, the class that opens one of the server's, and the class that makes a new one. What is not listed is
+/// opened as a plain item, and made by nobody: a plain item would go out under another element's name.
 constexpr struct {
   TItemType Type;
   TMake Open, New;

@@ -25,7 +25,8 @@ std::string DefinitionName(const string& entry) {
   return entry.Copy(kDefinitionPrefix.size()).utf8();
 }
 
-/// The definition that asks the server: a member of the schema is asked for through the MAPI property that stands for it.
+/// The definition that asks the server: a member of the schema is asked for through the MAPI property that stands for
+/// it.
 PVqEWSPropDef AskingDefinition(const std::string& name) {
   const PVqEWSPropDef definition = GetPropDef(name, true);
   return definition->Extended ? definition : GetPropDef("M" + name, true);
@@ -140,7 +141,8 @@ void TVqEWSItemCore::AddPropertyURI(const IVqDOMElement& AProperties, const stri
       AProperties.AddElement("t:FieldURI").SetAttribute("FieldURI", EWSShortNameToStr(field->FieldURI()));
       return;
     }
-    // Under the plain element's name and with the definition's own index, on purpose: the library's own form, which the wire form brings into the schema's.
+    // Under the plain element's name and with the definition's own index, on purpose: the library's own form, which the
+    // wire form brings into the schema's.
     case fdtIndexedField: {
       const PVqEWSFieldDef field = GetFieldDef(member->Field.GetDictionaryURI());
       const IVqDOMElement uri = AProperties.AddElement("t:FieldURI");
@@ -179,7 +181,8 @@ IVqDOMElement TVqEWSItemCore::NewNode(const string& AName) const {
   return IVqDOMElement(NewRecord().FindNode(AName));
 }
 
-/// An answer goes into both records, so that nothing counts as changed; of what the application has changed the copy as loaded alone takes it.
+/// An answer goes into both records, so that nothing counts as changed; of what the application has changed the copy as
+/// loaded alone takes it.
 std::vector<TVqXMLSchemaElement*> TVqEWSItemCore::RecordsToMerge(const IVqDOMElement& AOld,
                                                                  const IVqDOMElement& ANew) const {
   std::vector<TVqXMLSchemaElement*> records = {&OldRecord()};

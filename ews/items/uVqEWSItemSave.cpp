@@ -1,4 +1,5 @@
-// How an item's changes reach the server: the item, then its attachments (uVqEWSItemSaveAttachments.cpp), then a reload.
+// How an item's changes reach the server: the item, then its attachments (uVqEWSItemSaveAttachments.cpp), then a
+// reload.
 
 #include "ews/items/uVqEWSItem.h"
 

@@ -1,5 +1,5 @@
-// How an item's attachments reach the server: what is gone is deleted, what is new is made, and what was changed is both. Pictures of an HTML body become
-// attachments on the way.
+// How an item's attachments reach the server: what is gone is deleted, what is new is made, and what was changed is
+// both. Pictures of an HTML body become attachments on the way.
 
 #include "ews/items/uVqEWSItem.h"
 
@@ -37,8 +37,8 @@ bool ContainsId(const std::vector<string>& ids, const string& id) {
   return std::ranges::any_of(ids, [&](const string& other) { return SameText(other, id); });
 }
 
-/// Whether an attachment of the server is one that was made from this one, as far as both tell: servers before Exchange2010 know no sizes, and of an item
-/// the client knows none.
+/// Whether an attachment of the server is one that was made from this one, as far as both tell: servers before
+/// Exchange2010 know no sizes, and of an item the client knows none.
 bool IsMadeFrom(const IVqDOMElement& made, const IVqDOMElement& own) {
   const auto same = [&](const char* name) {
     return made.SelectSingleElement(name, kSelectQuiet).GetText() ==
@@ -233,7 +233,8 @@ void TVqEWSItemCore::BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) {
   }
 }
 
-// What the HTML of this item was before the application wrote any: its "file:" sources name files of somebody else's machine.
+// What the HTML of this item was before the application wrote any: its "file:" sources name files of somebody else's
+// machine.
 string TVqEWSItemCore::ForeignHtml() {
   return IVqDOMElement(OldRecord().FindNode("t:Body")).GetText();
 }
@@ -257,7 +258,8 @@ void TVqEWSItemCore::MoveImages(const IVqDOMElement& ABody) {
             images.push_back({name, type, std::move(content)});
           }};
   if (!VqMoveInlineImages(source, html, rules)) return;
-  // A picture that cannot be taken has raised by now, and so does a server that knows no inline attachments: the attachments are as they were then.
+  // A picture that cannot be taken has raised by now, and so does a server that knows no inline attachments: the
+  // attachments are as they were then.
   NeedsVersion(Exchange2010, "SetIsInline");
   ClearInlineAttachments(source);
   for (const TImage& image : images) {

@@ -1,7 +1,8 @@
 #pragma once
 
-/// What a row of ews/tables/MemberRows*.inc becomes in a class's source: the accessor of the record's member, behind its version guard, and the row of
-/// the member table. What it becomes in the class itself (VQ_DECLARE_...) stands in uVqEWSItem.h.
+/// What a row of ews/tables/MemberRows*.inc becomes in a class's source: the accessor of the record's member, behind
+/// its version guard, and the row of the member table. What it becomes in the class itself (VQ_DECLARE_...) stands in
+/// uVqEWSItem.h.
 
 #include <concepts>
 #include <type_traits>

@@ -162,8 +162,8 @@ void TVqEWSEMail::SaveChanges(TVqEWSSaveOption ASaveOption) {
 
 void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
   if (GetIsSubmitted()) throw EVqException("The message has already been submitted!");
-  // Attachments go up one by one, and old servers send what they hold: both need the message saved first. The tree is asked, not the accessor,
-  // which would ask the server and leave an empty element in the request.
+  // Attachments go up one by one, and old servers send what they hold: both need the message saved first. The tree is
+  // asked, not the accessor, which would ask the server and leave an empty element in the request.
   const bool hasAttachments = NewRecord().FindNode("t:Attachments").HasChildren();
   const bool inOneStep = ServerVersion() > Exchange2013 && !hasAttachments;
   bool saved = false;

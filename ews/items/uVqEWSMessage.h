@@ -6,7 +6,8 @@
 
 namespace velmore {
 
-/// An e-mail message. See TVqEWSItemCore for what it owns, its threads and failures; in addition it owns its recipients, until the next reload.
+/// An e-mail message. See TVqEWSItemCore for what it owns, its threads and failures; in addition it owns its
+/// recipients, until the next reload.
 class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMail {
  public:
   /// An empty id makes a new message in `ACreator` (a folder, for its place); any other loads the message (m:GetItem).

@@ -10,8 +10,9 @@ namespace velmore {
 enum TVqEWSAttachmentType : std::int32_t { attFile, attItem };
 
 /// One attachment. A view into its item: it may not outlive the item, and using it then raises a plain exception.
-/// Setters mark the attachment as modified; the item's save then replaces it on the server. The first setter of an attached item asks the server for that
-/// item, and raises "Unsupported Attachment Type!" for a kind that could not be made anew; setters of what belongs to an item inside raise.
+/// Setters mark the attachment as modified; the item's save then replaces it on the server. The first setter of an
+/// attached item asks the server for that item, and raises "Unsupported Attachment Type!" for a kind that could not be
+/// made anew; setters of what belongs to an item inside raise.
 class IVqEWSAttachment : public virtual IVqObject {
  public:
   /// Which of the two interfaces below it has.
@@ -59,7 +60,8 @@ class IVqEWSFileAttachment : public virtual IVqEWSAttachment {
   virtual bool GetIsContactPhoto() = 0;
   /// Needs Exchange2010.
   virtual void SetIsContactPhoto(bool AValue) = 0;
-  /// Replaces the content by the whole stream. An empty stream (or none) leaves it and still marks the attachment as modified.
+  /// Replaces the content by the whole stream. An empty stream (or none) leaves it and still marks the attachment as
+  /// modified.
   virtual void LoadFromStream(TVqStream* AStream) = 0;
   /// The same from a file; name and type of the attachment stay. Raises EStreamError.
   virtual void LoadFromFile(const string& AFileName) = 0;

@@ -1,7 +1,8 @@
 #pragma once
 
-/// The two roots of the object world: the abstract session that server-side objects see, and the base of every server-side object. Behind them the base
-/// of those objects that hold data: two trees, the one that the application edits and the one as loaded, and the properties that compare them.
+/// The two roots of the object world: the abstract session that server-side objects see, and the base of every
+/// server-side object. Behind them the base of those objects that hold data: two trees, the one that the application
+/// edits and the one as loaded, and the properties that compare them.
 
 #include <map>
 #include <memory>
@@ -13,7 +14,8 @@ namespace velmore {
 
 /// The session as far as server-side objects are concerned.
 ///
-/// Owns the time-zone table, the exchange cookie and the access token. No copies. One thread at a time. See each operation for what it raises.
+/// Owns the time-zone table, the exchange cookie and the access token. No copies. One thread at a time. See each
+/// operation for what it raises.
 class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
  public:
   /// `AOwner` may be empty.
@@ -35,7 +37,8 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
 
   /// Whether the application wants requests in the form that the published schema has.
   virtual bool GetStrictSchema() const { return false; }
-  /// The form that requests have now: the schema's where the application wants it, or where the server was found to want it.
+  /// The form that requests have now: the schema's where the application wants it, or where the server was found to
+  /// want it.
   virtual TVqEWSWireForm GetWireForm() const {
     return GetStrictSchema() ? TVqEWSWireForm::schema : TVqEWSWireForm::own;
   }
@@ -65,14 +68,14 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
 
 /// Base of everything that stands for something on the server.
 ///
-/// Owns its id, and with `AKeepCreatorAlive` a reference on its creator; lives by its reference count and is made by MakeRef. One thread at a time.
-/// The session is found once, along the chain of creators; when it goes away the object lives on, and whatever needs the server raises "There is no
-/// active EWS Session!".
+/// Owns its id, and with `AKeepCreatorAlive` a reference on its creator; lives by its reference count and is made by
+/// MakeRef. One thread at a time. The session is found once, along the chain of creators; when it goes away the object
+/// lives on, and whatever needs the server raises "There is no active EWS Session!".
 class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
  public:
-  /// `ACreator` is the session or another server-side object. Raises "Failed to find the EWS Session!" when the chain leads to none. A creator that
-  /// is not kept alive must be kept by the application for as long as requests are made through this object; one that went away is noticed and
-  /// raises a plain exception.
+  /// `ACreator` is the session or another server-side object. Raises "Failed to find the EWS Session!" when the chain
+  /// leads to none. A creator that is not kept alive must be kept by the application for as long as requests are made
+  /// through this object; one that went away is noticed and raises a plain exception.
   TVqEWSObject(TVqComponent* ACreator, bool AKeepCreatorAlive);
 
   /// A framed request; goes outward along the creators to the session, and each may add to it. Raises as
@@ -106,8 +109,8 @@ class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
   bool FKeepCreatorAlive;
 };
 
-/// The session as one object sees it: requests go along the object's chain of creators, so that an impersonating store can add its header. Outlives the
-/// object; raises a plain exception then.
+/// The session as one object sees it: requests go along the object's chain of creators, so that an impersonating store
+/// can add its header. Outlives the object; raises a plain exception then.
 class TVqEWSObjectSession : public TVqObject, public virtual IVqEWSSession {
  public:
   /// `AObject` is looked at until Forget.
@@ -137,8 +140,9 @@ class TVqEWSObjectSession : public TVqObject, public virtual IVqEWSSession {
 
 /// The body of TVqEWSPropObject<T>, the same for every record type.
 ///
-/// Owns both records, the document of the second and the property list. The copy behind the second one is made when somebody compares, or right before the
-/// first change. Lives by its reference count (see TVqEWSObject). One thread at a time. Reading a property may ask the server and raise.
+/// Owns both records, the document of the second and the property list. The copy behind the second one is made when
+/// somebody compares, or right before the first change. Lives by its reference count (see TVqEWSObject). One thread at
+/// a time. Reading a property may ask the server and raise.
 class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObject, public IVqEWSFieldSource {
  public:
   TVqEWSProperties& GetProperties() override { return *FProps; }
@@ -155,8 +159,8 @@ class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObjec
   TVqEWSPropObjectCore(TVqComponent* ACreator, bool AKeepCreatorAlive, const TVqXMLSchemaClass& ARecordClass);
   ~TVqEWSPropObjectCore() override;
 
-  /// Makes both records anew: the current one over `AElement`, the one as loaded over a copy. Explicit statuses of properties are forgotten;
-  /// what getters handed out before raises from now on.
+  /// Makes both records anew: the current one over `AElement`, the one as loaded over a copy. Explicit statuses of
+  /// properties are forgotten; what getters handed out before raises from now on.
   virtual void SetPropData(const IVqDOMElement& AElement);
 
   /// The current record, and the one as loaded. Raise a plain exception before the first SetPropData.

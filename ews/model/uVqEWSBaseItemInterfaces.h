@@ -3,8 +3,8 @@
 /// What every item has, whatever its kind.
 ///
 /// Every getter reads the item as it stands in memory. What the load left out is fetched from the server on first read
-/// (m:GetItem), so a getter can block and can raise; setters only write in memory, SaveChanges sends what differs. Who owns
-/// what, which thread may call and what is raised: see the head of uVqEWSInterfaces.h.
+/// (m:GetItem), so a getter can block and can raise; setters only write in memory, SaveChanges sends what differs. Who
+/// owns what, which thread may call and what is raised: see the head of uVqEWSInterfaces.h.
 
 #include "ews/model/uVqEWSInterfaces.h"
 #include "platform/common/uVqSet.h"
@@ -38,7 +38,8 @@ enum TItemType : std::int32_t {
 /// without "so".
 enum TVqEWSSaveOption : std::int32_t { soNeverOverwrite, soAutoResolve, soAlwaysOverwrite };
 
-/// What becomes of a created or updated message. The third value's prefix is spelled so on purpose: programs use the name.
+/// What becomes of a created or updated message. The third value's prefix is spelled so on purpose: programs use the
+/// name.
 enum TMessageDispositionType : std::int32_t { mdpSaveOnly, mdpSendAndSaveCopy, mdbSendOnly };
 
 /// The responses that the server allows to an item; the wire text is the name without "irt".
@@ -80,9 +81,10 @@ struct TVqEWSRefusedDeletion {
   EEWSException Refusal;
 };
 
-/// Any item of a mailbox. Records and lists that getters return belong to the item as it was loaded: from its next load on, with which every save
-/// ends, they raise a plain exception, and so do recipients and attachments that somebody holds. A record that is not in the item is made empty by its getter;
-/// what reading makes is never sent. What "needs" a version raises a plain exception with an earlier server.
+/// Any item of a mailbox. Records and lists that getters return belong to the item as it was loaded: from its next load
+/// on, with which every save ends, they raise a plain exception, and so do recipients and attachments that somebody
+/// holds. A record that is not in the item is made empty by its getter; what reading makes is never sent. What "needs"
+/// a version raises a plain exception with an earlier server.
 class IVqEWSItem : public virtual IVqEWSPropObject {
  public:
   /// The kind of the item: which interface and record it has.
@@ -227,8 +229,9 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
   /// Sends what changed (m:CreateItem or m:UpdateItem, m:DeleteAttachment, m:CreateAttachment) and reads the item again
   /// (m:GetItem).
   virtual void SaveChanges(TVqEWSSaveOption ASaveOption) = 0;
-  /// Attachments that saves of this object were to delete (they were taken away, or changed and so made anew), that the server would not delete and that
-  /// stood on the item when it was last loaded. A save does not fail for them; SubmitMessage does, before anything is sent.
+  /// Attachments that saves of this object were to delete (they were taken away, or changed and so made anew), that the
+  /// server would not delete and that stood on the item when it was last loaded. A save does not fail for them;
+  /// SubmitMessage does, before anything is sent.
   virtual const std::vector<TVqEWSRefusedDeletion>& GetRefusedDeletions() const = 0;
   /// The MIME content of a saved item, decoded into a file (m:GetItem). The content never stands in memory as a tree.
   virtual void SaveToFile(const string& AFileName) = 0;

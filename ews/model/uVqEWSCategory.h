@@ -11,8 +11,8 @@ namespace velmore {
 
 /// A category.
 ///
-/// Owns its values and a share of the document they were read from. A copy copies them. One thread at a time. Raises nothing of its own: one odd entry
-/// does not make a list unreadable.
+/// Owns its values and a share of the document they were read from. A copy copies them. One thread at a time. Raises
+/// nothing of its own: one odd entry does not make a list unreadable.
 class TVqEWSCategory {
  public:
   /// From an element of the categories list: the attributes "name", "color" and "keyboardShortcut".
@@ -20,7 +20,8 @@ class TVqEWSCategory {
 
   /// The name by which items carry the category.
   const string& GetName() const noexcept { return FName; }
-  /// 0x00BBGGRR: red in the lowest byte. The first colour, a red, when the attribute is absent; white for what is none of the 25 colours.
+  /// 0x00BBGGRR: red in the lowest byte. The first colour, a red, when the attribute is absent; white for what is none
+  /// of the 25 colours.
   std::uint32_t GetColor() const noexcept { return FColor; }
   /// Ctrl and F2 to F12 as 0x4071 to 0x407B, or 0.
   std::uint16_t GetShortCut() const noexcept { return FShortCut; }

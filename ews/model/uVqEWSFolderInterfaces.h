@@ -85,8 +85,8 @@ class IVqEWSRestriction : public virtual IVqEWSObject {
  public:
   /// Which of the interfaces below it has.
   virtual TVqEWSRestrictionType GetRestrictionType() = 0;
-  /// Writes the node and everything below it. A child or field that was never set raises a plain exception, and so do nodes below nodes that go deeper
-  /// than a request can carry.
+  /// Writes the node and everything below it. A child or field that was never set raises a plain exception, and so do
+  /// nodes below nodes that go deeper than a request can carry.
   virtual void SaveToStream(TVqStringStream& AStream) = 0;
 
  protected:
@@ -96,7 +96,8 @@ class IVqEWSRestriction : public virtual IVqEWSObject {
 /// And, Or: any number of children.
 class IVqEWSRestrictionList : public virtual IVqEWSRestriction {
  public:
-  /// Adds a child; the list keeps it. Raises a plain exception for an empty reference and for a child that holds the list.
+  /// Adds a child; the list keeps it. Raises a plain exception for an empty reference and for a child that holds the
+  /// list.
   virtual void AddRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
   /// Removes the child; nothing happens when it is none.
   virtual void RemoveRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
@@ -150,12 +151,12 @@ class IVqEWSRestrictionCompare : public virtual IVqEWSRestrictionField {
   virtual void SetCompareOperator(TVqEWSRestrictionOperator AValue) = 0;
   /// The value as it was set; its text in the request is that of VqVariantToXML.
   virtual const TVqVariant& GetValue() = 0;
-  /// The value's text stands between quotes as it is, so that it is markup: "Birch &amp; Sons". What would break out of the quotes (a quote, "<", an "&"
-  /// that begins no reference) or is no XML raises EVqXMLError with the field's name, when it is set. Set the field first. With the session's StrictSchema
-  /// the value is text, as for SetTextValue.
+  /// The value's text stands between quotes as it is, so that it is markup: "Birch &amp; Sons". What would break out of
+  /// the quotes (a quote, "<", an "&" that begins no reference) or is no XML raises EVqXMLError with the field's name,
+  /// when it is set. Set the field first. With the session's StrictSchema the value is text, as for SetTextValue.
   virtual void SetValue(const TVqVariant& AValue) = 0;
-  /// The value as text, "Birch & Sons", whatever stands in it: it is escaped in every form of requests. Raises EVqXMLError for a character that XML
-  /// cannot carry.
+  /// The value as text, "Birch & Sons", whatever stands in it: it is escaped in every form of requests. Raises
+  /// EVqXMLError for a character that XML cannot carry.
   virtual void SetTextValue(const string& AValue) = 0;
 
  protected:
@@ -216,7 +217,8 @@ class IVqEWSTableBase : public virtual IVqEWSObject {
   virtual bool GetActive() = 0;
   /// The columns to ask for; add them before Open. Owned by the table.
   virtual TVqEWSFields& GetFields() = 0;
-  /// True asks for the first page, also in an open table; when that fails the table stays as it was. False drops the present one.
+  /// True asks for the first page, also in an open table; when that fails the table stays as it was. False drops the
+  /// present one.
   virtual void SetActive(bool AValue) = 0;
   /// True behind the last row on the server. (Not EOF, which is a macro of the C library.)
   virtual bool Eof() = 0;
@@ -226,15 +228,15 @@ class IVqEWSTableBase : public virtual IVqEWSObject {
   virtual void Open() = 0;
   /// Back to the first row; asks the server only when a later page is held.
   virtual void First() = 0;
-  /// The next row; asks the server behind the last row of a page. Raises a plain exception when the server says that more follows and names no place
-  /// behind the page. What is no row that the library knows is read past.
+  /// The next row; asks the server behind the last row of a page. Raises a plain exception when the server says that
+  /// more follows and names no place behind the page. What is no row that the library knows is read past.
   virtual void Next() = 0;
   /// A part for a filter of this table; asks nothing. Raises "Unsupported RestrictionType!".
   virtual TVqRef<IVqEWSRestriction> CreateRestriction(TVqEWSRestrictionType ARestrictionType) = 0;
   /// The filter of the requests to come; rows already read stay. Empty for none.
   virtual void Filter(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
-  /// Whether the field is among the columns and, in an open table, whether the server gave it for the current row. Columns of dictionary entries are never
-  /// there, see uVqEWSFields.h.
+  /// Whether the field is among the columns and, in an open table, whether the server gave it for the current row.
+  /// Columns of dictionary entries are never there, see uVqEWSFields.h.
   virtual bool HasField(const TVqEWSFieldDef& AFieldDef) = 0;
   /// The field, or none.
   virtual TVqEWSField* FindField(const TVqEWSFieldDef& AFieldDef) = 0;
@@ -243,8 +245,8 @@ class IVqEWSTableBase : public virtual IVqEWSObject {
   /// Rows of a page; 50 unless changed. The next request uses it.
   virtual std::int32_t GetMaxEntriesPerPage() = 0;
   virtual void SetMaxEntriesPerPage(std::int32_t AValue) = 0;
-  /// The current row as it came, for what no column reads: `TEwsContactItem contact(items->GetRowElement())`. Empty when there is no row. Valid until the
-  /// cursor moves.
+  /// The current row as it came, for what no column reads: `TEwsContactItem contact(items->GetRowElement())`. Empty
+  /// when there is no row. Valid until the cursor moves.
   virtual IVqDOMElement GetRowElement() = 0;
 
  protected:
@@ -306,14 +308,15 @@ class IVqEWSFolder : public virtual IVqEWSPropObject {
   virtual TVqRef<IVqEWSItems> GetItems() = 0;
   /// Loads an item (two m:GetItem: the first finds its class).
   virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
-  /// A new, unsaved item of this folder. Asks nothing of the server. Raises EVqNotSupported for a kind that no class of this version makes.
+  /// A new, unsaved item of this folder. Asks nothing of the server. Raises EVqNotSupported for a kind that no class of
+  /// this version makes.
   virtual TVqRef<IVqEWSItem> CreateItem(TItemType AItemType) = 0;
-  /// Copies an item to another folder (m:CopyItem) and gives the copy's id. Raises EVqEWSIdNotTold when the copy was made and the server does not tell
-  /// its id, as for one in another mailbox: repeated, it makes a second one.
+  /// Copies an item to another folder (m:CopyItem) and gives the copy's id. Raises EVqEWSIdNotTold when the copy was
+  /// made and the server does not tell its id, as for one in another mailbox: repeated, it makes a second one.
   virtual TItemId CopyItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) = 0;
   virtual TItemId CopyItem(const TItemId& AItemId, const TItemId& AFolderId) = 0;
-  /// A copy, then a hard delete of the original. When the deletion fails the copy stays; when the copy's id is not told (EVqEWSIdNotTold) nothing is
-  /// deleted.
+  /// A copy, then a hard delete of the original. When the deletion fails the copy stays; when the copy's id is not told
+  /// (EVqEWSIdNotTold) nothing is deleted.
   virtual TItemId MoveItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) = 0;
   virtual TItemId MoveItem(const TItemId& AItemId, const TItemId& AFolderId) = 0;
   /// Deletes an item (m:DeleteItem).
@@ -372,7 +375,8 @@ class IVqEWSCategories : public virtual IVqObject {
   ~IVqEWSCategories() = default;
 };
 
-/// The out-of-office settings of a mailbox; changes live in memory until Apply. Not part of this version: nothing makes one.
+/// The out-of-office settings of a mailbox; changes live in memory until Apply. Not part of this version: nothing makes
+/// one.
 class IVqEWSOOF : public virtual IVqObject {
  public:
   /// Off, on, or on for a time.
@@ -438,8 +442,8 @@ class IVqEWSImpersonatedMsgStore : public virtual IVqEWSMsgStore {
  public:
   /// The SMTP address of the user in whose name requests go out.
   virtual string GetImpersonatedUser() = 0;
-  /// Requests go out in this user's name from now on; an empty address adds no header. What the store has learnt of its mailbox and its name stay:
-  /// another mailbox is better opened by OpenMsgStore.
+  /// Requests go out in this user's name from now on; an empty address adds no header. What the store has learnt of its
+  /// mailbox and its name stay: another mailbox is better opened by OpenMsgStore.
   virtual void SetImpersonatedUser(const string& AValue) = 0;
 
  protected:

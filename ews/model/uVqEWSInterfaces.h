@@ -5,11 +5,13 @@
 /// recipients in uVqEWSRecipients.h. What a search for a name gives comes with this one.
 ///
 /// What the interfaces of all these headers have in common, unless one says otherwise:
-/// - Owns: its data; what a getter gives by reference belongs to it. An object keeps what it was reached through alive, the
+/// - Owns: its data; what a getter gives by reference belongs to it. An object keeps what it was reached through alive,
+/// the
 ///   session aside.
 /// - Copy: none; to hold one more TVqRef costs one atomic increment.
 /// - Threads: one at a time, for the session and everything reached through it together.
-/// - Raises: EEWSException for a refusal, the exceptions of the transport, plain exceptions for misuse and once the session
+/// - Raises: EEWSException for a refusal, the exceptions of the transport, plain exceptions for misuse and once the
+/// session
 ///   is gone. docs/errors.md tells all of them.
 
 #include "ews/model/uVqEWSResolution.h"
@@ -77,14 +79,16 @@ class EEWSServerBusy : public EEWSException, public EVqServerBusy {
   const EVqException& Failure() const noexcept override { return *this; }
 };
 
-/// A request that changes something got a reply that is not its answer. It may have been carried out: look before repeating it.
+/// A request that changes something got a reply that is not its answer. It may have been carried out: look before
+/// repeating it.
 class EVqEWSUnclearAnswer : public EVqXMLError {
  public:
   /// The text tells what the reply lacks, and what that means.
   explicit EVqEWSUnclearAnswer(const string& AMessage) : EVqXMLError(AMessage, 0, 0) {}
 };
 
-/// A request was carried out, and its answer does not tell the id of what it made, such as a copy in another mailbox. Repeated, it makes another one.
+/// A request was carried out, and its answer does not tell the id of what it made, such as a copy in another mailbox.
+/// Repeated, it makes another one.
 class EVqEWSIdNotTold : public EVqEWSUnclearAnswer {
  public:
   using EVqEWSUnclearAnswer::EVqEWSUnclearAnswer;

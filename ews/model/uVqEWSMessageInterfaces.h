@@ -61,8 +61,9 @@ class IVqEWSEMail : public virtual IVqEWSItem {
 
   /// Sends the message: a new one without attachments in one m:CreateItem (servers later than Exchange2013), any other
   /// saved first and then sent with m:SendItem. With `AMoveToSentItems` the server keeps a copy in the sent items.
-  /// Raises a plain exception on a message that was submitted already; EVqEWSUnclearAnswer when the reply is not the answer: the message may be out; and what
-  /// the server said when an attachment that was taken away still stands on the message (GetRefusedDeletions): nothing is sent then.
+  /// Raises a plain exception on a message that was submitted already; EVqEWSUnclearAnswer when the reply is not the
+  /// answer: the message may be out; and what the server said when an attachment that was taken away still stands on
+  /// the message (GetRefusedDeletions): nothing is sent then.
   virtual void SubmitMessage(bool AMoveToSentItems) = 0;
   /// Answers and forwards are not part of this version: both raise EVqNotSupported.
   virtual TVqRef<IVqEWSSmartResponse> CreateReply(bool AReplyAll) = 0;

@@ -30,7 +30,8 @@ void TVqEWSPropObjectCore::SetPropData(const IVqDOMElement& AElement) {
   FEWSOBJECT_NEW = FRecordClass.CreateRecord(AElement);
   FEWSOBJECT_OLD.reset();
   FOldPropData = {};
-  // Most objects are loaded to be read. The copy that saves compare with is made when it is asked for, and at the latest before the element changes.
+  // Most objects are loaded to be read. The copy that saves compare with is made when it is asked for, and at the
+  // latest before the element changes.
   detail::SetBeforeChange(AElement, this, [this] { MakeOldRecord(); });
   FProps->ResetExplicitStatuses();
 }

@@ -8,7 +8,8 @@
 namespace velmore {
 namespace {
 
-/// Whether every character may stand in an address: printable, no blank, no bracket or separator. Letters beyond ASCII are allowed.
+/// Whether every character may stand in an address: printable, no blank, no bracket or separator. Letters beyond ASCII
+/// are allowed.
 bool IsAddressText(const string& text) {
   return std::ranges::all_of(text, [](char16_t unit) {
     return unit > u' ' && unit != 0x7F && !(unit >= 0x80 && unit <= 0xA0) &&
@@ -238,7 +239,8 @@ TVqRef<IVqEWSRecipient> TVqEWSRecipients::Append(TFill AFill) {
   }
 }
 
-// Emptying a long list address by address takes one look at each: what an address hashes to is kept while nothing but this list writes.
+// Emptying a long list address by address takes one look at each: what an address hashes to is kept while nothing but
+// this list writes.
 void TVqEWSRecipients::Remove(const string& AAddress) {
   const IVqDOMDocument document = FMailBoxParent.GetOwnerDocument();
   if (List().size() != FHashes.size() || document.GetModificationCount() != FHashedAt) {
@@ -310,7 +312,8 @@ void TVqEWSMember::SetKey(const string& AValue) {
   FMember->SetKey(AValue);
 }
 
-// Members hold records of their own: those of the array stay under their old positions when an entry before them is deleted.
+// Members hold records of their own: those of the array stay under their old positions when an entry before them is
+// deleted.
 
 TVqEWSMembersList::TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion)
     : FServerVersion(AServerVersion), FMembers(AMembers) {

@@ -6,7 +6,8 @@
 ///     to->Add("Ann Example <ann@example.com>");
 ///     to->SetAsString("bob@example.com; \"Example, Carol\" <carol@example.com>");
 ///
-/// A recipient is a view into the item's tree: what is set here is what the next save compares and sends. Nothing here talks to the server.
+/// A recipient is a view into the item's tree: what is set here is what the next save compares and sends. Nothing here
+/// talks to the server.
 
 #include <functional>
 #include <memory>
@@ -48,21 +49,23 @@ class IVqEWSRecipients : public virtual IVqObject {
   virtual std::int32_t Count() = 0;
   /// By position from 0.
   virtual TVqRef<IVqEWSRecipient> GetItem(std::int32_t AIndex) = 0;
-  /// Adds a recipient from its text: an address, a name, or a name with an address in <>, [] or (). A text that is no address becomes the name
-  /// alone, for the server to resolve. An empty text raises "You can not add an empty recipient".
-  /// A "'" in the text is lost: an address such as "o'neil@example.com" wants `AddMailbox`.
+  /// Adds a recipient from its text: an address, a name, or a name with an address in <>, [] or (). A text that is no
+  /// address becomes the name alone, for the server to resolve. An empty text raises "You can not add an empty
+  /// recipient". A "'" in the text is lost: an address such as "o'neil@example.com" wants `AddMailbox`.
   virtual TVqRef<IVqEWSRecipient> Add(const string& AText) = 0;
-  /// Adds a recipient from its parts, which are taken as they are. An empty address leaves the name to the server to resolve; with neither raises
-  /// "You can not add an empty recipient".
+  /// Adds a recipient from its parts, which are taken as they are. An empty address leaves the name to the server to
+  /// resolve; with neither raises "You can not add an empty recipient".
   virtual TVqRef<IVqEWSRecipient> AddMailbox(const string& AName, const string& AAddress,
                                              const string& ARoutingType = "SMTP") = 0;
   /// Removes the first recipient with that address (case does not matter) from the list and the item.
   virtual void Remove(const string& AAddress) = 0;
-  /// Drops a recipient from the list alone: its element stays in the item, and the message still goes to it. To take a recipient away use `Remove`.
+  /// Drops a recipient from the list alone: its element stays in the item, and the message still goes to it. To take a
+  /// recipient away use `Remove`.
   virtual void Delete(std::int32_t AIndex) = 0;
   /// Empties the list and the item's element.
   virtual void Clear() = 0;
-  /// "Ann Example <ann@example.com>; bob@example.com". Setting clears the list and adds each piece; semicolons between quotes do not count.
+  /// "Ann Example <ann@example.com>; bob@example.com". Setting clears the list and adds each piece; semicolons between
+  /// quotes do not count.
   virtual string GetAsString() = 0;
   /// Raises as `Add`; what stood before the piece that raised is in the list.
   virtual void SetAsString(const string& AValue) = 0;
@@ -87,14 +90,15 @@ class IVqEWSNameResolver {
 /// True until the data that a view shows is loaded again, or its object ends; views of no object have none.
 using TVqEWSViewAlive = std::shared_ptr<const bool>;
 
-/// The recipient over one element of the types namespace. Owns its record, keeps the tree alive. Raises a plain exception when its item was loaded again
-/// or is gone.
+/// The recipient over one element of the types namespace. Owns its record, keeps the tree alive. Raises a plain
+/// exception when its item was loaded again or is gone.
 class TVqEWSRecipient : public TVqObject, public virtual IVqEWSRecipient {
  public:
   /// Finds the element of a recipient that need not be there, or makes it.
   using TPlace = std::function<IVqDOMElement(bool AMake)>;
 
-  /// `AElementName` is the local name that `AElement` must have (an assertion). `AServerVersion` is the session's, for the version guard.
+  /// `AElementName` is the local name that `AElement` must have (an assertion). `AServerVersion` is the session's, for
+  /// the version guard.
   TVqEWSRecipient(const IVqDOMElement& AElement, const string& AElementName, TServerVersion AServerVersion,
                   TVqEWSViewAlive AAlive = {});
   /// A recipient whose element is made by its first setter: to be read leaves no trace.
@@ -110,8 +114,8 @@ class TVqEWSRecipient : public TVqObject, public virtual IVqEWSRecipient {
   TMailboxType GetMailboxType() override;
   void SetMailboxType(TMailboxType AValue) override;
   TItemId GetItemId() override;
-  /// Writes child elements, though `GetItemId` reads attributes: the two directions differ on purpose. Attributes are what servers
-  /// answer; elements are the library's own form, which the schema's form makes attributes of.
+  /// Writes child elements, though `GetItemId` reads attributes: the two directions differ on purpose. Attributes are
+  /// what servers answer; elements are the library's own form, which the schema's form makes attributes of.
   void SetItemId(const TItemId& AValue) override;
   string GetOriginalDisplayName() override;
   void SetOriginalDisplayName(const string& AValue) override;

@@ -27,12 +27,13 @@ std::int32_t EwsTimeZoneOffset(const string& AId);
 /// All rows as a dictionary: the offset's text by the id.
 std::map<string, string> EwsTimeZoneDictionary();
 
-/// 345 of "(UTC+05:45)": sign, hours and minutes stand at fixed places. Only for texts of the table and of EwsOffsetText.
+/// 345 of "(UTC+05:45)": sign, hours and minutes stand at fixed places. Only for texts of the table and of
+/// EwsOffsetText.
 std::int32_t EwsOffsetMinutes(const string& AText);
 /// "(UTC+05:45)" of 345, "(UTC-03:30)" of -210; zero is "(UTC+00:00)".
 string EwsOffsetText(std::int32_t AMinutes);
-/// The id that stands for a machine's zone: its own Windows id if the table has it; "Greenwich Standard Time", which has no
-/// daylight saving, for "UTC"; otherwise the first row of the current offset. Empty when no row has it.
+/// The id that stands for a machine's zone: its own Windows id if the table has it; "Greenwich Standard Time", which
+/// has no daylight saving, for "UTC"; otherwise the first row of the current offset. Empty when no row has it.
 string EwsChooseTimeZone(const string& AWindowsId, std::int32_t ACurrentOffset);
 
 /// EwsChooseTimeZone for this machine, now.

@@ -28,8 +28,9 @@ void NameIndexedFields(const IVqDOMElement& method) {
   }
 }
 
-/// The schema's names of a member of items, asked for as one of every item ("item:DueDate"), as it is by default where no field is known for it: those of
-/// the kinds of items that have it. A server leaves out of its answer what an item's kind does not have.
+/// The schema's names of a member of items, asked for as one of every item ("item:DueDate"), as it is by default where
+/// no field is known for it: those of the kinds of items that have it. A server leaves out of its answer what an item's
+/// kind does not have.
 std::vector<string> FieldURIsOf(const string& name) {
   static constexpr const char* kKinds[] = {"message",    "calendar",   "meeting",         "meetingRequest",
                                            "contacts",   "task",       "postitem",        "network",
@@ -42,7 +43,8 @@ std::vector<string> FieldURIsOf(const string& name) {
   return uris;
 }
 
-/// `t:FieldURI` "item:..." for a member that not every item has -> what the schema calls it; in a list of members nothing when it has no name for it.
+/// `t:FieldURI` "item:..." for a member that not every item has -> what the schema calls it; in a list of members
+/// nothing when it has no name for it.
 void NameMembers(const IVqDOMElement& method) {
   for (const IVqDOMElement& element : method.CreateElementList(".//FieldURI", kSelectQuiet)) {
     const string uri = element.GetAttribute("FieldURI");
@@ -161,8 +163,8 @@ bool IsEmptyElement(const IVqDOMElement& element) {
   return !element.HasChildElements() && element.AttributeCount() == 0 && element.GetText().empty();
 }
 
-/// Members of new items without anything inside, which getters made on their way -> none. A save takes them away itself, other requests do not. A body
-/// whose type was never given -> one of the type that its text tells.
+/// Members of new items without anything inside, which getters made on their way -> none. A save takes them away
+/// itself, other requests do not. A body whose type was never given -> one of the type that its text tells.
 void TidyNewItems(const IVqDOMElement& method) {
   for (const char* path : {"Items/*", "Attachments/ItemAttachment/*"}) {
     for (const IVqDOMElement& item : method.CreateElementList(path, kSelectQuiet)) {
@@ -201,7 +203,8 @@ void DeleteEmptied(const IVqDOMElement& method) {
   }
 }
 
-/// An id without a mailbox, which the schema wants -> one that counts for nothing. What has no valid form at all is an error of the caller.
+/// An id without a mailbox, which the schema wants -> one that counts for nothing. What has no valid form at all is an
+/// error of the caller.
 void CheckValues(IVqSOAPRequest& request, const IVqDOMElement& method) {
   const IVqDOMElement impersonated =
       request.GetHeader().SelectSingleElement("ExchangeImpersonation/ConnectingSID/PrimarySmtpAddress", kSelectQuiet);

@@ -12,7 +12,8 @@ namespace {
 
 constexpr const char* kNotValid = "ErrorSchemaValidation";
 
-// What validators and parsers say. Servers other than Exchange have no code for it: they blame the client, in such words.
+// What validators and parsers say. Servers other than Exchange have no code for it: they blame the client, in such
+// words.
 constexpr const char* kOfValidators[] = {"schema",
                                          "proper type for node",
                                          "invalid child element",

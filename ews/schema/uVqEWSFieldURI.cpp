@@ -66,8 +66,8 @@ void AddAttribute(TVqStringStream& AStream, std::string_view AName, std::string_
   AStream.Add(std::string(AName) + "=\"" + EscapeAttribute(AValue) + "\" ");
 }
 
-// The text form keeps the element name of an unindexed field, unlike the one in update requests. Meant so: filters have always been written to this letter,
-// and for servers that want the schema's name the wire form gives it.
+// The text form keeps the element name of an unindexed field, unlike the one in update requests. Meant so: filters have
+// always been written to this letter, and for servers that want the schema's name the wire form gives it.
 void WriteIndexedFieldURIText(const TVqEWSFieldDef& AField, TVqStringStream& AStream) {
   AStream.Add("<t:FieldURI ");
   AddAttribute(AStream, "FieldURI", AField.UnindexedFieldURI);

@@ -7,12 +7,12 @@
 ///     message.GetBody().SetBodyType(btText);
 ///     for (TEwsEmailAddressType& to : message.GetToRecipients().GetMailbox()) std::cout << to.GetEmailAddress();
 ///
-/// The lists are tables: ews/tables/uVqEWSEnumerations.inc, uVqEWSFieldURIs.inc and uVqEWSRecords.inc, one row a value or
-/// member, in the order of the schema; this header makes the declarations of them. What holds for every record (what
+/// The lists are tables: ews/tables/uVqEWSEnumerations.inc, uVqEWSFieldURIs.inc and uVqEWSRecords.inc, one row a value
+/// or member, in the order of the schema; this header makes the declarations of them. What holds for every record (what
 /// it owns, what a copy costs, which thread may use it, what it raises) stands at the head of uVqXMLSchema.h.
 ///
-/// A member `t:Subject` gives `GetSubject` and `SetSubject`; `t:Start` gives `GetStart_` and `SetStart_`, as do To, Create,
-/// String, Property, Type, And, Or, Message and End. By the kind of member:
+/// A member `t:Subject` gives `GetSubject` and `SetSubject`; `t:Start` gives `GetStart_` and `SetStart_`, as do To,
+/// Create, String, Property, Type, And, Or, Message and End. By the kind of member:
 /// - A value: the getter gives the converted text of the node, or the empty value; the setter makes the node at its
 ///   place if missing. Days are without a time zone, points in time are UTC, base-64 is given as text.
 /// - A record: the getter gives a reference that the parent owns, and makes the node if missing; test with `FindNode`.
@@ -25,8 +25,8 @@
 namespace velmore {
 
 // ---- Enumerations
-// A value's name is the enumeration's prefix and its wire text: `fsNotFlagged` is "NotFlagged". TServerVersion alone has
-// no prefix; its order is that of comparison. VqEnumToText and VqTextToEnum convert.
+// A value's name is the enumeration's prefix and its wire text: `fsNotFlagged` is "NotFlagged". TServerVersion alone
+// has no prefix; its order is that of comparison. VqEnumToText and VqTextToEnum convert.
 
 #define VQ_ENUM(type) enum type : std::int32_t {
 #define VQ_TEXT(prefix, text) prefix##text,

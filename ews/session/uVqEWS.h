@@ -1,6 +1,7 @@
 #pragma once
 
-/// The session: the component that an application creates, configures and activates. Setting Active to true is the logon.
+/// The session: the component that an application creates, configures and activates. Setting Active to true is the
+/// logon.
 ///
 ///     TVqEWSServiceSession session(nullptr);
 ///     session.SetServiceUrl("https://mail.example.com/EWS/Exchange.asmx");
@@ -40,7 +41,8 @@ struct TServerVersionInfo {
   std::string Version;
 };
 
-/// The mailboxes of a session by position: the default one first, then the additional ones. Belongs to its session. Reading may run Autodiscover once.
+/// The mailboxes of a session by position: the default one first, then the additional ones. Belongs to its session.
+/// Reading may run Autodiscover once.
 class TVqEWSMsgStores {
  public:
   /// Made by its session.
@@ -62,27 +64,30 @@ class TVqEWSResponse : public TVqSOAPResponse {
 
 /// The session.
 ///
-/// Owns its settings, its HTTP session, HTTP client and SOAP client (made at logon, freed at logoff). No copies: see AssignTo. One thread at a time;
-/// any number of others make pairs of their own through CreateHTTPClient and CreateSOAPClient, pass them to CreateRequest and change no setting; only
-/// Cancel is for every thread. Raises plain exceptions for misuse, EEWSException for refusals, and lets the transport's own pass through outside of logon.
+/// Owns its settings, its HTTP session, HTTP client and SOAP client (made at logon, freed at logoff). No copies: see
+/// AssignTo. One thread at a time; any number of others make pairs of their own through CreateHTTPClient and
+/// CreateSOAPClient, pass them to CreateRequest and change no setting; only Cancel is for every thread. Raises plain
+/// exceptions for misuse, EEWSException for refusals, and lets the transport's own pass through outside of logon.
 class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver {
  public:
   /// `AOwner` may be empty. The destructor closes all connections, without the events of a logoff.
   explicit TVqEWSCustomSession(TVqComponent* AOwner);
   ~TVqEWSCustomSession() override;
-  /// Lets go of the documents that Autodiscover found. Called first by the destructor; called earlier it costs no more than their being asked for again.
+  /// Lets go of the documents that Autodiscover found. Called first by the destructor; called earlier it costs no more
+  /// than their being asked for again.
   void BeforeDestruction();
 
   // ---- Logging on and off
 
   /// True between logon and logoff.
   bool GetActive() const noexcept { return FActive; }
-  /// True logs on: loads the profile, finds the service URL, probes the server (m:ConvertId) and settles the version of all requests and the
-  /// time-zone context (m:GetServerTimeZones). False logs off. Blocks. A failed logon clears the service URL.
+  /// True logs on: loads the profile, finds the service URL, probes the server (m:ConvertId) and settles the version of
+  /// all requests and the time-zone context (m:GetServerTimeZones). False logs off. Blocks. A failed logon clears the
+  /// service URL.
   ///
-  /// Raises EVqHTTPApiException "NAME_NOT_RESOLVED: ..." (12007) and "LOGIN_FAILURE: ..." (12015), EEWSException for other transport failures, and
-  /// a plain exception when `PasswordDialog` is on and there is no `ParentWnd` to show it on: a program without a desktop uses
-  /// TVqEWSServiceSession.
+  /// Raises EVqHTTPApiException "NAME_NOT_RESOLVED: ..." (12007) and "LOGIN_FAILURE: ..." (12015), EEWSException for
+  /// other transport failures, and a plain exception when `PasswordDialog` is on and there is no `ParentWnd` to show it
+  /// on: a program without a desktop uses TVqEWSServiceSession.
   void SetActive(bool AValue);
 
   /// The version, as one of the enumeration and with its numbers. These three raise a plain exception before logon.
@@ -90,7 +95,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   const TServerVersionInfo& GetServerVersionInfo() const;
   /// "Exchange Server 2016 (15.1.2507.6)" and the like.
   string GetServerDescription() const;
-  /// The version that requests carry: that of the server at the last logon, also behind a logoff; the first one before any. Does not raise.
+  /// The version that requests carry: that of the server at the last logon, also behind a logoff; the first one before
+  /// any. Does not raise.
   TServerVersion GetRequestVersion() const noexcept { return FRequestVersion; }
 
   // ---- Where and as whom
@@ -99,8 +105,9 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// The endpoint, "https://mail.example.com/EWS/Exchange.asmx".
   const string& GetServiceUrl() const noexcept { return FServiceUrl; }
   void SetServiceUrl(const string& AValue);
-  /// As whom, by name and password or by OAuth. Changes of what a getter gives reach the clients at the next logon; the setters reach a live one at once, and
-  /// what was learnt of the former user (the token, the address of the default store) is forgotten with them.
+  /// As whom, by name and password or by OAuth. Changes of what a getter gives reach the clients at the next logon; the
+  /// setters reach a live one at once, and what was learnt of the former user (the token, the address of the default
+  /// store) is forgotten with them.
   TVqCredentials& GetCredentials() override { return FCredentials; }
   void SetCredentials(const TVqCredentials& AValue);
   TVqOAuth& GetOAuth() noexcept { return FOAuth; }
@@ -109,7 +116,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   const string& GetAutodiscoverEMail() const noexcept { return FAutodiscoverEMail; }
   /// A non-empty address clears the service URL; an empty one leaves it.
   void SetAutodiscoverEMail(const string& AValue);
-  /// True while there is no service URL; false when there is no Autodiscover address; else what was set. Logon does not ask it.
+  /// True while there is no service URL; false when there is no Autodiscover address; else what was set. Logon does not
+  /// ask it.
   bool GetUseAutoDiscover() const;
   /// What GetUseAutoDiscover gives when both an address and a URL are there.
   void SetUseAutoDiscover(bool AValue) { FUseAutoDiscover = AValue; }
@@ -122,16 +130,18 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // ---- Finding the server
 
-  /// The settings document of an address, an empty one meaning `AutodiscoverEMail`, as the server of its domain gives it. Kept until the session
-  /// goes: a second call sends nothing. A subclass that knows better may replace both.
+  /// The settings document of an address, an empty one meaning `AutodiscoverEMail`, as the server of its domain gives
+  /// it. Kept until the session goes: a second call sends nothing. A subclass that knows better may replace both.
   ///
-  /// Raises EEWSException "ErrorAutoDiscoverFailed (...)." when there is no such server, when it refuses the credentials ("Authentication Failure!") or
-  /// answers with an error; EAbort when there are no credentials; plain exceptions without an address; what the parser raises for markup that is none.
+  /// Raises EEWSException "ErrorAutoDiscoverFailed (...)." when there is no such server, when it refuses the
+  /// credentials ("Authentication Failure!") or answers with an error; EAbort when there are no credentials; plain
+  /// exceptions without an address; what the parser raises for markup that is none.
   virtual IVqDOMDocument Autodiscover(const string& AEMail);
-  /// The URL of a protocol ("Ews", "Autodiscoverv1") for an address by the service of Exchange Online, which wants no credentials; empty when it knows
-  /// none. Raises EAbort for a failure of the transport.
+  /// The URL of a protocol ("Ews", "Autodiscoverv1") for an address by the service of Exchange Online, which wants no
+  /// credentials; empty when it knows none. Raises EAbort for a failure of the transport.
   virtual string AutodiscoverV2(const string& AEMail, const string& AProtocol);
-  /// Each address that the last call of Autodiscover has asked, and what came of it. Empty when it was answered without asking.
+  /// Each address that the last call of Autodiscover has asked, and what came of it. Empty when it was answered without
+  /// asking.
   const std::vector<TVqEWSAutodiscoverStep>& GetAutodiscoverReport() const noexcept { return FAutodiscoverReport; }
   /// Asked before the look goes where a server sends it; without a handler it goes to any https address.
   void SetOnAutodiscoverRedirect(TVqEWSAutodiscoverRedirectEvent AValue) {
@@ -161,14 +171,14 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// Each flag lifts one check of the server's certificate. The wrong-usage flag reaches the WinHTTP client only.
   TVqHTTPSecurityFlags GetSecurityFlags() const noexcept { return FSecurityFlags; }
   void SetSecurityFlags(TVqHTTPSecurityFlags AValue);
-  /// A PEM file with certification authorities to trust besides those of the machine, and one with revocation lists; empty for none. Clients take both
-  /// at logon. Not part of a profile.
+  /// A PEM file with certification authorities to trust besides those of the machine, and one with revocation lists;
+  /// empty for none. Clients take both at logon. Not part of a profile.
   const string& GetCAFile() const noexcept { return FCAFile; }
   void SetCAFile(const string& AValue) { FCAFile = AValue; }
   const string& GetCRLFile() const noexcept { return FCRLFile; }
   void SetCRLFile(const string& AValue) { FCRLFile = AValue; }
-  /// The lowest version of TLS that is agreed to: 1.2 unless changed, whatever the machine says. These five reach a live session at once; none is part
-  /// of a profile.
+  /// The lowest version of TLS that is agreed to: 1.2 unless changed, whatever the machine says. These five reach a
+  /// live session at once; none is part of a profile.
   TVqHTTPTlsVersion GetLowestTls() const noexcept { return FLowestTls; }
   void SetLowestTls(TVqHTTPTlsVersion AValue);
   /// What a reply may be at most on the wire and unpacked, and how long a call may take.
@@ -188,7 +198,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void SetTimeOuts(const TVqHTTPTimeOuts& AValue);
   /// Whether the session works without a desktop.
   bool GetNTService() const noexcept { return FNTService; }
-  /// True uses the client without a desktop and switches both dialogs off for good; a live client of the other kind is replaced.
+  /// True uses the client without a desktop and switches both dialogs off for good; a live client of the other kind is
+  /// replaced.
   virtual void SetNTService(bool AValue);
   /// Whether a user interface may ask for a profile at logon, and for a password when the server refused. True unless
   /// changed.
@@ -203,17 +214,18 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   static const TVqGetOAuthAuthorizeFormEvent& GetOnGetOAuthAuthorizeForm();
   static void SetOnGetOAuthAuthorizeForm(TVqGetOAuthAuthorizeFormEvent AValue);
 
-  /// When true, every request is valid against the schema that servers publish, from the first one on; when false, requests begin in the library's own
-  /// forms. Not part of a profile.
+  /// When true, every request is valid against the schema that servers publish, from the first one on; when false,
+  /// requests begin in the library's own forms. Not part of a profile.
   bool GetStrictSchema() const override { return FWireForms.GetStrictSchema(); }
   void SetStrictSchema(bool AValue) { FWireForms.SetStrictSchema(AValue); }
-  /// When true, as it is at first, a request that a server refuses for its form, and so did not carry out, is sent again in the schema's form, and
-  /// the session stays in that form until logoff or another service URL. When false, the refusal is raised. Not part of a profile.
+  /// When true, as it is at first, a request that a server refuses for its form, and so did not carry out, is sent
+  /// again in the schema's form, and the session stays in that form until logoff or another service URL. When false,
+  /// the refusal is raised. Not part of a profile.
   bool GetSchemaFallback() const { return FWireForms.GetSchemaFallback(); }
   void SetSchemaFallback(bool AValue) { FWireForms.SetSchemaFallback(AValue); }
   TVqEWSWireForm GetWireForm() const override { return FWireForms.GetForm(); }
-  /// Whether a save takes pictures that an application's HTML body names by "file:" from this machine and attaches them. On by default. Sources that stood
-  /// in a body when it was loaded, or that a reply quotes, are never taken.
+  /// Whether a save takes pictures that an application's HTML body names by "file:" from this machine and attaches
+  /// them. On by default. Sources that stood in a body when it was loaded, or that a reply quotes, are never taken.
   bool GetLocalImages() const override { return FLocalImages; }
   void SetLocalImages(bool AValue) { FLocalImages = AValue; }
 
@@ -240,18 +252,19 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   /// The Autodiscover address, else the user name, else the name of the logged-on user of the operating system.
   string GetDefaultMsgStore();
-  /// The user name of the credentials where it is an address, else the Autodiscover address; with the ClientCredentials grant that of the user whom the session
-  /// acts as.
+  /// The user name of the credentials where it is an address, else the Autodiscover address; with the ClientCredentials
+  /// grant that of the user whom the session acts as.
   string GetOwnAddress() override;
   /// The mailboxes by position. Owned by the session.
   TVqEWSMsgStores& GetMsgStores() noexcept { return FMsgStores; }
-  /// The list, which an active session with an Autodiscover address completes once in its life by what Autodiscover tells.
+  /// The list, which an active session with an Autodiscover address completes once in its life by what Autodiscover
+  /// tells.
   TVqStrings& GetAdditionalMailboxes();
   void SetAdditionalMailboxes(const TVqStrings& AValue) { FAdditionalMailboxes.Assign(AValue); }
   /// The mailbox of the logged-on user. A new object at each call; the first one asks the server who that is.
   TVqRef<IVqEWSMsgStore> OpenDefaultMsgStore();
-  /// Another mailbox, in the name of its owner (every request carries t:ExchangeImpersonation). An empty address or that of the default store opens
-  /// the default store; the comparison minds case.
+  /// Another mailbox, in the name of its owner (every request carries t:ExchangeImpersonation). An empty address or
+  /// that of the default store opens the default store; the comparison minds case.
   TVqRef<IVqEWSMsgStore> OpenMsgStore(const string& ASmtpAddress);
   /// An empty recipient list that belongs to no item.
   TVqRef<IVqEWSRecipients> CreateRecipients() override;
@@ -278,8 +291,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // ---- Requests
 
-  /// Brings the session's own clients into being and in line with the properties. Logging on and SetNTService call it; once more changes nothing.
-  /// Talks to nobody.
+  /// Brings the session's own clients into being and in line with the properties. Logging on and SetNTService call it;
+  /// once more changes nothing. Talks to nobody.
   void CheckHTTPClient();
   TVqRef<IVqHTTPClient> CreateHTTPClient(bool AUseSession) override;
   TVqSOAPClient* CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) override;
@@ -289,19 +302,20 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// Raises the plain exception "You must logon first!" unless the session is active.
   void CheckActive() const;
 
-  /// Copies the settings to another session, its state included: an active source logs the destination on first, with what it has at that
-  /// moment. Time-outs are not copied.
+  /// Copies the settings to another session, its state included: an active source logs the destination on first, with
+  /// what it has at that moment. Time-outs are not copied.
   void AssignTo(TVqComponent* ADest) override;
 
   // ---- Cancelling and watching
 
-  /// Ends the request of the session's own client that is under way within 100 ms: the operation raises EVqHTTPApiException 6. Nothing when there is
-  /// none. Any thread may call it.
+  /// Ends the request of the session's own client that is under way within 100 ms: the operation raises
+  /// EVqHTTPApiException 6. Nothing when there is none. Any thread may call it.
   void Cancel() noexcept;
-  /// The same when a stop is asked for, and for every request that would follow, until another token is set: for operations of several requests. An
-  /// empty one, as at first, never asks.
+  /// The same when a stop is asked for, and for every request that would follow, until another token is set: for
+  /// operations of several requests. An empty one, as at first, never asks.
   void SetStopToken(std::stop_token AValue);
-  /// Told of each message of the session's own client, before it goes out and after it came in whole. Secrets are masked.
+  /// Told of each message of the session's own client, before it goes out and after it came in whole. Secrets are
+  /// masked.
   void SetOnRequest(TVqEWSTrafficEvent AValue) { FOnRequest = std::move(AValue); }
   void SetOnResponse(TVqEWSTrafficEvent AValue) { FOnResponse = std::move(AValue); }
 
@@ -329,15 +343,15 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // How the service URL is found, for a subclass that knows better.
 
-  /// The target host of the first DNS SRV record of a name ("_autodiscover._tcp.example.com"); empty when there is none. Asked for when there is a
-  /// password. Raises ENotSupportedException where the system has no such look-up.
+  /// The target host of the first DNS SRV record of a name ("_autodiscover._tcp.example.com"); empty when there is
+  /// none. Asked for when there is a password. Raises ENotSupportedException where the system has no such look-up.
   virtual string FindHostBySRV(const string& AName);
-  /// Whether a GET of this address on the session's client gives status 200. Asked for the usual host names of a domain, after Autodiscover found no
-  /// server by its own. Talks to the server.
+  /// Whether a GET of this address on the session's client gives status 200. Asked for the usual host names of a
+  /// domain, after Autodiscover found no server by its own. Talks to the server.
   virtual bool AnswersAt(const string& AURL);
 
-  /// The session's own client, none while it was not needed yet or after logoff: a subclass with a desktop gives it the dialog that asks for
-  /// credentials.
+  /// The session's own client, none while it was not needed yet or after logoff: a subclass with a desktop gives it the
+  /// dialog that asks for credentials.
   TVqHTTPClientBase* GetHTTPClient() const noexcept { return FHTTPClient.get(); }
   /// The documents that Autodiscover found, by the address that was asked for. They stay over a logoff.
   std::map<string, IVqDOMDocument>& GetAutodiscoverResults() noexcept { return FAutodiscoverResults; }

@@ -8,7 +8,8 @@
 
 namespace velmore {
 
-/// What differs between the clients of a service and those of a program with a desktop. Has no state: one object a kind, for the whole process.
+/// What differs between the clients of a service and those of a program with a desktop. Has no state: one object a
+/// kind, for the whole process.
 class TVqEWSClientKind {
  public:
   /// The kind that the property NTService stands for.
@@ -21,7 +22,8 @@ class TVqEWSClientKind {
   virtual void Share(TVqHTTPClientBase& AClient, TVqHTTPSessionBase& ASession) const = 0;
   /// The flags that mean something to clients of this kind.
   virtual TVqHTTPSecurityFlags Heeded(TVqHTTPSecurityFlags AFlags) const = 0;
-  /// Tells a client of its dialogs' window and of who is asked before they are shown; nothing for a kind without dialogs.
+  /// Tells a client of its dialogs' window and of who is asked before they are shown; nothing for a kind without
+  /// dialogs.
   virtual void SetOnError(TVqHTTPClientBase& AClient, TVqWinINetErrorEvent AHandler) const = 0;
   virtual void SetParentWnd(TVqHTTPClientBase& AClient, TVqWindowHandle AWindow) const = 0;
 
@@ -29,8 +31,8 @@ class TVqEWSClientKind {
   ~TVqEWSClientKind() = default;
 };
 
-// Who logs on is told in two orders. They differ between the session's own client and separate ones, and stay so: an application's own client class
-// may look at one when it is given another.
+// Who logs on is told in two orders. They differ between the session's own client and separate ones, and stay so: an
+// application's own client class may look at one when it is given another.
 
 /// Credentials, proxy credentials, OAuth.
 template <typename TClient>

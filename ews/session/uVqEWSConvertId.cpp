@@ -16,7 +16,8 @@ TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> TVqEWSCustomSession::ConvertId(TIdForm
 TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> TVqEWSCustomSession::ConvertId(const TVqEwsAlternateIds& ASourceIds,
                                                                          TIdFormat ADestinationFormat) {
   CheckActive();
-  // Past CreateRequest, on purpose: of the headers only the version goes along, as no mailbox, zone or user plays a part in what an id is.
+  // Past CreateRequest, on purpose: of the headers only the version goes along, as no mailbox, zone or user plays a
+  // part in what an id is.
   TVqEWSCall call(*this, {"ConvertId", "", TVqEWSAnswerPath::below},
                   FSOAPClient->CreateRequest("m:ConvertId", string()));
   call.Request()->AddSOAPHeader("t:RequestServerVersion").SetAttribute("Version", VqEnumToText(FRequestVersion));

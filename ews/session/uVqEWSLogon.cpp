@@ -21,8 +21,8 @@ struct TVersionRule {
   TServerVersion Version;
 };
 
-/// Judges a server whose version has no name that we know; the first row that fits decides. The first three rows are separate decisions of the
-/// same result.
+/// Judges a server whose version has no name that we know; the first row that fits decides. The first three rows are
+/// separate decisions of the same result.
 constexpr TVersionRule kVersionRules[] = {
     {15, 1, 466, Exchange2016},         //
     {15, 1, 225, Exchange2016},         //
@@ -290,8 +290,8 @@ void TVqEWSCustomSession::ReadServerVersion(const IVqDOMElement& AHeader) {
 void TVqEWSCustomSession::RaiseProbeFailure(const EVqHTTPApiException& AFailure) {
   static constexpr const char* kLoginFailure = "LOGIN_FAILURE: Either an invalid name and/or password were provided!";
   const std::uint32_t number = AFailure.GetNumber();
-  // The original goes along as the nested exception: it tells more than these fixed texts. Both NAME_NOT_RESOLVED texts show the service URL, which
-  // is cleared by now: two quotation marks with nothing between them.
+  // The original goes along as the nested exception: it tells more than these fixed texts. Both NAME_NOT_RESOLVED texts
+  // show the service URL, which is cleared by now: two quotation marks with nothing between them.
   if (FAutodiscoverEMail.empty()) {
     if (number == VqErrNameNotResolved) {
       std::throw_with_nested(EVqHTTPApiException(

@@ -6,7 +6,8 @@
 namespace velmore {
 namespace {
 
-// The rights are part of how the profiles are found: a profile is read and written with the view of 32-bit programs added, everything else without.
+// The rights are part of how the profiles are found: a profile is read and written with the view of 32-bit programs
+// added, everything else without.
 constexpr std::uint32_t kRead = 131609;
 constexpr std::uint32_t kWrite = 131615;
 constexpr std::uint32_t kProfileRead = kRead + kVqKeyView32;

@@ -5,18 +5,20 @@
 ///     TVqEWSProfileRegistryContainer profiles(nullptr);
 ///     profiles.SaveProfile(session, "Anna");
 ///
-/// Where there is no Windows, the registry is a file (platform/os/uVqRegistry.h). Nothing here talks to a mail server, except that saving reads the
-/// session's additional mailboxes, which an active session may have to ask for.
+/// Where there is no Windows, the registry is a file (platform/os/uVqRegistry.h). Nothing here talks to a mail server,
+/// except that saving reads the session's additional mailboxes, which an active session may have to ask for.
 ///
-/// For administrators: the value ClientSecretEncryption reads "Machine" for a secret that is protected for the user and "User" for one that is
-/// protected for the machine. Nobody looks at the word but to see that there is one: delete it, and ClientSecret is taken as it stands.
+/// For administrators: the value ClientSecretEncryption reads "Machine" for a secret that is protected for the user and
+/// "User" for one that is protected for the machine. Nobody looks at the word but to see that there is one: delete it,
+/// and ClientSecret is taken as it stands.
 
 #include "ews/session/uVqEWSProfiles.h"
 #include "platform/os/uVqRegistry.h"
 
 namespace velmore {
 
-/// Below which root the profiles are: the user's own, or those of all users, whose secrets are protected for the machine.
+/// Below which root the profiles are: the user's own, or those of all users, whose secrets are protected for the
+/// machine.
 enum TVqEWSRegistryRootKey { rkCurrentUser, rkLocalMachine };
 
 /// The container over the registry. Raises EVqRegistryError when the registry does not let us write or is damaged.

@@ -37,8 +37,9 @@ std::vector<TVqEWSProfileValue> EwsProfileOf(TVqEWSCustomSession& session,
 
 /// Asked for each row: fills the value that the container has, and says false when it has none.
 using TVqEWSProfileReader = std::function<bool(TVqEWSProfileValue& value)>;
-/// Reads all rows, then sets those that were there, in their order. A reader that raises, or a secret that cannot be read, leaves the session as it
-/// was. With `resetFlags` the checks that certificates are spared are all asked for again before those of the profile are lifted.
+/// Reads all rows, then sets those that were there, in their order. A reader that raises, or a secret that cannot be
+/// read, leaves the session as it was. With `resetFlags` the checks that certificates are spared are all asked for
+/// again before those of the profile are lifted.
 void EwsApplyProfile(TVqEWSCustomSession& session, const TVqEWSProfileReader& reader, bool resetFlags);
 
 /// Raises a plain exception for a name that no profile can have.

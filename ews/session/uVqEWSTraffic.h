@@ -35,7 +35,8 @@ struct TVqEWSTraffic {
 /// A message passes, on the thread of the request, which ends with what the handler raises.
 using TVqEWSTrafficEvent = std::function<void(TVqComponent& ASender, const TVqEWSTraffic& ATraffic)>;
 
-/// A text in which each of these secrets is "****", wherever it stands. Shorter ones than four bytes are left alone: they would tear every text.
+/// A text in which each of these secrets is "****", wherever it stands. Shorter ones than four bytes are left alone:
+/// they would tear every text.
 std::string EwsMaskTexts(std::string AText, const std::vector<std::string>& ASecrets);
 /// The local name of the first element in a SOAP body; empty when there is none.
 std::string EwsOperationOf(const std::string& ABody);

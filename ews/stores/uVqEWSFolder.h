@@ -15,8 +15,8 @@ class EVqEWSNotCarriedOut : public EVqException {
 
 /// A folder as it was when it was loaded.
 ///
-/// Owns the answer of its load; lives by its reference count and keeps its creator alive, as its tables and items keep it. One thread at a time. Raises
-/// what the server refuses as EEWSException.
+/// Owns the answer of its load; lives by its reference count and keeps its creator alive, as its tables and items keep
+/// it. One thread at a time. Raises what the server refuses as EEWSException.
 class TVqEWSFolder : public TVqEWSPropObject<TEwsFolder>, public virtual IVqEWSFolder {
  public:
   /// Loads the folder (m:GetFolder).
@@ -104,7 +104,8 @@ class TVqEWSFolders : public TVqEWSTable, public virtual IVqEWSFolders {
   TVqEWSFolders(TVqComponent* ACreator, const TItemId& AParentFolderId);
 
   TSetFolderFieldType FolderFieldType() override;
-  /// Looks for a child "ItemId" of the row, which folder rows do not have: always an empty id. The row's id is its FolderId.
+  /// Looks for a child "ItemId" of the row, which folder rows do not have: always an empty id. The row's id is its
+  /// FolderId.
   TItemId GetItemId();
 
  protected:

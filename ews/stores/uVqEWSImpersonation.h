@@ -1,6 +1,7 @@
 #pragma once
 
-/// Acting on another user's mailbox: every request names the user in its header. Needs an account that the server allows to impersonate.
+/// Acting on another user's mailbox: every request names the user in its header. Needs an account that the server
+/// allows to impersonate.
 
 #include "ews/stores/uVqEWSMsgStore.h"
 

@@ -4,8 +4,8 @@
 ///
 ///     const string mark = VqGuidToString(VqCreateGuid());            // kept where the program keeps its work
 ///     mail->PropertyByName(EPR_BILLING).SetAsString(mark);
-///     mail->SaveChanges(soAutoResolve);                               // and when this fails, and the program tries again:
-///     if (const auto made = VqFindByMark(*drafts, EFLD_BILLING, mark); !made.empty()) return made.front();
+///     mail->SaveChanges(soAutoResolve);                               // and when this fails, and the program tries
+///     again: if (const auto made = VqFindByMark(*drafts, EFLD_BILLING, mark); !made.empty()) return made.front();
 ///
 /// New items carry no mark of their own.
 
@@ -13,8 +13,8 @@
 
 namespace velmore {
 
-/// The items of a folder whose field has exactly this text (m:FindItem, and once more for each page). An extended property with a registered field is what
-/// a mark is kept in. Raises a plain exception for an empty mark.
+/// The items of a folder whose field has exactly this text (m:FindItem, and once more for each page). An extended
+/// property with a registered field is what a mark is kept in. Raises a plain exception for an empty mark.
 std::vector<TItemId> VqFindByMark(IVqEWSFolder& AFolder, const TVqEWSFieldDef& AField, const string& AMark);
 
 }  // namespace velmore

@@ -1,6 +1,7 @@
 #pragma once
 
-/// One mailbox: the root from which folders and items are reached, and the factory that decides which class stands for what the server describes.
+/// One mailbox: the root from which folders and items are reached, and the factory that decides which class stands for
+/// what the server describes.
 
 #include "ews/model/uVqEWSBase.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
@@ -9,8 +10,8 @@ namespace velmore {
 
 /// The mailbox of the logged-on user, or, as a base, another one.
 ///
-/// Owns its owner's identity once it is known; lives by its reference count, and folders and items keep it alive. One thread at a time. Raises what
-/// the server refuses as EEWSException; nothing works before logon.
+/// Owns its owner's identity once it is known; lives by its reference count, and folders and items keep it alive. One
+/// thread at a time. Raises what the server refuses as EEWSException; nothing works before logon.
 class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore {
  public:
   /// The pair (display name, empty change key) becomes the object's id: a handle for the application, not a server id.
@@ -30,7 +31,8 @@ class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore {
   void GetUserPhoto(TVqStream& APhoto, TSizeRequested ASize) override;
   TVqRef<IVqEWSOOF> GetOOF() override;
 
-  /// Occurrence `AIdx`, from 1, of a recurring master (m:GetItem, then GetItem). On the class and not on the interface, and spelled so.
+  /// Occurrence `AIdx`, from 1, of a recurring master (m:GetItem, then GetItem). On the class and not on the interface,
+  /// and spelled so.
   TVqRef<IVqEWSItem> GetOccurence(const TItemId& AItemId, std::int32_t AIdx);
 
  protected:

@@ -12,10 +12,12 @@
 namespace velmore {
 namespace {
 
-/// How deep nodes may stand below nodes: a request is an XML document, and the deepest field (`t:FieldURIOrConstant/t:Constant`) adds two elements.
+/// How deep nodes may stand below nodes: a request is an XML document, and the deepest field
+/// (`t:FieldURIOrConstant/t:Constant`) adds two elements.
 const auto kMaxDepth = static_cast<std::int32_t>(TVqXMLLimits().MaxDepth) - 2;
 
-/// How deep the node stands that is being written on this thread: children are written through their interface, which has no place for it.
+/// How deep the node stands that is being written on this thread: children are written through their interface, which
+/// has no place for it.
 thread_local std::int32_t Depth = 0;
 
 string NameOf(const TVqEWSFieldDef* field) {

@@ -20,8 +20,8 @@
 
 namespace velmore {
 
-/// A restriction of that kind, with `ACreator` (a table) as its creator, which it does not keep alive. Raises a plain exception "Unsupported
-/// RestrictionType!" for a value that is none.
+/// A restriction of that kind, with `ACreator` (a table) as its creator, which it does not keep alive. Raises a plain
+/// exception "Unsupported RestrictionType!" for a value that is none.
 TVqRef<IVqEWSRestriction> EwsCreateRestriction(TVqEWSObject* ACreator, TVqEWSRestrictionType ARestrictionType);
 
 /// Base of all restrictions. See TVqEWSObject about its life and threads.
@@ -42,7 +42,8 @@ class TVqEWSRestriction : public TVqEWSObject, public virtual IVqEWSRestriction 
   void CheckChild(const TVqRef<IVqEWSRestriction>& AChild);
   /// Writes a child. Raises when it stands deeper than a request can carry.
   static void SaveChild(IVqEWSRestriction& AChild, TVqStringStream& AStream);
-  /// For destructors: lets go of the children, and of theirs, one after the other, so that the depth of a tree costs no stack.
+  /// For destructors: lets go of the children, and of theirs, one after the other, so that the depth of a tree costs no
+  /// stack.
   static void LetGo(TChildren AChildren);
 };
 

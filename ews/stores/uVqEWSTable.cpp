@@ -178,8 +178,8 @@ TVqXMLSchemaElement* TVqEWSTable::GetRowData(TVqEWSGetDataElmSource ASource, boo
 }
 
 std::unique_ptr<TVqXMLSchemaElement> TVqEWSTable::MakeRowRecord() {
-  // The class of a row is that of the array's entries of this name. The record is made on the row's element at once: looking for it among the
-  // entries of its kind would find the same element and cost a walk a row.
+  // The class of a row is that of the array's entries of this name. The record is made on the row's element at once:
+  // looking for it among the entries of its kind would find the same element and cost a walk a row.
   const IVqDOMElement row = GetRowElement();
   const std::string_view name = detail::TVqRawElement(row).LocalName();
   const TVqXMLSchemaMember* member = ArrayOf(*FRoot, name);

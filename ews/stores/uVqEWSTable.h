@@ -14,8 +14,8 @@ class TVqEWSTableCells;
 
 /// Base of all tables.
 ///
-/// Owns the current page and the columns; lives by its reference count and keeps its folder alive. One thread at a time. Raises what the server
-/// refuses as EEWSException; the page that was current then stays.
+/// Owns the current page and the columns; lives by its reference count and keeps its folder alive. One thread at a
+/// time. Raises what the server refuses as EEWSException; the page that was current then stays.
 class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
  public:
   bool GetActive() override { return FRoot != nullptr; }

@@ -15,12 +15,14 @@ namespace velmore {
 /// Which of the two trees: as the server sent it, or as it is now.
 enum TVqEWSGetDataElmSource : std::int32_t { desOriginal, desCurrent };
 
-/// Gives the record of a tree, or none. The boolean asks to raise rather than give none; who has always a record does not look at it.
+/// Gives the record of a tree, or none. The boolean asks to raise rather than give none; who has always a record does
+/// not look at it.
 using TVqEWSGetDataElm = std::function<TVqXMLSchemaElement*(TVqEWSGetDataElmSource ASource, bool ARaiseError)>;
 
 /// What every list of values has: the object that owns it, and how to reach that object's records.
 ///
-/// Owns nothing else. No copies. Belongs to its object and to that object's thread. The serialisation is that of the object's current record.
+/// Owns nothing else. No copies. Belongs to its object and to that object's thread. The serialisation is that of the
+/// object's current record.
 class TVqEWSBaseDataList {
  public:
   /// `ACreator` is the object that the list belongs to and outlives it.

@@ -364,8 +364,8 @@ void TVqEWSData::SetAsString(const string& AValue) {
   if (type.IsSimple()) {
     Write(AValue);
   } else if (type == VqByteArrayType) {
-    // What is stored is the digits, without the prefix; other text is decoded only to see that it could be. Meant so: requests
-    // carry the digits.
+    // What is stored is the digits, without the prefix; other text is decoded only to see that it could be. Meant so:
+    // requests carry the digits.
     if (!hasPrefix) VqHexDecode(AValue.utf8());
     Write(hasPrefix ? AValue.Copy(2) : AValue);
   } else if (type == VqBytesType) {

@@ -2,9 +2,9 @@
 
 /// A value of a server object, seen through its definition: a cursor into the object's XML.
 ///
-/// An object with server data keeps its XML twice: as the server sent it, and as the application edits it. A value is stored nowhere else; `TVqEWSData`
-/// knows where in the two trees it stands, and comparing the two tells whether it was changed. `TVqEWSProperty` (uVqEWSProperties.h) and
-/// `TVqEWSField` (uVqEWSFields.h) are what applications hold.
+/// An object with server data keeps its XML twice: as the server sent it, and as the application edits it. A value is
+/// stored nowhere else; `TVqEWSData` knows where in the two trees it stands, and comparing the two tells whether it was
+/// changed. `TVqEWSProperty` (uVqEWSProperties.h) and `TVqEWSField` (uVqEWSFields.h) are what applications hold.
 
 #include <functional>
 #include <memory>
@@ -48,9 +48,9 @@ inline std::string_view VqTypeNameOf(const TBytes*) {
 
 /// A value of a server object.
 ///
-/// Owns nothing but what it knows of its definition; the value stands in the tree. No copies. Belongs to its object and to that object's thread.
-/// Reading may change the tree (a missing value is made) and, through the object's demand event, ask the server. Raises plain exceptions, and a
-/// clear one when it is used after its list has discarded it.
+/// Owns nothing but what it knows of its definition; the value stands in the tree. No copies. Belongs to its object and
+/// to that object's thread. Reading may change the tree (a missing value is made) and, through the object's demand
+/// event, ask the server. Raises plain exceptions, and a clear one when it is used after its list has discarded it.
 class TVqEWSData {
  public:
   /// Made by the list, which must outlive it; `AData` reaches the object's records. Raises a plain exception for a
@@ -63,17 +63,18 @@ class TVqEWSData {
   TVqEWSData& operator=(const TVqEWSData&) = delete;
   virtual ~TVqEWSData();
 
-  /// Compares the two trees, without a conversion and without asking the server. Extended properties and parts are inserted, deleted or modified by
-  /// their texts, blanks around them ignored. A complex member or dictionary is always unmodified: its parts have properties of their own. A simple
-  /// member that is emptied is modified, not deleted.
+  /// Compares the two trees, without a conversion and without asking the server. Extended properties and parts are
+  /// inserted, deleted or modified by their texts, blanks around them ignored. A complex member or dictionary is always
+  /// unmodified: its parts have properties of their own. A simple member that is emptied is modified, not deleted.
   virtual TVqEWSDataUpdateStatus GetUpdateStatus();
 
   // ---- What it is
 
   /// Which element names the value in requests.
   TVqEWSFieldDefType GetURIType() const noexcept { return FURIType; }
-  /// Where the value stands below the object's element. For a value made from an indexed field the last step is there twice, so that nothing is
-  /// found in an answer; made from the property it is there once. Meant so: the path is the key of lists. VqEntryOf (uVqEWSFields.h) reads the entry.
+  /// Where the value stands below the object's element. For a value made from an indexed field the last step is there
+  /// twice, so that nothing is found in an answer; made from the property it is there once. Meant so: the path is the
+  /// key of lists. VqEntryOf (uVqEWSFields.h) reads the entry.
   const string& GetPath() const noexcept { return FPath; }
   /// The key of the definition.
   const string& GetName() const noexcept { return FPropDefName; }
@@ -104,25 +105,28 @@ class TVqEWSData {
   /// Whether the definition is a row of the library or one that the application registered.
   bool IsRegistered() const noexcept { return !FOwnDef; }
 
-  /// The type of the value: that of the class's property, else that of the record's member, else that of the definition. Raises
+  /// The type of the value: that of the class's property, else that of the record's member, else that of the
+  /// definition. Raises
   /// "%s (%s) is not a property of %s!" or "Failed to determine the type for %s!".
   TVqTypeInfo GetTypeInfo();
-  /// The same for reading: a value that no class has is text, since objects of kinds without a class of their own have such values too.
+  /// The same for reading: a value that no class has is text, since objects of kinds without a class of their own have
+  /// such values too.
   TVqTypeInfo GetReadType();
 
   // ---- The value
 
-  /// Goes over to another definition, which must live as long as this does: path, key, kind and parent are the new one's. The element that names a
-  /// value of the schema in requests, and the place of the value in its list, stay. Raises a plain exception for none.
+  /// Goes over to another definition, which must live as long as this does: path, key, kind and parent are the new
+  /// one's. The element that names a value of the schema in requests, and the place of the value in its list, stay.
+  /// Raises a plain exception for none.
   void SetPropDef(PVqEWSPropDef APropDef);
 
-  /// The value's element in the current tree. When it is missing, the object's demand event is asked for it (properties that are no part of another
-  /// one; fields never ask), which may talk to the server; then it is made. A schema member that an answer lacks raises
-  /// "The result does not contain a value for for "%s"!", the doubled word included.
+  /// The value's element in the current tree. When it is missing, the object's demand event is asked for it (properties
+  /// that are no part of another one; fields never ask), which may talk to the server; then it is made. A schema member
+  /// that an answer lacks raises "The result does not contain a value for for "%s"!", the doubled word included.
   IVqDOMElement GetValueNode();
 
-  /// The value as text: of a complex member its markup, of anything else (bytes too) its text. A member that the object's record does not know is
-  /// text, or markup where it has parts. A field whose row lacks it is empty.
+  /// The value as text: of a complex member its markup, of anything else (bytes too) its text. A member that the
+  /// object's record does not know is text, or markup where it has parts. A field whose row lacks it is empty.
   string GetAsString();
   /// The values of a property that has several (`t:Values`); of any other one its text, and nothing when that is empty.
   std::vector<string> GetAsStrings();
@@ -134,8 +138,8 @@ class TVqEWSData {
 
   /// What a setter refuses leaves the tree as it was.
   ///
-  /// Stores a text as it is. Of bytes, the digits behind "0x" are stored; any other text must be hexadecimal, too, and is stored as it is. A member
-  /// that is no simple type raises "The property "%s" cannot be written as a string!".
+  /// Stores a text as it is. Of bytes, the digits behind "0x" are stored; any other text must be hexadecimal, too, and
+  /// is stored as it is. A member that is no simple type raises "The property "%s" cannot be written as a string!".
   void SetAsString(const string& AValue);
   /// The values of a property of an array type, in place of those that it had. Any other type raises
   /// "The property "%s" cannot be written as a list of strings!".
@@ -146,10 +150,11 @@ class TVqEWSData {
   /// UTC.
   void SetAsDateTime(TDateTime AValue);
 
-  /// The value as a T: `IVqDOMElement` and `IVqDOMNode` give the node and ids its two attributes, all of which raise when it is absent; everything
-  /// else (text, numbers, booleans, points in time, GUIDs, enumerations) is the text converted. Raises
-  /// "Failed to get the value for %s!\r\nType %s expected, but type %s returned!" when it does not convert. A field whose row lacks it is no failure: it
-  /// gives an empty element, an empty id, the empty value of any other type.
+  /// The value as a T: `IVqDOMElement` and `IVqDOMNode` give the node and ids its two attributes, all of which raise
+  /// when it is absent; everything else (text, numbers, booleans, points in time, GUIDs, enumerations) is the text
+  /// converted. Raises "Failed to get the value for %s!\r\nType %s expected, but type %s returned!" when it does not
+  /// convert. A field whose row lacks it is no failure: it gives an empty element, an empty id, the empty value of any
+  /// other type.
   template <typename T>
   T GetValue();
 

@@ -19,8 +19,8 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
  public:
   using TVqEWSBaseDataList::TVqEWSBaseDataList;
 
-  /// Makes the entry for a member of the object's class ("Subject"), an "EPR_" tail or a definition, if it is not in the list, and gives it. Raises
-  /// "There is no property definition for "%s:%s"!".
+  /// Makes the entry for a member of the object's class ("Subject"), an "EPR_" tail or a definition, if it is not in
+  /// the list, and gives it. Raises "There is no property definition for "%s:%s"!".
   virtual T& CreateItem(const string& AName) {
     return CreateItem(*GetPropDef(CurrentRecord().ClassName(), AName, true));
   }
@@ -60,7 +60,8 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
     return row != FRows.end() ? HandOut(row->second) : FindItem(GetNodePath(APropDef));
   }
 
-  // ---- Getting: raises "The requested item (%s) could not be found!" when absent. Its virtual parts: GetByPath and its kin
+  // ---- Getting: raises "The requested item (%s) could not be found!" when absent. Its virtual parts: GetByPath and
+  // its kin
 
   /// By path, by position from 0 (EListError outside) or by definition. Raises when it is absent.
   T& GetItem(const string& APath) { return GetByPath(APath); }

@@ -7,8 +7,8 @@
 ///     for (table->Open(); !table->Eof(); table->Next())
 ///       std::cout << fields.FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
 ///
-/// Columns of dictionary entries (phone numbers, e-mail and postal addresses) are asked for and read as empty: their path has the entry's step twice, see
-/// TVqEWSData::GetPath. The row has them, and VqEntryOf reads them:
+/// Columns of dictionary entries (phone numbers, e-mail and postal addresses) are asked for and read as empty: their
+/// path has the entry's step twice, see TVqEWSData::GetPath. The row has them, and VqEntryOf reads them:
 ///
 ///     fields.Add(FLD_CONTACTS_PHONENUMBER_HOMEPHONE);
 ///     for (table->Open(); !table->Eof(); table->Next())
@@ -22,9 +22,9 @@ namespace velmore {
 
 class TVqEWSTableCells;
 
-/// A value of the current row: a cursor without change tracking that never asks the server. What the row lacks, a member of another kind of item
-/// included, is made empty in the page, so that reading it gives the empty value in every form; HasField of the table tells. See TVqEWSData for what it
-/// owns, costs and raises.
+/// A value of the current row: a cursor without change tracking that never asks the server. What the row lacks, a
+/// member of another kind of item included, is made empty in the page, so that reading it gives the empty value in
+/// every form; HasField of the table tells. See TVqEWSData for what it owns, costs and raises.
 class TVqEWSField : public TVqEWSData {
  public:
   using TVqEWSData::TVqEWSData;
@@ -72,8 +72,9 @@ class TVqEWSFields : public TVqEWSDataList<TVqEWSField> {
   std::unordered_set<const void*> FMade;  // nodes of the page that reading made
 };
 
-/// The entry of a dictionary in a row of a table (or in any other record's element): for a phone number or an e-mail address its text, for a postal address
-/// an element with the parts. `AKey` names it as for a column. Empty when the row lacks it. Raises a plain exception for a field without a property.
+/// The entry of a dictionary in a row of a table (or in any other record's element): for a phone number or an e-mail
+/// address its text, for a postal address an element with the parts. `AKey` names it as for a column. Empty when the
+/// row lacks it. Raises a plain exception for a field without a property.
 IVqDOMElement VqEntryOf(const IVqDOMElement& ARow, const TVqEWSFieldDef& AKey);
 
 }  // namespace velmore

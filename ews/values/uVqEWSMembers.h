@@ -1,7 +1,8 @@
 #pragma once
 
-/// What stands for run-time type information of the object classes: per class a table of its published properties, with their type and the
-/// definition that each is linked to. Lazy loading and the property layer look members up by name or by definition.
+/// What stands for run-time type information of the object classes: per class a table of its published properties, with
+/// their type and the definition that each is linked to. Lazy loading and the property layer look members up by name or
+/// by definition.
 ///
 ///     // in the .cpp of the class, one line a property
 ///     constinit const TVqEWSMemberInfo members[] = {
@@ -23,7 +24,8 @@ namespace velmore {
 
 /// Links a member of an object class to a definition.
 ///
-/// Owns nothing. A copy costs a few words. Constant but for the definition, which is looked up once and kept; any number of threads may ask.
+/// Owns nothing. A copy costs a few words. Constant but for the definition, which is looked up once and kept; any
+/// number of threads may ask.
 class VqEWSField {
  public:
   /// No link.
@@ -103,8 +105,8 @@ struct TVqEWSMemberTable {
 
   /// By name, the class before its bases; none when absent.
   const TVqEWSMemberInfo* Find(std::string_view AName) const noexcept;
-  /// The first member, the class before its bases, that is linked to a definition with this key (ignoring case); none when absent. Raises what
-  /// `VqEWSField::GetPropDef` raises.
+  /// The first member, the class before its bases, that is linked to a definition with this key (ignoring case); none
+  /// when absent. Raises what `VqEWSField::GetPropDef` raises.
   const TVqEWSMemberInfo* FindLinked(std::string_view APropDefName) const;
 };
 

@@ -60,7 +60,8 @@ void TVqEWSProperty::Written() {
   if (FExplicit.IsSet && FExplicit.Status == dusDeleted) SetDeleted(false);
 }
 
-// A setter of the object knows nothing of this entry: what stands there now and did not when it was deleted was set behind the deletion.
+// A setter of the object knows nothing of this entry: what stands there now and did not when it was deleted was set
+// behind the deletion.
 bool TVqEWSProperty::TakenBack() {
   if (FExplicit.Status != dusDeleted) return false;
   const string now = CurrentMarkup();

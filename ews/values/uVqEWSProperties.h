@@ -10,7 +10,8 @@
 ///     properties.PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);   // asked for, made if missing
 ///     if (properties.HasProperty(MPR_BODY)) ...
 ///
-/// The difference between an object's two trees is what a save sends; `GetUpdateStatus` of each property tells its part.
+/// The difference between an object's two trees is what a save sends; `GetUpdateStatus` of each property tells its
+/// part.
 
 #include "ews/values/uVqEWSDataList.h"
 
@@ -93,8 +94,8 @@ class TVqEWSProperties : public TVqEWSDataList<TVqEWSProperty> {
   /// As any list's; besides raises "Failed to locate the Property Definition for "%s"!" for a definition without a key.
   TVqEWSProperty& CreateItem(const TVqEWSPropDef& APropDef) override;
 
-  /// Rebuilds the list unless each element that the object has now has its entry. `Count` compares numbers alone, so that entries of an earlier load can
-  /// stand for what was changed since; what is to be saved is not to be missed.
+  /// Rebuilds the list unless each element that the object has now has its entry. `Count` compares numbers alone, so
+  /// that entries of an earlier load can stand for what was changed since; what is to be saved is not to be missed.
   void Follow();
   /// Drops all explicit statuses. Called by the object when it gets new data.
   void ResetExplicitStatuses() noexcept;

@@ -6,7 +6,8 @@ namespace velmore {
 
 // The entries are the child elements, whatever their name, and not the record's array, which searches at any depth.
 
-// They are looked up once, as long as no element comes or goes but by this list: going through it, or deleting one after the other, is linear.
+// They are looked up once, as long as no element comes or goes but by this list: going through it, or deleting one
+// after the other, is linear.
 std::deque<IVqDOMElement>& TVqEWSStrings::Entries() const {
   const IVqDOMElement& element = FStrings.AsElement();
   const std::uint32_t structure = element.GetOwnerDocument().GetStructureCount();

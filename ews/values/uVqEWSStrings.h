@@ -13,8 +13,8 @@ namespace velmore {
 
 /// The entries of a `t:String` list.
 ///
-/// Owns nothing: the texts stand in the tree, changes count as changes of the object. No copies. Belongs to its object's
-/// thread. Raises EListError for positions that are not there. Nothing here talks to the server.
+/// Owns nothing: the texts stand in the tree, changes count as changes of the object. No copies. Belongs to its
+/// object's thread. Raises EListError for positions that are not there. Nothing here talks to the server.
 class TVqEWSStrings {
  public:
   /// `AStrings` must outlive the list.

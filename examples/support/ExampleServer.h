@@ -1,7 +1,7 @@
 #pragma once
 
-// Where the examples log on: the simulator by default, a real server with --url and --user. The password of a real account comes from the variable
-// VELMORE_PASSWORD or from a prompt, never from the command line.
+// Where the examples log on: the simulator by default, a real server with --url and --user. The password of a real
+// account comes from the variable VELMORE_PASSWORD or from a prompt, never from the command line.
 
 #include <memory>
 #include <string>
@@ -18,7 +18,8 @@ class Simulator;
 
 class ExampleServer {
  public:
-  /// Reads --url, --user, --ca-file, --help and --NAME or --NAME=VALUE of the example's own. `usage` says what the example does. Ends the program after
+  /// Reads --url, --user, --ca-file, --help and --NAME or --NAME=VALUE of the example's own. `usage` says what the
+  /// example does. Ends the program after
   /// `--help` and for arguments that make no sense.
   ExampleServer(int argc, char** argv, const std::string& usage);
   ~ExampleServer();
@@ -29,7 +30,8 @@ class ExampleServer {
   /// The SMTP address of the user (for a real server: what --user says).
   const std::string& Address() const { return address_; }
   bool Simulated() const { return simulator_ != nullptr; }
-  /// Value of an option of the example's own ("filter" for --filter=VALUE or --filter VALUE); `otherwise` when it was not given.
+  /// Value of an option of the example's own ("filter" for --filter=VALUE or --filter VALUE); `otherwise` when it was
+  /// not given.
   std::string Option(const std::string& name, const std::string& otherwise = {}) const;
   bool HasOption(const std::string& name) const;
   /// All values of an option that may be given several times.

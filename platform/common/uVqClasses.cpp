@@ -20,7 +20,8 @@ namespace {
 
 std::atomic<std::int64_t> LiveObjects{0};
 
-// Protects what every component owns. One for all: components with an owner are made seldom, and a mutex in each component would cost more.
+// Protects what every component owns. One for all: components with an owner are made seldom, and a mutex in each
+// component would cost more.
 constinit std::mutex OwnedMutex;
 
 [[noreturn]] void RaiseFileError(const string& name, const char* what, int error = errno) {

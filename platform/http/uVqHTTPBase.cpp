@@ -227,7 +227,8 @@ void TVqHTTPClientBase::LeaveSession() noexcept {
   FSession = nullptr;
 }
 
-// Looked at before each request: credentials and settings are handed out by reference, so nothing else notices a change.
+// Looked at before each request: credentials and settings are handed out by reference, so nothing else notices a
+// change.
 std::uint64_t TVqHTTPClientBase::Identify() {
   if (FIdentity && FIdentity->SameAs(FAuthentication, FCredentials, FProxyCredentials, FOAuth))
     return FIdentity->Number;

@@ -13,9 +13,11 @@
 /// - A reply of any status is given back; only failures of the transport raise.
 /// - A request that met a closed kept connection is sent again once, on a new connection, when it is certain that the
 ///   server did not get all of it (or when its verb changes nothing); otherwise it fails with 12030.
-/// - A connection belongs to who made it: other credentials, another scheme, other OAuth settings or other credentials for
+/// - A connection belongs to who made it: other credentials, another scheme, other OAuth settings or other credentials
+/// for
 ///   the proxy close what a client keeps, and the cookies of the identity of old go with it.
-/// - A connection is not used again after a status of 400 or more (the steps of a handshake aside), nor while bytes stand on
+/// - A connection is not used again after a status of 400 or more (the steps of a handshake aside), nor while bytes
+/// stand on
 ///   it that nobody asked for.
 /// - A password or token never goes over plain HTTP to another machine (see `SetAllowPlainTextPassword`).
 /// - A client with its requests and replies belongs to one thread at a time, a session to any number (see
@@ -69,9 +71,9 @@ class TVqHTTPReplyStream : public TVqMemoryStream {
 
 /// Cookies of a session, shared by all clients on it.
 ///
-/// A cookie goes back to the host that set it and to no other, whatever its "Domain" says, and only with requests of the
-/// identity under which it came: two clients with different credentials on one session do not see each other's cookies.
-/// At most 4,096 bytes a cookie, 50 cookies a host and 3,000 in all, the oldest making room.
+/// A cookie goes back to the host that set it and to no other, whatever its "Domain" says, and only with requests of
+/// the identity under which it came: two clients with different credentials on one session do not see each other's
+/// cookies. At most 4,096 bytes a cookie, 50 cookies a host and 3,000 in all, the oldest making room.
 ///
 /// Owns them; not copied. Every thread may call it: one mutex protects the list. Raises nothing.
 class TVqHTTPCookies {
@@ -137,8 +139,8 @@ class IVqHTTPSession : public virtual IVqObject {
   virtual void SetAccessType(TVqHTTPAccessType AValue) = 0;
   /// The cookies of all clients on this session, which owns them.
   virtual TVqHTTPCookies& GetCookies() = 0;
-  /// A PEM file with certification authorities to trust besides those of the machine. Empty is none. Without Windows the
-  /// variable SSL_CERT_FILE, where set, names the machine's own file. Clients on this session take it at their next
+  /// A PEM file with certification authorities to trust besides those of the machine. Empty is none. Without Windows
+  /// the variable SSL_CERT_FILE, where set, names the machine's own file. Clients on this session take it at their next
   /// connection.
   virtual string GetCAFile() const = 0;
   virtual void SetCAFile(const string& AValue) = 0;
@@ -146,16 +148,17 @@ class IVqHTTPSession : public virtual IVqObject {
   /// issuer in a server's chain must have its list there.
   virtual string GetCRLFile() const = 0;
   virtual void SetCRLFile(const string& AValue) = 0;
-  /// The lowest version of TLS that is agreed to; 1.2 at first, whatever the machine's own configuration says. A lower one
-  /// lets in the ciphers of its time, too. A change closes the kept connections.
+  /// The lowest version of TLS that is agreed to; 1.2 at first, whatever the machine's own configuration says. A lower
+  /// one lets in the ciphers of its time, too. A change closes the kept connections.
   virtual TVqHTTPTlsVersion GetLowestTls() const = 0;
   virtual void SetLowestTls(TVqHTTPTlsVersion AValue) = 0;
   /// What a reply may be at most, and how long a call may take. Counts from the next request on.
   virtual TVqHTTPLimits GetLimits() const = 0;
   virtual void SetLimits(const TVqHTTPLimits& AValue) = 0;
-  /// Where hosts are really to be found, against what name look-up says: "mail.example.com:443" to "10.0.0.7:8443", an IPv6
-  /// address in brackets. The name stays in the request, and the certificate is held against it. Raises
-  /// EVqHTTPInvalidArgument for what is no host and port. Not offered by the engine of Windows, whose requests raise 50.
+  /// Where hosts are really to be found, against what name look-up says: "mail.example.com:443" to "10.0.0.7:8443", an
+  /// IPv6 address in brackets. The name stays in the request, and the certificate is held against it. Raises
+  /// EVqHTTPInvalidArgument for what is no host and port. Not offered by the engine of Windows, whose requests
+  /// raise 50.
   virtual std::map<string, string> GetConnectTo() const = 0;
   virtual void SetConnectTo(const std::map<string, string>& AValue) = 0;
   /// Ends the requests that are under way on this session, whichever clients they are of, within 100 ms; each raises
@@ -176,7 +179,8 @@ class IVqHTTPRequest : public virtual IVqObject {
   virtual string GetURL() const = 0;
   /// A header set on this request; empty when it is not there.
   virtual string GetHeader(const string& AName) const = 0;
-  /// All headers set on this request, in their order. The client adds its own, the session's, and what proves who it is.
+  /// All headers set on this request, in their order. The client adds its own, the session's, and what proves who it
+  /// is.
   virtual std::vector<std::pair<string, string>> GetHeaders() const = 0;
   /// The body's bytes; empty without one. Valid as long as the request.
   virtual std::string_view GetBody() const = 0;
@@ -324,9 +328,9 @@ class TVqHTTPSessionBase : public TVqComponent, public virtual IVqHTTPSession {
 /// Base of both clients.
 ///
 /// Owns its settings, its connections and, when it was given no session, a session. No copies. One caller at a time:
-/// a second request while one is under way raises a plain exception; only `IVqHTTPRequestEx::Cancel` and `Cancel` may be
-/// called from other threads. Clients on one session may work at the same time on different threads. Raises as told at
-/// IVqHTTPRequestEx::Execute.
+/// a second request while one is under way raises a plain exception; only `IVqHTTPRequestEx::Cancel` and `Cancel` may
+/// be called from other threads. Clients on one session may work at the same time on different threads. Raises as told
+/// at IVqHTTPRequestEx::Execute.
 class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
  public:
   ~TVqHTTPClientBase() override;
@@ -359,7 +363,8 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   virtual void SetSecurityFlags(TVqHTTPSecurityFlags AValue);
   /// As changing GetTimeOuts(): counts from the next request on.
   void SetTimeOuts(const TVqHTTPTimeOuts& AValue) { FTimeOuts = AValue; }
-  /// Before a request goes out, and after its reply came in whole. On the thread of the request, which ends with what they raise.
+  /// Before a request goes out, and after its reply came in whole. On the thread of the request, which ends with what
+  /// they raise.
   void SetOnRequest(TVqHTTPRequestEvent AValue) { FOnRequest = std::move(AValue); }
   void SetOnResponse(TVqHTTPResponseEvent AValue) { FOnResponse = std::move(AValue); }
   const TVqHTTPRequestEvent& GetOnRequest() const noexcept { return FOnRequest; }
@@ -372,12 +377,12 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
 
   /// Ends the request that is under way, if any, within 100 ms. Any thread may call it.
   void Cancel() noexcept;
-  /// A request that is under way when a stop is asked for ends as by `Cancel`, and none begins from then on, until another
-  /// token is set: for operations of several requests. An empty one, as at first, never asks.
+  /// A request that is under way when a stop is asked for ends as by `Cancel`, and none begins from then on, until
+  /// another token is set: for operations of several requests. An empty one, as at first, never asks.
   void SetStopToken(std::stop_token AValue) { FStopToken = std::move(AValue); }
   const std::stop_token& GetStopToken() const noexcept { return FStopToken; }
-  /// Closes the kept connections; the next request makes a new one. While a request is under way on another thread: at its
-  /// end. Any thread may call it.
+  /// Closes the kept connections; the next request makes a new one. While a request is under way on another thread: at
+  /// its end. Any thread may call it.
   void CloseConnections() noexcept;
 
  protected:
@@ -390,8 +395,8 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   virtual TVqHTTPSessionBase* CreateOwnSession() = 0;
   /// The flags that the engine is given.
   virtual TVqHTTPSecurityFlags EffectiveSecurityFlags() const { return FSecurityFlags; }
-  /// Told of a failed log-on (12015) or another failure of the request; true asks for another try, with credentials that
-  /// the call may have changed.
+  /// Told of a failed log-on (12015) or another failure of the request; true asks for another try, with credentials
+  /// that the call may have changed.
   virtual bool AskAfterError(std::uint32_t AError);
 
  private:

@@ -1,7 +1,7 @@
 #pragma once
 
-// What an engine (curl/, win/) is to the rest of the layer: one exchange with one server, with at most one authentication
-// scheme. Which scheme, which proxy, which cookies: that is decided above, once for all engines.
+// What an engine (curl/, win/) is to the rest of the layer: one exchange with one server, with at most one
+// authentication scheme. Which scheme, which proxy, which cookies: that is decided above, once for all engines.
 
 #include <atomic>
 #include <chrono>
@@ -145,13 +145,13 @@ class TVqHTTPEngine {
   virtual TVqEngineReply Perform(const TVqEngineRequest& request) = 0;
   /// Has `Perform` look at `Cancelled` now. Any thread.
   virtual void Wake() noexcept = 0;
-  /// Closes kept connections and forgets what was learnt with them (TLS sessions, tickets); while `Perform` runs on another
-  /// thread, at its end. Any thread.
+  /// Closes kept connections and forgets what was learnt with them (TLS sessions, tickets); while `Perform` runs on
+  /// another thread, at its end. Any thread.
   virtual void DropConnections() noexcept = 0;
   /// Closes kept connections alone; otherwise the same.
   virtual void CloseConnections() noexcept = 0;
-  /// Whether Negotiate can be tried with the credentials of a request. May ask a ticket server, within the connect limit;
-  /// on the thread of the request. Raises when the request is cancelled.
+  /// Whether Negotiate can be tried with the credentials of a request. May ask a ticket server, within the connect
+  /// limit; on the thread of the request. Raises when the request is cancelled.
   virtual TVqTicket PrepareNegotiate(const TVqEngineRequest& request) = 0;
   /// The set of schemes that this engine can do.
   virtual unsigned Schemes() const noexcept = 0;
@@ -175,7 +175,8 @@ struct TVqHTTPProxyAddress {
 /// False for what is no address of a proxy.
 bool VqReadProxyAddress(std::string_view text, TVqHTTPProxyAddress& address);
 
-/// Raises EVqHTTPInvalidArgument for what is no list of proxies. The text shows nothing of it: there may be a password in it.
+/// Raises EVqHTTPInvalidArgument for what is no list of proxies. The text shows nothing of it: there may be a password
+/// in it.
 void VqCheckProxyServer(std::string_view list);
 
 /// Works out the way to `host` by the session's settings.

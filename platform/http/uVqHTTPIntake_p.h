@@ -24,8 +24,8 @@ class TVqHTTPIntake {
   TVqHTTPIntake(const TVqHTTPIntake&) = delete;
   TVqHTTPIntake& operator=(const TVqHTTPIntake&) = delete;
 
-  /// The headers of a reply are in. `encoding` is its "Content-Encoding"; `kept` says that the body is kept whole, so that
-  /// the bounds of its size hold. Raises EVqHTTPApiException 12152 for an encoding that was not asked for.
+  /// The headers of a reply are in. `encoding` is its "Content-Encoding"; `kept` says that the body is kept whole, so
+  /// that the bounds of its size hold. Raises EVqHTTPApiException 12152 for an encoding that was not asked for.
   void Begin(std::string_view host, std::string_view encoding, const TVqHTTPLimits& limits, bool kept);
   /// The next bytes. Raises 12152 for what cannot be unpacked and what exceeds a bound, and whatever `sink` raises.
   void Take(std::string_view bytes, const TSink& sink);

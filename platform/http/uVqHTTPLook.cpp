@@ -11,7 +11,8 @@ namespace {
 
 constexpr std::string_view kMask = "****";
 
-// Fields of forms, queries and JSON whose values are secrets: those of OAuth (RFC 6749, 7521, 7636) and what people call so.
+// Fields of forms, queries and JSON whose values are secrets: those of OAuth (RFC 6749, 7521, 7636) and what people
+// call so.
 constexpr std::string_view kSecretNames[] = {
     "access_token", "assertion", "client_assertion", "client_secret", "code",  "code_verifier", "device_code",
     "id_token",     "passwd",    "password",         "refresh_token", "token", "secret",        "sig"};
@@ -148,7 +149,8 @@ std::size_t EndOfContent(std::string_view text, std::string_view name, std::size
   }
 }
 
-// The content of elements and the values of attributes that carry secrets. What cannot be read to its end is masked to the end.
+// The content of elements and the values of attributes that carry secrets. What cannot be read to its end is masked to
+// the end.
 std::string MaskedXml(std::string_view body) {
   std::string masked;
   masked.reserve(body.size());

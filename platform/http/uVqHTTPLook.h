@@ -5,9 +5,10 @@
 ///     client.SetOnRequest([](TVqComponent&, const TVqRef<IVqHTTPRequest>& request) { log << VqHTTPLook(*request); });
 ///     client.SetOnResponse([](TVqComponent&, const TVqRef<IVqHTTPResponse>& reply) { log << VqHTTPLook(*reply); });
 ///
-/// Passwords, tokens, codes and cookies' values become "****": in headers, in the query of the address, in bodies of forms
-/// and of JSON, and in XML elements and attributes whose names speak of a password, a secret, a token or a cookie. Contents of mail are shown as they are. Free functions
-/// without state; they raise nothing and talk to no server.
+/// Passwords, tokens, codes and cookies' values become "****": in headers, in the query of the address, in bodies of
+/// forms and of JSON, and in XML elements and attributes whose names speak of a password, a secret, a token or a
+/// cookie. Contents of mail are shown as they are. Free functions without state; they raise nothing and talk to no
+/// server.
 
 #include "platform/http/uVqHTTPBase.h"
 

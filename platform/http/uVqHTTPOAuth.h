@@ -46,12 +46,13 @@ class TVqOAuth {
   /// Id of the registered application. Not empty means that OAuth is in use.
   const string& GetClientId() const noexcept { return FClientId; }
   void SetClientId(const string& AValue) { FClientId = AValue; }
-  /// The application's own secret, where it has one. Held as a password is (see TVqCredentials); never part of a message
-  /// or a record of an exchange.
+  /// The application's own secret, where it has one. Held as a password is (see TVqCredentials); never part of a
+  /// message or a record of an exchange.
   const string& GetClientSecret() const noexcept { return FClientSecret.Text(); }
   void SetClientSecret(const string& AValue) { FClientSecret = TVqSecret(AValue); }
-  /// Settings of the grants, kept for the application. No grant is carried out in this version: a token comes by SetAccessToken, and a request that
-  /// needs a new one under a grant raises a plain exception. The redirect URI is where the browser is sent after an interactive log-on.
+  /// Settings of the grants, kept for the application. No grant is carried out in this version: a token comes by
+  /// SetAccessToken, and a request that needs a new one under a grant raises a plain exception. The redirect URI is
+  /// where the browser is sent after an interactive log-on.
   const string& GetRedirectURI() const noexcept { return FRedirectURI; }
   void SetRedirectURI(const string& AValue) { FRedirectURI = AValue; }
   const string& GetAuthorizationEndpoint() const noexcept { return FAuthorizationEndpoint; }

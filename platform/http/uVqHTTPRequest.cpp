@@ -63,8 +63,8 @@ std::vector<std::string> VqOfferedSchemes(const TVqEngineReply& reply) {
   };
   for (const auto& [name, value] : reply.Headers) {
     if (!VqSameAscii(name, header)) continue;
-    // Several challenges may share a line: a scheme is the token at the start of a comma-separated part that does not go
-    // on with "=". Commas within quoted strings part nothing.
+    // Several challenges may share a line: a scheme is the token at the start of a comma-separated part that does not
+    // go on with "=". Commas within quoted strings part nothing.
     std::size_t at = 0;
     while (at < value.size()) {
       bool quoted = false;

@@ -6,9 +6,9 @@
 
 namespace velmore {
 
-/// In the order in which a server's offers are taken: the enumerator and name on the wire, its bit, the libraries' name,
-/// the client's setting that asks for it alone, whether it takes a user name (Negotiate can stand for whoever the ticket
-/// was given to), whether the password can be read on the way.
+/// In the order in which a server's offers are taken: the enumerator and name on the wire, its bit, the libraries'
+/// name, the client's setting that asks for it alone, whether it takes a user name (Negotiate can stand for whoever the
+/// ticket was given to), whether the password can be read on the way.
 #define VELMORE_HTTP_SCHEMES(row)                                                             \
   row(Negotiate, 4, NEGOTIATE, negotiate, false, false) row(NTLM, 2, NTLM, ntlm, true, false) \
       row(Basic, 1, BASIC, basic, true, true)

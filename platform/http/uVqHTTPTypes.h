@@ -124,8 +124,9 @@ class TVqHTTPSecurityFlags {
   std::uint8_t FBits = 0;
 };
 
-/// Bounds that a hostile server meets before memory and patience do. 0 is no bound. Exceeding one raises EVqHTTPApiException
-/// with a text of its own: 12152, and 12002 for the time. The client stays usable, on a new connection.
+/// Bounds that a hostile server meets before memory and patience do. 0 is no bound. Exceeding one raises
+/// EVqHTTPApiException with a text of its own: 12152, and 12002 for the time. The client stays usable, on a new
+/// connection.
 struct TVqHTTPLimits {
   /// Bytes of a reply's body as they come in, packed or not. A reply that a data event takes is not counted.
   std::uint64_t ReplyBytes = std::uint64_t{512} << 20;
@@ -280,8 +281,8 @@ class EVqHTTPException : public EVqException {
   std::uint32_t FNumber;
 };
 
-/// The server asks to be left alone for a while. Each of its forms has a class of its own, which is this one besides, so
-/// that one handler sees to all of them:
+/// The server asks to be left alone for a while. Each of its forms has a class of its own, which is this one besides,
+/// so that one handler sees to all of them:
 ///
 ///     catch (const EVqServerBusy& busy) { log(busy.Failure().what()); wait(busy.GetRetryAfter()); }
 class EVqServerBusy {

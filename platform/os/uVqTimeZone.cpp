@@ -131,8 +131,8 @@ std::string NameByText(const std::string& root) {
   return {};
 }
 
-/// A container, or a variable TZ, may have a copy of a zone file. Many zones have equal files: the shortest name wins, then the first in the
-/// alphabet, so that the answer is the same everywhere.
+/// A container, or a variable TZ, may have a copy of a zone file. Many zones have equal files: the shortest name wins,
+/// then the first in the alphabet, so that the answer is the same everywhere.
 std::string NameByContent(const std::string& root, const fs::path& path) {
   const std::optional<std::string> local = Content(Under(root, path));
   if (!local || !local->starts_with("TZif")) return {};

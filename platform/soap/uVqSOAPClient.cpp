@@ -36,7 +36,6 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
 
   void AddHTTPHeader(const string& AName, const string& AValue) override { FHTTPHeaders.emplace_back(AName, AValue); }
 
-
   IVqDOMElement AddSOAPHeader(const string& AName, const string& ANamespace) override {
     const IVqDOMElement element = GetHeader().AddElement(AName);
     if (!ANamespace.empty()) {

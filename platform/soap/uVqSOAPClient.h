@@ -11,8 +11,8 @@
 
 namespace velmore {
 
-/// Owns nothing but its settings; the HTTP client is another's and is forgotten when it goes away. No copies. One thread at a time. Raises what the
-/// HTTP layer raises, and the failures of IVqSOAPRequest::Send.
+/// Owns nothing but its settings; the HTTP client is another's and is forgotten when it goes away. No copies. One
+/// thread at a time. Raises what the HTTP layer raises, and the failures of IVqSOAPRequest::Send.
 class TVqSOAPClient : public TVqComponent {
  public:
   /// `AOwner` may be empty. Needs SetHTTPClient and InitSOAPEnv before the first request.
@@ -23,7 +23,8 @@ class TVqSOAPClient : public TVqComponent {
   /// The endpoint, the prefix of envelope elements and the declarations of the envelope, in this order.
   void InitSOAPEnv(const string& AURL, const string& APrefix, const std::vector<TVqSOAPNamespace>& ANamespaces,
                    TVqSOAPEncodingVersion AEncodingVersion);
-  /// A message whose body holds one element named `AMethod`. With an empty `AResponseName` the first element of the reply's body is the response.
+  /// A message whose body holds one element named `AMethod`. With an empty `AResponseName` the first element of the
+  /// reply's body is the response.
   TVqRef<IVqSOAPRequest> CreateRequest(const string& AMethod, const string& AResponseName);
   /// The credentials in use by the HTTP client. Raises a plain exception when there is no client.
   TVqCredentials& GetCredentials();
@@ -32,8 +33,9 @@ class TVqSOAPClient : public TVqComponent {
   void SetReplyLimits(const TVqXMLLimits& AValue) { FReplyLimits = AValue; }
   const TVqXMLLimits& GetReplyLimits() const noexcept { return FReplyLimits; }
 
-  /// Sends a message in place of the client: to bring it into another form, or to try another one when the first is refused. `AExchange` writes the
-  /// message as it stands when it is called, and fills `AResponse` or raises, as IVqSOAPRequest::Send.
+  /// Sends a message in place of the client: to bring it into another form, or to try another one when the first is
+  /// refused. `AExchange` writes the message as it stands when it is called, and fills `AResponse` or raises, as
+  /// IVqSOAPRequest::Send.
   using TSender = std::function<void(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AResponse,
                                      const std::function<void()>& AExchange)>;
   void SetSender(TSender AHandler) { FSender = std::move(AHandler); }

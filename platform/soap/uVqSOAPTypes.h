@@ -33,7 +33,8 @@ class IVqSOAPEnvelope : public virtual IVqObject {
   virtual IVqDOMDocument GetDocument() = 0;
   /// The root element.
   virtual IVqDOMElement GetEnvelope() = 0;
-  /// The header element; empty when the message has none. Element names of the envelope are found whatever their prefix and case.
+  /// The header element; empty when the message has none. Element names of the envelope are found whatever their prefix
+  /// and case.
   virtual IVqDOMElement GetHeader() = 0;
   /// True when the message has a header element.
   virtual bool HasHeader() = 0;
@@ -44,8 +45,8 @@ class IVqSOAPEnvelope : public virtual IVqObject {
   ~IVqSOAPEnvelope() = default;
 };
 
-/// Makes the response object of a request from the reply's bytes, which it takes over. For replies that must not become a tree as a whole. Asked only
-/// for bytes that begin as an envelope, with a status below 300.
+/// Makes the response object of a request from the reply's bytes, which it takes over. For replies that must not become
+/// a tree as a whole. Asked only for bytes that begin as an envelope, with a status below 300.
 using TVqSOAPResponseFactory = std::function<TVqRef<TVqSOAPResponse>(std::string ABytes, const string& AResponseName)>;
 
 /// A request that is being filled, and sent once or several times.
@@ -59,30 +60,35 @@ class IVqSOAPRequest : public virtual IVqSOAPEnvelope {
   virtual void LoadEnvelope(IVqSOAPEnvelope& ASource) = 0;
   /// An HTTP header that goes out with this one request.
   virtual void AddHTTPHeader(const string& AName, const string& AValue) = 0;
-  /// Appends an element to the envelope's header and gives it. `ANamespace` is declared on the element when it is not empty.
+  /// Appends an element to the envelope's header and gives it. `ANamespace` is declared on the element when it is not
+  /// empty.
   virtual IVqDOMElement AddSOAPHeader(const string& AName, const string& ANamespace = string()) = 0;
-  /// Sends the message and reads the reply. Blocks. A factory in `AOption` makes the response; otherwise it is a TVqSOAPResponse.
+  /// Sends the message and reads the reply. Blocks. A factory in `AOption` makes the response; otherwise it is a
+  /// TVqSOAPResponse.
   ///
-  /// Raises EVqSOAPFault when the reply is a fault, EVqHTTPApiException for network errors and (12015) for refused credentials, EVqHTTPException with
-  /// the status for any reply without a SOAP envelope, EVqXMLError with the place for an envelope that is cut short or not well-formed,
-  /// EVqSOAPUnexpectedReply for an answer to something else. A server that is busy raises one of those that are EVqServerBusy as well. A plain
-  /// exception when the client is gone, EVqNotSupported for any other `AKind`.
-  /// After any of them the connection is not used again: what else stands on it is nobody's answer.
-  /// `AResponse` is empty after a failure.
+  /// Raises EVqSOAPFault when the reply is a fault, EVqHTTPApiException for network errors and (12015) for refused
+  /// credentials, EVqHTTPException with the status for any reply without a SOAP envelope, EVqXMLError with the place
+  /// for an envelope that is cut short or not well-formed, EVqSOAPUnexpectedReply for an answer to something else. A
+  /// server that is busy raises one of those that are EVqServerBusy as well. A plain exception when the client is gone,
+  /// EVqNotSupported for any other `AKind`. After any of them the connection is not used again: what else stands on it
+  /// is nobody's answer. `AResponse` is empty after a failure.
   virtual void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind AKind = TVqSOAPSendKind::synchronous,
                     const TVqSOAPResponseFactory& AOption = nullptr) = 0;
-  /// For a request whose answer is its header alone: whatever stands in the body is neither read nor held against the operation.
+  /// For a request whose answer is its header alone: whatever stands in the body is neither read nor held against the
+  /// operation.
   virtual void AcceptAnyResponse() = 0;
 
  protected:
   ~IVqSOAPRequest() = default;
 };
 
-/// A reply. The order of its operations is part of the contract, which is why those of the envelope stand here once more.
+/// A reply. The order of its operations is part of the contract, which is why those of the envelope stand here once
+/// more.
 class IVqSOAPResponse : public virtual IVqSOAPEnvelope {
  public:
   IVqDOMElement GetHeader() override = 0;
-  /// The response element: the one that the request named, else the first of the body. Raises a plain exception when there is none.
+  /// The response element: the one that the request named, else the first of the body. Raises a plain exception when
+  /// there is none.
   virtual IVqDOMElement GetResponse() = 0;
   bool HasHeader() override = 0;
   IVqDOMElement GetBody() override = 0;
@@ -98,8 +104,8 @@ class IVqSOAPResponse : public virtual IVqSOAPEnvelope {
   ~IVqSOAPResponse() = default;
 };
 
-/// What a reply may be at most as a document: nodes cost some 60 bytes each, and a server can write one in four. Pages of a thousand rows have a few
-/// ten thousand.
+/// What a reply may be at most as a document: nodes cost some 60 bytes each, and a server can write one in four. Pages
+/// of a thousand rows have a few ten thousand.
 constexpr TVqXMLLimits VqSOAPReplyLimits() {
   TVqXMLLimits limits;
   limits.MaxNodes = 4'000'000;
@@ -109,7 +115,8 @@ constexpr TVqXMLLimits VqSOAPReplyLimits() {
 /// The reply as a document. The prefixes of the two EWS namespaces are "m" and "t" in it, whatever the server chose.
 class TVqSOAPResponse : public TVqObject, public virtual IVqSOAPResponse {
  public:
-  /// Takes over the bytes of the reply and parses them. Raises EVqXMLError when they are not well-formed, or exceed a bound.
+  /// Takes over the bytes of the reply and parses them. Raises EVqXMLError when they are not well-formed, or exceed a
+  /// bound.
   TVqSOAPResponse(std::string ASOAPResponse, const string& AResponseName,
                   const TVqXMLLimits& ALimits = VqSOAPReplyLimits());
 
@@ -161,8 +168,8 @@ class EVqSOAPFault : public EVqException {
   std::int32_t FBackOffMilliseconds, FHTTPStatus;
 };
 
-/// The answer is neither the response to the operation that was asked for nor a fault. Nothing is read from it: it may be the answer to another
-/// request, and hold another mailbox's data. What was asked may have been carried out.
+/// The answer is neither the response to the operation that was asked for nor a fault. Nothing is read from it: it may
+/// be the answer to another request, and hold another mailbox's data. What was asked may have been carried out.
 class EVqSOAPUnexpectedReply : public EVqException {
  public:
   /// The local names of the operation and of what came instead of its response; the latter is empty for an empty body.

@@ -80,7 +80,8 @@ class TVqXMLSchemaInfo {
   const string& GetName() const noexcept { return FName; }
   /// 0 for optional, 1 for required.
   std::int32_t GetMinOccurs() const noexcept { return FMinOccurs; }
-  /// -1 for any number. Some arrays of the schema are registered with 1, and on purpose: it restricts nothing and is told as it always was.
+  /// -1 for any number. Some arrays of the schema are registered with 1, and on purpose: it restricts nothing and is
+  /// told as it always was.
   std::int32_t GetMaxOccurs() const noexcept { return FMaxOccurs; }
   /// True for an attribute that must be there.
   bool GetRequired() const noexcept { return FRequired; }
@@ -311,7 +312,8 @@ class TVqXMLSchemaElement : public TVqObjectEx {
   const IVqDOMElement& AsElement() const { return Element(); }
   /// The element's markup, its own tag included.
   string GetXML() const { return Element().GetXML(); }
-  /// Gives the record up, and with it every record and array that it handed out: using one raises a plain exception from now on. The document is let go.
+  /// Gives the record up, and with it every record and array that it handed out: using one raises a plain exception
+  /// from now on. The document is let go.
   void Discard() noexcept;
   /// Copies attributes and everything inside onto the other record's element, in place of what that had.
   void AssignTo(TVqXMLSchemaElement& ATarget) const;

@@ -125,8 +125,8 @@ std::string TVqXMLSchemaArray::TextAt(std::int32_t AIndex) const {
 TVqXMLSchemaElement& TVqXMLSchemaArray::RecordAt(std::int32_t AIndex, TVqXMLSchemaClass::TFactory AFactory) {
   if (FDiscarded) TVqXMLSchemaElement::RaiseDiscarded();
   const auto at = static_cast<std::size_t>(AIndex);
-  // What was asked for once stays under its position, even when entries before it have been deleted since: on purpose, so that
-  // who holds it goes on holding the same entry.
+  // What was asked for once stays under its position, even when entries before it have been deleted since: on purpose,
+  // so that who holds it goes on holding the same entry.
   if (AIndex >= 0 && at < FRecords.size() && FRecords[at]) return *FRecords[at];
   std::unique_ptr<TVqXMLSchemaElement> record(AFactory(ElementAt(AIndex)));
   if (at >= FRecords.size()) FRecords.resize(at + 1);

@@ -67,8 +67,8 @@ double VqXMLToDuration(const TVqUtf8View& AText);
 /// The text of whatever value it is; empty for an empty one.
 string VqVariantToXML(const TVqVariant& AValue);
 
-/// A text as markup, so that it reads back as it is between tags and between quotes of either kind: "&", "<", ">", quotes, tabs and line ends become
-/// references. Raises EVqXMLError for a character that XML cannot carry.
+/// A text as markup, so that it reads back as it is between tags and between quotes of either kind: "&", "<", ">",
+/// quotes, tabs and line ends become references. Raises EVqXMLError for a character that XML cannot carry.
 string VqEscapeXML(const TVqUtf8View& AText);
 
 /// Base64 without line breaks; reading ignores white space and wants correct padding.

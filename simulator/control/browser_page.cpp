@@ -193,7 +193,8 @@ std::string BrowserPage::Overview(const Figures& figures) const {
         for (const std::string& child : folder.children)
           if (const Folder* below = mailbox->FindFolder(child)) walk(*below, depth + 1);
       };
-      // The top is of no interest; what lies beside it (recoverable items, search folders) only when there is something.
+      // The top is of no interest; what lies beside it (recoverable items, search folders) only when there is
+      // something.
       if (const Folder* top = mailbox->Distinguished("msgfolderroot"))
         for (const std::string& child : top->children)
           if (const Folder* folder = mailbox->FindFolder(child)) walk(*folder, 0);

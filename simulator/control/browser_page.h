@@ -1,7 +1,8 @@
 #pragma once
 
-// What a browser sees at "/": mailboxes, folders, messages and the last exchanges. Plain HTML without scripts and without
-// anything from elsewhere. Passwords are not shown, and what stands in mailboxes and exchanges is text, never markup.
+// What a browser sees at "/": mailboxes, folders, messages and the last exchanges. Plain HTML without scripts and
+// without anything from elsewhere. Passwords are not shown, and what stands in mailboxes and exchanges is text, never
+// markup.
 
 #include <cstddef>
 #include <optional>

@@ -1,6 +1,7 @@
 #pragma once
 
-// Where the values of a JSON text stand, for messages to people: the JSON library tells the place of an error of syntax only.
+// Where the values of a JSON text stand, for messages to people: the JSON library tells the place of an error of syntax
+// only.
 
 #include <map>
 #include <string>

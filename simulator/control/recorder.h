@@ -1,8 +1,8 @@
 #pragma once
 
 // Keeps what went over the wire, in memory and, when wanted, as files. Passwords, tokens and cookies are masked before
-// anything is kept: in the headers that carry them, behind their names in addresses, forms and JSON, and in elements and
-// attributes whose names end in "Password", "Secret", "AccessToken" and the like.
+// anything is kept: in the headers that carry them, behind their names in addresses, forms and JSON, and in elements
+// and attributes whose names end in "Password", "Secret", "AccessToken" and the like.
 
 #include <deque>
 #include <mutex>

@@ -1,4 +1,5 @@
-// Extended properties as they look from outside: under their second name, from a header, made by the server, or as they were written.
+// Extended properties as they look from outside: under their second name, from a header, made by the server, or as they
+// were written.
 
 #include "simulator/mailbox/view.h"
 

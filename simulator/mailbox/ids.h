@@ -1,7 +1,7 @@
 #pragma once
 
-// The ids that clients see. Exchange packs a mailbox and an entry id into one text; the forms are kept apart here as they
-// are there, so that ConvertId has something to convert and a damaged id is told from an unknown one.
+// The ids that clients see. Exchange packs a mailbox and an entry id into one text; the forms are kept apart here as
+// they are there, so that ConvertId has something to convert and a damaged id is told from an unknown one.
 
 #include <cstdint>
 #include <optional>

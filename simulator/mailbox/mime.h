@@ -9,8 +9,8 @@
 
 namespace velmore::simulator {
 
-/// Reads a MIME message into a new item: properties, bodies, attachments (nested messages as item attachments) and the MIME
-/// text itself. Never fails for odd messages; what cannot be understood is kept as text. `received` is used where
+/// Reads a MIME message into a new item: properties, bodies, attachments (nested messages as item attachments) and the
+/// MIME text itself. Never fails for odd messages; what cannot be understood is kept as text. `received` is used where
 /// the message does not tell it.
 std::shared_ptr<Item> ImportMime(std::shared_ptr<const std::string> mime, Seconds received);
 

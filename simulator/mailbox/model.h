@@ -1,7 +1,7 @@
 #pragma once
 
-// Mailboxes, folders and items in memory. Nothing here knows of requests. One mutex (Store::mutex) protects all of it; it is
-// held for the whole of an operation.
+// Mailboxes, folders and items in memory. Nothing here knows of requests. One mutex (Store::mutex) protects all of it;
+// it is held for the whole of an operation.
 
 #include <cstdint>
 #include <functional>
@@ -36,8 +36,8 @@ struct ExtendedKey {
   bool operator==(const ExtendedKey&) const = default;
   bool IsArray() const { return type.ends_with("Array"); }
   ValueKind Kind() const;
-  /// A value as the server tells it: numbers without leading zeros, times in UTC. Nothing for what is no value of the type, or out of
-  /// its range.
+  /// A value as the server tells it: numbers without leading zeros, times in UTC. Nothing for what is no value of the
+  /// type, or out of its range.
   std::optional<std::string> Canonical(const std::string& text) const;
 };
 /// Reads t:ExtendedFieldURI; throws EwsError for combinations that the server refuses.
@@ -174,7 +174,8 @@ struct Mailbox {
   Folder* FindFolder(std::string_view entry_id) const;
   std::shared_ptr<Item> FindItem(std::string_view entry_id) const;
   Folder* Distinguished(std::string_view name) const;
-  /// Where things go that are deleted softly: the recoverable items, or a folder that nobody sees where the server has none.
+  /// Where things go that are deleted softly: the recoverable items, or a folder that nobody sees where the server has
+  /// none.
   Folder& Dumpster();
   Folder& AddFolder(Folder& parent, const std::string& element, const std::string& display_name,
                     const std::string& folder_class);

@@ -37,7 +37,8 @@ struct StoreChange {
 class Observers {
  public:
   using Observer = std::function<void(const StoreChange&)>;
-  /// An observer must be quick, must not touch the store, and is told until it is removed by the number that this returns.
+  /// An observer must be quick, must not touch the store, and is told until it is removed by the number that this
+  /// returns.
   std::uint64_t Add(Observer observer) {
     observers_.emplace(++last_, std::move(observer));
     return last_;

@@ -10,8 +10,8 @@
 
 namespace velmore::simulator {
 
-/// A value in the form in which it is compared with others of its field: numbers, booleans and points in time as numbers, enumerations by
-/// their place in the published list, texts as servers order them. An absent one comes first.
+/// A value in the form in which it is compared with others of its field: numbers, booleans and points in time as
+/// numbers, enumerations by their place in the published list, texts as servers order them. An absent one comes first.
 using Key = std::variant<std::monostate, std::int64_t, double, std::string>;
 Key KeyOf(const std::string& value, const Path& path);
 

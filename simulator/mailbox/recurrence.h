@@ -1,7 +1,7 @@
 #pragma once
 
-// Occurrences of recurring calendar items. They are not stored: each is made from its master when it is asked for, unless it
-// was changed, which makes it an exception that the master keeps.
+// Occurrences of recurring calendar items. They are not stored: each is made from its master when it is asked for,
+// unless it was changed, which makes it an exception that the master keeps.
 
 #include <memory>
 #include <optional>

@@ -46,7 +46,8 @@ Seconds FallbackTime(std::size_t index, std::size_t count) {
   return Now() - static_cast<Seconds>(count - index) * 3600;
 }
 
-/// Puts a generated attachment into the place of "@generate:BYTES@" in a message, so that large samples need no large files.
+/// Puts a generated attachment into the place of "@generate:BYTES@" in a message, so that large samples need no large
+/// files.
 std::string Generated(std::string text) {
   static const std::string kMark = "@generate:";
   const std::size_t at = text.find(kMark);
@@ -306,7 +307,8 @@ void ReadMessages(const std::string& directory, Store& store, const std::vector<
   if (directory.empty()) return;
   for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
     if (!entry.is_directory()) continue;
-    // A folder of messages bears the log-on name or the address of its mailbox, with ".archive" behind it for the archive.
+    // A folder of messages bears the log-on name or the address of its mailbox, with ".archive" behind it for the
+    // archive.
     std::string name = entry.path().filename().string();
     if (name.ends_with(".archive")) name.replace(name.size() - 8, 1, "/");
     Mailbox* mailbox = nullptr;

@@ -11,8 +11,8 @@ namespace velmore::simulator {
 
 /// What the settings file and users.json tell; nothing of a file that is not named or not there. Throws SimulatorError.
 void ReadUsers(const std::string& directory, Options& options);
-/// Messages (.eml) and other items (.xml) for the mailboxes that the store has. `add_xml` puts an item into a folder from
-/// its XML as CreateItem takes it. Mailboxes in `filled` are left alone.
+/// Messages (.eml) and other items (.xml) for the mailboxes that the store has. `add_xml` puts an item into a folder
+/// from its XML as CreateItem takes it. Mailboxes in `filled` are left alone.
 void ReadMessages(const std::string& directory, Store& store, const std::vector<const Mailbox*>& filled,
                   const std::function<void(Mailbox&, Folder&, const std::string& xml)>& add_xml);
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Mailboxes in a file, so that they outlive the program: one line that tells the format, a checksum and the size, and JSON
-// behind it.
+// Mailboxes in a file, so that they outlive the program: one line that tells the format, a checksum and the size, and
+// JSON behind it.
 
 #include <string>
 
@@ -17,7 +17,8 @@ std::string StateText(const Store& store);
 /// One item with all that is in it, and back; the latter throws what the text deserves.
 std::string ItemText(const Item& item);
 std::shared_ptr<Item> ItemFromText(const std::string& text);
-/// Replaces the file at once or not at all. Only its owner may read it, since it holds passwords. Throws SimulatorError.
+/// Replaces the file at once or not at all. Only its owner may read it, since it holds passwords. Throws
+/// SimulatorError.
 void WriteStateText(const std::string& file, const std::string& text);
 /// Throws OptionError when a file of this name could not be written.
 void CheckStatePlace(const std::string& file);

@@ -7,7 +7,8 @@
 namespace velmore::simulator {
 namespace {
 
-/// A number that is another one after each change. Whatever changes moves a change key or makes or takes something away.
+/// A number that is another one after each change. Whatever changes moves a change key or makes or takes something
+/// away.
 std::uint64_t Revision(const Store& store) {
   std::uint64_t revision = store.contacts.size();
   const auto add = [&revision](const Mailbox& mailbox) {

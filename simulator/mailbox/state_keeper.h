@@ -13,8 +13,8 @@
 
 namespace velmore::simulator {
 
-/// Owns a thread that looks for changes and writes the file when there are any. A failure to write is not told: the old file is whole, the
-/// next change is another try, and the end of the server tells.
+/// Owns a thread that looks for changes and writes the file when there are any. A failure to write is not told: the old
+/// file is whole, the next change is another try, and the end of the server tells.
 class StateKeeper {
  public:
   StateKeeper(std::string file, const Store& store, std::chrono::milliseconds interval);

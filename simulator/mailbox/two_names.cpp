@@ -170,7 +170,8 @@ void WriteComplete(const Row&, Item& item, const std::string& value) {
   Reopen(item);
 }
 
-/// What calendars of other makers call an appointment stands in a wrapper; the server's own UID is the bytes in hexadecimal.
+/// What calendars of other makers call an appointment stands in a wrapper; the server's own UID is the bytes in
+/// hexadecimal.
 const std::string kUidHead("\x04\x00\x00\x00\x82\x00\xE0\x00\x74\xC5\xB7\x10\x1A\x82\xE0\x08", 16);
 const std::string kUidClass = std::string("vCal-Uid\x01\0\0\0", 12);
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Properties with two names: a MAPI property and a member of the schema, or a value that the server makes, that are one and the same. What is
-// written through either is read through both.
+// Properties with two names: a MAPI property and a member of the schema, or a value that the server makes, that are one
+// and the same. What is written through either is read through both.
 
 #include <functional>
 #include <optional>
@@ -22,7 +22,8 @@ struct TwoNames {
 };
 
 const std::vector<TwoNames>& AllTwoNames();
-/// The row of a MAPI property that has another name on items of this kind; null for one that only the item itself keeps.
+/// The row of a MAPI property that has another name on items of this kind; null for one that only the item itself
+/// keeps.
 const TwoNames* FindTwoNames(const ExtendedKey& key, const Item& item);
 /// Writes through the MAPI name. Throws EwsError for what the server alone sets.
 void WriteByMapiName(const TwoNames& row, Item& item, const ExtendedValue& value);

@@ -34,7 +34,8 @@ Element CreateAttachment(Context& context, const Element& request) {
                        if (found.master != nullptr)
                          throw EwsError("ErrorInvalidOperation",
                                         "Attachments of single occurrences are not supported by this server.");
-                       // The key is that of the item before the first attachment; the others follow upon their own writes.
+                       // The key is that of the item before the first attachment; the others follow upon their own
+                       // writes.
                        if (const std::string& key = parent.AttributeText("ChangeKey");
                            first && !key.empty() && ParseChangeKey(key) != RootOf(found)->change)
                          throw EwsError("ErrorIrresolvableConflict");

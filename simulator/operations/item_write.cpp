@@ -230,7 +230,8 @@ Attachment MakeAttachment(Context& context, const Element& element) {
     if (Schema::Instance().ItemType(child.name) != nullptr) inner = &child;
   if (inner == nullptr)
     throw EwsError("ErrorInvalidOperation", "An item attachment without an item cannot be created.");
-  // What a client copies from a loaded item includes what only the server sets; it is passed over here, as Exchange does.
+  // What a client copies from a loaded item includes what only the server sets; it is passed over here, as Exchange
+  // does.
   Element settable = *inner;
   const SchemaType* type = Schema::Instance().ItemType(inner->name);
   std::erase_if(settable.children, [&](const Element& child) {

@@ -1,7 +1,8 @@
 #pragma once
 
-// The operations of the service, one function each: takes the request element, gives the response element. They run under
-// the lock of the store. A refusal of one part of a request becomes a response message, a refusal of the whole an exception.
+// The operations of the service, one function each: takes the request element, gives the response element. They run
+// under the lock of the store. A refusal of one part of a request becomes a response message, a refusal of the whole an
+// exception.
 
 #include <functional>
 #include <string>
@@ -31,8 +32,8 @@ std::vector<std::string> OperationNames(int since = 0);
 
 // Replies
 
-/// "<m:NAMEResponse><m:ResponseMessages>...": calls `each` for every child of `list`; what it returns goes into the response
-/// message behind the code, what it throws becomes the message.
+/// "<m:NAMEResponse><m:ResponseMessages>...": calls `each` for every child of `list`; what it returns goes into the
+/// response message behind the code, what it throws becomes the message.
 Element RespondEach(const char* operation, const Element& list,
                     const std::function<std::vector<Element>(const Element&)>& each,
                     const std::vector<Element>& when_failed = {});

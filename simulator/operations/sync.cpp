@@ -1,4 +1,5 @@
-// SyncFolderItems and SyncFolderHierarchy. A state is the change number up to which the client knows a mailbox, and of which folder.
+// SyncFolderItems and SyncFolderHierarchy. A state is the change number up to which the client knows a mailbox, and of
+// which folder.
 
 #include <algorithm>
 #include <cstdlib>

@@ -33,8 +33,8 @@ class Service {
   Service(Store& store, const Options& options);
 
   SoapRequest Read(std::string_view body) const;
-  /// Runs an operation for a user. `departures` gets what the schema forbids: what was accepted nevertheless, and what was
-  /// refused by a schema folder.
+  /// Runs an operation for a user. `departures` gets what the schema forbids: what was accepted nevertheless, and what
+  /// was refused by a schema folder.
   SoapReply Execute(SoapRequest& request, const User& user, std::map<std::string, std::uint64_t>& departures,
                     bool& refused);
 

@@ -246,7 +246,8 @@ std::string WhyInvalid(const std::string& text, const Member& member, bool stric
 
 namespace {
 
-/// Children of ItemIds and FolderIds that this library's client writes beside the id; attribute Id holds the change key.
+/// Children of ItemIds and FolderIds that this library's client writes beside the id; attribute Id holds the change
+/// key.
 bool IsChangeKeyElement(const Element& element) {
   return element.name == "ChangeKey" && element.space == Space::kTypes;
 }

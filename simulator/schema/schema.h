@@ -1,7 +1,8 @@
 #pragma once
 
-// What elements may stand in which order, and what the server does with each property of an item or folder. The rows are
-// data (schema_rows.cpp), written for the simulator alone: a client that shared them could not be tested against them.
+// What elements may stand in which order, and what the server does with each property of an item or folder. The rows
+// are data (schema_rows.cpp), written for the simulator alone: a client that shared them could not be tested against
+// them.
 
 #include <cstdint>
 #include <map>
@@ -48,8 +49,8 @@ struct Member {
   bool Has(char flag) const { return flags.find(flag) != std::string::npos; }
 };
 
-/// Why a text is no value of a member, in the words of servers; empty when it is one. What only the letter of the schema forbids (a date without its
-/// time, a number out of the range of its type) is told when `strict`.
+/// Why a text is no value of a member, in the words of servers; empty when it is one. What only the letter of the
+/// schema forbids (a date without its time, a number out of the range of its type) is told when `strict`.
 std::string WhyInvalid(const std::string& text, const Member& member, bool strict);
 
 struct SchemaType {
@@ -87,8 +88,8 @@ class Schema {
     bool accept_departures = true;
     std::map<std::string, std::uint64_t> departures;  // what was accepted, by name
   };
-  /// Checks a request element (GetItem, ...). Throws SchemaViolation. Accepted departures are repaired in the tree where
-  /// that is needed to read it (namespaces, places) and counted.
+  /// Checks a request element (GetItem, ...). Throws SchemaViolation. Accepted departures are repaired in the tree
+  /// where that is needed to read it (namespaces, places) and counted.
   void Check(Element& request, Checker& checker) const;
 
  private:

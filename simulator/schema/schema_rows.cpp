@@ -1,15 +1,17 @@
 // The content of every type that requests hold, in order. Tokens are separated by blanks:
 //
-//   Name[*][!][:Type][/flags][@v]   an element: * may repeat, ! must be there, v the first version that has it (hex digit)
+//   Name[*][!][:Type][/flags][@v]   an element: * may repeat, ! must be there, v the first version that has it (hex
+//   digit)
 //   @Name[!][:=A|B]                 an attribute
 //   any                             as first token: a choice in any order and number
 //   one                             as first token: exactly one of them
 //   open                            content is not looked at
 //
-// Type: b boolean, i integer, d date-time, D day, f double, x base64, "=A|B" one of these texts, "~A|B" a list of them, g language, l address (URI),
-// n text that is not empty, h bit mask, t property tag, u GUID, a name of a row; string if left out. "i[1,512]" is an integer of this range.
-// Flags of properties: a in AllProperties, f also when found by FindItem, g in the Default shape, d also when found,
-// r read only, q not for restrictions and sorting, t fixed once the message is sent, n never returned by FindItem.
+// Type: b boolean, i integer, d date-time, D day, f double, x base64, "=A|B" one of these texts, "~A|B" a list of them,
+// g language, l address (URI), n text that is not empty, h bit mask, t property tag, u GUID, a name of a row; string if
+// left out. "i[1,512]" is an integer of this range. Flags of properties: a in AllProperties, f also when found by
+// FindItem, g in the Default shape, d also when found, r read only, q not for restrictions and sorting, t fixed once
+// the message is sent, n never returned by FindItem.
 
 #include "simulator/schema/schema.h"
 

@@ -1,6 +1,7 @@
 #pragma once
 
-// Requests against the schema that servers publish. It is read from files of the user; nothing of it is part of the simulator.
+// Requests against the schema that servers publish. It is read from files of the user; nothing of it is part of the
+// simulator.
 
 #include <memory>
 #include <optional>

@@ -1,7 +1,7 @@
 #pragma once
 
-// HTTP/1.1 on two ports, one thread a connection, blocking sockets: simple to follow, and every byte of a reply can be held
-// back, cut or dribbled. What is answered is decided by a handler; nothing here knows of mail.
+// HTTP/1.1 on two ports, one thread a connection, blocking sockets: simple to follow, and every byte of a reply can be
+// held back, cut or dribbled. What is answered is decided by a handler; nothing here knows of mail.
 
 #include <cstdint>
 #include <functional>

@@ -1,7 +1,7 @@
 #pragma once
 
-// OAuth tokens and the endpoint that gives them out: /oauth2/token and /oauth2/authorize. Users are those of the mailboxes; a client that acts for
-// itself is a user whose name and password are its id and secret.
+// OAuth tokens and the endpoint that gives them out: /oauth2/token and /oauth2/authorize. Users are those of the
+// mailboxes; a client that acts for itself is a user whose name and password are its id and secret.
 
 #include <chrono>
 #include <functional>

@@ -14,8 +14,8 @@
 
 namespace velmore::simulator {
 
-/// A failure to be played once (or several times) instead of, or on top of, the proper reply. Faults are kept in a queue; a
-/// request takes the first that fits its operation.
+/// A failure to be played once (or several times) instead of, or on top of, the proper reply. Faults are kept in a
+/// queue; a request takes the first that fits its operation.
 struct Fault {
   std::string operation = {};  ///< "GetItem", or empty for any; compared without case
   int skip = 0;                ///< lets so many fitting requests pass first

@@ -11,15 +11,15 @@
 
 namespace velmore::simulator {
 
-/// What can go wrong in the simulator itself (a port in use, a seed folder that cannot be read, an unknown version name).
-/// Refusals of requests never come this way: they are replies.
+/// What can go wrong in the simulator itself (a port in use, a seed folder that cannot be read, an unknown version
+/// name). Refusals of requests never come this way: they are replies.
 class SimulatorError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// A setting or a file that the simulator was given is wrong: an unknown version, a script with an error in it, a folder
-/// without a schema, a damaged state file. The text tells the place.
+/// A setting or a file that the simulator was given is wrong: an unknown version, a script with an error in it, a
+/// folder without a schema, a damaged state file. The text tells the place.
 class OptionError : public SimulatorError {
  public:
   using SimulatorError::SimulatorError;
@@ -92,8 +92,8 @@ enum class Certificate {
 
 /// All settings, each with a default that suits a test.
 struct Options {
-  /// One of Exchange2007, Exchange2007_SP1, Exchange2009, Exchange2010, Exchange2010_SP1, Exchange2010_SP2, Exchange2012,
-  /// Exchange2013, Exchange2013_SP1, Exchange2015, Exchange2016, V2015_10_05, V2016_01_06.
+  /// One of Exchange2007, Exchange2007_SP1, Exchange2009, Exchange2010, Exchange2010_SP1, Exchange2010_SP2,
+  /// Exchange2012, Exchange2013, Exchange2013_SP1, Exchange2015, Exchange2016, V2015_10_05, V2016_01_06.
   std::string version = "Exchange2016";
   std::string address = "127.0.0.1";  ///< where to listen
   /// Which of the two listen; with neither, nothing does.
@@ -109,8 +109,8 @@ struct Options {
   std::vector<Fill> fills = {};                  ///< made up when the mailboxes are made
   std::uint64_t fill_seed = 1;                   ///< another number, other items
   std::vector<std::string> domains = {};         ///< local beside those of the mailboxes: who is unknown there bounces
-  /// An organisation in one file: users, rooms, lists, contacts, domains, rights, quotas, version, items to be made up. See
-  /// docs/guide/simulator.md. What stands here beside it comes on top; empty: nothing.
+  /// An organisation in one file: users, rooms, lists, contacts, domains, rights, quotas, version, items to be made up.
+  /// See docs/guide/simulator.md. What stands here beside it comes on top; empty: nothing.
   std::string settings_file = {};
   std::string seed_directory = {};    ///< folders of .eml files per mailbox; see samples/README.md; empty: nothing
   std::string record_directory = {};  ///< writes every exchange as files there; empty: no files
@@ -122,14 +122,15 @@ struct Options {
   /// Folder with messages.xsd and types.xsd as servers publish them. Requests that do not validate are refused with
   /// ErrorSchemaValidation, whatever accept_departures says. Empty: the simulator's own rules.
   std::string schema_directory = {};
-  /// Keeps the mailboxes over a restart: read by the constructor when it exists, written after changes while the server runs,
-  /// and by Stop(). Holds the passwords of the users. Empty: nothing is kept.
+  /// Keeps the mailboxes over a restart: read by the constructor when it exists, written after changes while the server
+  /// runs, and by Stop(). Holds the passwords of the users. Empty: nothing is kept.
   std::string state_file = {};
-  /// How long after a change the state file is written; longer when the mailboxes are so large that writing takes a tenth of it.
+  /// How long after a change the state file is written; longer when the mailboxes are so large that writing takes a
+  /// tenth of it.
   std::chrono::milliseconds state_interval{1000};
   bool browser_page = true;  ///< shows mailboxes and exchanges to a browser at "/", to anybody who can reach the port
-  /// True accepts (and counts) the departures from the published schema that this library's own client makes at first; a server that validates, and so
-  /// this one, refuses them.
+  /// True accepts (and counts) the departures from the published schema that this library's own client makes at first;
+  /// a server that validates, and so this one, refuses them.
   bool accept_departures = false;
   int find_count_limit = 1000;                 ///< rows of a page at most, whatever the request asks for
   int restricted_find_limit = 250;             ///< rows of a page at most when there is a restriction

@@ -14,8 +14,8 @@ class ReplyStream {
   virtual ~ReplyStream() = default;
   /// Sends bytes now. False when the connection has ended.
   virtual bool Write(std::string_view bytes) = 0;
-  /// Waits for the time or for Wake, whichever comes first; a Wake since the last wait counts. False when the connection has ended, which
-  /// the end of the server brings about, too.
+  /// Waits for the time or for Wake, whichever comes first; a Wake since the last wait counts. False when the
+  /// connection has ended, which the end of the server brings about, too.
   virtual bool Wait(std::chrono::milliseconds time) = 0;
   virtual void Wake() = 0;
 };

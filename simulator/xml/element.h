@@ -1,6 +1,7 @@
 #pragma once
 
-// A small XML tree with value semantics: what a request is read into, what mailboxes keep, what replies are written from.
+// A small XML tree with value semantics: what a request is read into, what mailboxes keep, what replies are written
+// from.
 
 #include <memory>
 #include <stdexcept>

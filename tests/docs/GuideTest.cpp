@@ -1,4 +1,5 @@
-// The code of the pages on objects, run. A page shows a test's lines as they stand here, comments aside; PagesShowCodeThatIsTested compares them.
+// The code of the pages on objects, run. A page shows a test's lines as they stand here, comments aside;
+// PagesShowCodeThatIsTested compares them.
 
 #include <gtest/gtest.h>
 

@@ -11,20 +11,20 @@
 namespace velmore::testing {
 namespace {
 
-/// "name|type|content;" of each picture, and the text behind the last one; "-" for a text that stays. Files are taken but for `foreign`; names are free but
-/// for `taken`.
+/// "name|type|content;" of each picture, and the text behind the last one; "-" for a text that stays. Files are taken
+/// but for `foreign`; names are free but for `taken`.
 std::string Moved(const std::string& html, const std::string& foreign = "-", const std::string& taken = "-") {
   std::string images, output = "untouched";
-  const bool changed = VqMoveInlineImages(
-      html, output,
-      {.TakesFile = [&](const std::string& source) { return source != foreign; },
-       .IsTaken = [&](const std::string& name) { return name == taken; },
-       .Take =
-           [&](const string& name, const string& type, std::unique_ptr<TVqStream> content) {
-             std::string bytes(static_cast<std::size_t>(content->GetSize()), '\0');
-             content->Read(bytes.data(), bytes.size());
-             images += name.utf8() + "|" + type.utf8() + "|" + bytes + ";";
-           }});
+  const bool changed =
+      VqMoveInlineImages(html, output,
+                         {.TakesFile = [&](const std::string& source) { return source != foreign; },
+                          .IsTaken = [&](const std::string& name) { return name == taken; },
+                          .Take =
+                              [&](const string& name, const string& type, std::unique_ptr<TVqStream> content) {
+                                std::string bytes(static_cast<std::size_t>(content->GetSize()), '\0');
+                                content->Read(bytes.data(), bytes.size());
+                                images += name.utf8() + "|" + type.utf8() + "|" + bytes + ";";
+                              }});
   if (!changed) {
     EXPECT_EQ(output, "untouched");
   }

@@ -1,4 +1,5 @@
-// What holds for profiles wherever they are kept: each test runs over the file and over the registry, for the user and for the machine.
+// What holds for profiles wherever they are kept: each test runs over the file and over the registry, for the user and
+// for the machine.
 
 #include "EWSProfileTestSupport.h"
 

@@ -1,4 +1,5 @@
-// One operation, from its name to its checked answer: what a request is made of, where the answer is looked for, and what happens when it is not there.
+// One operation, from its name to its checked answer: what a request is made of, where the answer is looked for, and
+// what happens when it is not there.
 
 #include "ews/model/internal/uVqEWSCall.h"
 

@@ -25,8 +25,8 @@ using namespace velmore;
 
 namespace {
 
-// Accepts tickets and greets who came: "anna@VELMORE.TEST". Says that a handshake holds for the connection, as IIS does,
-// or asks each request for one, as RFC 4559 has it.
+// Accepts tickets and greets who came: "anna@VELMORE.TEST". Says that a handshake holds for the connection, as IIS
+// does, or asks each request for one, as RFC 4559 has it.
 class Kerberized {
  public:
   explicit Kerberized(ScriptedServer& server, std::string others = "") : FOthers(std::move(others)) {
@@ -175,7 +175,8 @@ TEST_F(Kerberos, AnothersTicketIsNeverTaken) {
   FRealm->LogOff();
 }
 
-// A wrong password is one failure of one account: the KDC's no is final where the name says that the account is its own.
+// A wrong password is one failure of one account: the KDC's no is final where the name says that the account is its
+// own.
 TEST_F(Kerberos, APasswordThatTheKdcRefusesIsNotOfferedToTheServerToo) {
   for (const char* user : {"anna@velmore.test", "velmore.test\\anna", "VELMORE\\anna"}) {
     ScriptedServer server;

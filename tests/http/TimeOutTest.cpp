@@ -94,8 +94,8 @@ TEST(TimeOut, DefaultsOfAClientThatWasToldNothing) {
   EXPECT_EQ(client->GetTimeOuts().GetReceive(), 30000);
 }
 
-// The best of some tries counts: on a busy machine a thread may wait for its turn longer than that. A request that slept
-// on would take its second each time.
+// The best of some tries counts: on a busy machine a thread may wait for its turn longer than that. A request that
+// slept on would take its second each time.
 constexpr int kTries = 5;
 
 TEST(Cancel, EndsABlockedRequestWithinATenthOfASecond) {

@@ -16,8 +16,8 @@
 
 namespace velmore::testing {
 
-/// Apache knows Alice by the password "geheim" in every scheme; the simulator knows her by another one, which only Apache
-/// has and gives only to Alice. So an answer of the simulator proves who Apache took the client for.
+/// Apache knows Alice by the password "geheim" in every scheme; the simulator knows her by another one, which only
+/// Apache has and gives only to Alice. So an answer of the simulator proves who Apache took the client for.
 class RealAuthTest : public EWSTest {
  protected:
   static constexpr const char* kPassword = "geheim";
@@ -29,7 +29,8 @@ class RealAuthTest : public EWSTest {
   static constexpr const char* kNtlm = "GssapiAllowedMech ntlmssp\n";
   static constexpr const char* kPersistent = "GssapiConnectionBound On\nGssapiSignalPersistentAuth On\n";
 
-  /// Starts Apache with its GSSAPI module, which is told `directives`. The users of NTLM are told as "DOMAIN:user:password".
+  /// Starts Apache with its GSSAPI module, which is told `directives`. The users of NTLM are told as
+  /// "DOMAIN:user:password".
   void StartGssapi(const std::string& directives, const std::string& ntlmUsers = "CONTOSO:alice:geheim\n",
                    const std::string& certificate = "", const std::string& key = "");
   /// Starts Apache with password files, over TLS when an identity is given.

@@ -25,7 +25,8 @@ class Published {
       named_[Name(node) + " " + Attribute(node, "name")] = node;
   }
 
-  /// Kind of each element of a complex type: "string", "boolean", "integer", "time", "real", "binary", "complex", or "A|B|C".
+  /// Kind of each element of a complex type: "string", "boolean", "integer", "time", "real", "binary", "complex", or
+  /// "A|B|C".
   std::map<std::string, std::string> Kinds(const std::string& type) const {
     std::map<std::string, std::string> kinds;
     if (xmlNode* node = Find("complexType " + type)) Collect(node, kinds);

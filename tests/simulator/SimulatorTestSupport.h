@@ -1,6 +1,7 @@
 #pragma once
 
-// A client of a few lines for tests of the simulator: libcurl and the simulator's own element tree, nothing of the library.
+// A client of a few lines for tests of the simulator: libcurl and the simulator's own element tree, nothing of the
+// library.
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
-// What comes back instead of an answer: each failure as one exception that says what happened, and the client usable behind it.
+// What comes back instead of an answer: each failure as one exception that says what happened, and the client usable
+// behind it.
 
 #include "SOAPTestSupport.h"
 #include "platform/soap/uVqSOAPFailures_p.h"

@@ -36,7 +36,8 @@ bool WaitFor(TCondition condition, std::chrono::milliseconds limit = 10s) {
   return true;
 }
 
-// A port that is free for TCP and UDP now. Somebody else may take it before the server does, so starting is tried again.
+// A port that is free for TCP and UDP now. Somebody else may take it before the server does, so starting is tried
+// again.
 std::uint16_t FreePort() {
   sockaddr_in address = {};
   address.sin_family = AF_INET;

@@ -1,8 +1,9 @@
 #pragma once
 
-// Servers of other makers, run for one test on loopback: MIT's Kerberos ticket server and the Apache web server with its
-// GSSAPI module. Each lives in a folder of its own with its own configuration and is gone with its object; nothing of the
-// machine's own services is touched. Debian: krb5-kdc, krb5-user, apache2-bin, libapache2-mod-auth-gssapi, gss-ntlmssp.
+// Servers of other makers, run for one test on loopback: MIT's Kerberos ticket server and the Apache web server with
+// its GSSAPI module. Each lives in a folder of its own with its own configuration and is gone with its object; nothing
+// of the machine's own services is touched. Debian: krb5-kdc, krb5-user, apache2-bin, libapache2-mod-auth-gssapi,
+// gss-ntlmssp.
 //
 // Knows nothing of the library, like ScriptedServer.
 
@@ -56,7 +57,8 @@ class TestRealm {
 
   /// `options` are those of kadmin's addprinc: "-maxlife \"10 seconds\"".
   void AddUser(const std::string& name, const std::string& password, const std::string& options = "");
-  /// For clients: where the realm is. Tickets on file are looked for in the realm's folder; there are none until LogOnAs.
+  /// For clients: where the realm is. Tickets on file are looked for in the realm's folder; there are none until
+  /// LogOnAs.
   std::vector<std::pair<std::string, std::string>> ClientEnvironment() const;
   /// Puts a ticket on file, as a person at the machine does it, and takes it away again.
   void LogOnAs(const std::string& name, const std::string& password);

@@ -1,7 +1,7 @@
 #pragma once
 
-// A server that says, byte for byte, what a test tells it to: on a loopback port that the system chooses, over plain TCP or
-// TLS. It may delay, cut into pieces, truncate, drop or reset, and it counts connections.
+// A server that says, byte for byte, what a test tells it to: on a loopback port that the system chooses, over plain
+// TCP or TLS. It may delay, cut into pieces, truncate, drop or reset, and it counts connections.
 //
 //   ScriptedServer server;
 //   server.Then("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nhi");

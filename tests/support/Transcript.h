@@ -1,15 +1,16 @@
 #pragma once
 
-// A conversation in files, replayed: each request of the client is compared with the one that was written down, and gets the
-// answer that was written down. The form is that of `velmore-ews-simulator --record DIR`, so that a recorded conversation
-// is a transcript as it stands.
+// A conversation in files, replayed: each request of the client is compared with the one that was written down, and
+// gets the answer that was written down. The form is that of `velmore-ews-simulator --record DIR`, so that a recorded
+// conversation is a transcript as it stands.
 //
 //   TranscriptServer server(folder);            // 000001-GetFolder.request.txt, 000001-GetFolder.response.txt, ...
 //   session.SetServiceUrl(server.Url());
 //   ... the client's work ...
 //   EXPECT_EQ(server.Finish(), "");             // every request was the expected one, and none is missing or left over
 //
-// A test that does not ask fails nevertheless when something was wrong. docs/guide/simulator.md tells the form of the files.
+// A test that does not ask fails nevertheless when something was wrong. docs/guide/simulator.md tells the form of the
+// files.
 
 #include <deque>
 #include <mutex>
@@ -35,8 +36,8 @@ struct TranscriptExchange {
 /// Reads the exchanges of a folder in the order of their names.
 std::vector<TranscriptExchange> ReadTranscript(const std::string& directory);
 
-/// What is different between an expected XML document and another one, in words; empty when nothing is. Element and attribute
-/// order counts, prefixes and white space between elements do not; "****" stands for any text.
+/// What is different between an expected XML document and another one, in words; empty when nothing is. Element and
+/// attribute order counts, prefixes and white space between elements do not; "****" stands for any text.
 std::string XmlDifference(const std::string& expected, const std::string& actual);
 
 class TranscriptServer {

@@ -298,7 +298,8 @@ TEST_F(Attachments, KindOfAnItemCostsOneRequest) {
 }
 
 TEST_F(Attachments, FilesInsideOfAFetchedItemJoinTheList) {
-  // The list finds its entries at any depth, on purpose: the message inside brings a file of its own, and files stand first.
+  // The list finds its entries at any depth, on purpose: the message inside brings a file of its own, and files stand
+  // first.
   const auto inner = InnerOf(
       "<t:Message><t:Attachments><t:FileAttachment><t:AttachmentId Id=\"DEEP\"/><t:Name>deep.txt</t:Name>"
       "</t:FileAttachment></t:Attachments></t:Message>");

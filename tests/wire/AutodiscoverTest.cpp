@@ -1,4 +1,5 @@
-// The look for a server by a mailbox address. One server stands for all hosts that are asked; the map of hosts sends every name of the test to it.
+// The look for a server by a mailbox address. One server stands for all hosts that are asked; the map of hosts sends
+// every name of the test to it.
 
 #include <thread>
 

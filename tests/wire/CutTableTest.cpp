@@ -1,5 +1,6 @@
-// The connection ends before, in and after the request that carries an operation out, in both forms of requests; then the program does what the guide
-// teaches. The table says how often the work stands on the server in the end: nothing is ever lost, and what can double is known.
+// The connection ends before, in and after the request that carries an operation out, in both forms of requests; then
+// the program does what the guide teaches. The table says how often the work stands on the server in the end: nothing
+// is ever lost, and what can double is known.
 
 #include "ews/schema/uVqEWSPropsEFLD.h"
 #include "ews/schema/uVqEWSPropsEPR.h"
@@ -78,7 +79,8 @@ TEST_P(CutTable, Update) {
   }
 }
 
-// In one step a second message goes out when the answer was lost. A message that is saved first goes out once: its draft is gone.
+// In one step a second message goes out when the answer was lost. A message that is saved first goes out once: its
+// draft is gone.
 TEST_P(CutTable, Send) {
   for (const bool savedFirst : {false, true}) {
     for (const Cut cut : kCuts) {

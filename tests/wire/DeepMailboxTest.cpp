@@ -1,4 +1,5 @@
-// Deep mailboxes: many rows, many folders, content of hundreds of megabytes. What they cost is measured in bench/items_bench.cpp; here they must be right.
+// Deep mailboxes: many rows, many folders, content of hundreds of megabytes. What they cost is measured in
+// bench/items_bench.cpp; here they must be right.
 
 #include <algorithm>
 #include <filesystem>

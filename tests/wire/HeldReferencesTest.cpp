@@ -1,5 +1,5 @@
-// What getters hand out, held over a save, a save that fails at its reload, a reload and the end of the item: it raises, or it goes on as a view of what the
-// item is then. There is no third way.
+// What getters hand out, held over a save, a save that fails at its reload, a reload and the end of the item: it
+// raises, or it goes on as a view of what the item is then. There is no third way.
 
 #include <functional>
 

@@ -145,7 +145,8 @@ TEST_F(ItemLoad, CopyAsLoadedDoesNotFollowChanges) {
   const TItemId id = AddItem("inbox",
                              "<t:Message><t:Subject>Hello</t:Subject><t:Categories><t:String>Red</t:String>"
                              "</t:Categories></t:Message>");
-  // Each kind of change, as the first one of all: text, attribute, markup, new element, removal, typed setter, and past the item.
+  // Each kind of change, as the first one of all: text, attribute, markup, new element, removal, typed setter, and past
+  // the item.
   const std::function<void(IVqEWSItem&)> changes[] = {
       [](IVqEWSItem& item) { item.SetSubject("Changed"); },
       [](IVqEWSItem& item) { item.AsElement().SelectSingleElement("Subject", kSelectRequired).SetText("Changed"); },

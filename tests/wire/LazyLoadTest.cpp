@@ -243,7 +243,8 @@ TEST_F(LazyLoad, RefusalComesThroughTheGetter) {
 
 TEST_F(LazyLoad, NamedPropertyIsAskedForOnceWhenTheServerHasIt) {
   const auto mail = Mail();
-  // The set is compared as the value that it is, however the server writes it; the item has it in the library's own writing.
+  // The set is compared as the value that it is, however the server writes it; the item has it in the library's own
+  // writing.
   AnswerWith(Extended(
       "PropertySetId=\"00062008-0000-0000-C000-000000000046\" PropertyId=\"34054\" PropertyType=\"Boolean\"", "true"));
   EXPECT_EQ(Sent([&] { EXPECT_TRUE(mail->PropertyByName(EPR_COMMON_PRIVATE).GetAsBoolean()); }), Names{"GetItem"});

@@ -1,4 +1,5 @@
-// Logging on over TLS to a server whose certificate has one fault: the number that says so, and the one flag that lifts it.
+// Logging on over TLS to a server whose certificate has one fault: the number that says so, and the one flag that lifts
+// it.
 
 #include <string_view>
 

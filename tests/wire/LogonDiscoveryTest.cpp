@@ -180,7 +180,8 @@ TEST_F(LogonDiscovery, FirstUsualNameThatAnswersIsTaken) {
 }
 
 TEST_F(LogonDiscovery, MessageOfAuthenticationFailureIsTheSameOutcome) {
-  // The one-text form of it: the comparison that never matches a message of two texts matches here, and raises it again as well.
+  // The one-text form of it: the comparison that never matches a message of two texts matches here, and raises it again
+  // as well.
   Session.OnAutodiscover = [](const string&) -> IVqDOMDocument {
     throw EEWSException("Authentication Failure!", 12007);
   };

@@ -1,4 +1,5 @@
-// Everything that can go wrong when a session logs on: one clear exception each, and the session ready for the next try.
+// Everything that can go wrong when a session logs on: one clear exception each, and the session ready for the next
+// try.
 
 #include <typeinfo>
 

@@ -1,6 +1,7 @@
 #pragma once
 
-// What the tests of stores, folders, tables and items share: replies by hand, requests as markup, mailboxes with content.
+// What the tests of stores, folders, tables and items share: replies by hand, requests as markup, mailboxes with
+// content.
 
 #include <string>
 #include <vector>
@@ -118,7 +119,8 @@ inline std::string IdElement(const std::string& element, const TItemId& id, bool
          (changeKey ? " ChangeKey=\"" + id.ChangeKey.utf8() + "\"" : "") + "/>";
 }
 
-/// The text of the EEWSException that `action` raises, and its second part: "ErrorItemNotFound (Not there.).|Not there."
+/// The text of the EEWSException that `action` raises, and its second part: "ErrorItemNotFound (Not there.).|Not
+/// there."
 template <typename TAction>
 std::string RefusalOf(TAction action) {
   try {

@@ -1,4 +1,5 @@
-// The tables of published properties, row by row: each reads what the record holds, writes what the record reads, and names the server version that it needs.
+// The tables of published properties, row by row: each reads what the record holds, writes what the record reads, and
+// names the server version that it needs.
 
 #include <array>
 #include <functional>

@@ -1,4 +1,5 @@
-// Every getter is read, then the item is saved or sent: an update without changes, a creation without anything that reading made.
+// Every getter is read, then the item is saved or sent: an update without changes, a creation without anything that
+// reading made.
 
 #include "tests/wire/SaveTestSupport.h"
 

@@ -1,6 +1,6 @@
-// Answers of servers that are not at hand: each is fed to the call that it answers, and every value that the object model reads from it is compared with what
-// libxml2 reads. VELMORE_EWS_RECORDED names a folder with them: envelopes as *.xml, or *.response.txt as the simulator's --record writes them. The answers
-// beside the tests are always there.
+// Answers of servers that are not at hand: each is fed to the call that it answers, and every value that the object
+// model reads from it is compared with what libxml2 reads. VELMORE_EWS_RECORDED names a folder with them: envelopes as
+// *.xml, or *.response.txt as the simulator's --record writes them. The answers beside the tests are always there.
 
 #include <libxml/parser.h>
 #include <libxml/xpath.h>
@@ -141,7 +141,8 @@ class RecordedAnswers : public SessionTest {
     return false;
   }
 
-  /// The session, at the version that the answer tells; the operation is answered with it from then on, and any other by hand.
+  /// The session, at the version that the answer tells; the operation is answered with it from then on, and any other
+  /// by hand.
   void LogOnTo(TNode envelope, const std::string& response, const std::string& bytes) {
     const TNode info = ChildOf(ChildOf(envelope, "Header"), "ServerVersionInfo");
     Version version;

@@ -1,5 +1,5 @@
-// What servers, proxies and networks do to requests and replies: each is one clear exception, or is not noticed at all, and the session
-// is usable afterwards.
+// What servers, proxies and networks do to requests and replies: each is one clear exception, or is not noticed at all,
+// and the session is usable afterwards.
 
 #include <set>
 
@@ -162,7 +162,8 @@ TEST_F(RoughWorldConnection, ThrottlingInItsThreeFormsIsOneExceptionWithTheHint)
   }
 }
 
-// Basic has no handshake that could be made anew: what is refused is refused, and told. The next request is another try.
+// Basic has no handshake that could be made anew: what is refused is refused, and told. The next request is another
+// try.
 TEST_F(RoughWorldConnection, Status401InTheMiddleOfASessionWithBasic) {
   const Answer refusal =
       Http("HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Basic realm=\"x\"\r\nContent-Length: 0\r\n\r\n");

@@ -11,7 +11,8 @@
 namespace velmore::testing {
 namespace {
 
-/// Classes of failures that a server can be the reason of (docs/errors.md). A plain one is only that of a reply without its response.
+/// Classes of failures that a server can be the reason of (docs/errors.md). A plain one is only that of a reply without
+/// its response.
 bool IsDocumented(const std::exception& failure) {
   const std::string text = failure.what();
   return dynamic_cast<const EEWSException*>(&failure) || dynamic_cast<const EVqSOAPFault*>(&failure) ||
@@ -80,8 +81,8 @@ TEST_F(RoughWorldNewerServer, UnknownVersion) {
 
 class RoughWorldMissingElements : public RoughWorldTest {
  protected:
-  /// Every reply of the operation with one element less than it had, one after the other, in place of the reply that `action` would get.
-  /// `action` must end well or raise a documented failure; gives how often it did each.
+  /// Every reply of the operation with one element less than it had, one after the other, in place of the reply that
+  /// `action` would get. `action` must end well or raise a documented failure; gives how often it did each.
   struct Outcome {
     int Well = 0, Refused = 0;
   };

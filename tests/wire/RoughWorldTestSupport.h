@@ -74,7 +74,8 @@ class RoughWorldTest : public SaveTest {
     AddMessage("Third");
   }
 
-  /// What the job learned, as text without ids and times. It reads, searches, loads, loads lazily, fetches an attachment, saves, resolves and converts.
+  /// What the job learned, as text without ids and times. It reads, searches, loads, loads lazily, fetches an
+  /// attachment, saves, resolves and converts.
   std::string Job(TVqEWSCustomSession& session) {
     std::string told;
     const auto tell = [&told](const string& text) { told += text.utf8() + "|"; };

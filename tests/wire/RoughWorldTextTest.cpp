@@ -1,4 +1,5 @@
-// Characters that XML forbids: what one's own text has of them is refused in front of the wire, what a server sends of them is read.
+// Characters that XML forbids: what one's own text has of them is refused in front of the wire, what a server sends of
+// them is read.
 
 #include <filesystem>
 #include <fstream>
@@ -95,7 +96,8 @@ TEST_F(RoughWorldText, ForbiddenCharactersInAnItemThatIsAttached) {
   EXPECT_EQ(mail->GetAttachments().Count(), 0);
 }
 
-// Servers write them as references, as they came in with a message. The reader sees a replacement character in their place.
+// Servers write them as references, as they came in with a message. The reader sees a replacement character in their
+// place.
 TEST_F(RoughWorldText, ForbiddenCharactersInASubjectOfTheServers) {
   const auto id = Server().AddMessage(kAlice, "inbox", MimeOf("=?utf-8?Q?a=01b=0Cc?=", "Body"));
   const auto items = Inbox()->GetItems();

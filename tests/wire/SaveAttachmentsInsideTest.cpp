@@ -1,5 +1,5 @@
-// Attached items that hold attachments of their own: what is made anew is complete before anything is deleted, and what belongs to an item inside is not
-// taken for one of the item's.
+// Attached items that hold attachments of their own: what is made anew is complete before anything is deleted, and what
+// belongs to an item inside is not taken for one of the item's.
 
 #include "tests/wire/SaveTestSupport.h"
 

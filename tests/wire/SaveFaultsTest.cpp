@@ -1,4 +1,5 @@
-// The connection ends before, in and after each request of a save. What the object is then, and what the next save makes of it.
+// The connection ends before, in and after each request of a save. What the object is then, and what the next save
+// makes of it.
 
 #include "ews/schema/uVqEWSPropsEPR.h"
 #include "tests/wire/SaveTestSupport.h"

@@ -1,4 +1,5 @@
-// Random edits of random items: what the server holds afterwards is what the object holds, and an edit of one property sends one field.
+// Random edits of random items: what the server holds afterwards is what the object holds, and an edit of one property
+// sends one field.
 
 #include <random>
 

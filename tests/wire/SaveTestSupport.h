@@ -47,7 +47,8 @@ class SaveTest : public MailboxTest {
                          .utf8());
     return keys;
   }
-  /// Id and change key that the n-th reply of an operation gave ("ItemId"/"ChangeKey" or "AttachmentId"/"RootItemChangeKey").
+  /// Id and change key that the n-th reply of an operation gave ("ItemId"/"ChangeKey" or
+  /// "AttachmentId"/"RootItemChangeKey").
   std::string AnsweredKey(const std::string& operation, const std::string& element, const std::string& attribute,
                           int which = 0) {
     for (const auto& exchange : Server().Exchanges()) {

@@ -1,4 +1,5 @@
-// A server that refuses the library's own form of a request gets the schema's form, from then on: nothing is lost, nothing is doubled.
+// A server that refuses the library's own form of a request gets the schema's form, from then on: nothing is lost,
+// nothing is doubled.
 
 #include "ews/schema/uVqEWSPropsEPR.h"
 #include "ews/schema/uVqEWSPropsPR.h"
@@ -85,7 +86,8 @@ class SchemaFallback : public FallbackTest, public ::testing::WithParamInterface
  protected:
   SchemaFallback() : FallbackTest(Refusing(GetParam())) {}
 
-  /// `action` departs from the schema as `departs` says; it is done twice, and leaves so many more items in drafts and contacts each time.
+  /// `action` departs from the schema as `departs` says; it is done twice, and leaves so many more items in drafts and
+  /// contacts each time.
   void ExpectHealed(const std::string& operation, bool departs, const std::function<void()>& action, int made = 0) {
     SCOPED_TRACE(operation);
     const auto count = [&] {

@@ -108,10 +108,12 @@ class SessionTest : public ::testing::Test {
   static Answer ProbeAnswer(const Version& version);
   static Answer SoapFault(const std::string& code, const std::string& text);
 
-  /// Answers what is asked when a store is opened (GetFolder, ConvertId, ResolveNames), and anything else with a success. The mailbox is `address`'s.
+  /// Answers what is asked when a store is opened (GetFolder, ConvertId, ResolveNames), and anything else with a
+  /// success. The mailbox is `address`'s.
   static Answer StoreAnswer(const ScriptedServer::Request& request, const std::string& address);
 
-  /// Logs on to a server that calls itself this version. From Exchange2010 on the script must have the answer to GetServerTimeZones behind it.
+  /// Logs on to a server that calls itself this version. From Exchange2010 on the script must have the answer to
+  /// GetServerTimeZones behind it.
   void LogOn(const Version& version = {});
 
   // ---- What went over the wire

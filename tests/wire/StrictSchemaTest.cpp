@@ -1,7 +1,8 @@
 // With StrictSchema every request has the form of the published schema, and means the same.
 //
-// The simulator is told to refuse the library's own forms. In addition everything that was sent is validated against the published schema itself, when
-// the variable VELMORE_EWS_SCHEMA names a folder with it (messages.xsd, types.xsd and an envelope that ties them together, soap-envelope.xsd).
+// The simulator is told to refuse the library's own forms. In addition everything that was sent is validated against
+// the published schema itself, when the variable VELMORE_EWS_SCHEMA names a folder with it (messages.xsd, types.xsd and
+// an envelope that ties them together, soap-envelope.xsd).
 
 #include "ews/schema/uVqEWSPropsEPR.h"
 #include "ews/schema/uVqEWSPropsMFLD.h"

@@ -174,7 +174,8 @@ TEST_F(TableFields, ValuesOfAnotherTypeAreTold) {
 }
 
 TEST_F(TableFields, IndexedEntriesHaveTheirStepTwice) {
-  // The path of the entry is asked for once by its field, and once more by the property's own path: the row has it, and its column does not.
+  // The path of the entry is asked for once by its field, and once more by the property's own path: the row has it, and
+  // its column does not.
   AddItem(
       "contacts",
       "<t:Contact><t:DisplayName>Ann</t:DisplayName><t:EmailAddresses><t:Entry Key=\"EmailAddress1\">ann@example.com"

@@ -1,4 +1,5 @@
-// Requests that changed something, and replies that do not say so properly: what was carried out is not taken for a failure that may be repeated.
+// Requests that changed something, and replies that do not say so properly: what was carried out is not taken for a
+// failure that may be repeated.
 
 #include "tests/wire/SaveTestSupport.h"
 

@@ -193,10 +193,7 @@ TEST_F(Departure, SeveralValuesOfAPropertyStandInOneValueOrInValues) {
   const auto save = [&] {
     try {
       const auto mail = NewMail();
-      // As an application writes it that makes the element by itself.
-      const IVqDOMElement values = mail->PropertyByName(kTexts).GetValueNode();
-      values.SetQualifiedName("t:Value");
-      values.SetText("one");
+      mail->PropertyByName(kTexts).GetValueNode().SetText("one");
       mail->SaveChanges(soAutoResolve);
     } catch (const EVqException&) {
     }

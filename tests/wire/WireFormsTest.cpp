@@ -1,5 +1,5 @@
-// Every request that the library can compose, in both forms: the strict ones are valid against the published schema, the default ones differ from them in
-// the known departures and in nothing else.
+// Every request that the library can compose, in both forms: the strict ones are valid against the published schema,
+// the default ones differ from them in the known departures and in nothing else.
 
 #include <gtest/gtest.h>
 
@@ -109,7 +109,8 @@ TEST_P(WireForms, DifferInTheKnownDeparturesAndStrictOnesAreValid) {
   EXPECT_EQ(refused, strict.Refusals());
 }
 
-// A session that nothing is set on, and a server that takes the schema's form alone: the same is done, in the same requests, and nothing is done twice.
+// A session that nothing is set on, and a server that takes the schema's form alone: the same is done, in the same
+// requests, and nothing is done twice.
 TEST_P(WireForms, ADefaultThatHealsDoesWhatTheStrictOneDoes) {
   SCOPED_TRACE("VELMORE_SEED=" + std::to_string(Seed()));
   TWireTour healed(GetParam(), false, Seed(), true), strict(GetParam(), true, Seed(), true);

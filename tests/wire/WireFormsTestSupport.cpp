@@ -178,8 +178,8 @@ class TUndo {
   std::map<std::string, std::size_t>& FDepartures;
 };
 
-/// Writes a tree. Ids stand as the number of their first appearance and keys as such, as they differ from run to run, and so does what the server says
-/// of an item that is attached to another one.
+/// Writes a tree. Ids stand as the number of their first appearance and keys as such, as they differ from run to run,
+/// and so does what the server says of an item that is attached to another one.
 class TWriter {
  public:
   std::string Write(TNode node) {

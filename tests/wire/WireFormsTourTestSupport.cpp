@@ -75,7 +75,8 @@ void TWireTour::LogOn(bool impersonate) {
 }
 
 void TWireTour::Activate() {
-  // The oldest servers know nothing of the probe, nor of what tells whose mailbox it is: the one is answered by hand, the other left out.
+  // The oldest servers know nothing of the probe, nor of what tells whose mailbox it is: the one is answered by hand,
+  // the other left out.
   const bool oldest = FVersion == "Exchange2007";
   if (oldest) {
     simulator::Fault answer;
@@ -180,7 +181,8 @@ void TWireTour::FillRecipients(IVqEWSRecipients& list) {
     if (Below(4) == 0) {
       recipient->SetItemId(Add("contacts", "<t:Contact><t:DisplayName>C</t:DisplayName></t:Contact>"));
     }
-    // Last, as by default an id stands behind what was set before it, and the simulator takes a mailbox in its order only.
+    // Last, as by default an id stands behind what was set before it, and the simulator takes a mailbox in its order
+    // only.
     if (Below(4) == 0) Try("OriginalDisplayName", [&] { recipient->SetOriginalDisplayName(Text()); });
   }
 }

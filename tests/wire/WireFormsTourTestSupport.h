@@ -13,12 +13,13 @@
 
 namespace velmore::testing {
 
-/// Composes requests of every operation against a simulator of one version. What is composed follows from the seed alone, so that two tours with the same
-/// seed compose the same requests, whatever the form.
+/// Composes requests of every operation against a simulator of one version. What is composed follows from the seed
+/// alone, so that two tours with the same seed compose the same requests, whatever the form.
 class TWireTour {
  public:
-  /// In `strict` what applications are asked to escape by default they do not. `refusing` is a simulator that refuses the library's own forms; without
-  /// it the session must not go over to the other form, so that each tour is one in its own.
+  /// In `strict` what applications are asked to escape by default they do not. `refusing` is a simulator that refuses
+  /// the library's own forms; without it the session must not go over to the other form, so that each tour is one in
+  /// its own.
   TWireTour(const std::string& version, bool strict, unsigned seed, bool refusing);
   ~TWireTour();
 

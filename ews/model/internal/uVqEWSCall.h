@@ -1,7 +1,7 @@
 #pragma once
 
-/// One operation of the service, from its name to its checked answer. What an operation's function says is what is its own: how its request is filled,
-/// and what it reads from the answer.
+/// One operation of the service, from its name to its checked answer. What an operation's function says is what is its
+/// own: how its request is filled, and what it reads from the answer.
 ///
 ///     TVqEWSCall call(*this, "CopyItem");
 ///     call.AddId(call.Add("m:ToFolderId"), "t:FolderId", folder);
@@ -42,9 +42,10 @@ struct TVqEWSOperation {
 
 /// The request of one operation and, once it was sent, its answer.
 ///
-/// Owns: shares of the request and of the reply. Copy: none, it lives as long as one function. Threads: those of the session. Raises: what composing
-/// raises before logon, what the exchange raises, EEWSException for a refusal, EVqXMLError for a reply that lacks what is required of it, which is
-/// an EVqEWSUnclearAnswer where the operation changes something.
+/// Owns: shares of the request and of the reply. Copy: none, it lives as long as one function. Threads: those of the
+/// session. Raises: what composing raises before logon, what the exchange raises, EEWSException for a refusal,
+/// EVqXMLError for a reply that lacks what is required of it, which is an EVqEWSUnclearAnswer where the operation
+/// changes something.
 class TVqEWSCall {
  public:
   /// A request in the name of an object: each of its creators may add to it.
@@ -67,10 +68,11 @@ class TVqEWSCall {
   /// Sets an attribute of it.
   void Set(const string& AName, const string& AValue) const { Method().SetAttribute(AName, AValue); }
 
-  /// An id below a list of ids. Its change key goes along, as an attribute, where later servers than Exchange2013 are asked.
+  /// An id below a list of ids. Its change key goes along, as an attribute, where later servers than Exchange2013 are
+  /// asked.
   void AddId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const;
-  /// The same for what is to be loaded: the change key stands in an element of its own, beside the id and under the attribute name "Id". Wanted as it
-  /// stands; see uVqEWSWireForm.h for the other form.
+  /// The same for what is to be loaded: the change key stands in an element of its own, beside the id and under the
+  /// attribute name "Id". Wanted as it stands; see uVqEWSWireForm.h for the other form.
   void AddLoadId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const;
 
   // ---- The exchange. A factory makes the response of a reply that must not become a tree as a whole.
@@ -79,16 +81,18 @@ class TVqEWSCall {
   IVqDOMElement Send(const TVqSOAPResponseFactory& AFactory = nullptr);
   /// The same, checked by the caller, or not at all.
   IVqDOMElement SendUnchecked(const TVqSOAPResponseFactory& AFactory = nullptr);
-  /// Sends it and gives the element of all response messages, each checked in the order of the reply: the first refusal raises.
+  /// Sends it and gives the element of all response messages, each checked in the order of the reply: the first refusal
+  /// raises.
   IVqDOMElement SendAll();
   /// The same, checked by the caller one by one, or not at all.
   IVqDOMElement SendAllUnchecked();
 
-  /// Sends it and gives the only item, or folder, of the response message. Raises EEWSException "ErrorItemNotFound" or "ErrorFolderNotFound", and the
-  /// text "There was no ItemId in the SOAP Response!", for any other number than one.
+  /// Sends it and gives the only item, or folder, of the response message. Raises EEWSException "ErrorItemNotFound" or
+  /// "ErrorFolderNotFound", and the text "There was no ItemId in the SOAP Response!", for any other number than one.
   IVqDOMElement SendForItem(const TVqSOAPResponseFactory& AFactory = nullptr);
   IVqDOMElement SendForFolder();
-  /// Sends it and gives the element that tells what was made ("//ItemId"), or the id in it. Raises EVqEWSIdNotTold when the answer lacks it.
+  /// Sends it and gives the element that tells what was made ("//ItemId"), or the id in it. Raises EVqEWSIdNotTold when
+  /// the answer lacks it.
   IVqDOMElement SendForMade(const string& APath) { return FindMade(Send(), APath); }
   /// The same for an answer that is there and was checked.
   IVqDOMElement FindMade(const IVqDOMElement& AMessage, const string& APath) const;

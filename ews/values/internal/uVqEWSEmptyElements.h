@@ -10,7 +10,8 @@ namespace velmore {
 bool EwsIsEmpty(const IVqDOMElement& AElement);
 /// The first child that is not empty, or none.
 IVqDOMElement EwsFirstPart(const IVqDOMElement& AElement);
-/// Whether two elements have the same parts with the same texts and attributes. Empty elements do not count, nor do the attributes of the two themselves.
+/// Whether two elements have the same parts with the same texts and attributes. Empty elements do not count, nor do the
+/// attributes of the two themselves.
 bool EwsSameParts(const IVqDOMElement& A, const IVqDOMElement& B);
 /// The same with those attributes; an element that is absent is one that is empty.
 bool EwsSameValue(const IVqDOMElement& A, const IVqDOMElement& B);

@@ -9,18 +9,20 @@
 
 namespace velmore {
 
-/// The cells of a row, found in one walk over its elements, so that reading a row costs its elements once and not once a column. Servers write the elements
-/// of all rows in nearly the same order: behind each column the one is expected that stood there in the row before.
+/// The cells of a row, found in one walk over its elements, so that reading a row costs its elements once and not once
+/// a column. Servers write the elements of all rows in nearly the same order: behind each column the one is expected
+/// that stood there in the row before.
 ///
-/// Keeps the row's document until it is told to forget it; fields refer to it, so that it outlives them. No copies. One thread at a time.
+/// Keeps the row's document until it is told to forget it; fields refer to it, so that it outlives them. No copies. One
+/// thread at a time.
 class TVqEWSTableCells {
  public:
   TVqEWSTableCells() = default;
   TVqEWSTableCells(const TVqEWSTableCells&) = delete;
   TVqEWSTableCells& operator=(const TVqEWSTableCells&) = delete;
 
-  /// The local names of the columns that are plain children of a row, and the version of the list that they are from. Other columns are left to
-  /// their selections.
+  /// The local names of the columns that are plain children of a row, and the version of the list that they are from.
+  /// Other columns are left to their selections.
   void SetColumns(std::vector<std::string> ANames, std::uint32_t AVersion);
   /// The version that SetColumns was given; 0 before.
   std::uint32_t GetVersion() const noexcept { return FVersion; }

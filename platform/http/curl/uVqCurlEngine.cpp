@@ -19,8 +19,8 @@ int LibraryFeatures() noexcept {
   return info->features;
 }
 
-// Before release 8.1.1 an easy handle that is used again remembers the last header of its former reply, which is freed: a reply
-// that begins with a folded line would be written there.
+// Before release 8.1.1 an easy handle that is used again remembers the last header of its former reply, which is freed:
+// a reply that begins with a folded line would be written there.
 bool HasStaleHeaders() noexcept {
   static const bool stale = curl_version_info(CURLVERSION_NOW)->version_num < 0x080101;
   return stale;
@@ -186,7 +186,8 @@ TVqEngineReply TVqCurlEngine::Perform(const TVqEngineRequest& request) {
   return std::move(FReply);
 }
 
-// One request and its reply, in FReply. False when the connection was another one than the leg is for, and nothing was sent.
+// One request and its reply, in FReply. False when the connection was another one than the leg is for, and nothing was
+// sent.
 bool TVqCurlEngine::PerformLeg(const TLeg& leg) {
   struct Current {
     TVqCurlEngine& Engine;

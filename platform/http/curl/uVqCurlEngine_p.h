@@ -1,7 +1,7 @@
 #pragma once
 
-// The engine over libcurl: one multi handle, which keeps the connections, and an easy handle, driven by the thread of the
-// request.
+// The engine over libcurl: one multi handle, which keeps the connections, and an easy handle, driven by the thread of
+// the request.
 //
 // uVqCurlEngine.cpp    one exchange, from the settings to the reply or the failure
 // uVqCurlHandshake.cpp an exchange of tokens, which are ours and not libcurl's
@@ -171,8 +171,8 @@ class TVqCurlEngine final : public TVqHTTPEngine {
 bool VqHasCurlNtlm() noexcept;
 /// For exceptions: the operation that failed.
 inline constexpr const char* kVqCurlApiName = "curl_multi_perform";
-/// Challenges that are answered for one request: a server that goes on challenging would be given the proof of the password
-/// for ever.
+/// Challenges that are answered for one request: a server that goes on challenging would be given the proof of the
+/// password for ever.
 inline constexpr int kVqMostChallenges = 5;
 
 }  // namespace velmore

@@ -9,8 +9,8 @@ namespace velmore {
 
 namespace {
 
-// In the order of the codes. Numbers instead of libcurl's names, because older and newer releases lack some of the names;
-// protocols that this library never speaks are "internal": such a code would be a defect here.
+// In the order of the codes. Numbers instead of libcurl's names, because older and newer releases lack some of the
+// names; protocols that this library never speaks are "internal": such a code would be a defect here.
 constexpr TVqCurlErrorRow kRows[] = {
     {0, 0, "No error."},                                                                     // OK
     {1, VqErrUnrecognizedScheme, "The scheme of the address is not supported."},             // UNSUPPORTED_PROTOCOL

@@ -1,5 +1,6 @@
-// Proving who we are by tokens of GSSAPI: Negotiate with Kerberos, and NTLM where there is a module for it. The tokens are
-// ours and not libcurl's, so that they are bound to the server's certificate and made for the one user that was named.
+// Proving who we are by tokens of GSSAPI: Negotiate with Kerberos, and NTLM where there is a module for it. The tokens
+// are ours and not libcurl's, so that they are bound to the server's certificate and made for the one user that was
+// named.
 
 #include "platform/http/curl/uVqCurlEngine_p.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Whether a server has read a request whose connection went without a reply. docs/decisions/resending.md tells the rule and
-// when it may be wrong.
+// Whether a server has read a request whose connection went without a reply. docs/decisions/resending.md tells the rule
+// and when it may be wrong.
 
 #include <cstdint>
 

@@ -192,7 +192,8 @@ int TVqCurlEngine::BeforeClosing(curl_socket_t socket) {
   return close(socket);
 }
 
-// Between two requests a server has nothing to say. What it says all the same would be taken for the reply to the next one.
+// Between two requests a server has nothing to say. What it says all the same would be taken for the reply to the next
+// one.
 bool TVqCurlEngine::HasUnreadBytes() const noexcept {
   return std::any_of(FSockets.begin(), FSockets.end(), [](curl_socket_t one) {
     char byte = 0;

@@ -44,8 +44,8 @@ class TVqCurlTrust {
   bool FAskedForCertificate = false;
 };
 
-/// The end point of the TLS connection that an easy handle works on, as authentication is bound to it ("tls-server-end-point"
-/// and a hash of the server's certificate); empty without TLS.
+/// The end point of the TLS connection that an easy handle works on, as authentication is bound to it
+/// ("tls-server-end-point" and a hash of the server's certificate); empty without TLS.
 std::string VqEndPointBinding(void* easy);
 
 /// What an error of OpenSSL's verification (X509_V_ERR_...) is to us.

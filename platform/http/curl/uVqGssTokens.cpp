@@ -109,8 +109,8 @@ gss_buffer_desc Buffer(const std::string& text) {
   return {text.size(), const_cast<char*>(text.data())};
 }
 
-// The KDC knows the account and did not take the password. Others that it cannot take are expired or locked: there, too,
-// another try does harm.
+// The KDC knows the account and did not take the password. Others that it cannot take are expired or locked: there,
+// too, another try does harm.
 bool IsRefusal(OM_uint32 minor) {
   const auto code = static_cast<krb5_error_code>(minor);
   return code == KRB5KDC_ERR_PREAUTH_FAILED || code == KRB5KRB_AP_ERR_BAD_INTEGRITY || code == KRB5KDC_ERR_KEY_EXP ||
@@ -135,8 +135,8 @@ std::string NewCacheName() {
   return "MEMORY:velmore-http-" + std::to_string(++Number);
 }
 
-// Runs `job` on a thread of its own. False when the connect limit, the whole call's limit or the request is over first: the
-// job goes on alone then, and everything that it touches must be its own. GSSAPI cannot be told to stop.
+// Runs `job` on a thread of its own. False when the connect limit, the whole call's limit or the request is over first:
+// the job goes on alone then, and everything that it touches must be its own. GSSAPI cannot be told to stop.
 bool RunAside(const TVqEngineRequest& request, std::function<void()> job) {
   struct State {
     std::mutex Mutex;  // protects Done

@@ -1,8 +1,8 @@
 #pragma once
 
-// Tokens of GSSAPI by which a user proves who it is: Kerberos tickets for Negotiate, and NTLM's messages where a module for
-// it is installed (gss-ntlmssp). No other user of the process, and no ticket that lies about, is ever taken for the one that
-// was named.
+// Tokens of GSSAPI by which a user proves who it is: Kerberos tickets for Negotiate, and NTLM's messages where a module
+// for it is installed (gss-ntlmssp). No other user of the process, and no ticket that lies about, is ever taken for the
+// one that was named.
 
 #include <memory>
 #include <string>
@@ -61,9 +61,9 @@ bool VqDecodeToken(std::string_view text, std::string& token);
 /// The Kerberos principal of a logon name: "user", "DOMAIN\user" and "user@domain"; a domain without a dot names no
 /// realm and is left to the default.
 std::string VqKerberosPrincipal(const std::string& logonName);
-/// Whether a logon name says itself that its account is one of `defaultRealm` or of the realm that it names: "user@realm",
-/// "realm\user", or "VELMORE\user" where the default realm begins with "VELMORE.". Else the KDC may know another account
-/// of that name.
+/// Whether a logon name says itself that its account is one of `defaultRealm` or of the realm that it names:
+/// "user@realm", "realm\user", or "VELMORE\user" where the default realm begins with "VELMORE.". Else the KDC may know
+/// another account of that name.
 bool VqNamesItsRealm(const std::string& logonName, const std::string& defaultRealm);
 
 }  // namespace velmore

@@ -8,9 +8,9 @@
 
 namespace velmore {
 
-/// Gathers a body whose length is not known. A string that doubles would hold up to three times the body while it grows; pieces hold it once, and so
-/// does putting them together: memory of this size belongs to the process only once it is written to, and a piece goes back to the system when it is
-/// freed.
+/// Gathers a body whose length is not known. A string that doubles would hold up to three times the body while it
+/// grows; pieces hold it once, and so does putting them together: memory of this size belongs to the process only once
+/// it is written to, and a piece goes back to the system when it is freed.
 class TVqHTTPBodyPieces {
  public:
   void Clear() noexcept {

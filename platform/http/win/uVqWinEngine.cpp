@@ -1,5 +1,5 @@
-// The engine of Windows: synchronous WinHTTP, for both clients. WinINet itself is no ground for a library that also runs in
-// services; its client differs in dialogs and flags, which are decided above.
+// The engine of Windows: synchronous WinHTTP, for both clients. WinINet itself is no ground for a library that also
+// runs in services; its client differs in dialogs and flags, which are decided above.
 
 #define WIN32_LEAN_AND_MEAN
 #define NOMINMAX

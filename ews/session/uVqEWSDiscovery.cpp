@@ -1,4 +1,5 @@
-// The session's look for a server by a mailbox address: the exchange in XML with its candidates, and the service that answers in JSON.
+// The session's look for a server by a mailbox address: the exchange in XML with its candidates, and the service that
+// answers in JSON.
 
 #include <algorithm>
 #include <set>
@@ -95,7 +96,8 @@ IVqDOMDocument ReadAnswer(IVqHTTPResponse& response) {
 
 }  // namespace
 
-/// A pair of clients that fails fast stands in the place of the session's own, which come back by whatever road it ends.
+/// A pair of clients that fails fast stands in the place of the session's own, which come back by whatever road it
+/// ends.
 class TVqEWSCustomSession::TThrowAwayClients {
  public:
   explicit TThrowAwayClients(TVqEWSCustomSession& session)
@@ -285,7 +287,8 @@ bool TVqEWSCustomSession::ProbeAutodiscover(TVqHTTPClientBase& AClient, string& 
   const TVqHTTPAuthentication scheme = AClient.GetAuthentication();
   const bool plain = IsPlainHttp(AURL);
   try {
-    // Nobody's password or token goes where everybody can read it; such a candidate is there to send the look elsewhere.
+    // Nobody's password or token goes where everybody can read it; such a candidate is there to send the look
+    // elsewhere.
     if (plain) AClient.SetAuthentication(TVqHTTPAuthentication::anonymous);
     TVqRef<IVqHTTPResponse> response = get();
     if (response->GetStatus().Code == 500) {
