@@ -1,10 +1,9 @@
 // Tries everything that the library can do against a server, in each form that requests can have, and prints what
 // worked, what was refused in which words, and how many round trips it took. The last lines are the verdict.
 //
-//   interop --url https://mail.example.com/EWS/Exchange.asmx --user ann@example.com            reads only
-//   interop --url ... --user ... --write                                                       works in a folder of its
-//   own, too interop --url ... --user ... --write --send                                                and sends
-//   messages to the user, two a form
+//   interop --url https://mail.example.com/EWS/Exchange.asmx --user ann@example.com    reads only
+//   interop --url ... --user ... --write           works in a folder of its own, too
+//   interop --url ... --user ... --write --send    and sends messages to the user, two a form
 //
 // The mailbox is left as it was: what the tour makes it takes away again, also after a failure or Ctrl-C. Exit codes: 0
 // the library works with this server, 1 something was refused that an application would meet, 3 something was left

@@ -3,8 +3,10 @@
 /// An Exchange server in memory, on loopback, for demonstrations and tests.
 ///
 ///     velmore::simulator::Options options;
-///     options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}, {"bob", "bob@example.com", "Bob
-///     Birch", "builder"}}; velmore::simulator::Simulator server(options); server.Start();
+///     options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"},
+///                      {"bob", "bob@example.com", "Bob Birch", "builder"}};
+///     velmore::simulator::Simulator server(options);
+///     server.Start();
 ///     server.AddMessage("alice@example.com", "inbox", "From: bob@example.com\r\nSubject: Hello\r\n\r\nHello Alice");
 ///     // ... talk to server.HttpUrl() as user "alice" with password "wonder" ...
 ///

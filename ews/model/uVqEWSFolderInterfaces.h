@@ -5,8 +5,8 @@
 ///     auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
 ///     auto items = inbox->GetItems();
 ///     items->GetFields().Add(FLD_ITEM_SUBJECT);
-///     for (items->Open(); !items->Eof(); items->Next()) std::cout <<
-///     items->FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
+///     for (items->Open(); !items->Eof(); items->Next())
+///       std::cout << items->FieldByName(FLD_ITEM_SUBJECT).GetAsString() << '\n';
 ///
 /// Who owns what, which thread may call and what is raised: see the head of uVqEWSInterfaces.h.
 

@@ -3,8 +3,8 @@
 /// What a search for a name gives.
 ///
 ///     auto found = session.ResolveName("ann", scActiveDirectoryContacts);
-///     for (std::int32_t i = 0; i < found->Count(); ++i) std::cout <<
-///     found->GetItem(i)->GetRecipient().GetEmailAddress() << '\n';
+///     for (std::int32_t i = 0; i < found->Count(); ++i)
+///       std::cout << found->GetItem(i)->GetRecipient().GetEmailAddress() << '\n';
 
 #include <memory>
 

@@ -4,8 +4,8 @@
 ///
 ///     const string mark = VqGuidToString(VqCreateGuid());            // kept where the program keeps its work
 ///     mail->PropertyByName(EPR_BILLING).SetAsString(mark);
-///     mail->SaveChanges(soAutoResolve);                               // and when this fails, and the program tries
-///     again: if (const auto made = VqFindByMark(*drafts, EFLD_BILLING, mark); !made.empty()) return made.front();
+///     mail->SaveChanges(soAutoResolve);  // and when this fails, and the program tries again:
+///     if (const auto made = VqFindByMark(*drafts, EFLD_BILLING, mark); !made.empty()) return made.front();
 ///
 /// New items carry no mark of their own.
 

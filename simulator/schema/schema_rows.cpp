@@ -1,7 +1,6 @@
 // The content of every type that requests hold, in order. Tokens are separated by blanks:
 //
-//   Name[*][!][:Type][/flags][@v]   an element: * may repeat, ! must be there, v the first version that has it (hex
-//   digit)
+//   Name[*][!][:Type][/flags][@v]   an element: * may repeat, ! must be there, v the first version (hex digit)
 //   @Name[!][:=A|B]                 an attribute
 //   any                             as first token: a choice in any order and number
 //   one                             as first token: exactly one of them
