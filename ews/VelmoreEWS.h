@@ -14,4 +14,5 @@
 #include "ews/values/uVqEWSFields.h"
 #include "ews/values/uVqEWSProperties.h"
 #include "ews/values/uVqEWSStrings.h"
+#include "platform/os/uVqSafeFileName.h"
 #include "platform/soap/uVqSOAPClient.h"

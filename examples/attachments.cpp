@@ -63,9 +63,8 @@ int main(int argc, char** argv) try {
     std::cout << attachment->GetName() << "  " << attachment->GetContentType() << "  " << attachment->GetSize()
               << " bytes\n";
     if (auto file = Supports<IVqEWSFileAttachment>(attachment)) {
-      // The name comes from the sender: only its last part, and never a path.
-      const auto name = std::filesystem::path(file->GetName().utf8()).filename();
-      file->SaveToFile((target / ("received-" + name.string())).string());
+      // The name comes from the sender.
+      file->SaveToFile((target / ("received-" + VqSafeFileName(file->GetName()).utf8())).string());
     } else if (auto inner = Supports<IVqEWSItemAttachment>(attachment)) {
       if (inner->GetItemAttachmentType() == iaMessage)
         std::cout << "  a message: " << inner->GetMessage().GetSubject() << '\n';

@@ -5,7 +5,7 @@
 ///     item->GetAttachments().AddAttachment("report.pdf");
 ///     for (std::int32_t i = 0; i < item->GetAttachments().Count(); ++i) {
 ///       if (auto file = Supports<IVqEWSFileAttachment>(item->GetAttachments().GetAttachment(i)))
-///         file->SaveToFile(file->GetName());
+///         file->SaveToFile(VqSafeFileName(file->GetName()));
 ///     }
 ///
 /// Changes are made in the item's tree; the item's save sends them. Content is fetched with m:GetAttachment when it is

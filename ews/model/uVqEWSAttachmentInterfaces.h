@@ -21,7 +21,7 @@ class IVqEWSAttachment : public virtual IVqObject {
   virtual IVqDOMElement AsElement() = 0;
   /// The record of the server's ids; empty for a new attachment. Owned by the item's tree.
   virtual TEwsAttachmentId& GetAttachmentId() = 0;
-  /// As the sender wrote it: take its last part alone before making a file of it.
+  /// As the sender wrote it, and so never the name of a file: VqSafeFileName makes one of it.
   virtual string GetName() = 0;
   virtual void SetName(const string& AValue) = 0;
   /// The MIME type, "image/png".

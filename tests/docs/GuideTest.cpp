@@ -243,7 +243,8 @@ TEST_F(Guide, Attachments) {
 
   TVqEWSAttachments& attachments = item->GetAttachments();
   for (std::int32_t i = 0; i < attachments.Count(); ++i) {
-    if (auto file = Supports<IVqEWSFileAttachment>(attachments.GetAttachment(i))) file->SaveToFile(file->GetName());
+    if (auto file = Supports<IVqEWSFileAttachment>(attachments.GetAttachment(i)))
+      file->SaveToFile(VqSafeFileName(file->GetName()));
   }
   attachments.AddAttachment("report.pdf");
   item->SaveChanges(soAutoResolve);
