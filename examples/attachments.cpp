@@ -18,7 +18,7 @@ void Send(IVqEWSFolder& drafts, const string& to, const string& subject, const s
   std::ofstream(directory / "notes.txt") << "Some notes, to be attached.\n";
   auto mail = Supports<IVqEWSEMail>(drafts.CreateItem(tMessage));
   mail->SetSubject(subject);
-  mail->GetToRecipients()->Add(to);
+  mail->GetToRecipients()->AddMailbox("", to);
   mail->SetBodyText("Two attachments: a file from the disk and one from memory.");
   mail->GetAttachments().AddAttachment((directory / "notes.txt").string());
   TVqMemoryStream numbers("1;2;3\r\n");

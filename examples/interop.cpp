@@ -315,7 +315,7 @@ void Tour::Write() {
   Step("save a new message (CreateItem)", [&] {
     needsFolder();
     const auto made = NewMail("draft");
-    made->GetToRecipients()->Add("Nobody <nobody@example.com>");
+    made->GetToRecipients()->AddMailbox("Nobody", "nobody@example.com");
     made->SetBodyText("Made by a tour.");
     made->GetCategories().Add("Tour");
     made->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
@@ -328,7 +328,7 @@ void Tour::Write() {
   Step("save changes (UpdateItem)", [&] {
     needsMail();
     mail->SetImportance(icHigh);
-    mail->GetCcRecipients()->Add("Nobody else <else@example.com>");
+    mail->GetCcRecipients()->AddMailbox("Nobody else", "else@example.com");
     mail->GetCategories().Clear();
     mail->DeleteProperty(EPR_COMMON_PRIVATE);
     mail->SaveChanges(soAutoResolve);
@@ -394,7 +394,7 @@ void Tour::Send() {
     if (!FServer.HasOption("send")) throw Skip{"allow it with --send"};
     if (!FOwn) throw Skip{"there is no folder to work in"};
     const auto mail = NewMail("sent");
-    mail->GetToRecipients()->Add(FStore->GetIdentity()->GetEmailAddress());
+    mail->GetToRecipients()->AddMailbox("", FStore->GetIdentity()->GetEmailAddress());
     if (saved) mail->SaveChanges(soAutoResolve);
     FElsewhere.insert(FElsewhere.end(), {dfininbox, dfinsentitems});
     mail->SubmitMessage(copy);

@@ -50,7 +50,7 @@ void ReadMessage(IVqEWSMsgStore& store, const TItemId& id) {
 void Send(IVqEWSMsgStore& store, const string& to, const string& subject) {
   auto mail = Supports<IVqEWSEMail>(store.GetFolder(dfindrafts, "")->CreateItem(tMessage));
   mail->SetSubject(subject);
-  mail->GetToRecipients()->Add(to);
+  mail->GetToRecipients()->AddMailbox("", to);
   mail->SetBodyText("Sent by the quickstart. Grüße!");
   mail->SubmitMessage(true);
   std::cout << "Sent \"" << subject << "\" to " << to << '\n';

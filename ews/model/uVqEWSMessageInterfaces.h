@@ -4,7 +4,7 @@
 ///
 ///     auto mail = Supports<IVqEWSEMail>(drafts->CreateItem(tMessage));
 ///     mail->SetSubject("Lunch?");
-///     mail->GetToRecipients()->Add("Bob <bob@example.com>");
+///     mail->GetToRecipients()->AddMailbox("Bob", "bob@example.com");
 ///     mail->SetBodyText("At noon, by the fountain.");
 ///     mail->SubmitMessage(true);
 

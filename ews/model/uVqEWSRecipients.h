@@ -3,7 +3,7 @@
 /// Recipients: the mailboxes of a message or a meeting, and the members of a distribution list.
 ///
 ///     auto to = mail->GetToRecipients();
-///     to->Add("Ann Example <ann@example.com>");
+///     to->AddMailbox("Ann Example", "ann@example.com");
 ///     to->SetAsString("bob@example.com; \"Example, Carol\" <carol@example.com>");
 ///
 /// A recipient is a view into the item's tree: what is set here is what the next save compares and sends. Nothing here
