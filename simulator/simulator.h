@@ -35,8 +35,8 @@ struct Id {
 /// while the server runs. Failures raise SimulatorError.
 class Simulator {
  public:
-  /// Reads the seed, the script and the state; opens nothing yet. Raises SimulatorError for what
-  /// cannot be read, and its kind OptionError for what is wrong.
+  /// Reads the seed, the script and the state; opens nothing yet. Raises SimulatorError for what cannot be read, and
+  /// OptionError, which is one, for what is wrong.
   explicit Simulator(Options options = {});
   ~Simulator();  ///< stops the server
   Simulator(const Simulator&) = delete;
@@ -46,7 +46,7 @@ class Simulator {
 
   void Start();  ///< opens the ports; the seed was read by the constructor
   /// Ends all connections and threads, also those that wait in a delay; mailboxes stay, and go to the state file if
-  /// there is one. Raises, after everything has ended, when that cannot be written.
+  /// there is one. Raises, after everything has ended, when that file cannot be written.
   void Stop();
   /// True between Start and Stop.
   bool Running() const;
@@ -89,18 +89,18 @@ class Simulator {
 
   // Failures
 
-  /// Puts a failure behind those that wait.
+  /// Puts a failure after those that wait.
   void AddFault(Fault fault);
-  /// Adds the faults of a script behind those that wait, and shows its certificate and schemes. Raises OptionError with
-  /// the place when something in the file is wrong; then nothing of it counts.
+  /// Adds the faults of a script after those that wait, and shows the script's certificate and schemes. Raises
+  /// OptionError with the place when something in the file is wrong; then nothing of it counts.
   void LoadScript(const std::string& file);
-  /// Forgets those that wait; certificate and schemes stay.
+  /// Forgets the faults that wait; certificate and schemes stay.
   void ClearFaults();
   std::size_t PendingFaults() const;  ///< faults that still wait for their requests
 
   // Observation
 
-  /// What happened since the start; counting never begins anew.
+  /// What has happened since the start; the counts are never reset.
   Counters GetCounters() const;
   std::vector<Exchange> Exchanges() const;  ///< oldest first
   /// Forgets the exchanges in memory; files and counters stay.
@@ -113,8 +113,8 @@ class Simulator {
 
 /// The names that Options::version takes, oldest first.
 std::vector<std::string> VersionNames();
-/// What a version lacks of what the newest has: operations, folders, properties. A few lines of text; empty for the
-/// newest ones. Raises OptionError for an unknown name.
+/// What a version lacks that the newest has: operations, folders, properties. A few lines of text; empty for the newest
+/// ones. Raises OptionError for an unknown name.
 std::string VersionGaps(const std::string& version);
 
 }  // namespace velmore::simulator

@@ -20,15 +20,15 @@ class IVqObject {
  public:
   /// One more reference; gives the new count.
   virtual std::int32_t _AddRef() noexcept = 0;
-  /// One reference less; gives the new count. At zero an object that destroys itself is gone.
+  /// One reference fewer; gives the new count. At zero an object that destroys itself is gone.
   virtual std::int32_t _Release() noexcept = 0;
 
  protected:
   ~IVqObject() = default;
 };
 
-/// The smart pointer that alone counts. A copy costs one atomic increment; an empty one raises a plain exception when
-/// it is used, as a reference that was never set is an error of the caller and must not end the process.
+/// The smart pointer; nothing else counts references. A copy costs one atomic increment; an empty one raises a plain
+/// exception when it is used, since a reference that was never set is the caller's error and must not end the process.
 template <typename T>
 class TVqRef {
  public:
@@ -99,13 +99,14 @@ TVqRef<T> MakeRef(Args&&... args) {
   return TVqRef<T>::Adopt(object);
 }
 
-/// Objects alive in this process that derive from the counted base classes; tests hold it against the count before.
+/// Number of objects alive in this process that derive from the counted base classes; tests compare it with an earlier
+/// count.
 std::int64_t VqLiveObjectCount() noexcept;
 
 /// Counts live objects for `VqLiveObjectCount`.
 class TVqLiveObject {
  protected:
-  /// One more, and with its destruction one less.
+  /// Counts one more, and one fewer at its destruction.
   TVqLiveObject() noexcept;
   /// Every object counts, copies too.
   TVqLiveObject(const TVqLiveObject&) noexcept : TVqLiveObject() {}
@@ -113,8 +114,8 @@ class TVqLiveObject {
   ~TVqLiveObject();
 };
 
-/// Base of counted classes that are no components: documents, requests, responses, lists. Born with a count of one (see
-/// `MakeRef`), gone at zero.
+/// Base of counted classes that are not components: documents, requests, responses, lists. Born with a count of one
+/// (see `MakeRef`), gone at zero.
 class TVqObject : public virtual IVqObject, private TVqLiveObject {
  public:
   std::int32_t _AddRef() noexcept final { return ++FRefCount; }
@@ -131,7 +132,7 @@ class TVqObject : public virtual IVqObject, private TVqLiveObject {
   std::atomic<std::int32_t> FRefCount{1};
 };
 
-/// Base of what one owner owns and nobody counts: records and their arrays.
+/// Base of classes whose objects have one owner and no count: records and their arrays.
 class TVqObjectEx {
  public:
   virtual ~TVqObjectEx() = default;
@@ -142,10 +143,10 @@ class TVqObjectEx {
   TVqObjectEx() noexcept = default;
 };
 
-/// What a component is told of another one. The library reports removals only.
+/// What a notification says of another component. The library reports removals only.
 enum class TVqOperation { opInsert, opRemove };
 
-/// A named object with an owner, which can ask to be told when another one goes away.
+/// A named object with an owner; it can ask to be told when another one goes away.
 ///
 /// Owns the components that were made with it as their owner and destroys them with itself, last made first. No copies.
 /// The count is atomic, and any number of threads may make and free components of one owner at a time, as long as it
@@ -168,15 +169,15 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
   /// The component that destroys this one; null when there is none.
   TVqComponent* GetOwner() const noexcept { return FOwner; }
 
-  /// With true the component destroys itself when its last reference goes. Only for components without an owner.
+  /// If true, the component destroys itself when its last reference goes. Only for components without an owner.
   void SetAutoDestroy(bool AValue) noexcept { FAutoDestroy = AValue; }
   bool GetAutoDestroy() const noexcept { return FAutoDestroy; }
 
-  /// Asks this component to call `AComponent`'s Notification when it goes away. Mutual: when `AComponent` goes first,
-  /// this one is told. Asking twice changes nothing; so does asking a component in destruction. Costs the same however
-  /// many watch this component. In which order they are told is not fixed.
+  /// Asks this component to call `AComponent`'s Notification when this component goes away. Mutual: when `AComponent`
+  /// goes first, this one is told. Asking twice changes nothing, and neither does asking a component in destruction.
+  /// Costs the same however many watch this component. The order in which they are told is not fixed.
   void FreeNotification(TVqComponent* AComponent);
-  /// Takes the request back, on both sides.
+  /// Withdraws the request, on both sides.
   void RemoveFreeNotification(TVqComponent* AComponent) noexcept;
 
   /// Copies this component's settings to `ADest`. Here: raises a plain exception, as nothing is known of the
@@ -197,8 +198,8 @@ class TVqComponent : public virtual IVqObject, private TVqLiveObject {
 
   TVqComponent* FOwner;
   std::vector<TVqComponent*> FComponents;
-  /// One side of a pair that tells each other. It knows its place on the other side, since a session is watched by
-  /// every object made through it and must not search among them when one goes.
+  /// One side of a pair whose components tell each other. It knows its place on the other side, since a session is
+  /// watched by every object made through it and must not search among them when one goes.
   struct TNotify {
     TVqComponent* Other;
     std::size_t Place;
@@ -216,14 +217,14 @@ using TVqNotifyEvent = std::function<void(TVqComponent& ASender)>;
 class TVqStream {
  public:
   virtual ~TVqStream() = default;
-  /// Up to `count` bytes into `buffer`; gives how many, 0 at the end.
+  /// Reads up to `count` bytes into `buffer` and gives how many there were; 0 at the end.
   virtual std::size_t Read(void* buffer, std::size_t count) = 0;
-  /// Writes all `count` bytes at the position. Behind the end, the gap is filled with zeros.
+  /// Writes all `count` bytes at the position. Past the end, the gap is filled with zeros.
   virtual void Write(const void* buffer, std::size_t count) = 0;
-  /// Bytes from the start. May be set behind the end: reading gives nothing there.
+  /// Bytes from the start. May be set past the end: reading gives nothing there.
   virtual std::uint64_t GetPosition() const = 0;
   virtual void SetPosition(std::uint64_t AValue) = 0;
-  /// All bytes, whatever the position.
+  /// Number of all bytes, whatever the position.
   virtual std::uint64_t GetSize() const = 0;
 
   /// Writes all bytes at the position.
@@ -232,7 +233,7 @@ class TVqStream {
   std::string ReadAll();
 };
 
-/// A stream in memory. Owns its bytes; a copy copies them. Raises EStreamError when memory does not suffice.
+/// A stream in memory. Owns its bytes; a copy copies them. Raises EStreamError when memory runs out.
 class TVqMemoryStream : public TVqStream {
  public:
   TVqMemoryStream() = default;
@@ -245,27 +246,27 @@ class TVqMemoryStream : public TVqStream {
   std::uint64_t GetPosition() const override { return FPosition; }
   void SetPosition(std::uint64_t AValue) override { FPosition = AValue; }
   std::uint64_t GetSize() const override { return FBytes.size(); }
-  /// Cuts the bytes, or adds zeros at the end. The position stays.
+  /// Cuts bytes off the end, or adds zeros there. The position stays.
   void SetSize(std::uint64_t AValue);
 
   /// All bytes, whatever the position. Valid until the stream changes.
   const std::string& Bytes() const noexcept { return FBytes; }
-  /// Hands the bytes out without a copy and leaves the stream empty, at position 0.
+  /// Hands out the bytes without a copy and leaves the stream empty, at position 0.
   std::string TakeBytes() noexcept;
-  /// Takes everything out; the position is 0.
+  /// Removes everything; the position is 0.
   void Clear() noexcept;
 
  protected:
-  /// For streams that do more with their bytes.
+  /// For derived streams that do more with their bytes.
   std::string FBytes;
   std::uint64_t FPosition = 0;
 };
 
-/// An existing file for reading, or a new one (in place of an old one) for reading and writing.
+/// How a file is opened: an existing one for reading, or a new one (in place of an old one) for reading and writing.
 enum class TVqFileMode { fmOpenRead, fmCreate };
 
 /// A file, open from construction to destruction or `Close`. Owns the system's handle; no copies; one thread at a time.
-/// The destructor cannot tell of a failure: who writes calls `Close` first. Raises EStreamError with the name of the
+/// The destructor cannot report a failure: whoever writes calls `Close` first. Raises EStreamError with the name of the
 /// file and the system's text.
 class TVqFileStream : public TVqStream {
  public:
@@ -281,15 +282,15 @@ class TVqFileStream : public TVqStream {
   std::uint64_t GetPosition() const override;
   void SetPosition(std::uint64_t AValue) override;
   std::uint64_t GetSize() const override;
-  /// Closes the file and raises what a full disk or a lost share reports only then. Closing twice changes nothing;
-  /// every other operation on a closed file raises.
+  /// Closes the file and raises the failures that a full disk or a lost share reports only then. Closing twice changes
+  /// nothing; every other operation on a closed file raises.
   void Close();
 
  private:
   enum class TLast { Nothing, Read, Write };
 
   std::FILE* Handle() const;
-  /// Standard C wants a positioning between reading and writing.
+  /// Standard C wants the position to be set between reading and writing.
   void Turn(TLast AWhat);
 
   string FName;
@@ -311,17 +312,17 @@ class TVqStrings {
   std::int32_t Add(const string& AText);
   /// Raises EListError when there is no such position.
   void Delete(std::int32_t AIndex);
-  /// Takes out all texts.
+  /// Removes all texts.
   void Clear() noexcept { FItems.clear(); }
   /// Position of the first equal text, or -1.
   std::int32_t IndexOf(const string& AText) const;
-  /// The texts of the other list; how this one compares stays.
+  /// Takes over the texts of the other list; how this one compares does not change.
   void Assign(const TVqStrings& AOther) { FItems = AOther.FItems; }
   /// All texts, each followed by CR LF; setting splits at CR LF, LF or CR.
   string GetText() const;
   void SetText(const string& AText);
 
-  /// Over the texts, in their order. Changing the list ends the loop's validity.
+  /// For loops over the texts, in their order. A loop must not go on once the list has changed.
   auto begin() const noexcept { return FItems.begin(); }
   auto end() const noexcept { return FItems.end(); }
 

@@ -69,8 +69,8 @@ constexpr std::int64_t VqDaysFromCivil(std::int32_t year, std::int32_t month, st
   return sys_days(date).time_since_epoch().count();
 }
 
-/// The date that lies `days` whole days behind 1 January 1970; the time of day stays 0. The inverse of
-/// VqDaysFromCivil, with the same reach.
+/// The date that lies `days` whole days after 1 January 1970; the time of day stays 0. The inverse of VqDaysFromCivil,
+/// with the same reach.
 constexpr TVqDateTimeParts VqCivilFromDays(std::int64_t days) noexcept {
   const std::chrono::year_month_day date{std::chrono::sys_days(std::chrono::days(days))};
   TVqDateTimeParts parts;
@@ -80,18 +80,19 @@ constexpr TVqDateTimeParts VqCivilFromDays(std::int64_t days) noexcept {
   return parts;
 }
 
-/// The first millisecond of the year 1, and the one behind the last of the year 9999, as VqToUnixMilliseconds counts.
+/// The first millisecond of the year 1, and the one after the last of the year 9999, as VqToUnixMilliseconds counts
+/// them.
 inline constexpr std::int64_t kVqFirstMillisecond = VqDaysFromCivil(1, 1, 1) * kVqMillisecondsPerDay;
 inline constexpr std::int64_t kVqEndMillisecond = VqDaysFromCivil(10000, 1, 1) * kVqMillisecondsPerDay;
 
 /// A number of milliseconds as days and what is left of them.
 struct TVqDayTime {
-  /// Whole days, rounded down: before zero as behind it.
+  /// Whole days, rounded down, before zero as after it.
   std::int64_t Days;
   /// Milliseconds of that day, from 0.
   std::int64_t Milliseconds;
 };
-/// Takes so many milliseconds apart. Time runs straight through zero.
+/// Splits a number of milliseconds. Time runs straight through zero.
 constexpr TVqDayTime VqSplitMilliseconds(std::int64_t milliseconds) noexcept {
   const auto days = std::chrono::floor<std::chrono::days>(std::chrono::milliseconds(milliseconds));
   return {days.count(), milliseconds - days.count() * kVqMillisecondsPerDay};

@@ -26,7 +26,7 @@ class TVqJSONValue {
 
   /// What the value is; `jkNone` for an empty handle.
   TVqJSONKind Kind() const noexcept;
-  /// True when there is a value, be it null.
+  /// True when there is a value, even null.
   explicit operator bool() const noexcept { return FNode != nullptr; }
   /// True for the value null, which is there and says nothing; not for an empty handle.
   bool IsNull() const noexcept { return Kind() == TVqJSONKind::jkNull; }
@@ -49,8 +49,8 @@ class TVqJSONValue {
   string Name(std::int32_t AIndex) const;
   /// A member by its name, to the letter; empty when there is none.
   TVqJSONValue Member(const string& AName) const;
-  /// A value by a path of names and positions with "/" between, such as "Protocols/0/Url"; the empty path is the value
-  /// itself. A name that has a "/" is reached by `Member`. Empty when there is none.
+  /// A value by a path of names and positions with "/" between them, such as "Protocols/0/Url"; the empty path is the
+  /// value itself. A member whose name has a "/" is reached by `Member`. Empty when there is none.
   TVqJSONValue Find(const string& APath) const;
   /// The same; raises EConvertError with the path when there is none.
   TVqJSONValue Require(const string& APath) const;
@@ -75,7 +75,7 @@ class TVqJSONValue {
     const TVqJSONValue* FValue;
     std::int32_t FIndex;
   };
-  /// Over elements or members. The handle must outlive the loop.
+  /// For loops over elements or members. The handle must outlive the loop.
   TIterator begin() const { return {this, 0}; }
   TIterator end() const { return {this, Count()}; }
 
@@ -87,8 +87,8 @@ class TVqJSONValue {
   const void* FNode = nullptr;
 };
 
-/// Parses UTF-8, with or without a byte order mark. Raises EConvertError with line and column for what is no JSON, and
-/// for more than 200 levels. Of two members with one name the last one counts.
+/// Parses UTF-8, with or without a byte order mark. Raises EConvertError with line and column for text that is not
+/// JSON, and for more than 200 levels. Of two members with the same name the last one counts.
 TVqJSONValue VqParseJSON(std::string_view text);
 
 /// A text as a JSON string, quotes included.

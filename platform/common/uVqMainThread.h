@@ -15,13 +15,13 @@
 
 namespace velmore {
 
-/// Puts a job behind those that wait and returns at once. Jobs of one thread run in the order in which it queued them.
-/// From any thread, jobs themselves included. What the job holds lives until it has run.
+/// Puts a job after those that wait and returns at once. Jobs of one thread run in the order in which it queued them.
+/// May be called from any thread, by jobs too. What the job holds lives until it has run.
 void VqQueueToMainThread(std::function<void()> AJob);
 
 /// Runs the jobs that wait, in their order, and gives their number. When none waits, waits for the first one as long as
-/// `ATimeout` says; a negative one means without end. Jobs that are queued while it runs are left for the next call, so
-/// that it comes back. An exception of a job leaves through here: the job is done, the others go on waiting. To be
+/// `ATimeout` says; a negative one waits without end. Jobs that are queued while it runs are left for the next call, so
+/// that this one returns. An exception of a job leaves through here: the job is done, the others go on waiting. To be
 /// called from one thread, the main one; a job may call it again, as a modal dialog does.
 std::int32_t VqProcessMainThreadQueue(std::chrono::milliseconds ATimeout = std::chrono::milliseconds(0));
 

@@ -5,7 +5,7 @@
 ///     std::string text = VqBase64Encode(bytes);
 ///     VqBase64Decode(text, file);              // into a stream, whatever the size
 ///
-/// Decoding skips blanks, tabs and line breaks and refuses everything else with its place: the position in the text,
+/// Decoding skips blanks, tabs and line breaks and refuses everything else, naming its place: the position in the text,
 /// counted in bytes from 0 and over all pieces. A text that ends within a group is refused, too, since it was cut
 /// somewhere. All functions raise EConvertError for a text and EStreamError for a stream, and may be called from any
 /// thread.
@@ -14,23 +14,23 @@
 
 namespace velmore {
 
-/// How bytes stand in a text.
+/// How bytes are written as text.
 enum class TVqBinaryEncoding { beBase64, beHex };
 
-/// Length of the base64 text of so many bytes, padding included.
+/// Length of the base64 text of that many bytes, padding included.
 constexpr std::uint64_t VqBase64Length(std::uint64_t bytes) noexcept {
   return (bytes + 2) / 3 * 4;
 }
 
 /// One line of base64 with padding.
 std::string VqBase64Encode(std::string_view bytes);
-/// The same of everything from the stream's position to its end. Needs no more memory than the text.
+/// The same for everything from the stream's position to its end. Needs no more memory than the text.
 std::string VqBase64Encode(TVqStream& source);
-/// The same into a stream. Needs the same little memory for every size.
+/// The same into a stream. Needs little memory, the same for every size.
 void VqBase64Encode(TVqStream& source, TVqStream& target);
 /// The bytes of a base64 text, in one line or many.
 std::string VqBase64Decode(std::string_view text);
-/// Decodes into a stream. Needs the same little memory for every size. When it raises, a part of the bytes before the
+/// Decodes into a stream. Needs little memory, the same for every size. When it raises, some of the bytes before the
 /// place may have been written.
 void VqBase64Decode(std::string_view text, TVqStream& target);
 
@@ -39,7 +39,7 @@ std::string VqBase64UrlEncode(std::string_view bytes);
 /// Padding may be there or not.
 std::string VqBase64UrlDecode(std::string_view text);
 
-/// Two digits a byte, upper case.
+/// Two digits per byte, upper case.
 std::string VqHexEncode(std::string_view bytes);
 /// Digits in either case.
 std::string VqHexDecode(std::string_view text);
@@ -87,7 +87,7 @@ class TVqBinaryEncoder {
   int FInGroup = 0;
 };
 
-/// A row of bytes with its ways from and to text. Owns them; a copy copies them; one thread at a time.
+/// A sequence of bytes, and its conversions from and to text. Owns the bytes; a copy copies them; one thread at a time.
 class TVqBytes {
  public:
   TVqBytes() noexcept = default;
@@ -96,7 +96,7 @@ class TVqBytes {
   /// The bytes of a text: UTF-16 with the low byte first if `AUnicode`, else UTF-8.
   explicit TVqBytes(const string& AText, bool AUnicode = false);
 
-  /// The bytes. Valid until the row changes or goes.
+  /// The bytes. Valid until the sequence changes or is destroyed.
   const TBytes& Bytes() const noexcept { return FBytes; }
   std::string_view View() const noexcept;
   /// Whether there are bytes, and how many.

@@ -14,8 +14,8 @@ namespace velmore {
 
 /// A text that is held once, however often it is copied, and overwritten when the last copy goes.
 ///
-/// A copy costs an atomic increment. It may be copied and read by many threads, changed by one at a time. Raises
-/// nothing. What the caller made it from, and what is made of `Text()`, is the caller's own to overwrite.
+/// A copy costs an atomic increment. Many threads may copy and read it; one at a time may change it. Raises nothing.
+/// The text that the caller made it from, and copies made of `Text()`, are the caller's own to overwrite.
 class TVqSecret {
  public:
   /// Holds nothing.

@@ -6,8 +6,8 @@
 ///     VqTextToEnum<TFlagStatus>("Complete")          // fsComplete
 ///     VqSetToText(TDaysOfWeek{dowMonday, dowFriday}) // "[Monday,Friday]"
 ///
-/// An enumeration takes part by one function beside its declaration, found by argument: `VqEnumInfoOf`. The texts are a
-/// table in read-only memory. All functions are free of state and may be called from any thread.
+/// An enumeration takes part through one function beside its declaration, `VqEnumInfoOf`, found by its argument. The
+/// texts are a table in read-only memory. All functions are free of state and may be called from any thread.
 
 #include <concepts>
 #include <string_view>
@@ -45,7 +45,7 @@ struct TVqTypeInfo {
   /// The type's name in the schema's rows; refers to a table that lives as long as the program.
   std::string_view Name;
 
-  /// True for what is written as one text.
+  /// True for a type whose values are written as one text.
   constexpr bool IsSimple() const noexcept { return Kind != tkUnknown && Kind < tkArray; }
   friend constexpr bool operator==(const TVqTypeInfo&, const TVqTypeInfo&) = default;
 };
@@ -54,12 +54,13 @@ struct TVqTypeInfo {
 struct TVqEnumInfo {
   /// The enumeration's name, "TFlagStatus".
   std::string_view Name;
-  /// The wire texts, `Count` of them, the value being the position. The table lives as long as the program.
+  /// The wire texts, `Count` of them; a value is the position of its text. The table lives as long as the program.
   const std::string_view* Texts;
   std::int32_t Count;
 };
 
-/// An enumeration with texts. To give one texts, declare beside it `const TVqEnumInfo& VqEnumInfoOf(TColour);`
+/// An enumeration with texts. To give an enumeration its texts, declare beside it
+/// `const TVqEnumInfo& VqEnumInfoOf(TColour);`
 template <typename T>
 concept VqTextEnum = std::is_enum_v<T> && requires(T value) {
   { VqEnumInfoOf(value) } -> std::same_as<const TVqEnumInfo&>;
@@ -91,7 +92,8 @@ T VqTextToEnum(const string& text) {
   return value;
 }
 
-/// Bits of a set from its text: words between commas or blanks, with or without "[" and "]". Unknown words are skipped.
+/// Bits of a set from its text: words separated by commas or blanks, with or without "[" and "]". Unknown words are
+/// skipped.
 std::uint64_t VqSetBitsOf(const TVqEnumInfo& info, std::string_view text) noexcept;
 /// The words of a set, in the order of the values, between `open` and `close`.
 std::string VqSetTextOf(const TVqEnumInfo& info, std::uint64_t bits, std::string_view open, char separator,

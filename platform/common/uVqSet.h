@@ -16,14 +16,14 @@ class TVqSet {
     for (const T value : values) Include(value);
   }
 
-  /// Puts a value in or takes it out; what is in it, or not, already changes nothing.
+  /// Puts a value in or takes it out; changes nothing when it is in, or out, already.
   constexpr void Include(T value) noexcept { FBits |= Bit(value); }
   constexpr void Exclude(T value) noexcept { FBits &= ~Bit(value); }
   /// True when the value is in it.
   constexpr bool Contains(T value) const noexcept { return (FBits & Bit(value)) != 0; }
   /// True when no value is in it.
   constexpr bool empty() const noexcept { return FBits == 0; }
-  /// One bit a value, the first value the lowest.
+  /// One bit per value; the first value has the lowest.
   constexpr std::uint64_t Bits() const noexcept { return FBits; }
 
   /// The same values.

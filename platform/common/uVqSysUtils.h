@@ -1,6 +1,6 @@
 #pragma once
 
-/// The root of all failures and small text helpers.
+/// The root of all failures, and small text helpers.
 
 #include <concepts>
 #include <exception>
@@ -17,7 +17,7 @@ class EVqException : public std::exception {
   /// `message` is a sentence for people, without password or token.
   explicit EVqException(string message) : FMessage(std::move(message)), FWhat(FMessage.utf8()) {}
 
-  /// The text, for the library's own kind of text and for logs.
+  /// The text as 16-bit units, for the library's own use and for logs.
   const string& Message() const noexcept { return FMessage; }
   /// The text as UTF-8.
   const char* what() const noexcept override { return FWhat.c_str(); }
@@ -45,7 +45,7 @@ class EStreamError : public EVqException {
   using EVqException::EVqException;
 };
 
-/// A condition of the library's own that does not hold: a defect, or a row that an application registered wrongly.
+/// One of the library's own conditions that does not hold: a defect, or a row that an application registered wrongly.
 class EAssertionFailed : public EVqException {
  public:
   using EVqException::EVqException;
@@ -93,12 +93,13 @@ class TVqFormatArg {
   string FText;
 };
 /// A format with "%s" (text), "%d" (integer) and "%%"; each placeholder takes the next argument. "%.2d" writes at least
-/// two digits. Anything else behind a "%" stands for itself. Raises EConvertError when there are fewer arguments than
+/// two digits. Anything else after a "%" stands for itself. Raises EConvertError when there are fewer arguments than
 /// placeholders; surplus arguments are ignored.
 string Format(const string& format, const std::vector<TVqFormatArg>& args);
 
-/// A text without what stands around it, as a view of the same text. What goes differs: the blanks of HTTP are space
-/// and TAB; the white space of XML has CR and LF as well; and string::Trim takes every control.
+/// A text without what stands at its two ends, as a view of the same text. What is removed differs: the blanks of HTTP,
+/// which are space and TAB; the white space of XML, which has CR and LF as well; or, as string::Trim does, every
+/// control.
 std::string_view VqTrimBlanks(std::string_view text) noexcept;
 std::string_view VqTrimSpace(std::string_view text) noexcept;
 std::string_view VqTrimControls(std::string_view text) noexcept;
@@ -106,8 +107,8 @@ std::string_view VqTrimControls(std::string_view text) noexcept;
 /// The pieces between the separators, in order and as they stand; an empty text has none, "a;" has "a" and an empty
 /// one. A separator between double quotes does not count; the quotes stay in the piece.
 std::vector<string> VqTokenize(const string& text, char16_t separator);
-/// Without the quotes, double or single, that enclose the text, and without blanks around both. Only pairs go: a quote
-/// at one end stays.
+/// The text without the quotes, double or single, that enclose it, and without blanks around both. Only pairs are
+/// removed: a quote at one end stays.
 string VqStripLiterals(const string& text);
 
 }  // namespace velmore

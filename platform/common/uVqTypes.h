@@ -64,9 +64,9 @@ class TVqString {
   auto begin() const noexcept { return FText.begin(); }
   auto end() const noexcept { return FText.end(); }
 
-  /// Part of the text; a start behind the end gives an empty text.
+  /// Part of the text; a start past the end gives an empty text.
   TVqString Copy(size_type start, size_type count = npos) const;
-  /// Position of the first occurrence at or behind `from`, or npos.
+  /// Position of the first occurrence at or after `from`, or npos.
   size_type Pos(const TVqString& what, size_type from = 0) const noexcept { return FText.find(what.FText, from); }
   /// True when the other text is in this one, at its start or at its end; case counts. An empty text always is.
   bool Contains(const TVqString& what) const noexcept { return Pos(what) != npos; }
@@ -79,7 +79,7 @@ class TVqString {
 
   /// Appends UTF-8. ASCII takes a fast path.
   TVqString& AppendUtf8(std::string_view utf8);
-  /// Puts a text, or one unit, behind this one.
+  /// Appends a text, or one unit.
   TVqString& operator+=(const TVqString& other) {
     FText += other.FText;
     return *this;
@@ -88,13 +88,13 @@ class TVqString {
     FText += unit;
     return *this;
   }
-  /// Both texts, one behind the other.
+  /// Both texts, one after the other.
   friend TVqString operator+(TVqString left, const TVqString& right) {
     left += right;
     return left;
   }
 
-  /// Equal to the unit; narrow texts are compared as UTF-8. Case and forms of composition count. A null pointer equals
+  /// Equal unit by unit; narrow texts are compared as UTF-8. Case and forms of composition count. A null pointer equals
   /// the empty text.
   friend bool operator==(const TVqString& a, const TVqString& b) noexcept { return a.FText == b.FText; }
   friend bool operator==(const TVqString& a, std::u16string_view b) noexcept { return a.FText == b; }
@@ -133,8 +133,8 @@ std::string VqToUtf8(std::u16string_view text);
 /// UTF-8 to UTF-16, malformed bytes become U+FFFD.
 std::u16string VqToUtf16(std::string_view utf8);
 
-/// A point in time: whole days since 30 December 1899, the fraction of a day behind the point. UTC unless an operation
-/// says otherwise. A double in all but name, so that days can be added and compared.
+/// A point in time: whole days since 30 December 1899, with the fraction of a day after the decimal point. UTC unless
+/// an operation says otherwise. A double in all but name, so that days can be added and compared.
 class TDateTime {
  public:
   /// From and to the number of days.
@@ -148,7 +148,7 @@ class TDateTime {
 /// A GUID in its four textual parts. The constructor from text is for constants:
 /// `TGUID("00020328-0000-0000-C000-000000000046")`.
 struct TGUID {
-  /// The parts in their textual order; the last one holds the fourth and fifth group.
+  /// The parts in their textual order; the last one holds the fourth and fifth groups.
   std::uint32_t D1 = 0;
   std::uint16_t D2 = 0;
   std::uint16_t D3 = 0;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Protection of secrets that a program keeps: what one user, or one machine, protected can be read there and nowhere
-/// else.
+/// Protection of secrets that a program keeps: what one user, or one machine, has protected can be read by that user,
+/// or on that machine, and nowhere else.
 ///
 ///     TVqDataProtection protection;
 ///     TVqBytes blob = protection.Encrypt(TVqBytes(password), false);      // false: for this user
@@ -21,7 +21,7 @@ namespace velmore {
 
 /// Why bytes could not be protected or read.
 enum class TVqProtectionFailure {
-  foreignBytes,    ///< no protected bytes at all
+  foreignBytes,    ///< not protected bytes at all
   truncated,       ///< the end is missing
   unknownVersion,  ///< from a newer version of this library
   otherSystem,     ///< protected on Windows and read elsewhere, or the other way round
@@ -47,12 +47,12 @@ class EVqDataProtection : public EVqException {
   TVqProtectionFailure FFailure;
 };
 
-/// Where the keys are. Windows keeps its own and looks at neither.
+/// Where the keys are. Windows keeps its own and looks at neither folder.
 struct TVqKeyFolders {
-  /// Of the key "user.key": made with all folders above it on first use (0700, the key 0600).
+  /// The folder of the key "user.key": made with all folders above it on first use (0700, the key 0600).
   string User = "%LOCALAPPDATA%\\Velmore\\EWS\\Keys";
-  /// Of the key "machine.key". Never made here: who may read it is the administrator's decision. The key is made in it
-  /// on first use by a user who may write there, readable by the folder's group (0640).
+  /// The folder of the key "machine.key". Never made here: who may read it is the administrator's decision. The key is
+  /// made in it on first use by a user who may write there, readable by the folder's group (0640).
   string Machine = "%PROGRAMDATA%\\Velmore\\EWS\\Keys";
 };
 
@@ -71,7 +71,7 @@ class TVqDataProtection {
   explicit TVqDataProtection(TVqKeyFolders AFolders) : FFolders(std::move(AFolders)) {}
 
   /// The bytes protected for this user (`AMachine` false) or for all users of this machine whom the administrator lets
-  /// read its key. The same bytes give another blob each time. No bytes can be protected, too.
+  /// read its key. The same bytes give another blob each time. An empty sequence of bytes can be protected, too.
   TVqBytes Encrypt(const TVqBytes& ABytes, bool AMachine) const;
   /// The bytes of a blob of either scope. They are the caller's to wipe.
   TVqBytes Decrypt(const TVqBytes& ABytes) const;
@@ -83,7 +83,7 @@ class TVqDataProtection {
 /// As the other forms of VqWipe: overwrites a secret in memory with zeros and leaves it empty.
 void VqWipe(TVqBytes& ABytes) noexcept;
 
-/// Wipes a secret at the end of its block, however it is left. Refers to the secret, which must outlive it.
+/// Wipes a secret at the end of its block, however the block is left. Refers to the secret, which must outlive it.
 template <typename T>
 class TVqWiped {
  public:

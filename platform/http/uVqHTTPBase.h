@@ -13,15 +13,14 @@
 /// - A reply of any status is given back; only failures of the transport raise.
 /// - A request that met a closed kept connection is sent again once, on a new connection, when it is certain that the
 ///   server did not get all of it (or when its verb changes nothing); otherwise it fails with 12030.
-/// - A connection belongs to who made it: other credentials, another scheme, other OAuth settings or other credentials
-/// for
-///   the proxy close what a client keeps, and the cookies of the identity of old go with it.
+/// - A connection belongs to the identity that made it: other credentials, another scheme, other OAuth settings or
+///   other credentials for the proxy close the connections that a client keeps, and the cookies of the old identity go
+///   too.
 /// - A connection is not used again after a status of 400 or more (the steps of a handshake aside), nor while bytes
-/// stand on
-///   it that nobody asked for.
+///   that nobody asked for stand on it.
 /// - A password or token never goes over plain HTTP to another machine (see `SetAllowPlainTextPassword`).
 /// - A client with its requests and replies belongs to one thread at a time, a session to any number (see
-///   TVqHTTPClientBase and TVqHTTPSessionBase). All are counted: a TVqRef more costs one atomic increment.
+///   TVqHTTPClientBase and TVqHTTPSessionBase). All are counted: one more TVqRef costs one atomic increment.
 
 #include <atomic>
 #include <map>
@@ -47,15 +46,15 @@ class TVqHTTPEngine;
 
 /// Before a request goes out; may still change its headers.
 using TVqHTTPRequestEvent = std::function<void(TVqComponent& ASender, const TVqRef<IVqHTTPRequest>& ARequest)>;
-/// After a reply came in whole.
+/// After a reply has come in whole.
 using TVqHTTPResponseEvent = std::function<void(TVqComponent& ASender, const TVqRef<IVqHTTPResponse>& AResponse)>;
 /// After a request without a body failed, before the failure is raised. May raise something else instead.
 using TVqHTTPErrorEvent =
     std::function<void(TVqComponent& ASender, const TVqRef<IVqHTTPRequest>& ARequest, std::uint32_t AError)>;
-/// When bytes of a reply arrived: `AStream` holds all that no call has taken out yet. Runs inside the request, on its
-/// thread; what it raises ends the connection and comes out of the request.
+/// When bytes of a reply have arrived: `AStream` holds all that no call has taken out yet. Runs inside the request, on
+/// its thread; what it raises ends the connection and comes out of the request.
 using TVqHTTPDataEvent = std::function<void(TVqComponent& ASender, TVqHTTPReplyStream& AStream)>;
-/// Installed on one request, told of its response.
+/// Installed on one request and told of its response.
 using TVqHTTPResponseHandler = std::function<void(const TVqRef<IVqHTTPResponse>& AResponse)>;
 
 /// The bytes of a reply as they arrive, with a position.
@@ -84,7 +83,7 @@ class TVqHTTPCookies {
   void Add(const string& AURL, const string& ACookie);
   /// The value of a cookie that was added for `AURL`, or an empty text.
   string GetValue(const string& AURL, const string& AName) const;
-  /// The header for a request: "a=1; b=2". Of cookies that were added, not of those that servers set.
+  /// The header for a request: "a=1; b=2". Only of cookies that were added, not of those that servers set.
   std::string HeaderFor(const std::string& AURL) const;
   /// Number of cookies, those of all identities; those that have expired since they came are among them.
   std::int32_t Count() const;
@@ -115,7 +114,7 @@ class TVqHTTPCookies {
   std::vector<Cookie> FCookies;
 };
 
-/// A connection pool's settings: agent, proxy, cookies, trust.
+/// A session, the settings of a connection pool: agent, proxy, cookies, trust.
 class IVqHTTPSession : public virtual IVqObject {
  public:
   /// True from the first request on, until it is set to false.
@@ -130,39 +129,39 @@ class IVqHTTPSession : public virtual IVqObject {
   /// Raises EVqHTTPInvalidArgument for anything else, and for a user name in it: credentials are set at the client.
   virtual string GetProxyServer() const = 0;
   virtual void SetProxyServer(const string& AValue) = 0;
-  /// Hosts that are reached directly, parted by ";" or blanks. "*" stands for any characters; "<local>" for every name
-  /// without a dot.
+  /// Hosts that are reached directly, separated by ";" or blanks. "*" stands for any characters; "<local>" for every
+  /// name without a dot.
   virtual string GetProxyServerBypass() const = 0;
   virtual void SetProxyServerBypass(const string& AValue) = 0;
-  /// Whether and by which proxy servers are reached. Counts from the next request on.
+  /// Whether servers are reached through a proxy, and through which. Counts from the next request on.
   virtual TVqHTTPAccessType GetAccessType() const = 0;
   virtual void SetAccessType(TVqHTTPAccessType AValue) = 0;
   /// The cookies of all clients on this session, which owns them.
   virtual TVqHTTPCookies& GetCookies() = 0;
-  /// A PEM file with certification authorities to trust besides those of the machine. Empty is none. Without Windows
-  /// the variable SSL_CERT_FILE, where set, names the machine's own file. Clients on this session take it at their next
-  /// connection.
+  /// A PEM file with certification authorities to trust besides those of the machine. Empty is none. Where there is no
+  /// Windows, the variable SSL_CERT_FILE, if set, names the machine's own file. Clients on this session use the file
+  /// from their next connection on.
   virtual string GetCAFile() const = 0;
   virtual void SetCAFile(const string& AValue) = 0;
-  /// A PEM file with revocation lists. Empty checks no revocation (with the engine without Windows); with a file every
-  /// issuer in a server's chain must have its list there.
+  /// A PEM file with revocation lists. Empty checks no revocation (with the engine used where there is no Windows);
+  /// with a file every issuer in a server's chain must have its list there.
   virtual string GetCRLFile() const = 0;
   virtual void SetCRLFile(const string& AValue) = 0;
-  /// The lowest version of TLS that is agreed to; 1.2 at first, whatever the machine's own configuration says. A lower
+  /// The lowest version of TLS that is accepted; 1.2 at first, whatever the machine's own configuration says. A lower
   /// one lets in the ciphers of its time, too. A change closes the kept connections.
   virtual TVqHTTPTlsVersion GetLowestTls() const = 0;
   virtual void SetLowestTls(TVqHTTPTlsVersion AValue) = 0;
-  /// What a reply may be at most, and how long a call may take. Counts from the next request on.
+  /// How large a reply may be, and how long a call may take. Counts from the next request on.
   virtual TVqHTTPLimits GetLimits() const = 0;
   virtual void SetLimits(const TVqHTTPLimits& AValue) = 0;
-  /// Where hosts are really to be found, against what name look-up says: "mail.example.com:443" to "10.0.0.7:8443", an
-  /// IPv6 address in brackets. The name stays in the request, and the certificate is held against it. Raises
-  /// EVqHTTPInvalidArgument for what is no host and port. Not offered by the engine of Windows, whose requests
-  /// raise 50.
+  /// Where hosts are really to be found, whatever name look-up says: "mail.example.com:443" to "10.0.0.7:8443", an IPv6
+  /// address in brackets. The name stays in the request, and the certificate is checked against the name. Raises
+  /// EVqHTTPInvalidArgument for what is no host and port. Not offered by the engine of Windows, whose requests raise
+  /// 50.
   virtual std::map<string, string> GetConnectTo() const = 0;
   virtual void SetConnectTo(const std::map<string, string>& AValue) = 0;
-  /// Ends the requests that are under way on this session, whichever clients they are of, within 100 ms; each raises
-  /// EVqHTTPApiException 6. Any thread may call it. Requests that begin afterwards are not concerned.
+  /// Ends, within 100 ms, the requests that are under way on this session, whichever clients they belong to; each
+  /// raises EVqHTTPApiException 6. Any thread may call it. Requests that begin afterwards are not affected.
   virtual void Cancel() noexcept = 0;
 
  protected:
@@ -200,16 +199,16 @@ class IVqHTTPRequestEx : public virtual IVqHTTPRequest {
   /// Told of the response, before the client's OnResponse.
   virtual void SetResponseHandler(TVqHTTPResponseHandler AHandler) = 0;
   /// Sends the request and waits for the whole reply. Talks to the server. Raises EVqHTTPApiException for a failure of
-  /// the transport, number 6 after `Cancel`, a plain exception when the client is busy with another request.
+  /// the transport, with number 6 after `Cancel`, and a plain exception when the client is busy with another request.
   virtual TVqRef<IVqHTTPResponse> Execute() = 0;
-  /// Ends an `Execute` that is under way within 100 ms, and every later one at its start. Any thread may call it.
+  /// Ends, within 100 ms, an `Execute` that is under way, and every later one at its start. Any thread may call it.
   virtual void Cancel() noexcept = 0;
 
  protected:
   ~IVqHTTPRequestEx() = default;
 };
 
-/// A reply.
+/// A reply: its status, headers, cookies and body.
 class IVqHTTPResponse : public virtual IVqObject {
  public:
   /// The status of the last answer: after an exchange of credentials, that of the one that counts.
@@ -238,14 +237,15 @@ class IVqHTTPResponse : public virtual IVqObject {
   ~IVqHTTPResponse() = default;
 };
 
-/// The client.
+/// The client: makes requests, sends them over its session and gives back the replies.
 class IVqHTTPClient : public virtual IVqObject {
  public:
   /// The implementing object: a TVqWinHTTPClient or a TVqWinINetClient.
   virtual TVqHTTPClientBase* GetComponent() = 0;
   /// The session in use; a client that was given none has one of its own.
   virtual TVqRef<IVqHTTPSession> GetSession() = 0;
-  /// How the client authenticates; `byChallenge` at first. Raises EVqHTTPInvalidArgument for a number that is none.
+  /// How the client authenticates; `byChallenge` at first. Raises EVqHTTPInvalidArgument for a number that is not one
+  /// of the values.
   virtual TVqHTTPAuthentication GetAuthentication() const = 0;
   virtual void SetAuthentication(TVqHTTPAuthentication AValue) = 0;
   /// Settings that the client owns and every request reads.
@@ -274,7 +274,7 @@ class IVqHTTPClient : public virtual IVqObject {
   virtual void SetHTTPVersion(TVqHTTPVersion AValue) = 0;
   /// Headers of every request, as "Name=value".
   virtual TVqStrings& GetAdditionalHeaders() = 0;
-  /// Gives replies as a stream. Empty collects the body in the response.
+  /// Gives replies as a stream. An empty event collects the body in the response.
   virtual void SetOnDataReceived(TVqHTTPDataEvent AValue) = 0;
   /// Sends and keeps the session's cookies; true by default.
   virtual bool GetUseCookies() const = 0;
@@ -287,8 +287,8 @@ class IVqHTTPClient : public virtual IVqObject {
 /// Base of both sessions.
 ///
 /// Owns the settings and cookies, shared with its clients. No copies. Setters and getters may be called by every thread
-/// (one mutex); the component itself belongs to one thread and may go before its clients: one that stays behind goes on
-/// with the settings and cookies that it had. Raises what the setters tell; talks to no server.
+/// (one mutex); the component itself belongs to one thread and may go before its clients: a client that is left goes on
+/// with the settings and cookies that it had. Raises what is told at the setters; talks to no server.
 class TVqHTTPSessionBase : public TVqComponent, public virtual IVqHTTPSession {
  public:
   ~TVqHTTPSessionBase() override;
@@ -361,17 +361,17 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   /// The checks that are lifted. A change closes the kept connections, which were made under the old ones.
   TVqHTTPSecurityFlags GetSecurityFlags() const noexcept { return FSecurityFlags; }
   virtual void SetSecurityFlags(TVqHTTPSecurityFlags AValue);
-  /// As changing GetTimeOuts(): counts from the next request on.
+  /// The same as changing GetTimeOuts(): counts from the next request on.
   void SetTimeOuts(const TVqHTTPTimeOuts& AValue) { FTimeOuts = AValue; }
-  /// Before a request goes out, and after its reply came in whole. On the thread of the request, which ends with what
-  /// they raise.
+  /// Called before a request goes out, and after its reply has come in whole, on the thread of the request, which ends
+  /// with what they raise.
   void SetOnRequest(TVqHTTPRequestEvent AValue) { FOnRequest = std::move(AValue); }
   void SetOnResponse(TVqHTTPResponseEvent AValue) { FOnResponse = std::move(AValue); }
   const TVqHTTPRequestEvent& GetOnRequest() const noexcept { return FOnRequest; }
   const TVqHTTPResponseEvent& GetOnResponse() const noexcept { return FOnResponse; }
 
   /// Allows Basic and access tokens over plain HTTP to hosts that are not this machine; false by default, and then the
-  /// request goes without them and the server's 401 comes back. A proxy's credentials are not concerned.
+  /// request goes without them and the server's 401 comes back. A proxy's credentials are not affected.
   bool GetAllowPlainTextPassword() const noexcept { return FAllowPlainTextPassword; }
   void SetAllowPlainTextPassword(bool AValue) noexcept { FAllowPlainTextPassword = AValue; }
 
@@ -386,10 +386,10 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   void CloseConnections() noexcept;
 
  protected:
-  /// The second argument chooses the engine where there is Windows.
+  /// The second argument chooses the engine on Windows.
   TVqHTTPClientBase(TVqComponent* AOwner, bool AUseWinHTTP);
 
-  /// Goes over to a session, or with null to one of its own, and closes the kept connections.
+  /// Switches to a session, or with null to one of its own, and closes the kept connections.
   void ShareSession(TVqHTTPSessionBase* ASession);
   /// A session of the client's kind, owned by the client.
   virtual TVqHTTPSessionBase* CreateOwnSession() = 0;

@@ -14,7 +14,8 @@
 
 namespace velmore {
 
-/// "POST https://...", the headers that were set on the request, and its body; of a longer one the first `AMost` bytes.
+/// "POST https://...", the headers that were set on the request, and its body; of a longer body only the first `AMost`
+/// bytes.
 string VqHTTPLook(const IVqHTTPRequest& ARequest, std::size_t AMost = 4096);
 /// "200 OK https://...", headers and body.
 string VqHTTPLook(const IVqHTTPResponse& AResponse, std::size_t AMost = 4096);

@@ -12,7 +12,7 @@
 
 namespace velmore {
 
-/// How a token is got. The numbers are part of the contract.
+/// How a token is obtained. The numbers are part of the contract.
 enum class TVqOAuthGrantType : std::uint8_t {
   none = 0,               ///< no grant: a token comes from the application by SetAccessToken
   Authorize = 1,          ///< a person logs on in a browser
@@ -43,7 +43,7 @@ struct TVqOAuthAccessToken {
 /// server: the client that holds the settings does, before a request that needs a token. Raises nothing.
 class TVqOAuth {
  public:
-  /// Id of the registered application. Not empty means that OAuth is in use.
+  /// Id of the registered application. A non-empty one means that OAuth is in use.
   const string& GetClientId() const noexcept { return FClientId; }
   void SetClientId(const string& AValue) { FClientId = AValue; }
   /// The application's own secret, where it has one. Held as a password is (see TVqCredentials); never part of a
@@ -86,7 +86,7 @@ class TVqOAuth {
 };
 
 /// The form in which a person logs on and grants access. An application with a user interface supplies it. The
-/// misspelling is the interface's name.
+/// misspelling is part of the interface's name.
 class IVqHTTPOAuthAutorizeForm : public virtual IVqObject {
  public:
   /// Shows the page `AURL` and returns when the browser is sent to an address that begins with `ARedirectURI`, or when

@@ -7,7 +7,7 @@
 ///     client->SetSecurityFlags({TVqHTTPSecurityFlag::IgnoreInvalidCommonName});       // lifts one check, no other
 ///
 /// Nothing here talks to a server. Every class is a plain value: it owns what it holds, a copy copies its texts, one
-/// thread at a time uses it, and nothing raises unless it is told at the operation.
+/// thread at a time uses it, and nothing raises unless the operation says so.
 
 #include <chrono>
 #include <initializer_list>
@@ -17,7 +17,8 @@
 
 namespace velmore {
 
-/// A window of the surrounding system; 0 is none. Without windows any other number serves to say "there is a desktop".
+/// A window of the surrounding system; 0 is none. Where there are no windows, any other number serves to say
+/// "there is a desktop".
 using TVqWindowHandle = std::uintptr_t;
 
 /// The verb of a request. The numbers of `get` and `post` are part of the contract.
@@ -53,15 +54,15 @@ enum class TVqHTTPVersion : std::uint8_t { http10 = 0, http11 = 1 };
 enum class TVqHTTPAccessType : std::uint8_t {
   preConfig,  ///< as the machine is configured: on Windows its proxy settings, elsewhere the variables http_proxy,
               ///< https_proxy and no_proxy
-  direct,     ///< never by a proxy
-  proxy,      ///< by the session's ProxyServer, except for hosts of its ProxyServerBypass
+  direct,     ///< never through a proxy
+  proxy,      ///< through the session's ProxyServer, except for hosts of its ProxyServerBypass
 };
 /// The name of the enumerator: "preConfig", "direct", "proxy".
 string VqHTTPAccessTypeText(TVqHTTPAccessType AValue);
 /// The enumerator of a name, without regard to case; false, and nothing changed, when there is none.
 bool VqTryHTTPAccessType(const string& AText, TVqHTTPAccessType& AValue);
 
-/// The lowest version of TLS that a session agrees to.
+/// The lowest version of TLS that a session accepts.
 enum class TVqHTTPTlsVersion : std::uint8_t { tls10, tls11, tls12, tls13 };
 
 /// The "Connection" header of requests.
@@ -71,7 +72,7 @@ enum class TVqHTTPConnectionHeader : std::uint8_t {
   keepAlive  ///< "Keep-Alive"
 };
 
-/// One check of a server's certificate that can be lifted; the enumerator is the bit.
+/// One check of a server's certificate that can be lifted; the enumerator is the number of its bit.
 enum class TVqHTTPSecurityFlag : std::uint8_t {
   IgnoreInvalidCertDate = 0,    ///< expired or not yet valid
   IgnoreUnknownCA = 1,          ///< an issuer that is not trusted, or self-signed
@@ -124,7 +125,7 @@ class TVqHTTPSecurityFlags {
   std::uint8_t FBits = 0;
 };
 
-/// Bounds that a hostile server meets before memory and patience do. 0 is no bound. Exceeding one raises
+/// Bounds that stop a hostile server before memory and patience run out. 0 is no bound. Exceeding one raises
 /// EVqHTTPApiException with a text of its own: 12152, and 12002 for the time. The client stays usable, on a new
 /// connection.
 struct TVqHTTPLimits {
@@ -140,7 +141,7 @@ struct TVqHTTPLimits {
   std::uint32_t HeaderBytes = 128U << 10;
   /// From the beginning of a call to the last byte of its reply, handshakes included.
   std::chrono::milliseconds TotalTime{0};
-  /// Units of each text of the server's that an exception takes over; the rest becomes "...".
+  /// How many units of each of the server's texts an exception takes over; the rest becomes "...".
   std::uint32_t TextLength = 4096;
 
   friend bool operator==(const TVqHTTPLimits&, const TVqHTTPLimits&) = default;
@@ -189,10 +190,10 @@ class TVqHTTPTimeOuts {
   /// For name look-up, connection and TLS handshake together.
   std::int32_t GetConnect() const noexcept { return FConnect; }
   void SetConnect(std::int32_t AValue) noexcept { FConnect = AValue; }
-  /// Without progress while the request goes out.
+  /// How long the request may go out without progress.
   std::int32_t GetSend() const noexcept { return FSend; }
   void SetSend(std::int32_t AValue) noexcept { FSend = AValue; }
-  /// Without progress of the reply: a reply that keeps coming may take for ever.
+  /// How long the reply may make no progress: a reply that keeps coming may take for ever.
   std::int32_t GetReceive() const noexcept { return FReceive; }
   void SetReceive(std::int32_t AValue) noexcept { FReceive = AValue; }
 
@@ -224,9 +225,9 @@ class TVqHTTPRequestHeaders {
   TVqHTTPConnectionHeader FConnection = TVqHTTPConnectionHeader::none;
 };
 
-/// The status of a reply: 200 and "OK".
+/// The status of a reply, such as 200 and "OK".
 struct TVqHTTPStatus {
-  /// The number, and the words behind it, which servers choose as they like.
+  /// The number, and the words after it, which servers choose as they like.
   std::uint16_t Code = 0;
   string Text;
 };
@@ -281,8 +282,8 @@ class EVqHTTPException : public EVqException {
   std::uint32_t FNumber;
 };
 
-/// The server asks to be left alone for a while. Each of its forms has a class of its own, which is this one besides,
-/// so that one handler sees to all of them:
+/// The server asks to be left alone for a while. Each form of this has an exception class of its own, which is this
+/// class as well, so that one handler catches them all:
 ///
 ///     catch (const EVqServerBusy& busy) { log(busy.Failure().what()); wait(busy.GetRetryAfter()); }
 class EVqServerBusy {

@@ -10,14 +10,14 @@
 
 namespace velmore {
 
-/// See TVqHTTPSessionBase.
+/// The session of a TVqWinHTTPClient; see TVqHTTPSessionBase.
 class TVqWinHTTPSession : public TVqHTTPSessionBase {
  public:
   /// `AOwner` may be empty.
   explicit TVqWinHTTPSession(TVqComponent* AOwner = nullptr);
 };
 
-/// See TVqHTTPClientBase. Heeds all five security flags and shows no dialog.
+/// The client for services; see TVqHTTPClientBase. Heeds all five security flags and shows no dialog.
 class TVqWinHTTPClient : public TVqHTTPClientBase {
  public:
   /// `AOwner` may be empty.

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Session and client for programs with a desktop: over WinINet's rules on Windows, over libcurl elsewhere.
+/// Session and client for programs with a desktop: with WinINet's rules on Windows, over libcurl elsewhere.
 ///
 ///     TVqWinINetClient client;
 ///     client.SetParentWnd(window);
@@ -11,22 +11,22 @@
 namespace velmore {
 
 /// A request failed with `AError`. Setting `AParentWnd` to 0 keeps the client from showing its dialog; setting
-/// `AHandled` says that the application did what was to be done, and no dialog is shown either.
+/// `AHandled` says that the application has done what was to be done, and no dialog is shown either.
 using TVqWinINetErrorEvent =
     std::function<void(TVqComponent& ASender, std::uint32_t AError, TVqWindowHandle& AParentWnd, bool& AHandled)>;
 /// Asks a person for credentials; true when they are to be tried.
 using TVqCredentialsDialogEvent =
     std::function<bool(TVqComponent& ASender, TVqWindowHandle AParentWnd, TVqCredentials& ACredentials)>;
 
-/// See TVqHTTPSessionBase.
+/// The session of a TVqWinINetClient; see TVqHTTPSessionBase.
 class TVqWinINetSession : public TVqHTTPSessionBase {
  public:
   /// `AOwner` may be empty.
   explicit TVqWinINetSession(TVqComponent* AOwner = nullptr);
 };
 
-/// See TVqHTTPClientBase. Knows a window for its dialog; the flag IgnoreWrongUsage has no meaning to it and is never
-/// heeded.
+/// The client for programs with a desktop; see TVqHTTPClientBase. Has a window for its dialog; the flag
+/// IgnoreWrongUsage has no meaning for it and is never heeded.
 class TVqWinINetClient : public TVqHTTPClientBase {
  public:
   /// `AOwner` may be empty.
@@ -39,8 +39,8 @@ class TVqWinINetClient : public TVqHTTPClientBase {
   void SetParentWnd(TVqWindowHandle AValue) noexcept { FParentWnd = AValue; }
   /// Called for each request that failed, with a body or without; log-on failures come as 12015.
   void SetOnWinINetError(TVqWinINetErrorEvent AValue) { FOnWinINetError = std::move(AValue); }
-  /// The dialog that asks for credentials when the server refused those it had; on the thread of the request, and only
-  /// with a window.
+  /// The dialog that asks for credentials when the server has refused those that the client had; on the thread of the
+  /// request, and only with a window.
   void SetOnCredentialsDialog(TVqCredentialsDialogEvent AValue) { FOnCredentialsDialog = std::move(AValue); }
 
  protected:

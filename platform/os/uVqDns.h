@@ -7,7 +7,7 @@
 ///
 /// Behind it stand two functions for the whole process, found at first use: on Windows those of dnsapi.dll, elsewhere
 /// c-ares, which asks the servers of /etc/resolv.conf and parses what they answer. Tests put functions of their own in
-/// their place, or point the look-up to a server of their own.
+/// their place, or point the look-up at a server of their own.
 ///
 /// Any thread may call. A look-up blocks until it is answered, its time is over or it is stopped. It talks to name
 /// servers and to nobody else.
@@ -33,8 +33,8 @@ struct TVqDnsOptions {
   std::uint32_t ServerTimeOut = 1000;
   /// "192.0.2.1" or "127.0.0.1:5353"; those of the system when empty. Not on Windows.
   std::vector<std::string> Servers;
-  /// Whether a name that does not exist is asked for again with the domains of resolv.conf behind it. Off, as whoever
-  /// owns such a domain would then answer for another one.
+  /// Whether a name that does not exist is asked for again with the domains of resolv.conf appended to it. Off, since
+  /// whoever owns such a domain would then answer for another one.
   bool SearchDomains = false;
   /// Ends the look-up within some 20 ms when it is asked to stop, from any thread. Windows answers first.
   std::stop_token Stop;
@@ -105,7 +105,7 @@ struct TVqDnsFunctions {
   /// Releases such a list, kVqDnsFreeRecordList.
   std::function<void(TVqDnsRecord* ARecords, std::int32_t AFreeType)> DnsRecordListFree;
 };
-/// Those of this system; both are empty where the library is missing, one where it lacks a function.
+/// Those of this system; both are empty where the library is missing, one is empty where the library lacks it.
 TVqDnsFunctions VqLoadDnsFunctions();
 /// The functions of this process. Loads them when there are none and raises ENotSupportedException when that fails:
 /// "Failed to load dnsapi.dll", "Failed to load DnsQuery_A function".

@@ -1,6 +1,7 @@
 #pragma once
 
-/// A registry in two files, one for each root: what stands for Windows' where there is none, and what tests use.
+/// A registry in two files, one for each root: what stands in for that of Windows where there is no Windows, and what
+/// tests use.
 ///
 /// A file is a text that can be read and edited:
 ///
@@ -14,15 +15,15 @@
 /// and two hexadecimal digits stand for a control character or for "%" itself. A file that breaks these rules or ends
 /// without its last line is an error with the number of the line, and is never written over.
 ///
-/// Any number of processes may work with it. Readers see one whole state; what was written through a key comes into the
-/// file when the key is closed, all at once, and takes nothing back that others have written meanwhile. Rights are held
-/// as they were asked for; views do not exist here.
+/// Any number of processes may work with it. Readers see one whole state; what was written through a key goes into the
+/// file when the key is closed, all at once, and undoes nothing that others have written meanwhile. A key has the
+/// rights that were asked for; views do not exist here.
 
 #include "platform/os/uVqRegistry.h"
 
 namespace velmore {
 
-/// Owns the names of two files; reads them at each use and keeps nothing.
+/// The registry in two files. Owns their names; reads the files at each use and keeps nothing.
 class TVqFileRegistry final : public TVqObject, public IVqRegistry {
  public:
   /// Variables in the names are expanded and separators translated at each use. Files and their folders come into being

@@ -19,7 +19,7 @@
 
 namespace velmore {
 
-/// What a file operation failed at; the text has the file's name and the system's words.
+/// A file operation that failed; the text has the file's name and the system's words.
 class EVqFileError : public EStreamError {
  public:
   /// For programs: what the system said.
@@ -34,7 +34,7 @@ class EVqFileError : public EStreamError {
   TReason FReason;
 };
 
-/// Who may read and write a file. Windows has its access lists from the folder and ignores this.
+/// Who may read and write a file. Windows takes its access lists from the folder and ignores this.
 struct TVqFileModes {
   /// Of a file that is new.
   unsigned New = 0600;
@@ -57,8 +57,8 @@ void VqMakeFolders(const string& APath, unsigned AMode = 0700);
 string VqFolderOf(const string& APath);
 
 /// Keeps other processes and threads that ask for the same lock away until it is destroyed. The lock is a file of its
-/// own beside the one that it is about (".lock" behind the name), since that one is replaced; it stays. Who only reads
-/// needs none.
+/// own beside the file that it protects (".lock" after the name), since that one is replaced; the lock's file stays.
+/// Whoever only reads needs no lock.
 class TVqFileLock {
  public:
   /// Waits until the lock is free, `AMilliseconds` at most; then raises, naming the file.

@@ -15,7 +15,7 @@
 
 namespace velmore {
 
-/// Whose keys. The names of Windows stand behind.
+/// Whose keys. Windows' names stand beside them.
 enum class TVqRegistryRoot {
   currentUser,  ///< HKEY_CURRENT_USER
   localMachine  ///< HKEY_LOCAL_MACHINE: everyone reads, administrators write
@@ -28,7 +28,7 @@ inline constexpr std::uint32_t kVqKeyCreateSubKey = 0x4;  ///< making keys below
 inline constexpr std::uint32_t kVqKeyEnumerate = 0x8;     ///< reading the names of the keys below
 inline constexpr std::uint32_t kVqKeyRead = 0x20019;
 inline constexpr std::uint32_t kVqKeyWrite = 0x20006;
-/// The view of 32-bit programs. There is one view only where there is no Windows.
+/// The view of 32-bit programs. Where there is no Windows, there is only one view.
 inline constexpr std::uint32_t kVqKeyView32 = 0x200;
 
 /// Something that the registry does not let us do; the text names the key.
@@ -49,7 +49,7 @@ inline constexpr std::uint32_t kVqRegistryDamaged = 1009;    ///< what is stored
 inline constexpr std::uint32_t kVqRegistryFailed = 1016;     ///< the disk failed; the text has the system's words
 
 /// An open key. One thread at a time. Raises EVqRegistryError: access denied where the right was not asked for, a plain
-/// exception behind Close.
+/// exception after Close.
 class IVqRegistryKey : public virtual IVqObject {
  public:
   /// The rights that it was opened with, as they were given.
@@ -69,8 +69,8 @@ class IVqRegistryKey : public virtual IVqObject {
   void WriteBoolean(const string& AName, bool AValue) { WriteInteger(AName, AValue ? 1 : 0); }
   /// False when there was none.
   virtual bool DeleteValue(const string& AName) = 0;
-  /// Ends the work with this key. What was written is there for everybody at the latest now: this is where a full disk
-  /// shows. A key that goes without it may leave out what was written through it (and does so where there is no
+  /// Ends the work with this key. What was written is there for everybody now at the latest: this is where a full disk
+  /// shows. A key that goes without being closed may lose what was written through it (and does so where there is no
   /// Windows), so that what ended in an exception leaves nothing half done. Closing twice changes nothing.
   virtual void Close() = 0;
 
@@ -82,7 +82,8 @@ class IVqRegistryKey : public virtual IVqObject {
 class IVqRegistry : public virtual IVqObject {
  public:
   /// The key of a path ("SOFTWARE\\Velmore"; separators at its ends and doubled ones do not count), made with all above
-  /// it when `ACreate` is true; empty when there is none. To make a key needs the system's permission and no right.
+  /// it when `ACreate` is true; empty when there is none. Making a key needs the system's permission and none of the
+  /// rights.
   virtual TVqRef<IVqRegistryKey> OpenKey(TVqRegistryRoot ARoot, const string& APath, std::uint32_t AAccess,
                                          bool ACreate) = 0;
   /// Deletes a key with everything below it; false when there was none. Of `AAccess` the view counts, and

@@ -29,8 +29,8 @@ struct TVqZoneOffsets {
 /// The offsets of this process by the C library: local time at `AUtc` and over the year around it. Reads TZ anew.
 TVqZoneOffsets VqLibraryOffsets(TDateTime AUtc);
 
-/// Where the machine tells its zone. The default is the real machine; tests put a folder, a variable and a library of
-/// their own.
+/// Where the machine says what its zone is. The default is the real machine; tests use a folder, a variable and a
+/// library of their own.
 struct TVqTimeZoneSource {
   /// The variable TZ, or nothing when it is not set. An empty one means UTC, as the C library has it.
   std::optional<std::string> TZ;
@@ -59,9 +59,9 @@ struct TVqMachineTimeZone {
 /// The zone of this machine at this moment. Looked for in this order: the variable TZ in all its forms (a name, ":" and
 /// a name, a file, a rule); the file that /etc/localtime links to; the name in /etc/timezone; a zone file with the
 /// content of /etc/localtime. Where all of this leads to no name that the zone database knows (a zone file of the
-/// machine's own, a zone that is younger than the database), the C library's offsets count. A machine that tells
-/// nothing is in UTC, and so is one whose TZ nobody understands. On Windows: the system's zone. Does not raise for what
-/// it finds.
+/// machine's own, a zone that is younger than the database), the C library's offsets count. A machine that says nothing
+/// is in UTC, and so is one whose TZ nobody understands. On Windows: the system's zone. Does not raise for what it
+/// finds.
 TVqMachineTimeZone VqMachineTimeZone();
 /// The same from another source and at a given time (UTC). Not on Windows, where it gives the system's zone.
 TVqMachineTimeZone VqMachineTimeZone(const TVqTimeZoneSource& source, TDateTime now);
@@ -73,8 +73,8 @@ string VqIanaTimeZoneOf(const string& windowsId, const string& region = "001");
 /// True for a name that the zone database knows.
 bool VqIsIanaTimeZone(const string& ianaId);
 
-/// Minutes east of UTC at a time (UTC), daylight saving included. Raises EConvertError for a name that the zone
-/// database does not know.
+/// Minutes east of UTC at a point in time (UTC), daylight saving included. Raises EConvertError for a name that the
+/// zone database does not know.
 std::int32_t VqUtcOffsetMinutes(const string& ianaId, TDateTime utc);
 /// The same without daylight saving.
 std::int32_t VqStandardOffsetMinutes(const string& ianaId, TDateTime utc);

@@ -11,14 +11,14 @@
 
 namespace velmore {
 
-/// Owns nothing but its settings; the HTTP client is another's and is forgotten when it goes away. No copies. One
-/// thread at a time. Raises what the HTTP layer raises, and the failures of IVqSOAPRequest::Send.
+/// The SOAP client. Owns nothing but its settings; the HTTP client is another's and is forgotten when it goes away. No
+/// copies. One thread at a time. Raises what the HTTP layer raises, and the failures of IVqSOAPRequest::Send.
 class TVqSOAPClient : public TVqComponent {
  public:
   /// `AOwner` may be empty. Needs SetHTTPClient and InitSOAPEnv before the first request.
   explicit TVqSOAPClient(TVqComponent* AOwner);
 
-  /// The object behind an IVqHTTPClient, through which requests go out. Raises a plain exception when it is none.
+  /// The object behind an IVqHTTPClient, through which requests go out. Raises a plain exception for any other object.
   void SetHTTPClient(TVqComponent* AClient);
   /// The endpoint, the prefix of envelope elements and the declarations of the envelope, in this order.
   void InitSOAPEnv(const string& AURL, const string& APrefix, const std::vector<TVqSOAPNamespace>& ANamespaces,

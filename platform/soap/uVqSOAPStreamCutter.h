@@ -9,7 +9,7 @@
 /// An envelope begins at the first "<" and ends with the closing tag whose name is "Envelope", behind whatever prefix
 /// and in whatever case; a declaration between two envelopes belongs to the second. Bytes before the first "<" are
 /// dropped. Tags are told by their characters alone: nothing is decoded, and comments are no exception. What comes out
-/// may still be no XML.
+/// need not be XML.
 ///
 /// Knows no socket and no thread, and talks to nobody.
 
@@ -26,10 +26,11 @@ class EVqSOAPStreamTooLong : public EVqException {
   using EVqException::EVqException;
 };
 
-/// Owns the bytes that were added and not taken yet, and nothing else; a copy copies them. One thread at a time.
+/// Takes bytes in and gives envelopes out. Owns the bytes that were added and not taken yet, and nothing else; a copy
+/// copies them. One thread at a time.
 ///
-/// Each byte is looked at once, whatever the pieces in which it comes, and moved a constant number of times, whatever
-/// the number of envelopes that came together.
+/// Each byte is looked at once, whatever the pieces in which the bytes come, and moved a constant number of times,
+/// whatever the number of envelopes that came together.
 class TVqSOAPStreamCutter {
  public:
   /// Far above what a server sends in one envelope.

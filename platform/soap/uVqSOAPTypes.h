@@ -2,7 +2,7 @@
 
 /// SOAP 1.1 messages: the envelope, requests with their headers, responses, faults.
 ///
-/// A message owns a share of its document, a request only looks at its client and raises once that is gone. To hold one
+/// A message owns a share of its document; a request does not own its client, and raises once the client is gone. One
 /// more TVqRef costs one atomic increment. One thread at a time. Nothing but `Send` talks to a server.
 
 #include "platform/http/uVqHTTPBase.h"
@@ -46,7 +46,7 @@ class IVqSOAPEnvelope : public virtual IVqObject {
 };
 
 /// Makes the response object of a request from the reply's bytes, which it takes over. For replies that must not become
-/// a tree as a whole. Asked only for bytes that begin as an envelope, with a status below 300.
+/// a tree as a whole. Called only for bytes that begin as an envelope, with a status below 300.
 using TVqSOAPResponseFactory = std::function<TVqRef<TVqSOAPResponse>(std::string ABytes, const string& AResponseName)>;
 
 /// A request that is being filled, and sent once or several times.
@@ -56,7 +56,7 @@ class IVqSOAPRequest : public virtual IVqSOAPEnvelope {
   virtual IVqDOMElement GetMethod() = 0;
   /// The qualified name of the response's element; empty for "the first one".
   virtual string GetResponseName() = 0;
-  /// Replaces the whole message by a copy of another one.
+  /// Replaces the whole message with a copy of another one.
   virtual void LoadEnvelope(IVqSOAPEnvelope& ASource) = 0;
   /// An HTTP header that goes out with this one request.
   virtual void AddHTTPHeader(const string& AName, const string& AValue) = 0;
@@ -68,8 +68,8 @@ class IVqSOAPRequest : public virtual IVqSOAPEnvelope {
   ///
   /// Raises EVqSOAPFault when the reply is a fault, EVqHTTPApiException for network errors and (12015) for refused
   /// credentials, EVqHTTPException with the status for any reply without a SOAP envelope, EVqXMLError with the place
-  /// for an envelope that is cut short or not well-formed, EVqSOAPUnexpectedReply for an answer to something else. A
-  /// server that is busy raises one of those that are EVqServerBusy as well. A plain exception when the client is gone,
+  /// for an envelope that is cut short or not well-formed, EVqSOAPUnexpectedReply for an answer to something else. When
+  /// the server is busy, what is raised is an EVqServerBusy as well. A plain exception when the client is gone,
   /// EVqNotSupported for any other `AKind`. After any of them the connection is not used again: what else stands on it
   /// is nobody's answer. `AResponse` is empty after a failure.
   virtual void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind AKind = TVqSOAPSendKind::synchronous,
@@ -104,8 +104,8 @@ class IVqSOAPResponse : public virtual IVqSOAPEnvelope {
   ~IVqSOAPResponse() = default;
 };
 
-/// What a reply may be at most as a document: nodes cost some 60 bytes each, and a server can write one in four. Pages
-/// of a thousand rows have a few ten thousand.
+/// What a reply may be at most as a document: a node costs some 60 bytes, and a server can write one in four bytes.
+/// Pages of a thousand rows have a few tens of thousands of nodes.
 constexpr TVqXMLLimits VqSOAPReplyLimits() {
   TVqXMLLimits limits;
   limits.MaxNodes = 4'000'000;
@@ -135,7 +135,7 @@ class TVqSOAPResponse : public TVqObject, public virtual IVqSOAPResponse {
   string FResponseName;
 };
 
-/// The server answered with a fault. What it said is empty where it did not say it.
+/// A fault with which the server answered. What the server did not say is empty.
 class EVqSOAPFault : public EVqException {
  public:
   /// What the operations below give.

@@ -22,10 +22,10 @@ class TVqStringStream : public TVqMemoryStream {
   /// The code page of the stream's bytes.
   std::int32_t GetCodePage() const noexcept { return FCodePage; }
 
-  /// Append text; a narrow one is in `ACodePage`.
+  /// Appends text; narrow text is in `ACodePage`.
   TVqStringStream& Add(const TVqUtf8View& AText);
   TVqStringStream& Add(std::string_view AText, std::int32_t ACodePage);
-  /// Everything, and replacing everything.
+  /// The whole text; setting replaces it.
   string GetAsString() const;
   void SetAsString(const TVqUtf8View& AText);
   /// The bytes in the stream's code page.

@@ -9,8 +9,8 @@
 ///
 /// Nodes, elements, attributes and documents are value handles: a pointer to the node and a counted reference to its
 /// document. They are copied and passed freely and always by value or const reference; "const" says nothing about the
-/// node behind. A handle that refers to nothing is a good citizen: reading it gives empty values, and only writing
-/// raises.
+/// node behind the handle. A handle that refers to nothing is a good citizen: reading it gives empty values, and only
+/// writing raises.
 ///
 /// What every class of this header has in common:
 /// - Owns: a share of the document. The last handle that goes takes the document with it, so nothing dangles.
@@ -143,7 +143,7 @@ inline constexpr std::int32_t kVqCodePageAscii = 20127;
 inline constexpr std::int32_t kVqCodePageLatin1 = 28591;
 inline constexpr std::int32_t kVqCodePageUtf8 = 65001;
 
-/// Bounds that a hostile document meets before memory does. Exceeding one raises EVqXMLError with the place.
+/// Bounds that stop a hostile document before memory runs out. Exceeding one raises EVqXMLError with the place.
 struct TVqXMLLimits {
   std::size_t MaxBytes = std::size_t{1} << 30;  ///< size of the document, as UTF-8
   std::uint32_t MaxDepth = 256;                 ///< nested elements, the root is 1
@@ -153,8 +153,8 @@ struct TVqXMLLimits {
   std::uint32_t MaxNodes = 4'000'000;
 };
 
-/// An argument of text: literals and UTF-8 are passed as they are, 16-bit text is converted once. Only for arguments:
-/// it refers to the caller's text and lives no longer than the call.
+/// A text argument: literals and UTF-8 are passed as they are, 16-bit text is converted once. Only for arguments: it
+/// refers to the caller's text and lives no longer than the call.
 class TVqUtf8View {
  public:
   /// Narrow text is UTF-8. A null pointer is the empty text.
@@ -240,7 +240,8 @@ class IVqDOMNode {
 
   /// The text of an element is all text inside it, that of child elements included; the text of an attribute is its
   /// value. Setting replaces everything inside an element, child elements included. Raises EVqXMLError, with the place
-  /// in the text, for characters that XML cannot carry (controls but TAB, LF and CR; U+FFFE, U+FFFF; half surrogates).
+  /// in the text, for characters that XML cannot carry (controls except TAB, LF and CR; U+FFFE, U+FFFF; half
+  /// surrogates).
   string GetText() const;
   std::string GetTextAsUtf8() const;
   void SetText(const TVqUtf8View& AText) const;
@@ -267,9 +268,9 @@ class IVqDOMNode {
   IVqDOMElement GetParentElement() const;
   /// The document of this node, also when it was removed from the tree.
   IVqDOMDocument GetOwnerDocument() const;
-  /// Children of every kind: elements, text, comments; not attributes.
+  /// Number of children of every kind: elements, text, comments; not attributes.
   std::int32_t GetChildCount() const;
-  /// The children themselves, of every kind. The list does not follow later changes.
+  /// Whether there are children, and the children themselves, of every kind. The list does not follow later changes.
   bool HasChildren() const;
   TVqDOMNodeList GetChildren() const;
   /// The first child, and the neighbours below the same parent; empty when there is none.
@@ -280,16 +281,16 @@ class IVqDOMNode {
   // ---- Selection
 
   /// The first element, in document order, that the expression finds from here. The forms:
-  /// - a child path "Attachments/ItemAttachment", a path from the document's root
-  /// "/Envelope/Body/m:CreateItemResponse";
+  /// - a child path "Attachments/ItemAttachment", or a path from the document's root
+  ///   "/Envelope/Body/m:CreateItemResponse";
   /// - "*" for any element, ".//Name" for any depth below this node, "//Name" for any depth in the document;
   /// - conditions on attributes, children, own text and position: [@Key="HomePhone"],
   ///   [(@PropertySetId="...") and (@PropertyId="1")], [./MailboxType="Contact"], [Type="EXPR"], [0];
   /// - ".." for the parent and "." for the node itself.
   ///
-  /// Positions count from zero. Values are compared exactly, but those of @PropertyTag as numbers ("0x0E07" finds
-  /// "0xe07"). A surplus "]" behind a condition is ignored. Names are compared as the options say; without
-  /// soIgnorePrefix a name without prefix finds only elements without prefix.
+  /// Positions count from zero. Values are compared exactly, except those of @PropertyTag, which are compared as
+  /// numbers ("0x0E07" finds "0xe07"). A surplus "]" behind a condition is ignored. Names are compared as the options
+  /// say; without soIgnorePrefix a name without prefix finds only elements without prefix.
   ///
   /// Nothing found gives an empty handle, raises EVqXMLError (soRaise), or makes what is missing (soCreate): the path
   /// is followed as far as it exists, and the rest is appended, attribute conditions as attributes and child conditions
@@ -303,13 +304,13 @@ class IVqDOMNode {
 
   // ---- Tree surgery
 
-  /// Appends a node. One of this document moves here (out of its old place, also when it was removed before); one of
-  /// another document is copied. Gives the node in its new place. Raises a plain exception when a node would become its
-  /// own descendant, or the document would have two roots.
+  /// Appends a node. A node of this document moves here (out of its old place, or from outside the tree if it was
+  /// removed before); one of another document is copied. Gives the node in its new place. Raises a plain exception when
+  /// a node would become its own descendant, or the document would have two roots.
   IVqDOMNode AddChild(const IVqDOMNode& ANode) const;
   /// Takes a child out of the tree; it stays valid. Raises EListError when it is no child of this node.
   void RemoveChild(const IVqDOMNode& ANode) const;
-  /// Takes everything inside out; nodes that are still held stay valid. Attributes stay.
+  /// Takes out everything inside; nodes that are still held stay valid. Attributes stay.
   void RemoveAllChildren() const;
   /// A copy in a document of its own, with or without what is inside (attributes always).
   IVqDOMNode CloneNode(bool ADeep) const;
@@ -352,7 +353,7 @@ class IVqDOMAttribute : public IVqDOMNode {
   /// Empty when the node is no attribute.
   explicit IVqDOMAttribute(const IVqDOMNode& ANode);
 
-  /// The name with its prefix, and the value. Raises when it is set as SetText does.
+  /// The name with its prefix, and the value. Setting raises as SetText does.
   string GetName() const { return GetQualifiedName(); }
   string GetValue() const { return GetText(); }
   void SetValue(const TVqUtf8View& AValue) const { SetText(AValue); }
@@ -381,7 +382,7 @@ class IVqDOMElement : public IVqDOMNode {
   std::int32_t ElementCount() const;
   /// The child elements. Asking again costs nothing until the document changes.
   TVqDOMElementList GetChildElements() const;
-  /// Whether there is a child element, of this name or at all. Of the options those on names count.
+  /// Whether there is a child element, of this name or at all. Of the options only those on names count.
   bool HasChildElement(const TVqUtf8View& AName, TVqDOMSelectOptions AOptions = {}) const;
   bool HasChildElements() const;
   /// The first child element, and the neighbours below the same parent; empty when there is none.
@@ -409,7 +410,7 @@ class IVqDOMElement : public IVqDOMNode {
   void RemoveAttribute(const TVqUtf8View& AName) const;
   /// Removes every attribute, namespace declarations too.
   void RemoveAllAttributes() const;
-  /// Whether there is such an attribute. Of the options those on names count.
+  /// Whether there is such an attribute. Of the options only those on names count.
   bool HasAttribute(const TVqUtf8View& AName, TVqDOMSelectOptions AOptions = {}) const;
   /// The attributes in document order, namespace declarations among them. The list does not follow later changes.
   std::int32_t AttributeCount() const;
@@ -462,15 +463,15 @@ class IVqDOMDocument : public IVqDOMNode {
   void LoadFromFile(const string& AFileName) const;
   /// Bytes in memory, as they came from the wire.
   void LoadFromBytes(std::string_view ABytes, std::int32_t ACodePage = kVqCodePageDefault) const;
-  /// Everything out. Nodes that are still held stay valid, outside of the document.
+  /// Takes out everything. Nodes that are still held stay valid, outside the document.
   void Clear() const;
   /// Limits for what is loaded from now on.
   void SetLimits(const TVqXMLLimits& ALimits) const;
   TVqXMLLimits GetLimits() const;
-  /// Empty takes the handler away.
+  /// An empty one takes the handler away.
   void SetOnParseError(TParseErrorEvent AHandler) const;
 
-  /// Write the document, in the code page that it was made or read with when none is told. The first flag writes an
+  /// Write the document, in the code page that it was made or read with when none is given. The first flag writes an
   /// XML declaration, the second one indents.
   void SaveToStream(TVqStream& AStream, bool ADeclaration, bool AIndent) const;
   void SaveToStream(TVqStream& AStream, std::int32_t ACodePage, bool ADeclaration, bool AIndent) const;
@@ -515,14 +516,14 @@ class TVqDOMDocument : public IVqDOMDocument {
   explicit TVqDOMDocument(const TVqUtf8View& AText);
   /// `ACodePage` is what the document is written in when nothing else is said.
   TVqDOMDocument(const TVqUtf8View& AText, std::int32_t ACodePage);
-  /// Parsed from the stream, whose bytes are in this code page; 0 finds out.
+  /// Parsed from the stream, whose bytes are in this code page; 0 finds out which it is.
   TVqDOMDocument(TVqStream& AStream, std::int32_t ACodePage);
 };
 
 /// Parses text into a document. Raises EVqXMLError.
 IVqDOMDocument VqCreateDOM(const TVqUtf8View& AText);
 
-/// Elements that were found together. Keeps the document alive; a copy costs two increments; `GetItem` is constant
+/// Elements that were found together. Keeps the document alive; a copy costs two increments; `GetItem` takes constant
 /// time.
 class TVqDOMElementList {
  public:
@@ -530,7 +531,7 @@ class TVqDOMElementList {
 
   /// How many there are.
   std::int32_t Count() const noexcept;
-  /// By position from 0. Raises EListError outside.
+  /// By position from 0. Raises EListError for a position outside.
   IVqDOMElement GetItem(std::int32_t AIndex) const;
   /// The first one with this qualified name, else with this local name; empty when there is none.
   IVqDOMElement GetItem(const TVqUtf8View& AName) const;

@@ -48,11 +48,11 @@ enum class TVqXMLSchemaRule : std::uint8_t { Optional, Required, Many, NonEmpty,
 /// One row of a class's table: a member as the schema declares it. Lives in read-only memory.
 struct TVqXMLSchemaMember {
   std::string_view Name;  ///< with prefix for an element ("t:Subject"), bare for an attribute ("BodyType")
-  /// An element or an attribute; how often it stands there; and its type.
+  /// An element or an attribute; how often it stands in the record; and its type.
   TVqDOMNodeType NodeType = TVqDOMNodeType::ntElement;
   TVqXMLSchemaRule Rule = TVqXMLSchemaRule::Optional;
   TVqTypeInfo Type;
-  const TVqXMLSchemaClass* Class = nullptr;  ///< of a class, and of an array's entries if they are records
+  const TVqXMLSchemaClass* Class = nullptr;  ///< the class of a record, or of an array's entries if they are records
 };
 
 /// What is known of one member of a record. A value; a copy copies the name.
@@ -80,8 +80,8 @@ class TVqXMLSchemaInfo {
   const string& GetName() const noexcept { return FName; }
   /// 0 for optional, 1 for required.
   std::int32_t GetMinOccurs() const noexcept { return FMinOccurs; }
-  /// -1 for any number. Some arrays of the schema are registered with 1, and on purpose: it restricts nothing and is
-  /// told as it always was.
+  /// -1 for any number. Some arrays of the schema are registered with 1, on purpose: the number restricts nothing and
+  /// is given as registered.
   std::int32_t GetMaxOccurs() const noexcept { return FMaxOccurs; }
   /// True for an attribute that must be there.
   bool GetRequired() const noexcept { return FRequired; }
@@ -105,9 +105,9 @@ namespace detail {
 class TVqXMLNameIndex;
 }  // namespace detail
 
-/// A record class at run time: its name, its base, its members, and a way to make a record of it. One constant object a
-/// class (`TEwsMessage::SchemaClass()`), alive as long as the program, for any number of threads. Only `GetMember` and
-/// `CreateRecord` raise.
+/// A record class at run time: its name, its base, its members, and a way to make a record of it. One constant object
+/// per class (`TEwsMessage::SchemaClass()`), alive as long as the program, for any number of threads. Only `GetMember`
+/// and `CreateRecord` raise.
 class TVqXMLSchemaClass {
  public:
   /// A new record, owned by the caller.
@@ -128,7 +128,7 @@ class TVqXMLSchemaClass {
 
   /// "TEwsMessage".
   std::string_view GetName() const noexcept { return FName; }
-  /// Empty for the root of all records.
+  /// Null for the root of all records.
   const TVqXMLSchemaClass* GetBase() const noexcept { return FBase; }
   /// True for the class itself, too.
   bool InheritsFrom(const TVqXMLSchemaClass& AOther) const noexcept;
@@ -152,10 +152,10 @@ class TVqXMLSchemaClass {
   TVqTypeInfo GetTypeInfo(std::string_view AName) const;
 
   /// The first child element with this name, prefix included, made if missing at its place among the members of this
-  /// class. For code that has an element of the class, and no record.
+  /// class. For code that has an element of the class but no record.
   IVqDOMElement ChildOf(const IVqDOMElement& AParent, std::string_view AName) const;
-  /// One more child element at its place among the members of this class. Siblings that the class does not know stay
-  /// where they are.
+  /// Makes one more child element, at its place among the members of this class. Siblings that the class does not know
+  /// stay where they are.
   IVqDOMElement InsertInto(const IVqDOMElement& AParent, std::string_view AName) const;
 
  private:
@@ -177,7 +177,7 @@ extern const TVqXMLSchemaClass RootSchemaClass;           // of TVqXMLSchemaElem
 extern const TVqXMLSchemaClass SimpleContentSchemaClass;  // of TVqXMLSchemaSimpleContentElement
 }  // namespace detail
 
-/// Asked when a typed getter misses a member: the record (empty when the property layer asks) and the member. The
+/// Asked when a typed getter does not find a member: the record (null when the property layer asks) and the member. The
 /// handler may add the member to the tree; the getter then looks again.
 using TVqGetSOAPElementEvent = std::function<void(TVqXMLSchemaElement* ARecord, const TVqXMLSchemaInfo& AInfo)>;
 
@@ -305,15 +305,15 @@ class TVqXMLSchemaElement : public TVqObjectEx {
   static const TVqXMLSchemaClass& SchemaClass() noexcept;
   /// The class of the record that this really is.
   virtual const TVqXMLSchemaClass& GetSchemaClass() const noexcept;
-  /// "TEwsMessage". A class of an application's own without a table gives the name of its base.
+  /// "TEwsMessage". An application's own class without a table gives the name of its base.
   string ClassName() const { return GetSchemaClass().GetName(); }
 
   /// The element itself. Raises a plain exception when this record was discarded.
   const IVqDOMElement& AsElement() const { return Element(); }
   /// The element's markup, its own tag included.
   string GetXML() const { return Element().GetXML(); }
-  /// Gives the record up, and with it every record and array that it handed out: using one raises a plain exception
-  /// from now on. The document is let go.
+  /// Gives up the record, and with it every record and array that it handed out: using one of them raises a plain
+  /// exception from now on. The document is let go.
   void Discard() noexcept;
   /// Copies attributes and everything inside onto the other record's element, in place of what that had.
   void AssignTo(TVqXMLSchemaElement& ATarget) const;
@@ -338,7 +338,8 @@ class TVqXMLSchemaElement : public TVqObjectEx {
   // What the accessors of the records are made of. An index that the record does not have raises EListError with
   // "Invalid Schema Index". Getters give the empty value for a missing node and for a node without text.
 
-  /// The node of a member; missing, it is made at its place among the members of the whole class chain, or not.
+  /// The node of a member. A missing one is made, if `ACreate`, at its place among the members of the whole class
+  /// chain.
   IVqDOMNode GetNodeByIndex(std::int32_t AIndex, bool ACreate);
 
   /// The text as it stands, or converted.
@@ -393,7 +394,8 @@ class TVqXMLSchemaElement : public TVqObjectEx {
   /// The array of a member, made once and owned by this record. Never asks for the member: an array only looks.
   template <typename T>
   TVqXMLSchemaElementArray<T>& GetArray(std::int32_t AIndex) const;
-  /// The value of T that is named like the present alternative of a choice group; the first value when none is there.
+  /// The value of T that has the name of the alternative present in a choice group; the first value when none is
+  /// present.
   template <VqTextEnum T>
   T GetChoice(std::int32_t AGroup) const {
     return static_cast<T>(ChoiceOf(AGroup, VqEnumInfoOf(T{})));
@@ -409,10 +411,10 @@ class TVqXMLSchemaElement : public TVqObjectEx {
 
   // ---- Serialisation
 
-  /// The record as text. Raises a plain exception for any other format than dsfXML and dsfJSON.
+  /// The record as text. Raises a plain exception for any format other than dsfXML and dsfJSON.
   string Serialize(TVqDataSerializationFormatType AFormat) const;
-  /// Puts what a text of `Serialize` holds in place of everything in this record's element. Child records and arrays
-  /// are discarded. Raises EVqXMLError, and changes nothing, for text that is not well-formed.
+  /// Replaces everything in this record's element by what a text of `Serialize` holds. Child records and arrays are
+  /// discarded. Raises EVqXMLError, and changes nothing, for text that is not well-formed.
   void Deserialize(TVqDataSerializationFormatType AFormat, const string& AText);
   /// The element's markup. A target namespace, if given, is declared for the element's prefix; without namespaces,
   /// prefixes and declarations are left out.
@@ -482,11 +484,11 @@ class TVqXMLSchemaArray : public TVqObjectEx {
  public:
   ~TVqXMLSchemaArray() override;
 
-  /// Number of entries: all elements of the entries' name at any depth below the parent, on purpose: entries of
-  /// lists in lists are found so. An entry that holds an element of the same name counts for two.
+  /// Number of entries: all elements of the entries' name at any depth below the parent, on purpose: entries of lists
+  /// in lists are found that way. An entry that holds an element of the same name counts for two.
   std::int32_t Count() const { return static_cast<std::int32_t>(Entries().size()); }
-  /// Takes an entry out of the tree. Its record is discarded; records of later entries that were asked for keep the
-  /// position under which they were. Raises EListError for a position that is not there.
+  /// Takes an entry out of the tree. Its record is discarded; records of later entries keep the position under which
+  /// they were asked for. Raises EListError for a position that is not there.
   void Delete(std::int32_t AIndex);
   /// Removes everything inside the parent, other members included. Records that were asked for stay valid.
   void Clear();
@@ -541,7 +543,7 @@ class TVqXMLArrayIterator {
 
 /// The entries of one name under one element, as records or (for text, numbers, GUIDs and enumerations) as values.
 ///
-/// Owns the records that were asked for, by position, until it goes itself. No copies. Belongs to its document's
+/// Owns the records that were asked for, by position, until it is destroyed. No copies. Belongs to its document's
 /// thread. Raises EListError for positions that are not there. Going through all entries by position is linear as long
 /// as the document does not change in between.
 template <typename T>

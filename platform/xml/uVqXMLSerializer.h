@@ -1,6 +1,7 @@
 #pragma once
 
-/// Plain values and objects as XML and JSON. A type takes part by one function that names its members, for both ways:
+/// Plain values and objects as XML and JSON. A type takes part through one function that names its members, for both
+/// directions:
 ///
 ///     struct TItemId { string Id; string ChangeKey; };
 ///     inline void VqDescribeRecord(TVqRecordVisitor& visitor, TItemId& value) {
@@ -64,7 +65,7 @@ class TVqRecordVisitor {
       if (child.GetQualifiedName() == string(AName.View())) Exchange(child, AValues.emplace_back());
     }
   }
-  /// A child element whose value is asked for and given by functions.
+  /// A child element whose value one function gives and another one takes.
   template <typename TGet, typename TSet>
   void Property(const TVqUtf8View& AName, TGet AGet, TSet ASet) {
     auto value = AGet();
@@ -103,7 +104,8 @@ void Describe(TVqRecordVisitor& visitor, void* value) {
 }
 }  // namespace detail
 
-/// A record as text, under a root of the given name. Raises a plain exception for a format that is none.
+/// A record as text, under a root of the given name. Raises a plain exception for a format other than dsfXML and
+/// dsfJSON.
 template <detail::SerializableRecord T>
 string VqSerialize(const T& AValue, TVqDataSerializationFormatType AFormat, const TVqUtf8View& ARootName = "Data") {
   T copy = AValue;
@@ -141,8 +143,8 @@ class TVqXMLSerializer {
   }
 };
 
-/// The converse. An unknown enumeration text gives the first value; empty text gives the empty value; other text that
-/// does not convert raises EConvertError.
+/// Single values from text, the converse. An unknown enumeration text gives the first value; empty text gives the empty
+/// value; other text that does not convert raises EConvertError.
 class TVqXMLDeserializer {
  public:
   /// The value of a text.
@@ -152,10 +154,10 @@ class TVqXMLDeserializer {
   }
 };
 
-/// Serialises values of one format; `VqCreateSerializerEx` and `VqCreateDeserializerEx` make them.
+/// Serialises values in one format; `VqCreateSerializerEx` and `VqCreateDeserializerEx` make them.
 class TVqSerializer {
  public:
-  /// For this format; raises nothing yet for one that is none.
+  /// For this format; raises nothing yet for one that does not exist.
   explicit TVqSerializer(TVqDataSerializationFormatType AFormat) : FFormat(AFormat) {}
   /// As VqSerialize, and as VqDeserialize below.
   template <detail::SerializableRecord T>

@@ -26,8 +26,8 @@ using TVqTimeZoneFormat = std::int32_t;
 inline constexpr TVqTimeZoneFormat kVqTimeZoneUtc = 0;
 inline constexpr TVqTimeZoneFormat kVqTimeZoneNone = 1;
 
-/// Decimal text. `VqXMLToInt` also reads a sign and the hexadecimal forms "0x3A45" and "0X3a45", these up to
-/// 0xFFFFFFFF (read as the same 32 bits). Outside of 32 bits raises.
+/// Decimal text. `VqXMLToInt` also reads a sign and the hexadecimal forms "0x3A45" and "0X3a45", the latter two up to
+/// 0xFFFFFFFF (read as the same 32 bits). A number beyond 32 bits raises.
 string VqIntToXML(std::int32_t AValue);
 std::int32_t VqXMLToInt(const TVqUtf8View& AText);
 string VqInt64ToXML(std::int64_t AValue);
@@ -47,11 +47,11 @@ bool VqXMLToBool(const TVqUtf8View& AText);
 /// Date and time, "2024-02-29T11:00:00Z". Written to the nearest millisecond, and milliseconds only if they are not
 /// zero. Reading takes "Z", an offset (converted to UTC) or none (taken as it stands), fractions of any length, years
 /// from 0001 to 9999, "24:00:00" as the next midnight, and a date alone. The last half millisecond of 9999, where
-/// servers put what never ends, is rounded down in both directions. Values outside of these years raise EConvertError
-/// when written.
+/// servers put what never ends, is rounded down in both directions. Values outside these years raise EConvertError when
+/// written.
 string VqDateTimeToXML(TDateTime AValue, TVqTimeZoneFormat AFormat = kVqTimeZoneUtc);
 TDateTime VqXMLToDateTime(const TVqUtf8View& AText, TVqTimeZoneFormat AFormat = kVqTimeZoneUtc);
-/// The date, "2024-02-29". Reading takes a time zone behind it and ignores it: a date is a day, wherever; a
+/// The date, "2024-02-29". Reading takes a time zone behind it and ignores it: a date is a day, wherever one is; a
 /// date-and-time gives its day.
 string VqDateToXML(TDateTime AValue);
 TDateTime VqXMLToDate(const TVqUtf8View& AText);

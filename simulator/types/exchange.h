@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a simulator tells of the requests that it was asked.
+/// What a simulator tells of the requests that it received.
 
 #include <cstdint>
 #include <map>
@@ -11,7 +11,7 @@
 
 namespace velmore::simulator {
 
-/// Counts what happened; see Simulator::Counters.
+/// Counts of what happened; see Simulator::GetCounters.
 struct Counters {
   std::uint64_t connections = 0;                    ///< accepted, HTTP and HTTPS together
   std::uint64_t requests = 0;                       ///< HTTP requests read to their end

@@ -18,8 +18,8 @@ namespace velmore::simulator {
 /// queue; a request takes the first that fits its operation.
 struct Fault {
   std::string operation = {};  ///< "GetItem", or empty for any; compared without case
-  int skip = 0;                ///< lets so many fitting requests pass first
-  int times = 1;               ///< plays so often; negative: for ever
+  int skip = 0;                ///< lets this many fitting requests pass first
+  int times = 1;               ///< plays this many times; negative: for ever
   bool execute = false;        ///< carry the operation out although its reply is replaced or lost
 
   std::chrono::milliseconds delay{0};  ///< waits before replying; ends early when the simulator stops
@@ -40,9 +40,9 @@ struct Fault {
 
   // What happens to the bytes of the reply.
   bool close_before_reply = false;  ///< ends the connection instead of answering
-  std::int64_t cut_at_byte = -1;    ///< ends the connection after so many bytes of the whole reply, head included
-  bool close_after_reply = false;   ///< ends the connection behind the reply without having said so
-  std::size_t piece_size = 0;       ///< writes the reply in pieces of so many bytes; 0: at once
+  std::int64_t cut_at_byte = -1;    ///< ends the connection after this many bytes of the whole reply, head included
+  bool close_after_reply = false;   ///< ends the connection after the reply without having said so
+  std::size_t piece_size = 0;       ///< writes the reply in pieces of this many bytes; 0: at once
 
   // What is different from then on.
   std::optional<Certificate> certificate = {};                  ///< shown to connections made later

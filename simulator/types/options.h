@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a simulator is made from: its users and its settings, and the exceptions that tell what is wrong with them.
+/// The settings of a simulator, users included, and the exceptions that tell what is wrong with them.
 
 #include <chrono>
 #include <cstddef>
@@ -29,7 +29,7 @@ class OptionError : public SimulatorError {
 enum class Access {
   kNone,      ///< sees nothing
   kReviewer,  ///< reads
-  kAuthor,    ///< reads, creates, changes and deletes what he created
+  kAuthor,    ///< reads and creates; changes and deletes what the same user created
   kEditor,    ///< reads, creates, changes and deletes
   kOwner,     ///< everything, subfolders included
 };
@@ -46,13 +46,13 @@ struct Grant {
 struct User {
   std::string name;          ///< log-on name; "DOMAIN\\name" and the SMTP address are accepted as well
   std::string smtp_address;  ///< primary address of the mailbox
-  /// The name that people see, and what the user logs on with.
+  /// The name that people see, and the password with which the user logs on.
   std::string display_name;
   std::string password;
   std::vector<Grant> grants = {};  ///< rights in other mailboxes
   bool may_impersonate = false;    ///< may act as any other user through t:ExchangeImpersonation
   bool archive = false;            ///< has an archive mailbox beside the mailbox
-  std::uint64_t quota_bytes = 0;   ///< what the mailbox may hold; 0: without end
+  std::uint64_t quota_bytes = 0;   ///< what the mailbox may hold; 0: no limit
 };
 
 /// An entry of the directory that has no mailbox here.
@@ -67,7 +67,7 @@ struct DirectoryList {
   /// The address and the name that people see.
   std::string smtp_address;
   std::string display_name;
-  std::vector<std::string> members = {};  ///< addresses, those of other lists, too
+  std::vector<std::string> members = {};  ///< addresses, those of other lists among them
 };
 
 /// Items to be made up for a folder, the same ones for the same number.
@@ -83,11 +83,11 @@ enum class Certificate {
   kValid,  ///< issued by the simulator's own authority for localhost and 127.0.0.1
   kExpired,
   kNotYetValid,
-  kUnknownIssuer,  ///< issued by an authority that CaCertificate() does not tell
+  kUnknownIssuer,  ///< issued by another authority than that of CaCertificate()
   kSelfSigned,
   kWrongName,   ///< issued for mail.elsewhere.example
   kWrongUsage,  ///< good for clients only
-  kRevoked,     ///< listed in CertificateRevocationList()
+  kRevoked,     ///< listed in CertificateRevocationListFile()
 };
 
 /// All settings, each with a default that suits a test.
@@ -105,17 +105,17 @@ struct Options {
   Certificate certificate = Certificate::kValid;
   std::vector<User> users = {};                  ///< those of users.json in the seed folder come on top
   std::vector<DirectoryContact> directory = {};  ///< found by ResolveNames beside the users
-  std::vector<DirectoryList> lists = {};         ///< found by ResolveNames, told by ExpandDL
+  std::vector<DirectoryList> lists = {};         ///< found by ResolveNames, expanded by ExpandDL
   std::vector<Fill> fills = {};                  ///< made up when the mailboxes are made
   std::uint64_t fill_seed = 1;                   ///< another number, other items
-  std::vector<std::string> domains = {};         ///< local beside those of the mailboxes: who is unknown there bounces
+  std::vector<std::string> domains = {};         ///< local besides the mailboxes': unknown addresses there bounce
   /// An organisation in one file: users, rooms, lists, contacts, domains, rights, quotas, version, items to be made up.
-  /// See docs/guide/simulator.md. What stands here beside it comes on top; empty: nothing.
+  /// See docs/guide/simulator.md. The other settings here come on top; empty: nothing.
   std::string settings_file = {};
   std::string seed_directory = {};    ///< folders of .eml files per mailbox; see samples/README.md; empty: nothing
   std::string record_directory = {};  ///< writes every exchange as files there; empty: no files
-  std::vector<std::string> authentication = {"Basic"};  ///< schemes offered, in this order; Basic and Bearer let in
-  /// How long the tokens of /oauth2/token let in.
+  std::vector<std::string> authentication = {"Basic"};  ///< schemes offered, in this order; Basic and Bearer admit
+  /// How long the tokens of /oauth2/token are good for.
   std::chrono::seconds token_lifetime{3600};
   /// Failures to be played, as a file: see docs/guide/simulator.md. Read by the constructor; empty: none.
   std::string script_file = {};
@@ -126,18 +126,18 @@ struct Options {
   /// runs, and by Stop(). Holds the passwords of the users. Empty: nothing is kept.
   std::string state_file = {};
   /// How long after a change the state file is written; longer when the mailboxes are so large that writing takes a
-  /// tenth of it.
+  /// tenth of that time.
   std::chrono::milliseconds state_interval{1000};
   bool browser_page = true;  ///< shows mailboxes and exchanges to a browser at "/", to anybody who can reach the port
   /// True accepts (and counts) the departures from the published schema that this library's own client makes at first;
-  /// a server that validates, and so this one, refuses them.
+  /// a server that validates refuses them, and so does this one otherwise.
   bool accept_departures = false;
-  int find_count_limit = 1000;                 ///< rows of a page at most, whatever the request asks for
-  int restricted_find_limit = 250;             ///< rows of a page at most when there is a restriction
+  int find_count_limit = 1000;                 ///< most rows of a page, whatever the request asks for
+  int restricted_find_limit = 250;             ///< most rows of a page when there is a restriction
   std::size_t max_request_bytes = 512u << 20;  ///< larger requests get HTTP 413
   std::size_t max_message_bytes = 384u << 20;  ///< larger items get ErrorMessageSizeExceeded
   bool gzip = true;                            ///< compress replies when the client accepts it
-  std::size_t chunk_bytes = 0;                 ///< write replies in chunks of so many bytes; 0: with a Content-Length
+  std::size_t chunk_bytes = 0;                 ///< write replies in chunks of this many bytes; 0: with a Content-Length
   std::size_t keep_exchanges = 1000;           ///< exchanges held in memory; the oldest go first
 };
 
