@@ -22,12 +22,12 @@ namespace velmore {
 struct TVqEWSAttachmentContent {
   /// The record over its element, a TEwsFileAttachment or a TEwsItemAttachment.
   std::unique_ptr<TEwsAttachment> Record;
-  /// What was fetched, or read from memory, is not fetched again.
+  /// True for content that was fetched, or read from memory: it is not fetched again.
   bool Retrieved = false;
   TItemAttachmentType ItemType = iaItem;
 };
 
-/// What a list and its attachments share; stays behind when the list goes, so that an attachment notices it.
+/// What a list and its attachments share; outlives the list, so that an attachment notices when the list is gone.
 struct TVqEWSAttachmentsState {
   /// The session that attachments are fetched through; the element of all attachments; the ids of those with edits;
   /// false when the list was given up.
@@ -44,8 +44,8 @@ struct TVqEWSAttachmentsState {
   void Discard() noexcept;
 };
 
-/// Base of both kinds. Owns a record over its element and keeps the tree alive; using it after its list is gone raises
-/// a plain exception. One thread at a time.
+/// Base of both kinds of attachments. Owns a record over its element and keeps the tree alive; using it after its list
+/// is gone raises a plain exception. One thread at a time.
 class TVqEWSAttachment : public TVqObject, public virtual IVqEWSAttachment {
  public:
   IVqDOMElement AsElement() override { return Record().AsElement(); }
@@ -118,8 +118,8 @@ class TVqEWSItemAttachment : public TVqEWSAttachment, public virtual IVqEWSItemA
   TVqEWSItemAttachment(std::shared_ptr<TVqEWSAttachmentsState> AState, const IVqDOMElement& AElement);
 
   TVqEWSAttachmentType GetAttachmentType() override { return attItem; }
-  /// Raises "Unsupported Attachment Type!" where the save could not make the attachment anew; asks the server for that
-  /// when it was not asked before.
+  /// Raises "Unsupported Attachment Type!" where the save could not make the attachment anew; to find out, asks the
+  /// server if it was not asked before.
   void SetModified() override;
   /// Raises what `SetModified` raises.
   void CheckAttachable();
@@ -143,11 +143,12 @@ class TVqEWSItemAttachment : public TVqEWSAttachment, public virtual IVqEWSItemA
   void Require(TItemAttachmentType AType, const char* AMessage);
 };
 
-/// The list. Owns nothing but the ids of modified attachments; made by an item, raises a plain exception from the
-/// item's next load on. One thread at a time. Positions that it does not have raise EListError.
+/// The list of an item's attachments. Owns nothing but the ids of modified attachments. Made by an item; from the
+/// item's next load on it raises a plain exception. One thread at a time. Positions that it does not have raise
+/// EListError.
 ///
-/// The list finds its entries at any depth, on purpose: once an attached item was fetched, its own files stand in it,
-/// too. Those belong to that item: changing or deleting one here raises.
+/// The list finds its entries at any depth, on purpose: once an attached item has been fetched, that item's own files
+/// are in the list, too. They belong to that item: changing or deleting one here raises.
 class TVqEWSAttachments {
  public:
   /// Over the record of an item's attachments, which must outlive the list.
@@ -162,11 +163,12 @@ class TVqEWSAttachments {
   TVqRef<IVqEWSAttachment> GetAttachment(std::int32_t AIndex);
   /// Removes attachments from the tree: all, or all that are not inline.
   void Clear(bool AClearInlineAttachments);
-  /// A file, with the MIME type that its name tells.
+  /// Adds a file, with the MIME type that its name tells.
   TVqRef<IVqEWSFileAttachment> AddAttachment(const string& AFileName);
-  /// The whole stream, whatever its position.
+  /// Adds the whole stream, whatever its position.
   TVqRef<IVqEWSFileAttachment> AddAttachment(const string& AName, const string& AContentType, TVqStream& AStream);
-  /// A copy of an item as it stands in memory. Attachments of its own that were never loaded are fetched by the save.
+  /// Adds a copy of an item as it stands in memory. The save fetches those of the item's own attachments that were
+  /// never loaded.
   TVqRef<IVqEWSItemAttachment> AddAttachment(const string& AName, const TVqRef<IVqEWSItem>& AItem);
   /// The attachment with that id (case does not matter), or an empty reference.
   TVqRef<IVqEWSAttachment> FindAttachment(const string& AAttachmentId);
@@ -175,14 +177,14 @@ class TVqEWSAttachments {
 
   /// The attachments of the item itself, in the order of the tree: what a save looks at.
   std::vector<TVqRef<IVqEWSAttachment>> OwnAttachments();
-  /// Fetches what the item's next save needs of an attachment that it makes (anew): its content and, to any depth, that
-  /// of the attachments inside, whose ids go. Raises what the server says when something cannot be fetched; nothing is
-  /// lost then.
+  /// Fetches what the item's next save needs of an attachment that it makes, or makes anew: its content and, to any
+  /// depth, that of the attachments inside, whose ids are removed. Raises what the server says when something cannot be
+  /// fetched; nothing is lost then.
   void Complete(IVqEWSAttachment& AAttachment);
-  /// From now on the list and every view of an attachment raise. Called by the item when it was loaded again.
+  /// From now on the list and every view of an attachment raise. Called by the item when it has been loaded again.
   void Discard() noexcept;
 
-  /// Of the element of all attachments, as TVqXMLSchemaElement has them.
+  /// These work on the element of all attachments, as the functions of TVqXMLSchemaElement do.
   string Serialize(TVqDataSerializationFormatType AFormat);
   void Deserialize(TVqDataSerializationFormatType AFormat, const string& AText);
   string AsXML(const string& ATargetNamespace = {}, bool AExcludeNamespaces = false);

@@ -1,7 +1,6 @@
 #pragma once
 
-/// Items of every kind: loading, lazy loading and saving. TVqEWSItem is the plain one; messages stand in
-/// uVqEWSMessage.h.
+/// Items of every kind: loading, lazy loading and saving. TVqEWSItem is the plain one; messages are in uVqEWSMessage.h.
 ///
 /// An item holds its state as two records: the current one, which getters read and setters write, and a copy as it came
 /// from the server. The server is asked for "AllProperties" once; what that leaves out is fetched one by one when it is
@@ -16,11 +15,11 @@ namespace velmore {
 
 class TVqBinResponse;
 
-/// What a setter takes: texts and bytes by reference.
+/// The type of a setter's argument: texts and bytes go by reference.
 template <typename T>
 using TVqSetterOf = std::conditional_t<std::is_same_v<T, string> || std::is_same_v<T, TBytes>, const T&, T>;
 
-// What a row of ews/tables/MemberRows*.inc becomes in its class; what it becomes in the source stands in
+// What a row of ews/tables/MemberRows*.inc becomes in its class; what it becomes in the source is in
 // uVqEWSMemberRows_p.h.
 #define VQ_DECLARE_Read(name, type, ...) type Get##name() override;
 #define VQ_DECLARE_Write(name, type, ...) \
@@ -30,7 +29,7 @@ using TVqSetterOf = std::conditional_t<std::is_same_v<T, string> || std::is_same
 #define VQ_DECLARE_Array(name, type, ...) TVqXMLSchemaElementArray<type>& Get##name() override;
 #define VQ_DECLARE_Own(...)
 
-/// The body of TVqEWSBaseItem<T>, the same for every record type: all item records derive from TEwsItem.
+/// The part of TVqEWSBaseItem<T> that is the same for every record type: all item records derive from TEwsItem.
 ///
 /// Owns its envelope, attachments and categories; keeps its creator alive. Lives by its reference count. One thread at
 /// a time. Getters may ask the server and raise; see IVqEWSItem for each operation.
@@ -63,7 +62,7 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   void SaveToStream(TVqStream& AStream) override;
   const std::vector<TVqEWSRefusedDeletion>& GetRefusedDeletions() const override { return FRefusedDeletions; }
 
-  /// Reads the item again (m:GetItem): new records, no attachments, categories or recipients in hand.
+  /// Reads the item again (m:GetItem): the records are new, and no attachments, categories or recipients are in hand.
   virtual void ReloadItem(const TItemId& AItemId);
   /// Deletes the inline images that a save made out of the body's pictures ("_inlineImg0" and so on). In memory: the
   /// save sends it.
@@ -94,8 +93,8 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   TServerVersion ServerVersion() const { return ActiveSession().GetServerVersion(); }
   /// Raises a plain exception when the server is older.
   void NeedsVersion(TServerVersion ARequired, const char* AFeature) const;
-  /// The HTML that came from somebody else: pictures of this machine that it names are not taken. The body as it was
-  /// loaded.
+  /// The HTML that came from somebody else: pictures of this machine that it names are not taken. Here: the body as it
+  /// was loaded.
   virtual string ForeignHtml();
   /// "Message", "Item": the local name of the item's element.
   string ElementName();

@@ -9,19 +9,19 @@ namespace velmore {
 /// A file, or an item inside the item.
 enum TVqEWSAttachmentType : std::int32_t { attFile, attItem };
 
-/// One attachment. A view into its item: it may not outlive the item, and using it then raises a plain exception.
-/// Setters mark the attachment as modified; the item's save then replaces it on the server. The first setter of an
+/// One attachment. A view into its item: once the item is gone, using the attachment raises a plain exception. Setters
+/// mark the attachment as modified; the item's save then replaces it on the server. The first setter called on an
 /// attached item asks the server for that item, and raises "Unsupported Attachment Type!" for a kind that could not be
-/// made anew; setters of what belongs to an item inside raise.
+/// made anew. The setters of an attachment that belongs to an attached item raise.
 class IVqEWSAttachment : public virtual IVqObject {
  public:
-  /// Which of the two interfaces below it has.
+  /// Which of the two interfaces below this attachment has.
   virtual TVqEWSAttachmentType GetAttachmentType() = 0;
   /// The attachment's element in the item's tree.
   virtual IVqDOMElement AsElement() = 0;
   /// The record of the server's ids; empty for a new attachment. Owned by the item's tree.
   virtual TEwsAttachmentId& GetAttachmentId() = 0;
-  /// As the sender wrote it, and so never the name of a file: VqSafeFileName makes one of it.
+  /// The name as the sender wrote it. Never use it as the name of a file: VqSafeFileName makes a safe one of it.
   virtual string GetName() = 0;
   virtual void SetName(const string& AValue) = 0;
   /// The MIME type, "image/png".
@@ -33,11 +33,11 @@ class IVqEWSAttachment : public virtual IVqObject {
   /// A URI that stands for the content; empty as a rule.
   virtual string GetContentLocation() = 0;
   virtual void SetContentLocation(const string& AValue) = 0;
-  /// In bytes, as the server or the load told.
+  /// The size in bytes, as the server told it or as loading the content set it.
   virtual std::int32_t GetSize() = 0;
   /// Writes the number; the content stays.
   virtual void SetSize(std::int32_t AValue) = 0;
-  /// UTC; 0 when the server did not tell. Setting writes the text alone.
+  /// UTC; 0 when the server did not tell. The setter writes the text only.
   virtual TDateTime GetLastModifiedTime() = 0;
   virtual void SetLastModifiedTime(TDateTime AValue) = 0;
   /// True for what an HTML body shows.
@@ -46,7 +46,7 @@ class IVqEWSAttachment : public virtual IVqObject {
   virtual void SetIsInline(bool AValue) = 0;
   /// True when the item's next save replaces the attachment on the server.
   virtual bool GetModified() = 0;
-  /// Asks for that.
+  /// Asks for that replacement.
   virtual void SetModified() = 0;
 
  protected:
@@ -60,22 +60,22 @@ class IVqEWSFileAttachment : public virtual IVqEWSAttachment {
   virtual bool GetIsContactPhoto() = 0;
   /// Needs Exchange2010.
   virtual void SetIsContactPhoto(bool AValue) = 0;
-  /// Replaces the content by the whole stream. An empty stream (or none) leaves it and still marks the attachment as
-  /// modified.
+  /// Replaces the content by the whole stream. An empty stream (or none) leaves the content as it is, and still marks
+  /// the attachment as modified.
   virtual void LoadFromStream(TVqStream* AStream) = 0;
-  /// The same from a file; name and type of the attachment stay. Raises EStreamError.
+  /// The same from a file; the name and type of the attachment stay. Raises EStreamError.
   virtual void LoadFromFile(const string& AFileName) = 0;
   /// Writes the decoded content; may ask the server.
   virtual void SaveToStream(TVqStream& AStream) = 0;
-  /// The same into a new file, made only when the content is there. Raises EStreamError.
+  /// The same into a new file, which is made only once the content is there. Raises EStreamError.
   virtual void SaveToFile(const string& AFileName) = 0;
 
  protected:
   ~IVqEWSFileAttachment() = default;
 };
 
-/// An item inside an item, fetched with m:GetAttachment on first use. A getter of another kind than the item's raises a
-/// plain exception that says so.
+/// An item inside an item, fetched with m:GetAttachment on first use. A getter for another kind than the item's raises
+/// a plain exception that says so.
 class IVqEWSItemAttachment : public virtual IVqEWSAttachment {
  public:
   /// The kind of the item inside. The first call asks the server (m:GetAttachment, MIME content included), as does the

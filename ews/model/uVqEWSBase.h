@@ -1,7 +1,7 @@
 #pragma once
 
 /// The two roots of the object world: the abstract session that server-side objects see, and the base of every
-/// server-side object. Behind them the base of those objects that hold data: two trees, the one that the application
+/// server-side object. After them, the base of those objects that hold data: two trees, the one that the application
 /// edits and the one as loaded, and the properties that compare them.
 
 #include <map>
@@ -48,14 +48,15 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
   /// The address that the session's own user is likely to have, without asking anybody; empty when nothing tells one.
   virtual string GetOwnAddress() { return {}; }
 
-  /// What binds the session to one server of a farm; empty before the first reply that brought it.
+  /// What binds the session to one server of a farm; empty until a reply brings it.
   const string& GetExchangeCookie() const noexcept { return FExchangeCookie; }
   /// The token of the last logon with OAuth.
   const TVqOAuthAccessToken& GetAccessToken() const noexcept { return FAccessToken; }
 
-  /// The dictionary of Windows time zones: how many there are.
+  /// Number of time zones in the dictionary of Windows time zones.
   std::int32_t TimezoneCount() const noexcept { return static_cast<std::int32_t>(FEWSTimeZones.size()); }
-  /// The id at a position of the dictionary's own order, which is that of the ids. Raises EListError outside.
+  /// The id at a position of the dictionary, which is in the order of the ids. Raises EListError for a position that
+  /// does not exist.
   string GetTimezoneId(std::int32_t AIndex) const;
   /// Minutes east of UTC, without daylight saving. Raises EEWSException "The specified TimezoneId is not valid!".
   std::int32_t GetTimezoneOffset(const string& ATimezoneId) const;
@@ -68,17 +69,17 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
 
 /// Base of everything that stands for something on the server.
 ///
-/// Owns its id, and with `AKeepCreatorAlive` a reference on its creator; lives by its reference count and is made by
+/// Owns its id, and with `AKeepCreatorAlive` a reference to its creator; lives by its reference count and is made by
 /// MakeRef. One thread at a time. The session is found once, along the chain of creators; when it goes away the object
 /// lives on, and whatever needs the server raises "There is no active EWS Session!".
 class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
  public:
   /// `ACreator` is the session or another server-side object. Raises "Failed to find the EWS Session!" when the chain
   /// leads to none. A creator that is not kept alive must be kept by the application for as long as requests are made
-  /// through this object; one that went away is noticed and raises a plain exception.
+  /// through this object; when it has gone away, that is noticed and a plain exception is raised.
   TVqEWSObject(TVqComponent* ACreator, bool AKeepCreatorAlive);
 
-  /// A framed request; goes outward along the creators to the session, and each may add to it. Raises as
+  /// A framed request. The call goes along the creators to the session, and each may add to the request. Raises as
   /// IVqEWSSession::CreateRequest, and when the session is gone.
   virtual TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
                                                const string& AResponseName);
@@ -110,10 +111,10 @@ class TVqEWSObject : public TVqComponent, public virtual IVqEWSObject {
 };
 
 /// The session as one object sees it: requests go along the object's chain of creators, so that an impersonating store
-/// can add its header. Outlives the object; raises a plain exception then.
+/// can add its header. May outlive the object; raises a plain exception then.
 class TVqEWSObjectSession : public TVqObject, public virtual IVqEWSSession {
  public:
-  /// `AObject` is looked at until Forget.
+  /// `AObject` is used until Forget is called.
   explicit TVqEWSObjectSession(TVqEWSObject& AObject) : FObject(&AObject) {}
   /// To be called before the object goes.
   void Forget() noexcept { FObject = nullptr; }
@@ -138,11 +139,11 @@ class TVqEWSObjectSession : public TVqObject, public virtual IVqEWSSession {
   TVqEWSObject* FObject;
 };
 
-/// The body of TVqEWSPropObject<T>, the same for every record type.
+/// The part of TVqEWSPropObject<T> that is the same for every record type.
 ///
-/// Owns both records, the document of the second and the property list. The copy behind the second one is made when
-/// somebody compares, or right before the first change. Lives by its reference count (see TVqEWSObject). One thread at
-/// a time. Reading a property may ask the server and raise.
+/// Owns both records, the document of the second and the property list. The copy behind the second record is made for
+/// the first comparison, or right before the first change. Lives by its reference count (see TVqEWSObject). One thread
+/// at a time. Reading a property may ask the server and raise.
 class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObject, public IVqEWSFieldSource {
  public:
   TVqEWSProperties& GetProperties() override { return *FProps; }

@@ -3,8 +3,8 @@
 /// What every item has, whatever its kind.
 ///
 /// Every getter reads the item as it stands in memory. What the load left out is fetched from the server on first read
-/// (m:GetItem), so a getter can block and can raise; setters only write in memory, SaveChanges sends what differs. Who
-/// owns what, which thread may call and what is raised: see the head of uVqEWSInterfaces.h.
+/// (m:GetItem), so a getter can block and can raise; setters write in memory only, and SaveChanges sends what differs.
+/// Who owns what, which thread may call and what is raised: see the head of uVqEWSInterfaces.h.
 
 #include "ews/model/uVqEWSInterfaces.h"
 #include "platform/common/uVqSet.h"
@@ -34,7 +34,7 @@ enum TItemType : std::int32_t {
   tForwardItem,
 };
 
-/// What a save does when the item changed on the server meanwhile; the wire text ("ConflictResolution") is the name
+/// What a save does when the item has meanwhile changed on the server; the wire text ("ConflictResolution") is the name
 /// without "so".
 enum TVqEWSSaveOption : std::int32_t { soNeverOverwrite, soAutoResolve, soAlwaysOverwrite };
 
@@ -42,7 +42,7 @@ enum TVqEWSSaveOption : std::int32_t { soNeverOverwrite, soAutoResolve, soAlways
 /// name.
 enum TMessageDispositionType : std::int32_t { mdpSaveOnly, mdpSendAndSaveCopy, mdbSendOnly };
 
-/// The responses that the server allows to an item; the wire text is the name without "irt".
+/// The responses to an item that the server allows; the wire text is the name without "irt".
 enum TVqEWSItemResponseType : std::int32_t {
   irtAcceptItem,
   irtTentativelyAcceptItem,
@@ -73,18 +73,18 @@ struct TVqEwsTextBody {
   string Value;
 };
 
-/// An attachment that a save was to delete and the server would not.
+/// An attachment that a save was to delete but that the server refused to delete.
 struct TVqEWSRefusedDeletion {
-  /// The server's id of the attachment, which still stands on the item.
+  /// The server's id of the attachment, which is still on the item.
   string AttachmentId;
   /// What the server said.
   EEWSException Refusal;
 };
 
-/// Any item of a mailbox. Records and lists that getters return belong to the item as it was loaded: from its next load
-/// on, with which every save ends, they raise a plain exception, and so do recipients and attachments that somebody
-/// holds. A record that is not in the item is made empty by its getter; what reading makes is never sent. What "needs"
-/// a version raises a plain exception with an earlier server.
+/// Any item of a mailbox. Records and lists that getters return belong to the item as it was loaded. From its next load
+/// on (every save ends with one) they raise a plain exception, and so do recipients and attachments that are still
+/// held. A record that is not in the item is made, empty, by its getter; what reading makes is never sent. An operation
+/// that "needs" a version raises a plain exception with an earlier server.
 class IVqEWSItem : public virtual IVqEWSPropObject {
  public:
   /// The kind of the item: which interface and record it has.
@@ -102,10 +102,10 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
 
   /// The folder that holds the item; empty for a new one.
   virtual TEwsFolderId& GetParentFolderId() = 0;
-  /// "IPM.Note" and the like: by it mail programs choose a form.
+  /// "IPM.Note" and the like: mail programs choose a form by it.
   virtual string GetItemClass() = 0;
   virtual void SetItemClass(const string& AValue) = 0;
-  /// The subject, prefixes such as "RE:" included. At most 255 characters as a rule of servers.
+  /// The subject, prefixes such as "RE:" included. As a rule, servers allow at most 255 characters.
   virtual string GetSubject() = 0;
   virtual void SetSubject(const string& AValue) = 0;
   /// Normal, personal, private or confidential.
@@ -115,14 +115,14 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
   virtual TEwsBody& GetBody() = 0;
   /// The body's text, HTML or plain, as it was loaded.
   virtual string GetBodyText() = 0;
-  /// Text that starts with "<" (behind blanks) makes an HTML body, any other a plain one.
+  /// Text that starts with "<" (leading blanks aside) makes an HTML body, any other text a plain one.
   virtual void SetBodyText(const string& AValue) = 0;
-  /// The body as plain text, which the server makes (Exchange2013 and later t:TextBody, earlier a MAPI property); of a
-  /// new item the body as it stands.
+  /// The body as plain text, which the server makes (t:TextBody from Exchange2013 on, a MAPI property before that); for
+  /// a new item, the body as it stands.
   virtual TVqEwsTextBody GetTextBody() = 0;
   /// Built once, until the next reload. Owned by the item.
   virtual TVqEWSAttachments& GetAttachments() = 0;
-  /// When it arrived. These four are UTC, and 0 when the item has no such time.
+  /// When it arrived. This time and the three below are UTC, and 0 when the item has no such time.
   virtual TDateTime GetDateTimeReceived() = 0;
   /// When it was sent.
   virtual TDateTime GetDateTimeSent() = 0;
@@ -130,14 +130,14 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
   virtual TDateTime GetDateTimeCreated() = 0;
   /// When anybody changed it last.
   virtual TDateTime GetLastModifiedTime() = 0;
-  /// In bytes.
+  /// The size in bytes.
   virtual std::int32_t GetSize() = 0;
   /// Built once, until the next reload. Owned by the item.
   virtual TVqEWSStrings& GetCategories() = 0;
   /// Low, normal or high.
   virtual TImportanceChoices GetImportance() = 0;
   virtual void SetImportance(TImportanceChoices AValue) = 0;
-  /// The Internet message id that this one answers.
+  /// The Internet message id of the message that this one answers.
   virtual string GetInReplyTo() = 0;
   virtual void SetInReplyTo(const string& AValue) = 0;
   /// True when it was given to the server for sending.
@@ -146,24 +146,24 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
   virtual bool GetIsDraft() = 0;
   /// True when the mailbox's owner sent it to himself.
   virtual bool GetIsFromMe() = 0;
-  /// True for one that was sent again.
+  /// True for an item that was sent again.
   virtual bool GetIsResend() = 0;
   /// True when it is as it arrived.
   virtual bool GetIsUnmodified() = 0;
-  /// As the server counts: inline pictures are none.
+  /// Whether it has attachments, as the server counts: inline pictures are none.
   virtual bool GetHasAttachments() = 0;
   /// The headers under which a message travelled, as far as the server gives them.
   virtual TEwsNonEmptyArrayOfInternetHeaders& GetInternetMessageHeaders() = 0;
   /// What may be done in answer (t:ResponseObjects), as a record and as a set.
   virtual TEwsNonEmptyArrayOfResponseObjects& GetAllowedResponseActions() = 0;
   virtual TVqEWSItemResponseTypes GetAllowedResponseTypes() = 0;
-  /// What the reminder counts back from. UTC.
+  /// The time that the reminder counts back from. UTC.
   virtual TDateTime GetReminderDueBy() = 0;
   virtual void SetReminderDueBy(TDateTime AValue) = 0;
   /// Whether there is a reminder (t:ReminderIsSet).
   virtual bool GetIsReminderSet() = 0;
   virtual void SetIsReminderSet(bool AValue) = 0;
-  /// When it rings next, UTC. Needs Exchange2013.
+  /// When the reminder rings next. UTC. Needs Exchange2013.
   virtual TDateTime GetReminderNextTime() = 0;
   virtual void SetReminderNextTime(TDateTime AValue) = 0;
   /// Minutes before the due time.
@@ -177,7 +177,7 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
   virtual void SetCulture(const string& AValue) = 0;
   /// What the user may do with the item.
   virtual TEwsEffectiveRights& GetEffectiveRights() = 0;
-  /// Display name of who changed it last.
+  /// Display name of the person who changed it last.
   virtual string GetLastModifiedName() = 0;
   /// True for an item that stands beside the folder's contents (associated contents). Needs Exchange2010.
   virtual bool GetIsAssociated() = 0;
@@ -195,14 +195,14 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
   virtual TBytes GetInstanceKey() = 0;
   /// Addresses, dates and the like that the server found in the text. Needs Exchange2013.
   virtual TEwsEntityExtractionResult& GetEntityExtractionResult() = 0;
-  /// When the item goes to the archive. No version is asked for here; servers know it from Exchange2013 on.
+  /// When the item goes to the archive. No version is checked here; servers know it from Exchange2013 on.
   virtual TEwsRetentionTag& GetArchiveTag() = 0;
   /// The extended properties that are in the item's tree. `PropertyByName` loads and adds them.
   virtual TVqXMLSchemaElementArray<TEwsExtendedProperty>& GetExtendedProperty() = 0;
   /// The icon that mail programs show. Needs Exchange2013.
   virtual TIconIndex GetIconIndex() = 0;
-  /// The whole item as base64 of its MIME text, loaded on first use. A draft's is given "X-Unsent: 1" as its first
-  /// line, and changed by that.
+  /// The whole item as base64 of its MIME text, loaded on first use. A draft's content is given "X-Unsent: 1" as its
+  /// first line, which changes the record.
   virtual TEwsMimeContent& GetMimeContent() = 0;
   /// The body as harmless HTML. Needs Exchange2013.
   virtual TEwsBody& GetNormalizedBody() = 0;
@@ -211,27 +211,27 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
   /// The first 256 characters of the body. Needs Exchange2013.
   virtual string GetPreview() = 0;
   virtual void SetPreview(const string& AValue) = 0;
-  /// The day on which the item goes. Needs Exchange2013.
+  /// The day on which the item is removed. Needs Exchange2013.
   virtual TDateTime GetRetentionDate() = 0;
   /// The entry id of MAPI. Needs Exchange2013.
   virtual TBytes GetStoreEntryId() = 0;
 
-  /// Whether others with rights to the folder may read it: sensitivity "Private". Setting writes the sensitivity and
-  /// the MAPI property of that meaning.
+  /// Whether the item is closed to others with rights to the folder: sensitivity "Private". The setter writes the
+  /// sensitivity and the MAPI property of that meaning.
   virtual bool GetIsPrivate() = 0;
   virtual void SetIsPrivate(bool AValue) = 0;
 
   /// Marks a property for deletion by the next save (t:DeleteItemField).
   virtual void DeleteProperty(const TVqEWSPropDef& APropDef) = 0;
   /// Fetches what the load left out, many names in one m:GetItem: plain names ("Subject"), or "PROPDEF:" and the key of
-  /// a definition. Nothing that is fetched so counts as changed. Asks nothing for a new item.
+  /// a definition. Nothing that is fetched in this way counts as changed. Asks nothing for a new item.
   virtual void GetAdditionalProperties(const std::vector<string>& AProps) = 0;
   /// Sends what changed (m:CreateItem or m:UpdateItem, m:DeleteAttachment, m:CreateAttachment) and reads the item again
   /// (m:GetItem).
   virtual void SaveChanges(TVqEWSSaveOption ASaveOption) = 0;
-  /// Attachments that saves of this object were to delete (they were taken away, or changed and so made anew), that the
-  /// server would not delete and that stood on the item when it was last loaded. A save does not fail for them;
-  /// SubmitMessage does, before anything is sent.
+  /// Attachments that a save of this object was to delete (because they were taken away, or were changed and so made
+  /// anew), that the server refused to delete, and that were still on the item when it was last loaded. A save does not
+  /// fail because of them; SubmitMessage does, before anything is sent.
   virtual const std::vector<TVqEWSRefusedDeletion>& GetRefusedDeletions() const = 0;
   /// The MIME content of a saved item, decoded into a file (m:GetItem). The content never stands in memory as a tree.
   virtual void SaveToFile(const string& AFileName) = 0;

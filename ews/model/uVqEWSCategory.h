@@ -1,6 +1,6 @@
 #pragma once
 
-/// One category of a mailbox's master list: a name with a colour and a short cut.
+/// One category of a mailbox's master list: a name with a colour and a shortcut.
 
 #include <memory>
 
@@ -20,8 +20,8 @@ class TVqEWSCategory {
 
   /// The name by which items carry the category.
   const string& GetName() const noexcept { return FName; }
-  /// 0x00BBGGRR: red in the lowest byte. The first colour, a red, when the attribute is absent; white for what is none
-  /// of the 25 colours.
+  /// 0x00BBGGRR: red in the lowest byte. The first colour, a red, when the attribute is absent; white for a value that
+  /// is none of the 25 colours.
   std::uint32_t GetColor() const noexcept { return FColor; }
   /// Ctrl and F2 to F12 as 0x4071 to 0x407B, or 0.
   std::uint16_t GetShortCut() const noexcept { return FShortCut; }
@@ -30,7 +30,7 @@ class TVqEWSCategory {
   void SetColor(std::uint32_t AValue) noexcept { FColor = AValue; }
   void SetShortCut(std::uint16_t AValue) noexcept { FShortCut = AValue; }
 
-  /// Of the element that the category was read from. Deserialize reads the values again.
+  /// These work on the element that the category was read from. Deserialize reads the values again.
   string Serialize(TVqDataSerializationFormatType AFormat) const;
   void Deserialize(TVqDataSerializationFormatType AFormat, const string& AText);
   string AsXML(const string& ATargetNamespace = {}, bool AExcludeNamespaces = false) const;

@@ -83,10 +83,10 @@ const TVqEnumInfo& VqEnumInfoOf(TVqEWSContainmentComparison) noexcept;
 /// A node of a server-side filter. Made by CreateRestriction of a table, which it does not keep alive: keep the table.
 class IVqEWSRestriction : public virtual IVqEWSObject {
  public:
-  /// Which of the interfaces below it has.
+  /// Which of the interfaces below this node has.
   virtual TVqEWSRestrictionType GetRestrictionType() = 0;
-  /// Writes the node and everything below it. A child or field that was never set raises a plain exception, and so do
-  /// nodes below nodes that go deeper than a request can carry.
+  /// Writes the node and everything below it. A child or field that was never set raises a plain exception, and so does
+  /// a tree that is deeper than a request can carry.
   virtual void SaveToStream(TVqStringStream& AStream) = 0;
 
  protected:
@@ -99,7 +99,7 @@ class IVqEWSRestrictionList : public virtual IVqEWSRestriction {
   /// Adds a child; the list keeps it. Raises a plain exception for an empty reference and for a child that holds the
   /// list.
   virtual void AddRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
-  /// Removes the child; nothing happens when it is none.
+  /// Removes a child; does nothing for a node that is not one of the children.
   virtual void RemoveRestriction(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
 
  protected:
@@ -126,7 +126,8 @@ class IVqEWSRestrictionNot : public virtual IVqEWSRestriction {
   ~IVqEWSRestrictionNot() = default;
 };
 
-/// A restriction on one field. Keeps the address of the definition, which must outlive it: rows of the tables do.
+/// A restriction on one field. Keeps the address of the definition, which must outlive the restriction: the rows of the
+/// tables do.
 class IVqEWSRestrictionField : public virtual IVqEWSRestriction {
  public:
   /// The field; null before it is set.
@@ -143,7 +144,7 @@ class IVqEWSRestrictionExists : public virtual IVqEWSRestrictionField {
   ~IVqEWSRestrictionExists() = default;
 };
 
-/// The field against a value. For text that a person typed, or that a program found somewhere, take `SetTextValue`.
+/// The field against a value. For text that a person typed, or that a program found somewhere, use `SetTextValue`.
 class IVqEWSRestrictionCompare : public virtual IVqEWSRestrictionField {
  public:
   /// How the field stands to the value; equal at first.
@@ -151,12 +152,13 @@ class IVqEWSRestrictionCompare : public virtual IVqEWSRestrictionField {
   virtual void SetCompareOperator(TVqEWSRestrictionOperator AValue) = 0;
   /// The value as it was set; its text in the request is that of VqVariantToXML.
   virtual const TVqVariant& GetValue() = 0;
-  /// The value's text stands between quotes as it is, so that it is markup: "Birch &amp; Sons". What would break out of
-  /// the quotes (a quote, "<", an "&" that begins no reference) or is no XML raises EVqXMLError with the field's name,
-  /// when it is set. Set the field first. With the session's StrictSchema the value is text, as for SetTextValue.
+  /// Sets the value as markup, "Birch &amp; Sons": its text is written between the quotes as it is. Text that would
+  /// break out of the quotes (a quote, "<", an "&" that begins no reference) or that is no XML raises EVqXMLError at
+  /// once; set the field first, so that the message can name it. With the session's StrictSchema the value is text, as
+  /// for SetTextValue.
   virtual void SetValue(const TVqVariant& AValue) = 0;
-  /// The value as text, "Birch & Sons", whatever stands in it: it is escaped in every form of requests. Raises
-  /// EVqXMLError for a character that XML cannot carry.
+  /// Sets the value as text, "Birch & Sons", whatever it contains: the text is escaped in every form of requests.
+  /// Raises EVqXMLError for a character that XML cannot carry.
   virtual void SetTextValue(const string& AValue) = 0;
 
  protected:
@@ -201,7 +203,7 @@ class IVqEWSRestrictionContent : public virtual IVqEWSRestrictionField {
   virtual void SetContainmentComparison(TVqEWSContainmentComparison AValue) = 0;
   /// The text as it was set.
   virtual string GetValue() = 0;
-  /// As markup and as text: see IVqEWSRestrictionCompare.
+  /// Set the text as markup, and as text: see IVqEWSRestrictionCompare.
   virtual void SetValue(const string& AValue) = 0;
   virtual void SetTextValue(const string& AValue) = 0;
 
@@ -209,31 +211,32 @@ class IVqEWSRestrictionContent : public virtual IVqEWSRestrictionField {
   ~IVqEWSRestrictionContent() = default;
 };
 
-/// A forward cursor over the contents of one folder, page by page. Pages are fetched by Open, First and Next and never
-/// ahead; only the current one is held. Records and fields of a row are valid until the cursor moves.
+/// A forward cursor over the contents of one folder, page by page. Pages are fetched by Open, First and Next, never
+/// ahead; only the current page is held. Records and fields of a row are valid until the cursor moves.
 class IVqEWSTableBase : public virtual IVqEWSObject {
  public:
   /// True when a page is held.
   virtual bool GetActive() = 0;
   /// The columns to ask for; add them before Open. Owned by the table.
   virtual TVqEWSFields& GetFields() = 0;
-  /// True asks for the first page, also in an open table; when that fails the table stays as it was. False drops the
-  /// present one.
+  /// True asks for the first page, even when the table is open; if that fails, the table stays as it was. False drops
+  /// the current page.
   virtual void SetActive(bool AValue) = 0;
-  /// True behind the last row on the server. (Not EOF, which is a macro of the C library.)
+  /// True after the last row on the server. (Not EOF, which is a macro of the C library.)
   virtual bool Eof() = 0;
-  /// The total on the server as the last answer told it, not the rows of the page.
+  /// The total number of rows on the server, as the last answer told it; not the number of rows in the page.
   virtual std::int32_t Count() = 0;
-  /// Opens the table on its first row; nothing when it is open.
+  /// Opens the table on its first row; does nothing when it is open.
   virtual void Open() = 0;
-  /// Back to the first row; asks the server only when a later page is held.
+  /// Goes back to the first row; asks the server only when a later page is held.
   virtual void First() = 0;
-  /// The next row; asks the server behind the last row of a page. Raises a plain exception when the server says that
-  /// more follows and names no place behind the page. What is no row that the library knows is read past.
+  /// Goes to the next row; after the last row of a page it asks the server for the next page. Raises a plain exception
+  /// when the server says that more rows follow but names no place after this page. Elements that are no rows known to
+  /// the library are skipped.
   virtual void Next() = 0;
-  /// A part for a filter of this table; asks nothing. Raises "Unsupported RestrictionType!".
+  /// A new node for a filter of this table; asks nothing of the server. Raises "Unsupported RestrictionType!".
   virtual TVqRef<IVqEWSRestriction> CreateRestriction(TVqEWSRestrictionType ARestrictionType) = 0;
-  /// The filter of the requests to come; rows already read stay. Empty for none.
+  /// Sets the filter of the requests to come; rows that were read already stay. An empty reference means no filter.
   virtual void Filter(const TVqRef<IVqEWSRestriction>& ARestriction) = 0;
   /// Whether the field is among the columns and, in an open table, whether the server gave it for the current row.
   /// Columns of dictionary entries are never there, see uVqEWSFields.h.
@@ -274,22 +277,22 @@ class IVqEWSFolders : public virtual IVqEWSTableBase {
   ~IVqEWSFolders() = default;
 };
 
-/// A folder as it was when it was loaded; a new object is the way to fresh numbers.
+/// A folder as it was when it was loaded; for fresh numbers, get a new object.
 class IVqEWSFolder : public virtual IVqEWSPropObject {
  public:
   /// The store that the folder was reached through; empty when there is none.
   virtual TVqRef<IVqEWSObject> GetMsgStore() = 0;
-  /// The folder around it, as loaded.
+  /// The parent folder, as loaded.
   virtual TItemId GetParentFolderId() = 0;
-  /// Its kind: of messages, calendar, contacts, tasks, a search.
+  /// The kind of folder: of messages, a calendar, contacts, tasks, a search.
   virtual TSetFolderFieldType GetFolderFieldType() = 0;
-  /// Number of subfolders when it was loaded.
+  /// Number of subfolders when the folder was loaded.
   virtual std::int32_t GetChildFolderCount() = 0;
   /// The name that people see, in their language.
   virtual string GetDisplayName() = 0;
-  /// What the user may do with it. Owned by the folder.
+  /// What the user may do with the folder. Owned by the folder.
   virtual TEwsEffectiveRights& GetEffectiveRights() = 0;
-  /// Number of items when it was loaded, and of those that nobody has read.
+  /// Number of all items, and of unread ones, when the folder was loaded.
   virtual std::int32_t GetTotalCount() = 0;
   virtual std::int32_t GetUnreadCount() = 0;
   /// Changes the name in memory only: folders cannot be saved.
@@ -308,23 +311,24 @@ class IVqEWSFolder : public virtual IVqEWSPropObject {
   virtual TVqRef<IVqEWSItems> GetItems() = 0;
   /// Loads an item (two m:GetItem: the first finds its class).
   virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
-  /// A new, unsaved item of this folder. Asks nothing of the server. Raises EVqNotSupported for a kind that no class of
-  /// this version makes.
+  /// A new, unsaved item of this folder. Asks nothing of the server. Raises EVqNotSupported for a kind that this
+  /// version has no class for.
   virtual TVqRef<IVqEWSItem> CreateItem(TItemType AItemType) = 0;
   /// Copies an item to another folder (m:CopyItem) and gives the copy's id. Raises EVqEWSIdNotTold when the copy was
-  /// made and the server does not tell its id, as for one in another mailbox: repeated, it makes a second one.
+  /// made but the server does not tell its id, as for a copy in another mailbox; repeating the call then makes a second
+  /// copy.
   virtual TItemId CopyItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) = 0;
   virtual TItemId CopyItem(const TItemId& AItemId, const TItemId& AFolderId) = 0;
-  /// A copy, then a hard delete of the original. When the deletion fails the copy stays; when the copy's id is not told
-  /// (EVqEWSIdNotTold) nothing is deleted.
+  /// Moves an item: a copy, then a hard delete of the original. When the deletion fails, the copy stays; when the
+  /// copy's id is not told (EVqEWSIdNotTold), nothing is deleted.
   virtual TItemId MoveItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) = 0;
   virtual TItemId MoveItem(const TItemId& AItemId, const TItemId& AFolderId) = 0;
   /// Deletes an item (m:DeleteItem).
   virtual void DeleteItem(const TEwsItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) = 0;
   virtual void DeleteItem(const TItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) = 0;
-  /// Stores a MIME message (m:CreateItem) and gives the new item's id. Without flags a message in the drafts counts as
-  /// unsent. `ASharingMode` is the open and sharing mode of the file, as the Windows API takes it; other systems do not
-  /// use it. A stream is read whole, whatever its position.
+  /// Stores a MIME message (m:CreateItem) and gives the new item's id. Without flags, a message imported into the
+  /// drafts folder counts as unsent. `ASharingMode` is the open and sharing mode of the file, as the Windows API takes
+  /// it; other systems do not use it. A stream is read whole, whatever its position.
   virtual TItemId ImportItem(const string& AFileName, std::uint16_t ASharingMode, TVqEWSMessageFlags AFlags) = 0;
   virtual TItemId ImportItem(TVqStream& AStream, TVqEWSMessageFlags AFlags) = 0;
 
@@ -335,8 +339,8 @@ class IVqEWSFolder : public virtual IVqEWSPropObject {
 /// A folder of calendar items.
 class IVqEWSCalendarFolder : public virtual IVqEWSFolder {
  public:
-  /// A table of the items between two points in time, occurrences expanded by the server, one page only. A second call
-  /// changes what earlier views ask for next.
+  /// A table of the items between two points in time, with occurrences expanded by the server; one page only. A second
+  /// call changes what earlier views ask for next.
   virtual TVqRef<IVqEWSItems> GetCalendarView(TDateTime AStart, TDateTime AEnd, std::int32_t AMaxEntriesReturned) = 0;
   /// Deletes a meeting and tells its attendees as asked.
   virtual void DeleteMeeting(const TEwsItemId& AItemId, TVqEWSFolderDeleteType ADeleteType,
@@ -364,7 +368,7 @@ enum TSizeRequested : std::int32_t {
 /// The master list of categories of a mailbox. Not part of this version: nothing makes one.
 class IVqEWSCategories : public virtual IVqObject {
  public:
-  /// Owned by the list. Raises EListError outside.
+  /// Owned by the list. Raises EListError for a position that does not exist.
   virtual TVqEWSCategory& GetCategory(std::int32_t AIndex) = 0;
   /// Name of the category that a quick click gives.
   virtual string GetDefaultCategory() = 0;
@@ -398,7 +402,7 @@ class IVqEWSOOF : public virtual IVqObject {
   virtual void SetExternalReply(const string& AValue) = 0;
   virtual void SetInternalReply(const string& AValue) = 0;
   virtual void SetStartTime(TDateTime AValue) = 0;
-  /// Switches everything off and sends it.
+  /// Switches everything off and sends that.
   virtual void Clear() = 0;
   /// Sends the settings (m:SetUserOofSettingsRequest).
   virtual void Apply() = 0;
@@ -416,7 +420,7 @@ class IVqEWSMsgStore : public virtual IVqEWSObject {
   virtual TVqRef<IVqEWSRecipient> GetIdentity() = 0;
   /// The id of a distinguished folder (m:GetFolder); raises when it does not exist.
   virtual TItemId GetFolderId(TDistinguishedFolderIdName AFolderType) = 0;
-  /// As GetFolderId, but false and an empty id for any failure, also one of the network.
+  /// As GetFolderId, but gives false and an empty id for any failure, even one of the network.
   virtual bool FindFolderId(TDistinguishedFolderIdName AFolderType, TItemId& FolderId) = 0;
   /// A folder by id (m:GetFolder; a calendar folder costs two).
   virtual TVqRef<IVqEWSFolder> GetFolder(const TItemId& AFolderId) = 0;
@@ -442,8 +446,8 @@ class IVqEWSImpersonatedMsgStore : public virtual IVqEWSMsgStore {
  public:
   /// The SMTP address of the user in whose name requests go out.
   virtual string GetImpersonatedUser() = 0;
-  /// Requests go out in this user's name from now on; an empty address adds no header. What the store has learnt of its
-  /// mailbox and its name stay: another mailbox is better opened by OpenMsgStore.
+  /// Requests go out in this user's name from now on; an empty address adds no header. The store keeps its name and
+  /// what it has learnt of its mailbox: another mailbox is better opened by OpenMsgStore.
   virtual void SetImpersonatedUser(const string& AValue) = 0;
 
  protected:

@@ -10,7 +10,7 @@
 
 namespace velmore {
 
-/// An id to be converted, or one that was. A plain value.
+/// An id to be converted, or a converted one. A plain value.
 struct TVqEwsAlternateId {
   /// The form of the id, and the id itself.
   TIdFormat Format = ifEwsLegacyId;
@@ -33,7 +33,8 @@ class IVqEwsNonEmptyArrayOfAlternateIds : public virtual IVqObject {
   ~IVqEwsNonEmptyArrayOfAlternateIds() = default;
 };
 
-/// The answer over its element. Owns a share of the reply's document; no copies; one thread at a time.
+/// The answer of ConvertId, read from its element. Owns a share of the reply's document; no copies; one thread at a
+/// time.
 class TVqEwsNonEmptyArrayOfAlternateIds : public TVqObject,
                                           public TEwsNonEmptyArrayOfAlternateIds,
                                           public virtual IVqEwsNonEmptyArrayOfAlternateIds {

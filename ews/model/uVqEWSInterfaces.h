@@ -1,18 +1,16 @@
 #pragma once
 
-/// What every server-side object is seen through: ids, failures, the session and the common interfaces. The interfaces
-/// of items stand in uVqEWSItemInterfaces.h, those of stores, folders and tables in uVqEWSFolderInterfaces.h,
-/// recipients in uVqEWSRecipients.h. What a search for a name gives comes with this one.
+/// What all server-side objects have in common: ids, failures, the session and the common interfaces. The interfaces of
+/// items are in uVqEWSItemInterfaces.h, those of stores, folders and tables in uVqEWSFolderInterfaces.h, those of
+/// recipients in uVqEWSRecipients.h. The result of a search for a name comes with this header.
 ///
 /// What the interfaces of all these headers have in common, unless one says otherwise:
-/// - Owns: its data; what a getter gives by reference belongs to it. An object keeps what it was reached through alive,
-/// the
-///   session aside.
-/// - Copy: none; to hold one more TVqRef costs one atomic increment.
+/// - Owns: its data; what a getter gives by reference belongs to the object. An object keeps alive what it was reached
+///   through, except for the session.
+/// - Copy: none; holding one more TVqRef costs one atomic increment.
 /// - Threads: one at a time, for the session and everything reached through it together.
-/// - Raises: EEWSException for a refusal, the exceptions of the transport, plain exceptions for misuse and once the
-/// session
-///   is gone. docs/errors.md tells all of them.
+/// - Raises: EEWSException for a refusal, the exceptions of the transport, and plain exceptions for misuse and once the
+///   session is gone. docs/errors.md tells all of them.
 
 #include "ews/model/uVqEWSResolution.h"
 #include "ews/schema/uVqEWSTypes.h"
@@ -79,16 +77,16 @@ class EEWSServerBusy : public EEWSException, public EVqServerBusy {
   const EVqException& Failure() const noexcept override { return *this; }
 };
 
-/// A request that changes something got a reply that is not its answer. It may have been carried out: look before
-/// repeating it.
+/// A request that changes something got a reply that is not its answer. The request may have been carried out: look
+/// before repeating it.
 class EVqEWSUnclearAnswer : public EVqXMLError {
  public:
-  /// The text tells what the reply lacks, and what that means.
+  /// The text says what the reply lacks, and what that means.
   explicit EVqEWSUnclearAnswer(const string& AMessage) : EVqXMLError(AMessage, 0, 0) {}
 };
 
 /// A request was carried out, and its answer does not tell the id of what it made, such as a copy in another mailbox.
-/// Repeated, it makes another one.
+/// Repeating the request makes another one.
 class EVqEWSIdNotTold : public EVqEWSUnclearAnswer {
  public:
   using EVqEWSUnclearAnswer::EVqEWSUnclearAnswer;
@@ -97,7 +95,7 @@ class EVqEWSIdNotTold : public EVqEWSUnclearAnswer {
 /// Which form requests have: the library's own, or that of the schema which servers publish. See uVqEWSWireForm.h.
 enum class TVqEWSWireForm { own, schema };
 
-/// The general version guard, when `AActual` is older than `ARequired`. Raises a plain exception with the text
+/// The general version guard, for when `AActual` is older than `ARequired`. Raises a plain exception with the text
 /// `"<feature>" is not supported by <actual>. This feature requires Exchange <required>!`
 void EwsCheckVersion(TServerVersion ARequired, TServerVersion AActual, const string& AFeature);
 
@@ -114,7 +112,8 @@ class IVqEWSSession : public virtual IVqObject {
   virtual TVqRef<IVqHTTPClient> CreateHTTPClient(bool AUseSession) = 0;
   /// A new SOAP client on `AHTTPClient`, owned by the session.
   virtual TVqSOAPClient* CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) = 0;
-  /// A framed request on `ASOAPClient`, or on the session's own when it is empty. Raises "You must logon first!".
+  /// A framed request on `ASOAPClient`, or on the session's own client when that is null. Raises
+  /// "You must logon first!".
   virtual TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
                                                const string& AResponseName) = 0;
   /// Raises EEWSException unless the response message says "Success".
@@ -129,7 +128,7 @@ class IVqEWSObject : public virtual IVqObject {
  public:
   /// The server id; empty for an object that the server does not know yet.
   virtual TItemId GetID() = 0;
-  /// The object or session that made this one. Not counted: see TVqEWSObject about its life.
+  /// The object or session that made this one. Not reference-counted: see TVqEWSObject about its life.
   virtual TVqComponent* GetCreatedBy() = 0;
 
  protected:
@@ -141,13 +140,14 @@ class IVqEWSPropObject : public virtual IVqEWSObject {
  public:
   /// Owned by the object. Reading a property may ask the server.
   virtual TVqEWSProperties& GetProperties() = 0;
-  /// Hands the object to the dialog that a user-interface layer installed; raises a plain exception when none is.
+  /// Hands the object to the dialog that a user-interface layer installed; raises a plain exception when none is
+  /// installed.
   virtual void DisplayProperties() = 0;
   /// The property of that definition, made when it is missing; may ask the server. Owned by the list, valid until the
   /// list is rebuilt.
   virtual TVqEWSProperty& PropertyByName(const TVqEWSPropDef& APropDef) = 0;
-  /// Whether the object has such a property. For members of the schema that means that its record knows the member,
-  /// present or not; for extended properties the server may be asked.
+  /// Whether the object has such a property. For a member of the schema, that means that the object's record knows the
+  /// member, present or not; for an extended property, the server may be asked.
   virtual bool HasProperty(const TVqEWSPropDef& APropDef) = 0;
 
  protected:

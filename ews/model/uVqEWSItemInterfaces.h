@@ -1,6 +1,6 @@
 #pragma once
 
-/// Items of every kind and their attachments, as the application sees them: one header a kind.
+/// Items of every kind and their attachments, as the application sees them: one header for each kind.
 
 #include "ews/model/uVqEWSAttachmentInterfaces.h"
 #include "ews/model/uVqEWSBaseItemInterfaces.h"

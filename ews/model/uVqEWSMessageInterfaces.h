@@ -22,16 +22,16 @@ class IVqEWSSmartResponse : public virtual IVqEWSItem {
 /// A message.
 class IVqEWSEMail : public virtual IVqEWSItem {
  public:
-  /// Who sent it, and in whose name (From). Recipients are built once, until the next reload.
+  /// Who sent it, and in whose name (From). Recipients are built once and kept until the next reload.
   virtual TVqRef<IVqEWSRecipient> GetSender() = 0;
   virtual TVqRef<IVqEWSRecipient> GetFrom() = 0;
-  /// The recipients. Bcc is empty in what arrived.
+  /// The recipients. Bcc is empty in a message that arrived.
   virtual TVqRef<IVqEWSRecipients> GetToRecipients() = 0;
   virtual TVqRef<IVqEWSRecipients> GetCcRecipients() = 0;
   virtual TVqRef<IVqEWSRecipients> GetBccRecipients() = 0;
   /// To whom answers go instead of the sender.
   virtual TVqRef<IVqEWSRecipients> GetReplyTo() = 0;
-  /// To whose mailbox it came, and whom that one stood in for.
+  /// Whose mailbox it came to, and whom that recipient stood in for.
   virtual TVqRef<IVqEWSRecipient> GetReceivedBy() = 0;
   virtual TVqRef<IVqEWSRecipient> GetReceivedRepresenting() = 0;
   /// Whether the sender wants to be told that it was read, and that it arrived.
@@ -59,11 +59,11 @@ class IVqEWSEMail : public virtual IVqEWSItem {
   virtual string GetSenderSMTPAddress() = 0;
   virtual TEwsMessageType_MailboxGuids& GetMailboxGuids() = 0;
 
-  /// Sends the message: a new one without attachments in one m:CreateItem (servers later than Exchange2013), any other
-  /// saved first and then sent with m:SendItem. With `AMoveToSentItems` the server keeps a copy in the sent items.
-  /// Raises a plain exception on a message that was submitted already; EVqEWSUnclearAnswer when the reply is not the
-  /// answer: the message may be out; and what the server said when an attachment that was taken away still stands on
-  /// the message (GetRefusedDeletions): nothing is sent then.
+  /// Sends the message: a new one without attachments in one m:CreateItem (servers later than Exchange2013); any other
+  /// is saved first and then sent with m:SendItem. With `AMoveToSentItems` the server keeps a copy in the sent items.
+  /// Raises a plain exception for a message that was submitted already, and EVqEWSUnclearAnswer when the reply is not
+  /// the answer: the message may have gone out. When an attachment that was taken away is still on the message
+  /// (GetRefusedDeletions), raises what the server said, and nothing is sent.
   virtual void SubmitMessage(bool AMoveToSentItems) = 0;
   /// Answers and forwards are not part of this version: both raise EVqNotSupported.
   virtual TVqRef<IVqEWSSmartResponse> CreateReply(bool AReplyAll) = 0;

@@ -50,24 +50,24 @@ class IVqEWSRecipients : public virtual IVqObject {
   /// By position from 0.
   virtual TVqRef<IVqEWSRecipient> GetItem(std::int32_t AIndex) = 0;
   /// Adds a recipient from its text: an address, a name, or a name with an address in <>, [] or (). A text that is no
-  /// address becomes the name alone, for the server to resolve. An empty text raises "You can not add an empty
-  /// recipient". A "'" in the text is lost: an address such as "o'neil@example.com" wants `AddMailbox`.
+  /// address is taken as the name alone, for the server to resolve. An empty text raises "You can not add an empty
+  /// recipient". A "'" in the text is lost: for an address such as "o'neil@example.com" use `AddMailbox`.
   virtual TVqRef<IVqEWSRecipient> Add(const string& AText) = 0;
-  /// Adds a recipient from its parts, which are taken as they are. An empty address leaves the name to the server to
-  /// resolve; with neither raises "You can not add an empty recipient".
+  /// Adds a recipient from its parts, which are taken as they are. With an empty address, the name is left to the
+  /// server to resolve; with neither, raises "You can not add an empty recipient".
   virtual TVqRef<IVqEWSRecipient> AddMailbox(const string& AName, const string& AAddress,
                                              const string& ARoutingType = "SMTP") = 0;
   /// Removes the first recipient with that address (case does not matter) from the list and the item.
   virtual void Remove(const string& AAddress) = 0;
   /// Drops a recipient from the list alone: its element stays in the item, and the message still goes to it. To take a
-  /// recipient away use `Remove`.
+  /// recipient away, use `Remove`.
   virtual void Delete(std::int32_t AIndex) = 0;
   /// Empties the list and the item's element.
   virtual void Clear() = 0;
   /// "Ann Example <ann@example.com>; bob@example.com". Setting clears the list and adds each piece; semicolons between
   /// quotes do not count.
   virtual string GetAsString() = 0;
-  /// Raises as `Add`; what stood before the piece that raised is in the list.
+  /// Raises as `Add`; the pieces before the one that raised are in the list then.
   virtual void SetAsString(const string& AValue) = 0;
 
  protected:
@@ -79,29 +79,29 @@ class IVqEWSNameResolver {
  public:
   /// An empty list, whose tree belongs to no item.
   virtual TVqRef<IVqEWSRecipients> CreateRecipients() = 0;
-  /// Completes name, address and kind in place (m:ResolveNames); of several candidates one of the user's contacts, else
-  /// the first. False, or with `ARaiseError` an EEWSException, when there is none.
+  /// Completes name, address and kind in place (m:ResolveNames); of several candidates it takes one of the user's
+  /// contacts, else the first. False, or with `ARaiseError` an EEWSException, when there is none.
   virtual bool ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient, bool ARaiseError) = 0;
 
  protected:
   ~IVqEWSNameResolver() = default;
 };
 
-/// True until the data that a view shows is loaded again, or its object ends; views of no object have none.
+/// True until the data that a view shows is loaded again, or its object ends; a view of no object has none.
 using TVqEWSViewAlive = std::shared_ptr<const bool>;
 
-/// The recipient over one element of the types namespace. Owns its record, keeps the tree alive. Raises a plain
-/// exception when its item was loaded again or is gone.
+/// A recipient over one element of the types namespace. Owns its record and keeps the tree alive. Raises a plain
+/// exception once its item has been loaded again or is gone.
 class TVqEWSRecipient : public TVqObject, public virtual IVqEWSRecipient {
  public:
-  /// Finds the element of a recipient that need not be there, or makes it.
+  /// Finds the element of a recipient, which need not be there, or makes it.
   using TPlace = std::function<IVqDOMElement(bool AMake)>;
 
   /// `AElementName` is the local name that `AElement` must have (an assertion). `AServerVersion` is the session's, for
   /// the version guard.
   TVqEWSRecipient(const IVqDOMElement& AElement, const string& AElementName, TServerVersion AServerVersion,
                   TVqEWSViewAlive AAlive = {});
-  /// A recipient whose element is made by its first setter: to be read leaves no trace.
+  /// A recipient whose element is made by its first setter: reading it leaves no trace.
   TVqEWSRecipient(TPlace APlace, TServerVersion AServerVersion, TVqEWSViewAlive AAlive);
   ~TVqEWSRecipient() override;
 
@@ -114,8 +114,8 @@ class TVqEWSRecipient : public TVqObject, public virtual IVqEWSRecipient {
   TMailboxType GetMailboxType() override;
   void SetMailboxType(TMailboxType AValue) override;
   TItemId GetItemId() override;
-  /// Writes child elements, though `GetItemId` reads attributes: the two directions differ on purpose. Attributes are
-  /// what servers answer; elements are the library's own form, which the schema's form makes attributes of.
+  /// Writes child elements, though `GetItemId` reads attributes: the two directions differ on purpose. Servers answer
+  /// with attributes; elements are the library's own form, which the schema's form turns into attributes.
   void SetItemId(const TItemId& AValue) override;
   string GetOriginalDisplayName() override;
   void SetOriginalDisplayName(const string& AValue) override;
@@ -141,7 +141,7 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
 
   std::int32_t Count() override;
   TVqRef<IVqEWSRecipient> GetItem(std::int32_t AIndex) override { return GetRecipient(AIndex); }
-  /// By position from 0, as the class. Raises EListError.
+  /// By position from 0, as the class TVqEWSRecipient. Raises EListError.
   TVqRef<TVqEWSRecipient> GetRecipient(std::int32_t AIndex);
   /// The new element is always a t:Mailbox, whatever the other entries are called.
   TVqRef<IVqEWSRecipient> Add(const string& AText) override;
@@ -154,7 +154,7 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
   void SetAsString(const string& AValue) override;
 
  private:
-  /// A new mailbox behind the others; one that cannot be filled leaves nothing behind.
+  /// A new mailbox after the others; one that cannot be filled leaves nothing behind.
   template <typename TFill>
   TVqRef<IVqEWSRecipient> Append(TFill AFill);
   std::vector<TVqRef<TVqEWSRecipient>>& List();

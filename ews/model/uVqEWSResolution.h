@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a search for a name gives.
+/// The result of a search for a name: the candidates that the server found.
 ///
 ///     auto found = session.ResolveName("ann", scActiveDirectoryContacts);
 ///     for (std::int32_t i = 0; i < found->Count(); ++i)
@@ -40,7 +40,7 @@ class IVqEWSResolutionSet : public virtual IVqObject {
  public:
   /// Number of candidates that came.
   virtual std::int32_t Count() = 0;
-  /// A new object at each call. Raises EListError outside.
+  /// A new object at each call. Raises EListError for a position that does not exist.
   virtual TVqRef<IVqEWSResolution> GetItem(std::int32_t AIndex) = 0;
   /// False when the server knows more candidates than it gave, or found none.
   virtual bool IncludesLastItemInRange() = 0;

@@ -51,7 +51,7 @@ struct TVqEWSFieldDef;
 /// A definition by its address; null for none.
 using PVqEWSPropDef = const TVqEWSPropDef*;
 using PVqEWSFieldDef = const TVqEWSFieldDef*;
-/// Several of them, in an order that is told where it is used.
+/// Several of them, in an order that is stated where they are used.
 using TVqEWSPropDefArray = std::vector<PVqEWSPropDef>;
 
 /// Says where a value stands: a plain record, so that an application can make its own.
@@ -172,7 +172,7 @@ PVqEWSFieldDef GetFieldDef(const TVqEWSFieldDef& AFieldDef);
 /// By enumeration value. Raises as above: seven values, all `ufubooking_...`, have no field.
 PVqEWSFieldDef GetFieldDef(TUnindexedFieldURI AURI);
 /// Raises for every value, as the rows of dictionaries have the entry's key in theirs
-/// (`FLD_CONTACTS_PHONENUMBER_HOMEPHONE`). Meant so: without a key no entry can be asked for.
+/// (`FLD_CONTACTS_PHONENUMBER_HOMEPHONE`). This is intended: without a key, no entry can be asked for.
 PVqEWSFieldDef GetFieldDef(TDictionaryURI AURI);
 /// By EWS class ("TEwsMessage") and member ("Subject"), falling back to the fields of every item. Contacts are looked
 /// for among contacts, personas and persons. Absent: none, or with `ARaise` a plain exception "There is no field
@@ -197,7 +197,7 @@ void ForEachFieldDef(const std::function<bool(const TVqEWSFieldDef&)>& AVisit);
 /// extended record that has neither a tag nor a set.
 string GetNodePath(PVqEWSPropDef APropDef);
 string GetNodePath(const TVqEWSPropDef& APropDef);
-/// The member of a record that stands for an element: the element's name, with "_" behind the ten that are words of the
+/// The member of a record that stands for an element: the element's name, with "_" after the ten that are words of the
 /// code ("Type_", "Start_").
 string NodeNameToPropName(const string& AName);
 /// "folder:FolderId" for `ufufolder_FolderId`: every "_" of the value's name is a ":".

@@ -16,9 +16,9 @@ namespace velmore {
 /// A text of at most 255 bytes.
 ///
 /// Owns nothing: a literal stands in the program, a text of run time in a pool of the module that is never emptied, one
-/// entry per different text. So rows are plain constants, copies cost two words and no row can dangle. Meant for names
-/// of definitions, not for data. May be used from several threads. Raises nothing; a literal that is too long does not
-/// compile, a longer text of run time is cut.
+/// entry for each different text. So rows are plain constants, copies cost two words and no row can dangle. Meant for
+/// names of definitions, not for data. May be used from several threads. Raises nothing; a literal that is too long
+/// does not compile, a longer text of run time is cut.
 class TVqShortString {
  public:
   constexpr TVqShortString() noexcept = default;
@@ -27,7 +27,7 @@ class TVqShortString {
   consteval TVqShortString(const char (&AText)[N]) : FText(N > 1 ? AText : nullptr), FLength(N - 1) {
     static_assert(N <= 256, "a short text has at most 255 bytes");
   }
-  /// From text of run time, kept for good. Behind 255 bytes it is cut, never inside a character.
+  /// From text of run time, kept for good. Text longer than 255 bytes is cut, never inside a character.
   TVqShortString(std::string_view AText);
   TVqShortString(const std::string& AText) : TVqShortString(std::string_view(AText)) {}
   TVqShortString(const string& AText);

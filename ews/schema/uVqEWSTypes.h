@@ -7,16 +7,17 @@
 ///     message.GetBody().SetBodyType(btText);
 ///     for (TEwsEmailAddressType& to : message.GetToRecipients().GetMailbox()) std::cout << to.GetEmailAddress();
 ///
-/// The lists are tables: ews/tables/uVqEWSEnumerations.inc, uVqEWSFieldURIs.inc and uVqEWSRecords.inc, one row a value
-/// or member, in the order of the schema; this header makes the declarations of them. What holds for every record (what
-/// it owns, what a copy costs, which thread may use it, what it raises) stands at the head of uVqXMLSchema.h.
+/// The lists are tables: ews/tables/uVqEWSEnumerations.inc, uVqEWSFieldURIs.inc and uVqEWSRecords.inc, one row for each
+/// value or member, in the order of the schema; this header makes the declarations from them. What holds for every
+/// record (what it owns, what a copy costs, which thread may use it, what it raises) stands at the head of
+/// uVqXMLSchema.h.
 ///
 /// A member `t:Subject` gives `GetSubject` and `SetSubject`; `t:Start` gives `GetStart_` and `SetStart_`, as do To,
 /// Create, String, Property, Type, And, Or, Message and End. By the kind of member:
 /// - A value: the getter gives the converted text of the node, or the empty value; the setter makes the node at its
 ///   place if missing. Days are without a time zone, points in time are UTC, base-64 is given as text.
 /// - A record: the getter gives a reference that the parent owns, and makes the node if missing; test with `FindNode`.
-///   There is no setter, `SetValue<T>(index, source)` copies one record onto another.
+///   There is no setter; `SetValue<T>(index, source)` copies one record onto another.
 /// - An array: the getter gives a `TVqXMLSchemaElementArray` that the parent owns, and makes nothing.
 /// - A choice: `GetRecurrenceType` and the like say which alternative is there; to choose, write the member.
 

@@ -30,7 +30,7 @@ namespace velmore {
 class TVqEWSClientKind;
 class TVqEWSCustomSession;
 
-/// What the server told of its version, in the header of the first reply.
+/// What the server said about its version, in the header of its first reply.
 struct TServerVersionInfo {
   /// The four numbers of "15.1.2507.6".
   std::int32_t MajorVersion = 0;
@@ -62,19 +62,20 @@ class TVqEWSResponse : public TVqSOAPResponse {
   using TVqSOAPResponse::TVqSOAPResponse;
 };
 
-/// The session.
+/// The session: holds the settings, logs on and off, and opens mailboxes.
 ///
-/// Owns its settings, its HTTP session, HTTP client and SOAP client (made at logon, freed at logoff). No copies: see
-/// AssignTo. One thread at a time; any number of others make pairs of their own through CreateHTTPClient and
-/// CreateSOAPClient, pass them to CreateRequest and change no setting; only Cancel is for every thread. Raises plain
-/// exceptions for misuse, EEWSException for refusals, and lets the transport's own pass through outside of logon.
+/// Owns its settings, and its HTTP session, HTTP client and SOAP client (made at logon, freed at logoff). No copies:
+/// see AssignTo. One thread at a time; any number of other threads may send requests if each makes a pair of clients of
+/// its own with CreateHTTPClient and CreateSOAPClient, passes it to CreateRequest and changes no setting. Only Cancel
+/// is for every thread. Raises plain exceptions for misuse and EEWSException for refusals; outside of logon, the
+/// transport's own exceptions pass through.
 class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver {
  public:
   /// `AOwner` may be empty. The destructor closes all connections, without the events of a logoff.
   explicit TVqEWSCustomSession(TVqComponent* AOwner);
   ~TVqEWSCustomSession() override;
-  /// Lets go of the documents that Autodiscover found. Called first by the destructor; called earlier it costs no more
-  /// than their being asked for again.
+  /// Lets go of the documents that Autodiscover found. The destructor calls it first; calling it earlier costs no more
+  /// than asking for them again.
   void BeforeDestruction();
 
   // ---- Logging on and off
@@ -90,13 +91,14 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// on: a program without a desktop uses TVqEWSServiceSession.
   void SetActive(bool AValue);
 
-  /// The version, as one of the enumeration and with its numbers. These three raise a plain exception before logon.
+  /// The server's version: as a value of the enumeration, with its numbers, and as a text. These three raise a plain
+  /// exception before logon.
   TServerVersion GetServerVersion() override;
   const TServerVersionInfo& GetServerVersionInfo() const;
   /// "Exchange Server 2016 (15.1.2507.6)" and the like.
   string GetServerDescription() const;
-  /// The version that requests carry: that of the server at the last logon, also behind a logoff; the first one before
-  /// any. Does not raise.
+  /// The version that requests carry: that of the server at the last logon, also after a logoff; before any logon, the
+  /// first of the enumeration. Does not raise.
   TServerVersion GetRequestVersion() const noexcept { return FRequestVersion; }
 
   // ---- Where and as whom
@@ -105,21 +107,21 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// The endpoint, "https://mail.example.com/EWS/Exchange.asmx".
   const string& GetServiceUrl() const noexcept { return FServiceUrl; }
   void SetServiceUrl(const string& AValue);
-  /// As whom, by name and password or by OAuth. Changes of what a getter gives reach the clients at the next logon; the
-  /// setters reach a live one at once, and what was learnt of the former user (the token, the address of the default
-  /// store) is forgotten with them.
+  /// As whom to log on: by name and password, or by OAuth. Changes to the object that a getter gives reach the clients
+  /// at the next logon. The setters reach a live client at once, and make the session forget what it has learnt of the
+  /// former user (the token, the address of the default store).
   TVqCredentials& GetCredentials() override { return FCredentials; }
   void SetCredentials(const TVqCredentials& AValue);
   TVqOAuth& GetOAuth() noexcept { return FOAuth; }
   void SetOAuth(const TVqOAuth& AValue);
-  /// The address by which the service URL is looked for. The look-ups are not part of this version.
+  /// The address by which logon looks for the service URL.
   const string& GetAutodiscoverEMail() const noexcept { return FAutodiscoverEMail; }
   /// A non-empty address clears the service URL; an empty one leaves it.
   void SetAutodiscoverEMail(const string& AValue);
   /// True while there is no service URL; false when there is no Autodiscover address; else what was set. Logon does not
-  /// ask it.
+  /// consult it.
   bool GetUseAutoDiscover() const;
-  /// What GetUseAutoDiscover gives when both an address and a URL are there.
+  /// What GetUseAutoDiscover gives when there are both an address and a URL.
   void SetUseAutoDiscover(bool AValue) { FUseAutoDiscover = AValue; }
   /// Kept for the application; requests always name the user by the SMTP address.
   TConnectingSIDType GetConnectingSIDType() const noexcept { return FConnectingSIDType; }
@@ -130,29 +132,30 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // ---- Finding the server
 
-  /// The settings document of an address, an empty one meaning `AutodiscoverEMail`, as the server of its domain gives
-  /// it. Kept until the session goes: a second call sends nothing. A subclass that knows better may replace both.
+  /// The settings document for an address, as the server of its domain gives it; an empty address means
+  /// `AutodiscoverEMail`. The document is kept until the session goes: a second call sends nothing. A subclass that
+  /// knows better may replace this function and the next one.
   ///
-  /// Raises EEWSException "ErrorAutoDiscoverFailed (...)." when there is no such server, when it refuses the
+  /// Raises EEWSException "ErrorAutoDiscoverFailed (...)." when there is no such server, or when it refuses the
   /// credentials ("Authentication Failure!") or answers with an error; EAbort when there are no credentials; plain
-  /// exceptions without an address; what the parser raises for markup that is none.
+  /// exceptions when there is no address; and what the parser raises for an answer that is no XML.
   virtual IVqDOMDocument Autodiscover(const string& AEMail);
-  /// The URL of a protocol ("Ews", "Autodiscoverv1") for an address by the service of Exchange Online, which wants no
-  /// credentials; empty when it knows none. Raises EAbort for a failure of the transport.
+  /// The URL of a protocol ("Ews", "Autodiscoverv1") for an address, as told by the service of Exchange Online, which
+  /// wants no credentials; empty when the service knows none. Raises EAbort for a failure of the transport.
   virtual string AutodiscoverV2(const string& AEMail, const string& AProtocol);
-  /// Each address that the last call of Autodiscover has asked, and what came of it. Empty when it was answered without
-  /// asking.
+  /// Each address that the last call of Autodiscover asked, and what came of it. Empty when the call was answered
+  /// without asking.
   const std::vector<TVqEWSAutodiscoverStep>& GetAutodiscoverReport() const noexcept { return FAutodiscoverReport; }
-  /// Asked before the look goes where a server sends it; without a handler it goes to any https address.
+  /// Called before the search goes where a server redirects it; without a handler, it goes to any https address.
   void SetOnAutodiscoverRedirect(TVqEWSAutodiscoverRedirectEvent AValue) {
     FOnAutodiscoverRedirect = std::move(AValue);
   }
-  /// One setting for the whole process; set before threads make sessions.
+  /// Where Exchange Online is asked. One setting for the whole process; set it before threads make sessions.
   static TVqEWSOnlineHosts& OnlineHosts() noexcept;
 
   // ---- Transport
 
-  /// The "User-Agent" header. Raises EVqHTTPInvalidArgument for a line break once there is a client.
+  /// The "User-Agent" header. The setter raises EVqHTTPInvalidArgument for a line break once there is a client.
   const string& GetUserAgent() const noexcept { return FUserAgent; }
   void SetUserAgent(const string& AValue);
   /// The proxy's address.
@@ -165,7 +168,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// Who logs on to the proxy.
   TVqCredentials& GetProxyCredentials() noexcept { return FProxyCredentials; }
   void SetProxyCredentials(const TVqCredentials& AValue);
-  /// Whether servers are reached as the machine is configured, directly or by ProxyServer.
+  /// How servers are reached: as the machine is configured, directly, or by ProxyServer.
   TVqHTTPAccessType GetAccessType() const noexcept { return FAccessType; }
   void SetAccessType(TVqHTTPAccessType AValue);
   /// Each flag lifts one check of the server's certificate. The wrong-usage flag reaches the WinHTTP client only.
@@ -177,23 +180,24 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void SetCAFile(const string& AValue) { FCAFile = AValue; }
   const string& GetCRLFile() const noexcept { return FCRLFile; }
   void SetCRLFile(const string& AValue) { FCRLFile = AValue; }
-  /// The lowest version of TLS that is agreed to: 1.2 unless changed, whatever the machine says. These five reach a
-  /// live session at once; none is part of a profile.
+  /// The lowest version of TLS that is agreed to: 1.2 unless changed, whatever the machine says. This setting and the
+  /// four below reach a live session at once; none is part of a profile.
   TVqHTTPTlsVersion GetLowestTls() const noexcept { return FLowestTls; }
   void SetLowestTls(TVqHTTPTlsVersion AValue);
-  /// What a reply may be at most on the wire and unpacked, and how long a call may take.
+  /// How large a reply may be, on the wire and unpacked, and how long a call may take.
   const TVqHTTPLimits& GetLimits() const noexcept { return FLimits; }
   void SetLimits(const TVqHTTPLimits& AValue);
-  /// What the document of a reply may be at most: bytes, nodes, depth.
+  /// How large the document of a reply may be: bytes, nodes, depth.
   const TVqXMLLimits& GetXMLLimits() const noexcept { return FXMLLimits; }
   void SetXMLLimits(const TVqXMLLimits& AValue);
-  /// Where hosts are really to be found: "mail.example.com:443" to "10.0.0.7:8443". See IVqHTTPSession.
+  /// Where hosts are really found: "mail.example.com:443" at "10.0.0.7:8443". See IVqHTTPSession.
   const std::map<string, string>& GetConnectTo() const noexcept { return FConnectTo; }
   void SetConnectTo(const std::map<string, string>& AValue);
-  /// True lets Basic and access tokens go over plain HTTP to other machines. False unless changed.
+  /// True lets Basic credentials and access tokens go over plain HTTP to other machines. False unless changed.
   bool GetAllowPlainTextPassword() const noexcept { return FAllowPlainTextPassword; }
   void SetAllowPlainTextPassword(bool AValue);
-  /// Milliseconds: connect, send, receive, 15,000 each unless set. Clients take them at logon.
+  /// The time-outs for connecting, sending and receiving, in milliseconds: 15,000 each unless set. Clients take them at
+  /// logon.
   TVqHTTPTimeOuts& GetTimeOuts() noexcept { return FTimeOuts; }
   void SetTimeOuts(const TVqHTTPTimeOuts& AValue);
   /// Whether the session works without a desktop.
@@ -201,8 +205,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// True uses the client without a desktop and switches both dialogs off for good; a live client of the other kind is
   /// replaced.
   virtual void SetNTService(bool AValue);
-  /// Whether a user interface may ask for a profile at logon, and for a password when the server refused. True unless
-  /// changed.
+  /// Whether a user interface may ask for a profile at logon, and for a password when the server has refused the logon.
+  /// True unless changed.
   bool GetLogonDialog() const noexcept { return FLogonDialog; }
   void SetLogonDialog(bool AValue) { FLogonDialog = AValue; }
   bool GetPasswordDialog() const noexcept { return FPasswordDialog; }
@@ -210,7 +214,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// The window that dialogs belong to; 0 for none.
   TVqWindowHandle GetParentWnd() const noexcept { return FParentWnd; }
   void SetParentWnd(TVqWindowHandle AValue);
-  /// One setting for the whole process, not for this session.
+  /// Asks for the form in which the user authorizes by OAuth. One handler for the whole process, not for this session.
   static const TVqGetOAuthAuthorizeFormEvent& GetOnGetOAuthAuthorizeForm();
   static void SetOnGetOAuthAuthorizeForm(TVqGetOAuthAuthorizeFormEvent AValue);
 
@@ -218,14 +222,14 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// requests begin in the library's own forms. Not part of a profile.
   bool GetStrictSchema() const override { return FWireForms.GetStrictSchema(); }
   void SetStrictSchema(bool AValue) { FWireForms.SetStrictSchema(AValue); }
-  /// When true, as it is at first, a request that a server refuses for its form, and so did not carry out, is sent
-  /// again in the schema's form, and the session stays in that form until logoff or another service URL. When false,
-  /// the refusal is raised. Not part of a profile.
+  /// When true, the default, a request that a server refuses for its form, and so has not carried out, is sent again in
+  /// the schema's form, and the session stays with that form until logoff or until it is given another service URL.
+  /// When false, the refusal is raised. Not part of a profile.
   bool GetSchemaFallback() const { return FWireForms.GetSchemaFallback(); }
   void SetSchemaFallback(bool AValue) { FWireForms.SetSchemaFallback(AValue); }
   TVqEWSWireForm GetWireForm() const override { return FWireForms.GetForm(); }
-  /// Whether a save takes pictures that an application's HTML body names by "file:" from this machine and attaches
-  /// them. On by default. Sources that stood in a body when it was loaded, or that a reply quotes, are never taken.
+  /// Whether a save attaches the pictures of this machine that an application's HTML body names by "file:". On by
+  /// default. Sources that stood in a body when it was loaded, or that a reply quotes, are never taken.
   bool GetLocalImages() const override { return FLocalImages; }
   void SetLocalImages(bool AValue) { FLocalImages = AValue; }
 
@@ -233,9 +237,9 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   /// Where profiles are kept; null for nowhere.
   TVqEWSProfileCustomContainer* GetProfileContainer() const noexcept { return FProfileContainer; }
-  /// Not owned; forgotten when it goes away.
+  /// The container is not owned, and is forgotten when it goes away.
   void SetProfileContainer(TVqEWSProfileCustomContainer* AValue);
-  /// The profile that a logon loads; empty for the container's default or a choice.
+  /// The profile that a logon loads; empty for the container's default, or for the user's choice.
   const string& GetProfileName() const noexcept { return FProfileName; }
   void SetProfileName(const string& AValue) { FProfileName = AValue; }
   /// True keeps a logon from taking the default profile without asking.
@@ -243,9 +247,9 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void SetProfileRequired(bool AValue) { FProfileRequired = AValue; }
   /// The number of profiles; 0 without a container. `AStrings` may be empty.
   std::int32_t GetProfileNames(TVqStrings* AStrings);
-  /// False without a container.
+  /// Loads a profile into the session. False without a container.
   bool LoadProfile(const string& AName);
-  /// Nothing without a container.
+  /// Saves the session's settings as a profile. Does nothing without a container.
   void SaveProfile(const string& AName);
 
   // ---- Mailboxes
@@ -253,18 +257,18 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// The Autodiscover address, else the user name, else the name of the logged-on user of the operating system.
   string GetDefaultMsgStore();
   /// The user name of the credentials where it is an address, else the Autodiscover address; with the ClientCredentials
-  /// grant that of the user whom the session acts as.
+  /// grant, the address of the user whom the session acts as.
   string GetOwnAddress() override;
   /// The mailboxes by position. Owned by the session.
   TVqEWSMsgStores& GetMsgStores() noexcept { return FMsgStores; }
-  /// The list, which an active session with an Autodiscover address completes once in its life by what Autodiscover
-  /// tells.
+  /// The additional mailboxes. An active session with an Autodiscover address completes the list once in its life with
+  /// what Autodiscover tells.
   TVqStrings& GetAdditionalMailboxes();
   void SetAdditionalMailboxes(const TVqStrings& AValue) { FAdditionalMailboxes.Assign(AValue); }
   /// The mailbox of the logged-on user. A new object at each call; the first one asks the server who that is.
   TVqRef<IVqEWSMsgStore> OpenDefaultMsgStore();
   /// Another mailbox, in the name of its owner (every request carries t:ExchangeImpersonation). An empty address or
-  /// that of the default store opens the default store; the comparison minds case.
+  /// that of the default store opens the default store; the comparison is case-sensitive.
   TVqRef<IVqEWSMsgStore> OpenMsgStore(const string& ASmtpAddress);
   /// An empty recipient list that belongs to no item.
   TVqRef<IVqEWSRecipients> CreateRecipients() override;
@@ -275,7 +279,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   TVqRef<IVqEWSResolutionSet> ResolveName(const string& AUnresolvedEntry, TSearchScope ASearchScope);
   /// Completes one recipient in place. False, or with `ARaiseError` an EEWSException, when there is no candidate.
   bool ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient, bool ARaiseError) override;
-  /// Completes a list; once one recipient was not found the ones after it are skipped.
+  /// Completes a list of recipients; once one is not found, those after it are skipped.
   bool ResolveNames(const TVqRef<IVqEWSRecipients>& ARecipients, bool ARaiseError);
 
   // ---- Ids (m:ConvertId) and time zones
@@ -291,8 +295,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
 
   // ---- Requests
 
-  /// Brings the session's own clients into being and in line with the properties. Logging on and SetNTService call it;
-  /// once more changes nothing. Talks to nobody.
+  /// Makes the session's own clients if they are missing, and brings them in line with the properties. Logging on and
+  /// SetNTService call it; another call changes nothing. Talks to nobody.
   void CheckHTTPClient();
   TVqRef<IVqHTTPClient> CreateHTTPClient(bool AUseSession) override;
   TVqSOAPClient* CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) override;
@@ -302,27 +306,27 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// Raises the plain exception "You must logon first!" unless the session is active.
   void CheckActive() const;
 
-  /// Copies the settings to another session, its state included: an active source logs the destination on first, with
-  /// what it has at that moment. Time-outs are not copied.
+  /// Copies the settings and the state to another session: an active source first logs the destination on, with the
+  /// settings that the destination has at that moment. Time-outs are not copied.
   void AssignTo(TVqComponent* ADest) override;
 
   // ---- Cancelling and watching
 
-  /// Ends the request of the session's own client that is under way within 100 ms: the operation raises
-  /// EVqHTTPApiException 6. Nothing when there is none. Any thread may call it.
+  /// Ends, within 100 ms, the request that the session's own client has under way: the operation raises
+  /// EVqHTTPApiException 6. Does nothing when there is none. Any thread may call it.
   void Cancel() noexcept;
-  /// The same when a stop is asked for, and for every request that would follow, until another token is set: for
-  /// operations of several requests. An empty one, as at first, never asks.
+  /// Does the same when a stop is requested through this token, and also ends every request that would follow, until
+  /// another token is set: for operations of several requests. An empty token, the default, never requests a stop.
   void SetStopToken(std::stop_token AValue);
-  /// Told of each message of the session's own client, before it goes out and after it came in whole. Secrets are
-  /// masked.
+  /// Handlers that see each message of the session's own client: a request before it goes out, a reply once it has come
+  /// in whole. Secrets are masked.
   void SetOnRequest(TVqEWSTrafficEvent AValue) { FOnRequest = std::move(AValue); }
   void SetOnResponse(TVqEWSTrafficEvent AValue) { FOnResponse = std::move(AValue); }
 
   // ---- Events
 
-  /// On the thread that logs on or off, with the session as their sender. What AfterLogon raises comes out of
-  /// SetActive; the session is logged on then.
+  /// Called on the thread that logs on or off, with the session as the sender. What AfterLogon raises comes out of
+  /// SetActive; the session is logged on by then.
   void SetAfterLogon(TVqNotifyEvent AValue) { FAfterLogon = std::move(AValue); }
   void SetBeforeLogoff(TVqNotifyEvent AValue) { FBeforeLogoff = std::move(AValue); }
   void SetAfterLogoff(TVqNotifyEvent AValue) { FAfterLogoff = std::move(AValue); }
@@ -344,16 +348,16 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   // How the service URL is found, for a subclass that knows better.
 
   /// The target host of the first DNS SRV record of a name ("_autodiscover._tcp.example.com"); empty when there is
-  /// none. Asked for when there is a password. Raises ENotSupportedException where the system has no such look-up.
+  /// none. Called only when there is a password. Raises ENotSupportedException where the system has no such look-up.
   virtual string FindHostBySRV(const string& AName);
-  /// Whether a GET of this address on the session's client gives status 200. Asked for the usual host names of a
-  /// domain, after Autodiscover found no server by its own. Talks to the server.
+  /// Whether a GET of this address on the session's client gives status 200. Called for the usual host names of a
+  /// domain after Autodiscover has found no server by itself. Talks to the server.
   virtual bool AnswersAt(const string& AURL);
 
-  /// The session's own client, none while it was not needed yet or after logoff: a subclass with a desktop gives it the
-  /// dialog that asks for credentials.
+  /// The session's own client; none until it is first needed, and none after logoff. A subclass with a desktop gives it
+  /// the dialog that asks for credentials.
   TVqHTTPClientBase* GetHTTPClient() const noexcept { return FHTTPClient.get(); }
-  /// The documents that Autodiscover found, by the address that was asked for. They stay over a logoff.
+  /// The documents that Autodiscover found, by the mailbox address that they were asked for. They survive a logoff.
   std::map<string, IVqDOMDocument>& GetAutodiscoverResults() noexcept { return FAutodiscoverResults; }
 
   void Notification(TVqComponent* AComponent, TVqOperation AOperation) override;

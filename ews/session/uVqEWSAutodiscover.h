@@ -1,6 +1,6 @@
 #pragma once
 
-/// What can be told and seen of the look for a server by a mailbox address.
+/// What an application can set and see of the search for a server by a mailbox address.
 ///
 ///     session.SetAutodiscoverEMail("ann@example.com");
 ///     session.SetActive(true);
@@ -26,17 +26,17 @@ struct TVqEWSAutodiscoverStep {
   string Outcome;
 };
 
-/// Where Exchange Online is asked. One setting for the whole process: clouds of their own have hosts of their own.
+/// Where Exchange Online is asked. One setting for the whole process: separate clouds have hosts of their own.
 struct TVqEWSOnlineHosts {
   /// The service that answers in JSON: scheme and host.
   string Json = u"https://outlook.office365.com";
   /// The host that answers in XML.
   string Soap = u"autodiscover-s.outlook.com";
-  /// What stands behind the first label of a domain in the addresses of its tenant.
+  /// What follows the first label of a domain in the addresses of its tenant.
   string TenantSuffix = u".mail.onmicrosoft.com";
 };
 
-/// A server sends the look for it elsewhere; false refuses to go there.
+/// Called when a server sends the search elsewhere; the result false refuses to go there.
 using TVqEWSAutodiscoverRedirectEvent =
     std::function<bool(TVqComponent& ASender, const string& AFrom, const string& ATo)>;
 

@@ -9,8 +9,8 @@
 /// except that saving reads the session's additional mailboxes, which an active session may have to ask for.
 ///
 /// For administrators: the value ClientSecretEncryption reads "Machine" for a secret that is protected for the user and
-/// "User" for one that is protected for the machine. Nobody looks at the word but to see that there is one: delete it,
-/// and ClientSecret is taken as it stands.
+/// "User" for one that is protected for the machine. The word is read only to see that there is one: delete it, and
+/// ClientSecret is taken as it stands.
 
 #include "ews/session/uVqEWSProfiles.h"
 #include "platform/os/uVqRegistry.h"
@@ -23,7 +23,7 @@ enum TVqEWSRegistryRootKey { rkCurrentUser, rkLocalMachine };
 
 /// The container over the registry. Raises EVqRegistryError when the registry does not let us write or is damaged.
 ///
-/// The only profile of a container is its default, without a prompt: saving and deleting see to that.
+/// When a container has a single profile, that one is the default, without a prompt: saving and deleting see to that.
 class TVqEWSProfileRegistryContainer : public TVqEWSProfileCustomContainer {
  public:
   /// `AOwner` may be empty.
@@ -46,7 +46,7 @@ class TVqEWSProfileRegistryContainer : public TVqEWSProfileCustomContainer {
   std::int32_t GetProfileNames(TVqStrings& AStrings) override;
   void SaveProfile(TVqEWSCustomSession& ASession, const string& AProfileName) override;
   void DeleteProfile(const string& AProfileName) override;
-  /// True also for a profile that is not there: nothing is set then, and the session is looked at as it is.
+  /// True also for a profile that is not there: nothing is set then, and the session is checked as it is.
   bool LoadProfile(TVqEWSCustomSession& ASession, const string& AProfileName) override;
 
   void AssignTo(TVqComponent* ADest) override;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What goes between a session and its server, to be looked at.
+/// The messages between a session and its server, for a program that wants to look at them.
 ///
 ///     session.SetOnResponse([](TVqComponent&, const TVqEWSTraffic& t) {
 ///       std::clog << t.Operation << ": " << t.Status << " after " << t.Duration.count() << " ms\n";
@@ -18,7 +18,7 @@ namespace velmore {
 
 /// One message. A plain value that owns its texts. No password, token or cookie stands in it: "****" is in their place.
 struct TVqEWSTraffic {
-  /// The operation of a SOAP message, "GetItem"; empty for others, such as the look for a server.
+  /// The operation of a SOAP message, "GetItem"; empty for others, such as the search for a server.
   std::string Operation;
   /// The address that was asked.
   std::string URL;
@@ -32,11 +32,11 @@ struct TVqEWSTraffic {
   std::chrono::milliseconds Duration{0};
 };
 
-/// A message passes, on the thread of the request, which ends with what the handler raises.
+/// Called when a message passes, on the thread of the request; what the handler raises ends the request.
 using TVqEWSTrafficEvent = std::function<void(TVqComponent& ASender, const TVqEWSTraffic& ATraffic)>;
 
-/// A text in which each of these secrets is "****", wherever it stands. Shorter ones than four bytes are left alone:
-/// they would tear every text.
+/// A text in which each of these secrets is "****", wherever it stands. Secrets shorter than four bytes are left alone:
+/// masking them would tear every text.
 std::string EwsMaskTexts(std::string AText, const std::vector<std::string>& ASecrets);
 /// The local name of the first element in a SOAP body; empty when there is none.
 std::string EwsOperationOf(const std::string& ABody);

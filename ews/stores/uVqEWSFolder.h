@@ -7,7 +7,7 @@
 
 namespace velmore {
 
-/// What EmptyFolder and DeleteFolder raise: the operation was composed and not carried out.
+/// What EmptyFolder and DeleteFolder raise: the operation was composed but not carried out.
 class EVqEWSNotCarriedOut : public EVqException {
  public:
   using EVqException::EVqException;
@@ -15,8 +15,8 @@ class EVqEWSNotCarriedOut : public EVqException {
 
 /// A folder as it was when it was loaded.
 ///
-/// Owns the answer of its load; lives by its reference count and keeps its creator alive, as its tables and items keep
-/// it. One thread at a time. Raises what the server refuses as EEWSException.
+/// Owns the answer that it was loaded from; lives by its reference count and keeps its creator alive, as its tables and
+/// items keep the folder. One thread at a time. Raises what the server refuses as EEWSException.
 class TVqEWSFolder : public TVqEWSPropObject<TEwsFolder>, public virtual IVqEWSFolder {
  public:
   /// Loads the folder (m:GetFolder).
@@ -141,7 +141,7 @@ class TVqEWSItems : public TVqEWSTable, public virtual IVqEWSItems {
 /// The items of a calendar folder between two points in time, one page.
 class TVqEWSCalendarView : public TVqEWSItems {
  public:
-  /// The window is set by the folder; without one it gives an ordinary page.
+  /// The window is set by the folder; without one, the table gives an ordinary page.
   TVqEWSCalendarView(TVqComponent* ACreator, const TItemId& AParentFolderId)
       : TVqEWSItems(ACreator, AParentFolderId, false) {}
 

@@ -14,7 +14,7 @@ class TVqEWSImpersonatedObject : public TVqEWSObject {
   TVqEWSImpersonatedObject(TVqComponent* ACreator, bool AKeepCreatorAlive)
       : TVqEWSObject(ACreator, AKeepCreatorAlive) {}
 
-  /// Adds the header without looking for one.
+  /// Adds the header without looking whether there is one.
   TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
                                        const string& AResponseName) override;
   /// SMTP address; empty adds no header.
@@ -28,13 +28,13 @@ class TVqEWSImpersonatedObject : public TVqEWSObject {
   string FSmtpAddress;
 };
 
-/// A mailbox in the name of its owner.
+/// A mailbox that is opened in the name of its owner.
 class TVqEWSImpersonatedMsgStore : public TVqEWSMsgStore, public virtual IVqEWSImpersonatedMsgStore {
  public:
   /// The address serves as display name, too. An empty one adds no header.
   TVqEWSImpersonatedMsgStore(TVqEWSBaseSession* ASession, const string& ASmtpAddress);
 
-  /// A header that is there already takes this store's user.
+  /// A header that is there already gets this store's user.
   TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient* ASOAPClient, const string& AMethod,
                                        const string& AResponseName) override;
   string GetImpersonatedUser() override { return FSmtpAddress; }

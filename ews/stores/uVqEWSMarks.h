@@ -13,8 +13,8 @@
 
 namespace velmore {
 
-/// The items of a folder whose field has exactly this text (m:FindItem, and once more for each page). An extended
-/// property with a registered field is what a mark is kept in. Raises a plain exception for an empty mark.
+/// The items of a folder whose field has exactly this text (m:FindItem, and once more for each page). A mark is kept in
+/// an extended property with a registered field. Raises a plain exception for an empty mark.
 std::vector<TItemId> VqFindByMark(IVqEWSFolder& AFolder, const TVqEWSFieldDef& AField, const string& AMark);
 
 }  // namespace velmore

@@ -10,8 +10,8 @@ namespace velmore {
 
 /// The mailbox of the logged-on user, or, as a base, another one.
 ///
-/// Owns its owner's identity once it is known; lives by its reference count, and folders and items keep it alive. One
-/// thread at a time. Raises what the server refuses as EEWSException; nothing works before logon.
+/// Owns the identity of the mailbox's owner once that is known; lives by its reference count, and folders and items
+/// keep it alive. One thread at a time. Raises what the server refuses as EEWSException; nothing works before logon.
 class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore {
  public:
   /// The pair (display name, empty change key) becomes the object's id: a handle for the application, not a server id.
@@ -31,8 +31,8 @@ class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore {
   void GetUserPhoto(TVqStream& APhoto, TSizeRequested ASize) override;
   TVqRef<IVqEWSOOF> GetOOF() override;
 
-  /// Occurrence `AIdx`, from 1, of a recurring master (m:GetItem, then GetItem). On the class and not on the interface,
-  /// and spelled so.
+  /// Occurrence `AIdx`, from 1, of a recurring master (m:GetItem, then GetItem). On the class, not on the interface;
+  /// the spelling of the name stays.
   TVqRef<IVqEWSItem> GetOccurence(const TItemId& AItemId, std::int32_t AIdx);
 
  protected:

@@ -57,7 +57,7 @@ class TVqEWSRestrictionList : public TVqEWSRestriction, public virtual IVqEWSRes
  protected:
   ~TVqEWSRestrictionList() override;
   std::span<const TVqRef<IVqEWSRestriction>> Children() const override { return FRestrictions; }
-  /// Writes the children, one behind the other.
+  /// Writes the children, one after the other.
   void SaveChildren(TVqStringStream& AStream) const;
 
  private:
@@ -86,7 +86,7 @@ class TVqEWSRestrictionOr : public TVqEWSRestrictionList, public virtual IVqEWSR
   ~TVqEWSRestrictionOr() override = default;
 };
 
-/// The child does not hold (t:Not). Keeps it alive.
+/// The child does not hold (t:Not). Keeps the child alive.
 class TVqEWSRestrictionNot : public TVqEWSRestriction, public virtual IVqEWSRestrictionNot {
  public:
   using TVqEWSRestriction::TVqEWSRestriction;
@@ -116,7 +116,7 @@ class TVqEWSRestrictionField : public TVqEWSRestriction, public virtual IVqEWSRe
   enum class TValueForm { Markup, Text };
   /// Raises EVqXMLError, with the field's name, for markup that cannot stand between quotes.
   void CheckMarkup(const string& AValue);
-  /// Writes the constant that the field is held against, up to its closing quote.
+  /// Writes the constant that the field is compared with, up to its closing quote.
   void SaveConstant(const string& AValue, TValueForm AForm, TVqStringStream& AStream);
 
  private:

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The forward cursor over the contents of a folder. Its concrete forms stand in uVqEWSFolder.h.
+/// The forward cursor over the contents of a folder. Its concrete forms are in uVqEWSFolder.h.
 
 #include <memory>
 
@@ -15,7 +15,7 @@ class TVqEWSTableCells;
 /// Base of all tables.
 ///
 /// Owns the current page and the columns; lives by its reference count and keeps its folder alive. One thread at a
-/// time. Raises what the server refuses as EEWSException; the page that was current then stays.
+/// time. Raises what the server refuses as EEWSException; the current page then stays.
 class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
  public:
   bool GetActive() override { return FRoot != nullptr; }
@@ -35,9 +35,9 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   std::int32_t GetMaxEntriesPerPage() override { return FMaxEntriesPerPage; }
   void SetMaxEntriesPerPage(std::int32_t AValue) override { FMaxEntriesPerPage = AValue; }
 
-  /// Rows of the current page. Elements that the library has no class for are none.
+  /// Rows of the current page. Elements that the library has no class for do not count.
   std::int32_t RowCount() const;
-  /// The total on the server, as Count.
+  /// The total number of rows on the server, as Count.
   std::int32_t GetRecordCount() const noexcept { return FRecordCount; }
 
  protected:
@@ -51,7 +51,7 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   void SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot);
   /// The typed record of the current row; with `ARaiseError` raises "There is no data!" when there is none.
   TVqXMLSchemaElement* GetRowData(TVqEWSGetDataElmSource ASource, bool ARaiseError);
-  /// The place, among all rows and from 0, of the page that is asked for.
+  /// Where the requested page begins among all rows, from 0.
   std::int32_t GetPageOffset() const noexcept { return FAskedOffset; }
   /// The filter of the next request; empty for none.
   const TVqRef<IVqEWSRestriction>& GetRestriction() const noexcept { return FRestriction; }

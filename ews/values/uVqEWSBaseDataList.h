@@ -15,8 +15,8 @@ namespace velmore {
 /// Which of the two trees: as the server sent it, or as it is now.
 enum TVqEWSGetDataElmSource : std::int32_t { desOriginal, desCurrent };
 
-/// Gives the record of a tree, or none. The boolean asks to raise rather than give none; who has always a record does
-/// not look at it.
+/// Gives the record of a tree, or none. The boolean asks it to raise rather than give none; a function that always has
+/// a record ignores it.
 using TVqEWSGetDataElm = std::function<TVqXMLSchemaElement*(TVqEWSGetDataElmSource ASource, bool ARaiseError)>;
 
 /// What every list of values has: the object that owns it, and how to reach that object's records.
@@ -25,7 +25,7 @@ using TVqEWSGetDataElm = std::function<TVqXMLSchemaElement*(TVqEWSGetDataElmSour
 /// object's current record.
 class TVqEWSBaseDataList {
  public:
-  /// `ACreator` is the object that the list belongs to and outlives it.
+  /// `ACreator` is the object that the list belongs to; it outlives the list.
   TVqEWSBaseDataList(const IVqEWSFieldSource* ACreator, TVqEWSGetDataElm AData);
   TVqEWSBaseDataList(const IVqEWSFieldSource& ACreator, TVqEWSGetDataElm AData)
       : TVqEWSBaseDataList(&ACreator, std::move(AData)) {}
@@ -58,7 +58,7 @@ class TVqEWSBaseDataList {
   [[noreturn]] static void RaiseNotFound(const string& AValue);
   [[noreturn]] static void RaiseNoPosition(std::int64_t AIndex);
   [[noreturn]] static void RaiseDuplicate(const string& APath);
-  /// The position that a value of run time stands for; raises RaiseNotFound for what is no integer.
+  /// The position that a value of run time stands for; raises as RaiseNotFound for a value that is no integer.
   static std::int64_t PositionOf(const TVqVariant& AValue);
   /// The owner for a class that publishes no properties.
   static const IVqEWSFieldSource& NoMembers();

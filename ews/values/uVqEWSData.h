@@ -20,7 +20,7 @@ enum TDistinguishedPropertySet : std::int32_t;  // uVqEWSTypes.h
 /// How the current value compares with the original one.
 enum TVqEWSDataUpdateStatus : std::int32_t { dusUnmodified, dusModified, dusInserted, dusDeleted };
 
-/// The name of a type as rows and tables have it. The argument serves to choose and may be null.
+/// The name of a type as rows and tables have it. The argument only chooses the overload and may be null.
 inline std::string_view VqTypeNameOf(const string*) {
   return VqStringType.Name;
 }
@@ -72,9 +72,9 @@ class TVqEWSData {
 
   /// Which element names the value in requests.
   TVqEWSFieldDefType GetURIType() const noexcept { return FURIType; }
-  /// Where the value stands below the object's element. For a value made from an indexed field the last step is there
-  /// twice, so that nothing is found in an answer; made from the property it is there once. Meant so: the path is the
-  /// key of lists. VqEntryOf (uVqEWSFields.h) reads the entry.
+  /// Where the value stands below the object's element. For a value made from an indexed field, the last step is there
+  /// twice, so that nothing is found in an answer; for one made from the property, it is there once. This is intended:
+  /// the path is the key of lists. VqEntryOf (uVqEWSFields.h) reads the entry.
   const string& GetPath() const noexcept { return FPath; }
   /// The key of the definition.
   const string& GetName() const noexcept { return FPropDefName; }
@@ -89,7 +89,7 @@ class TVqEWSData {
   TDictionaryURI GetDictionaryURI() const;
   /// The key of a dictionary's entry, "HomePhone"; empty for anything else.
   const string& GetFieldIndex() const noexcept { return FFieldIndex; }
-  /// Of an extended property; none when there is no such.
+  /// The property set of an extended property, by its distinguished name or its id; none when there is no such set.
   std::optional<TDistinguishedPropertySet> GetDPropSetId() const noexcept { return FDPropSetId; }
   const TGUID* GetPropSetId() const noexcept { return FPropSetId; }
   /// Number or name within the set.
@@ -106,8 +106,7 @@ class TVqEWSData {
   bool IsRegistered() const noexcept { return !FOwnDef; }
 
   /// The type of the value: that of the class's property, else that of the record's member, else that of the
-  /// definition. Raises
-  /// "%s (%s) is not a property of %s!" or "Failed to determine the type for %s!".
+  /// definition. Raises "%s (%s) is not a property of %s!" or "Failed to determine the type for %s!".
   TVqTypeInfo GetTypeInfo();
   /// The same for reading: a value that no class has is text, since objects of kinds without a class of their own have
   /// such values too.
@@ -115,20 +114,21 @@ class TVqEWSData {
 
   // ---- The value
 
-  /// Goes over to another definition, which must live as long as this does: path, key, kind and parent are the new
+  /// Changes to another definition, which must live as long as this object does: path, key, kind and parent are the new
   /// one's. The element that names a value of the schema in requests, and the place of the value in its list, stay.
   /// Raises a plain exception for none.
   void SetPropDef(PVqEWSPropDef APropDef);
 
-  /// The value's element in the current tree. When it is missing, the object's demand event is asked for it (properties
-  /// that are no part of another one; fields never ask), which may talk to the server; then it is made. A schema member
-  /// that an answer lacks raises "The result does not contain a value for for "%s"!", the doubled word included.
+  /// The value's element in the current tree. When it is missing, the object's demand event is asked for it, which may
+  /// talk to the server (for a property that is no part of another one; fields never ask); then it is made. A schema
+  /// member that an answer lacks raises "The result does not contain a value for for "%s"!", the doubled word included.
   IVqDOMElement GetValueNode();
 
-  /// The value as text: of a complex member its markup, of anything else (bytes too) its text. A member that the
+  /// The value as text: for a complex member its markup, for anything else (bytes too) its text. A member that the
   /// object's record does not know is text, or markup where it has parts. A field whose row lacks it is empty.
   string GetAsString();
-  /// The values of a property that has several (`t:Values`); of any other one its text, and nothing when that is empty.
+  /// The values of a property that has several (`t:Values`); for any other one its text, and nothing when that is
+  /// empty.
   std::vector<string> GetAsStrings();
   /// Empty text is false, 0 and the zero date. Other text that does not convert raises EConvertError.
   bool GetAsBoolean();
@@ -138,7 +138,7 @@ class TVqEWSData {
 
   /// What a setter refuses leaves the tree as it was.
   ///
-  /// Stores a text as it is. Of bytes, the digits behind "0x" are stored; any other text must be hexadecimal, too, and
+  /// Stores a text as it is. For bytes, the digits after "0x" are stored; any other text must be hexadecimal, too, and
   /// is stored as it is. A member that is no simple type raises "The property "%s" cannot be written as a string!".
   void SetAsString(const string& AValue);
   /// The values of a property of an array type, in place of those that it had. Any other type raises
@@ -150,11 +150,11 @@ class TVqEWSData {
   /// UTC.
   void SetAsDateTime(TDateTime AValue);
 
-  /// The value as a T: `IVqDOMElement` and `IVqDOMNode` give the node and ids its two attributes, all of which raise
-  /// when it is absent; everything else (text, numbers, booleans, points in time, GUIDs, enumerations) is the text
-  /// converted. Raises "Failed to get the value for %s!\r\nType %s expected, but type %s returned!" when it does not
-  /// convert. A field whose row lacks it is no failure: it gives an empty element, an empty id, the empty value of any
-  /// other type.
+  /// The value as a T: `IVqDOMElement` and `IVqDOMNode` give the node, ids its two attributes, and all of these raise
+  /// when the node is absent; everything else (text, numbers, booleans, points in time, GUIDs, enumerations) is the
+  /// text converted. Raises "Failed to get the value for %s!\r\nType %s expected, but type %s returned!" when it does
+  /// not convert. A field whose row lacks it is no failure: it gives an empty element, an empty id, the empty value of
+  /// any other type.
   template <typename T>
   T GetValue();
 
@@ -187,7 +187,7 @@ class TVqEWSData {
   virtual IVqDOMElement Find();
   /// Whether an absent value is empty, in every form in which it can be read.
   virtual bool AbsentIsEmpty() const noexcept { return false; }
-  /// Called behind each write of a value.
+  /// Called after each write of a value.
   virtual void Written() {}
   /// Makes the value's element below the object's.
   virtual IVqDOMElement MakeValueNode(const IVqDOMElement& AObject);

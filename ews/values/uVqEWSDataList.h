@@ -13,7 +13,7 @@ namespace velmore {
 /// Values of one kind, keyed by their path and kept in the order in which they were added.
 ///
 /// Owns its entries. An entry that is given up (`Clear`) stays as an empty shell until the list goes, so that a
-/// reference to it raises a clear exception instead of failing in the dark. Looking up is a hash look-up.
+/// reference to it raises a clear exception instead of failing in the dark. Looking up costs one hash look-up.
 template <std::derived_from<TVqEWSData> T>
 class TVqEWSDataList : public TVqEWSBaseDataList {
  public:
@@ -92,7 +92,7 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
   }
 
  protected:
-  /// The virtual parts of `GetItem`. A field that is absent is told by its key.
+  /// The virtual parts of `GetItem`. The failure names an absent field by its key.
   virtual T& GetByPath(const string& APath) {
     if (T* item = FindItem(APath)) return *item;
     RaiseNotFound(APath);
@@ -108,7 +108,7 @@ class TVqEWSDataList : public TVqEWSBaseDataList {
 
   /// Number of entries as they are.
   std::int32_t Size() const noexcept { return static_cast<std::int32_t>(FItems.size()); }
-  /// Without handing it out.
+  /// The entry with this path, without handing it out; none when absent.
   T* Find(const string& APath) const {
     const auto found = FPositions.find(APath);
     return found == FPositions.end() ? nullptr : FItems[found->second].Item.get();

@@ -24,7 +24,7 @@ class TVqEWSTableCells;
 
 /// A value of the current row: a cursor without change tracking that never asks the server. What the row lacks, a
 /// member of another kind of item included, is made empty in the page, so that reading it gives the empty value in
-/// every form; HasField of the table tells. See TVqEWSData for what it owns, costs and raises.
+/// every form; HasField of the table tells whether the row has it. See TVqEWSData for what it owns, costs and raises.
 class TVqEWSField : public TVqEWSData {
  public:
   using TVqEWSData::TVqEWSData;
@@ -61,7 +61,7 @@ class TVqEWSFields : public TVqEWSDataList<TVqEWSField> {
 
   /// For tables: finds the cells of all columns in a row.
   void FindCells(const IVqDOMElement& ARow, TVqEWSTableCells& ACells);
-  /// For tables: the page goes, and what was made in it.
+  /// For tables: forgets what was made in the page, when the page goes.
   void ForgetMade() noexcept { FMade.clear(); }
 
  private:

@@ -1,10 +1,10 @@
 #pragma once
 
-/// What stands for run-time type information of the object classes: per class a table of its published properties, with
-/// their type and the definition that each is linked to. Lazy loading and the property layer look members up by name or
-/// by definition.
+/// What takes the place of run-time type information for the object classes: for each class a table of its published
+/// properties, with their types and the definition that each is linked to. Lazy loading and the property layer look
+/// members up by name or by definition.
 ///
-///     // in the .cpp of the class, one line a property
+///     // in the .cpp of the class, one line for each property
 ///     constinit const TVqEWSMemberInfo members[] = {
 ///         {"Subject", VqStringType, VqEWSField(ufuitem_Subject)},
 ///         {"Body", {tkClass, "TEwsBody"}, VqEWSField(ufuitem_Body)},
@@ -110,7 +110,7 @@ struct TVqEWSMemberTable {
   const TVqEWSMemberInfo* FindLinked(std::string_view APropDefName) const;
 };
 
-/// The creator of a property list: whoever has published properties.
+/// The creator of a property list: an object that has published properties.
 class IVqEWSFieldSource {
  public:
   /// The table of the object's own class.

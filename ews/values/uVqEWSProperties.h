@@ -70,7 +70,7 @@ class TVqEWSProperties : public TVqEWSDataList<TVqEWSProperty> {
  public:
   using TVqEWSDataList::TVqEWSDataList;
 
-  /// Holds the number of entries against the number of elements that the object has now; if they differ, the list is
+  /// Compares the number of entries with the number of elements that the object has now; if they differ, the list is
   /// rebuilt from the elements and all property objects are new. Explicit statuses are kept, and with them the entries
   /// that are to be deleted. Elements that no definition is known for are left out; the parts of a dictionary are all
   /// there, present or not. Raises "There is no property definition ""!" for an extended property of the answer that no
@@ -91,11 +91,12 @@ class TVqEWSProperties : public TVqEWSDataList<TVqEWSProperty> {
   TVqEWSProperty& PropertyByName(const TVqEWSPropDef& APropDef) { return GetItem(APropDef); }
 
   using TVqEWSDataList::CreateItem;
-  /// As any list's; besides raises "Failed to locate the Property Definition for "%s"!" for a definition without a key.
+  /// As in any list; in addition raises "Failed to locate the Property Definition for "%s"!" for a definition without a
+  /// key.
   TVqEWSProperty& CreateItem(const TVqEWSPropDef& APropDef) override;
 
   /// Rebuilds the list unless each element that the object has now has its entry. `Count` compares numbers alone, so
-  /// that entries of an earlier load can stand for what was changed since; what is to be saved is not to be missed.
+  /// that entries of an earlier load can stand in place of what has changed since; a save must not miss that.
   void Follow();
   /// Drops all explicit statuses. Called by the object when it gets new data.
   void ResetExplicitStatuses() noexcept;

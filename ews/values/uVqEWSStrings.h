@@ -13,7 +13,7 @@ namespace velmore {
 
 /// The entries of a `t:String` list.
 ///
-/// Owns nothing: the texts stand in the tree, changes count as changes of the object. No copies. Belongs to its
+/// Owns nothing: the texts stand in the tree, and changes count as changes of the object. No copies. Belongs to its
 /// object's thread. Raises EListError for positions that are not there. Nothing here talks to the server.
 class TVqEWSStrings {
  public:
@@ -38,7 +38,7 @@ class TVqEWSStrings {
   /// All entries with the separator between them.
   string AsString(const string& ASeparator) const;
 
-  /// Of the list's element, as TVqXMLSchemaElement has them.
+  /// These work on the list's element, as the functions of TVqXMLSchemaElement do.
   string Serialize(TVqDataSerializationFormatType AFormat) const { return FStrings.Serialize(AFormat); }
   void Deserialize(TVqDataSerializationFormatType AFormat, const string& AText) {
     FStrings.Deserialize(AFormat, AText);
