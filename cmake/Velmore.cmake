@@ -87,7 +87,7 @@ endfunction()
 
 # velmore_test_program(<program> <prefix of its tests> <label or nothing> <sources> <libraries>)
 function(velmore_test_program program prefix label sources libraries)
-  add_executable(${program} ${sources} ${PROJECT_SOURCE_DIR}/tests/support/LeakListener.cpp)
+  add_executable(${program} ${sources} ${PROJECT_SOURCE_DIR}/tests/support/LeakListener.cpp ${PROJECT_SOURCE_DIR}/tests/support/GssLeaks.cpp)
   target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
   target_link_libraries(${program} PRIVATE velmore_warnings ${libraries} GTest::gmock GTest::gtest_main)
   set(properties TIMEOUT 300)
