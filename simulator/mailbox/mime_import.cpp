@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "simulator/mailbox/mime.h"
+#include "simulator/mailbox/quote.h"
 
 namespace velmore::simulator {
 
@@ -149,18 +150,6 @@ void TakeParts(GMimeObject* object, Item& item, bool in_alternative, int depth) 
 
 void SetText(Item& item, const char* name, const std::string& text) {
   if (!text.empty()) item.Set(name, text);
-}
-
-std::string TopicOf(std::string subject) {
-  for (;;) {
-    const std::string lower = Lower(subject.substr(0, 4));
-    std::size_t cut = 0;
-    if (lower.starts_with("re:") || lower.starts_with("fw:")) cut = 3;
-    if (lower == "fwd:") cut = 4;
-    if (cut == 0) return subject;
-    subject.erase(0, cut);
-    subject.erase(0, std::min(subject.find_first_not_of(' '), subject.size()));
-  }
 }
 
 void SetRecipients(Item& item, const char* name, InternetAddressList* list) {

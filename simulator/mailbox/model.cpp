@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
 
 #include "simulator/mailbox/ids.h"
 
@@ -87,6 +88,18 @@ void Reopen(Item& item) {
   if (item.element != "Task" || item.Text("Status") == "Completed") return;
   item.Remove("CompleteDate");
   if (item.Text("PercentComplete") == "100") item.Set("PercentComplete", "0");
+}
+
+void Progress(Item& item) {
+  const double percent = std::strtod(item.Text("PercentComplete").c_str(), nullptr);
+  if (!(percent >= 0 && percent <= 100)) throw EwsError("ErrorInvalidPercentCompleteValue");
+  const std::string& status = item.Text("Status");
+  const bool waits = status == "WaitingOnOthers" || status == "Deferred";
+  if (percent == 100)
+    item.Set("Status", "Completed");
+  else if (percent == 0 ? status == "Completed" || status == "InProgress" : !waits)
+    item.Set("Status", percent == 0 ? "NotStarted" : "InProgress");
+  if (percent != 100) item.Remove("CompleteDate");
 }
 
 std::string DisplayNames(const Item& item, const char* property) {

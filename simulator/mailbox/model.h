@@ -106,6 +106,8 @@ struct Item {
 };
 /// A task whose status says that it is not done has no date on which it was.
 void Reopen(Item& item);
+/// The status of a task follows how much of it is done. Throws EwsError for less than nothing and more than all.
+void Progress(Item& item);
 /// Names of the recipients in a property, "Alice; Bob".
 std::string DisplayNames(const Item& item, const char* property);
 /// What items of one conversation have in common, 16 bytes.

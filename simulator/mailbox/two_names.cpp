@@ -162,6 +162,7 @@ void WritePercent(const Row& row, Item& item, const std::string& value) {
   char text[64];
   const double percent = std::round(std::strtod(value.c_str(), nullptr) * 1e6) / 1e4;
   item.Set(row.member, std::string(text, std::to_chars(std::begin(text), std::end(text), percent).ptr));
+  Progress(item);
 }
 
 void WriteComplete(const Row&, Item& item, const std::string& value) {

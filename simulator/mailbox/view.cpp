@@ -80,9 +80,21 @@ Element ResponseObjects(const Item& item) {
     objects.Add("ReplyAllToItem");
   }
   objects.Add("ForwardItem");
-  if (item.Flag("IsReadReceiptRequested") && !item.Flag("IsRead") && !item.IsDraft())
+  if (item.Flag("IsReadReceiptRequested") && !item.Flag("IsRead") && !item.IsDraft() &&
+      !item.Flag("ReadReceiptSuppressed"))
     objects.Add("SuppressReadReceipt");
   return objects;
+}
+
+/// The picture that a list of items shows beside one.
+std::string IconOf(const Item& item) {
+  if (item.element == "Task") return item.Find("Recurrence") != nullptr ? "TaskRecur" : "TaskItem";
+  for (const ExtendedValue& value : item.extended) {
+    if (!value.key.set.empty() || value.key.number != 0x1080 || value.values.empty()) continue;
+    if (value.values.front() == "261") return "MailReplied";
+    if (value.values.front() == "262") return "MailForwarded";
+  }
+  return "Default";
 }
 
 /// Found rows tell of an organizer nothing but the name; until Exchange 2013 that was so of Sender and From, too.
@@ -370,7 +382,7 @@ std::optional<Element> PropertyOf(const Item& item, const Member& member, const 
     out.Add("FlagStatus", "NotFlagged");
     return out;
   }
-  if (name == "IconIndex") return Types(name, item.element == "Task" ? "TaskItem" : "Default");
+  if (name == "IconIndex") return Types(name, IconOf(item));
   if (name == "IsResponseRequested" && item.element == "Message") return flag("IsResponseRequested");
   for (const char* info : {"FirstOccurrence", "LastOccurrence", "ModifiedOccurrences", "DeletedOccurrences"})
     if (name == info && item.element == "CalendarItem") return OccurrenceInfo(mailbox, item, name);
@@ -381,9 +393,17 @@ std::optional<Element> PropertyOf(const Item& item, const Member& member, const 
   }
   if (name == "CompleteName") {
     Element out = Types(name);
-    const std::pair<const char*, const char*> parts[] = {
-        {"Title", "Title"},       {"FirstName", "GivenName"}, {"MiddleName", "MiddleName"}, {"LastName", "Surname"},
-        {"Suffix", "Generation"}, {"Initials", "Initials"},   {"FullName", "DisplayName"},  {"Nickname", "Nickname"}};
+    const std::pair<const char*, const char*> parts[] = {{"FirstName", "GivenName"},
+                                                         {"MiddleName", "MiddleName"},
+                                                         {"LastName", "Surname"},
+                                                         {"Suffix", "Generation"},
+                                                         {"Initials", "Initials"},
+                                                         {"FullName", "DisplayName"},
+                                                         {"Nickname", "Nickname"},
+                                                         {"YomiFirstName", "PhoneticFirstName"},
+                                                         {"YomiLastName", "PhoneticLastName"}};
+    if (const ExtendedValue* title = item.FindExtended({"", "", 0x3a45, "String"}))
+      out.Add("Title", title->values.front());
     for (const auto& [part, source] : parts)
       if (!item.Text(source).empty()) out.Add(part, item.Text(source));
     return out.children.empty() ? std::nullopt : std::optional(std::move(out));

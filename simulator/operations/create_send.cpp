@@ -6,6 +6,7 @@
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
 #include "simulator/operations/operations.h"
+#include "simulator/operations/responses.h"
 #include "simulator/types/versions.h"
 
 namespace velmore::simulator {
@@ -44,6 +45,36 @@ void ReturnUndelivered(Context& context, const Item& sent, const std::string& ad
   DeliverTo(context.store, *context.home, std::move(report), ServerName(context.store.server_version));
 }
 
+/// Puts the members of personal lists, and of the lists in them, in the place of the lists.
+void ExpandLists(Context& context, Item& item) {
+  for (const char* property : {"ToRecipients", "CcRecipients", "BccRecipients"}) {
+    const Element* recipients = item.Find(property);
+    if (recipients == nullptr) continue;
+    Element expanded = Types(property);
+    std::set<std::string> open;  // ids of lists that were seen, which may hold each other
+    std::vector<Element> waiting(recipients->children.rbegin(), recipients->children.rend());
+    while (!waiting.empty()) {
+      Element mailbox = std::move(waiting.back());
+      waiting.pop_back();
+      const Element* id = mailbox.Child("ItemId");
+      if (id == nullptr || mailbox.ChildText("MailboxType") != "PrivateDL") {
+        expanded.Add(std::move(mailbox));
+        continue;
+      }
+      if (!open.insert(id->AttributeText("Id")).second) continue;
+      const Found found = LocateItem(context, *id);
+      const Element* members = found.item->Find("Members");
+      if (members == nullptr) continue;
+      for (auto member = members->children.rbegin(); member != members->children.rend(); ++member)
+        if (const Element* inner = member->Child("Mailbox")) waiting.push_back(*inner);
+    }
+    if (expanded.children.empty())
+      item.Remove(property);
+    else
+      item.Set(std::move(expanded));
+  }
+}
+
 }  // namespace
 
 Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, const std::string& from_server) {
@@ -75,6 +106,7 @@ Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, cons
 }
 
 void Send(Context& context, Item& item) {
+  ExpandLists(context, item);
   std::vector<std::string> addresses;
   for (const char* list : {"ToRecipients", "CcRecipients", "BccRecipients"}) {
     const Element* recipients = item.Find(list);
@@ -128,6 +160,8 @@ void Send(Context& context, Item& item) {
     }
     if (Mailbox* mailbox = context.store.ByAddress(address)) {
       auto delivered = Copy(item);
+      delivered->Remove("AnswersItem");
+      delivered->Remove("AnswersBy");
       std::erase_if(delivered->extended,
                     [](const ExtendedValue& value) { return value.key.set.empty() && value.key.number == 0x0e07; });
       delivered->mime = std::make_shared<const std::string>(BuildMime(item, false));
@@ -146,6 +180,7 @@ void Send(Context& context, Item& item) {
                     [&](const auto& mailbox) { return DomainOf(mailbox->owner.smtp_address) == DomainOf(address); });
     if (local && !known) ReturnUndelivered(context, item, address);
   }
+  MarkAnswered(context, item);
 }
 
 Element CreateItem(Context& context, const Element& request) {
@@ -153,11 +188,32 @@ Element CreateItem(Context& context, const Element& request) {
   return RespondEach(
       "CreateItem", *request.Child("Items"),
       [&](const Element& element) {
-        if (Schema::Instance().ItemType(element.name) == nullptr ||
-            Schema::Instance().ItemType(element.name)->Find("DateTimeReceived") == nullptr)
+        std::shared_ptr<Item> item;
+        Place place;
+        if (IsResponseObject(element.name)) {
+          const Found original = LocateReference(context, element);
+          if (element.name == "SuppressReadReceipt") {
+            SuppressReadReceipt(context, original);
+            return std::vector<Element>{Messages("Items")};
+          }
+          item = MakeAnswer(context, element, original);
+          // An answer in public stands where the question does.
+          if (item->element == "PostItem") place = {original.mailbox, original.folder, original.access};
+        } else if (const SchemaType* type = Schema::Instance().ItemType(element.name);
+                   type == nullptr || type->Find("DateTimeReceived") == nullptr) {
           throw EwsError("ErrorInvalidOperation",
-                         "Response objects are not supported by this server: " + element.name + ".");
-        std::shared_ptr<Item> item = MakeItem(context, element);
+                         "This response object is not supported by this server: " + element.name + ".");
+        } else {
+          // Servers learnt only later to take the date when a task is due with its creation.
+          if (element.name == "Task" && element.Child("DueDate") != nullptr &&
+              context.store.server_version < kExchange2013) {
+            EwsError error("ErrorInvalidPropertySet");
+            error.details.push_back(Types("FieldURI"));
+            error.details.back().Set("FieldURI", "task:DueDate");
+            throw error;
+          }
+          item = MakeItem(context, element);
+        }
         const bool mail = IsMail(*item);
         if (mail && disposition.empty()) throw EwsError("ErrorMessageDispositionRequired");
         if (item->element == "CalendarItem" && request.Attribute("SendMeetingInvitations") == nullptr)
@@ -165,10 +221,9 @@ Element CreateItem(Context& context, const Element& request) {
         RefuseInvitations(*item, request.AttributeText("SendMeetingInvitations"));
         if (item->Size() > context.options.max_message_bytes) throw EwsError("ErrorMessageSizeExceeded");
 
-        Place place;
         if (const Element* target = request.Child("SavedItemFolderId")) {
           place = LocateTarget(context, *target);
-        } else {
+        } else if (place.folder == nullptr) {
           if (context.home == nullptr) throw EwsError("ErrorNonExistentMailbox");
           place = {context.home, context.home->Distinguished(DefaultFolder(*item, disposition)), Access::kOwner};
         }

@@ -37,6 +37,32 @@ Candidate FromDirectory(const std::string& name, const std::string& address, con
   return candidate;
 }
 
+/// A contact is found once for each address that is meant; a personal list has none.
+void AddContact(const Item& item, const std::string& entry, const Shape& shape, const Viewer& viewer,
+                std::vector<Candidate>& out) {
+  const std::string& name = item.Text("DisplayName");
+  if (item.element == "DistributionList") {
+    if (!Means(entry, name, {}, {})) return;
+    Candidate list{MailboxElement(name, {}, "PrivateDL"), Types("Contact")};
+    list.mailbox.Remove("EmailAddress");
+    list.mailbox.Child("RoutingType")->text = "MAPIPDL";
+    list.mailbox.Add(ItemIdElement(*viewer.mailbox, item));
+    out.push_back(std::move(list));
+    return;
+  }
+  const Element* addresses = item.Find("EmailAddresses");
+  if (addresses == nullptr) return;
+  bool named = false;
+  for (const char* part : {"DisplayName", "GivenName", "Surname", "FileAs", "Nickname"})
+    named = named || Means(entry, item.Text(part), {}, {});
+  for (const Element& address : addresses->children) {
+    if (address.text.empty() || (!named && !Means(entry, {}, address.text, {}))) continue;
+    Candidate candidate{MailboxElement(name, address.text, "Contact"), RenderItem(item, shape, viewer)};
+    candidate.mailbox.Add(ItemIdElement(*viewer.mailbox, item));
+    out.push_back(std::move(candidate));
+  }
+}
+
 }  // namespace
 
 Element ResolveNames(Context& context, const Element& request) {
@@ -50,6 +76,13 @@ Element ResolveNames(Context& context, const Element& request) {
   std::string scope = request.AttributeText("SearchScope");
   if (scope.empty()) scope = "ActiveDirectoryContacts";
   const bool full = IsTrue(request.AttributeText("ReturnFullContactData"));
+
+  Shape contact_shape;
+  contact_shape.base = Shape::Base::kDefault;
+  if (const std::string& wanted = request.AttributeText("ContactDataShape"); !wanted.empty())
+    contact_shape.base = wanted == "IdOnly"    ? Shape::Base::kIdOnly
+                         : wanted == "Default" ? Shape::Base::kDefault
+                                               : Shape::Base::kAll;
 
   std::vector<Candidate> directory;
   if (scope.find("ActiveDirectory") != std::string::npos) {
@@ -78,22 +111,7 @@ Element ResolveNames(Context& context, const Element& request) {
     }
     for (const Place& place : places) {
       for (const auto& [number, item] : place.folder->items) {
-        const Element* addresses = item->Find("EmailAddresses");
-        const bool list = item->element == "DistributionList";
-        const std::string address =
-            addresses != nullptr && !addresses->children.empty() ? addresses->children.front().text : std::string();
-        if ((!list && address.empty()) || !Means(entry, item->Text("DisplayName"), address, {})) continue;
-        Candidate candidate{MailboxElement(item->Text("DisplayName"), address, list ? "PrivateDL" : "Contact"),
-                            Types("Contact")};
-        if (list) {
-          candidate.mailbox.Remove("EmailAddress");
-          candidate.mailbox.Child("RoutingType")->text = "MAPIPDL";
-        }
-        candidate.mailbox.Add(ItemIdElement(*place.mailbox, *item));
-        Shape shape;
-        shape.base = Shape::Base::kDefault;
-        if (!list) candidate.contact = RenderItem(*item, shape, ViewerOf(context, place));
-        contacts.push_back(std::move(candidate));
+        AddContact(*item, entry, contact_shape, ViewerOf(context, place), contacts);
       }
     }
   }

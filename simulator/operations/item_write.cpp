@@ -5,7 +5,6 @@
 #include "simulator/mailbox/cards.h"
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
-#include "simulator/mailbox/recurrence.h"
 #include "simulator/mailbox/two_names.h"
 #include "simulator/operations/operations.h"
 
@@ -23,21 +22,15 @@ std::string UriOf(const std::string& name) {
   return "item:" + name;
 }
 
+/// Until then it may be today somewhere.
+constexpr Seconds kDayOfAnyZone = 2 * 86400;
+
 EwsError Refusal(const char* code, const std::string& name) {
   EwsError error(code);
   Element path = Types("FieldURI");
   path.Set("FieldURI", UriOf(name));
   error.details.push_back(std::move(path));
   return error;
-}
-
-void CompleteRecipients(Context& context, Element& value) {
-  for (Element& child : value.children) {
-    if (child.name == "Mailbox")
-      CompleteMailbox(context, child);
-    else
-      CompleteRecipients(context, child);
-  }
 }
 
 void SetBody(Item& item, const Element& value, Change change) {
@@ -116,16 +109,6 @@ std::string Normalized(const Member& member, const std::string& text) {
   return text;
 }
 
-std::string TopicOf(std::string subject) {
-  for (;;) {
-    const std::string lower = Lower(subject.substr(0, 4));
-    const std::size_t cut = lower == "fwd:" ? 4 : lower.starts_with("re:") || lower.starts_with("fw:") ? 3 : 0;
-    if (cut == 0) return subject;
-    subject.erase(0, cut);
-    subject.erase(0, std::min(subject.find_first_not_of(' '), subject.size()));
-  }
-}
-
 }  // namespace
 
 ExtendedValue ReadExtended(const Element& value) {
@@ -148,6 +131,15 @@ ExtendedValue ReadExtended(const Element& value) {
     throw error;
   }
   return extended;
+}
+
+void CompleteRecipients(Context& context, Element& value) {
+  for (Element& child : value.children) {
+    if (child.name == "Mailbox")
+      CompleteMailbox(context, child);
+    else
+      CompleteRecipients(context, child);
+  }
 }
 
 void CompleteMailbox(Context& context, Element& mailbox) {
@@ -185,6 +177,7 @@ void CompleteMailbox(Context& context, Element& mailbox) {
   };
   find(address, name);
   if (name.empty()) name = address;
+  if (type == "PrivateDL") routing = "MAPIPDL";
   if (routing.empty() && !address.empty()) routing = "SMTP";
   if (type.empty()) type = address.empty() ? "Unknown" : "OneOff";
   mailbox.children.clear();
@@ -265,7 +258,7 @@ void SetProperty(Context& context, Item& item, const Member& member, const std::
   if (change == Change::kAppend) {
     const bool list = name == "ToRecipients" || name == "CcRecipients" || name == "BccRecipients" ||
                       name == "ReplyTo" || name == "RequiredAttendees" || name == "OptionalAttendees" ||
-                      name == "Resources";
+                      name == "Resources" || name == "Members";
     if (name != "Body" && !list) throw Refusal("ErrorInvalidPropertyAppend", name);
     if (list) {
       Element added = value;
@@ -295,6 +288,11 @@ void SetProperty(Context& context, Item& item, const Member& member, const std::
   }
   item.Set(std::move(stored));
   if (name == "Status") Reopen(item);
+  if (name == "PercentComplete") Progress(item);
+  if (name == "CompleteDate" && ParseTime(item.Text(name)).value_or(0) > Now() + kDayOfAnyZone)
+    throw Refusal("ErrorInvalidCompleteDate", name);
+  // A name that somebody chose is made from no others.
+  if (name == "FileAs" && change == Change::kSet) item.Remove("FileAsMapping");
 }
 
 std::shared_ptr<Item> MakeItem(Context& context, const Element& element) {
@@ -326,77 +324,6 @@ std::shared_ptr<Item> MakeItem(Context& context, const Element& element) {
     item->element = "PostItem";
   Refresh(context, *item);
   return item;
-}
-
-void Refresh(Context& context, Item& item) {
-  if (item.element == "Message" || item.element == "PostItem" || item.element.starts_with("Meeting"))
-    item.Set("ConversationTopic", TopicOf(item.Text("Subject")));
-  if (item.element == "CalendarItem") {
-    if (item.Text("Start").empty() && item.Text("End").empty()) {
-      const Seconds next = (Now() / 1800 + 1) * 1800;
-      item.Set("Start", TimeText(next));
-      item.Set("End", TimeText(next + 1800));
-    }
-    if (item.Text("End").empty()) item.Set("End", TimeText(*ParseTime(item.Text("Start")) + 1800));
-    if (item.Text("Start").empty()) item.Set("Start", TimeText(*ParseTime(item.Text("End")) - 1800));
-    const Seconds start = *ParseTime(item.Text("Start"));
-    const Seconds end = *ParseTime(item.Text("End"));
-    if (end < start) throw EwsError("ErrorCalendarEndDateIsEarlierThanStartDate");
-    if (end - start > 5LL * 366 * 86400) throw EwsError("ErrorCalendarDurationIsTooLong");
-    if (item.Find("Recurrence") != nullptr) CheckRecurrence(item);
-    if (item.Text("UID").empty()) item.Set("UID", "040000008200E00074C5B7101A82E008" + ToHex(NewGuid().substr(0, 12)));
-    for (const char* flag : {"IsAllDayEvent", "IsCancelled", "MeetingRequestWasSent"})
-      if (item.Find(flag) == nullptr) item.SetFlag(flag, false);
-    if (item.Find("LegacyFreeBusyStatus") == nullptr) item.Set("LegacyFreeBusyStatus", "Busy");
-    const bool recurring = item.Find("Recurrence") != nullptr;
-    if (item.Text("CalendarItemType") != "Occurrence" && item.Text("CalendarItemType") != "Exception") {
-      item.Set("CalendarItemType", recurring ? "RecurringMaster" : "Single");
-      item.SetFlag("IsRecurring", false);
-    }
-    item.SetFlag("IsMeeting", item.Find("RequiredAttendees") != nullptr || item.Find("OptionalAttendees") != nullptr ||
-                                  item.Find("Resources") != nullptr);
-    if (item.Find("Organizer") == nullptr) {
-      Element organizer = Types("Organizer");
-      organizer.Add(MailboxElement(context.user.display_name, context.user.smtp_address, "Mailbox"));
-      item.Set(std::move(organizer));
-    }
-    if (item.Find("MyResponseType") == nullptr)
-      item.Set("MyResponseType", item.Flag("IsMeeting") ? "Organizer" : "Unknown");
-    item.Set("Duration", "PT" + std::to_string((end - start) / 60) + "M");
-  }
-  if (item.element == "Task") {
-    if (item.Find("Status") == nullptr) item.Set("Status", "NotStarted");
-    if (item.Find("PercentComplete") == nullptr)
-      item.Set("PercentComplete", item.Text("Status") == "Completed" ? "100" : "0");
-    if (item.Find("CompleteDate") != nullptr) item.Set("Status", "Completed");
-    if (item.Text("Status") == "Completed") item.Set("PercentComplete", "100");
-    if (item.Text("Status") == "Completed" && item.Find("CompleteDate") == nullptr)
-      item.Set("CompleteDate", TimeText(Now()));
-    if (item.Text("Status") != "Completed") item.Remove("CompleteDate");
-    item.SetFlag("IsComplete", item.Text("Status") == "Completed");
-    item.SetFlag("IsRecurring", item.Find("Recurrence") != nullptr);
-    item.Set("ChangeCount", std::to_string(std::strtol(item.Text("ChangeCount").c_str(), nullptr, 10) + 1));
-    static constexpr std::pair<const char*, const char*> kDescriptions[] = {
-        {"NotStarted", "Not Started"},
-        {"InProgress", "In Progress"},
-        {"Completed", "Completed"},
-        {"WaitingOnOthers", "Waiting on someone else"},
-        {"Deferred", "Deferred"}};
-    for (const auto& [status, description] : kDescriptions)
-      if (item.Text("Status") == status) item.Set("StatusDescription", description);
-    if (item.Find("Owner") == nullptr) item.Set("Owner", context.user.display_name);
-  }
-  if (item.element == "Contact" && item.Text("FileAs").empty() && !item.Text("Surname").empty())
-    item.Set("FileAs", item.Text("Surname") + (item.Text("GivenName").empty() ? "" : ", " + item.Text("GivenName")));
-  if (item.element == "Contact" && item.Text("DisplayName").empty()) {
-    std::string name = item.Text("GivenName");
-    if (!name.empty() && !item.Text("Surname").empty()) name += ' ';
-    name += item.Text("Surname");
-    if (!name.empty()) item.Set("DisplayName", name);
-  }
-  if ((item.element == "Contact" || item.element == "DistributionList") && item.Text("Subject").empty() &&
-      !item.Text("DisplayName").empty())
-    item.Set("Subject", item.Text("DisplayName"));
 }
 
 }  // namespace velmore::simulator

@@ -89,6 +89,8 @@ void SetProperty(Context& context, Item& item, const Member& member, const std::
 ExtendedValue ReadExtended(const Element& property);
 /// Makes an item from its element in a request.
 std::shared_ptr<Item> MakeItem(Context& context, const Element& element);
+/// Completes each mailbox below an element.
+void CompleteRecipients(Context& context, Element& value);
 /// Fills in what a recipient of a request lacks: name, routing type, sort.
 void CompleteMailbox(Context& context, Element& mailbox);
 /// t:FileAttachment or t:ItemAttachment of a request.

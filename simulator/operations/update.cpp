@@ -60,16 +60,21 @@ void MergeEntry(Item& item, const Path& path, const Element* value) {
     std::stable_sort(merged.children.begin(), merged.children.end(), [&](const Element& a, const Element& b) {
       return type->Position(a.name) < type->Position(b.name);
     });
-    if (at != dictionary.children.end())
+    // An address of which nothing is left is none.
+    if (merged.children.empty() && at != dictionary.children.end())
+      dictionary.children.erase(at);
+    else if (!merged.children.empty() && at != dictionary.children.end())
       *at = std::move(merged);
-    else
+    else if (!merged.children.empty())
       dictionary.Add(std::move(merged));
   } else if (entry != nullptr && at != dictionary.children.end()) {
     *at = *entry;
-  } else if (entry != nullptr) {
+  } else if (entry != nullptr && name != "Members") {
     dictionary.Add(*entry);
   } else if (at != dictionary.children.end()) {
     dictionary.children.erase(at);
+  } else if (name == "Members") {
+    throw Refusal("ErrorDistributionListMemberNotExist", path);
   }
   if (dictionary.children.empty())
     item.Remove(name);
@@ -130,7 +135,9 @@ void SetField(Context& context, Item& item, const Element& change, const Path& p
   if (!path.indexed_uri.empty()) {
     if (append) throw Refusal("ErrorInvalidPropertyAppend", path);
     if (member.Has('r')) throw Refusal("ErrorInvalidPropertySet", path);
-    MergeEntry(item, path, &value);
+    Element entry = value;
+    CompleteRecipients(context, entry);
+    MergeEntry(item, path, &entry);
     return;
   }
   SetProperty(context, item, member, {}, value, append ? Change::kAppend : Change::kSet);

@@ -202,9 +202,9 @@ const TypeRow kTypeRows[] = {
            "SearchFolder:SearchFolder TasksFolder:TasksFolder"},
     {"AllItems", "",
      "any " ITEM_KINDS
-     "ReplyToItem:SmartResponse ForwardItem:SmartResponse ReplyAllToItem:SmartResponse AcceptItem:MeetingAnswer "
+     "ReplyToItem:SmartResponse ForwardItem:SmartResponse ReplyAllToItem:ReplyAll AcceptItem:MeetingAnswer "
      "TentativelyAcceptItem:MeetingAnswer DeclineItem:MeetingAnswer CancelCalendarItem:SmartResponse "
-     "RemoveItem:MeetingAnswer SuppressReadReceipt:MeetingAnswer PostReplyItem:SmartResponse "
+     "RemoveItem:MeetingAnswer SuppressReadReceipt:ReferenceOnly PostReplyItem:PostReply "
      "AcceptSharingInvitation:MeetingAnswer"},
     {"Folders", "",
      "any Folder:Folder CalendarFolder:CalendarFolder ContactsFolder:ContactsFolder SearchFolder:SearchFolder "
@@ -333,6 +333,9 @@ const TypeRow kTypeRows[] = {
      "Subject Body:Body ToRecipients:Recipients CcRecipients:Recipients BccRecipients:Recipients "
      "IsReadReceiptRequested:b IsDeliveryReceiptRequested:b From:SingleRecipient ReferenceItemId:ItemId "
      "NewBodyContent:Body"},
+    {"ReplyAll", "SmartResponse", "IsSpecificMessageReply:b@7"},
+    {"PostReply", "", "Subject Body:Body ReferenceItemId:ItemId NewBodyContent:Body"},
+    {"ReferenceOnly", "", "ReferenceItemId:ItemId"},
     {"MeetingAnswer", "",
      "ItemClass Sensitivity Body:Body Attachments:Attachments InternetMessageHeaders:InternetMessageHeaders "
      "Sender:SingleRecipient ToRecipients:Recipients CcRecipients:Recipients BccRecipients:Recipients "

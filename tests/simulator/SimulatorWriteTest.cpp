@@ -198,6 +198,15 @@ TEST_F(SimulatorWrite, EntriesOfDictionariesChangeOneByOne) {
   EXPECT_EQ(home.ChildText("City"), "Oakton");
   EXPECT_EQ(Update(id, "<t:DeleteItemField>" + phone + "</t:DeleteItemField>", "AlwaysOverwrite").Code(), "NoError");
   EXPECT_EQ(Item(id).Child("PhoneNumbers")->children.size(), 1u);
+  // The last part of an address takes the address with it, and what is not there leaves nothing behind.
+  for (const char* part : {"Street", "City", "State"})
+    EXPECT_EQ(Update(id,
+                     "<t:DeleteItemField><t:IndexedFieldURI FieldURI=\"contacts:PhysicalAddress:" + std::string(part) +
+                         "\" FieldIndex=\"Home\"/></t:DeleteItemField>",
+                     "AlwaysOverwrite")
+                  .Code(),
+              "NoError");
+  EXPECT_EQ(Item(id).Child("PhysicalAddresses"), nullptr);
 }
 
 TEST_F(SimulatorWrite, ExtendedPropertyIsSetByUpdate) {

@@ -1,0 +1,100 @@
+// What the server itself keeps up to date on an item that was written to.
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "simulator/mailbox/file_as.h"
+#include "simulator/mailbox/ids.h"
+#include "simulator/mailbox/members.h"
+#include "simulator/mailbox/mime.h"
+#include "simulator/mailbox/quote.h"
+#include "simulator/mailbox/recurrence.h"
+#include "simulator/operations/operations.h"
+
+namespace velmore::simulator {
+
+namespace {
+
+void RefreshAppointment(Context& context, Item& item) {
+  if (item.Text("Start").empty() && item.Text("End").empty()) {
+    const Seconds next = (Now() / 1800 + 1) * 1800;
+    item.Set("Start", TimeText(next));
+    item.Set("End", TimeText(next + 1800));
+  }
+  if (item.Text("End").empty()) item.Set("End", TimeText(*ParseTime(item.Text("Start")) + 1800));
+  if (item.Text("Start").empty()) item.Set("Start", TimeText(*ParseTime(item.Text("End")) - 1800));
+  const Seconds start = *ParseTime(item.Text("Start"));
+  const Seconds end = *ParseTime(item.Text("End"));
+  if (end < start) throw EwsError("ErrorCalendarEndDateIsEarlierThanStartDate");
+  if (end - start > 5LL * 366 * 86400) throw EwsError("ErrorCalendarDurationIsTooLong");
+  if (item.Find("Recurrence") != nullptr) CheckRecurrence(item);
+  if (item.Text("UID").empty()) item.Set("UID", "040000008200E00074C5B7101A82E008" + ToHex(NewGuid().substr(0, 12)));
+  for (const char* flag : {"IsAllDayEvent", "IsCancelled", "MeetingRequestWasSent"})
+    if (item.Find(flag) == nullptr) item.SetFlag(flag, false);
+  if (item.Find("LegacyFreeBusyStatus") == nullptr) item.Set("LegacyFreeBusyStatus", "Busy");
+  const bool recurring = item.Find("Recurrence") != nullptr;
+  if (item.Text("CalendarItemType") != "Occurrence" && item.Text("CalendarItemType") != "Exception") {
+    item.Set("CalendarItemType", recurring ? "RecurringMaster" : "Single");
+    item.SetFlag("IsRecurring", false);
+  }
+  item.SetFlag("IsMeeting", item.Find("RequiredAttendees") != nullptr || item.Find("OptionalAttendees") != nullptr ||
+                                item.Find("Resources") != nullptr);
+  if (item.Find("Organizer") == nullptr) {
+    Element organizer = Types("Organizer");
+    organizer.Add(MailboxElement(context.user.display_name, context.user.smtp_address, "Mailbox"));
+    item.Set(std::move(organizer));
+  }
+  if (item.Find("MyResponseType") == nullptr)
+    item.Set("MyResponseType", item.Flag("IsMeeting") ? "Organizer" : "Unknown");
+  item.Set("Duration", "PT" + std::to_string((end - start) / 60) + "M");
+}
+
+void RefreshTask(Context& context, Item& item) {
+  if (item.Find("Status") == nullptr) item.Set("Status", "NotStarted");
+  if (item.Find("PercentComplete") == nullptr)
+    item.Set("PercentComplete", item.Text("Status") == "Completed" ? "100" : "0");
+  if (item.Find("CompleteDate") != nullptr) item.Set("Status", "Completed");
+  const bool done = item.Text("Status") == "Completed";
+  if (done) item.Set("PercentComplete", "100");
+  if (done && item.Find("CompleteDate") == nullptr) item.Set("CompleteDate", TimeText(Now()));
+  if (!done) item.Remove("CompleteDate");
+  item.SetFlag("IsComplete", done);
+  if (item.Find("IsTeamTask") == nullptr) item.SetFlag("IsTeamTask", false);
+  item.SetFlag("IsRecurring", item.Find("Recurrence") != nullptr);
+  item.Set("ChangeCount", std::to_string(std::strtol(item.Text("ChangeCount").c_str(), nullptr, 10) + 1));
+  static constexpr std::pair<const char*, const char*> kDescriptions[] = {
+      {"NotStarted", "Not Started"},
+      {"InProgress", "In Progress"},
+      {"Completed", "Completed"},
+      {"WaitingOnOthers", "Waiting on someone else"},
+      {"Deferred", "Deferred"}};
+  for (const auto& [status, description] : kDescriptions)
+    if (item.Text("Status") == status) item.Set("StatusDescription", description);
+  if (item.Find("Owner") == nullptr) item.Set("Owner", context.user.display_name);
+}
+
+void RefreshContact(Item& item) {
+  FileAgain(item);
+  if (item.Text("DisplayName").empty()) {
+    std::string name = item.Text("GivenName");
+    if (!name.empty() && !item.Text("Surname").empty()) name += ' ';
+    name += item.Text("Surname");
+    if (!name.empty()) item.Set("DisplayName", name);
+  }
+}
+
+}  // namespace
+
+void Refresh(Context& context, Item& item) {
+  if (item.element == "Message" || item.element == "PostItem" || item.element.starts_with("Meeting"))
+    item.Set("ConversationTopic", TopicOf(item.Text("Subject")));
+  if (item.element == "CalendarItem") RefreshAppointment(context, item);
+  if (item.element == "Task") RefreshTask(context, item);
+  if (item.element == "Contact") RefreshContact(item);
+  if (item.element == "DistributionList") RefreshMembers(item);
+  if ((item.element == "Contact" || item.element == "DistributionList") && item.Text("Subject").empty() &&
+      !item.Text("DisplayName").empty())
+    item.Set("Subject", item.Text("DisplayName"));
+}
+
+}  // namespace velmore::simulator
