@@ -5,8 +5,6 @@
 #include <malloc.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -14,6 +12,7 @@
 
 #include "platform/common/uVqClasses.h"
 #include "platform/common/uVqSysUtils.h"
+#include "tests/support/ServerFailures.h"
 
 #ifdef __SANITIZE_ADDRESS__
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();  // its header is not installed everywhere
@@ -34,18 +33,6 @@ std::string ClassOf(const std::exception& failure) {
     if (text.starts_with(before)) text.erase(0, before.size());
   if (text.ends_with('>')) text.pop_back();
   return text;
-}
-
-/// Classes of docs/errors.md that a server, a proxy or a network can be the reason of. A plain exception, an assertion
-/// or a wrong position tell a mistake of the program, which is ours here; plain ones but those of a reply without its
-/// response.
-bool IsDocumented(const std::string& name, const std::string& text) {
-  if (name == "EVqException")
-    return text == "The body of the reply is empty." || text.starts_with("The reply holds no ");
-  static constexpr std::array kNames = {
-      "EEWSException",    "EEWSServerBusy",    "EVqSOAPFault",        "EVqSOAPServerBusy", "EVqSOAPUnexpectedReply",
-      "EVqHTTPException", "EVqHTTPServerBusy", "EVqHTTPApiException", "EVqXMLError",       "EConvertError"};
-  return std::any_of(kNames.begin(), kNames.end(), [&](const char* known) { return name == known; });
 }
 
 std::string WithoutNumbers(const std::string& text) {
@@ -76,7 +63,7 @@ void Report::Failed(const std::string& job, const std::exception& failure) {
     auto& [count, example] = FTexts[text];
     if (++count == 1) example = job + ": " + failure.what();
   }
-  if (!IsDocumented(name, failure.what())) ++FBroken[job + " raised " + text];
+  if (!velmore::testing::IsDocumentedOfServers(failure)) ++FBroken[job + " raised " + text];
 }
 
 void Report::Broken(const std::string& rule) {

@@ -62,6 +62,23 @@ def failures():
     yield from (f"docs/errors.md does not tell of the number {number}" for number in numbers if number not in lines)
     yield from (f"docs/errors.md does not tell of {name}" for name in sorted(declared - told))
     yield from (f"docs/errors.md tells of {name}, which no public header declares" for name in sorted(told - declared))
+    yield from reasons(headers)
+
+
+def reasons(headers):
+    """Every class of exceptions, or one that it derives from, is told to be a server's or not, so that tests with servers that fail know it."""
+    page = "tests/support/ServerFailures.h"
+    judged = {name for names in re.findall(r"return IsOneOf<([^>]*)>", read(page)) for name in re.findall(r"\w+", names)}
+    bases = {}
+    for path in headers:
+        for name, base in re.findall(r"^class (E\w+)\s*(?:final )?:\s*public (\w+)", read(path), re.MULTILINE):
+            bases[name] = base
+    for name in sorted(bases):
+        lineage = [name]
+        while lineage[-1] in bases:
+            lineage.append(bases[lineage[-1]])
+        if name != "EVqException" and not judged.intersection(lineage):
+            yield f"{page} does not tell whether a server can be the reason of {name}"
 
 
 def oddities():

@@ -7,19 +7,33 @@
 #include "RoughWorldTestSupport.h"
 #include "SessionTestSupport.h"
 #include "ews/model/uVqEWSResolution.h"
+#include "tests/support/ServerFailures.h"
 
 namespace velmore::testing {
 namespace {
 
-/// Classes of failures that a server can be the reason of (docs/errors.md). A plain one is only that of a reply without
-/// its response.
-bool IsDocumented(const std::exception& failure) {
-  const std::string text = failure.what();
-  return dynamic_cast<const EEWSException*>(&failure) || dynamic_cast<const EVqSOAPFault*>(&failure) ||
-         dynamic_cast<const EVqSOAPUnexpectedReply*>(&failure) || dynamic_cast<const EVqHTTPException*>(&failure) ||
-         dynamic_cast<const EVqXMLError*>(&failure) || dynamic_cast<const EConvertError*>(&failure) ||
-         (typeid(failure) == typeid(EVqException) &&
-          (text == "The body of the reply is empty." || text.starts_with("The reply holds no ")));
+// ---- Whose failure it is
+
+TEST(RoughWorldFailures, AServerIsTheReasonOfWhatItSendsAndOfNothingElse) {
+  EXPECT_TRUE(IsDocumentedOfServers(EEWSException("ErrorItemNotFound", "gone", 0)));
+  EXPECT_TRUE(IsDocumentedOfServers(EVqEWSIdNotTold("A copy was carried out."))) << "by what it derives from";
+  EXPECT_TRUE(IsDocumentedOfServers(EVqSOAPStreamTooLong("too long")));
+  EXPECT_TRUE(IsDocumentedOfServers(EVqException("The reply holds no GetItemResponse.")));
+  EXPECT_TRUE(IsDocumentedOfServers(EVqException("The page at row 3 does not move on: more rows follow.")));
+  try {
+    try {
+      throw EVqXMLError("cut", 1, 2);
+    } catch (...) {
+      std::throw_with_nested(EEWSException("ErrorConnectionFailed", "cut", 0));
+    }
+  } catch (const std::exception& nested) {
+    EXPECT_TRUE(IsDocumentedOfServers(nested));
+  }
+  EXPECT_FALSE(IsDocumentedOfServers(EVqException("You must logon first!")));
+  EXPECT_FALSE(IsDocumentedOfServers(EVqHTTPInvalidArgument("AddHeader", "A header has a line break.")));
+  EXPECT_FALSE(IsDocumentedOfServers(EListError("There is no item at position 3!")));
+  EXPECT_FALSE(IsDocumentedOfServers(EAssertionFailed("Assertion failure")));
+  EXPECT_FALSE(IsDocumentedOfServers(std::runtime_error("none of ours")));
 }
 
 // ---- Newer servers
@@ -110,7 +124,7 @@ class RoughWorldMissingElements : public RoughWorldTest {
         ++outcome.Well;
       } catch (const std::exception& failure) {
         ++outcome.Refused;
-        EXPECT_TRUE(IsDocumented(failure))
+        EXPECT_TRUE(IsDocumentedOfServers(failure))
             << operation << " without " << name << ": " << typeid(failure).name() << " " << failure.what();
       }
     }
@@ -423,7 +437,7 @@ class RoughWorldLies : public SaveTest {
       action();
     } catch (const std::exception& failure) {
       text = failure.what();
-      EXPECT_TRUE(IsDocumented(failure)) << typeid(failure).name() << ": " << text;
+      EXPECT_TRUE(IsDocumentedOfServers(failure)) << typeid(failure).name() << ": " << text;
       EXPECT_NE(text, "");
     }
     Server().ClearFaults();
