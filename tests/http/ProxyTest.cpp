@@ -265,6 +265,42 @@ TEST(Proxy, CredentialsAfterItsChallengeAndNeverToTheServer) {
   EXPECT_EQ(proxy.Complaints(), "");
 }
 
+TEST(Proxy, CredentialsThatItTookGoAtOnceTheNextTime) {
+  const auto challenge = [](const char* scheme) {
+    return std::string("HTTP/1.1 407 Proxy\r\nProxy-Authenticate: ") + scheme + "\r\nContent-Length: 0\r\n\r\n";
+  };
+  const std::string basic = "Basic YW5uYTpnZWhlaW0=";
+  ScriptedServer proxy;
+  proxy.Then(challenge("Basic realm=\"p\"")).Then(ScriptedServer::Ok("1"));
+  const auto client = Through(proxy);
+  client->GetProxyCredentials().SetUserName("anna");
+  client->GetProxyCredentials().SetPassword("geheim");
+  const auto sent = [&] {
+    std::vector<std::string> tokens;
+    for (const auto& request : proxy.Requests()) tokens.push_back(request.Header("Proxy-Authorization"));
+    return tokens;
+  };
+  const auto get = [&] { return Get(client, "http://mail.example.invalid/")->GetText(); };
+  EXPECT_EQ(get(), "1");
+  proxy.Then(ScriptedServer::Ok("2")).Then(ScriptedServer::Ok("3"));
+  EXPECT_EQ(get(), "2");
+  EXPECT_EQ(get(), "3");
+  std::vector<std::string> expected = {"", basic, basic, basic};
+  EXPECT_EQ(sent(), expected);
+  // A proxy that does not take them any more is asked anew what it wants.
+  proxy.Then(challenge("Basic realm=\"q\"")).Then(challenge("Basic realm=\"q\"")).Then(ScriptedServer::Ok("4"));
+  EXPECT_EQ(get(), "4");
+  for (const std::string& token : {basic, std::string(), basic}) expected.push_back(token);
+  EXPECT_EQ(sent(), expected);
+  // Others are for the proxy to ask for.
+  client->GetProxyCredentials().SetPassword("anders");
+  proxy.Then(challenge("Basic realm=\"p\"")).Then(ScriptedServer::Ok("5"));
+  EXPECT_EQ(get(), "5");
+  for (const char* token : {"", "Basic YW5uYTphbmRlcnM="}) expected.emplace_back(token);
+  EXPECT_EQ(sent(), expected);
+  EXPECT_EQ(proxy.Complaints(), "");
+}
+
 TEST(Proxy, ItsRefusalIsGivenBack) {
   for (const bool tunnel : {false, true}) {
     ScriptedServer proxy;

@@ -60,9 +60,11 @@ TEST_F(RealProxy, APasswordForTheProxyAndAnotherForTheServer) {
   UseProxy(*session, "pia", kPassword);
   session->SetActive(true);
   EXPECT_EQ(SubjectsOf(*session), std::vector<string>{"One"});
-  const auto log = Apache().Log(Server().Exchanges().size());
+  const auto log = LogWith(1);
   EXPECT_EQ(Connections(log), 1u) << Print(log);
-  EXPECT_EQ(log.back().User, "pia") << Print(log);
+  EXPECT_EQ(WithStatus(log, 407), 1u) << "asked once\n" << Print(log);
+  EXPECT_EQ(WithStatus(log, 401), 1u) << Print(log);
+  for (const auto& request : log) EXPECT_EQ(request.User, request.Status == 407 ? "-" : "pia") << Print(log);
 }
 
 TEST_F(RealProxy, ATunnelToATlsServer) {

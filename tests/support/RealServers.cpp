@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -292,27 +293,43 @@ std::string TestApache::Url(const std::string& path) const {
   return (FSettings.Certificate.empty() ? "http" : "https") + ("://localhost:" + std::to_string(FPort)) + path;
 }
 
+std::vector<TestApache::Request> TestApache::ReadLog() const {
+  std::vector<Request> requests;
+  std::istringstream log(FFolder.Read("access.log"));
+  for (std::string line; std::getline(log, line);) {
+    std::istringstream fields(line);
+    std::string port, status;
+    Request one;
+    std::getline(fields, port, '\t');
+    std::getline(fields, status, '\t');
+    std::getline(fields, one.User, '\t');
+    std::getline(fields, one.Scheme, '\t');
+    std::getline(fields, one.Mechanism, '\t');
+    std::getline(fields, one.Line);
+    if (one.Line.empty() || one.Line == "-") continue;  // half written, or a connection that asked nothing
+    one.Connection = std::stoi(port);
+    one.Status = std::stoi(status);
+    requests.push_back(one);
+  }
+  return requests;
+}
+
 std::vector<TestApache::Request> TestApache::Log(std::size_t atLeast) const {
   std::vector<Request> requests;
   WaitFor([&] {
-    requests.clear();
-    std::istringstream log(FFolder.Read("access.log"));
-    for (std::string line; std::getline(log, line);) {
-      std::istringstream fields(line);
-      std::string port, status;
-      Request one;
-      std::getline(fields, port, '\t');
-      std::getline(fields, status, '\t');
-      std::getline(fields, one.User, '\t');
-      std::getline(fields, one.Scheme, '\t');
-      std::getline(fields, one.Mechanism, '\t');
-      std::getline(fields, one.Line);
-      if (one.Line.empty() || one.Line == "-") continue;  // half written, or a connection that asked nothing
-      one.Connection = std::stoi(port);
-      one.Status = std::stoi(status);
-      requests.push_back(one);
-    }
+    requests = ReadLog();
     return requests.size() >= atLeast;
+  });
+  return requests;
+}
+
+std::vector<TestApache::Request> TestApache::LogOfAnswers(std::size_t answered) const {
+  const auto refused = [](const Request& one) { return one.Status == 401 || one.Status == 407; };
+  std::vector<Request> requests;
+  WaitFor([&] {
+    requests = ReadLog();
+    const auto refusals = std::count_if(requests.begin(), requests.end(), refused);
+    return requests.size() - static_cast<std::size_t>(refusals) >= answered;
   });
   return requests;
 }

@@ -114,6 +114,9 @@ class TestApache {
   std::string Url(const std::string& path = "/") const;
   /// The access log, read once it holds `atLeast` lines, or after ten seconds: a line is written behind its reply.
   std::vector<Request> Log(std::size_t atLeast) const;
+  /// The same, read once `answered` of its lines are no refusals (401, 407): how many steps a logon takes is not always
+  /// known.
+  std::vector<Request> LogOfAnswers(std::size_t answered) const;
   std::string ErrorLog() const { return FFolder.Read("error.log"); }
   const TestFolder& Folder() const { return FFolder; }
   /// As an administrator does it ("apachectl graceful"); returns when the idle connections of old are closed.
@@ -121,6 +124,7 @@ class TestApache {
 
  private:
   bool Start();
+  std::vector<Request> ReadLog() const;
   int EstablishedConnections() const;
 
   Settings FSettings;

@@ -82,6 +82,7 @@ void TVqCurlEngine::Close() noexcept {
   FSpeaksPort = 0;
   FOldNtlm = false;
   FBoundOrigin.clear();
+  FProxyTakesBasic.clear();
   FTickets.Forget();
   CURLM* multi = nullptr;
   {
@@ -189,6 +190,13 @@ TVqEngineReply TVqCurlEngine::Perform(const TVqEngineRequest& request) {
 // One request and its reply, in FReply. False when the connection was another one than the leg is for, and nothing was
 // sent.
 bool TVqCurlEngine::PerformLeg(const TLeg& leg) {
+  if (!PerformOnce(leg)) return false;
+  if (FReply.Status != 407 || !FProxyKnown) return true;
+  FProxyTakesBasic.clear();  // it wants another proof now: it is asked which
+  return PerformOnce(leg);
+}
+
+bool TVqCurlEngine::PerformOnce(const TLeg& leg) {
   struct Current {
     TVqCurlEngine& Engine;
     ~Current() { Engine.FLeg = nullptr; }
@@ -201,6 +209,7 @@ bool TVqCurlEngine::PerformLeg(const TLeg& leg) {
   FReply.CredentialsSent = sentBefore;
   FRaised = nullptr;
   FErrorText[0] = '\0';
+  FProxyKnown = FProxyBasicSent = false;
   FInHeaders = FSent = FAnswered = FLostUnheard = FRefusedResend = FAllUploaded = FOtherConnection = false;
   FResends = 0;
   FUploaded = -1;
@@ -236,6 +245,7 @@ bool TVqCurlEngine::PerformLeg(const TLeg& leg) {
   }
   FIntake.End();
   CollectHeaders(false);
+  if (FProxyBasicSent && FReply.Status != 407) FProxyTakesBasic = FProxy;
   return true;
 }
 

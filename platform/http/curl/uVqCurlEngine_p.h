@@ -74,6 +74,7 @@ class TVqCurlEngine final : public TVqHTTPEngine {
   void Settle() noexcept;
   bool PrepareTrust(const TVqEngineRequest& request);
   bool PerformLeg(const TLeg& leg);
+  bool PerformOnce(const TLeg& leg);
   CURLcode Transfer(const TLeg& leg);
   bool WasLostUnheard(CURLcode code) const;
   [[noreturn]] void RaiseFailure(CURLcode code);
@@ -143,6 +144,8 @@ class TVqCurlEngine final : public TVqHTTPEngine {
   unsigned FSpeaksScheme = schemeNone;
   int FSpeaksPort = 0;
   bool FOldNtlm = false;  // the server writes NTLM in a form that libcurl alone can read
+  // The proxy that took the name and password, which it is told without being asked again.
+  std::string FProxyTakesBasic;
   // The certificate that an origin was seen with last, as tokens are bound to it.
   std::string FBoundOrigin, FBinding;
 
@@ -160,6 +163,9 @@ class TVqCurlEngine final : public TVqHTTPEngine {
   bool FAnswered = false;     // ... and something of its reply came in
   bool FLostUnheard = false;  // ... or its connection went, and the server had not got all of it
   bool FRefusedResend = false;
+  std::string FProxy;             // its address
+  bool FProxyKnown = false;       // to take the name and password, which were sent at once
+  bool FProxyBasicSent = false;   // the name and password went out to the proxy
   bool FOtherConnection = false;  // than the one that the leg is for
   int FResends = 0;
   curl_off_t FUploaded = -1;

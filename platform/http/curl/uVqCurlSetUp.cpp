@@ -132,8 +132,11 @@ void TVqCurlEngine::SetUpRoute() {
   Set(CURLOPT_NOPROXY, bypass.c_str());
   const bool named = request.ProxySchemes != schemeNone;
   const bool environment = !named && !proxy.User.empty();
+  FProxy = proxy.Address;
+  FProxyKnown =
+      named && !FProxy.empty() && FProxyTakesBasic == FProxy && (request.ProxySchemes & schemeBasic) != schemeNone;
   // What the environment gives is good for Basic, as with other programs.
-  Set(CURLOPT_PROXYAUTH, named ? CurlSchemes(request.ProxySchemes) : static_cast<long>(CURLAUTH_BASIC));
+  Set(CURLOPT_PROXYAUTH, named && !FProxyKnown ? CurlSchemes(request.ProxySchemes) : static_cast<long>(CURLAUTH_BASIC));
   Set(CURLOPT_PROXYUSERNAME, named ? request.ProxyUser.c_str() : environment ? proxy.User.c_str() : nullptr);
   Set(CURLOPT_PROXYPASSWORD, named ? request.ProxyPassword.c_str() : environment ? proxy.Password.c_str() : nullptr);
   VqWipe(proxy.Password);

@@ -204,6 +204,7 @@ bool TVqCurlEngine::HasUnreadBytes() const noexcept {
 void TVqCurlEngine::LookForCredentials(std::string_view headers) {
   if (headers.find("\r\nAuthorization: ") != std::string_view::npos) FReply.CredentialsSent = true;
   if (headers.find("\r\nProxy-Authorization: ") != std::string_view::npos) FReply.ProxyCredentialsSent = true;
+  if (headers.find("\r\nProxy-Authorization: Basic ") != std::string_view::npos) FProxyBasicSent = true;
 }
 
 }  // namespace velmore
