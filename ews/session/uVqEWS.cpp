@@ -3,6 +3,7 @@
 #include "ews/model/uVqEWSTimeZones.h"
 #include "ews/session/uVqEWSClients_p.h"
 #include "ews/stores/uVqEWSImpersonation.h"
+#include "platform/http/internal/uVqHTTPText.h"
 #include "platform/http/uVqHTTPClient.h"
 #include "platform/http/uVqHTTPLook.h"
 #include "platform/os/uVqEnvironment.h"
@@ -456,12 +457,14 @@ TVqRef<IVqSOAPRequest> TVqEWSCustomSession::CreateRequest(TVqSOAPClient* ASOAPCl
 
 void TVqEWSCustomSession::CheckResponseError(const IVqDOMElement& AElement) {
   if (AElement.GetAttribute("ResponseClass") == "Success") return;  // "Warning" is a failure like "Error"
+  const std::size_t most = FLimits.TextLength;
   const string code = AElement.SelectSingleElement("ResponseCode", kSelectRequired).GetText();
-  const string text = AElement.SelectSingleElement("MessageText", kSelectRequired).GetText();
-  if (code != "ErrorServerBusy") throw EEWSException(code, text, 0);
+  const string text = VqCutText(AElement.SelectSingleElement("MessageText", kSelectRequired).GetText(), most);
+  const string shown = VqShownText(code, most);
+  if (code != "ErrorServerBusy") throw EEWSException(shown, text, 0);
   const IVqDOMElement hint =
       AElement.SelectSingleElement("MessageXml/Value[@Name=\"BackOffMilliseconds\"]", kSelectQuiet);
-  throw EEWSServerBusy(code, text, hint ? std::max(VqXMLToIntDef(hint.GetText(), 0), 0) : 0);
+  throw EEWSServerBusy(shown, text, hint ? std::max(VqXMLToIntDef(hint.GetText(), 0), 0) : 0);
 }
 
 // ---- Cancelling and watching

@@ -6,6 +6,7 @@
 
 #include "ews/session/uVqEWS.h"
 #include "platform/common/uVqJSON.h"
+#include "platform/http/internal/uVqHTTPText.h"
 #include "platform/http/uVqURL.h"
 #include "platform/xml/uVqXMLUtils.h"
 
@@ -82,7 +83,8 @@ std::string RequestBody(const string& address) {
          "</AcceptableResponseSchema></Request></Autodiscover>";
 }
 
-IVqDOMDocument ReadAnswer(IVqHTTPResponse& response) {
+/// `most` units of the server's text go into an exception.
+IVqDOMDocument ReadAnswer(IVqHTTPResponse& response, std::size_t most) {
   const TVqHTTPStatus status = response.GetStatus();
   if (status.Code == 401 || status.Code == 407) Fail(kAuthenticationFailure);
   if (status.Code != 200) Fail(status.Text);
@@ -90,7 +92,7 @@ IVqDOMDocument ReadAnswer(IVqHTTPResponse& response) {
   const IVqDOMDocument answer = VqCreateDOM(response.GetBody());
   if (answer.GetDocumentElement().GetLocalName() != "Autodiscover") Fail("The server did not return valid data!");
   if (const IVqDOMElement error = answer.SelectSingleElement("/Autodiscover/Response/Error", kSelectQuiet))
-    Fail(error.SelectSingleElement("Message", kSelectQuiet).GetText());
+    Fail(VqCutText(error.SelectSingleElement("Message", kSelectQuiet).GetText(), most));
   return answer;
 }
 
@@ -206,7 +208,8 @@ IVqDOMDocument TVqEWSCustomSession::Autodiscover(const string& AEMail) {
   string url;  // empty: to be looked for
   for (;;) {
     if (!seen.insert(url.empty() ? LowerCase(asked) : url).second)
-      Fail("The servers refer to each other: \"" + (url.empty() ? asked : url) + "\" was asked already.");
+      Fail("The servers refer to each other: \"" + VqCutText(url.empty() ? asked : url, FLimits.TextLength) +
+           "\" was asked already.");
     if (seen.size() > kMostReferrals + 1) Fail("The servers refer to each other more than five times.");
     if (url.empty()) {
       client.SetAuthentication(scheme);
@@ -224,7 +227,7 @@ IVqDOMDocument TVqEWSCustomSession::Autodiscover(const string& AEMail) {
     if (action == "redirectUrl") {
       const string target = account.SelectSingleElement("RedirectUrl", kSelectRequired).GetText();
       if (const string why = RefusedTarget(url, target); !why.empty())
-        Fail("The server refers to \"" + target + "\": " + why);
+        Fail("The server refers to \"" + VqCutText(target, FLimits.TextLength) + "\": " + why);
       client.SetAuthentication(scheme);
       url = target;
       continue;
@@ -350,13 +353,14 @@ IVqDOMDocument TVqEWSCustomSession::PostAutodiscover(TVqHTTPClientBase& AClient,
     const std::uint32_t number = failure.GetNumber();
     string text = failure.Message();
     if (number == VqErrNameNotResolved)
-      text = "NAME_NOT_RESOLVED: The specified host \"" + DomainOf(AAddress) + "\" could not be found!";
+      text = "NAME_NOT_RESOLVED: The specified host \"" + VqCutText(DomainOf(AAddress), FLimits.TextLength) +
+             "\" could not be found!";
     if (number == VqErrLoginFailure) text = "LOGIN_FAILURE: Either an invalid name and/or password were provided!";
     std::throw_with_nested(EEWSException(kFailed, text, number));
   } catch (const std::exception& failure) {
     std::throw_with_nested(EEWSException(kFailed, failure.what(), 0));
   }
-  return ReadAnswer(*response);
+  return ReadAnswer(*response, FLimits.TextLength);
 }
 
 }  // namespace velmore

@@ -7,6 +7,7 @@
 #include "ews/model/uVqEWSTimeZones.h"
 #include "ews/session/uVqEWS.h"
 #include "platform/common/uVqSerializer.h"
+#include "platform/http/internal/uVqHTTPText.h"
 #include "platform/http/uVqHTTPBase.h"
 #include "platform/os/uVqDns.h"
 #include "platform/soap/uVqSOAPClient.h"
@@ -307,7 +308,7 @@ void TVqEWSCustomSession::RaiseProbeFailure(const EVqHTTPApiException& AFailure)
     std::throw_with_nested(
         EEWSException("ErrorAutoDiscoverFailed",
                       "NAME_NOT_RESOLVED: The autodiscover returned the following url for the EWS Service \"" +
-                          FServiceUrl + "\", however, the service could not be found!",
+                          VqCutText(FServiceUrl, FLimits.TextLength) + "\", however, the service could not be found!",
                       number));
   }
   if (number == VqErrLoginFailure)

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/http/internal/uVqHTTPText.h"
+
 namespace velmore {
 
 namespace {
@@ -29,6 +31,9 @@ std::string EncodeNonAscii(const string& text) {
   return encoded;
 }
 
+// Of an address that a server gave, in the texts of exceptions.
+constexpr std::size_t kLongestAddress = 500;
+
 // Raises for what is no address that a request can go to.
 TVqHTTPTarget TargetOf(const string& url) {
   if (url.Trim().empty()) throw EVqHTTPApiException("VqDecodeURL", "The address is empty.", VqErrInvalidUrl);
@@ -36,18 +41,22 @@ TVqHTTPTarget TargetOf(const string& url) {
   if (!parts.IsValid) {
     // What cannot be taken apart may hold a password anywhere: it is not shown beyond an "@".
     const bool secret = url.Contains(u"@");
-    throw EVqHTTPApiException(
-        "VqDecodeURL", secret ? string("The address is not valid.") : Format("The address \"%s\" is not valid.", {url}),
-        VqErrInvalidUrl);
+    throw EVqHTTPApiException("VqDecodeURL",
+                              secret ? string("The address is not valid.")
+                                     : Format("The address \"%s\" is not valid.", {VqShownText(url, kLongestAddress)}),
+                              VqErrInvalidUrl);
   }
   if (parts.Scheme != u"http" && parts.Scheme != u"https") {
-    throw EVqHTTPApiException("VqDecodeURL", Format("The scheme \"%s\" is not one of http and https.", {parts.Scheme}),
-                              VqErrUnrecognizedScheme);
+    throw EVqHTTPApiException(
+        "VqDecodeURL",
+        Format("The scheme \"%s\" is not one of http and https.", {VqShownText(parts.Scheme, kLongestAddress)}),
+        VqErrUnrecognizedScheme);
   }
   if (!parts.UserInfo.empty()) {
-    throw EVqHTTPApiException(
-        "VqDecodeURL", Format("The address of \"%s\" holds a user name; credentials are set apart.", {parts.Host}),
-        VqErrInvalidUrl);
+    throw EVqHTTPApiException("VqDecodeURL",
+                              Format("The address of \"%s\" holds a user name; credentials are set apart.",
+                                     {VqShownText(parts.Host, kLongestAddress)}),
+                              VqErrInvalidUrl);
   }
   TVqHTTPTarget target;
   target.URL = url;

@@ -6,14 +6,18 @@ namespace velmore {
 
 string VqShownText(const string& text, std::size_t most) {
   const auto control = [](char16_t unit) { return unit < u' ' || (unit >= 0x7F && unit < 0xA0); };
-  std::u16string shown(text.view().substr(0, most == 0 ? text.size() : most));
+  const string cut = VqCutText(text, most);
+  std::u16string shown(cut.view());
   std::replace_if(shown.begin(), shown.end(), control, u' ');
-  if (shown.size() < text.size()) {
-    // Not in the middle of a pair.
-    if (shown.back() >= 0xD800 && shown.back() < 0xDC00) shown.pop_back();
-    shown += u"...";
-  }
   return shown;
+}
+
+string VqCutText(const string& text, std::size_t most) {
+  if (most == 0 || text.size() <= most) return text;
+  std::u16string_view begin = text.view().substr(0, most);
+  // Not in the middle of a pair.
+  if (begin.back() >= 0xD800 && begin.back() < 0xDC00) begin.remove_suffix(1);
+  return std::u16string(begin) + u"...";
 }
 
 string VqShownAddress(const string& address, std::size_t most) {

@@ -77,7 +77,9 @@ TVqURLData VqDecodeURL(const string& AURL) {
     url.Host = rest.substr(0, mark);
     if (mark != std::string_view::npos) port = rest.substr(mark + 1);
   }
-  if (url.Host.empty() || rest.find_first_of("<>\"\\^`{|}") != std::string_view::npos) return {};
+  constexpr std::size_t longest = 255;  // no name that can be looked up is longer
+  if (url.Host.empty() || url.Host.size() > longest) return {};
+  if (rest.find_first_of("<>\"\\^`{|}") != std::string_view::npos) return {};
   url.Port = scheme == "https" ? 443 : scheme == "http" ? 80 : 0;
   if (!port.empty()) {
     url.Port = ParsePort(port);

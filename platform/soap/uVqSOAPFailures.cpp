@@ -43,11 +43,6 @@ string Shown(const string& name) {
   return VqShownText(name, most);
 }
 
-/// The beginning of a text whose line breaks are part of it.
-string Cut(const string& text, std::size_t most) {
-  return most == 0 || text.size() <= most ? text : text.Copy(0, most) + u"...";
-}
-
 /// The code without the prefix of the server's choice.
 string LocalCode(const string& code) {
   const std::size_t colon = code.Pos(u":");
@@ -135,7 +130,7 @@ void VqRaiseFault(IVqSOAPResponse& AResponse, const IVqHTTPResponse& AReply, std
   const IVqDOMElement fault = AResponse.GetBody().SelectSingleElement("Fault", kSelectQuiet);
   const std::int32_t status = AReply.GetStatus().Code;
   const string code = VqShownText(FaultText(fault, "faultcode", "Code/Value"), AMost);
-  const string reason = Cut(FaultText(fault, "faultstring", "Reason/Text"), AMost);
+  const string reason = VqCutText(FaultText(fault, "faultstring", "Reason/Text"), AMost);
   const IVqDOMElement detail = fault.SelectSingleElement("detail", kSelectQuiet);
   const string responseCode =
       VqShownText(detail.SelectSingleElement("ResponseCode", kSelectQuiet).GetText().Trim(), AMost);
@@ -150,7 +145,7 @@ void VqRaiseFault(IVqSOAPResponse& AResponse, const IVqHTTPResponse& AReply, std
   string message = reason.empty() ? string("The server answered with a SOAP fault.") : reason;
   const string& name = responseCode.empty() ? code : responseCode;
   if (!name.empty()) message += " (" + name + ")";
-  const EVqSOAPFault failure(message, code, reason, responseCode, detail ? Cut(detail.GetXML(), AMost) : string(),
+  const EVqSOAPFault failure(message, code, reason, responseCode, detail ? VqCutText(detail.GetXML(), AMost) : string(),
                              backOff, status);
   if (LocalCode(name) == "ErrorServerBusy" || IsBusy(status)) throw EVqSOAPServerBusy(failure);
   throw failure;

@@ -97,7 +97,9 @@ TEncoding DetectEncoding(std::string_view bytes, std::int32_t codePage) {
   if (declaration.Encoding.empty()) return {kVqCodePageUtf8, 0};
   const std::int32_t declared = CodePageOfEncoding(declaration.Encoding);
   if (declared == 0) {
-    FailAt(bytes, declaration.EncodingAt, "The encoding \"" + string(declaration.Encoding) + "\" is not supported.");
+    constexpr std::size_t most = 100;  // no name is longer
+    FailAt(bytes, declaration.EncodingAt,
+           "The encoding \"" + string(declaration.Encoding.substr(0, most)) + "\" is not supported.");
   }
   if (declared == kVqCodePageUtf16LE || declared == kVqCodePageUtf16BE) {
     FailAt(bytes, declaration.EncodingAt, "The document says that it is UTF-16, and is not.");

@@ -40,6 +40,12 @@ TEST(URL, WhatIsNoAbsoluteAddressIsInvalid) {
   }
 }
 
+TEST(URL, AHostIsNoLongerThanANameCanBe) {
+  const std::string longest(255, 'a');
+  EXPECT_TRUE(VqDecodeURL("https://" + longest + "/").IsValid);
+  EXPECT_FALSE(VqDecodeURL("https://" + longest + "a/").IsValid);
+}
+
 TEST(URL, LoopbackHosts) {
   for (const char* host : {"localhost", "LOCALHOST", "localhost.", "x.localhost", "127.0.0.1", "127.255.0.9", "::1"}) {
     EXPECT_TRUE(VqIsLoopbackHost(host)) << host;

@@ -373,6 +373,25 @@ TEST_F(Autodiscover, FailuresOfTheQuestionAreToldOnce) {
   EXPECT_NE(failure.second, 0u) << "the number of the transport";
 }
 
+// Whatever text a server chooses, and whichever exception it comes to stand in.
+TEST_F(Autodiscover, TextsOfServersAreCut) {
+  TVqHTTPLimits limits;
+  limits.TextLength = 50;
+  Session.SetLimits(limits);
+  const std::string x(1 << 20, 'x'), most = std::string(50, 'x') + "...";
+  const auto ask = [&](const std::string& document) {
+    FAnswers.clear();
+    Session.GetAutodiscoverResults().clear();
+    AnswerAt(Secure("example.com"), document);
+    return Failure().first;
+  };
+  EXPECT_EQ(ask("<Autodiscover><Response><Error><Message>" + x + "</Message></Error></Response></Autodiscover>"), most);
+  EXPECT_EQ(ask(Settings("<Action>redirectUrl</Action><RedirectUrl>" + x + "</RedirectUrl>")),
+            "The server refers to \"" + most + "\": it is no address.");
+  EXPECT_LT(ask(Settings("<Action>redirectAddr</Action><RedirectAddr>" + x + "@x</RedirectAddr>")).size(), 1000u);
+  EXPECT_LT(ask(Settings("<Action>redirectAddr</Action><RedirectAddr>" + x + "</RedirectAddr>")).size(), 1000u);
+}
+
 TEST_F(Autodiscover, AddressStandsAsItIsUnlessTheSchemaCounts) {
   AnswerAt(Secure("example.com"), Settings(""));
   Session.Autodiscover("a&b<@example.com");

@@ -217,6 +217,35 @@ TEST_F(ResponseErrors, RefusalWithoutCodeOrTextIsAnErrorOfItsOwn) {
   EXPECT_THROW(Session.CheckResponseError(Message("", "<m:ResponseCode>a</m:ResponseCode>")), EVqXMLError);
 }
 
+TEST_F(ResponseErrors, TextsOfTheServerAreCut) {
+  const auto refuse = [&](const std::string& code, const std::string& text) {
+    Session.CheckResponseError(
+        Message("", "<m:MessageText>" + text + "</m:MessageText><m:ResponseCode>" + code + "</m:ResponseCode>"));
+  };
+  const auto refusal = [&](const std::string& code, const std::string& text) {
+    std::string message;
+    ExpectRaised<EEWSException>([&] { refuse(code, text); },
+                                [&](const EEWSException& failure) { message = failure.what(); });
+    return message;
+  };
+  const std::string huge(1 << 20, 'x'), most = std::string(Session.GetLimits().TextLength, 'x') + "...";
+  EXPECT_EQ(refusal("ErrorA", huge), "ErrorA (" + most + ").");
+  EXPECT_EQ(refusal(huge, "text"), most.substr(0, most.size() - 1) + " (text).") << "of the code one point is dropped";
+  EXPECT_EQ(refusal("ErrorA", "two\nlines"), "ErrorA (two\nlines).");
+  EXPECT_EQ(refusal("Error\tA", "text"), "Error A (text).") << "a code has no control characters";
+  TVqHTTPLimits limits;
+  limits.TextLength = 4;
+  Session.SetLimits(limits);
+  EXPECT_EQ(refusal("Err", "abcde"), "Err (abcd...).");
+  ExpectRaised<EEWSServerBusy>(
+      [&] { refuse("ErrorServerBusy", "abcde"); },
+      [](const EEWSServerBusy& busy) { EXPECT_STREQ(busy.what(), "Erro.. (abcd...).") << "known by its whole code"; });
+  EXPECT_EQ(refusal("Err", "abc\xF0\x9F\x98\x80"), "Err (abc...).") << "not in the middle of a character";
+  limits.TextLength = 0;
+  Session.SetLimits(limits);
+  EXPECT_EQ(refusal("Err", huge), "Err (" + huge + ").");
+}
+
 TEST_F(ResponseErrors, BusyServerInAResponseMessageTellsItsHint) {
   const auto raise = [&](const std::string& xml) {
     Session.CheckResponseError(Message(" ResponseClass=\"Error\"",

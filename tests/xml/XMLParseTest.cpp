@@ -168,6 +168,21 @@ TEST(Parsing, SaysWhatIsWrong) {
   }
 }
 
+// A hostile document does not choose how long the text of its failure is.
+TEST(Parsing, FailuresShowTheBeginningOfWhatTheyName) {
+  const std::string x(1 << 20, 'x');
+  for (const std::string& text :
+       {"<?xml version='1.0' encoding='" + x + "'?><a/>", "<a>&" + x + ";</a>", "<" + x + "/>", "<a " + x + "=''/>",
+        "<" + x.substr(0, 1000) + "></b>", "<" + x.substr(0, 1000) + ">"}) {
+    try {
+      Read(text);
+      ADD_FAILURE() << "accepted: " << text.substr(0, 50);
+    } catch (const EVqXMLError& error) {
+      EXPECT_LT(std::string_view(error.what()).size(), 1200u) << text.substr(0, 50);
+    }
+  }
+}
+
 TEST(Parsing, TakesEverythingThatIsWellFormed) {
   const std::pair<const char*, const char*> good[] = {
       {"<a/>", "<a/>"},
