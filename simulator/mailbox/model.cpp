@@ -102,6 +102,10 @@ void Progress(Item& item) {
   if (percent != 100) item.Remove("CompleteDate");
 }
 
+bool IsOwnedBy(const Item& item, const User& user) {
+  return SameText(item.Text("CreatorAddress"), user.smtp_address);
+}
+
 std::string DisplayNames(const Item& item, const char* property) {
   std::string out;
   if (const Element* holder = item.Find(property))

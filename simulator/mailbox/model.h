@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "simulator/mailbox/observers.h"
+#include "simulator/mailbox/permissions.h"
 #include "simulator/schema/refusal.h"
 #include "simulator/schema/schema.h"
 #include "simulator/time/time.h"
@@ -108,6 +109,8 @@ struct Item {
 void Reopen(Item& item);
 /// The status of a task follows how much of it is done. Throws EwsError for less than nothing and more than all.
 void Progress(Item& item);
+/// Did this user put the item where it is?
+bool IsOwnedBy(const Item& item, const User& user);
 /// Names of the recipients in a property, "Alice; Bob".
 std::string DisplayNames(const Item& item, const char* property);
 /// What items of one conversation have in common, 16 bytes.
@@ -123,14 +126,13 @@ struct Folder {
   std::string element;  // "Folder"
   std::string folder_class;
   std::string display_name;
-  std::string distinguished;  // "inbox" or empty
-  std::uint64_t born = 0;     // change number at which it was made
-  std::string deleted_from;   // of a folder that was deleted softly: the one that it was in
-  std::optional<Element> permission_set;
-  std::optional<Element> search_parameters;                  // of a search folder
+  std::string distinguished;                 // "inbox" or empty
+  std::uint64_t born = 0;                    // change number at which it was made
+  std::string deleted_from;                  // of a folder that was deleted softly: the one that it was in
+  std::optional<Element> permission_set;     // each entry with all that it comes down to
+  std::optional<Element> search_parameters;  // of a search folder
   std::function<std::vector<std::shared_ptr<Item>>()> live;  // what it finds now; see search.h
   std::vector<ExtendedValue> extended;
-  std::map<std::string, Access> access;                  // by SMTP address in lower case; beside that of the mailbox
   std::map<std::uint64_t, std::shared_ptr<Item>> items;  // by number
   std::vector<std::string> children;                     // entry ids in order of creation
 
@@ -170,8 +172,10 @@ struct Mailbox {
   std::map<std::string, Access> access;              // to the whole mailbox, by SMTP address in lower case
   std::uint64_t last_change = 100;
   std::uint64_t last_number = 1000;
-  std::vector<Tombstone> tombstones;  // oldest first
-  Observers* observers = nullptr;     // told of every change; those of the store
+  std::vector<Tombstone> tombstones;                // oldest first
+  std::vector<Element> delegates;                   // t:DelegateUser without permissions, which the folders have
+  std::string meeting_delivery = "DelegatesAndMe";  // who gets invitations: t:DeliverMeetingRequests
+  Observers* observers = nullptr;                   // told of every change; those of the store
 
   Folder* FindFolder(std::string_view entry_id) const;
   std::shared_ptr<Item> FindItem(std::string_view entry_id) const;
@@ -248,7 +252,7 @@ class Store {
   const std::vector<std::unique_ptr<Mailbox>>& Archives() const { return archives_; }
   const Mailbox& PublicFolders() const { return *public_folders_; }
   /// Rights of a user in a folder.
-  Access AccessTo(const Mailbox& mailbox, const Folder& folder, const User& user) const;
+  Rights AccessTo(const Mailbox& mailbox, const Folder& folder, const User& user) const;
   const std::vector<std::unique_ptr<Mailbox>>& Mailboxes() const { return mailboxes_; }
 
   std::vector<DirectoryContact> contacts;

@@ -236,7 +236,6 @@ Json PackFolder(const Folder& folder) {
             {"displayName", Pack(folder.display_name)},
             {"distinguished", Pack(folder.distinguished)},
             {"extended", PackExtended(folder.extended)},
-            {"access", PackAccess(folder.access)},
             {"born", folder.born},
             {"committed", folder.committed},
             {"deletedFrom", Pack(folder.deleted_from)},
@@ -263,12 +262,15 @@ Json PackMailbox(const Mailbox& mailbox) {
             {"lastChange", mailbox.last_change},
             {"lastNumber", mailbox.last_number},
             {"tombstones", Json::array()},
+            {"delegates", Json::array()},
+            {"meetingDelivery", mailbox.meeting_delivery},
             {"grants", Json::array()},
             {"folders", Json::array()}};
   for (const Grant& grant : mailbox.owner.grants)
     json["grants"].push_back({Pack(grant.mailbox), Pack(grant.folder), static_cast<int>(grant.access)});
   for (const Tombstone& stone : mailbox.tombstones)
     json["tombstones"].push_back({stone.change, stone.born, stone.of_folder, Pack(stone.folder), stone.id, stone.key});
+  for (const Element& delegate : mailbox.delegates) json["delegates"].push_back(PackElement(delegate));
   for (const auto& [id, folder] : mailbox.folders) json["folders"].push_back(PackFolder(*folder));
   return json;
 }
@@ -289,6 +291,9 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
   mailbox->last_number = json.at("lastNumber").get<std::uint64_t>();
   for (const Json& grant : json.at("grants"))
     mailbox->owner.grants.push_back({Unpack(grant.at(0)), Unpack(grant.at(1)), UnpackRight(grant.at(2))});
+  for (const Json& delegate : json.value("delegates", Json::array()))
+    mailbox->delegates.push_back(UnpackElement(delegate));
+  mailbox->meeting_delivery = json.value("meetingDelivery", mailbox->meeting_delivery);
   for (const Json& stone : json.value("tombstones", Json::array()))
     mailbox->tombstones.push_back({stone.at(0).get<std::uint64_t>(), stone.at(1).get<std::uint64_t>(),
                                    stone.at(2).get<bool>(), Unpack(stone.at(3)), stone.at(4).get<std::string>(),
@@ -305,7 +310,6 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
     folder->display_name = Unpack(entry.at("displayName"));
     folder->distinguished = Unpack(entry.at("distinguished"));
     folder->extended = UnpackExtended(entry.at("extended"));
-    folder->access = UnpackAccess(entry.at("access"));
     folder->born = entry.value("born", folder->change);
     folder->committed = entry.value("committed", Seconds{0});
     if (entry.contains("deletedFrom")) folder->deleted_from = Unpack(entry["deletedFrom"]);

@@ -201,11 +201,11 @@ Mailbox* Store::ByLogon(std::string_view name) const {
   return nullptr;
 }
 
-Access Store::AccessTo(const Mailbox& mailbox, const Folder& folder, const User& user) const {
+Rights Store::AccessTo(const Mailbox& mailbox, const Folder& folder, const User& user) const {
   if (&mailbox != public_folders_.get() && SameText(mailbox.owner.smtp_address, user.smtp_address))
     return Access::kOwner;
   const std::string address = Lower(user.smtp_address);
-  Access access = &mailbox == public_folders_.get() ? Access::kAuthor : Access::kNone;
+  Rights access = &mailbox == public_folders_.get() ? Access::kAuthor : Access::kNone;
   const auto raise = [&](const std::string& granted_mailbox, const std::string& granted_folder, Access granted) {
     const bool is_public = &mailbox == public_folders_.get();
     if (is_public ? granted_mailbox != "public" : !SameText(granted_mailbox, mailbox.owner.smtp_address)) return;
@@ -215,17 +215,14 @@ Access Store::AccessTo(const Mailbox& mailbox, const Folder& folder, const User&
       while (at != nullptr && at->distinguished != granted_folder) at = mailbox.FindFolder(at->parent);
       if (at == nullptr) return;
     }
-    access = std::max(access, granted);
+    access |= granted;
   };
   const Mailbox* own = ByAddress(user.smtp_address);
   for (const Grant& grant : own != nullptr ? own->owner.grants : user.grants)
     raise(grant.mailbox, grant.folder, grant.access);
-  if (const auto found = mailbox.access.find(address); found != mailbox.access.end())
-    access = std::max(access, found->second);
+  if (const auto found = mailbox.access.find(address); found != mailbox.access.end()) access |= found->second;
   // Who is not named in a folder has what all have there.
-  auto found = folder.access.find(address);
-  if (found == folder.access.end()) found = folder.access.find("");
-  if (found != folder.access.end()) access = std::max(access, found->second);
+  if (folder.permission_set) access |= RightsIn(*folder.permission_set, address);
   return access;
 }
 

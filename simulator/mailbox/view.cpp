@@ -16,14 +16,14 @@ const char* BooleanText(bool value) {
   return value ? "true" : "false";
 }
 
-Element EffectiveRights(const Viewer& viewer, const char* name) {
-  const bool write = viewer.access >= Access::kEditor;
-  Element rights = Types(name);
+/// What may be done with a folder, or with an item of somebody who may be the one that looks.
+Element EffectiveRights(const Viewer& viewer, bool own) {
+  Element rights = Types("EffectiveRights");
   rights.Add("CreateAssociated", BooleanText(viewer.access >= Access::kAuthor));
   rights.Add("CreateContents", BooleanText(viewer.access >= Access::kAuthor));
-  rights.Add("CreateHierarchy", BooleanText(viewer.access >= Access::kOwner));
-  rights.Add("Delete", BooleanText(write));
-  rights.Add("Modify", BooleanText(write));
+  rights.Add("CreateHierarchy", BooleanText(viewer.access.Has(Right::kCreateFolders)));
+  rights.Add("Delete", BooleanText(viewer.access.MayDelete(own)));
+  rights.Add("Modify", BooleanText(viewer.access.MayEdit(own)));
   rights.Add("Read", BooleanText(viewer.access >= Access::kReviewer));
   if (viewer.version >= kExchange2010Sp1) rights.Add("ViewPrivateItems", BooleanText(viewer.access >= Access::kOwner));
   return rights;
@@ -358,7 +358,7 @@ std::optional<Element> PropertyOf(const Item& item, const Member& member, const 
     if (name != std::string("Display") + list) continue;
     return Types(name, DisplayNames(item, (std::string(list) + "Recipients").c_str()));
   }
-  if (name == "EffectiveRights") return EffectiveRights(viewer, "EffectiveRights");
+  if (name == "EffectiveRights") return EffectiveRights(viewer, SameText(item.Text("CreatorAddress"), viewer.address));
   if (name == "Culture") return Types(name, item.Text(name).empty() ? "en-US" : item.Text(name));
   if (name == "WebClientReadFormQueryString" || name == "WebClientEditFormQueryString") {
     if (name == "WebClientEditFormQueryString" && !item.IsDraft()) return std::nullopt;
@@ -429,6 +429,19 @@ Element RenderItem(const Item& item, const Shape& shape, const Viewer& viewer) {
 
 namespace {
 
+/// What a folder has for which nobody ever set a permission.
+std::optional<Element> NobodysPermissions(const Folder& folder) {
+  const bool calendar = folder.element == "CalendarFolder";
+  Element set = Types("PermissionSet");
+  Element& list = set.Add(calendar ? "CalendarPermissions" : "Permissions");
+  for (const char* everybody : {"Default", "Anonymous"}) {
+    Element id = Types("UserId");
+    id.Add("DistinguishedUser", everybody);
+    list.Add(PermissionElement(id, {}, calendar));
+  }
+  return set;
+}
+
 std::optional<Element> FolderProperty(const Folder& folder, const Member& member, const Viewer& viewer) {
   const std::string& name = member.name;
   const Mailbox& mailbox = *viewer.mailbox;
@@ -447,12 +460,15 @@ std::optional<Element> FolderProperty(const Folder& folder, const Member& member
   }
   if (name == "ChildFolderCount") return Types(name, std::to_string(folder.children.size()));
   if (name == "UnreadCount") return Types(name, std::to_string(folder.UnreadCount()));
-  if (name == "EffectiveRights") return EffectiveRights(viewer, "EffectiveRights");
+  if (name == "EffectiveRights") return EffectiveRights(viewer, false);
   if (name == "DistinguishedFolderId")
     return folder.distinguished.empty()
                ? std::nullopt
                : std::optional(Types(name, (mailbox.is_archive ? "archive" : "") + folder.distinguished));
-  if (name == "PermissionSet") return folder.permission_set;
+  if (name == "PermissionSet") {
+    if (!viewer.access.Has(Right::kOwns)) return std::nullopt;
+    return folder.permission_set ? folder.permission_set : NobodysPermissions(folder);
+  }
   if (name == "SearchParameters") return folder.search_parameters;
   return std::nullopt;
 }

@@ -48,8 +48,9 @@ Shape ParseShape(const Element& shape);
 /// Who looks, and with which version.
 struct Viewer {
   const Mailbox* mailbox = nullptr;  // that is looked into
-  Access access = Access::kOwner;
+  Rights access = Access::kOwner;
   int version = 0;  // of the request
+  std::string address = {};
 };
 
 Element RenderItem(const Item& item, const Shape& shape, const Viewer& viewer);

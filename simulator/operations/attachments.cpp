@@ -30,7 +30,7 @@ Element CreateAttachment(Context& context, const Element& request) {
   return RespondEach("CreateAttachment", *request.Child("Attachments"),
                      [&](const Element& element) {
                        const Found found = LocateItem(context, parent);
-                       if (found.access < Access::kEditor) throw EwsError("ErrorAccessDenied");
+                       RequireEdit(context, found);
                        if (found.master != nullptr)
                          throw EwsError("ErrorInvalidOperation",
                                         "Attachments of single occurrences are not supported by this server.");
@@ -62,7 +62,7 @@ Element CreateAttachment(Context& context, const Element& request) {
 Element DeleteAttachment(Context& context, const Element& request) {
   return RespondEach("DeleteAttachment", *request.Child("AttachmentIds"), [&](const Element& id) {
     const FoundAttachment found = LocateAttachment(context, id);
-    if (found.root.access < Access::kEditor) throw EwsError("ErrorAccessDenied");
+    RequireEdit(context, found.root);
     found.list->erase(found.list->begin() + static_cast<std::ptrdiff_t>(found.index));
     Touch(context, found.root);
     Element root = Messages("RootItemId");

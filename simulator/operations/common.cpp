@@ -45,6 +45,9 @@ constexpr OperationRow kOperations[] = {
     {"UpdateUserConfiguration", UpdateUserConfiguration, kExchange2010},
     {"DeleteUserConfiguration", DeleteUserConfiguration, kExchange2010},
     {"GetDelegate", GetDelegate, kExchange2007Sp1},
+    {"AddDelegate", AddDelegate, kExchange2007Sp1},
+    {"UpdateDelegate", UpdateDelegate, kExchange2007Sp1},
+    {"RemoveDelegate", RemoveDelegate, kExchange2007Sp1},
     {"ExpandDL", ExpandDL, 0},
     {"ArchiveItem", ArchiveItem, kExchange2013},
     {"ExportItems", ExportItems, kExchange2010Sp1},
@@ -52,8 +55,7 @@ constexpr OperationRow kOperations[] = {
 };
 
 /// What servers have beside these.
-constexpr const char* kOthers[] = {"AddDelegate",
-                                   "AddDistributionGroupToImList",
+constexpr const char* kOthers[] = {"AddDistributionGroupToImList",
                                    "AddImContactToGroup",
                                    "AddImGroup",
                                    "AddNewImContactToGroup",
@@ -111,7 +113,6 @@ constexpr const char* kOthers[] = {"AddDelegate",
                                    "PlayOnPhone",
                                    "RefreshSharingFolder",
                                    "RemoveContactFromImList",
-                                   "RemoveDelegate",
                                    "RemoveDistributionGroupFromImList",
                                    "RemoveImContactFromGroup",
                                    "RemoveImGroup",
@@ -127,7 +128,6 @@ constexpr const char* kOthers[] = {"AddDelegate",
                                    "UninstallApp",
                                    "UnpinTeamMailbox",
                                    "Unsubscribe",
-                                   "UpdateDelegate",
                                    "UpdateInboxRules",
                                    "UpdateItemInRecoverableItems"};
 
@@ -276,6 +276,14 @@ void Require(const Place& place, Access access) {
   if (place.access < access) throw EwsError("ErrorAccessDenied");
 }
 
+void RequireEdit(const Context& context, const Found& found) {
+  if (!found.access.MayEdit(IsOwnedBy(*found.item, context.user))) throw EwsError("ErrorAccessDenied");
+}
+
+void RequireDelete(const Context& context, const Found& found) {
+  if (!found.access.MayDelete(IsOwnedBy(*found.item, context.user))) throw EwsError("ErrorAccessDenied");
+}
+
 void CheckFits(const Item& item, const Folder& folder) {
   struct Row {
     const char* item;
@@ -368,10 +376,10 @@ FoundAttachment LocateAttachment(Context& context, const Element& id) {
 }
 
 Viewer ViewerOf(const Context& context, const Place& place) {
-  return {place.mailbox, place.access, context.version};
+  return {place.mailbox, place.access, context.version, context.user.smtp_address};
 }
 Viewer ViewerOf(const Context& context, const Found& found) {
-  return {found.mailbox, found.access, context.version};
+  return {found.mailbox, found.access, context.version, context.user.smtp_address};
 }
 
 }  // namespace velmore::simulator

@@ -88,6 +88,7 @@ Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, cons
   item->headers = HeaderBlock(mime);
   item->mime = std::make_shared<const std::string>(std::move(mime));
   item->Remove("BccRecipients");
+  item->Remove("CreatorAddress");
   item->received = now;
   item->created = now;
   item->modified = now;
@@ -259,7 +260,7 @@ Element SendItem(Context& context, const Element& request) {
   return RespondEach("SendItem", *request.Child("ItemIds"), [&](const Element& id) {
     if (!save && request.Child("SavedItemFolderId") != nullptr) throw EwsError("ErrorInvalidSendItemSaveSettings");
     const Found found = LocateItem(context, id);
-    if (found.access < Access::kEditor) throw EwsError("ErrorAccessDenied");
+    RequireEdit(context, found);
     const std::string& key = id.AttributeText("ChangeKey");
     if (key.empty()) throw EwsError("ErrorChangeKeyRequired");
     if (ParseChangeKey(key) != found.item->change) throw EwsError("ErrorIrresolvableConflict");

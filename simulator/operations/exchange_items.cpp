@@ -128,7 +128,7 @@ Element UploadItems(Context& context, const Element& request) {
     if (const Element* id = wanted.Child("ItemId"); id != nullptr && action != "CreateNew") {
       try {
         const Found found = LocateItem(context, *id);
-        if (found.access < Access::kEditor) throw EwsError("ErrorAccessDenied");
+        RequireEdit(context, found);
         for (const auto& [to, from] :
              {std::pair{&item->entry_id, &found.item->entry_id}, {&item->folder, &found.item->folder}})
           *to = *from;
@@ -156,7 +156,7 @@ Element ArchiveItem(Context& context, const Element& request) {
                        const Place source = LocateTarget(context, *request.Child("ArchiveSourceFolderId"));
                        Require(source, Access::kOwner);
                        const Found found = LocateItem(context, id);
-                       if (found.access < Access::kEditor) throw EwsError("ErrorAccessDenied");
+                       RequireEdit(context, found);
                        Mailbox* archive = context.store.ArchiveOf(*found.mailbox);
                        if (archive == nullptr)
                          throw EwsError("ErrorArchiveMailboxNotEnabled", "The archive mailbox is not enabled.");

@@ -6,6 +6,7 @@
 #include "simulator/mailbox/restriction.h"
 #include "simulator/mailbox/search.h"
 #include "simulator/operations/operations.h"
+#include "simulator/operations/permission_sets.h"
 
 namespace velmore::simulator {
 
@@ -36,48 +37,6 @@ void SetExtended(Folder& folder, const Element& property) {
   ExtendedValue value = ReadExtended(property);
   std::erase_if(folder.extended, [&](const ExtendedValue& present) { return present.key == value.key; });
   folder.extended.push_back(std::move(value));
-}
-
-/// What a permission comes down to here.
-Access AccessOf(const Element& permission) {
-  static constexpr std::pair<const char*, Access> kLevels[] = {{"None", Access::kNone},
-                                                               {"Owner", Access::kOwner},
-                                                               {"PublishingEditor", Access::kEditor},
-                                                               {"Editor", Access::kEditor},
-                                                               {"PublishingAuthor", Access::kAuthor},
-                                                               {"Author", Access::kAuthor},
-                                                               {"NoneditingAuthor", Access::kAuthor},
-                                                               {"Reviewer", Access::kReviewer},
-                                                               {"Contributor", Access::kNone},
-                                                               {"FreeBusyTimeOnly", Access::kNone},
-                                                               {"FreeBusyTimeAndSubjectAndLocation", Access::kNone}};
-  std::string level = permission.ChildText("PermissionLevel");
-  if (level.empty()) level = permission.ChildText("CalendarPermissionLevel");
-  for (const auto& [name, access] : kLevels)
-    if (level == name) return access;
-  if (IsTrue(permission.ChildText("IsFolderOwner"))) return Access::kOwner;
-  if (permission.ChildText("ReadItems") != "FullDetails") return Access::kNone;
-  if (permission.ChildText("EditItems") == "All") return Access::kEditor;
-  return IsTrue(permission.ChildText("CanCreateItems")) ? Access::kAuthor : Access::kReviewer;
-}
-
-void SetPermissions(Context& context, Folder& folder, const Element& set) {
-  std::map<std::string, Access> access;
-  for (const Element& list : set.children) {
-    if (list.name != "Permissions" && list.name != "CalendarPermissions") continue;
-    for (const Element& permission : list.children) {
-      const Element* user = permission.Child("UserId");
-      if (user == nullptr) throw EwsError("ErrorInvalidUserInfo", "A permission must tell whose it is.");
-      const std::string& address = user->ChildText("PrimarySmtpAddress");
-      const std::string& everybody = user->ChildText("DistinguishedUser");
-      if (everybody == "Anonymous") continue;
-      if (everybody.empty() && context.store.ByAddress(address) == nullptr)
-        throw EwsError("ErrorInvalidUserInfo", "There is nobody with the address \"" + address + "\".");
-      access[everybody.empty() ? Lower(address) : std::string()] = AccessOf(permission);
-    }
-  }
-  folder.access = std::move(access);
-  folder.permission_set = set;
 }
 
 /// The folders of a search by their ids, whatever the request called them.
@@ -146,7 +105,7 @@ Element CreateFolder(Context& context, const Element& request) {
       "CreateFolder", *request.Child("Folders"),
       [&](const Element& element) {
         const Place parent = LocateTarget(context, *request.Child("ParentFolderId"));
-        Require(parent, Access::kOwner);
+        if (!parent.access.Has(Right::kCreateFolders)) throw EwsError("ErrorAccessDenied");
         const std::string& name = element.ChildText("DisplayName");
         if (name.empty())
           throw EwsError("ErrorFolderSavePropertyError",
@@ -194,7 +153,6 @@ Element UpdateFolder(Context& context, const Element& request) {
                          if (update.name == "DeleteFolderField") {
                            if (path.ElementName() == "PermissionSet") {
                              folder.permission_set.reset();
-                             folder.access.clear();
                              continue;
                            }
                            if (!path.extended) throw Refusal("ErrorInvalidPropertyDelete", path);

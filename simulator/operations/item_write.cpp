@@ -304,6 +304,7 @@ std::shared_ptr<Item> MakeItem(Context& context, const Element& element) {
   item->Set("ItemClass", DefaultClass(element.name));
   item->SetFlag("IsUnmodified", true);
   item->modified_by = context.user.display_name;
+  item->Set("CreatorAddress", context.user.smtp_address);
   // MIME content comes first: what stands beside it wins. Flags come last: they describe the finished item.
   if (const Element* mime = element.Child("MimeContent"))
     SetProperty(context, *item, *type->Find("MimeContent"), type->name, *mime, Change::kCreate);

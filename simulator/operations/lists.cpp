@@ -1,4 +1,4 @@
-// ExpandDL and GetDelegate: who is in a list, and who may act for somebody.
+// ExpandDL: who is in a list.
 
 #include <algorithm>
 
@@ -40,48 +40,6 @@ Element ExpandDL(Context& context, const Element& request) {
     }
     return std::vector<Element>{std::move(expansion)};
   });
-  return response;
-}
-
-Element GetDelegate(Context& context, const Element& request) {
-  Mailbox* mailbox = context.store.ByAddress(request.Child("Mailbox")->ChildText("EmailAddress"));
-  if (mailbox == nullptr) throw EwsError("ErrorNonExistentMailbox");
-  if (!SameText(mailbox->owner.smtp_address, context.user.smtp_address)) throw EwsError("ErrorAccessDenied");
-  const bool with_permissions = IsTrue(request.AttributeText("IncludePermissions"));
-  Element response = Messages("GetDelegateResponse");
-  response.Set("ResponseClass", "Success");
-  response.Add(Messages("ResponseCode", "NoError"));
-  Element users = Messages("ResponseMessages");
-  for (const auto& other : context.store.Mailboxes()) {
-    Access rights = Access::kNone;
-    Element permissions = Types("DelegatePermissions");
-    static constexpr std::pair<const char*, const char*> kFolders[] = {
-        {"CalendarFolderPermissionLevel", "calendar"}, {"TasksFolderPermissionLevel", "tasks"},
-        {"InboxFolderPermissionLevel", "inbox"},       {"ContactsFolderPermissionLevel", "contacts"},
-        {"NotesFolderPermissionLevel", "notes"},       {"JournalFolderPermissionLevel", "journal"}};
-    for (const auto& [element, folder] : kFolders) {
-      if (other.get() == mailbox) break;
-      const Access access = context.store.AccessTo(*mailbox, *mailbox->Distinguished(folder), other->owner);
-      rights = std::max(rights, access);
-      permissions.Add(element, access == Access::kNone       ? "None"
-                               : access == Access::kReviewer ? "Reviewer"
-                               : access == Access::kAuthor   ? "Author"
-                                                             : "Editor");
-    }
-    if (rights == Access::kNone) continue;
-    Element& message = users.Add(Messages("DelegateUserResponseMessageType"));
-    message.Set("ResponseClass", "Success");
-    message.Add(Messages("ResponseCode", "NoError"));
-    Element& user = message.Add(Messages("DelegateUser"));
-    Element& id = user.Add("UserId");
-    id.Add("PrimarySmtpAddress", other->owner.smtp_address);
-    id.Add("DisplayName", other->owner.display_name);
-    if (with_permissions) user.Add(std::move(permissions));
-    user.Add("ReceiveCopiesOfMeetingMessages", "false");
-    user.Add("ViewPrivateItems", rights == Access::kOwner ? "true" : "false");
-  }
-  if (!users.children.empty()) response.Add(std::move(users));
-  response.Add(Messages("DeliverMeetingRequests", "DelegatesAndMe"));
   return response;
 }
 

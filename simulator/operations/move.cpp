@@ -23,7 +23,8 @@ Element CopyOrMove(Context& context, const Element& request, bool move) {
         Require(target, Access::kAuthor);
         CheckKey(id);
         const Found found = LocateItem(context, id);
-        if (found.access < (move ? Access::kEditor : Access::kReviewer)) throw EwsError("ErrorAccessDenied");
+        if (found.access < Access::kReviewer) throw EwsError("ErrorAccessDenied");
+        if (move) RequireDelete(context, found);
         if (found.master != nullptr)
           throw EwsError(
               "ErrorCalendarCannotMoveOrCopyOccurrence",
@@ -32,8 +33,9 @@ Element CopyOrMove(Context& context, const Element& request, bool move) {
         // Everything can be thrown away.
         if (target.folder->distinguished != "deleteditems" && !target.folder->distinguished.starts_with("recoverable"))
           CheckFits(*found.item, *target.folder);
-        const Item& result = move ? found.mailbox->MoveItem(found.item, *target.mailbox, *target.folder)
-                                  : found.mailbox->CopyItem(*found.item, *target.mailbox, *target.folder);
+        Item& result = move ? found.mailbox->MoveItem(found.item, *target.mailbox, *target.folder)
+                            : found.mailbox->CopyItem(*found.item, *target.mailbox, *target.folder);
+        if (!move) result.Set("CreatorAddress", context.user.smtp_address);
         Element items = Messages("Items");
         // In another store the item is known to that store alone.
         if (with_ids && found.mailbox == target.mailbox)
@@ -57,7 +59,7 @@ Element DeleteItem(Context& context, const Element& request) {
   return RespondEach("DeleteItem", *request.Child("ItemIds"), [&](const Element& id) {
     CheckKey(id);
     const Found found = LocateItem(context, id);
-    if (found.access < Access::kEditor) throw EwsError("ErrorAccessDenied");
+    RequireDelete(context, found);
     const std::string& kind = found.item->element;
     if (kind == "CalendarItem" && request.Attribute("SendMeetingCancellations") == nullptr)
       throw EwsError("ErrorSendMeetingCancellationsRequired");

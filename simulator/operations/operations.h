@@ -48,7 +48,7 @@ Element ErrorMessage(const std::string& operation, const EwsError& error, bool w
 struct Place {
   Mailbox* mailbox = nullptr;
   Folder* folder = nullptr;
-  Access access = Access::kNone;
+  Rights access = Access::kNone;
 };
 /// t:FolderId or t:DistinguishedFolderId. Throws EwsError when it does not exist or is not visible.
 Place LocateFolder(Context& context, const Element& id);
@@ -61,12 +61,15 @@ void CheckFits(const Item& item, const Folder& folder);
 struct Found {
   Mailbox* mailbox = nullptr;
   Folder* folder = nullptr;
-  Access access = Access::kNone;
+  Rights access = Access::kNone;
   std::shared_ptr<Item> item;    // an occurrence is an item of its own making
   std::shared_ptr<Item> master;  // of an occurrence
 };
 /// t:ItemId, t:OccurrenceItemId or t:RecurringMasterItemId.
 Found LocateItem(Context& context, const Element& id);
+/// Throw EwsError unless the user may change, or delete, this item.
+void RequireEdit(const Context& context, const Found& found);
+void RequireDelete(const Context& context, const Found& found);
 Viewer ViewerOf(const Context& context, const Place& place);
 Viewer ViewerOf(const Context& context, const Found& found);
 
@@ -121,6 +124,9 @@ Element GetUserConfiguration(Context&, const Element&);
 Element UpdateUserConfiguration(Context&, const Element&);
 Element DeleteUserConfiguration(Context&, const Element&);
 Element GetDelegate(Context&, const Element&);
+Element AddDelegate(Context&, const Element&);
+Element UpdateDelegate(Context&, const Element&);
+Element RemoveDelegate(Context&, const Element&);
 Element ExpandDL(Context&, const Element&);
 Element ArchiveItem(Context&, const Element&);
 Element ExportItems(Context&, const Element&);

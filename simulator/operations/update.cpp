@@ -200,7 +200,7 @@ Element UpdateItem(Context& context, const Element& request) {
         if (item_change.children.empty()) throw EwsError("ErrorInvalidIdEmpty");
         const Element& id = item_change.children.front();
         const Found found = LocateItem(context, id);
-        if (found.access < Access::kEditor) throw EwsError("ErrorAccessDenied");
+        RequireEdit(context, found);
         const bool mail = found.item->element == "Message" || found.item->element.starts_with("Meeting");
         if (mail && disposition.empty()) throw EwsError("ErrorMessageDispositionRequired");
         if (found.item->element == "CalendarItem" &&

@@ -52,6 +52,8 @@ namespace velmore::simulator {
   "teamspaceworkitems|scheduled|orionnotes|tagitems|alltaggeditems|externalcontacts|teamchat|teamchathistory|"        \
   "yammerroot|yammerinbound|yammeroutbound|yammerfeeds|onedriveroot|onedriverecylebin|onedrivesystem|onedrivevolume|" \
   "important|starred|archive"
+#define DELIVER_MEETING_REQUESTS "DelegatesOnly|DelegatesAndMe|DelegatesAndSendInformationToMe|NoForward"
+#define DELEGATE_LEVELS "None|Editor|Reviewer|Author|Custom"
 #define CALENDAR_DISPOSITION "SendToNone|SendOnlyToAll|SendToAllAndSaveCopy"
 
 const TypeRow kTypeRows[] = {
@@ -118,7 +120,21 @@ const TypeRow kTypeRows[] = {
     {"DictionaryObject", "",
      "Type:=DateTime|Boolean|Byte|String|Integer32|UnsignedInteger32|Integer64|UnsignedInteger64|StringArray|ByteArray "
      "Value*"},
-    {"m:GetDelegate", "", "Mailbox!:EmailAddress UserIds:Open @IncludePermissions!:b"},
+    {"m:GetDelegate", "", "Mailbox!:EmailAddress UserIds:UserIds @IncludePermissions!:b"},
+    {"m:AddDelegate", "",
+     "Mailbox!:EmailAddress DelegateUsers!:DelegateUsers DeliverMeetingRequests:=" DELIVER_MEETING_REQUESTS},
+    {"m:UpdateDelegate", "",
+     "Mailbox!:EmailAddress DelegateUsers:DelegateUsers DeliverMeetingRequests:=" DELIVER_MEETING_REQUESTS},
+    {"m:RemoveDelegate", "", "Mailbox!:EmailAddress UserIds!:UserIds"},
+    {"UserIds", "", "any UserId:UserId"},
+    {"UserId", "", "SID PrimarySmtpAddress DisplayName DistinguishedUser:=Default|Anonymous ExternalUserIdentity"},
+    {"DelegateUsers", "", "any DelegateUser:DelegateUser"},
+    {"DelegateUser", "",
+     "UserId!:UserId DelegatePermissions:DelegatePermissions ReceiveCopiesOfMeetingMessages:b ViewPrivateItems:b"},
+    {"DelegatePermissions", "",
+     "CalendarFolderPermissionLevel:=" DELEGATE_LEVELS " TasksFolderPermissionLevel:=" DELEGATE_LEVELS
+     " InboxFolderPermissionLevel:=" DELEGATE_LEVELS " ContactsFolderPermissionLevel:=" DELEGATE_LEVELS
+     " NotesFolderPermissionLevel:=" DELEGATE_LEVELS " JournalFolderPermissionLevel:=" DELEGATE_LEVELS},
     {"m:ExpandDL", "", "Mailbox!:EmailAddress"},
     {"m:ArchiveItem", "", "ArchiveSourceFolderId!:TargetFolderId ItemIds!:ItemIds"},
     {"m:ExportItems", "", "ItemIds!:ItemIds"},
@@ -211,17 +227,32 @@ const TypeRow kTypeRows[] = {
      "TasksFolder:TasksFolder"},
 
     // Folders
+    {"PermissionSet", "", "Permissions!:Permissions UnknownEntries:Open"},
+    {"Permissions", "", "any Permission:Permission"},
+    {"BasePermission", "",
+     "UserId!:UserId CanCreateItems:b CanCreateSubFolders:b IsFolderOwner:b IsFolderVisible:b IsFolderContact:b "
+     "EditItems:=None|Owned|All DeleteItems:=None|Owned|All"},
+    {"Permission", "BasePermission",
+     "ReadItems:=None|FullDetails PermissionLevel!:=None|Owner|PublishingEditor|Editor|PublishingAuthor|Author|"
+     "NoneditingAuthor|Reviewer|Contributor|Custom"},
+    {"CalendarPermissionSet", "", "CalendarPermissions!:CalendarPermissions UnknownEntries:Open"},
+    {"CalendarPermissions", "", "any CalendarPermission:CalendarPermission"},
+    {"CalendarPermission", "BasePermission",
+     "ReadItems:=None|TimeOnly|TimeAndSubjectAndLocation|FullDetails CalendarPermissionLevel!:=None|Owner|"
+     "PublishingEditor|Editor|PublishingAuthor|Author|NoneditingAuthor|Reviewer|Contributor|FreeBusyTimeOnly|"
+     "FreeBusyTimeAndSubjectAndLocation|Custom"},
     {"BaseFolder", "",
      "FolderId:FolderId/agr ParentFolderId:FolderId/ar FolderClass/a DisplayName/ag TotalCount:i/agr "
      "ChildFolderCount:i/agr ExtendedProperty*:ExtendedProperty/ ManagedFolderInformation:Open/r "
      "EffectiveRights:EffectiveRights/arq DistinguishedFolderId:=" FOLDER_NAMES
      "/ar@8 PolicyTag:Open/@7 ArchiveTag:Open/@7 "
      "ReplicaList:Strings/r@7"},
-    {"Folder", "BaseFolder", "PermissionSet:Open/q UnreadCount:i/agr"},
+    {"Folder", "BaseFolder", "PermissionSet:PermissionSet/q UnreadCount:i/agr"},
     {"CalendarFolder", "BaseFolder",
-     "SharingEffectiveRights:=None|TimeOnly|TimeAndSubjectAndLocation|FullDetails/ PermissionSet:Open/q"},
+     "SharingEffectiveRights:=None|TimeOnly|TimeAndSubjectAndLocation|FullDetails/ "
+     "PermissionSet:CalendarPermissionSet/q"},
     {"ContactsFolder", "BaseFolder",
-     "SharingEffectiveRights:=None|FullDetails/ PermissionSet:Open/q SourceId/@8 AccountName/@8"},
+     "SharingEffectiveRights:=None|FullDetails/ PermissionSet:PermissionSet/q SourceId/@8 AccountName/@8"},
     {"SearchParameters", "", "Restriction!:Restriction BaseFolderIds!:FolderIds @Traversal:=Shallow|Deep"},
     {"SearchFolder", "Folder", "SearchParameters:SearchParameters/aq"},
     {"TasksFolder", "Folder", ""},

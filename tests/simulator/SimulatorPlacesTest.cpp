@@ -253,7 +253,7 @@ TEST_F(SimulatorPlaces, StatesOfOthersAreRefused) {
 }
 
 TEST_F(SimulatorPlaces, WhatIsNotThereSaysSo) {
-  for (const char* name : {"FindPeople", "GetUserAvailabilityRequest", "AddDelegate"}) {
+  for (const char* name : {"FindPeople", "FindConversation", "MarkAsJunk"}) {
     const Reply reply = client.Call("<m:" + std::string(name) + "/>");
     EXPECT_EQ(reply.status, 500);
     EXPECT_EQ(reply.Code(), "ErrorInvalidOperation");
