@@ -1,5 +1,7 @@
 #include "ews/session/uVqEWS.h"
 
+#include <algorithm>
+
 #include "ews/model/uVqEWSTimeZones.h"
 #include "ews/session/uVqEWSClients_p.h"
 #include "ews/stores/uVqEWSImpersonation.h"
@@ -319,7 +321,11 @@ string TVqEWSCustomSession::DefaultStoreEmail() const {
   return FDefaultStoreEmail;
 }
 
+// It stands in a header of every request from then on: what can be no address would make the session useless.
 void TVqEWSCustomSession::SetDefaultStoreEmail(const string& AValue) {
+  constexpr std::size_t longest = 320;
+  const auto control = [](char16_t unit) { return unit < u' ' || unit == 0x7F; };
+  if (AValue.size() > longest || std::ranges::any_of(AValue.view(), control)) return;
   const std::scoped_lock lock(FDefaultStoreMutex);
   FDefaultStoreEmail = AValue;
 }

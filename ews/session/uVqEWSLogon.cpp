@@ -15,6 +15,7 @@
 namespace velmore {
 namespace {
 
+constexpr std::size_t kLongestZoneId = 255;  // it stands in every request
 constexpr std::int32_t kAny = std::numeric_limits<std::int32_t>::min();
 
 struct TVersionRule {
@@ -327,7 +328,9 @@ void TVqEWSCustomSession::SettleTimeZoneContext() {
     return;
   for (const IVqDOMElement& zone : zones.GetChildElements()) {
     if (!zone.GetAttribute("Name").StartsWith(offset)) continue;  // display names begin with the offset
-    FCurrentTimeZoneContext = zone.GetAttribute("Id");
+    const string id = zone.GetAttribute("Id");
+    if (id.size() > kLongestZoneId) continue;
+    FCurrentTimeZoneContext = id;
     return;
   }
 }

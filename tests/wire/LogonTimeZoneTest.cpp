@@ -96,6 +96,12 @@ TEST_F(LogonTimeZone, EmptyContextIsSettledToo) {
   EXPECT_EQ(Session.GetCurrentTimeZoneContext(), "Nepal Standard Time");
 }
 
+TEST_F(LogonTimeZone, AZoneWithASenselessIdIsPassedBy) {
+  Session.SetCurrentTimeZoneContext("Unknown");
+  LogOnWith(Zones({{std::string(1 << 20, 'x'), "(UTC+05:45) First"}, {"Second", "(UTC+05:45) Second"}}));
+  EXPECT_EQ(Session.GetCurrentTimeZoneContext(), "Second") << "it would stand in every request";
+}
+
 TEST_F(LogonTimeZone, WhenNoNameFitsTheContextStays) {
   Session.SetCurrentTimeZoneContext("Unknown");
   LogOnWith(Zones({{"A", "(UTC+01:00) A"}, {"B", "(UTC) B"}}));

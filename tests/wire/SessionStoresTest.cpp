@@ -137,6 +137,20 @@ TEST_F(SessionStores, EachCallOpensANewObjectAndAsksForTheOwnerOnce) {
   EXPECT_EQ(Server.Requests().size(), asked) << "the address is known by then";
 }
 
+// The address goes into a header of every later request.
+TEST_F(SessionStores, AnOwnerThatIsNoAddressIsNotLearnt) {
+  LogOn();
+  for (const std::string& owner : {std::string(1 << 20, 'x'), std::string("ann@example.com&#13;&#10;X-Evil: 1")}) {
+    Server.Always([&](const ScriptedServer::Request& request) { return StoreAnswer(request, owner); });
+    Session.OpenDefaultMsgStore();
+    EXPECT_EQ(Session.OpenDefaultMsgStore()->GetFolderId(dfininbox).Id, "inbox");
+    EXPECT_EQ(Server.Requests().back().Header("X-AnchorMailbox"), "");
+  }
+  Server.Always([](const ScriptedServer::Request& request) { return StoreAnswer(request, "ann@example.com"); });
+  Session.OpenDefaultMsgStore()->GetFolderId(dfininbox);
+  EXPECT_EQ(Server.Requests().back().Header("X-AnchorMailbox"), "ann@example.com");
+}
+
 TEST_F(SessionStores, FailureToLearnTheOwnerOpensNothing) {
   LogOn();
   Server.Then(Reply("GetFolder", Refusal("GetFolder", "ErrorAccessDenied", "Access is denied.")));
