@@ -51,17 +51,26 @@ TWireTour::TWireTour(const std::string& version, bool strict, unsigned seed, boo
     : FRandom(seed), FVersion(version), FStrict(strict), FRefusing(refusing), FServer(OptionsOf(version, refusing)) {
   for (const auto& def : {&kByName, &kByTag, &kBytes, &kMoment}) RegisterProp(def);
   FServer.Start();
-  LogOn(false);
+  GoBy(FServer.HttpUrl());
 }
 
 TWireTour::~TWireTour() = default;
+
+void TWireTour::GoBy(const std::string& url) {
+  FUrl = url;
+  LogOn(false);
+}
+
+void TWireTour::Recover() {
+  if (!FSession->GetActive() || !FStore) LogOn(false);
+}
 
 void TWireTour::LogOn(bool impersonate) {
   FStore = nullptr;
   FSession = std::make_unique<TVqEWSServiceSession>();
   FSession->SetStrictSchema(FStrict);
   FSession->SetSchemaFallback(FRefusing);
-  FSession->SetServiceUrl(FServer.HttpUrl());
+  FSession->SetServiceUrl(FUrl);
   FSession->GetCredentials().SetUserName(impersonate ? "service" : "alice");
   FSession->GetCredentials().SetPassword(impersonate ? "robot" : "wonder");
   if (impersonate) {
@@ -118,6 +127,7 @@ void TWireTour::Try(const char* step, const std::function<void()>& action) try {
   action();
 } catch (const std::exception& failure) {
   FRefusals.push_back(std::string(step) + ": " + failure.what());
+  if (FHooks.Raised) FHooks.Raised(step, failure);
 }
 
 // ---- Values by chance
@@ -321,7 +331,10 @@ void TWireTour::Round() {
       {"Folders", &TWireTour::Folders},       {"Tables", &TWireTour::Tables},
       {"Filters", &TWireTour::Filters},       {"Impersonated", &TWireTour::Impersonated},
   };
-  for (const auto& [name, step] : steps) Try(name, [&, call = step] { (this->*call)(); });
+  for (const auto& [name, step] : steps) {
+    if (FHooks.BeforeStep) FHooks.BeforeStep();
+    Try(name, [&, call = step] { (this->*call)(); });
+  }
 }
 
 void TWireTour::Sessions() {

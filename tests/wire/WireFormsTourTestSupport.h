@@ -26,6 +26,19 @@ class TWireTour {
   /// Each kind of request once, with other values at each call.
   void Round();
 
+  /// For a tour among replies that are not as they should be: what happens before each step, and what is raised.
+  struct THooks {
+    std::function<void()> BeforeStep;
+    std::function<void(const char* step, const std::exception& failure)> Raised;
+  };
+  void SetHooks(THooks hooks) { FHooks = std::move(hooks); }
+  /// Logs on to another server, which stands before the simulator.
+  void GoBy(const std::string& url);
+  /// Logs on again when the session is no longer.
+  void Recover();
+  /// A question that every session that is usable gets an answer to. Raises.
+  void Ask() { FStore->GetFolderId(dfininbox); }
+
   /// The envelopes of all requests, in order; those that were refused for their form aside, where it is told.
   std::vector<std::string> Requests(bool refused = true) const;
   /// "step: text of the exception" of steps that raised.
@@ -82,6 +95,8 @@ class TWireTour {
   std::unique_ptr<TVqEWSServiceSession> FSession;
   TVqRef<IVqEWSMsgStore> FStore;
   std::vector<std::string> FRefusals;
+  std::string FUrl;
+  THooks FHooks;
 };
 
 }  // namespace velmore::testing
