@@ -5,68 +5,12 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/soap/uVqSOAPClient.h"
+#include "tests/support/AnsweringSession.h"
 
 namespace velmore {
 namespace {
 
-/// A request that is answered by a text instead of a server.
-class TAnsweredRequest : public TVqObject, public virtual IVqSOAPRequest {
- public:
-  TAnsweredRequest(TVqRef<IVqSOAPRequest> AInner, const std::string& ABody) : FInner(std::move(AInner)), FBody(ABody) {}
-
-  IVqDOMDocument GetDocument() override { return FInner->GetDocument(); }
-  IVqDOMElement GetEnvelope() override { return FInner->GetEnvelope(); }
-  IVqDOMElement GetHeader() override { return FInner->GetHeader(); }
-  bool HasHeader() override { return FInner->HasHeader(); }
-  IVqDOMElement GetBody() override { return FInner->GetBody(); }
-  IVqDOMElement GetMethod() override { return FInner->GetMethod(); }
-  string GetResponseName() override { return FInner->GetResponseName(); }
-  void AcceptAnyResponse() override { FInner->AcceptAnyResponse(); }
-  void LoadEnvelope(IVqSOAPEnvelope& ASource) override { FInner->LoadEnvelope(ASource); }
-  void AddHTTPHeader(const string& AName, const string& AValue) override { FInner->AddHTTPHeader(AName, AValue); }
-  IVqDOMElement AddSOAPHeader(const string& AName, const string& ANamespace) override {
-    return FInner->AddSOAPHeader(AName, ANamespace);
-  }
-  void Send(TVqRef<IVqSOAPResponse>& AResponse, TVqSOAPSendKind, const TVqSOAPResponseFactory& AFactory) override {
-    const std::string bytes =
-        "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
-        "xmlns:m=\"http://schemas.microsoft.com/exchange/services/2006/messages\" "
-        "xmlns:t=\"http://schemas.microsoft.com/exchange/services/2006/types\"><s:Body>" +
-        FBody + "</s:Body></s:Envelope>";
-    AResponse = AFactory ? TVqRef<IVqSOAPResponse>(AFactory(bytes, GetResponseName()))
-                         : TVqRef<IVqSOAPResponse>(MakeRef<TVqSOAPResponse>(bytes, GetResponseName()));
-  }
-
- private:
-  TVqRef<IVqSOAPRequest> FInner;
-  std::string FBody;
-};
-
-class TAnsweringSession : public TVqEWSBaseSession {
- public:
-  TAnsweringSession() : TVqEWSBaseSession(nullptr) {}
-
-  TVqCredentials& GetCredentials() override { return FCredentials; }
-  string GetServiceURL() override { return "https://mail.example.com/ews"; }
-  TServerVersion GetServerVersion() override { return Version; }
-  TVqRef<IVqHTTPClient> CreateHTTPClient(bool) override { return {}; }
-  TVqSOAPClient* CreateSOAPClient(const TVqRef<IVqHTTPClient>&) override { return nullptr; }
-  TVqRef<IVqSOAPRequest> CreateRequest(TVqSOAPClient*, const string& AMethod, const string& AResponseName) override {
-    return MakeRef<TAnsweredRequest>(FSOAP.CreateRequest(AMethod, AResponseName), Answer);
-  }
-  void CheckResponseError(const IVqDOMElement& AElement) override {
-    if (AElement.GetAttribute("ResponseClass") != "Success")
-      throw EEWSException(AElement.SelectSingleElement("ResponseCode", kSelectRequired).GetText(), "refused", 0);
-  }
-
-  TServerVersion Version = Exchange2016;
-  std::string Answer;  // the content of the reply's body
-
- private:
-  TVqCredentials FCredentials;
-  TVqSOAPClient FSOAP{nullptr};
-};
+using testing::TAnsweringSession;
 
 /// Adds its name to each request made below it.
 class TNamingObject : public TVqEWSObject {
