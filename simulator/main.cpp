@@ -65,6 +65,18 @@ int main(int argc, char** argv) {
                  "File with an organisation: users, rooms, lists, rights, quotas (JSON)")
       ->check(CLI::ExistingFile);
   app.add_option("--users", users, "Users without a seed, each as name:address:password");
+  app.add_option("--authentication", options.authentication,
+                 "Schemes offered, in this order: Basic, NTLM, Negotiate, Bearer")
+      ->capture_default_str();
+  app.add_option("--keytab", options.keytab_file, "Keys of the service HTTP/..., for Negotiate by Kerberos");
+  app.add_option("--ntlm-users", options.ntlm_file,
+                 "Passwords for NTLM, DOMAIN:name:password in a line; without it those of the users");
+  app.add_flag("--require-binding", options.require_channel_binding,
+               "Over TLS, refuse Negotiate and NTLM without a binding to the certificate");
+  app.add_option("--domain", options.domains,
+                 "Mail domains besides those of the users, for Autodiscover and for mail that bounces");
+  app.add_option("--external-url", options.external_url, "What Autodiscover tells as the address of the service");
+  app.add_option("--page-host", options.page_hosts, "Names under which a browser may ask for the page at /");
   app.add_option("--version", options.version, "Server version to play; --versions tells what each lacks")
       ->check(CLI::IsMember(VersionNames()))
       ->capture_default_str();

@@ -1,8 +1,5 @@
 #include "simulator/simulator.h"
 
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -19,37 +16,16 @@
 #include "simulator/mailbox/seed.h"
 #include "simulator/mailbox/state.h"
 #include "simulator/mailbox/state_keeper.h"
+#include "simulator/protocol/autodiscover.h"
 #include "simulator/protocol/service.h"
 #include "simulator/transport/authentication.h"
 #include "simulator/transport/http_server.h"
 #include "simulator/transport/tls.h"
+#include "simulator/types/temporary_file.h"
 
 namespace velmore::simulator {
 
 namespace {
-
-/// A file in the folder for temporary files that goes away with this object.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(const std::string& content) {
-    const char* folder = ::getenv("TMPDIR");
-    std::string pattern =
-        std::string(folder != nullptr && *folder != '\0' ? folder : "/tmp") + "/velmore-simulator-XXXXXX";
-    const int handle = ::mkstemp(pattern.data());
-    if (handle < 0) throw SimulatorError("A temporary file cannot be made.");
-    path_ = pattern;
-    const auto written = ::write(handle, content.data(), content.size());
-    ::close(handle);
-    if (written != static_cast<ssize_t>(content.size())) throw SimulatorError("A temporary file cannot be written.");
-  }
-  ~TemporaryFile() { ::unlink(path_.c_str()); }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 int ServerVersion(const std::string& name) {
   const int version = VersionIndex(name);
@@ -76,6 +52,7 @@ struct Simulator::Impl {
   Options options;
   Store store;
   Service service;
+  Autodiscover autodiscover;
   Tokens tokens;
   Authenticator authenticator;
   Authority authority;
@@ -94,8 +71,10 @@ struct Simulator::Impl {
       : options(Completed(std::move(given))),
         store(ServerVersion(options.version)),
         service(store, options),
+        autodiscover(store, options),
         tokens([this](std::string_view name) { return FindUserOf(name); }, options.token_lifetime),
-        authenticator([this](std::string_view name) { return FindUserOf(name); }, tokens, options.authentication),
+        authenticator({[this](std::string_view name) { return FindUserOf(name); }, [this] { return Users(); }}, tokens,
+                      options),
         ca_file(authority.Certificate()),
         crl_file(authority.RevocationList()),
         recorder(options.keep_exchanges, options.record_directory) {
@@ -139,6 +118,13 @@ struct Simulator::Impl {
     return mailbox != nullptr ? std::optional(mailbox->owner) : std::nullopt;
   }
 
+  std::vector<User> Users() const {
+    const std::lock_guard lock(store.mutex);
+    std::vector<User> users;
+    for (const auto& mailbox : store.Mailboxes()) users.push_back(mailbox->owner);
+    return users;
+  }
+
   void LoadScript(const std::string& file) {
     Script script = ReadScript(file);
     if (script.certificate) Show(*script.certificate);
@@ -146,8 +132,18 @@ struct Simulator::Impl {
     for (Fault& fault : script.faults) faults.Add(std::move(fault));
   }
 
+  Identity Issue(Certificate certificate) const {
+    const std::lock_guard lock(store.mutex);
+    return authority.Issue(certificate, autodiscover.Domains());
+  }
+
+  Certificate Shown() const {
+    const std::lock_guard lock(mutex);
+    return options.certificate;
+  }
+
   void Show(Certificate certificate) {
-    const Identity identity = authority.Issue(certificate);
+    const Identity identity = Issue(certificate);
     {
       const std::lock_guard lock(mutex);
       options.certificate = certificate;
@@ -164,8 +160,31 @@ struct Simulator::Impl {
     return mailbox.AddItem(folder, MakeItem(context, wrapper.children.front()));
   }
 
+  /// Is the page asked for under a name of this machine? A page elsewhere may give its own name this machine's address
+  /// and read with the browser of whoever looks at it; an address in figures is nobody's name.
+  bool IsOurs(const HttpRequest& request) const {
+    const std::string* header = request.Header("Host");
+    if (header == nullptr) return false;
+    std::string host = Lower(header->substr(0, header->rfind(':')));
+    if (header->starts_with('[')) host = Lower(header->substr(0, header->find(']') + 1));
+    const auto in_figures = [&host] {
+      return host.starts_with('[') || (!host.empty() && host.find_first_not_of("0123456789.") == std::string::npos);
+    };
+    return host == "localhost" || in_figures() ||
+           std::any_of(options.page_hosts.begin(), options.page_hosts.end(),
+                       [&host](const std::string& name) { return SameText(name, host); });
+  }
+
   /// Mailboxes and exchanges for a browser. Looking leaves no trace in what is looked at.
   HttpResponse Show(const HttpRequest& request) {
+    if (!IsOurs(request)) {
+      HttpResponse refusal;
+      refusal.status = 403;
+      refusal.headers = {{"Content-Type", "text/plain; charset=utf-8"}};
+      refusal.body =
+          "This page is shown under the address of the server in figures, localhost, and the names that it was told.";
+      return refusal;
+    }
     BrowserPage::Figures figures;
     figures.pending_faults = faults.Pending();
     {
@@ -235,11 +254,113 @@ struct Simulator::Impl {
     };
   }
 
+  static HttpResponse Challenged(const Authenticator::Result& who) {
+    HttpResponse response;
+    response.status = 401;
+    response.headers.emplace_back("Server", "Velmore-EWS-Simulator");
+    for (const std::string& challenge : who.challenges) response.headers.emplace_back("WWW-Authenticate", challenge);
+    return response;
+  }
+
+  /// What changes for those who come later.
+  void TakeOver(const Fault& fault) {
+    if (fault.certificate) Show(*fault.certificate);
+    if (fault.authentication) authenticator.SetSchemes(*fault.authentication);
+  }
+
+  /// What an HTTP status that was asked for looks like. Who is told 401 is offered the schemes, unless he is told some.
+  HttpResponse StatusOf(const Fault& fault) const {
+    HttpResponse response;
+    response.status = fault.http_status;
+    response.body = fault.body;
+    const bool challenged = std::any_of(fault.headers.begin(), fault.headers.end(),
+                                        [](const auto& header) { return SameText(header.first, "WWW-Authenticate"); });
+    if (fault.http_status == 401 && !challenged)
+      for (const std::string& challenge : authenticator.Challenges())
+        response.headers.emplace_back("WWW-Authenticate", challenge);
+    response.headers.emplace_back("Content-Type", fault.content_type.empty() ? "text/html" : fault.content_type);
+    return response;
+  }
+
+  /// Answers a question beside the service, or plays the failure that waits for its name. `refuse` makes a refusal of a
+  /// code and a text in the words of whoever is asked.
+  HttpResponse AnswerBeside(const std::string& name, Exchange& exchange, const std::function<HttpResponse()>& answer,
+                            const std::function<HttpResponse(const std::string&, const std::string&)>& refuse) {
+    exchange.operation = name;
+    const std::optional<Fault> fault = faults.TakeNamed(name);
+    if (!fault) return answer();
+    HttpResponse response = fault->Replaces() && !fault->execute ? HttpResponse() : answer();
+    TakeOver(*fault);
+    if (fault->http_status != 0) {
+      response = StatusOf(*fault);
+    } else if (const std::string& code = fault->soap_fault_code.empty() ? fault->response_code : fault->soap_fault_code;
+               !code.empty()) {
+      response = refuse(code, fault->message_text);
+    } else if (fault->replace_body) {
+      response = HttpResponse();
+      response.body = fault->body;
+      response.headers = {{"Content-Type", fault->content_type.empty() ? "text/html" : fault->content_type}};
+    }
+    response.headers.insert(response.headers.end(), fault->headers.begin(), fault->headers.end());
+    response.fault = *fault;
+    return response;
+  }
+
+  HttpResponse AnswerTokens(const HttpRequest& request, Exchange& exchange) {
+    return AnswerBeside(
+        Tokens::NameOf(request), exchange, [&] { return tokens.Answer(request); }, Tokens::Refused);
+  }
+
+  HttpResponse AnswerAutodiscover(const HttpRequest& request, ConnectionState& connection, Exchange& exchange) {
+    Autodiscover::Question question{request.method, request.target, {}, request.body, request.secure, {}, {}};
+    if (const std::string* host = request.Header("Host")) question.host = *host;
+    if (server->HttpsPort() != 0) question.https = "https://localhost:" + std::to_string(server->HttpsPort());
+    if (server->HttpPort() != 0) question.http = "http://" + options.address + ":" + std::to_string(server->HttpPort());
+    const auto reply_of = [](Autodiscover::Reply reply) {
+      HttpResponse response;
+      response.status = reply.status;
+      response.body = std::move(reply.body);
+      response.headers.emplace_back("Server", "Velmore-EWS-Simulator");
+      if (!reply.content_type.empty()) response.headers.emplace_back("Content-Type", reply.content_type);
+      if (!reply.location.empty()) response.headers.emplace_back("Location", reply.location);
+      return response;
+    };
+    if (Autodiscover::KindOf(request.target) == Autodiscover::Kind::kJson) {
+      return AnswerBeside(
+          "AutodiscoverV2", exchange,
+          [&] {
+            const std::lock_guard lock(store.mutex);
+            return reply_of(autodiscover.AnswerJson(question));
+          },
+          [&](const std::string& code, const std::string& text) {
+            return reply_of(Autodiscover::RefusedJson(code, text));
+          });
+    }
+    {
+      const std::lock_guard lock(store.mutex);
+      if (auto redirect = autodiscover.RedirectOf(question)) return reply_of(*std::move(redirect));
+    }
+    const Authenticator::Result who = authenticator.Check(request, connection);
+    if (!who.user) return Challenged(who);
+    exchange.user = who.user->name;
+    HttpResponse response = AnswerBeside(
+        "Autodiscover", exchange,
+        [&] {
+          const std::lock_guard lock(store.mutex);
+          return reply_of(autodiscover.AnswerXml(question));
+        },
+        [&](const std::string& code, const std::string& text) { return reply_of(Autodiscover::Failed(code, text)); });
+    response.headers.insert(response.headers.end(), who.headers.begin(), who.headers.end());
+    return response;
+  }
+
   HttpResponse Answer(const HttpRequest& request, ConnectionState& connection, Exchange& exchange) {
+    if (Tokens::Serves(request)) return AnswerTokens(request, exchange);
+    if (Autodiscover::KindOf(request.target) != Autodiscover::Kind::kNone)
+      return AnswerAutodiscover(request, connection, exchange);
     HttpResponse response;
     response.headers.emplace_back("Server", "Velmore-EWS-Simulator");
     const std::string path = Lower(request.target.substr(0, request.target.find('?')));
-    if (Tokens::Serves(request)) return tokens.Answer(request);
     if (path != "/ews/exchange.asmx") {
       response.status = 404;
       response.body = "There is nothing here. The service is at /EWS/Exchange.asmx.";
@@ -249,11 +370,8 @@ struct Simulator::Impl {
     const Authenticator::Result who = authenticator.Check(request, connection);
     // A fault may ask for an answer to requests that are not authenticated yet, but it must not be spent on the
     // challenge.
-    if (!who.user) {
-      response.status = 401;
-      for (const std::string& challenge : who.challenges) response.headers.emplace_back("WWW-Authenticate", challenge);
-      return response;
-    }
+    if (!who.user) return Challenged(who);
+    response.headers.insert(response.headers.end(), who.headers.begin(), who.headers.end());
     exchange.user = who.user->name;
     if (request.method != "POST") {
       response.status = request.method == "GET" || request.method == "HEAD" ? 200 : 405;
@@ -270,10 +388,8 @@ struct Simulator::Impl {
     SoapRequest soap = service.Read(request.body);
     exchange.operation = soap.operation;
     const std::optional<Fault> fault = faults.Take(soap.operation);
-    const bool replaced = fault && (fault->http_status != 0 || !fault->soap_fault_code.empty() ||
-                                    !fault->response_code.empty() || fault->replace_body || fault->close_before_reply);
     SoapReply reply;
-    if (!replaced || fault->execute) {
+    if (!fault || !fault->Replaces() || fault->execute) {
       std::map<std::string, std::uint64_t> departures;
       bool refused = false;
       reply = service.Execute(soap, *who.user, departures, refused);
@@ -283,20 +399,16 @@ struct Simulator::Impl {
     }
     std::string content_type = "text/xml; charset=utf-8";
     if (fault) {
-      if (fault->certificate) Show(*fault->certificate);
-      if (fault->authentication) authenticator.SetSchemes(*fault->authentication);
+      TakeOver(*fault);
       std::vector<Element> hint;
       if (fault->back_off_milliseconds > 0)
         hint.push_back(Types("Value", std::to_string(fault->back_off_milliseconds)).Set("Name", "BackOffMilliseconds"));
       if (fault->http_status != 0) {
-        reply = {fault->http_status, fault->body};
-        const bool challenged = std::any_of(fault->headers.begin(), fault->headers.end(), [](const auto& header) {
-          return SameText(header.first, "WWW-Authenticate");
-        });
-        if (fault->http_status == 401 && !challenged)
-          for (const std::string& challenge : authenticator.Challenges())
-            response.headers.emplace_back("WWW-Authenticate", challenge);
-        content_type = fault->content_type.empty() ? "text/html" : fault->content_type;
+        HttpResponse status = StatusOf(*fault);
+        reply = {status.status, std::move(status.body)};
+        content_type = status.headers.back().second;
+        status.headers.pop_back();
+        response.headers.insert(response.headers.end(), status.headers.begin(), status.headers.end());
       } else if (!fault->soap_fault_code.empty()) {
         reply = service.FaultReply(
             fault->soap_fault_code,
@@ -355,7 +467,7 @@ void Simulator::Start() {
   settings.max_request_bytes = impl.options.max_request_bytes;
   settings.gzip = impl.options.gzip;
   settings.chunk_bytes = impl.options.chunk_bytes;
-  const Identity identity = impl.authority.Issue(impl.options.certificate);
+  const Identity identity = impl.Issue(impl.options.certificate);
   settings.certificate = identity.certificate;
   settings.key = identity.key;
   settings.on_connection = [&impl] {
@@ -423,8 +535,15 @@ void Simulator::DropConnections() {
 }
 
 void Simulator::AddUser(const User& user) {
-  const std::lock_guard lock(impl_->store.mutex);
-  impl_->store.AddMailbox(user);
+  std::size_t domains = 0;
+  {
+    const std::lock_guard lock(impl_->store.mutex);
+    domains = impl_->autodiscover.Domains().size();
+    impl_->store.AddMailbox(user);
+    domains = impl_->autodiscover.Domains().size() - domains;
+  }
+  // The certificate holds for the domains of the mailboxes.
+  if (domains > 0 && impl_->running) impl_->Show(impl_->Shown());
 }
 
 void Simulator::AddDirectoryContact(const DirectoryContact& contact) {

@@ -20,9 +20,17 @@ std::size_t FaultQueue::Pending() const {
 }
 
 std::optional<Fault> FaultQueue::Take(const std::string& operation) {
+  return Take(operation, false);
+}
+
+std::optional<Fault> FaultQueue::TakeNamed(const std::string& name) {
+  return Take(name, true);
+}
+
+std::optional<Fault> FaultQueue::Take(const std::string& operation, bool named_only) {
   const std::lock_guard lock(mutex_);
   for (auto fault = faults_.begin(); fault != faults_.end(); ++fault) {
-    if (!fault->operation.empty() && !SameText(fault->operation, operation)) continue;
+    if (fault->operation.empty() ? named_only : !SameText(fault->operation, operation)) continue;
     if (fault->skip > 0) {
       --fault->skip;
       continue;

@@ -18,8 +18,11 @@ class FaultQueue {
   std::size_t Pending() const;
   /// The fault for a request of this operation, if one is due.
   std::optional<Fault> Take(const std::string& operation);
+  /// The fault for a question beside the service; one without a name is not for it.
+  std::optional<Fault> TakeNamed(const std::string& name);
 
  private:
+  std::optional<Fault> Take(const std::string& operation, bool named_only);
   mutable std::mutex mutex_;  // protects the queue
   std::deque<Fault> faults_;
 };

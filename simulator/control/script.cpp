@@ -267,7 +267,8 @@ const std::array<Reader::KeyRow, 23> Reader::kKeys = {{
     {"operation", Role::kMatching, {},
      [](const Reader& r, const Field& f, Fault& fault) {
        fault.operation = r.Text(f.value, f.path);
-       const std::vector<std::string> known = OperationNames();
+       std::vector<std::string> known = OperationNames();
+       known.insert(known.end(), {"Autodiscover", "AutodiscoverV2", "Token", "Authorize"});
        if (std::none_of(known.begin(), known.end(), [&](const auto& name) { return SameText(name, fault.operation); }))
          r.Fail(f.path, "knows no operation \"" + fault.operation + "\"");
      }},

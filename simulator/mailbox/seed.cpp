@@ -167,8 +167,9 @@ void CheckKeys(const Json& json, const std::string& where, std::initializer_list
 }
 
 void ReadUser(const Json& entry, const std::string& where, Options& options) {
-  CheckKeys(entry, where,
-            {"name", "smtp", "displayName", "password", "mayImpersonate", "archive", "quota", "access", "fill"});
+  CheckKeys(
+      entry, where,
+      {"name", "smtp", "displayName", "password", "mayImpersonate", "archive", "quota", "access", "fill", "site"});
   User user;
   user.name = entry.at("name").get<std::string>();
   user.smtp_address = entry.at("smtp").get<std::string>();
@@ -177,6 +178,7 @@ void ReadUser(const Json& entry, const std::string& where, Options& options) {
   user.may_impersonate = entry.value("mayImpersonate", false);
   user.archive = entry.value("archive", false);
   user.quota_bytes = entry.value("quota", std::uint64_t{0});
+  user.site = entry.value("site", std::string());
   for (const Json& grant : entry.value("access", Json::array()))
     user.grants.push_back({grant.at("mailbox").get<std::string>(), grant.value("folder", std::string()),
                            AccessNamed(grant.value("rights", std::string("reviewer")))});
@@ -188,12 +190,46 @@ void ReadUser(const Json& entry, const std::string& where, Options& options) {
   if (!known) options.users.push_back(std::move(user));
 }
 
+/// What was chosen beside the file counts.
+template <class T>
+void Take(const Json& json, const char* key, T Options::*member, Options& options) {
+  if (options.*member == Options().*member) options.*member = json.value(key, options.*member);
+}
+
+void ReadLogon(const Json& json, const fs::path& path, Options& options) {
+  Take(json, "authentication", &Options::authentication, options);
+  Take(json, "requireBinding", &Options::require_channel_binding, options);
+  Take(json, "externalUrl", &Options::external_url, options);
+  // Files are named from where the settings are.
+  for (const auto& [key, member] : {std::pair("keytab", &Options::keytab_file), {"ntlmUsers", &Options::ntlm_file}})
+    if ((options.*member).empty() && json.contains(key))
+      options.*member = (path.parent_path() / json.at(key).get<std::string>()).string();
+}
+
+void ReadRedirect(const Json& entry, const std::string& where, Options& options) {
+  using Kind = AutodiscoverRedirect::Kind;
+  CheckKeys(entry, where, {"host", "from", "location", "toAddress", "toUrl"});
+  const auto add = [&](Kind kind, const char* from, const char* target) {
+    options.autodiscover_redirects.push_back(
+        {kind, kind == Kind::kLocation ? entry.value(from, std::string()) : entry.at(from).get<std::string>(),
+         entry.at(target).get<std::string>()});
+  };
+  if (entry.contains("location"))
+    add(Kind::kLocation, "host", "location");
+  else if (entry.contains("toAddress"))
+    add(Kind::kAddress, "from", "toAddress");
+  else
+    add(Kind::kUrl, "from", "toUrl");
+}
+
 /// users.json and a settings file have one form.
 void ReadSettings(const fs::path& path, Options& options) {
   const Json json = ReadJson(path);
   const std::string where = path.string();
   try {
-    CheckKeys(json, where, {"note", "version", "domains", "users", "rooms", "lists", "directory", "fill", "fillSeed"});
+    CheckKeys(json, where,
+              {"note", "version", "domains", "users", "rooms", "lists", "directory", "fill", "fillSeed",
+               "authentication", "keytab", "ntlmUsers", "requireBinding", "externalUrl", "redirects"});
     for (const Json& entry : json.value("users", Json::array())) ReadUser(entry, where, options);
     for (const Json& room : json.value("rooms", Json::array())) {
       const std::string smtp = room.at("smtp").get<std::string>();
@@ -217,8 +253,9 @@ void ReadSettings(const fs::path& path, Options& options) {
     for (const std::string& domain : json.value("domains", std::vector<std::string>()))
       options.domains.push_back(domain);
     options.fill_seed = json.value("fillSeed", options.fill_seed);
-    // What was chosen beside the file counts.
-    if (options.version == Options().version) options.version = json.value("version", options.version);
+    ReadLogon(json, path, options);
+    for (const Json& entry : json.value("redirects", Json::array())) ReadRedirect(entry, where, options);
+    Take(json, "version", &Options::version, options);
   } catch (const Json::exception& error) {
     throw OptionError(where + ": " + error.what());
   }

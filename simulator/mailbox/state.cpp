@@ -256,6 +256,7 @@ Json PackMailbox(const Mailbox& mailbox) {
             {"mayImpersonate", mailbox.owner.may_impersonate},
             {"archive", mailbox.owner.archive},
             {"quota", mailbox.owner.quota_bytes},
+            {"site", Pack(mailbox.owner.site)},
             {"guid", mailbox.guid},
             {"root", Pack(mailbox.root)},
             {"access", PackAccess(mailbox.access)},
@@ -284,6 +285,7 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
   mailbox->owner.may_impersonate = json.at("mayImpersonate").get<bool>();
   mailbox->owner.archive = json.value("archive", false);
   mailbox->owner.quota_bytes = json.value("quota", std::uint64_t{0});
+  if (json.contains("site")) mailbox->owner.site = Unpack(json.at("site"));
   mailbox->guid = json.at("guid").get<std::string>();
   mailbox->root = Unpack(json.at("root"));
   mailbox->access = UnpackAccess(json.at("access"));

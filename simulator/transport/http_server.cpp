@@ -22,6 +22,8 @@
 #include <mutex>
 #include <thread>
 
+#include "simulator/transport/tls.h"
+
 namespace velmore::simulator {
 
 namespace asio = boost::asio;
@@ -193,7 +195,12 @@ struct HttpServer::Impl {
     std::shared_ptr<std::atomic<bool>> done;
   };
   std::list<Worker> workers;
-  std::shared_ptr<asio::ssl::context> tls;
+  /// What a certificate makes of new connections.
+  struct Tls {
+    asio::ssl::context context{asio::ssl::context::tls_server};
+    std::string end_point;
+  };
+  std::shared_ptr<Tls> tls;
 
   std::unique_ptr<asio::ip::tcp::acceptor> Open(std::uint16_t port, std::uint16_t& chosen) {
     try {
@@ -206,10 +213,11 @@ struct HttpServer::Impl {
     }
   }
 
-  std::shared_ptr<asio::ssl::context> MakeTls(const std::string& certificate, const std::string& key) {
-    auto made = std::make_shared<asio::ssl::context>(asio::ssl::context::tls_server);
-    made->use_certificate_chain(asio::buffer(certificate));
-    made->use_private_key(asio::buffer(key), asio::ssl::context::pem);
+  std::shared_ptr<Tls> MakeTls(const std::string& certificate, const std::string& key) {
+    auto made = std::make_shared<Tls>();
+    made->context.use_certificate_chain(asio::buffer(certificate));
+    made->context.use_private_key(asio::buffer(key), asio::ssl::context::pem);
+    made->end_point = EndPointOf(certificate);
     return made;
   }
 
@@ -242,8 +250,7 @@ struct HttpServer::Impl {
     }
   }
 
-  void Connection(Socket socket, bool secure, std::uint64_t number,
-                  const std::shared_ptr<asio::ssl::context>& identity) {
+  void Connection(Socket socket, bool secure, std::uint64_t number, const std::shared_ptr<Tls>& identity) {
     ConnectionState state;
     state.number = number;
     const auto forget = [&] {
@@ -252,7 +259,8 @@ struct HttpServer::Impl {
     };
     try {
       if (secure) {
-        asio::ssl::stream<Socket> stream(std::move(socket), *identity);
+        asio::ssl::stream<Socket> stream(std::move(socket), identity->context);
+        state.end_point = identity->end_point;
         boost::system::error_code error;
         stream.handshake(asio::ssl::stream_base::server, error);
         const bool clean = !error && Serve(stream, true, state);

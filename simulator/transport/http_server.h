@@ -43,6 +43,7 @@ struct HttpResponse {
 /// What a handler may keep for the life of a connection (the state of an authentication).
 struct ConnectionState {
   std::uint64_t number = 0;
+  std::string end_point;  // what proofs are bound to: "tls-server-end-point:..."; empty without TLS
   std::shared_ptr<void> authentication;
 };
 

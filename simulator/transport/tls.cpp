@@ -3,6 +3,7 @@
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/x509v3.h>
+#include <array>
 #include <atomic>
 
 namespace velmore::simulator {
@@ -59,6 +60,12 @@ Cert MakeAuthority(EVP_PKEY* key, const char* name) {
   return certificate;
 }
 
+/// What may stand in a list of names without being taken for something else.
+bool IsHostName(const std::string& text) {
+  return !text.empty() && text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-") ==
+                              std::string::npos;
+}
+
 template <class Write>
 std::string Pem(Write write) {
   const std::unique_ptr<BIO, Deleter<BIO, BIO_free_all>> memory(BIO_new(BIO_s_mem()));
@@ -105,7 +112,7 @@ std::string Authority::RevocationList() const {
   return Pem([&](BIO* out) { PEM_write_bio_X509_CRL(out, list.get()); });
 }
 
-Identity Authority::Issue(simulator::Certificate kind) const {
+Identity Authority::Issue(simulator::Certificate kind, const std::vector<std::string>& domains) const {
   using enum simulator::Certificate;
   const Key key = MakeKey();
   static std::atomic<long> next_serial = 1000;
@@ -125,14 +132,33 @@ Identity Authority::Issue(simulator::Certificate kind) const {
   AddExtension(certificate.get(), issuer, NID_key_usage, "critical,digitalSignature");
   AddExtension(certificate.get(), issuer, NID_ext_key_usage, kind == kWrongUsage ? "clientAuth" : "serverAuth");
   AddExtension(certificate.get(), issuer, NID_subject_key_identifier, "hash");
+  std::string names = "DNS:localhost,IP:127.0.0.1,IP:::1";
+  for (const std::string& domain : domains)
+    if (IsHostName(domain)) names += ",DNS:" + domain + ",DNS:*." + domain;
   AddExtension(certificate.get(), issuer, NID_subject_alt_name,
-               kind == kWrongName ? "DNS:mail.elsewhere.example" : "DNS:localhost,IP:127.0.0.1,IP:::1");
+               kind == kWrongName ? "DNS:mail.elsewhere.example" : names.c_str());
   X509_sign(certificate.get(), issuer_key, EVP_sha256());
   Identity identity;
   identity.certificate = Pem([&](BIO* out) { PEM_write_bio_X509(out, certificate.get()); });
   identity.key =
       Pem([&](BIO* out) { PEM_write_bio_PrivateKey(out, key.get(), nullptr, nullptr, 0, nullptr, nullptr); });
   return identity;
+}
+
+std::string EndPointOf(const std::string& certificate) {
+  const std::unique_ptr<BIO, Deleter<BIO, BIO_free_all>> memory(
+      BIO_new_mem_buf(certificate.data(), static_cast<int>(certificate.size())));
+  const Cert read(PEM_read_bio_X509(memory.get(), nullptr, nullptr, nullptr));
+  if (read == nullptr) return {};
+  // The digest of the certificate's own signature, but none that is broken (RFC 5929).
+  int digest = NID_undef;
+  OBJ_find_sigid_algs(X509_get_signature_nid(read.get()), &digest, nullptr);
+  const EVP_MD* method =
+      digest == NID_undef || digest == NID_md5 || digest == NID_sha1 ? EVP_sha256() : EVP_get_digestbynid(digest);
+  std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
+  unsigned length = 0;
+  if (X509_digest(read.get(), method, bytes.data(), &length) != 1) return {};
+  return "tls-server-end-point:" + std::string(reinterpret_cast<const char*>(bytes.data()), length);
 }
 
 }  // namespace velmore::simulator

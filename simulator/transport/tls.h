@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "simulator/types/options.h"
 
@@ -14,14 +15,17 @@ struct Identity {
   std::string key;          // PEM
 };
 
+/// What proofs are bound to on a connection that shows a certificate (PEM): "tls-server-end-point:" and its digest.
+std::string EndPointOf(const std::string& certificate);
+
 class Authority {
  public:
   Authority();
   ~Authority();
   std::string Certificate() const;     // PEM of the authority
   std::string RevocationList() const;  // PEM
-  /// A server certificate for localhost, 127.0.0.1 and ::1.
-  Identity Issue(simulator::Certificate kind) const;
+  /// A server certificate for localhost, 127.0.0.1, ::1, and these domains with the hosts in them.
+  Identity Issue(simulator::Certificate kind, const std::vector<std::string>& domains = {}) const;
 
  private:
   struct Keys;

@@ -17,6 +17,8 @@ namespace {
 
 using Form = std::map<std::string, std::string>;
 
+constexpr std::chrono::minutes kCodeLifetime{10};
+
 std::string Decoded(std::string_view text) {
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -46,13 +48,15 @@ std::string Encoded(std::string_view text) {
   return out;
 }
 
-Form FormOf(std::string_view text) {
+/// The parameters of a form; nothing when one stands twice, which a request must not have.
+std::optional<Form> FormOf(std::string_view text) {
   Form form;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('&'), text.size());
     const std::string_view pair = text.substr(0, end);
     const std::size_t equals = std::min(pair.find('='), pair.size());
-    form[Decoded(pair.substr(0, equals))] = equals < pair.size() ? Decoded(pair.substr(equals + 1)) : std::string();
+    const std::string value = equals < pair.size() ? Decoded(pair.substr(equals + 1)) : std::string();
+    if (!pair.empty() && !form.emplace(Decoded(pair.substr(0, equals)), value).second) return std::nullopt;
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return form;
@@ -94,11 +98,6 @@ HttpResponse Json(int status, std::string body) {
   return response;
 }
 
-HttpResponse Refused(const char* error, const std::string& description) {
-  return Json(std::string_view(error) == "invalid_client" ? 401 : 400,
-              "{\"error\":\"" + std::string(error) + "\",\"error_description\":\"" + description + "\"}");
-}
-
 /// Does an address lead to this machine?
 bool IsLocal(std::string_view address) {
   for (const std::string_view host : {"http://127.0.0.1", "http://localhost", "http://[::1]"})
@@ -123,6 +122,21 @@ std::optional<std::pair<std::string, std::string>> BasicOf(const HttpRequest& re
 
 }  // namespace
 
+HttpResponse Tokens::Refused(const std::string& error, const std::string& description) {
+  HttpResponse response =
+      Json(error == "invalid_client" ? 401 : 400,
+           "{\"error\":" + JsonText(error) +
+               (description.empty() ? "" : ",\"error_description\":" + JsonText(description)) + "}");
+  // Who showed a name and password in a header is told how; for who did not it does no harm.
+  if (response.status == 401)
+    response.headers.emplace_back("WWW-Authenticate", "Basic realm=\"Velmore EWS Simulator\"");
+  return response;
+}
+
+const char* Tokens::NameOf(const HttpRequest& request) {
+  return Lower(request.target).starts_with("/oauth2/authorize") ? "Authorize" : "Token";
+}
+
 bool Tokens::Serves(const HttpRequest& request) {
   return Lower(request.target.substr(0, request.target.find('?'))).starts_with("/oauth2/");
 }
@@ -140,69 +154,96 @@ std::optional<User> Tokens::LoggedOn(const std::string& name, const std::string&
   return user;
 }
 
-HttpResponse Tokens::Give(const std::string& user, bool refreshable) {
+HttpResponse Tokens::Give(const Refresh& grant, bool refreshable) {
   const std::string token = Secret();
   const std::string refresh = refreshable ? Secret() : std::string();
   const std::lock_guard lock(mutex_);
-  tokens_[token] = {user, std::chrono::steady_clock::now() + lifetime_};
-  if (refreshable) refresh_[refresh] = user;
+  const auto now = std::chrono::steady_clock::now();
+  std::erase_if(tokens_, [now](const auto& entry) { return entry.second.end <= now; });
+  tokens_[token] = {grant.user, now + lifetime_};
+  if (refreshable) refresh_[refresh] = grant;
   return Json(200, "{\"token_type\":\"Bearer\",\"expires_in\":" + std::to_string(lifetime_.count()) +
-                       ",\"access_token\":\"" + token + "\"" +
-                       (refreshable ? ",\"refresh_token\":\"" + refresh + "\"" : "") + "}");
+                       (grant.scope.empty() ? "" : ",\"scope\":" + JsonText(grant.scope)) + ",\"access_token\":\"" +
+                       token + "\"" + (refreshable ? ",\"refresh_token\":\"" + refresh + "\"" : "") + "}");
 }
 
 HttpResponse Tokens::Grant(const HttpRequest& request) {
-  const Form form = FormOf(request.body);
+  const std::string* type = request.Header("Content-Type");
+  if (type == nullptr || !Lower(*type).starts_with("application/x-www-form-urlencoded"))
+    return Refused("invalid_request", "The parameters must come as a form.");
+  const auto parameters = FormOf(request.body);
+  if (!parameters) return Refused("invalid_request", "A parameter stands twice.");
+  const Form& form = *parameters;
   const std::string grant = Value(form, "grant_type");
+  const std::string scope = Value(form, "scope");
+  const auto basic = BasicOf(request);
+  const std::string client = basic ? Decoded(basic->first) : Value(form, "client_id");
+  if (grant.empty()) return Refused("invalid_request", "There is no grant_type.");
   if (grant == "password") {
     const auto user = LoggedOn(Value(form, "username"), Value(form, "password"));
-    return user ? Give(user->smtp_address, true) : Refused("invalid_grant", "The user name or password is wrong.");
+    return user ? Give({user->smtp_address, client, scope}, true)
+                : Refused("invalid_grant", "The user name or password is wrong.");
   }
   if (grant == "client_credentials") {
-    const auto basic = BasicOf(request);
-    const auto user = basic ? LoggedOn(Decoded(basic->first), Decoded(basic->second))
-                            : LoggedOn(Value(form, "client_id"), Value(form, "client_secret"));
-    return user ? Give(user->smtp_address, false) : Refused("invalid_client", "The client or its secret is wrong.");
+    const auto user = LoggedOn(client, basic ? Decoded(basic->second) : Value(form, "client_secret"));
+    return user ? Give({user->smtp_address, {}, scope}, false)
+                : Refused("invalid_client", "The client or its secret is wrong.");
   }
   if (grant == "refresh_token") {
-    std::string user;
+    Refresh refresh;
     {
       const std::lock_guard lock(mutex_);
       const auto found = refresh_.find(Value(form, "refresh_token"));
-      if (found != refresh_.end()) {
-        user = found->second;
-        refresh_.erase(found);  // the answer has another one
-      }
+      if (found == refresh_.end()) return Refused("invalid_grant", "The refresh token is unknown or was used.");
+      refresh = found->second;
+      if (refresh.client != client) return Refused("invalid_grant", "The refresh token is another client's.");
+      refresh_.erase(found);  // the answer has another one
     }
-    return user.empty() ? Refused("invalid_grant", "The refresh token is unknown or was used.") : Give(user, true);
+    return Give(refresh, true);
   }
-  if (grant == "authorization_code") {
-    Code code;
-    {
-      const std::lock_guard lock(mutex_);
-      const auto found = codes_.find(Value(form, "code"));
-      if (found == codes_.end()) return Refused("invalid_grant", "The code is unknown or was used.");
-      code = found->second;
-      codes_.erase(found);
-    }
-    const std::string verifier = Value(form, "code_verifier");
-    if (code.redirect != Value(form, "redirect_uri"))
-      return Refused("invalid_grant", "The redirect address is not that of the authorization.");
-    if (code.challenge != (code.hashed ? Hash(verifier) : verifier))
-      return Refused("invalid_grant", "The proof key does not fit.");
-    return Give(code.user, true);
-  }
+  if (grant == "authorization_code") return Redeem(form, client);
   return Refused("unsupported_grant_type", "There is no such grant here.");
+}
+
+HttpResponse Tokens::Redeem(const Form& form, const std::string& client) {
+  Code code;
+  {
+    const std::lock_guard lock(mutex_);
+    const auto found = codes_.find(Value(form, "code"));
+    if (found == codes_.end()) return Refused("invalid_grant", "The code is unknown or was used.");
+    code = found->second;
+    codes_.erase(found);
+  }
+  const std::string verifier = Value(form, "code_verifier");
+  if (code.end <= std::chrono::steady_clock::now()) return Refused("invalid_grant", "The code is too old.");
+  if (code.client != client) return Refused("invalid_grant", "The code is another client's.");
+  if (code.redirect != Value(form, "redirect_uri"))
+    return Refused("invalid_grant", "The redirect address is not that of the authorization.");
+  if (code.challenge != (code.hashed ? Hash(verifier) : verifier))
+    return Refused("invalid_grant", "The proof key does not fit.");
+  return Give({code.user, code.client, code.scope}, true);
 }
 
 HttpResponse Tokens::Authorize(const HttpRequest& request) {
   const std::size_t question = request.target.find('?');
-  const Form form = FormOf(question == std::string::npos ? std::string_view()
-                                                         : std::string_view(request.target).substr(question + 1));
+  const auto parameters = FormOf(question == std::string::npos ? std::string_view()
+                                                               : std::string_view(request.target).substr(question + 1));
+  if (!parameters) return Refused("invalid_request", "A parameter stands twice.");
+  const Form& form = *parameters;
   const std::string redirect = Value(form, "redirect_uri");
   // Nobody is sent elsewhere with a code in hand.
   if (!IsLocal(redirect) || redirect.find_first_of("\r\n") != std::string::npos)
     return Refused("invalid_request", "The redirect address must be on this machine.");
+  const auto sent_back = [&](const std::string& with) {
+    HttpResponse response;
+    response.status = 302;
+    response.headers.emplace_back("Location", redirect + (redirect.find('?') == std::string::npos ? "?" : "&") + with +
+                                                  "&state=" + Encoded(Value(form, "state")));
+    return response;
+  };
+  if (Value(form, "response_type") != "code") return sent_back("error=unsupported_response_type");
+  const std::string method = Value(form, "code_challenge_method");
+  if (!method.empty() && method != "S256" && method != "plain") return sent_back("error=invalid_request");
   const auto basic = BasicOf(request);
   const auto user = basic ? LoggedOn(basic->first, basic->second) : std::nullopt;
   if (!user) {
@@ -215,14 +256,15 @@ HttpResponse Tokens::Authorize(const HttpRequest& request) {
   const std::string code = Secret();
   {
     const std::lock_guard lock(mutex_);
-    codes_[code] = {user->smtp_address, redirect, Value(form, "code_challenge"),
-                    Value(form, "code_challenge_method") == "S256"};
+    codes_[code] = {user->smtp_address,
+                    redirect,
+                    Value(form, "code_challenge"),
+                    method == "S256",
+                    Value(form, "client_id"),
+                    Value(form, "scope"),
+                    std::chrono::steady_clock::now() + kCodeLifetime};
   }
-  HttpResponse response;
-  response.status = 302;
-  response.headers.emplace_back("Location", redirect + (redirect.find('?') == std::string::npos ? "?" : "&") +
-                                                "code=" + Encoded(code) + "&state=" + Encoded(Value(form, "state")));
-  return response;
+  return sent_back("code=" + Encoded(code));
 }
 
 std::optional<User> Tokens::UserOf(const std::string& token) const {

@@ -25,6 +25,10 @@ class Tokens {
 
   /// Is this a request to the endpoint?
   static bool Serves(const HttpRequest& request);
+  /// What such a request is called where failures are chosen: "Authorize", or "Token".
+  static const char* NameOf(const HttpRequest& request);
+  /// An error answer: a code such as "invalid_grant" and its description, which may be empty.
+  static HttpResponse Refused(const std::string& error, const std::string& description);
   /// Grants: password, client_credentials, authorization_code (with a proof key, if one was announced), refresh_token.
   HttpResponse Answer(const HttpRequest& request);
   /// Whose token this is; nothing when it was never given out, or is too old.
@@ -36,6 +40,14 @@ class Tokens {
     std::string redirect;
     std::string challenge;
     bool hashed = false;
+    std::string client;
+    std::string scope;
+    std::chrono::steady_clock::time_point end;
+  };
+  struct Refresh {
+    std::string user;
+    std::string client;
+    std::string scope;
   };
   struct Token {
     std::string user;
@@ -43,14 +55,15 @@ class Tokens {
   };
   HttpResponse Grant(const HttpRequest& request);
   HttpResponse Authorize(const HttpRequest& request);
-  HttpResponse Give(const std::string& user, bool refreshable);
+  HttpResponse Give(const Refresh& grant, bool refreshable);
+  HttpResponse Redeem(const std::map<std::string, std::string>& form, const std::string& client);
   std::optional<User> LoggedOn(const std::string& name, const std::string& password) const;
 
   const FindUser find_;
   const std::chrono::seconds lifetime_;
   mutable std::mutex mutex_;  // protects what follows
   std::map<std::string, Token> tokens_;
-  std::map<std::string, std::string> refresh_;  // by refresh token: the user
+  std::map<std::string, Refresh> refresh_;  // by refresh token
   std::map<std::string, Code> codes_;
 };
 

@@ -17,10 +17,12 @@ namespace velmore::simulator {
 /// A failure to be played once (or several times) instead of, or on top of, the proper reply. Faults are kept in a
 /// queue; a request takes the first that fits its operation.
 struct Fault {
-  std::string operation = {};  ///< "GetItem", or empty for any; compared without case
-  int skip = 0;                ///< lets this many fitting requests pass first
-  int times = 1;               ///< plays this many times; negative: for ever
-  bool execute = false;        ///< carry the operation out although its reply is replaced or lost
+  /// "GetItem", or empty for any operation of the service; compared without case. Beside the service, and only by their
+  /// names: "Autodiscover", "AutodiscoverV2", "Token" and "Authorize".
+  std::string operation = {};
+  int skip = 0;          ///< lets this many fitting requests pass first
+  int times = 1;         ///< plays this many times; negative: for ever
+  bool execute = false;  ///< carry the operation out although its reply is replaced or lost
 
   std::chrono::milliseconds delay{0};  ///< waits before replying; ends early when the simulator stops
 
@@ -47,6 +49,11 @@ struct Fault {
   // What is different from then on.
   std::optional<Certificate> certificate = {};                  ///< shown to connections made later
   std::optional<std::vector<std::string>> authentication = {};  ///< schemes offered to requests that come later
+
+  /// True when nothing of the proper reply is sent.
+  bool Replaces() const {
+    return http_status != 0 || !soap_fault_code.empty() || !response_code.empty() || replace_body || close_before_reply;
+  }
 };
 
 }  // namespace velmore::simulator

@@ -53,6 +53,7 @@ struct User {
   bool may_impersonate = false;    ///< may act as any other user through t:ExchangeImpersonation
   bool archive = false;            ///< has an archive mailbox beside the mailbox
   std::uint64_t quota_bytes = 0;   ///< what the mailbox may hold; 0: no limit
+  std::string site = {};           ///< what Autodiscover tells as GroupingInformation; empty: the one usual name
 };
 
 /// An entry of the directory that has no mailbox here.
@@ -76,6 +77,18 @@ struct Fill {
   std::string folder = "inbox";
   /// How many.
   std::size_t count = 0;
+};
+
+/// Sends somebody who looks for the service of a mailbox elsewhere.
+struct AutodiscoverRedirect {
+  enum class Kind {
+    kLocation,  ///< HTTP 302 for a host
+    kAddress,   ///< an answer that names another address of the same mailbox (redirectAddr)
+    kUrl,       ///< an answer that names another Autodiscover service (redirectUrl)
+  };
+  Kind kind = Kind::kLocation;
+  std::string from;    ///< the host, empty for all; of the other kinds an address, or "@example.com" for a domain
+  std::string target;  ///< where to
 };
 
 /// Which certificate the HTTPS side shows. All but the first are wrong in exactly one way.
@@ -108,13 +121,29 @@ struct Options {
   std::vector<DirectoryList> lists = {};         ///< found by ResolveNames, expanded by ExpandDL
   std::vector<Fill> fills = {};                  ///< made up when the mailboxes are made
   std::uint64_t fill_seed = 1;                   ///< another number, other items
-  std::vector<std::string> domains = {};         ///< local besides the mailboxes': unknown addresses there bounce
+  /// Mail domains of this server besides the mailboxes': unknown addresses there bounce, and the certificate holds for
+  /// them and their hosts, so that Autodiscover can be asked there.
+  std::vector<std::string> domains = {};
+  std::vector<AutodiscoverRedirect> autodiscover_redirects = {};  ///< the first that fits counts
+  /// What Autodiscover tells as the address of the service; empty: that of the HTTPS side, or of HTTP where that is
+  /// all.
+  std::string external_url = {};
   /// An organisation in one file: users, rooms, lists, contacts, domains, rights, quotas, version, items to be made up.
   /// See docs/guide/simulator.md. The other settings here come on top; empty: nothing.
   std::string settings_file = {};
   std::string seed_directory = {};    ///< folders of .eml files per mailbox; see samples/README.md; empty: nothing
   std::string record_directory = {};  ///< writes every exchange as files there; empty: no files
-  std::vector<std::string> authentication = {"Basic"};  ///< schemes offered, in this order; Basic and Bearer admit
+  /// Schemes offered, in this order: Basic, NTLM (where GSSAPI has a module for it), Negotiate (with a keytab) and
+  /// Bearer let in; any other is offered and lets nobody in.
+  std::vector<std::string> authentication = {"Basic"};
+  /// Keys of the service HTTP/..., for Negotiate by Kerberos; empty: Negotiate is only offered.
+  std::string keytab_file = {};
+  /// Passwords for NTLM, a line "DOMAIN:name:password" each; empty: those of the users, who name themselves "alice",
+  /// "alice@example.com", "EXAMPLE\alice" or "example.com\alice".
+  std::string ntlm_file = {};
+  /// Over TLS, Negotiate and NTLM are refused when their tokens are bound to another certificate. True refuses those
+  /// that are not bound to any, too.
+  bool require_channel_binding = false;
   /// How long the tokens of /oauth2/token are good for.
   std::chrono::seconds token_lifetime{3600};
   /// Failures to be played, as a file: see docs/guide/simulator.md. Read by the constructor; empty: none.
@@ -129,6 +158,9 @@ struct Options {
   /// tenth of that time.
   std::chrono::milliseconds state_interval{1000};
   bool browser_page = true;  ///< shows mailboxes and exchanges to a browser at "/", to anybody who can reach the port
+  /// Names under which a browser may ask for that page, besides localhost and addresses in figures. Any other name is
+  /// refused: it may be a stranger's page that was given this machine's address.
+  std::vector<std::string> page_hosts = {};
   /// True accepts (and counts) the departures from the published schema that this library's own client makes at first;
   /// a server that validates refuses them, and so does this one otherwise.
   bool accept_departures = false;

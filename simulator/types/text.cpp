@@ -13,6 +13,15 @@ bool SameText(std::string_view a, std::string_view b) {
   return a.size() == b.size() && Lower(a) == Lower(b);
 }
 
+std::string JsonText(std::string_view text) {
+  std::string out = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') out += '\\';
+    if (static_cast<unsigned char>(c) >= 0x20) out += c;
+  }
+  return out + "\"";
+}
+
 bool IsTrue(std::string_view text) {
   return text == "true" || text == "1";
 }

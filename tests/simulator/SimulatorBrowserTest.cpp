@@ -159,5 +159,22 @@ TEST_F(SimulatorInBrowser, RunsNothingThatStandsInAMessage) {
   EXPECT_EQ(item.find("<img"), std::string::npos) << item;
 }
 
+TEST_F(SimulatorPage, IsShownUnderNamesOfThisMachineOnly) {
+  Options options = TestOptions();
+  options.page_hosts = {"post.example.com"};
+  const Started own(options);
+  Client browser(own, "", "");
+  for (const char* host : {"localhost:8080", "127.0.0.1", "[::1]:8080", "192.168.1.7:80", "POST.example.com:8080"}) {
+    browser.http_headers = {"Host: " + std::string(host)};
+    EXPECT_EQ(browser.Get("/").status, 200) << host;
+  }
+  for (const char* host : {"evil.example", "localhost.evil.example:8080", "127.0.0.1.evil.example", ""}) {
+    browser.http_headers = {host[0] == '\0' ? "Host;" : "Host: " + std::string(host)};
+    const Reply reply = browser.Get("/");
+    EXPECT_EQ(reply.status, 403) << host;
+    EXPECT_EQ(reply.body.find("alice"), std::string::npos) << host;
+  }
+}
+
 }  // namespace
 }  // namespace velmore::simulator::testing

@@ -81,10 +81,10 @@ TEST_F(SimulatorTokens, AClientActsForItself) {
 
 TEST_F(SimulatorTokens, ARefreshTokenWorksOnce) {
   const std::string refresh = Grant(kPassword)["refresh_token"];
-  const Json json = Grant("grant_type=refresh_token&refresh_token=" + refresh);
+  const Json json = Grant("grant_type=refresh_token&client_id=x&refresh_token=" + refresh);
   EXPECT_EQ(With(json["access_token"]), 200);
   EXPECT_NE(json["refresh_token"], refresh);
-  EXPECT_EQ(Grant("grant_type=refresh_token&refresh_token=" + refresh)["error"], "invalid_grant");
+  EXPECT_EQ(Grant("grant_type=refresh_token&client_id=x&refresh_token=" + refresh)["error"], "invalid_grant");
 }
 
 TEST_F(SimulatorTokens, ACodeNeedsItsProofAndItsAddress) {
@@ -95,7 +95,7 @@ TEST_F(SimulatorTokens, ACodeNeedsItsProofAndItsAddress) {
   const std::string proof = "&code_verifier=dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
   const std::string back = "&redirect_uri=http%3A%2F%2F127.0.0.1%3A1%2Fback";
   const auto redeem = [&](const std::string& code, const std::string& rest) {
-    return Grant("grant_type=authorization_code&code=" + code + rest);
+    return Grant("grant_type=authorization_code&client_id=x&code=" + code + rest);
   };
   std::string code = Authorize(query);
   ASSERT_FALSE(code.empty());
@@ -108,11 +108,64 @@ TEST_F(SimulatorTokens, ACodeNeedsItsProofAndItsAddress) {
   EXPECT_EQ(Authorize(query, "", ""), "");
 }
 
+TEST_F(SimulatorTokens, ACodeIsForTheClientThatAskedForIt) {
+  const std::string query = "response_type=code&client_id=x&state=a%20b&redirect_uri=http%3A%2F%2F127.0.0.1%3A1%2F";
+  const std::string rest = "&redirect_uri=http%3A%2F%2F127.0.0.1%3A1%2F&code=";
+  EXPECT_EQ(Grant("grant_type=authorization_code&client_id=y" + rest + Authorize(query))["error_description"],
+            "The code is another client's.");
+  const Json json = Grant("grant_type=authorization_code&client_id=x" + rest + Authorize(query + "&scope=mail"));
+  EXPECT_EQ(json["scope"], "mail");
+  const std::string refresh = json["refresh_token"];
+  EXPECT_EQ(Grant("grant_type=refresh_token&client_id=y&refresh_token=" + refresh)["error_description"],
+            "The refresh token is another client's.");
+  EXPECT_EQ(Grant("grant_type=refresh_token&client_id=x&refresh_token=" + refresh)["scope"], "mail");
+}
+
+TEST_F(SimulatorTokens, RequestsOutOfFormAreRefused) {
+  EXPECT_EQ(Grant("username=alice")["error_description"], "There is no grant_type.");
+  EXPECT_EQ(Grant(kPassword + "&username=bob")["error_description"], "A parameter stands twice.");
+  Client client(server, "", "");
+  client.url = server.HttpUrl().substr(0, server.HttpUrl().find("/EWS")) + "/oauth2/token";
+  EXPECT_EQ(Json::parse(client.Post(kPassword).body)["error_description"], "The parameters must come as a form.");
+  Client browser(server);
+  const std::string back = "redirect_uri=http%3A%2F%2F127.0.0.1%3A1%2F&state=s";
+  EXPECT_EQ(browser.Get("/oauth2/authorize?" + back + "&response_type=token").headers.at("location"),
+            "http://127.0.0.1:1/?error=unsupported_response_type&state=s");
+  EXPECT_EQ(
+      browser.Get("/oauth2/authorize?" + back + "&response_type=code&code_challenge_method=S1").headers.at("location"),
+      "http://127.0.0.1:1/?error=invalid_request&state=s");
+}
+
+TEST_F(SimulatorTokens, FailAsTheyAreToldTo) {
+  Fault fault;
+  fault.operation = "Token";
+  fault.response_code = "invalid_grant";
+  fault.message_text = "The \"account\" is locked.";
+  server.AddFault(fault);
+  const Json refused = Grant(kPassword);
+  EXPECT_EQ(refused["status"], 400);
+  EXPECT_EQ(refused["error"], "invalid_grant");
+  EXPECT_EQ(refused["error_description"], "The \"account\" is locked.");
+  fault = {};
+  fault.operation = "authorize";
+  fault.http_status = 503;
+  fault.headers = {{"Retry-After", "7"}};
+  server.AddFault(fault);
+  const Reply busy = Client(server).Get("/oauth2/authorize?x=y");
+  EXPECT_EQ(busy.status, 503);
+  EXPECT_EQ(busy.headers.at("retry-after"), "7");
+  fault = {};
+  fault.http_status = 503;
+  server.AddFault(fault);
+  EXPECT_EQ(Grant(kPassword)["status"], 200) << "a fault without a name is one of the service";
+  EXPECT_EQ(server.PendingFaults(), 1u);
+}
+
 TEST_F(SimulatorTokens, NobodyIsSentElsewhere) {
   for (const char* address :
        {"http://evil.example/", "http://127.0.0.1.evil.example/", "http://localhost@evil.example/",
         "https://evil.example", "", "http://127.0.0.1:1%0d%0aX:y"})
-    EXPECT_EQ(Authorize("state=a%20b&redirect_uri=" + std::string(address)), "") << address;
+    EXPECT_EQ(Authorize("response_type=code&state=a%20b&redirect_uri=" + std::string(address)), "") << address;
 }
 
 TEST_F(SimulatorTokens, TokensGrowOld) {

@@ -47,6 +47,15 @@ extern "C" OM_uint32 gss_acquire_cred_with_password(OM_uint32* minor, const gss_
   return next(minor, name, password, time, mechanisms, usage, credential, actual, timeOut);
 }
 
+extern "C" OM_uint32 gss_acquire_cred_from(OM_uint32* minor, gss_name_t name, OM_uint32 time, gss_OID_set mechanisms,
+                                           gss_cred_usage_t usage, gss_const_key_value_set_t store,
+                                           gss_cred_id_t* credential, gss_OID_set* actual, OM_uint32* timeOut) {
+  static const auto next =
+      reinterpret_cast<decltype(&gss_acquire_cred_from)>(dlsym(RTLD_NEXT, "gss_acquire_cred_from"));
+  const __lsan::ScopedDisabler theirs;
+  return next(minor, name, time, mechanisms, usage, store, credential, actual, timeOut);
+}
+
 extern "C" OM_uint32 gss_delete_sec_context(OM_uint32* minor, gss_ctx_id_t* context, gss_buffer_t out) {
   static const auto next =
       reinterpret_cast<decltype(&gss_delete_sec_context)>(dlsym(RTLD_NEXT, "gss_delete_sec_context"));
