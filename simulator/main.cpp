@@ -1,6 +1,7 @@
 // velmore-ews-simulator: the server as a program.
 
 #include <signal.h>
+#include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -122,6 +123,12 @@ int main(int argc, char** argv) {
                              text.substr(second + 1)});
   }
 
+  // As many connections as the machine allows; what it gives at first is for programs that have a few.
+  rlimit descriptors{};
+  if (::getrlimit(RLIMIT_NOFILE, &descriptors) == 0) {
+    descriptors.rlim_cur = descriptors.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &descriptors);
+  }
   // The signals are taken here and nowhere else, so that the mailboxes go down in good order.
   sigset_t signals;
   sigemptyset(&signals);

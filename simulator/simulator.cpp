@@ -467,6 +467,8 @@ void Simulator::Start() {
   settings.max_request_bytes = impl.options.max_request_bytes;
   settings.gzip = impl.options.gzip;
   settings.chunk_bytes = impl.options.chunk_bytes;
+  settings.idle_limit = impl.options.idle_limit;
+  settings.stall_limit = impl.options.stall_limit;
   const Identity identity = impl.Issue(impl.options.certificate);
   settings.certificate = identity.certificate;
   settings.key = identity.key;

@@ -1,8 +1,10 @@
 #pragma once
 
-// HTTP/1.1 on two ports, one thread a connection, blocking sockets: simple to follow, and every byte of a reply can be
-// held back, cut or dribbled. What is answered is decided by a handler; nothing here knows of mail.
+// HTTP/1.1 on two ports. An event loop with a few threads serves all connections, each on a strand of its own; every
+// byte of a reply can be held back, cut or dribbled. What is answered is decided by a handler; nothing here knows of
+// mail.
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -61,7 +63,9 @@ class HttpServer {
     std::string key;          // PEM
     std::size_t max_request_bytes = 0;
     bool gzip = true;
-    std::size_t chunk_bytes = 0;  // replies go in chunks of this size; 0: with their length in front
+    std::size_t chunk_bytes = 0;                   // replies go in chunks of this size; 0: with their length in front
+    std::chrono::milliseconds idle_limit{120000};  // between requests
+    std::chrono::milliseconds stall_limit{30000};  // for a whole head, and between the pieces of a body or a reply
     std::function<void()> on_connection;
   };
 
@@ -70,12 +74,11 @@ class HttpServer {
   void Start();  // throws SimulatorError
   /// Ends within a moment whatever the connections are doing, and joins all threads.
   void Stop();
+  /// Ends the connections that are open now. What still comes in on them is not carried out.
   void DropConnections();
   void SetIdentity(const std::string& certificate, const std::string& key);
   std::uint16_t HttpPort() const;   // 0 when off
   std::uint16_t HttpsPort() const;  // 0 when off
-  /// Waits, but not longer than the server runs.
-  void Wait(std::chrono::milliseconds time);
 
  private:
   struct Impl;

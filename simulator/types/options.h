@@ -170,7 +170,11 @@ struct Options {
   std::size_t max_message_bytes = 384u << 20;  ///< larger items get ErrorMessageSizeExceeded
   bool gzip = true;                            ///< compress replies when the client accepts it
   std::size_t chunk_bytes = 0;                 ///< write replies in chunks of this many bytes; 0: with a Content-Length
-  std::size_t keep_exchanges = 1000;           ///< exchanges held in memory; the oldest go first
+  std::chrono::milliseconds idle_limit{120000};  ///< a connection that asks for nothing is closed after this time
+  /// A request whose head is not complete after this time, or whose body stops coming for as long, ends its connection;
+  /// so does a reply that the client does not take.
+  std::chrono::milliseconds stall_limit{30000};
+  std::size_t keep_exchanges = 1000;  ///< exchanges held in memory; the oldest go first
 };
 
 }  // namespace velmore::simulator
