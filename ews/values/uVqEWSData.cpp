@@ -230,18 +230,21 @@ TVqEWSDataUpdateStatus TVqEWSData::GetUpdateStatus() {
     if (newText.empty()) return dusDeleted;
     if (oldNode.FirstChild() || newNode.FirstChild())
       return EwsSameParts(oldElement, newElement) ? dusUnmodified : dusModified;
+    // Of an entry what is told beside the text counts, too: the name of an address, the way to it.
+    if (FParentPropDef && !EwsSameAttributes(oldElement, newElement)) return dusModified;
     return oldText == newText ? dusUnmodified : dusModified;
   }
   if (FPropDefNodeType != pdntSimple) return dusUnmodified;
   // Elements that hold nothing, at any depth, count as not there: a getter made them on its way.
-  const auto hasChildren = [](const IVqDOMElement& element, std::string_view text) {
-    return !text.empty() || EwsFirstPart(element);
+  const auto hasContent = [](const IVqDOMElement& element, std::string_view text) {
+    return element.HasChildElements() ? static_cast<bool>(EwsFirstPart(element)) : !text.empty();
   };
-  if (!oldNode) return newNode && hasChildren(newElement, newFull) ? dusInserted : dusUnmodified;
+  if (!oldNode) return newNode && hasContent(newElement, newFull) ? dusInserted : dusUnmodified;
   if (!newNode) return dusDeleted;
-  const bool oldHasChildren = hasChildren(oldElement, oldFull);
-  if (oldHasChildren != hasChildren(newElement, newFull)) return dusModified;
-  if (oldHasChildren && !EwsSameParts(oldElement, newElement)) return dusModified;
+  const bool oldHasContent = hasContent(oldElement, oldFull);
+  if (oldHasContent != hasContent(newElement, newFull)) return dusModified;
+  if (oldNode.FirstChild() || newNode.FirstChild())
+    return EwsSameParts(oldElement, newElement) ? dusUnmodified : dusModified;
   // Blanks count here, where a value was only tidied; above, where it came or went, they do not.
   return oldFull == newFull ? dusUnmodified : dusModified;
 }
