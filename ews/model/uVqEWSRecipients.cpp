@@ -91,6 +91,13 @@ std::size_t HashOf(const string& address) {
   throw EVqException("You can not add an empty recipient");
 }
 
+void FillMailbox(IVqEWSRecipient& mailbox, const string& name, const string& address, const string& routingType) {
+  if (!name.empty()) mailbox.SetName(name);
+  if (address.empty()) return;  // a kind of address says nothing without one
+  mailbox.SetEmailAddress(address);
+  mailbox.SetRoutingType(routingType);
+}
+
 void CheckAlive(const TVqEWSViewAlive& alive) {
   if (alive && !*alive) throw EVqException("The recipient's item is gone or was loaded again.");
 }
@@ -179,11 +186,18 @@ TVqEWSRecipients::TVqEWSRecipients(const IVqDOMElement& AParent, const string& A
       FMailboxElmName(AElementName),
       FMailBoxParent(AParent),
       FAlive(std::move(AAlive)) {
+  if (!AParent) return;
   const TVqDOMElementList entries = AParent.CreateElementList(".//" + AElementName, kSelectQuiet);
   FList.reserve(static_cast<std::size_t>(entries.Count()));
   for (std::int32_t i = 0; i < entries.Count(); ++i) {
     FList.push_back(MakeRef<TVqEWSRecipient>(entries.GetItem(i), AElementName, AServerVersion, FAlive));
   }
+}
+
+TVqEWSRecipients::TVqEWSRecipients(TVqEWSRecipient::TPlace APlace, const string& AElementName,
+                                   TServerVersion AServerVersion, TVqEWSViewAlive AAlive)
+    : TVqEWSRecipients(APlace(false), AElementName, AServerVersion, std::move(AAlive)) {
+  FPlace = std::move(APlace);
 }
 
 std::vector<TVqRef<TVqEWSRecipient>>& TVqEWSRecipients::List() {
@@ -216,17 +230,13 @@ TVqRef<IVqEWSRecipient> TVqEWSRecipients::Add(const string& AText) {
 TVqRef<IVqEWSRecipient> TVqEWSRecipients::AddMailbox(const string& AName, const string& AAddress,
                                                      const string& ARoutingType) {
   if (AName.empty() && AAddress.empty()) RaiseEmpty();
-  return Append([&](TVqEWSRecipient& recipient) {
-    if (!AName.empty()) recipient.SetName(AName);
-    if (AAddress.empty()) return;  // a kind of address says nothing without one
-    recipient.SetEmailAddress(AAddress);
-    recipient.SetRoutingType(ARoutingType);
-  });
+  return Append([&](TVqEWSRecipient& recipient) { FillMailbox(recipient, AName, AAddress, ARoutingType); });
 }
 
 template <typename TFill>
 TVqRef<IVqEWSRecipient> TVqEWSRecipients::Append(TFill AFill) {
   List();
+  if (!FMailBoxParent) FMailBoxParent = FPlace(true);
   const IVqDOMElement element = FMailBoxParent.AddElement("t:Mailbox");
   try {
     const auto recipient = MakeRef<TVqEWSRecipient>(element, "Mailbox", FServerVersion, FAlive);
@@ -242,6 +252,7 @@ TVqRef<IVqEWSRecipient> TVqEWSRecipients::Append(TFill AFill) {
 // Emptying a long list address by address takes one look at each: what an address hashes to is kept while nothing but
 // this list writes.
 void TVqEWSRecipients::Remove(const string& AAddress) {
+  if (List().empty()) return;
   const IVqDOMDocument document = FMailBoxParent.GetOwnerDocument();
   if (List().size() != FHashes.size() || document.GetModificationCount() != FHashedAt) {
     FHashes.clear();
@@ -268,7 +279,7 @@ void TVqEWSRecipients::Delete(std::int32_t AIndex) {
 
 void TVqEWSRecipients::Clear() {
   while (!List().empty()) FList.pop_back();
-  FMailBoxParent.RemoveAllChildren();
+  if (FMailBoxParent) FMailBoxParent.RemoveAllChildren();
 }
 
 string TVqEWSRecipients::GetAsString() {
@@ -289,41 +300,55 @@ void TVqEWSRecipients::SetAsString(const string& AValue) {
   for (const string& piece : pieces) Add(piece);
 }
 
-TVqEWSMember::TVqEWSMember(const IVqDOMElement& AElement, TServerVersion AServerVersion)
-    : FMember(std::make_unique<TEwsMember>(AElement)), FServerVersion(AServerVersion) {}
+TVqEWSMember::TVqEWSMember(const IVqDOMElement& AElement, TServerVersion AServerVersion, TVqEWSViewAlive AAlive)
+    : FMember(std::make_unique<TEwsMember>(AElement)), FServerVersion(AServerVersion), FAlive(std::move(AAlive)) {}
 TVqEWSMember::~TVqEWSMember() = default;
 
+TEwsMember& TVqEWSMember::Record() const {
+  CheckAlive(FAlive);
+  return *FMember;
+}
+
 IVqDOMElement TVqEWSMember::AsElement() const {
-  return FMember->AsElement();
+  return Record().AsElement();
 }
 TVqRef<IVqEWSRecipient> TVqEWSMember::GetMailbox() {
-  return MakeRef<TVqEWSRecipient>(FMember->GetMailbox().AsElement(), "Mailbox", FServerVersion);
+  const auto place = [member = AsElement()](bool make) {
+    TEwsMember record(member);
+    return IVqDOMElement(make ? record.GetNode("t:Mailbox") : record.FindNode("t:Mailbox"));
+  };
+  return MakeRef<TVqEWSRecipient>(place, FServerVersion, FAlive);
 }
 TMemberStatus TVqEWSMember::GetStatus() {
-  return FMember->GetStatus();
+  return Record().GetStatus();
 }
 void TVqEWSMember::SetStatus(TMemberStatus AValue) {
-  FMember->SetStatus(AValue);
+  Record().SetStatus(AValue);
 }
 string TVqEWSMember::GetKey() {
-  return FMember->GetKey();
+  return Record().GetKey();
 }
 void TVqEWSMember::SetKey(const string& AValue) {
-  FMember->SetKey(AValue);
+  Record().SetKey(AValue);
 }
 
 // Members hold records of their own: those of the array stay under their old positions when an entry before them is
 // deleted.
 
-TVqEWSMembersList::TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion)
-    : FServerVersion(AServerVersion), FMembers(AMembers) {
+TVqEWSMembersList::TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion, TVqEWSViewAlive AAlive)
+    : FServerVersion(AServerVersion), FMembers(AMembers), FAlive(std::move(AAlive)) {
   for (const IVqDOMElement& member : FMembers.AsElement().CreateElementList(".//t:Member")) {
-    FList.push_back(MakeRef<TVqEWSMember>(member, FServerVersion));
+    FList.push_back(MakeRef<TVqEWSMember>(member, FServerVersion, FAlive));
   }
 }
 
+const std::vector<TVqRef<TVqEWSMember>>& TVqEWSMembersList::List() const {
+  CheckAlive(FAlive);
+  return FList;
+}
+
 std::int32_t TVqEWSMembersList::Count() const {
-  return static_cast<std::int32_t>(FList.size());
+  return static_cast<std::int32_t>(List().size());
 }
 
 TVqRef<TVqEWSMember> TVqEWSMembersList::GetItem(std::int32_t AIndex) const {
@@ -331,9 +356,38 @@ TVqRef<TVqEWSMember> TVqEWSMembersList::GetItem(std::int32_t AIndex) const {
   return FList[static_cast<std::size_t>(AIndex)];
 }
 
+template <typename TFill>
+TVqRef<TVqEWSMember> TVqEWSMembersList::Append(TFill AFill) {
+  List();
+  const IVqDOMElement element = FMembers.AsElement().AddElement("t:Member");
+  try {
+    const auto member = MakeRef<TVqEWSMember>(element, FServerVersion, FAlive);
+    AFill(*member);
+    FList.push_back(member);
+    return member;
+  } catch (...) {
+    FMembers.AsElement().RemoveChild(element);  // a text that XML cannot carry leaves nothing behind
+    throw;
+  }
+}
+
 TVqRef<TVqEWSMember> TVqEWSMembersList::Add(const TVqRef<IVqEWSRecipient>&) {
-  FList.push_back(MakeRef<TVqEWSMember>(FMembers.AsElement().AddElement("t:Member"), FServerVersion));
-  return FList.back();
+  return Append([](TVqEWSMember&) {});
+}
+
+TVqRef<TVqEWSMember> TVqEWSMembersList::AddMailbox(const string& AName, const string& AAddress,
+                                                   const string& ARoutingType) {
+  if (AName.empty() && AAddress.empty()) RaiseEmpty();
+  return Append([&](TVqEWSMember& member) { FillMailbox(*member.GetMailbox(), AName, AAddress, ARoutingType); });
+}
+
+TVqRef<TVqEWSMember> TVqEWSMembersList::AddItem(const TItemId& AItemId, TMailboxType AMailboxType) {
+  if (AItemId.Id.empty()) throw EVqException("A member needs the id of a contact or list that has been saved.");
+  return Append([&](TVqEWSMember& member) {
+    const auto mailbox = member.GetMailbox();
+    mailbox->SetMailboxType(AMailboxType);
+    mailbox->SetItemId(AItemId);
+  });
 }
 
 void TVqEWSMembersList::Remove(const TVqRef<IVqEWSRecipient>& AMailbox) {
@@ -349,6 +403,7 @@ void TVqEWSMembersList::Delete(std::int32_t AIndex) {
 }
 
 void TVqEWSMembersList::Clear() {
+  List();
   FMembers.AsElement().RemoveAllChildren();
   FList.clear();
 }

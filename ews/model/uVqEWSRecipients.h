@@ -138,6 +138,9 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
   /// Reads the entries named `AElementName` (any prefix, any depth) below `AParent`.
   TVqEWSRecipients(const IVqDOMElement& AParent, const string& AElementName, TServerVersion AServerVersion,
                    TVqEWSViewAlive AAlive = {});
+  /// The same below an element that is made with the first recipient that is added: reading the list leaves no trace.
+  TVqEWSRecipients(TVqEWSRecipient::TPlace APlace, const string& AElementName, TServerVersion AServerVersion,
+                   TVqEWSViewAlive AAlive = {});
 
   std::int32_t Count() override;
   TVqRef<IVqEWSRecipient> GetItem(std::int32_t AIndex) override { return GetRecipient(AIndex); }
@@ -161,6 +164,7 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
 
   TServerVersion FServerVersion;
   string FMailboxElmName;
+  TVqEWSRecipient::TPlace FPlace;
   IVqDOMElement FMailBoxParent;
   std::vector<TVqRef<TVqEWSRecipient>> FList;
   TVqEWSViewAlive FAlive;
@@ -169,14 +173,16 @@ class TVqEWSRecipients : public TVqObject, public virtual IVqEWSRecipients {
   std::uint32_t FHashedAt = 0;
 };
 
-/// One member of a distribution list. A view; its list owns it.
+/// One member of a distribution list. A view; its list owns it. Raises a plain exception once its item has been loaded
+/// again or is gone.
 class TVqEWSMember : public TVqObject {
  public:
   /// Over a "t:Member" element, which it keeps alive.
-  TVqEWSMember(const IVqDOMElement& AElement, TServerVersion AServerVersion);
+  TVqEWSMember(const IVqDOMElement& AElement, TServerVersion AServerVersion, TVqEWSViewAlive AAlive = {});
   ~TVqEWSMember() override;
 
-  /// A new view at each call.
+  /// Whom the member stands for: an address, or a contact or list of the mailbox by its ItemId. A new view at each
+  /// call; its element is made by its first setter.
   TVqRef<IVqEWSRecipient> GetMailbox();
   /// Whether the server still knows the member.
   TMemberStatus GetStatus();
@@ -188,23 +194,39 @@ class TVqEWSMember : public TVqObject {
   IVqDOMElement AsElement() const;
 
  private:
+  TEwsMember& Record() const;
+
   std::unique_ptr<TEwsMember> FMember;
   TServerVersion FServerVersion;
+  TVqEWSViewAlive FAlive;
 };
 
-/// The members of a distribution list, over their record, which must outlive it.
+/// The members of a distribution list. In memory: the list's save sends them.
+///
+///     list->GetMembers()->AddMailbox("Bob", "bob@example.com");
+///     list->GetMembers()->AddItem(contact->GetID());
+///
+/// Raises a plain exception once its item has been loaded again or is gone.
 class TVqEWSMembersList : public TVqObject {
  public:
-  /// Over the record, whose members it reads once.
-  TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion);
+  /// Over the record, whose members it reads once, and which must live as long as `AAlive` says.
+  TVqEWSMembersList(TEwsMembersList& AMembers, TServerVersion AServerVersion, TVqEWSViewAlive AAlive = {});
 
   /// Number of members.
   std::int32_t Count() const;
   /// By position from 0. Raises EListError.
   TVqRef<TVqEWSMember> GetItem(std::int32_t AIndex) const;
-  /// Appends a member. The argument does not reach the element: fill the result through its mailbox.
+  /// Appends a member. The argument does not reach the element, on purpose: fill the result through its mailbox, or use
+  /// one of the two below.
   TVqRef<TVqEWSMember> Add(const TVqRef<IVqEWSRecipient>& AMailbox);
-  /// Removes the last member with that address (case does not matter).
+  /// Appends somebody by the parts of the address, which are taken as they are. With neither a name nor an address,
+  /// raises "You can not add an empty recipient".
+  TVqRef<TVqEWSMember> AddMailbox(const string& AName, const string& AAddress, const string& ARoutingType = "SMTP");
+  /// Appends a contact, or with `mtPrivateDL` another list, of the same mailbox: the server follows it when it changes.
+  /// Raises a plain exception for an empty id.
+  TVqRef<TVqEWSMember> AddItem(const TItemId& AItemId, TMailboxType AMailboxType = mtContact);
+  /// Removes the last member with that address (case does not matter). Members that are contacts or lists have no
+  /// address until the server gave one: use `Delete`.
   void Remove(const TVqRef<IVqEWSRecipient>& AMailbox);
   /// Removes the member at a position from list and record. Raises EListError.
   void Delete(std::int32_t AIndex);
@@ -212,9 +234,14 @@ class TVqEWSMembersList : public TVqObject {
   void Clear();
 
  private:
+  const std::vector<TVqRef<TVqEWSMember>>& List() const;
+  template <typename TFill>
+  TVqRef<TVqEWSMember> Append(TFill AFill);
+
   TServerVersion FServerVersion;
   TEwsMembersList& FMembers;
   std::vector<TVqRef<TVqEWSMember>> FList;
+  TVqEWSViewAlive FAlive;
 };
 
 }  // namespace velmore
