@@ -82,10 +82,11 @@ string TVqEWSItemCore::GetBodyText() {
 
 void TVqEWSItemCore::SetBodyText(const string& AValue) {
   detail::CheckText(AValue);  // before the type is written
-  if (AValue.empty() && !Item().FindNode("t:Body")) {
+  const string member = BodyMember();
+  if (AValue.empty() && !Item().FindNode("t:" + member)) {
     // A body that the load left out is there to be emptied; where there is none, no empty one is made.
-    GetAdditionalProperties({"Body"});
-    if (!Item().FindNode("t:Body")) return;
+    GetAdditionalProperties({member});
+    if (!Item().FindNode("t:" + member)) return;
   }
   TEwsBody& body = GetBody();
   // Only the first character behind blanks is looked at; the text is stored with its blanks.

@@ -96,8 +96,13 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   /// The HTML that came from somebody else: pictures of this machine that it names are not taken. Here: the body as it
   /// was loaded.
   virtual string ForeignHtml();
-  /// "Message", "Item": the local name of the item's element.
+  /// "Message", "Item": the local name of the item's element, in requests and in what is loaded.
   string ElementName();
+  virtual string LoadedElementName() { return ElementName(); }
+  /// The member that the body stands in.
+  virtual const char* BodyMember() { return "Body"; }
+  /// True while a creation also sends the item: then the answer need not tell an id, and nothing is left to be loaded.
+  virtual bool MayBeGone() const { return false; }
 
  private:
   void PrepareCreateItem();
@@ -113,6 +118,8 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   bool UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly);
   bool CreateItem();
   void AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProperty& AProperty);
+  void AddEntries(const IVqDOMElement& AUpdates, const char* AURI, TVqEWSProperty& AProperty,
+                  const IVqDOMElement& ANow);
   std::vector<TVqRef<IVqEWSAttachment>> OwnAttachments();
   void PrepareAttachments();
   void TakeOverCreatedAttachments();

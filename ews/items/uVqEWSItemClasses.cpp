@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "ews/items/uVqEWSContact.h"
 #include "ews/items/uVqEWSMessage.h"
+#include "ews/items/uVqEWSTask.h"
 
 namespace velmore {
 namespace {
@@ -22,7 +24,9 @@ constexpr struct {
 } kItemClasses[] = {
     {tItem, Make<TVqEWSItem>, Make<TVqEWSItem>},
     {tMessage, Make<TVqEWSEMail>, Make<TVqEWSEMail>},
-    {tDistributionList, Make<TVqEWSItem>, Make<TVqEWSItem>},  // made as a plain item, on purpose
+    {tContact, Make<TVqEWSContact>, Make<TVqEWSContact>},
+    {tDistributionList, Make<TVqEWSDistributionList>, Make<TVqEWSItem>},  // made as a plain item, on purpose
+    {tTask, Make<TVqEWSTask>, Make<TVqEWSTask>},
 };
 
 }  // namespace
@@ -38,6 +42,10 @@ TVqRef<IVqEWSItem> EwsMakeItem(TItemType AItemType, TVqComponent* ACreator) {
   if (itemClass == std::end(kItemClasses))
     throw EVqNotSupported("Items of the kind \"" + VqEnumToText(AItemType) + "\" cannot be made here.");
   return itemClass->New(ACreator, TItemId());
+}
+
+TVqRef<IVqEWSDistributionList> EwsMakeDistributionList(TVqComponent* ACreator) {
+  return MakeRef<TVqEWSDistributionList>(ACreator, TItemId());
 }
 
 }  // namespace velmore

@@ -15,4 +15,7 @@ TVqRef<IVqEWSItem> EwsOpenItem(const string& AElementName, TVqComponent* ACreato
 /// A new, unsaved item. Asks nothing of the server. Raises EVqNotSupported for a kind that no class makes.
 TVqRef<IVqEWSItem> EwsMakeItem(TItemType AItemType, TVqComponent* ACreator);
 
+/// A new, unsaved distribution list as such, which `EwsMakeItem` does not make. Asks nothing of the server.
+TVqRef<IVqEWSDistributionList> EwsMakeDistributionList(TVqComponent* ACreator);
+
 }  // namespace velmore

@@ -110,7 +110,7 @@ void TVqEWSItemCore::GetAdditionalProperties(const std::vector<string>& AProps) 
   for (const string& entry : AProps) AddPropertyURI(properties, entry);
   call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", id);
   const IVqDOMElement item = call.SendForItem();
-  const IVqDOMElement answer = GetItemType() == tItem ? item : call.Find("Items/" + ElementName());
+  const IVqDOMElement answer = GetItemType() == tItem ? item : call.Find("Items/" + LoadedElementName());
   for (const string& entry : AProps) {
     if (IsDefinition(entry)) {
       MergeDefinition(answer, DefinitionName(entry));

@@ -39,6 +39,11 @@ string TypesName(const IVqDOMElement& element) {
   return "t:" + element.GetLocalName();
 }
 
+/// The URI of the entries of a dictionary that has one definition for all of them; none for anything else.
+const char* EntryURIOf(const TVqEWSProperty& property) {
+  return property.GetName() == "PR_IMADDRESSES" ? "contacts:ImAddress" : nullptr;
+}
+
 /// Removes the children that `remove` says, from last to first; gives how many.
 template <typename TPredicate>
 std::size_t RemoveChildren(const IVqDOMElement& element, TPredicate remove) {
@@ -66,6 +71,7 @@ void TVqEWSItemCore::SaveChanges(TVqEWSSaveOption ASaveOption) {
   } else {
     keyIsFresh = UpdateItem(ASaveOption, false);
   }
+  if (GetID().Id.empty() && MayBeGone()) return;  // sent
   if (withAttachments) SaveAttachments(keyIsFresh);
   ReloadItem(GetID());
   ForgetCarriedOutDeletions();
@@ -90,10 +96,18 @@ bool TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
     const TVqEWSDataUpdateStatus status = property.GetUpdateStatus();
     if (status == dusModified || status == dusInserted) {
       if (AExtendedOnly ? property.GetRow().Extended : property.GetName() != "PR_ATTACHMENTS") {
-        AddSetItemField(updates, property);
+        if (const char* uri = EntryURIOf(property)) {
+          AddEntries(updates, uri, property, NewNode("t:" + property.GetPath()));
+        } else {
+          AddSetItemField(updates, property);
+        }
       }
     } else if (status == dusDeleted && !AExtendedOnly) {
-      property.AddEWS(updates.AddElement("t:DeleteItemField"));
+      if (const char* uri = EntryURIOf(property)) {
+        AddEntries(updates, uri, property, {});
+      } else {
+        property.AddEWS(updates.AddElement("t:DeleteItemField"));
+      }
     }
   }
   // An update without changes is sent, too: it refreshes the change key that attachments need.
@@ -124,6 +138,41 @@ void TVqEWSItemCore::AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProper
   CopyValue(value, target);
 }
 
+// What differs, entry by entry, as of dictionaries whose entries have definitions of their own.
+void TVqEWSItemCore::AddEntries(const IVqDOMElement& AUpdates, const char* AURI, TVqEWSProperty& AProperty,
+                                const IVqDOMElement& ANow) {
+  const string dictionary = "t:" + AProperty.GetPath();
+  const IVqDOMElement before = OldNode(dictionary);
+  const auto entryIn = [](const IVqDOMElement& entries, const string& key) {
+    for (const IVqDOMElement& entry : entries.GetChildElements())
+      if (entry.GetAttribute("Key") == key) return entry;
+    return IVqDOMElement();
+  };
+  const auto addChange = [&](const char* kind, const string& key) {
+    const IVqDOMElement change = AUpdates.AddElement(kind);
+    const IVqDOMElement uri = change.AddElement("t:IndexedFieldURI");
+    uri.SetAttribute("FieldURI", AURI);
+    uri.SetAttribute("FieldIndex", key);
+    return change;
+  };
+  if (ANow) {
+    for (const IVqDOMElement& entry : ANow.GetChildElements()) {
+      const string key = entry.GetAttribute("Key");
+      if (EwsIsEmpty(entry) || EwsSameValue(entryIn(before, key), entry)) continue;
+      CopyValue(entry, addChange("t:SetItemField", key)
+                           .AddElement(TypesName(AsElement()))
+                           .AddElement(dictionary)
+                           .AddElement(TypesName(entry)));
+    }
+  }
+  if (!before) return;
+  for (const IVqDOMElement& entry : before.GetChildElements()) {
+    const string key = entry.GetAttribute("Key");
+    const IVqDOMElement now = ANow ? entryIn(ANow, key) : IVqDOMElement();
+    if (!EwsIsEmpty(entry) && (!now || EwsIsEmpty(now))) addChange("t:DeleteItemField", key);
+  }
+}
+
 bool TVqEWSItemCore::CreateItem() {
   // A copy goes out, so that a save that fails leaves the item as it was.
   TVqEWSCall call(*this, kCreateItem);
@@ -141,7 +190,9 @@ bool TVqEWSItemCore::CreateItem() {
     }
   }
   BeforeSaveChanges(*call.Request());
-  SetId(call.SendForId("//ItemId"));
+  const IVqDOMElement message = call.Send();
+  if (MayBeGone() && !message.SelectSingleElement("//ItemId", kSelectQuiet)) return false;
+  SetId(EwsReadId(call.FindMade(message, "//ItemId")));
   return extended > 0;
 }
 

@@ -66,49 +66,43 @@ const TVqEWSMemberTable& TVqEWSEMail::MemberTable() const {
 
 // ---- Recipients
 
-TVqRef<IVqEWSRecipient> TVqEWSEMail::Single(TVqRef<IVqEWSRecipient>& ACache,
-                                            TEwsSingleRecipient& (TEwsMessage::*AGetter)() const) {
-  if (!ACache) {
-    TEwsSingleRecipient& around = (NewData().*AGetter)();
-    const auto place = [&around](bool make) {
-      return IVqDOMElement(make ? around.GetNode("t:Mailbox") : around.FindNode("t:Mailbox"));
+TVqRef<IVqEWSRecipient> TVqEWSEMail::Single(const char* AName, TEwsSingleRecipient& (TEwsMessage::*AGetter)() const) {
+  return FRecipients.Single(AName, ServerVersion(), [&]() -> TVqEWSRecipient::TPlace {
+    return [around = &(NewData().*AGetter)()](bool make) {
+      return IVqDOMElement(make ? around->GetNode("t:Mailbox") : around->FindNode("t:Mailbox"));
     };
-    ACache = MakeRef<TVqEWSRecipient>(place, ServerVersion(), FRecipientsAlive);
-  }
-  return ACache;
+  });
 }
 
-TVqRef<IVqEWSRecipients> TVqEWSEMail::Many(TVqRef<IVqEWSRecipients>& ACache,
-                                           TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const) {
-  if (!ACache)
-    ACache =
-        MakeRef<TVqEWSRecipients>((NewData().*AGetter)().AsElement(), "Mailbox", ServerVersion(), FRecipientsAlive);
-  return ACache;
+TVqRef<IVqEWSRecipients> TVqEWSEMail::Many(const char* AName, TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const) {
+  return FRecipients.Many(AName, ServerVersion(), [&]() -> TVqEWSRecipient::TPlace {
+    return [list = (NewData().*AGetter)().AsElement()](bool) { return list; };
+  });
 }
 
 TVqRef<IVqEWSRecipient> TVqEWSEMail::GetSender() {
-  return Single(FSender, &TEwsMessage::GetSender);
+  return Single("Sender", &TEwsMessage::GetSender);
 }
 TVqRef<IVqEWSRecipient> TVqEWSEMail::GetFrom() {
-  return Single(FFrom, &TEwsMessage::GetFrom);
+  return Single("From", &TEwsMessage::GetFrom);
 }
 TVqRef<IVqEWSRecipients> TVqEWSEMail::GetToRecipients() {
-  return Many(FToRecipients, &TEwsMessage::GetToRecipients);
+  return Many("ToRecipients", &TEwsMessage::GetToRecipients);
 }
 TVqRef<IVqEWSRecipients> TVqEWSEMail::GetCcRecipients() {
-  return Many(FCcRecipients, &TEwsMessage::GetCcRecipients);
+  return Many("CcRecipients", &TEwsMessage::GetCcRecipients);
 }
 TVqRef<IVqEWSRecipients> TVqEWSEMail::GetBccRecipients() {
-  return Many(FBccRecipients, &TEwsMessage::GetBccRecipients);
+  return Many("BccRecipients", &TEwsMessage::GetBccRecipients);
 }
 TVqRef<IVqEWSRecipients> TVqEWSEMail::GetReplyTo() {
-  return Many(FReplyTo, &TEwsMessage::GetReplyTo);
+  return Many("ReplyTo", &TEwsMessage::GetReplyTo);
 }
 TVqRef<IVqEWSRecipient> TVqEWSEMail::GetReceivedBy() {
-  return Single(FReceivedBy, &TEwsMessage::GetReceivedBy);
+  return Single("ReceivedBy", &TEwsMessage::GetReceivedBy);
 }
 TVqRef<IVqEWSRecipient> TVqEWSEMail::GetReceivedRepresenting() {
-  return Single(FReceivedRepresenting, &TEwsMessage::GetReceivedRepresenting);
+  return Single("ReceivedRepresenting", &TEwsMessage::GetReceivedRepresenting);
 }
 
 // ---- Members of a message
@@ -142,16 +136,9 @@ TEwsMimeContent& TVqEWSEMail::GetMimeContent() {
 
 // ---- Loading, saving, sending
 
-TVqEWSEMail::~TVqEWSEMail() {
-  *FRecipientsAlive = false;
-}
-
 void TVqEWSEMail::ReloadItem(const TItemId& AItemId) {
   TVqEWSBaseItem::ReloadItem(AItemId);
-  *FRecipientsAlive = false;
-  FRecipientsAlive = std::make_shared<bool>(true);
-  for (auto* cache : {&FSender, &FFrom, &FReceivedBy, &FReceivedRepresenting}) *cache = nullptr;
-  for (auto* cache : {&FToRecipients, &FCcRecipients, &FBccRecipients, &FReplyTo}) *cache = nullptr;
+  FRecipients.Drop();
 }
 
 void TVqEWSEMail::SaveChanges(TVqEWSSaveOption ASaveOption) {
@@ -215,13 +202,6 @@ void TVqEWSEMail::SendSavedItem(bool AMoveToSentItems) {
     SetSentItems(call.Method().SelectSingleElement("SavedItemFolderId", kSelectCreate));
   }
   call.Send();
-}
-
-TVqRef<IVqEWSSmartResponse> TVqEWSEMail::CreateReply(bool) {
-  throw EVqNotSupported("CreateReply is not part of this version.");
-}
-TVqRef<IVqEWSSmartResponse> TVqEWSEMail::CreateForward() {
-  throw EVqNotSupported("CreateForward is not part of this version.");
 }
 
 }  // namespace velmore

@@ -3,6 +3,7 @@
 /// Messages.
 
 #include "ews/items/uVqEWSItem.h"
+#include "ews/items/uVqEWSRecipientViews.h"
 
 namespace velmore {
 
@@ -34,19 +35,15 @@ class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMa
   const TVqEWSMemberTable& MemberTable() const override;
 
  protected:
-  ~TVqEWSEMail() override;
+  ~TVqEWSEMail() override = default;
 
  private:
-  TVqRef<IVqEWSRecipient> Single(TVqRef<IVqEWSRecipient>& ACache, TEwsSingleRecipient& (TEwsMessage::*AGetter)() const);
-  TVqRef<IVqEWSRecipients> Many(TVqRef<IVqEWSRecipients>& ACache,
-                                TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const);
+  TVqRef<IVqEWSRecipient> Single(const char* AName, TEwsSingleRecipient& (TEwsMessage::*AGetter)() const);
+  TVqRef<IVqEWSRecipients> Many(const char* AName, TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const);
   void SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems);
   void SendSavedItem(bool AMoveToSentItems);
 
-  TVqRef<IVqEWSRecipient> FSender, FFrom;
-  TVqRef<IVqEWSRecipients> FToRecipients, FCcRecipients, FBccRecipients, FReplyTo;
-  TVqRef<IVqEWSRecipient> FReceivedBy, FReceivedRepresenting;
-  std::shared_ptr<bool> FRecipientsAlive = std::make_shared<bool>(true);  // false for those of an earlier load
+  TVqEWSRecipientViews FRecipients;
 
  public:
   // The published properties that have no rules of their own.

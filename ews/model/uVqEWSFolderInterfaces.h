@@ -312,8 +312,10 @@ class IVqEWSFolder : public virtual IVqEWSPropObject {
   /// Loads an item (two m:GetItem: the first finds its class).
   virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
   /// A new, unsaved item of this folder. Asks nothing of the server. Raises EVqNotSupported for a kind that this
-  /// version has no class for.
+  /// version has no class for. Of a distribution list it makes a plain item, on purpose; see the next operation.
   virtual TVqRef<IVqEWSItem> CreateItem(TItemType AItemType) = 0;
+  /// A new, unsaved distribution list of this folder, to be filled and saved. Asks nothing of the server.
+  virtual TVqRef<IVqEWSDistributionList> CreateDistributionList() = 0;
   /// Copies an item to another folder (m:CopyItem) and gives the copy's id. Raises EVqEWSIdNotTold when the copy was
   /// made but the server does not tell its id, as for a copy in another mailbox; repeating the call then makes a second
   /// copy.

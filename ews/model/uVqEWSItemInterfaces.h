@@ -4,4 +4,6 @@
 
 #include "ews/model/uVqEWSAttachmentInterfaces.h"
 #include "ews/model/uVqEWSBaseItemInterfaces.h"
+#include "ews/model/uVqEWSContactInterfaces.h"
 #include "ews/model/uVqEWSMessageInterfaces.h"
+#include "ews/model/uVqEWSTaskInterfaces.h"

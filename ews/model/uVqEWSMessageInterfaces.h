@@ -13,8 +13,62 @@
 
 namespace velmore {
 
-/// A reply or forward that is being written. Not part of this version: nothing makes one.
+class IVqEWSEMail;
+
+/// What a response is.
+enum TVqEWSSmartResponseType : std::int32_t { srtReply, srtReplyAll, srtForward };
+
+/// A reply or forward that is being written (`CreateReply`, `CreateForward` of a message). The server makes the message
+/// of it: recipients of a reply that were not set are those that the original tells, and what the body says stands
+/// above the original, which the server quotes.
+///
+///     auto reply = mail->CreateReply(false);
+///     reply->SetBodyText("Agreed.");
+///     reply->SubmitMessage(true);
+///
+/// Attachments that are added to a response are never sent. To send some, save the response, and attach to the draft:
+///
+///     auto draft = reply->SaveChanges(soAutoResolve);
+///     draft->GetAttachments().AddAttachment("plan.pdf");
+///     draft->SubmitMessage(true);
 class IVqEWSSmartResponse : public virtual IVqEWSItem {
+ public:
+  /// The recipients. Lists that are empty are left to the server; reading them sends nothing. Set in a reply, they
+  /// replace those of the original.
+  virtual TVqRef<IVqEWSRecipients> GetToRecipients() = 0;
+  virtual TVqRef<IVqEWSRecipients> GetCcRecipients() = 0;
+  virtual TVqRef<IVqEWSRecipients> GetBccRecipients() = 0;
+  /// In whose name it goes out; and whose mailbox the original came to, and whom that recipient stood in for.
+  virtual TVqRef<IVqEWSRecipient> GetFrom() = 0;
+  virtual TVqRef<IVqEWSRecipient> GetReceivedBy() = 0;
+  virtual TVqRef<IVqEWSRecipient> GetReceivedRepresenting() = 0;
+  /// Whether the sender wants to be told that it was read, and that it arrived.
+  virtual bool GetIsReadReceiptRequested() = 0;
+  virtual void SetIsReadReceiptRequested(bool AValue) = 0;
+  virtual bool GetIsDeliveryReceiptRequested() = 0;
+  virtual void SetIsDeliveryReceiptRequested(bool AValue) = 0;
+  /// The message that is answered.
+  virtual TEwsItemId& GetReferenceItemId() = 0;
+
+  /// Changes the subject to that of a reply or a forward, and what `GetItemType` answers. What is sent stays what the
+  /// response was made as, on purpose: the request is made with the response. To change that, make another one.
+  virtual void SetResponseType(TVqEWSSmartResponseType AResponseType) = 0;
+  /// Saves the response as a draft (m:CreateItem) and gives the draft (m:GetItem), to work on with. `ASaveOption` plays
+  /// no part, on purpose: a response is always new. Called through IVqEWSItem it saves the same and gives nothing.
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Woverloaded-virtual"  // it stands in the place of the other one
+#endif
+  virtual TVqRef<IVqEWSEMail> SaveChanges(const TVqEWSSaveOption& ASaveOption) = 0;
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+  /// Sends the response (m:CreateItem). A copy is always kept in the sent items: `AMoveToSentItems` plays no part, on
+  /// purpose. Raises a plain exception, before anything is sent, when there are attachments in hand or it was submitted
+  /// already; a response that was saved is sent as the draft that it has become. EVqEWSUnclearAnswer: it may have gone
+  /// out.
+  virtual void SubmitMessage(bool AMoveToSentItems) = 0;
+
  protected:
   ~IVqEWSSmartResponse() = default;
 };
@@ -65,7 +119,8 @@ class IVqEWSEMail : public virtual IVqEWSItem {
   /// the answer: the message may have gone out. When an attachment that was taken away is still on the message
   /// (GetRefusedDeletions), raises what the server said, and nothing is sent.
   virtual void SubmitMessage(bool AMoveToSentItems) = 0;
-  /// Answers and forwards are not part of this version: both raise EVqNotSupported.
+  /// A new answer to this message, to its sender alone or to all its recipients; and a new message that passes it on.
+  /// The message must be saved. Ask the server for nothing but what the load left out (the subject).
   virtual TVqRef<IVqEWSSmartResponse> CreateReply(bool AReplyAll) = 0;
   virtual TVqRef<IVqEWSSmartResponse> CreateForward() = 0;
 

@@ -64,6 +64,27 @@ void NameMembers(const IVqDOMElement& method) {
   }
 }
 
+/// The title of a contact's name, which is a field of personas and has no member in the schema -> nothing when it is
+/// asked for. What is to be written has no valid form.
+void DropTitles(const IVqDOMElement& method) {
+  const auto refuse = [] {
+    throw EVqException(
+        "The schema has no field for \"DisplayNamePrefix\": SetTitle of the complete name has the same effect.");
+  };
+  for (const IVqDOMElement& uri : method.CreateElementList(".//FieldURI", kSelectQuiet)) {
+    if (uri.GetAttribute("FieldURI") != "persona:DisplayNamePrefix") continue;
+    const IVqDOMElement parent = uri.GetParentElement();
+    if (parent.GetLocalName() != "AdditionalProperties") refuse();
+    parent.RemoveChild(uri);
+    if (!parent.HasChildElements()) parent.GetParentElement().RemoveChild(parent);
+  }
+  const IVqDOMElement title = method.SelectSingleElement("Items/Contact/DisplayNamePrefix", kSelectQuiet);
+  if (title && title.GetTextAsUtf8().empty())
+    title.GetParentElement().RemoveChild(title);
+  else if (title)
+    refuse();
+}
+
 /// An address as one value -> each of its parts. A filter takes a part only.
 void SplitAddresses(const IVqDOMElement& method) {
   static constexpr const char* kWhole = "contacts:PhysicalAddress";
@@ -173,9 +194,11 @@ void TidyNewItems(const IVqDOMElement& method) {
       for (std::int32_t i = members.Count() - 1; i >= 0; --i) {
         if (IsEmptyElement(members.GetItem(i))) item.RemoveChild(members.GetItem(i));
       }
-      const IVqDOMElement body = item.SelectSingleElement("Body", kSelectQuiet);
-      if (body && body.GetAttribute("BodyType").empty())
-        body.SetAttribute("BodyType", body.GetText().Trim().StartsWith(u"<") ? "HTML" : "Text");
+      for (const char* name : {"Body", "NewBodyContent"}) {
+        const IVqDOMElement body = item.SelectSingleElement(name, kSelectQuiet);
+        if (body && body.GetAttribute("BodyType").empty())
+          body.SetAttribute("BodyType", body.GetText().Trim().StartsWith(u"<") ? "HTML" : "Text");
+      }
     }
   }
 }
@@ -272,6 +295,7 @@ void EwsToStrictSchema(IVqSOAPRequest& ARequest) {
   MoveChangeKeys(method);
   NameIndexedFields(method);
   NameMembers(method);
+  DropTitles(method);
   SplitAddresses(method);
   NameArrays(method);
   FillConnectives(method);

@@ -140,6 +140,10 @@ TVqRef<IVqEWSItem> TVqEWSFolder::CreateItem(TItemType AItemType) {
   return EwsMakeItem(AItemType, this);
 }
 
+TVqRef<IVqEWSDistributionList> TVqEWSFolder::CreateDistributionList() {
+  return EwsMakeDistributionList(this);
+}
+
 TItemId TVqEWSFolder::CopyItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) {
   return CopyItem(IdOf(AItemId), IdOf(AFolderId));
 }

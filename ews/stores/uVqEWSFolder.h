@@ -43,6 +43,7 @@ class TVqEWSFolder : public TVqEWSPropObject<TEwsFolder>, public virtual IVqEWSF
   TVqRef<IVqEWSItems> GetItems() override;
   TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) override;
   TVqRef<IVqEWSItem> CreateItem(TItemType AItemType) override;
+  TVqRef<IVqEWSDistributionList> CreateDistributionList() override;
   TItemId CopyItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) override;
   TItemId CopyItem(const TItemId& AItemId, const TItemId& AFolderId) override;
   TItemId MoveItem(const TEwsItemId& AItemId, const TEwsFolderId& AFolderId) override;

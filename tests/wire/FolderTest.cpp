@@ -182,6 +182,9 @@ TEST_F(Folders, CreateItemMapsMessagesAndNotDistributionLists) {
   const auto drafts = Folder(dfindrafts);
   Forget();
   EXPECT_TRUE(Supports<IVqEWSEMail>(drafts->CreateItem(tMessage)));
+  EXPECT_TRUE(Supports<IVqEWSContact>(drafts->CreateItem(tContact)));
+  EXPECT_TRUE(Supports<IVqEWSTask>(drafts->CreateItem(tTask)));
+  EXPECT_TRUE(Supports<IVqEWSDistributionList>(drafts->CreateDistributionList()));
   const auto list = drafts->CreateItem(tDistributionList);
   EXPECT_EQ(list->GetItemType(), tItem);
   EXPECT_EQ(list->AsElement().GetQualifiedName(), "t:Item");
@@ -200,7 +203,7 @@ TEST_F(Folders, CreateItemMakesNoneOfAKindWithoutAClass) {
   Forget();
   for (int kind = tItem; kind <= tForwardItem; ++kind) {
     const auto type = static_cast<TItemType>(kind);
-    if (type == tItem || type == tMessage || type == tDistributionList) continue;
+    if (type == tItem || type == tMessage || type == tContact || type == tDistributionList || type == tTask) continue;
     EXPECT_EQ(MessageOf<EVqNotSupported>([&] { drafts->CreateItem(type); }),
               "Items of the kind \"" + VqEnumToText(type).utf8() + "\" cannot be made here.");
   }

@@ -220,12 +220,6 @@ TEST_F(MessageSubmit, WhatArrivesIsWhatWasWritten) {
   EXPECT_GT(received->GetInternetMessageHeaders().AsElement().ElementCount(), 0);
 }
 
-TEST_F(MessageSubmit, RepliesAreNotThereYet) {
-  const auto mail = Mail(AddMessage("S"));
-  EXPECT_EQ(MessageOf<EVqNotSupported>([&] { mail->CreateReply(true); }), "CreateReply is not part of this version.");
-  EXPECT_EQ(MessageOf<EVqNotSupported>([&] { mail->CreateForward(); }), "CreateForward is not part of this version.");
-}
-
 // ---- Servers up to Exchange2013
 
 class MessageSubmitOld : public MessageSubmit {

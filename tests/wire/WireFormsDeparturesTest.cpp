@@ -222,20 +222,20 @@ TEST_F(Departure, ConnectiveWithoutConditionsIsEmptyOrTakesEveryItemOrNone) {
 }
 
 TEST_F(Departure, MemberOfAKindOfItemsIsAskedForAsOneOfAllOrByItsName) {
-  const TItemId id = AddItem("contacts", "<t:Contact><t:CompanyName>C</t:CompanyName></t:Contact>");
+  const TItemId id = AddItem("inbox", "<t:PostItem><t:Subject>S</t:Subject></t:PostItem>");
   const auto ask = [&](const char* name) {
     return Inside("GetItem", "ItemShape", [&] { Store().GetItem(id)->GetAdditionalProperties({name}); });
   };
   const std::string before = "<m:ItemShape><t:BaseShape>IdOnly</t:BaseShape>", behind = "</m:ItemShape>";
-  EXPECT_EQ(ask("CompanyName"), before +
-                                    "<t:AdditionalProperties><t:FieldURI FieldURI=\"item:CompanyName\"/>"
-                                    "</t:AdditionalProperties>" +
-                                    behind);
+  EXPECT_EQ(ask("PostedTime"), before +
+                                   "<t:AdditionalProperties><t:FieldURI FieldURI=\"item:PostedTime\"/>"
+                                   "</t:AdditionalProperties>" +
+                                   behind);
   Strict();
-  EXPECT_EQ(ask("CompanyName"), before +
-                                    "<t:AdditionalProperties><t:FieldURI FieldURI=\"contacts:CompanyName\"/>"
-                                    "</t:AdditionalProperties>" +
-                                    behind);
+  EXPECT_EQ(ask("PostedTime"), before +
+                                   "<t:AdditionalProperties><t:FieldURI FieldURI=\"postitem:PostedTime\"/>"
+                                   "</t:AdditionalProperties>" +
+                                   behind);
   EXPECT_EQ(ask("SortKey"), before + behind) << "the schema has no name for it";
 }
 
