@@ -83,6 +83,12 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   /// body ("data:" and "file:") into inline attachments. Overriders call it first.
   virtual void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest);
 
+  /// Called with the `t:Updates` of an update without changes where the schema has no form for one: what is put there is
+  /// sent, and nothing is sent otherwise. Nothing here.
+  virtual void FillEmptyUpdate(const IVqDOMElement&) {}
+  /// Adds the `t:SetItemField` of a property to the changes of an update.
+  void AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProperty& AProperty);
+
   /// The current record as an item's.
   TEwsItem& Item() const { return static_cast<TEwsItem&>(NewRecord()); }
   /// The envelope that carries the item: for a new item the request, for a loaded one the answer.
@@ -117,7 +123,6 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   /// False when nothing was sent.
   bool UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly);
   bool CreateItem();
-  void AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProperty& AProperty);
   void AddEntries(const IVqDOMElement& AUpdates, const char* AURI, TVqEWSProperty& AProperty,
                   const IVqDOMElement& ANow);
   std::vector<TVqRef<IVqEWSAttachment>> OwnAttachments();

@@ -4,6 +4,7 @@
 
 #include "ews/items/uVqEWSContact.h"
 #include "ews/items/uVqEWSMessage.h"
+#include "ews/items/uVqEWSMessageEx.h"
 #include "ews/items/uVqEWSTask.h"
 
 namespace velmore {
@@ -24,6 +25,7 @@ constexpr struct {
 } kItemClasses[] = {
     {tItem, Make<TVqEWSItem>, Make<TVqEWSItem>},
     {tMessage, Make<TVqEWSEMail>, Make<TVqEWSEMail>},
+    {tCalendarItem, Make<TVqEWSCalendarItemEx>, Make<TVqEWSCalendarItemEx>},
     {tContact, Make<TVqEWSContact>, Make<TVqEWSContact>},
     {tDistributionList, Make<TVqEWSDistributionList>, Make<TVqEWSItem>},  // made as a plain item, on purpose
     {tTask, Make<TVqEWSTask>, Make<TVqEWSTask>},

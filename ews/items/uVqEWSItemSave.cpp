@@ -60,6 +60,10 @@ std::size_t RemoveChildren(const IVqDOMElement& element, TPredicate remove) {
 
 }  // namespace
 
+void EwsRemoveEmptyMembers(const IVqDOMElement& AItem) {
+  RemoveChildren(AItem, HoldsNothing);
+}
+
 void TVqEWSItemCore::SaveChanges(TVqEWSSaveOption ASaveOption) {
   const TItemType type = GetItemType();
   const bool withAttachments = type != tReplyToItem && type != tReplyAllToItem && type != tForwardItem;
@@ -80,6 +84,7 @@ void TVqEWSItemCore::SaveChanges(TVqEWSSaveOption ASaveOption) {
 // ---- The item
 
 bool TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly) {
+  const bool inSchemasForm = ActiveSession().GetWireForm() == TVqEWSWireForm::schema;
   TVqEWSCall call(*this, {"UpdateItem", "m:UpdateItemResponse"});
   call.Set("MessageDisposition", "SaveOnly");
   call.Set("ConflictResolution", VqEnumToText(ASaveOption));
@@ -112,7 +117,10 @@ bool TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
   }
   // An update without changes is sent, too: it refreshes the change key that attachments need.
   BeforeSaveChanges(*call.Request());
+  if (inSchemasForm && !AExtendedOnly && !updates.HasChildElements()) FillEmptyUpdate(updates);
   const std::optional<TItemId> id = EwsSendUpdate(ActiveSession(), call, updates);
+  // Its refusal has told that the server wants the schema's form, in which an update may be more than nothing.
+  if (!id && !inSchemasForm) return UpdateItem(ASaveOption, AExtendedOnly);
   if (id) SetId(*id);
   return id.has_value();
 }
@@ -185,7 +193,7 @@ bool TVqEWSItemCore::CreateItem() {
   std::size_t extended = 0;
   if (const IVqDOMElement items = method.SelectSingleElement("Items", kSelectQuiet)) {
     for (const IVqDOMElement& item : items.GetChildElements()) {
-      RemoveChildren(item, HoldsNothing);
+      EwsRemoveEmptyMembers(item);
       if (withoutExtended) extended += RemoveChildren(item, IsExtended);
     }
   }

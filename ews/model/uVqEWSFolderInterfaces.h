@@ -32,17 +32,6 @@ enum TVqEWSMessageFlag : std::int32_t { msgflgRead, msgflgUnmodified, msgflgUnse
 /// Several of them.
 using TVqEWSMessageFlags = TVqSet<TVqEWSMessageFlag>;
 
-/// Whom a saved or deleted meeting is announced to; the wire text is the name without "smioc".
-enum TSendMeetingInvitationsOrCancellations : std::int32_t {
-  smiocSendToNone,
-  smiocSendOnlyToAll,
-  smiocSendToAllAndSaveCopy,
-  smiocSendOnlyToChanged,
-  smiocSendToChangedAndSaveCopy,
-};
-/// The first three of them: what a deletion can announce.
-using TSendMeetingCancellations = TSendMeetingInvitationsOrCancellations;
-
 /// The kinds of restrictions, and the interface of each: `rtAnd` has IVqEWSRestrictionAnd, and so on.
 enum TVqEWSRestrictionType : std::int32_t {
   rtAnd,
@@ -75,7 +64,6 @@ enum TVqEWSContainmentComparison : std::int32_t {
 
 /// The wire texts of these enumerations, for VqEnumToText and its kin.
 const TVqEnumInfo& VqEnumInfoOf(TVqEWSFolderDeleteType) noexcept;
-const TVqEnumInfo& VqEnumInfoOf(TSendMeetingInvitationsOrCancellations) noexcept;
 const TVqEnumInfo& VqEnumInfoOf(TVqEWSRestrictionOperator) noexcept;
 const TVqEnumInfo& VqEnumInfoOf(TVqEWSContainmentMode) noexcept;
 const TVqEnumInfo& VqEnumInfoOf(TVqEWSContainmentComparison) noexcept;

@@ -4,6 +4,7 @@
 
 #include "ews/model/uVqEWSAttachmentInterfaces.h"
 #include "ews/model/uVqEWSBaseItemInterfaces.h"
+#include "ews/model/uVqEWSCalendarInterfaces.h"
 #include "ews/model/uVqEWSContactInterfaces.h"
 #include "ews/model/uVqEWSMessageInterfaces.h"
 #include "ews/model/uVqEWSTaskInterfaces.h"

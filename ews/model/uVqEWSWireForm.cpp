@@ -5,9 +5,12 @@
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/internal/uVqEWSConstants.h"
 #include "ews/schema/uVqEWSProps.h"
+#include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
 namespace {
+
+constexpr std::int32_t kSensitivityTag = 0x36;  // PR_SENSITIVITY of MAPI
 
 /// `t:ChangeKey` beside the id of a load request -> attribute `ChangeKey` of the id.
 void MoveChangeKeys(const IVqDOMElement& method) {
@@ -244,6 +247,25 @@ void CheckValues(IVqSOAPRequest& request, const IVqDOMElement& method) {
   }
 }
 
+/// The sensitivity of an answer to an invitation, an extended property -> the member. Answers take no other one, and no
+/// name of their own.
+void TidyMeetingResponses(const IVqDOMElement& method) {
+  for (const char* path : {"Items/AcceptItem", "Items/TentativelyAcceptItem", "Items/DeclineItem"}) {
+    const IVqDOMElement response = method.SelectSingleElement(path, kSelectQuiet);
+    if (!response) continue;
+    if (response.HasAttribute("ObjectName")) response.RemoveAttribute("ObjectName");
+    for (const IVqDOMElement& property : response.CreateElementList("ExtendedProperty", kSelectQuiet)) {
+      const IVqDOMElement uri = property.SelectSingleElement("ExtendedFieldURI", kSelectQuiet);
+      const string value = property.SelectSingleElement("Value", kSelectQuiet).GetText();
+      if (!uri.HasAttribute("PropertyTag") || VqXMLToInt(uri.GetAttribute("PropertyTag")) != kSensitivityTag)
+        throw EVqException("The schema has no extended properties for the answer to an invitation.");
+      response.RemoveChild(property);
+      response.SelectSingleElement("t:Sensitivity", kSelectCreate)
+          .SetText(VqEnumToText(static_cast<TSensitivityChoices>(VqXMLToInt(value))));
+    }
+  }
+}
+
 /// Members of new attachments that servers before Exchange2010 do not know -> none.
 void RemoveLateAttachmentMembers(IVqSOAPRequest& request, const IVqDOMElement& method) {
   if (method.GetLocalName() != "CreateAttachment") return;
@@ -302,6 +324,7 @@ void EwsToStrictSchema(IVqSOAPRequest& ARequest) {
   MoveRecipientIds(method);
   RemoveEmptyAddresses(method);
   RemoveLateAttachmentMembers(ARequest, method);
+  TidyMeetingResponses(method);
   TidyNewItems(method);
   DeleteEmptied(method);
   SortItems(method);

@@ -116,7 +116,7 @@ TVqRef<IVqEWSItem> TVqEWSMsgStore::GetItem(const TItemId& AItemId) {
   return EwsOpenItem(call.SendForItem().GetLocalName(), this, AItemId);
 }
 
-TVqRef<IVqEWSItem> TVqEWSMsgStore::GetOccurence(const TItemId& AItemId, std::int32_t AIdx) {
+TVqRef<IVqEWSCalendarItem> TVqEWSMsgStore::GetOccurence(const TItemId& AItemId, std::int32_t AIdx) {
   TVqEWSCall call(*this, "GetItem");
   call.Add("m:ItemShape/t:BaseShape").SetText("IdOnly");
   const IVqDOMElement id = call.Add("m:ItemIds/t:OccurrenceItemId");
@@ -124,7 +124,7 @@ TVqRef<IVqEWSItem> TVqEWSMsgStore::GetOccurence(const TItemId& AItemId, std::int
   id.SetAttribute("InstanceIndex", IntToStr(AIdx));
   const IVqDOMElement item = call.SendForItem();
   if (!SameText(item.GetLocalName(), "CalendarItem")) throw EAssertionFailed("Assertion failure (ews/uVqEWSMsgStore)");
-  return GetItem(EwsReadId(item.GetFirstChildElement()));
+  return Supports<IVqEWSCalendarItem>(GetItem(EwsReadId(item.GetFirstChildElement())));
 }
 
 // ---- Services

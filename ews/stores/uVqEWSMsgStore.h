@@ -12,7 +12,7 @@ namespace velmore {
 ///
 /// Owns the identity of the mailbox's owner once that is known; lives by its reference count, and folders and items
 /// keep it alive. One thread at a time. Raises what the server refuses as EEWSException; nothing works before logon.
-class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore {
+class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore, public IVqEWSOccurrences {
  public:
   /// The pair (display name, empty change key) becomes the object's id: a handle for the application, not a server id.
   TVqEWSMsgStore(TVqEWSBaseSession* ASession, const string& ADisplayName);
@@ -31,9 +31,9 @@ class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore {
   void GetUserPhoto(TVqStream& APhoto, TSizeRequested ASize) override;
   TVqRef<IVqEWSOOF> GetOOF() override;
 
-  /// Occurrence `AIdx`, from 1, of a recurring master (m:GetItem, then GetItem). On the class, not on the interface;
-  /// the spelling of the name stays.
-  TVqRef<IVqEWSItem> GetOccurence(const TItemId& AItemId, std::int32_t AIdx);
+  /// Occurrence `AIdx`, from 1, of a recurring master (m:GetItem, then GetItem). On the class, not on the store's
+  /// interface; the spelling of the name stays. The master's change key is not sent.
+  TVqRef<IVqEWSCalendarItem> GetOccurence(const TItemId& AItemId, std::int32_t AIdx) override;
 
  protected:
   ~TVqEWSMsgStore() override = default;

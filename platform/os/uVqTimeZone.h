@@ -78,5 +78,9 @@ bool VqIsIanaTimeZone(const string& ianaId);
 std::int32_t VqUtcOffsetMinutes(const string& ianaId, TDateTime utc);
 /// The same without daylight saving.
 std::int32_t VqStandardOffsetMinutes(const string& ianaId, TDateTime utc);
+/// The point in time (UTC) at which clocks in a zone show `local`. Of a time that they show twice, the first one; a
+/// time that they skip counts from the last moment before the gap, so that they show it moved on by what was skipped.
+/// Raises as VqUtcOffsetMinutes does.
+TDateTime VqUtcOfLocalTime(const string& ianaId, TDateTime local);
 
 }  // namespace velmore
