@@ -218,7 +218,8 @@ void DeleteEmptied(const IVqDOMElement& method) {
     if (index < 0) continue;
     const TVqXMLSchemaMember& row = recordClass->GetMember(index);
     // A text may be empty, and so may a list that the schema does not want filled.
-    bool takesNothing = row.Class || (row.Type.Kind == tkString && row.Name != "t:Culture");
+    bool takesNothing = row.Class ? !row.Class->GetName().starts_with("TEwsNonEmptyArray")
+                                  : row.Type.Kind == tkString && row.Name != "t:Culture";
     for (std::int32_t i = 0; row.Class && i < row.Class->GetMemberCount(); ++i) {
       const TVqXMLSchemaRule rule = row.Class->GetMember(i).Rule;
       if (rule == TVqXMLSchemaRule::Required || rule == TVqXMLSchemaRule::NonEmpty) takesNothing = false;

@@ -203,7 +203,9 @@ TEST_F(Folders, CreateItemMakesNoneOfAKindWithoutAClass) {
   Forget();
   for (int kind = tItem; kind <= tForwardItem; ++kind) {
     const auto type = static_cast<TItemType>(kind);
-    if (type == tItem || type == tMessage || type == tContact || type == tDistributionList || type == tTask) continue;
+    if (type == tItem || type == tMessage || type == tCalendarItem || type == tContact || type == tDistributionList ||
+        type == tTask)
+      continue;
     EXPECT_EQ(MessageOf<EVqNotSupported>([&] { drafts->CreateItem(type); }),
               "Items of the kind \"" + VqEnumToText(type).utf8() + "\" cannot be made here.");
   }

@@ -307,16 +307,19 @@ TEST_F(Stores, AnAnswerWithoutExactlyOneItemRaises) {
 TEST_F(Stores, OccurrenceIsFoundWithoutAChangeKey) {
   Store();
   auto store = Supports<TVqEWSMsgStore>(&Store());
-  const TItemId message = AddMessage("stands for the occurrence");
+  const TItemId standIn = AddItem("calendar",
+                                  "<t:CalendarItem><t:Subject>stands for the occurrence</t:Subject>"
+                                  "<t:Start>2026-03-02T09:00:00Z</t:Start><t:End>2026-03-02T10:00:00Z</t:End>"
+                                  "</t:CalendarItem>");
   AnswerNext("GetItem",
-             ReplyOf("GetItem", "<m:Items><t:calendaritem><t:ItemId Id=\"" + message.Id.utf8() + "\" ChangeKey=\"" +
-                                    message.ChangeKey.utf8() + "\"/></t:calendaritem></m:Items>"));
-  TVqRef<IVqEWSItem> occurrence;
+             ReplyOf("GetItem", "<m:Items><t:calendaritem><t:ItemId Id=\"" + standIn.Id.utf8() + "\" ChangeKey=\"" +
+                                    standIn.ChangeKey.utf8() + "\"/></t:calendaritem></m:Items>"));
+  TVqRef<IVqEWSCalendarItem> occurrence;
   EXPECT_EQ(Sent([&] { occurrence = store->GetOccurence({"MASTER", "KEY"}, 3); }).size(), 3u);
   EXPECT_EQ(Requests("GetItem")[0],
             "<m:GetItem><m:ItemShape><t:BaseShape>IdOnly</t:BaseShape></m:ItemShape><m:ItemIds>"
             "<t:OccurrenceItemId RecurringMasterId=\"MASTER\" InstanceIndex=\"3\"/></m:ItemIds></m:GetItem>");
-  EXPECT_EQ(occurrence->GetID().Id, message.Id);
+  EXPECT_EQ(occurrence->GetID().Id, standIn.Id);
 
   AnswerNext("GetItem", ReplyOf("GetItem", "<m:Items/>"));
   EXPECT_EQ(RefusalOf([&] { store->GetOccurence({"MASTER", ""}, 1); }), kNoItem);

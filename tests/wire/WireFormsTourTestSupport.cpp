@@ -13,6 +13,7 @@
 #include "ews/values/uVqEWSFields.h"
 #include "ews/values/uVqEWSProperties.h"
 #include "ews/values/uVqEWSStrings.h"
+#include "platform/common/uVqDateTimeUtils.h"
 
 namespace velmore::testing {
 namespace {
@@ -323,13 +324,21 @@ void TWireTour::Attach(IVqEWSItem& item) {
 
 void TWireTour::Round() {
   const std::pair<const char*, void (TWireTour::*)()> steps[] = {
-      {"Sessions", &TWireTour::Sessions},     {"Stores", &TWireTour::Stores},
-      {"Names", &TWireTour::Names},           {"Ids", &TWireTour::Ids},
-      {"NewItems", &TWireTour::NewItems},     {"OldItems", &TWireTour::OldItems},
-      {"OtherKinds", &TWireTour::OtherKinds}, {"Attachments", &TWireTour::Attachments},
-      {"Reading", &TWireTour::Reading},       {"Sending", &TWireTour::Sending},
-      {"Folders", &TWireTour::Folders},       {"Tables", &TWireTour::Tables},
-      {"Filters", &TWireTour::Filters},       {"Impersonated", &TWireTour::Impersonated},
+      {"Sessions", &TWireTour::Sessions},
+      {"Stores", &TWireTour::Stores},
+      {"Calendar", &TWireTour::Calendar},
+      {"Names", &TWireTour::Names},
+      {"Ids", &TWireTour::Ids},
+      {"NewItems", &TWireTour::NewItems},
+      {"OldItems", &TWireTour::OldItems},
+      {"OtherKinds", &TWireTour::OtherKinds},
+      {"Attachments", &TWireTour::Attachments},
+      {"Reading", &TWireTour::Reading},
+      {"Sending", &TWireTour::Sending},
+      {"Folders", &TWireTour::Folders},
+      {"Tables", &TWireTour::Tables},
+      {"Filters", &TWireTour::Filters},
+      {"Impersonated", &TWireTour::Impersonated},
   };
   for (const auto& [name, step] : steps) {
     if (FHooks.BeforeStep) FHooks.BeforeStep();
@@ -368,6 +377,47 @@ void TWireTour::Stores() {
                              "</t:Recurrence></t:CalendarItem>");
   Try("occurrence",
       [&] { dynamic_cast<TVqEWSMsgStore&>(*FStore).GetOccurence(series, static_cast<std::int32_t>(Below(5)) + 1); });
+}
+
+void TWireTour::Calendar() {
+  auto item = Supports<IVqEWSCalendarItem>(Folder(dfincalendar)->CreateItem(tCalendarItem));
+  Change(*item);
+  item->SetStartInZone(Time(), "W. Europe Standard Time");
+  item->SetEndInZone(item->GetStartDateTime() + 1, "Nepal Standard Time");
+  item->SetLocation(Text());
+  item->SetLegacyFreeBusyStatus(static_cast<TLegacyFreeBusy>(Below(4)));
+  item->SetIsAllDayEvent(Chance());
+  if (Chance()) {
+    item->GetRecurrence().GetNumberedRecurrence().SetNumberOfOccurrences(static_cast<std::int32_t>(1 + Below(9)));
+    item->GetRecurrence().GetNumberedRecurrence().SetStartDate(VqDateOf(item->GetStartDateTime()));
+    item->GetRecurrence().GetWeeklyRecurrence().SetDaysOfWeek({dowMonday, dowFriday});
+    item->GetRecurrence().GetWeeklyRecurrence().SetInterval(1);
+  }
+  const auto guests = FSession->CreateRecipients();
+  FillRecipients(*guests);
+  Try("save appointment", [&] { item->SaveChanges(soAutoResolve); });
+  Try("attendees", [&] {
+    item->ModifyRequiredAttendees(guests);
+    item->ModifyOptionalAttendees(guests);
+  });
+  item->SetSubject(Text());
+  Try("save meeting", [&] {
+    item->SaveMeeting(static_cast<TVqEWSSaveOption>(Below(3)),
+                      static_cast<TSendMeetingInvitationsOrCancellations>(Below(5)));
+  });
+  if (Chance()) item->GetRequiredAttendees().GetAttendee().Clear();
+  item->GetRecurrence().AsElement().RemoveAllChildren();
+  Try("save changed meeting", [&] { item->SaveMeeting(soAutoResolve, smiocSendToAllAndSaveCopy); });
+
+  const auto answer = item->CreateMeetingResponse(static_cast<TVqEWSResponseAction>(raAccept + Below(3)));
+  if (Chance()) answer->SetSensitivity(static_cast<TSensitivityChoices>(Below(4)));
+  if (Chance()) {
+    answer->GetBody().SetBodyType(btText);
+    answer->GetBody().SetValue(Text());
+  }
+  if (Chance()) FillRecipients(*answer->GetCcRecipients());
+  if (Chance()) Try("propose", [&] { answer->SetProposedStart(Time()); });
+  Try("answer", [&] { answer->Submit(static_cast<TMessageDispositionType>(Below(3))); });
 }
 
 void TWireTour::Names() {

@@ -74,6 +74,7 @@ class TWireTour {
 
   void Sessions();
   void Stores();
+  void Calendar();
   void Names();
   void Ids();
   void NewItems();
