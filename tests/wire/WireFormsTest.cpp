@@ -69,6 +69,12 @@ TEST_P(WireForms, DifferInTheKnownDeparturesAndStrictOnesAreValid) {
                                "GetItem",    "ResolveNames", "SendItem",         "UpdateItem",    "DeleteAttachment"};
   if (!GetParam().starts_with("Exchange2007") && GetParam() != "Exchange2009") all.insert("GetServerTimeZones");
   EXPECT_EQ(operations, all);
+  for (const char* part : {"<t:CalendarItem>", "<t:AcceptItem>", "<t:TentativelyAcceptItem>", "<t:DeclineItem>",
+                           "<t:RequiredAttendees>", "<t:Recurrence>", "=\"SendToAllAndSaveCopy\""}) {
+    EXPECT_TRUE(std::ranges::any_of(requests, [&](const std::string& request) {
+      return request.find(part) != std::string::npos;
+    })) << part;
+  }
 
   // The strict ones are valid.
   EXPECT_TRUE(strict.Server().GetCounters().departures.empty());
