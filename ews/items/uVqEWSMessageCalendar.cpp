@@ -7,6 +7,7 @@
 #include "ews/items/uVqEWSMemberRows_p.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "ews/values/internal/uVqEWSEmptyElements.h"
+#include "platform/common/uVqDateTimeUtils.h"
 #include "platform/os/uVqTimeZone.h"
 
 namespace velmore {
@@ -87,7 +88,7 @@ void TVqEWSCalendarItem::SetIsAllDayEvent(bool AValue) {
 }
 
 /// A zone is told in an attribute, which comparing does not see. What else the element tells is of the former zone.
-void TVqEWSCalendarItem::NameZone(IVqDOMElement AZone, const char* AAttribute, const string& AId,
+void TVqEWSCalendarItem::NameZone(const IVqDOMElement& AZone, const char* AAttribute, const string& AId,
                                   const TVqEWSPropDef& APropDef) {
   if (AZone.GetAttribute(AAttribute) == AId) return;
   AZone.RemoveAllChildren();
@@ -121,21 +122,42 @@ TDateTime UtcOf(TDateTime local, const string& zone, const TVqEWSBaseSession& se
 
 }  // namespace
 
+void TVqEWSCalendarItem::NameZoneOfStart(const string& AId) {
+  if (ServerVersion() >= Exchange2010) {
+    NameZone(IVqDOMElement(NewRecord().GetNode("t:StartTimeZone")), "Id", AId, PR_STARTTIMEZONE);
+  } else {  // one zone for both
+    NameZone(IVqDOMElement(NewRecord().GetNode("t:MeetingTimeZone")), "TimeZoneName", AId, PR_MEETINGTIMEZONE);
+  }
+}
+
+void TVqEWSCalendarItem::NameZoneOfEnd(const string& AId) {
+  if (ServerVersion() >= Exchange2010)
+    NameZone(IVqDOMElement(NewRecord().GetNode("t:EndTimeZone")), "Id", AId, PR_ENDTIMEZONE);
+}
+
 void TVqEWSCalendarItem::SetStartInZone(TDateTime AValue, const string& ATimezoneId) {
   const TDateTime utc = UtcOf(AValue, ATimezoneId, ActiveSession());
-  if (ServerVersion() >= Exchange2010) {
-    NameZone(IVqDOMElement(NewRecord().GetNode("t:StartTimeZone")), "Id", ATimezoneId, PR_STARTTIMEZONE);
-  } else {  // one zone for both
-    NameZone(IVqDOMElement(NewRecord().GetNode("t:MeetingTimeZone")), "TimeZoneName", ATimezoneId, PR_MEETINGTIMEZONE);
-  }
+  NameZoneOfStart(ATimezoneId);
   SetStartDateTime(utc);
 }
 
 void TVqEWSCalendarItem::SetEndInZone(TDateTime AValue, const string& ATimezoneId) {
   const TDateTime utc = UtcOf(AValue, ATimezoneId, ActiveSession());
-  if (ServerVersion() >= Exchange2010)
-    NameZone(IVqDOMElement(NewRecord().GetNode("t:EndTimeZone")), "Id", ATimezoneId, PR_ENDTIMEZONE);
+  NameZoneOfEnd(ATimezoneId);
   SetEndDateTime(utc);
+}
+
+void TVqEWSCalendarItem::SetWholeDays(TDateTime AFirstDay, std::int32_t ACount, const string& ATimezoneId) {
+  if (ACount < 1) throw EVqException("An event of whole days lasts one day at least.");
+  const TDateTime first = VqDateOf(AFirstDay);
+  const TDateTime start = UtcOf(first, ATimezoneId, ActiveSession());
+  const TDateTime end = UtcOf(first + ACount, ATimezoneId, ActiveSession());
+  NameZoneOfStart(ATimezoneId);
+  NameZoneOfEnd(ATimezoneId);
+  TEwsCalendarItem& item = NewData();
+  item.SetIsAllDayEvent(true);
+  item.SetStart_(start);  // not cut: midnight is where the zone has it
+  item.SetEnd_(end);
 }
 
 TCalendarItemType TVqEWSCalendarItem::GetCalendarItemType() {

@@ -25,6 +25,7 @@ class TVqEWSCalendarItem : public TVqEWSBaseItem<TEwsCalendarItem>, public virtu
   void SetTimezoneEndDateTime(TDateTime AValue, const string& ATimezoneId) override;
   void SetStartInZone(TDateTime AValue, const string& ATimezoneId) override;
   void SetEndInZone(TDateTime AValue, const string& ATimezoneId) override;
+  void SetWholeDays(TDateTime AFirstDay, std::int32_t ACount, const string& ATimezoneId) override;
   bool GetIsAllDayEvent() override;
   void SetIsAllDayEvent(bool AValue) override;
   TCalendarItemType GetCalendarItemType() override;
@@ -48,7 +49,9 @@ class TVqEWSCalendarItem : public TVqEWSBaseItem<TEwsCalendarItem>, public virtu
 
  private:
   TDateTime WholeDayIfAllDay(TDateTime AValue);
-  void NameZone(IVqDOMElement AZone, const char* AAttribute, const string& AId, const TVqEWSPropDef& APropDef);
+  void NameZone(const IVqDOMElement& AZone, const char* AAttribute, const string& AId, const TVqEWSPropDef& APropDef);
+  void NameZoneOfStart(const string& AId);
+  void NameZoneOfEnd(const string& AId);
 
  public:
   // The published properties that have no rules of their own.

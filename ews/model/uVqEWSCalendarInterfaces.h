@@ -158,8 +158,11 @@ class IVqEWSCalendarItem : public virtual IVqEWSItem {
   /// The start that an occurrence had before it was moved. UTC.
   virtual TDateTime GetOriginalStart() = 0;
   virtual void SetOriginalStart(TDateTime AValue) = 0;
-  /// Whether it lasts whole days. True cuts start and end, as stored, to the beginning of their days; false leaves
-  /// them.
+  /// Makes it an event of whole days as a zone has them: from the first moment of `AFirstDay` there, `ACount` days
+  /// long. Sets times, zones and IsAllDayEvent; see SetStartInZone. Raises a plain exception for less than one day.
+  virtual void SetWholeDays(TDateTime AFirstDay, std::int32_t ACount, const string& ATimezoneId) = 0;
+  /// Whether it lasts whole days. True cuts start and end, as stored, to the beginning of their days, which are days of
+  /// UTC: SetWholeDays takes those of a zone. False leaves them.
   virtual bool GetIsAllDayEvent() = 0;
   virtual void SetIsAllDayEvent(bool AValue) = 0;
   /// What others see of the time: free, tentative, busy, away, working elsewhere.

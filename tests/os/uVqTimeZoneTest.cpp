@@ -422,6 +422,30 @@ TEST(ZoneNames, AreKnownOrNot) {
   EXPECT_FALSE(VqIsIanaTimeZone(""));
 }
 
+TEST(LocalTime, OfAZoneAsUtc) {
+  const auto utc = [](const char* zone, TVqDateTimeParts local) {
+    return VqDecodeDateTime(VqUtcOfLocalTime(zone, VqEncodeDateTime(local)));
+  };
+  using TParts = TVqDateTimeParts;
+  EXPECT_EQ(utc("Europe/Berlin", {2024, 1, 15, 12}), (TParts{2024, 1, 15, 11}));
+  EXPECT_EQ(utc("Europe/Berlin", {2024, 7, 15, 12}), (TParts{2024, 7, 15, 10}));
+  EXPECT_EQ(utc("Asia/Kathmandu", {2024, 7, 15, 5, 45}), (TParts{2024, 7, 15}));
+  EXPECT_EQ(utc("Pacific/Kiritimati", {2024, 7, 15}), (TParts{2024, 7, 14, 10}));
+  // Clocks go from 2:00 to 3:00: what they skip is shown moved on.
+  EXPECT_EQ(utc("Europe/Berlin", {2024, 3, 31, 1, 59}), (TParts{2024, 3, 31, 0, 59}));
+  EXPECT_EQ(utc("Europe/Berlin", {2024, 3, 31, 2, 30}), (TParts{2024, 3, 31, 1, 30}));
+  EXPECT_EQ(utc("Europe/Berlin", {2024, 3, 31, 3}), (TParts{2024, 3, 31, 1}));
+  // And from 3:00 back to 2:00: of what they show twice, the first one.
+  EXPECT_EQ(utc("Europe/Berlin", {2024, 10, 27, 2, 30}), (TParts{2024, 10, 27, 0, 30}));
+  EXPECT_EQ(utc("Europe/Berlin", {2024, 10, 27, 3}), (TParts{2024, 10, 27, 2}));
+  // South of the equator, half an hour; and a day that was left out.
+  EXPECT_EQ(utc("Australia/Lord_Howe", {2024, 4, 7, 1, 45}), (TParts{2024, 4, 6, 14, 45}));
+  EXPECT_EQ(utc("Australia/Lord_Howe", {2024, 10, 6, 2, 15}), (TParts{2024, 10, 5, 15, 45}));
+  EXPECT_EQ(utc("Pacific/Apia", {2011, 12, 30, 12}), (TParts{2011, 12, 30, 22}));
+  EXPECT_EQ(utc("Pacific/Apia", {2011, 12, 31}), (TParts{2011, 12, 30, 10}));
+  EXPECT_THROW(VqUtcOfLocalTime("Europe/Atlantis", 1.0), EConvertError);
+}
+
 TEST(ZoneNames, HaveOffsetsAtATime) {
   EXPECT_EQ(VqUtcOffsetMinutes("Europe/Berlin", kWinter), 60);
   EXPECT_EQ(VqUtcOffsetMinutes("Europe/Berlin", kSummer), 120);

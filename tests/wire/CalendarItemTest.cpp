@@ -101,6 +101,31 @@ TEST_F(CalendarItem, AWholeDayMakesNoTimesThatWereNeverSet) {
   EXPECT_EQ(item->AsElement().GetInnerXML(), "<t:IsAllDayEvent>true</t:IsAllDayEvent>");
 }
 
+TEST_F(CalendarItem, WholeDaysOfAZoneBeginAtItsMidnight) {
+  const auto item = NewAppointment();
+  item->SetSubject("Fair");
+  // Three days, in whose first night clocks go back.
+  item->SetWholeDays(At("2026-10-24T17:00:00Z"), 3, "W. Europe Standard Time");
+  EXPECT_TRUE(item->GetIsAllDayEvent());
+  EXPECT_EQ(TextOf(item->GetStartDateTime()), "2026-10-23T22:00:00Z");
+  EXPECT_EQ(TextOf(item->GetEndDateTime()), "2026-10-26T23:00:00Z");
+  item->SaveChanges(soAutoResolve);
+  const auto again = Open(item->GetID());
+  EXPECT_TRUE(again->GetIsAllDayEvent());
+  EXPECT_EQ(TextOf(again->GetStartDateTime()), "2026-10-23T22:00:00Z");
+  EXPECT_EQ(TextOf(again->GetEndDateTime()), "2026-10-26T23:00:00Z");
+  EXPECT_EQ(again->GetStartTimeZone().GetId(), "W. Europe Standard Time");
+}
+
+TEST_F(CalendarItem, AnEventOfNoDaysIsRefused) {
+  const auto item = NewAppointment();
+  EXPECT_EQ(MessageOf<EVqException>([&] { item->SetWholeDays(1.0, 0, "UTC"); }),
+            "An event of whole days lasts one day at least.");
+  EXPECT_EQ(item->AsElement().GetInnerXML(), "");
+  item->SetWholeDays(1.0, 1, "UTC");
+  EXPECT_EQ(TextOf(item->GetEndDateTime()), "1900-01-01T00:00:00Z");
+}
+
 // ---- Times of zones
 
 TEST_F(CalendarItem, AZonesTimeIsStoredAsUtcWithTheZonesStandardOffset) {
