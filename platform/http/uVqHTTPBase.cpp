@@ -243,12 +243,15 @@ std::uint64_t TVqHTTPClientBase::Identify() {
 }
 
 void TVqHTTPClientBase::ShareSession(TVqHTTPSessionBase* ASession) {
-  const std::shared_ptr<TVqHTTPSessionState> state = ASession ? ASession->FState : nullptr;
-  if (state == FSession) return;
+  Share(ASession ? ASession->FState : nullptr);
+}
+
+void TVqHTTPClientBase::Share(const std::shared_ptr<TVqHTTPSessionState>& AState) {
+  if (AState == FSession) return;
   LeaveSession();
   FEngine->DropConnections();
   FKnownScheme = schemeNone;
-  FSession = state;
+  FSession = AState;
   if (FSession) {
     const std::scoped_lock lock(FSession->Mutex);
     FSession->Engines.push_back(FEngine);
@@ -329,6 +332,10 @@ void TVqHTTPClientBase::Request(TVqRef<IVqHTTPResponse>& AResponse, TVqHTTPVerb 
 void TVqHTTPClientBase::Cancel() noexcept {
   const std::scoped_lock lock(FRunningMutex);
   if (FRunning) FRunning->Cancel();
+}
+
+void TVqHTTPClientBase::RemoveCookies(const string& AName) {
+  if (FSession) FSession->Cookies.Remove(AName);
 }
 
 void TVqHTTPClientBase::CloseConnections() noexcept {

@@ -85,6 +85,8 @@ class TVqHTTPCookies {
   string GetValue(const string& AURL, const string& AName) const;
   /// The header for a request: "a=1; b=2". Only of cookies that were added, not of those that servers set.
   std::string HeaderFor(const std::string& AURL) const;
+  /// Takes out every cookie of that name, whoever set it and for whatever place.
+  void Remove(const string& AName);
   /// Number of cookies, those of all identities; those that have expired since they came are among them.
   std::int32_t Count() const;
   /// Forgets all.
@@ -381,6 +383,11 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   /// another token is set: for operations of several requests. An empty one, as at first, never asks.
   void SetStopToken(std::stop_token AValue) { FStopToken = std::move(AValue); }
   const std::stop_token& GetStopToken() const noexcept { return FStopToken; }
+  /// Goes over to the session that another client uses, its settings and cookies, also where the session component is
+  /// gone or belongs to another thread. The other client must have a session, and must not change it meanwhile.
+  void ShareSessionOf(const TVqHTTPClientBase& AOther) { Share(AOther.FSession); }
+  /// Takes every cookie of that name out of the session in use; see TVqHTTPCookies. Any thread may call it.
+  void RemoveCookies(const string& AName);
   /// Closes the kept connections; the next request makes a new one. While a request is under way on another thread: at
   /// its end. Any thread may call it.
   void CloseConnections() noexcept;
@@ -404,6 +411,7 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   friend class TVqHTTPExchange;
 
   TVqRef<IVqHTTPResponse> Execute(TVqHTTPRequest& ARequest);
+  void Share(const std::shared_ptr<TVqHTTPSessionState>& AState);
   void LeaveSession() noexcept;
   std::uint64_t Identify();
 

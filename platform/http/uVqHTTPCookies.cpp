@@ -180,6 +180,12 @@ std::string TVqHTTPCookies::HeaderOf(std::uint64_t AIdentity, const std::string&
   return header;
 }
 
+void TVqHTTPCookies::Remove(const string& AName) {
+  const std::string name = AName.utf8();
+  const std::scoped_lock lock(FMutex);
+  std::erase_if(FCookies, [&](const Cookie& cookie) { return cookie.Name == name; });
+}
+
 std::int32_t TVqHTTPCookies::Count() const {
   const std::scoped_lock lock(FMutex);
   return static_cast<std::int32_t>(FCookies.size());

@@ -28,6 +28,8 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
   IVqDOMElement GetMethod() override { return GetBody().GetFirstChildElement(); }
   string GetResponseName() override { return FResponseName; }
   void AcceptAnyResponse() override { FAcceptsAny = true; }
+  void SetResponseHandler(TVqHTTPResponseHandler AHandler) override { FResponseHandler = std::move(AHandler); }
+  TVqComponent* GetHTTPClient() override { return FLink.Client().Client().GetComponent(); }
 
   void LoadEnvelope(IVqSOAPEnvelope& ASource) override {
     FDocument.Clear();
@@ -70,6 +72,7 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
         client.Client().CreateRequest(TVqHTTPVerb::post, client.FURL, std::move(body), "text/xml; charset=utf-8");
     request->SetHeader("SOAPAction", "\"\"");  // SOAP 1.1 asks for the header; the address says where the message goes
     for (const auto& [name, value] : FHTTPHeaders) request->SetHeader(name, value);
+    request->SetResponseHandler(FResponseHandler);
     const TVqRef<IVqHTTPResponse> reply = request->Execute();
     try {
       return Read(*reply, factory);
@@ -123,6 +126,7 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
   bool FAcceptsAny = false;
   IVqDOMDocument FDocument;
   std::vector<std::pair<string, string>> FHTTPHeaders;
+  TVqHTTPResponseHandler FResponseHandler;
 };
 
 TVqSOAPClient::TVqSOAPClient(TVqComponent* AOwner) : TVqComponent(AOwner) {}

@@ -77,6 +77,11 @@ class IVqSOAPRequest : public virtual IVqSOAPEnvelope {
   /// For a request whose answer is its header alone: whatever stands in the body is neither read nor held against the
   /// operation.
   virtual void AcceptAnyResponse() = 0;
+  /// Told of the HTTP response of each exchange, before the message in it is read.
+  virtual void SetResponseHandler(TVqHTTPResponseHandler AHandler) = 0;
+  /// The object behind the HTTP client through which the message goes. Raises a plain exception when the SOAP client is
+  /// gone, or has none.
+  virtual TVqComponent* GetHTTPClient() = 0;
 
  protected:
   ~IVqSOAPRequest() = default;

@@ -25,6 +25,8 @@ class TAnsweredRequest : public TVqObject, public virtual IVqSOAPRequest {
   IVqDOMElement GetMethod() override { return FInner->GetMethod(); }
   string GetResponseName() override { return FInner->GetResponseName(); }
   void AcceptAnyResponse() override { FInner->AcceptAnyResponse(); }
+  void SetResponseHandler(TVqHTTPResponseHandler) override {}
+  TVqComponent* GetHTTPClient() override { return nullptr; }
   void LoadEnvelope(IVqSOAPEnvelope& ASource) override { FInner->LoadEnvelope(ASource); }
   void AddHTTPHeader(const string& AName, const string& AValue) override { FInner->AddHTTPHeader(AName, AValue); }
   IVqDOMElement AddSOAPHeader(const string& AName, const string& ANamespace) override {
