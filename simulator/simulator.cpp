@@ -40,6 +40,24 @@ Options Completed(Options options) {
   return options;
 }
 
+std::string CookieOf(const HttpRequest& request, const std::string& name) {
+  const std::string* cookies = request.Header("Cookie");
+  if (cookies == nullptr) return {};
+  const std::size_t at = (" " + *cookies).find(" " + name + "=");
+  if (at == std::string::npos) return {};
+  const std::string value = cookies->substr(at + name.size() + 1);
+  return value.substr(0, value.find(';'));
+}
+
+Arrival ArrivalOf(const HttpRequest& request) {
+  Arrival arrival;
+  if (const std::string* anchor = request.Header("X-AnchorMailbox")) arrival.anchor_mailbox = *anchor;
+  if (const std::string* prefers = request.Header("X-PreferServerAffinity"))
+    arrival.prefers_affinity = SameText(*prefers, "true");
+  arrival.override_cookie = CookieOf(request, "X-BackEndOverrideCookie");
+  return arrival;
+}
+
 }  // namespace
 
 std::string Exchange::RequestHeader(std::string_view name) const {
@@ -386,6 +404,7 @@ struct Simulator::Impl {
       return response;
     }
     SoapRequest soap = service.Read(request.body);
+    soap.arrival = ArrivalOf(request);
     exchange.operation = soap.operation;
     const std::optional<Fault> fault = faults.Take(soap.operation);
     SoapReply reply;
@@ -427,6 +446,7 @@ struct Simulator::Impl {
     response.status = reply.status;
     response.body = std::move(reply.body);
     response.stream = std::move(reply.stream);
+    response.headers.insert(response.headers.end(), reply.headers.begin(), reply.headers.end());
     response.headers.emplace_back("Content-Type", content_type);
     const std::string* cookies = request.Header("Cookie");
     if (cookies == nullptr || cookies->find("exchangecookie=") == std::string::npos) {
@@ -605,6 +625,17 @@ std::string Simulator::DumpItem(const std::string& item_id) const {
   const auto [mailbox, item] = impl_->ItemOf(item_id);
   if (item == nullptr) return {};
   return velmore::simulator::DumpItem(*mailbox, *item, impl_->store.server_version);
+}
+
+std::size_t Simulator::CountSubscriptions() {
+  return impl_->service.CountSubscriptions();
+}
+void Simulator::ForgetSubscriptions() {
+  impl_->service.ForgetSubscriptions();
+}
+void Simulator::SetBackEnd(const std::string& smtp_address, int back_end) {
+  const std::lock_guard lock(impl_->store.mutex);
+  impl_->MailboxOf(smtp_address).owner.back_end = back_end;
 }
 
 void Simulator::AddFault(Fault fault) {

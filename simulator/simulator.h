@@ -87,6 +87,15 @@ class Simulator {
   /// XML of an item with all that the simulator holds of it, for assertions; empty when there is no such item.
   std::string DumpItem(const std::string& item_id) const;
 
+  // Notifications
+
+  /// Number of the subscriptions that are known.
+  std::size_t CountSubscriptions();
+  /// Forgets all subscriptions, as a server that was started anew; their streams end with an error.
+  void ForgetSubscriptions();
+  /// Moves a mailbox to another back end, from the next request on; its subscriptions are not known there.
+  void SetBackEnd(const std::string& smtp_address, int back_end);
+
   // Failures
 
   /// Puts a failure after those that wait.

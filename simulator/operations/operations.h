@@ -9,15 +9,21 @@
 
 #include "simulator/mailbox/model.h"
 #include "simulator/mailbox/view.h"
+#include "simulator/operations/notifications.h"
 
 namespace velmore::simulator {
 
 struct Context {
   Store& store;
   const Options& options;
-  User user;                // as whom the request acts
-  Mailbox* home = nullptr;  // mailbox of that user; null when he has none
-  int version = 0;          // of the request
+  User user;                 // as whom the request acts
+  Mailbox* home = nullptr;   // mailbox of that user; null when he has none
+  int version = 0;           // of the request
+  std::string account = {};  // log-on name of whoever sent it
+  int back_end = 0;          // on which it runs
+  Subscriptions* subscriptions = nullptr;
+  Subscriptions::Writer envelope = {};  // writes replies that stay open
+  StreamBody stream = {};               // set by an operation whose reply does
 };
 
 using Operation = Element (*)(Context& context, const Element& request);
@@ -117,6 +123,10 @@ Element UpdateFolder(Context&, const Element&);
 Element DeleteFolder(Context&, const Element&);
 Element EmptyFolder(Context&, const Element&);
 Element MarkAllItemsAsRead(Context&, const Element&);
+Element Subscribe(Context&, const Element&);
+Element Unsubscribe(Context&, const Element&);
+Element GetEvents(Context&, const Element&);
+Element GetStreamingEvents(Context&, const Element&);
 Element SyncFolderItems(Context&, const Element&);
 Element SyncFolderHierarchy(Context&, const Element&);
 Element CreateUserConfiguration(Context&, const Element&);

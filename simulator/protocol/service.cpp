@@ -1,6 +1,7 @@
 #include "simulator/protocol/service.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "simulator/schema/refusal.h"
 #include "simulator/types/versions.h"
@@ -35,7 +36,8 @@ void MoveToName(std::string_view bytes, unsigned& line, unsigned& column) {
 
 }  // namespace
 
-Service::Service(Store& store, const Options& options) : store_(store), options_(options) {
+Service::Service(Store& store, const Options& options)
+    : store_(store), options_(options), subscriptions_(store, options) {
   if (!options.schema_directory.empty()) validator_ = std::make_unique<Validator>(options.schema_directory);
 }
 
@@ -60,6 +62,27 @@ std::string Service::Envelope(const std::string& body) const {
   out += body;
   out += "</s:Body></s:Envelope>";
   return out;
+}
+
+std::size_t Service::CountSubscriptions() {
+  const std::lock_guard lock(store_.mutex);
+  return subscriptions_.Count();
+}
+
+void Service::ForgetSubscriptions() {
+  const std::lock_guard lock(store_.mutex);
+  subscriptions_.Forget();
+}
+
+int Service::BackEndOf(const Arrival& arrival, const Mailbox* home) const {
+  constexpr std::string_view name = "backend-";
+  if (arrival.override_cookie.starts_with(name)) {
+    const int number = std::atoi(arrival.override_cookie.c_str() + name.size());
+    if (number >= 0 && number < options_.back_ends) return number;
+  }
+  const Mailbox* anchor = arrival.anchor_mailbox.empty() ? nullptr : store_.ByAddress(arrival.anchor_mailbox);
+  if (anchor == nullptr) anchor = home;
+  return anchor == nullptr ? 0 : anchor->owner.back_end;
 }
 
 SoapReply Service::FaultReply(const std::string& code, const std::string& text,
@@ -140,6 +163,7 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
     return *request.refusal;
   }
   std::string body;
+  SoapReply reply;
   // Looked at before the store is locked, since it takes its time with large requests.
   const std::optional<SchemaViolation> violation = validator_ ? validator_->Check(request.bytes) : std::nullopt;
   try {
@@ -159,6 +183,20 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
       context.user = mailbox->owner;
       context.home = mailbox;
     }
+    context.account = user.name;
+    context.back_end = BackEndOf(request.arrival, context.home);
+    context.subscriptions = &subscriptions_;
+    context.envelope = [this](const Element& response, bool declaration) {
+      Element element = response;
+      element.Set("xmlns:m", kMessagesNamespace).Set("xmlns:t", kTypesNamespace);
+      std::string text;
+      WriteXml(element, text);
+      text = Envelope(text);
+      return declaration ? text : text.substr(text.find("?>") + 2);
+    };
+    if (request.arrival.prefers_affinity && context.version >= kExchange2013)
+      reply.headers.emplace_back("Set-Cookie", "X-BackEndOverrideCookie=backend-" + std::to_string(context.back_end) +
+                                                   "~1941997017; path=/; HttpOnly");
     const Operation operation = FindOperation(request.operation, context.version);
     if (operation == nullptr && IsMissingHere(request.operation))
       throw SoapFault("ErrorInvalidOperation", "The simulator does not have " + request.operation + ".");
@@ -183,6 +221,7 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
     Schema::Instance().Check(request.method, checker);
     Element response = operation(context, request.method);
     departures = std::move(checker.departures);
+    reply.stream = std::move(context.stream);
     response.Set("xmlns:m", kMessagesNamespace).Set("xmlns:t", kTypesNamespace);
     WriteXml(response, body);
   } catch (const SchemaViolation& violation) {
@@ -198,7 +237,8 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
     // What is wrong with the request as a whole (its shape, its restriction) is told in a message of the operation.
     return MessageReply(request.operation, error, false);
   }
-  return {200, Envelope(body)};
+  if (!reply.stream) reply.body = Envelope(body);
+  return reply;
 }
 
 }  // namespace velmore::simulator

@@ -17,6 +17,14 @@ struct SoapReply {
   int status = 200;
   std::string body;
   StreamBody stream = {};  // in place of the body, for a reply that stays open
+  std::vector<std::pair<std::string, std::string>> headers = {};
+};
+
+/// What a request's HTTP headers say of where it is to run.
+struct Arrival {
+  std::string anchor_mailbox;     // X-AnchorMailbox
+  std::string override_cookie;    // the cookie X-BackEndOverrideCookie
+  bool prefers_affinity = false;  // X-PreferServerAffinity
 };
 
 /// A request after its envelope was read.
@@ -25,7 +33,8 @@ struct SoapRequest {
   Element header;                    // soap:Header
   Element method;                    // the operation's element
   std::optional<SoapReply> refusal;  // set when the envelope itself is refused
-  std::string_view bytes;            // the envelope as it came; belongs to whoever called Read
+  Arrival arrival = {};
+  std::string_view bytes;  // the envelope as it came; belongs to whoever called Read
 };
 
 class Service {
@@ -38,6 +47,10 @@ class Service {
   SoapReply Execute(SoapRequest& request, const User& user, std::map<std::string, std::uint64_t>& departures,
                     bool& refused);
 
+  std::size_t CountSubscriptions();
+  /// The server forgets all subscriptions.
+  void ForgetSubscriptions();
+
   // Replies made without running anything
   SoapReply FaultReply(const std::string& code, const std::string& text, const std::vector<Element>& details) const;
   SoapReply ViolationReply(const std::string& text, unsigned line, unsigned column) const;
@@ -46,8 +59,10 @@ class Service {
 
  private:
   std::string Envelope(const std::string& body) const;
+  int BackEndOf(const Arrival& arrival, const Mailbox* home) const;
   Store& store_;
   const Options& options_;
+  Subscriptions subscriptions_;
   std::unique_ptr<Validator> validator_;  // null without a schema folder
 };
 

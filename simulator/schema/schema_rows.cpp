@@ -101,6 +101,21 @@ const TypeRow kTypeRows[] = {
     {"m:GetServerTimeZones", "", "Ids:TimeZoneIds @ReturnFullTimeZoneData:b"},
 
     {"m:MarkAllItemsAsRead", "", "ReadFlag!:b SuppressReadReceipts!:b FolderIds!:FolderIds"},
+    {"m:Subscribe", "",
+     "one PullSubscriptionRequest:PullSubscription PushSubscriptionRequest:PushSubscription "
+     "StreamingSubscriptionRequest:StreamingSubscription"},
+    {"StreamingSubscription", "", "FolderIds:FolderIds EventTypes!:EventTypes @SubscribeToAllFolders:b"},
+    {"PullSubscription", "",
+     "FolderIds:FolderIds EventTypes!:EventTypes Watermark:n Timeout!:i[1,1440] @SubscribeToAllFolders:b"},
+    {"PushSubscription", "",
+     "FolderIds:FolderIds EventTypes!:EventTypes Watermark:n StatusFrequency!:i[1,1440] URL! CallerData "
+     "@SubscribeToAllFolders:b"},
+    {"EventTypes", "",
+     "EventType*!:=CopiedEvent|CreatedEvent|DeletedEvent|ModifiedEvent|MovedEvent|NewMailEvent|FreeBusyChangedEvent"},
+    {"m:Unsubscribe", "", "SubscriptionId!:n"},
+    {"m:GetEvents", "", "SubscriptionId!:n Watermark!:n"},
+    {"m:GetStreamingEvents", "", "SubscriptionIds!:SubscriptionIds ConnectionTimeout!:i[1,30]"},
+    {"SubscriptionIds", "", "SubscriptionId*!:n"},
     {"m:SyncFolderItems", "",
      "ItemShape!:ItemShape SyncFolderId!:TargetFolderId SyncState Ignore:ItemIds MaxChangesReturned!:i[1,512] "
      "SyncScope:=NormalItems|NormalAndAssociatedItems"},

@@ -54,6 +54,7 @@ struct User {
   bool archive = false;            ///< has an archive mailbox beside the mailbox
   std::uint64_t quota_bytes = 0;   ///< what the mailbox may hold; 0: no limit
   std::string site = {};           ///< what Autodiscover tells as GroupingInformation; empty: the one usual name
+  int back_end = 0;                ///< on which the mailbox lives, from 0
 };
 
 /// An entry of the directory that has no mailbox here.
@@ -164,12 +165,21 @@ struct Options {
   /// True accepts (and counts) the departures from the published schema that this library's own client makes at first;
   /// a server that validates refuses them, and so does this one otherwise.
   bool accept_departures = false;
-  int find_count_limit = 1000;                 ///< most rows of a page, whatever the request asks for
-  int restricted_find_limit = 250;             ///< most rows of a page when there is a restriction
-  std::size_t max_request_bytes = 512u << 20;  ///< larger requests get HTTP 413
-  std::size_t max_message_bytes = 384u << 20;  ///< larger items get ErrorMessageSizeExceeded
-  bool gzip = true;                            ///< compress replies when the client accepts it
-  std::size_t chunk_bytes = 0;                 ///< write replies in chunks of this many bytes; 0: with a Content-Length
+  /// How many servers stand behind the one address. A request goes to the one that its cookie X-BackEndOverrideCookie
+  /// names, else to that of the mailbox in X-AnchorMailbox, else to that of the acting user's mailbox; subscriptions
+  /// are known where they were made.
+  int back_ends = 1;
+  std::chrono::milliseconds stream_keep_alive{30000};        ///< after which a quiet stream gives a sign of life
+  std::chrono::milliseconds stream_minute{60000};            ///< how long a minute of m:ConnectionTimeout is
+  std::chrono::milliseconds subscription_lifetime{1800000};  ///< without a connection; then it is forgotten
+  int streams_per_user = 10;                                 ///< open at a time; one more is refused
+  std::size_t kept_events = 10000;                           ///< of a subscription whose client is away
+  int find_count_limit = 1000;                               ///< most rows of a page, whatever the request asks for
+  int restricted_find_limit = 250;                           ///< most rows of a page when there is a restriction
+  std::size_t max_request_bytes = 512u << 20;                ///< larger requests get HTTP 413
+  std::size_t max_message_bytes = 384u << 20;                ///< larger items get ErrorMessageSizeExceeded
+  bool gzip = true;                                          ///< compress replies when the client accepts it
+  std::size_t chunk_bytes = 0;  ///< write replies in chunks of this many bytes; 0: with a Content-Length
   std::chrono::milliseconds idle_limit{120000};  ///< a connection that asks for nothing is closed after this time
   /// A request whose head is not complete after this time, or whose body stops coming for as long, ends its connection;
   /// so does a reply that the client does not take.

@@ -1,0 +1,374 @@
+// Subscribe, Unsubscribe, GetEvents, GetStreamingEvents.
+
+#include "simulator/operations/notifications.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "simulator/mailbox/ids.h"
+#include "simulator/operations/operations.h"
+
+namespace velmore::simulator {
+
+namespace {
+
+constexpr std::size_t kMostSubscriptions = 20000;  // of one account
+
+const char* EventName(StoreChange::Kind kind) {
+  switch (kind) {
+    case StoreChange::Kind::kNewMail:
+      return "NewMailEvent";
+    case StoreChange::Kind::kCreated:
+      return "CreatedEvent";
+    case StoreChange::Kind::kModified:
+      return "ModifiedEvent";
+    case StoreChange::Kind::kMoved:
+      return "MovedEvent";
+    case StoreChange::Kind::kCopied:
+      return "CopiedEvent";
+    case StoreChange::Kind::kDeleted:
+      break;
+  }
+  return "DeletedEvent";
+}
+
+Element IdElement(const char* name, const std::string& id, const std::string& key) {
+  Element element = Types(name);
+  element.Set("Id", id);
+  if (!key.empty()) element.Set("ChangeKey", key);
+  return element;
+}
+
+std::string Watermark(std::uint64_t number) {
+  return EncodeBase64("mark " + std::to_string(number));
+}
+
+Element EventElement(const StoreChange& change, std::uint64_t number, bool pull) {
+  Element event = Types(EventName(change.kind));
+  if (pull) event.Add("Watermark", Watermark(number));
+  event.Add("TimeStamp", TimeText(change.time));
+  event.Add(IdElement(change.of_folder ? "FolderId" : "ItemId", change.now.id, change.now.key));
+  event.Add(IdElement("ParentFolderId", change.now.parent, change.now.parent_key));
+  if (change.kind == StoreChange::Kind::kModified && change.of_folder) {
+    event.Add("UnreadCount", std::to_string(change.unread));
+  }
+  if (change.kind == StoreChange::Kind::kMoved || change.kind == StoreChange::Kind::kCopied) {
+    event.Add(IdElement(change.of_folder ? "OldFolderId" : "OldItemId", change.before.id, change.before.key));
+    event.Add(IdElement("OldParentFolderId", change.before.parent, change.before.parent_key));
+  }
+  return event;
+}
+
+Element Status(const char* status) {
+  return Messages("ConnectionStatus", status);
+}
+
+/// A message that names the subscriptions that it is about.
+Element RefusedResponse(const EwsError& error, const std::vector<std::string>& ids) {
+  Element response = Messages("GetStreamingEventsResponse");
+  Element& message = response.Add(Messages("ResponseMessages")).Add(ErrorMessage("GetStreamingEvents", error));
+  Element& named = message.Add(Messages("ErrorSubscriptionIds"));
+  for (const std::string& id : ids) named.Add("SubscriptionId", id);
+  return response;
+}
+
+}  // namespace
+
+Element StreamingResponse(std::vector<Element> content) {
+  return RespondOnce("GetStreamingEvents", [&] { return std::move(content); });
+}
+
+// ---- The subscriptions
+
+Subscriptions::Subscriptions(Store& store, const Options& options) : store_(store), options_(options) {
+  observer_ = store_.GetObservers().Add([this](const StoreChange& change) { Told(change); });
+}
+
+Subscriptions::~Subscriptions() {
+  store_.GetObservers().Remove(observer_);
+}
+
+void Subscriptions::Told(const StoreChange& change) {
+  const std::string type = EventName(change.kind);
+  for (auto& [id, subscription] : subscriptions_) {
+    if (subscription.mailbox != change.mailbox.guid || !subscription.types.contains(type)) continue;
+    const auto watches = [&](const std::string& folder) { return subscription.folders.contains(folder); };
+    const bool told = subscription.all_folders || watches(change.now.parent) || watches(change.before.parent) ||
+                      (change.of_folder && watches(change.now.id));
+    if (!told) continue;
+    ++subscription.last;
+    if (subscription.events.size() >= options_.kept_events) {
+      subscription.missed = true;
+      subscription.events.clear();
+    } else if (!subscription.missed) {
+      subscription.events.push_back({subscription.last, EventElement(change, subscription.last, subscription.pull)});
+    }
+    if (subscription.stream != nullptr) subscription.stream->Wake();
+  }
+}
+
+void Subscriptions::Expire() {
+  const Clock::time_point now = Clock::now();
+  std::erase_if(subscriptions_, [&](const auto& entry) {
+    return entry.second.streams == 0 && now - entry.second.heard > entry.second.lifetime;
+  });
+}
+
+std::string Subscriptions::Add(Subscription subscription) {
+  Expire();
+  const auto own = std::count_if(subscriptions_.begin(), subscriptions_.end(),
+                                 [&](const auto& entry) { return entry.second.account == subscription.account; });
+  if (static_cast<std::size_t>(own) >= kMostSubscriptions)
+    throw EwsError("ErrorExceededSubscriptionCount",
+                   "You have exceeded the available subscriptions for your account. Remove unnecessary subscriptions "
+                   "and try your request again.");
+  subscription.id = EncodeBase64("backend-" + std::to_string(subscription.back_end) + " " + NewGuid() + " " +
+                                 std::to_string(++last_id_));
+  subscription.heard = Clock::now();
+  std::string id = subscription.id;
+  subscriptions_.emplace(id, std::move(subscription));
+  return id;
+}
+
+Subscriptions::Subscription& Subscriptions::Get(const std::string& id, const std::string& account, int back_end) {
+  Expire();
+  const auto found = subscriptions_.find(id);
+  // What lives on another back end is known there alone.
+  if (found == subscriptions_.end() || found->second.back_end != back_end)
+    throw EwsError("ErrorSubscriptionNotFound", "The specified subscription was not found.");
+  if (found->second.account != account)
+    throw EwsError("ErrorSubscriptionAccessDenied",
+                   "Access is denied. Only the subscription owner may access the subscription.");
+  found->second.heard = Clock::now();
+  return found->second;
+}
+
+void Subscriptions::Remove(const std::string& id) {
+  const auto found = subscriptions_.find(id);
+  if (found == subscriptions_.end()) return;
+  ReplyStream* const stream = found->second.stream;
+  subscriptions_.erase(found);
+  if (stream != nullptr) stream->Wake();
+}
+
+std::size_t Subscriptions::Count() {
+  Expire();
+  return subscriptions_.size();
+}
+
+void Subscriptions::Forget() {
+  while (!subscriptions_.empty()) Remove(subscriptions_.begin()->first);
+}
+
+std::optional<Element> Subscriptions::Take(Subscription& subscription) {
+  if (subscription.events.empty()) return std::nullopt;
+  Element notification = Types("Notification");
+  notification.Add("SubscriptionId", subscription.id);
+  for (Event& event : subscription.events) notification.Add(std::move(event.element));
+  subscription.events.clear();
+  return notification;
+}
+
+// ---- Streams
+
+StreamBody Subscriptions::Open(std::vector<std::string> ids, const std::string& user, std::chrono::milliseconds time,
+                               Writer writer) {
+  if (open_[user] >= options_.streams_per_user) throw SoapFault("ErrorExceededConnectionCount");
+  // Counted here and not in the stream, so that two requests at once cannot both be the last one allowed.
+  struct Share {
+    Subscriptions& owner;
+    std::string user;
+    Share(Subscriptions& all, std::string whose) : owner(all), user(std::move(whose)) { ++owner.open_[user]; }
+    ~Share() {
+      const std::lock_guard lock(owner.store_.mutex);
+      --owner.open_[user];
+    }
+    Share(const Share&) = delete;
+    Share& operator=(const Share&) = delete;
+  };
+  return [this, ids = std::move(ids), time, writer = std::move(writer),
+          share = std::make_shared<Share>(*this, user)](ReplyStream& stream) { Run(stream, ids, time, writer); };
+}
+
+void Subscriptions::Run(ReplyStream& stream, const std::vector<std::string>& ids, std::chrono::milliseconds time,
+                        const Writer& writer) {
+  const Clock::time_point end = Clock::now() + time;
+  Clock::time_point sign = Clock::now() + options_.stream_keep_alive;
+  const auto each = [&](const auto& what) {
+    for (const std::string& id : ids) {
+      const auto found = subscriptions_.find(id);
+      if (found != subscriptions_.end()) what(found->second);
+    }
+  };
+  {
+    const std::lock_guard lock(store_.mutex);
+    each([&](Subscription& subscription) {
+      ++subscription.streams;
+      subscription.stream = &stream;
+    });
+  }
+  bool open = stream.Write(writer(StreamingResponse({Messages("Notifications"), Status("OK")}), true));
+  while (open) {
+    Element notifications = Messages("Notifications");
+    std::vector<std::string> gone, missed;
+    {
+      const std::lock_guard lock(store_.mutex);
+      for (const std::string& id : ids) {
+        const auto found = subscriptions_.find(id);
+        if (found == subscriptions_.end()) {
+          gone.push_back(id);
+          continue;
+        }
+        found->second.heard = Clock::now();
+        if (found->second.missed) missed.push_back(id);
+        if (std::optional<Element> notification = Take(found->second)) notifications.Add(std::move(*notification));
+      }
+    }
+    if (!notifications.children.empty()) {
+      open = stream.Write(writer(StreamingResponse({std::move(notifications)}), false));
+      sign = Clock::now() + options_.stream_keep_alive;
+    }
+    if (open && !missed.empty()) {
+      stream.Write(writer(RefusedResponse(EwsError("ErrorMissedNotificationEvents",
+                                                   "Some events were lost because more happened than is kept."),
+                                          missed),
+                          false));
+      break;
+    }
+    if (open && !gone.empty()) {
+      stream.Write(writer(
+          RefusedResponse(EwsError("ErrorSubscriptionNotFound", "The specified subscription was not found."), gone),
+          false));
+      break;
+    }
+    const Clock::time_point now = Clock::now();
+    if (open && now >= end) {
+      stream.Write(writer(StreamingResponse({Status("Closed")}), false));
+      break;
+    }
+    if (open && now >= sign) {
+      Element signs = Messages("Notifications");
+      for (const std::string& id : ids) {
+        Element& notification = signs.Add(Types("Notification"));
+        notification.Add("SubscriptionId", id);
+        notification.Add("StatusEvent");
+      }
+      open = stream.Write(writer(StreamingResponse({std::move(signs)}), false));
+      sign = now + options_.stream_keep_alive;
+    }
+    if (open) {
+      open = stream.Wait(std::chrono::ceil<std::chrono::milliseconds>(std::min(end, sign) - now));
+    }
+  }
+  const std::lock_guard lock(store_.mutex);
+  each([&](Subscription& subscription) {
+    --subscription.streams;
+    subscription.heard = Clock::now();
+    if (subscription.stream == &stream) subscription.stream = nullptr;
+  });
+}
+
+// ---- The operations
+
+Element Subscribe(Context& context, const Element& request) {
+  return RespondOnce("Subscribe", [&] {
+    const Element& wanted = request.children.front();
+    const bool streaming = wanted.name == "StreamingSubscriptionRequest";
+    if (wanted.name == "PushSubscriptionRequest")
+      throw EwsError("ErrorInvalidSubscriptionRequest", "The simulator sends no notifications by itself.");
+    if (streaming && context.version < kExchange2010Sp1)
+      throw EwsError("ErrorInvalidSubscriptionRequest", "Streaming subscriptions came with Exchange2010_SP1.");
+    Subscriptions::Subscription subscription;
+    subscription.pull = !streaming;
+    subscription.account = context.account;
+    subscription.back_end = context.back_end;
+    const std::string& all = wanted.AttributeText("SubscribeToAllFolders");
+    subscription.all_folders = all == "true" || all == "1";
+    const Element* folders = wanted.Child("FolderIds");
+    if ((folders == nullptr) != subscription.all_folders)
+      throw EwsError("ErrorInvalidSubscriptionRequest", "Either folders or all folders can be subscribed to.");
+    if (folders != nullptr) {
+      for (const Element& id : folders->children) {
+        const Place place = LocateFolder(context, id);
+        Require(place, Access::kReviewer);
+        if (!subscription.mailbox.empty() && subscription.mailbox != place.mailbox->guid)
+          throw EwsError("ErrorInvalidSubscriptionRequest", "The folders of a subscription are of one mailbox.");
+        // Only somebody who is this user, or acts as him, is told.
+        if (streaming && place.mailbox != context.home)
+          throw EwsError("ErrorSubscriptionDelegateAccessNotSupported",
+                         "Subscriptions are not supported for delegate user access.");
+        subscription.mailbox = place.mailbox->guid;
+        subscription.folders.insert(place.mailbox->IdOf(*place.folder));
+      }
+    } else {
+      if (context.home == nullptr) throw EwsError("ErrorMissingEmailAddress");
+      subscription.mailbox = context.home->guid;
+    }
+    for (const Element& type : wanted.Child("EventTypes")->children) subscription.types.insert(type.text);
+    subscription.lifetime = context.options.subscription_lifetime;
+    if (!streaming)
+      subscription.lifetime = std::chrono::minutes(std::strtol(wanted.ChildText("Timeout").c_str(), nullptr, 10));
+    const bool pull = subscription.pull;
+    std::vector<Element> content = {Messages("SubscriptionId", context.subscriptions->Add(std::move(subscription)))};
+    if (pull) content.push_back(Messages("Watermark", Watermark(0)));
+    return content;
+  });
+}
+
+Element Unsubscribe(Context& context, const Element& request) {
+  return RespondOnce("Unsubscribe", [&] {
+    const std::string& id = request.ChildText("SubscriptionId");
+    context.subscriptions->Get(id, context.account, context.back_end);
+    context.subscriptions->Remove(id);
+    return std::vector<Element>{};
+  });
+}
+
+Element GetEvents(Context& context, const Element& request) {
+  return RespondOnce("GetEvents", [&] {
+    Subscriptions::Subscription& subscription =
+        context.subscriptions->Get(request.ChildText("SubscriptionId"), context.account, context.back_end);
+    if (!subscription.pull)
+      throw EwsError("ErrorInvalidPullSubscriptionId", "The subscription is not one that is asked for its events.");
+    const std::string& mark = request.ChildText("Watermark");
+    std::uint64_t known = 0;
+    while (known <= subscription.last && Watermark(known) != mark) ++known;
+    if (known > subscription.last) throw EwsError("ErrorInvalidWatermark", "The watermark is invalid.");
+    if (subscription.missed)
+      throw EwsError("ErrorMissedNotificationEvents", "Some events were lost because more happened than is kept.");
+    // What the client knows is not told again.
+    while (!subscription.events.empty() && subscription.events.front().number <= known) subscription.events.pop_front();
+    Element notification = Messages("Notification");
+    notification.Add("SubscriptionId", subscription.id);
+    notification.Add("PreviousWatermark", mark);
+    notification.Add("MoreEvents", "false");
+    for (const Subscriptions::Event& event : subscription.events) notification.Add(event.element);
+    if (subscription.events.empty()) notification.Add("StatusEvent").Add("Watermark", mark);
+    return std::vector<Element>{std::move(notification)};
+  });
+}
+
+Element GetStreamingEvents(Context& context, const Element& request) {
+  std::vector<std::string> ids;
+  std::vector<std::string> refused;
+  std::optional<EwsError> error;
+  for (const Element& id : request.Child("SubscriptionIds")->children) {
+    try {
+      const Subscriptions::Subscription& subscription =
+          context.subscriptions->Get(id.text, context.account, context.back_end);
+      if (subscription.pull) throw EwsError("ErrorInvalidSubscription", "The subscription is not one that streams.");
+      ids.push_back(id.text);
+    } catch (const EwsError& failure) {
+      if (!error) error = failure;
+      refused.push_back(id.text);
+    }
+  }
+  if (error) return RefusedResponse(*error, refused);
+  const long minutes = std::strtol(request.ChildText("ConnectionTimeout").c_str(), nullptr, 10);
+  const std::string user = context.home != nullptr ? context.home->owner.smtp_address : context.account;
+  context.stream =
+      context.subscriptions->Open(std::move(ids), user, minutes * context.options.stream_minute, context.envelope);
+  return {};
+}
+
+}  // namespace velmore::simulator
