@@ -4,6 +4,7 @@
 /// stay out: include the family that you use (uVqEWSPropsFLD.h for FLD_ITEM_SUBJECT, uVqEWSPropsPR.h for PR_SUBJECT,
 /// and so on).
 
+#include "ews/events/uVqEWSFolderEvents.h"
 #include "ews/items/uVqEWSAttachments.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/model/uVqEWSItemInterfaces.h"
