@@ -10,6 +10,7 @@
 #include "simulator/control/faults.h"
 #include "simulator/control/recorder.h"
 #include "simulator/control/script.h"
+#include "simulator/control/stream_trouble.h"
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
 #include "simulator/mailbox/model.h"
@@ -446,6 +447,7 @@ struct Simulator::Impl {
     response.status = reply.status;
     response.body = std::move(reply.body);
     response.stream = std::move(reply.stream);
+    if (fault && response.stream) response.stream = Troubled(std::move(response.stream), *fault);
     response.headers.insert(response.headers.end(), reply.headers.begin(), reply.headers.end());
     response.headers.emplace_back("Content-Type", content_type);
     const std::string* cookies = request.Header("Cookie");

@@ -180,6 +180,7 @@ TVqEWSSingleStoreFolderEvents::~TVqEWSSingleStoreFolderEvents() {
   }
   EndListeners();
   FGround->Gone = true;
+  FGround->Groups.Clear();  // here and not with the last reader: folders belong to the session's thread
   FSession = nullptr;
   FGround->Client = nullptr;
 }

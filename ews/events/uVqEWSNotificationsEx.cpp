@@ -101,14 +101,11 @@ void TVqEWSMultipleStoreFolderEvents::Start() {
   const TVqRef<TVqSessionWrapper> wrapper = GetWrapper();
   if (!wrapper) throw EVqException("There is no active EWS Session!");
   const TOverrideCookies cookies(*wrapper);
-  DoStart(
-      [](TVqEWSEventGroup& group) { group.SortByAddress(); },
-      [this](TVqEWSEventSubscription& subscription, IVqSOAPRequest& request) { AnchorRequest(subscription, request); },
-      [this](TVqEWSEventGroup& group) { return std::make_shared<TVqEWSGetAnchorEvents>(*this, group); });
+  DoStart([](TVqEWSEventGroup& group) { group.SortByAddress(); }, &AnchorRequest,
+          [this](TVqEWSEventGroup& group) { return std::make_shared<TVqEWSGetAnchorEvents>(*this, group); });
 }
 
-void TVqEWSMultipleStoreFolderEvents::AnchorRequest(TVqEWSEventSubscription& ASubscription,
-                                                    IVqSOAPRequest& ARequest) const {
+void TVqEWSMultipleStoreFolderEvents::AnchorRequest(TVqEWSEventSubscription& ASubscription, IVqSOAPRequest& ARequest) {
   auto* const client = dynamic_cast<IVqHTTPClient*>(ARequest.GetHTTPClient());
   if (!client) throw EVqException("IVqHTTPClient must be implemented by the client!");
   auto& subscription = dynamic_cast<TVqEWSEventSubscriptionEx&>(ASubscription);

@@ -59,9 +59,13 @@ class TVqEWSMultipleStoreFolderEvents : public TVqEWSSingleStoreFolderEvents {
   void Subscribe(const TVqRef<IVqEWSFolder>& AFolder,
                  const TVqEWSFolderEventsGetEventGroup& AGetEventGroup = nullptr) override;
 
+ protected:
+  /// Leads the request of a subscription to the back end of its group's anchor, in the name of its own mailbox. Raises
+  /// a plain exception when the request goes through no HTTP client.
+  static void AnchorRequest(TVqEWSEventSubscription& ASubscription, IVqSOAPRequest& ARequest);
+
  private:
   string GroupOf(const string& AStoreSmtpAddress) const;
-  void AnchorRequest(TVqEWSEventSubscription& ASubscription, IVqSOAPRequest& ARequest) const;
 };
 
 }  // namespace velmore

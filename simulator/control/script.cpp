@@ -251,7 +251,7 @@ class Reader {
     using Number = std::remove_cvref_t<decltype(fault.*Member)>;
     fault.*Member = static_cast<Number>(reader.Number(field.value, field.path, Least, Most, Unit.text));
   }
-  static const std::array<KeyRow, 23> kKeys;
+  static const std::array<KeyRow, 29> kKeys;
 
   const std::string& file_;
   const std::string text_;
@@ -262,7 +262,7 @@ class Reader {
 using Field = Reader::Field;
 using Role = Reader::Role;
 
-const std::array<Reader::KeyRow, 23> Reader::kKeys = {{
+const std::array<Reader::KeyRow, 29> Reader::kKeys = {{
     {"note", Role::kMatching, {}, [](const Reader&, const Field&, Fault&) {}},
     {"operation", Role::kMatching, {},
      [](const Reader& r, const Field& f, Fault& fault) {
@@ -326,6 +326,16 @@ const std::array<Reader::KeyRow, 23> Reader::kKeys = {{
     {"backOff", Role::kAct, "fault error", Count<&Fault::back_off_milliseconds, 1, kDay, "milliseconds">},
     {"cutAt", Role::kAct, {}, Count<&Fault::cut_at_byte, 0, std::int64_t{1} << 40, "bytes">},
     {"pieces", Role::kAct, {}, Count<&Fault::piece_size, 1, 1 << 30, "bytes">},
+    {"silentAfter", Role::kAct, {}, Count<&Fault::silent_after, 0, 1000000, "envelopes">},
+    {"endAfter", Role::kAct, {}, Count<&Fault::end_after, 0, 1000000, "envelopes">},
+    {"streamText", Role::kAct, "silentAfter endAfter", Set<&Fault::stream_text, &Reader::Text>},
+    {"glue", Role::kAct, {}, Count<&Fault::glue, 1, 1000, "envelopes">},
+    {"before", Role::kAct, {}, Set<&Fault::before_envelope, &Reader::Text>},
+    {"prefix", Role::kAct, {},
+     [](const Reader& r, const Field& f, Fault& fault) {
+       fault.prefix = r.Text(f.value, f.path);
+       if (!IsToken(fault.prefix)) r.Fail(f.path, "is no prefix");
+     }},
     {"close", Role::kAct, {},
      [](const Reader& r, const Field& f, Fault& fault) {
        const std::string when = r.Text(f.value, f.path);

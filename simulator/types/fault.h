@@ -46,6 +46,14 @@ struct Fault {
   bool close_after_reply = false;   ///< ends the connection after the reply without having said so
   std::size_t piece_size = 0;       ///< writes the reply in pieces of this many bytes; 0: at once
 
+  // What happens to a reply that stays open (GetStreamingEvents), into which one envelope is written at a time.
+  std::int64_t silent_after = -1;    ///< after so many envelopes: says nothing any more, and ends nothing
+  std::int64_t end_after = -1;       ///< after so many envelopes: ends the reply in good order
+  std::string stream_text = {};      ///< written before that
+  std::size_t glue = 0;              ///< holds envelopes back until there are so many, and writes them at once
+  std::string before_envelope = {};  ///< written before each: white space, a declaration
+  std::string prefix = {};           ///< of the SOAP namespace, in place of "s"
+
   // What is different from then on.
   std::optional<Certificate> certificate = {};                  ///< shown to connections made later
   std::optional<std::vector<std::string>> authentication = {};  ///< schemes offered to requests that come later

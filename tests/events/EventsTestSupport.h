@@ -12,8 +12,10 @@
 
 #include "ews/events/uVqEWSFolderEvents.h"
 #include "ews/events/uVqEWSNotificationsEx.h"
+#include "ews/schema/uVqEWSPropsFLD.h"
 #include "ews/stores/uVqEWSFolder.h"
 #include "platform/common/uVqMainThread.h"
+#include "platform/xml/uVqXMLUtils.h"
 #include "tests/support/EWSTestSupport.h"
 
 namespace velmore::testing {

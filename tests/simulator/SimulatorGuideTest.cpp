@@ -65,7 +65,7 @@ TEST(SimulatorGuide, EveryKeyOfAScriptIsInTheGuide) {
                 kGuide.find("\"" + word + "\": true") != std::string::npos)
         << word;
   }
-  EXPECT_EQ(count, 23u);
+  EXPECT_EQ(count, 29u);
 }
 
 TEST(SimulatorGuide, EveryOptionOfTheProgramIsInTheGuide) {
