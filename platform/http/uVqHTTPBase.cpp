@@ -1,5 +1,7 @@
 #include "platform/http/uVqHTTPBase.h"
 
+#include <optional>
+
 #include "platform/http/uVqHTTPExchange_p.h"
 
 namespace velmore {
@@ -342,39 +344,72 @@ void TVqHTTPClientBase::CloseConnections() noexcept {
   FEngine->CloseConnections();
 }
 
-TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {
-  const TVqRef<TVqHTTPClientBase> alive(this);
-  if (FBusy.exchange(true)) throw EVqException("The HTTP client is busy with another request.");
-  struct Busy {
-    TVqHTTPClientBase& Client;
-    Busy(TVqHTTPClientBase& client, TVqHTTPRequest& request) : Client(client) {
-      const std::scoped_lock lock(Client.FRunningMutex);
-      Client.FRunning = &request;
+/// What a client is while a request is under way: taken, and to be cancelled.
+class TVqHTTPClientBase::TBusy {
+ public:
+  TBusy(TVqHTTPClientBase& client, TVqHTTPRequest& request) : FAlive(&client) {
+    if (client.FBusy.exchange(true)) throw EVqException("The HTTP client is busy with another request.");
+    {
+      const std::scoped_lock lock(client.FRunningMutex);
+      client.FRunning = &request;
     }
-    ~Busy() {
-      {
-        const std::scoped_lock lock(Client.FRunningMutex);
-        Client.FRunning = nullptr;
-      }
-      Client.FBusy = false;
+    request.Begin();
+    FStopped.emplace(client.FStopToken, TStop{request});  // at once, if it was asked for before
+  }
+  ~TBusy() {
+    FStopped.reset();
+    {
+      const std::scoped_lock lock(FAlive->FRunningMutex);
+      FAlive->FRunning = nullptr;
     }
+    FAlive->FBusy = false;
+  }
+  TBusy(const TBusy&) = delete;
+  TBusy& operator=(const TBusy&) = delete;
+
+ private:
+  struct TStop {
+    TVqHTTPRequest& Request;
+    void operator()() const noexcept { Request.Stop(); }
   };
 
+  const TVqRef<TVqHTTPClientBase> FAlive;
+  std::optional<std::stop_callback<TStop>> FStopped;
+};
+
+void TVqHTTPClientBase::AcquireToken() {
+  if (FAuthentication != TVqHTTPAuthentication::oAuth) return;
+  const TVqRef<TVqHTTPRequest> request =
+      MakeRef<TVqHTTPRequest>(this, TVqHTTPVerb::none, string(), false, std::string());
+  const TBusy busy(*this, *request);
+  if (!FSession) GetSession();
+  CheckToken(*request);
+  TokenInForce();
+}
+
+TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {
+  const TVqRef<TVqHTTPClientBase> alive(this);
   const TVqRef<IVqHTTPRequest> request(&ARequest);
   TVqRef<IVqHTTPResponse> response;
+  std::optional<TBusy> busy(std::in_place, *this, ARequest);
   try {
-    const Busy busy(*this, ARequest);
-    ARequest.Begin();
-    const std::stop_callback stopped(FStopToken,
-                                     [&ARequest] { ARequest.Stop(); });  // at once, if it was asked for before
     Fire(FOnRequest, *this, request);
-    do {
+    bool renewed = false;
+    for (;;) {
       if (!FSession) GetSession();
       response = TVqHTTPExchange(*this, ARequest, *FSession).Run();
-    } while (response->GetStatus().Code == 401 && AskAfterError(VqErrLoginFailure));
+      if (response->GetStatus().Code != 401) break;
+      if (!renewed && RenewRefusedToken(ARequest, *response)) {
+        renewed = true;  // another token is no better than the first: it is tried once
+        continue;
+      }
+      if (!AskAfterError(VqErrLoginFailure)) break;
+    }
+    busy.reset();
   } catch (const EVqHTTPInvalidArgument&) {
     throw;
   } catch (const EVqHTTPApiException& error) {
+    busy.reset();
     if (error.GetNumber() != VqErrCancelled) AskAfterError(error.GetNumber());
     // For bodiless requests only: a request with a body is the job itself, its failure belongs to the caller.
     if (!ARequest.FHasBody) Fire(FOnError, *this, request, error.GetNumber());

@@ -19,6 +19,8 @@
 /// - A connection is not used again after a status of 400 or more (the steps of a handshake aside), nor while bytes
 ///   that nobody asked for stand on it.
 /// - A password or token never goes over plain HTTP to another machine (see `SetAllowPlainTextPassword`).
+/// - With OAuth a request may have the client ask the token endpoint first, and open a browser (see uVqHTTPOAuth.h); no
+///   event tells of that exchange. No token raises EVqOAuthException.
 /// - A client with its requests and replies belongs to one thread at a time, a session to any number (see
 ///   TVqHTTPClientBase and TVqHTTPSessionBase). All are counted: one more TVqRef costs one atomic increment.
 
@@ -392,6 +394,11 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   /// its end. Any thread may call it.
   void CloseConnections() noexcept;
 
+  /// With OAuth: gets a token now, if there is none that is good, as the next request would: a program may want its
+  /// person to log on before anything else. Does nothing with another scheme. Talks to the token endpoint; raises
+  /// EVqOAuthException, and as IVqHTTPRequestEx::Execute when it is cancelled.
+  void AcquireToken();
+
  protected:
   /// The second argument chooses the engine on Windows.
   TVqHTTPClientBase(TVqComponent* AOwner, bool AUseWinHTTP);
@@ -405,13 +412,20 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
   /// Told of a failed log-on (12015) or another failure of the request; true asks for another try, with credentials
   /// that the call may have changed.
   virtual bool AskAfterError(std::uint32_t AError);
+  /// The window that the form of an interactive log-on belongs to; 0 is none.
+  virtual TVqWindowHandle WindowOfForms() const { return 0; }
 
  private:
   friend class TVqHTTPRequest;
   friend class TVqHTTPExchange;
+  class TBusy;
 
   TVqRef<IVqHTTPResponse> Execute(TVqHTTPRequest& ARequest);
   void Share(const std::shared_ptr<TVqHTTPSessionState>& AState);
+  void CheckToken(TVqHTTPRequest& ARequest);
+  void RenewToken(TVqHTTPRequest& ARequest, bool AMayAsk);
+  bool RenewRefusedToken(TVqHTTPRequest& ARequest, const IVqHTTPResponse& AResponse);
+  const TVqOAuthAccessToken& TokenInForce() const;
   void LeaveSession() noexcept;
   std::uint64_t Identify();
 

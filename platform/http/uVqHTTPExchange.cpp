@@ -91,33 +91,9 @@ void SetHeaderLine(std::vector<std::string>& lines, std::string_view name, std::
   }
 }
 
-const char* GrantName(TVqOAuthGrantType grant) {
-  switch (grant) {
-    case TVqOAuthGrantType::none:
-      break;
-    case TVqOAuthGrantType::Authorize:
-      return "Authorize";
-    case TVqOAuthGrantType::Password:
-      return "Password";
-    case TVqOAuthGrantType::ClientCredentials:
-      return "ClientCredentials";
-  }
-  return "none";
-}
-
-// The token for a request.
-const TVqOAuthAccessToken& TokenInForce(const TVqOAuth& oauth) {
-  const TVqOAuthAccessToken& token = oauth.GetAccessToken();
-  if (!token.GetExpired()) return token;
-  if (oauth.GetGrantType() != TVqOAuthGrantType::none) {
-    throw EVqException(
-        Format("A new access token is needed, but the OAuth grant \"%s\" is not available in this version. "
-               "Set a token with SetAccessToken.",
-               {GrantName(oauth.GetGrantType())}));
-  }
-  throw EVqException(token.Token.empty() ? "OAuth is in use, but there is no access token and no grant to get one."
-                                         : "The OAuth access token has expired and there is no grant to get another.");
-}
+// A token endpoint says little. What is longer is none.
+constexpr std::uint64_t kLongestTokenAnswer = std::uint64_t{1} << 20;
+constexpr std::chrono::milliseconds kTokenTime = std::chrono::minutes(1);
 
 }  // namespace
 
@@ -131,27 +107,31 @@ const char* VqHTTPSchemeName(unsigned scheme) noexcept {
 TVqHTTPExchange::TVqHTTPExchange(TVqHTTPClientBase& client, TVqHTTPRequest& request, TVqHTTPSessionState& session)
     : FClient(client), FRequest(request), FSession(session), FOnData(client.FOnDataReceived) {}
 
+void TVqHTTPExchange::TakeSettings() {
+  const std::scoped_lock lock(FSession.Mutex);
+  FSession.Active = true;
+  FEngineRequest.Session = FSession.Settings;
+  FEngineRequest.HTTP11 = FClient.FHTTPVersion == TVqHTTPVersion::http11;
+  FEngineRequest.TimeOuts = FClient.FTimeOuts;
+  FEngineRequest.SecurityFlags = FClient.EffectiveSecurityFlags();
+  FEngineRequest.Cancelled = &FRequest.FEnding;
+}
+
 TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
-  FIdentity = FClient.Identify();
-  {
-    const std::scoped_lock lock(FSession.Mutex);
-    FSession.Active = true;
-    FEngineRequest.Session = FSession.Settings;
-  }
-  const TVqHTTPLimits& limits = FEngineRequest.Session.Limits;
-  if (limits.TotalTime.count() > 0) FEngineRequest.Deadline = TVqHTTPClock::now() + limits.TotalTime;
+  TakeSettings();
   TakeTarget();
   TakeProxy();
+  // First of all: a new token may mean another identity, and a person who logs on is no part of the call's time.
+  if (FClient.FAuthentication == TVqHTTPAuthentication::oAuth && !FPlainText) FClient.CheckToken(FRequest);
+  FIdentity = FClient.Identify();
+  const TVqHTTPLimits& limits = FEngineRequest.Session.Limits;
+  if (limits.TotalTime.count() > 0) FEngineRequest.Deadline = TVqHTTPClock::now() + limits.TotalTime;
   TakeCredentials();
   TakeHeaders();
   TakeCookies();
   FEngineRequest.Verb = VqHTTPVerbText(FRequest.FVerb);
-  FEngineRequest.HTTP11 = FClient.FHTTPVersion == TVqHTTPVersion::http11;
   FEngineRequest.Body = FRequest.FBody;
   FEngineRequest.HasBody = FRequest.FHasBody;
-  FEngineRequest.TimeOuts = FClient.FTimeOuts;
-  FEngineRequest.SecurityFlags = FClient.EffectiveSecurityFlags();
-  FEngineRequest.Cancelled = &FRequest.FEnding;
   FEngineRequest.OnHeaders = [this](std::uint16_t status) {
     FStream.Clear();
     FBody.Clear();
@@ -194,6 +174,43 @@ TVqRef<IVqHTTPResponse> TVqHTTPExchange::Run() {
   return response;
 }
 
+TVqOAuthAnswer TVqHTTPExchange::PostForm(const string& url, std::string_view form, const std::string& authorization) {
+  FForToken = true;
+  TakeSettings();
+  TVqHTTPLimits& limits = FEngineRequest.Session.Limits;
+  for (std::uint64_t* bytes : {&limits.ReplyBytes, &limits.UnpackedBytes}) {
+    if (*bytes == 0 || *bytes > kLongestTokenAnswer) *bytes = kLongestTokenAnswer;
+  }
+  const bool shorter = limits.TotalTime.count() > 0 && limits.TotalTime < kTokenTime;
+  FEngineRequest.Deadline = TVqHTTPClock::now() + (shorter ? limits.TotalTime : kTokenTime);
+  FTarget = std::make_shared<const TVqHTTPTarget>(TargetOf(url));
+  FEngineRequest.URL = FTarget->Address;
+  TakeProxy();
+  if (FPlainText) {
+    throw EVqHTTPApiException("PostForm", "Secrets are not sent over plain HTTP to another machine.",
+                              VqErrUnrecognizedScheme);
+  }
+  FEngineRequest.Verb = VqHTTPVerbText(TVqHTTPVerb::post);
+  FEngineRequest.Body = form;
+  FEngineRequest.HasBody = true;
+  FEngineRequest.Headers = {"Accept: application/json", "Content-Type: application/x-www-form-urlencoded"};
+  if (!authorization.empty()) FEngineRequest.Headers.push_back("Authorization: " + authorization);
+  FEngineRequest.OnHeaders = [this](std::uint16_t) {
+    FBody.Clear();
+    return true;
+  };
+  FEngineRequest.OnBody = [this](std::string_view bytes) { FBody.Append(bytes); };
+  const TVqEngineReply reply = Perform(schemeNone);
+  if (reply.Status >= 400) FClient.FEngine->CloseConnections();
+  TVqOAuthAnswer answer;
+  answer.Status = reply.Status;
+  for (const auto& [name, value] : reply.Headers) {
+    if (VqSameAscii(name, "Content-Type")) answer.ContentType = value;
+  }
+  answer.Body = FBody.Take();
+  return answer;
+}
+
 void TVqHTTPExchange::TakeTarget() {
   if (FRequest.FVerb == TVqHTTPVerb::none || VqHTTPVerbText(FRequest.FVerb).empty()) {
     throw EVqHTTPInvalidArgument("CreateRequest", "The request has no verb.");
@@ -218,9 +235,9 @@ void TVqHTTPExchange::TakeCredentials() {
 }
 
 void TVqHTTPExchange::TakeToken() {
-  const TVqOAuthAccessToken& token = TokenInForce(FClient.FOAuth);
   FTokenHeldBack = FPlainText;
   if (FPlainText) return;
+  const TVqOAuthAccessToken& token = FClient.TokenInForce();
   const std::string value = "Bearer " + token.Token.utf8();
   for (const char c : value) {
     const auto byte = static_cast<unsigned char>(c);
@@ -304,7 +321,7 @@ TVqEngineReply TVqHTTPExchange::Perform(unsigned scheme) {
       reply = FClient.FEngine->Perform(FEngineRequest);
     }
   }
-  if (FClient.FUseCookies) {
+  if (FClient.FUseCookies && !FForToken) {
     for (const std::string& cookie : reply.SetCookies) FSession.Cookies.AddOf(FIdentity, FEngineRequest.URL, cookie);
   }
   if (reply.CredentialsSent) FTried = scheme;

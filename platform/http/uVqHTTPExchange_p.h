@@ -4,6 +4,7 @@
 // answered or cannot be.
 
 #include "platform/http/uVqHTTPIntake_p.h"
+#include "platform/http/uVqHTTPOAuthGrants_p.h"
 #include "platform/http/uVqHTTPRequest_p.h"
 #include "platform/http/uVqURL.h"
 
@@ -13,8 +14,12 @@ class TVqHTTPExchange {
  public:
   TVqHTTPExchange(TVqHTTPClientBase& client, TVqHTTPRequest& request, TVqHTTPSessionState& session);
   TVqRef<IVqHTTPResponse> Run();
+  /// Another exchange on the way to the request's own: with the token endpoint, over the client's connections and
+  /// settings, by nobody's name. Ends when the request is cancelled.
+  TVqOAuthAnswer PostForm(const string& url, std::string_view form, const std::string& authorization);
 
  private:
+  void TakeSettings();
   void TakeTarget();
   void TakeHeaders();
   void TakeCookies();
@@ -43,6 +48,7 @@ class TVqHTTPExchange {
   TVqHTTPReplyStream FStream;  // what the data event sees
   TVqHTTPBodyPieces FBody;     // without an event
   bool FToEvent = false;
+  bool FForToken = false;
 };
 
 }  // namespace velmore

@@ -1,10 +1,12 @@
 #include "platform/http/uVqHTTPOAuth.h"
 
 #include "platform/common/uVqDateTimeUtils.h"
+#include "platform/http/uVqHTTPOAuthShare_p.h"
 
 namespace velmore {
 
 TVqGetOAuthAuthorizeFormEvent VqOnGetOAuthAuthorizeForm;
+TVqOpenBrowserEvent VqOnOpenBrowser;
 
 bool TVqOAuthAccessToken::GetExpired() const {
   if (Token.empty()) return true;
@@ -13,10 +15,24 @@ bool TVqOAuthAccessToken::GetExpired() const {
   return VqNow() >= end;
 }
 
+TVqOAuth::TVqOAuth() : FShare(std::make_shared<TVqOAuthShare>()) {}
+
+void TVqOAuth::SetAccessToken(const TVqOAuthAccessToken& AValue) {
+  if (AValue == FAccessToken) return;
+  // One that was got by a copy is no stranger's: a session hands it on to its clients.
+  if (!FShare || !FShare->Knows(AValue)) Separate();
+  FAccessToken = AValue;
+}
+
+void TVqOAuth::Separate() {
+  FShare = std::make_shared<TVqOAuthShare>();
+}
+
 bool TVqOAuth::SameSettings(const TVqOAuth& AOther) const {
   return FClientId == AOther.FClientId && FClientSecret == AOther.FClientSecret &&
          FRedirectURI == AOther.FRedirectURI && FAuthorizationEndpoint == AOther.FAuthorizationEndpoint &&
-         FTokenEndpoint == AOther.FTokenEndpoint && FScope == AOther.FScope && FGrantType == AOther.FGrantType;
+         FTokenEndpoint == AOther.FTokenEndpoint && FScope == AOther.FScope && FGrantType == AOther.FGrantType &&
+         FClientAuthentication == AOther.FClientAuthentication;
 }
 
 }  // namespace velmore

@@ -199,6 +199,19 @@ void TVqHTTPRequest::Cancel() noexcept {
 void TVqHTTPRequest::Stop() noexcept {
   FEnding = true;
   FClient->FEngine->Wake();
+  const std::scoped_lock lock(FHookMutex);
+  if (FHook) FHook();
+}
+
+TVqHTTPRequest::TStopHook::TStopHook(TVqHTTPRequest& request, std::function<void()> wake)
+    : FRequest(request), FOther(std::move(wake)) {
+  const std::scoped_lock lock(FRequest.FHookMutex);
+  FRequest.FHook.swap(FOther);
+}
+
+TVqHTTPRequest::TStopHook::~TStopHook() {
+  const std::scoped_lock lock(FRequest.FHookMutex);
+  FRequest.FHook.swap(FOther);
 }
 
 // In this order: a Cancel in between is seen either here or by its own store.

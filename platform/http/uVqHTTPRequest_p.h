@@ -54,6 +54,22 @@ class TVqHTTPRequest final : public TVqObject, public virtual IVqHTTPRequestEx {
   TVqRef<IVqHTTPResponse> Execute() override;
   void Cancel() noexcept override;
 
+  /// This execution was cancelled.
+  bool IsEnding() const noexcept { return FEnding; }
+  /// While it stands, a cancellation wakes what the request waits for besides its engine; an inner one takes the place
+  /// of an outer one. On the thread of the request. Whoever sets it looks at `IsEnding` afterwards.
+  class TStopHook {
+   public:
+    TStopHook(TVqHTTPRequest& request, std::function<void()> wake);
+    ~TStopHook();
+    TStopHook(const TStopHook&) = delete;
+    TStopHook& operator=(const TStopHook&) = delete;
+
+   private:
+    TVqHTTPRequest& FRequest;
+    std::function<void()> FOther;  // the one that stood before
+  };
+
  protected:
   ~TVqHTTPRequest() override = default;
 
@@ -73,6 +89,8 @@ class TVqHTTPRequest final : public TVqObject, public virtual IVqHTTPRequestEx {
   void Stop() noexcept;
   std::atomic<bool> FCancelled{false};  // for ever
   std::atomic<bool> FEnding{false};     // this execution, by Cancel or by the client's stop token
+  std::mutex FHookMutex;                // protects FHook
+  std::function<void()> FHook;
 };
 
 /// The schemes that the "WWW-Authenticate" or "Proxy-Authenticate" values of a reply offer, in order, each once.

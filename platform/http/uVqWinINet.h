@@ -50,6 +50,8 @@ class TVqWinINetClient : public TVqHTTPClientBase {
   TVqHTTPSecurityFlags EffectiveSecurityFlags() const override;
   /// Fires OnWinINetError and, for a refused log-on with a window, shows the dialog.
   bool AskAfterError(std::uint32_t AError) override;
+  /// GetParentWnd.
+  TVqWindowHandle WindowOfForms() const override { return FParentWnd; }
 
  private:
   TVqWindowHandle FParentWnd = 0;

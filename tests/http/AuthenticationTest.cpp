@@ -394,9 +394,7 @@ TEST(OAuth, WithoutATokenTheTextSaysWhatIsMissing) {
   const auto text = [&] {
     try {
       Get(client, "http://127.0.0.1:1/");
-    } catch (const EVqHTTPException&) {
-      return std::string("of the HTTP layer");
-    } catch (const EVqException& error) {
+    } catch (const EVqOAuthException& error) {
       return std::string(error.what());
     }
     return std::string();
