@@ -5,6 +5,8 @@
 /// and so on).
 
 #include "ews/events/uVqEWSFolderEvents.h"
+#include "ews/idioms/uVqEWSFilters.h"
+#include "ews/idioms/uVqEWSRanges.h"
 #include "ews/items/uVqEWSAttachments.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/model/uVqEWSItemInterfaces.h"

@@ -21,9 +21,7 @@ struct TVqEWSData::TOwnDef {
   TGUID Set;
 };
 
-namespace {
-
-TVqTypeInfo TypeOf(TVqEWSPropType AType) noexcept {
+TVqTypeInfo EwsTypeOf(TVqEWSPropType AType) noexcept {
   static constexpr TVqTypeInfo kTypes[] = {
 #define VQ_PROP_TYPE(text, kind, type) {kind, type},
 #include "ews/tables/uVqEWSPropTypes.inc"
@@ -31,13 +29,15 @@ TVqTypeInfo TypeOf(TVqEWSPropType AType) noexcept {
   return AType < std::size(kTypes) ? kTypes[AType] : TVqTypeInfo{};
 }
 
+namespace {
+
 [[noreturn]] void RaiseNoDefinition() {
   throw EVqException("There is no property definition!");
 }
 
 // Several values in one property: "t:Values" holds them.
 bool IsMultiValued(TVqEWSPropType AType) noexcept {
-  const TVqTypeInfo type = TypeOf(AType);
+  const TVqTypeInfo type = EwsTypeOf(AType);
   return type.Kind == tkArray && type != VqByteArrayType;
 }
 
@@ -309,7 +309,7 @@ std::optional<TVqTypeInfo> TVqEWSData::FindTypeInfo() {
     }
     if (FPropertyType == ptNull) return FParentPropDef ? std::optional(VqStringType) : std::nullopt;
   }
-  const TVqTypeInfo type = TypeOf(FPropertyType);
+  const TVqTypeInfo type = EwsTypeOf(FPropertyType);
   if (type.Kind == tkUnknown) throw EVqException(Format("Failed to determine the type for %s!", {FPropDefName}));
   return type;
 }

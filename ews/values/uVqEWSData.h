@@ -46,6 +46,9 @@ inline std::string_view VqTypeNameOf(const TBytes*) {
   return VqBytesType.Name;
 }
 
+/// The type of an extended property's values; of no kind for a number that is no type. Any thread may ask.
+TVqTypeInfo EwsTypeOf(TVqEWSPropType AType) noexcept;
+
 /// A value of a server object.
 ///
 /// Owns nothing but what it knows of its definition; the value stands in the tree. No copies. Belongs to its object and

@@ -191,6 +191,29 @@ TEST_F(Guide, TablesAndFilters) {
   EXPECT_EQ(items->Count(), 1);
 }
 
+TEST_F(Guide, RowsAsARangeAndFiltersAsExpressions) {
+  AddMessage("Invoice & \"Co\" 1");
+  AddMessage("Hello");
+  const TVqRef<IVqEWSFolder> inbox = Inbox();
+  ::testing::internal::CaptureStdout();
+  for (const auto row : VqItemsOf(*inbox, FLD_ITEM_SUBJECT, FLD_MESSAGE_FROM)) {
+    std::cout << row.Sender().Name << ": " << row[FLD_ITEM_SUBJECT].GetAsString() << '\n';
+    const TItemId id = row.Id();
+    EXPECT_FALSE(id.Id.empty());
+  }
+  EXPECT_NE(::testing::internal::GetCapturedStdout().find("Bob Birch: Hello\n"), std::string::npos);
+  for (const auto folder : inbox->GetSubFolders()) std::cout << folder.DisplayName() << '\n';
+
+  const string typed = "invoice & \"co\"";
+  auto items = VqItemsOf(*inbox, FLD_ITEM_SUBJECT);
+  using namespace std::chrono;
+  VqFilter(*items, VqField(FLD_MESSAGE_ISREAD) == false && VqContains(FLD_ITEM_SUBJECT, typed) &&
+                       VqField(FLD_ITEM_DATETIMERECEIVED) >= sys_days(2026y / January / 1));
+  int rows = 0;
+  for ([[maybe_unused]] const auto row : *items) ++rows;
+  EXPECT_EQ(rows, 1);
+}
+
 TEST_F(Guide, RowsThatLackAColumn) {
   AddItem("inbox", "<t:Message><t:Subject>no sender</t:Subject></t:Message>");
   const TVqRef<IVqEWSItems> items = Inbox()->GetItems();

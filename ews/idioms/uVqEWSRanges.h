@@ -1,0 +1,218 @@
+#pragma once
+
+/// Range loops over tables and lists.
+///
+///     for (const auto row : VqItemsOf(*inbox, FLD_ITEM_SUBJECT, FLD_MESSAGE_FROM))
+///       std::cout << row.Sender().Name << ": " << row[FLD_ITEM_SUBJECT].GetAsString() << '\n';
+///     for (const auto& attachment : mail->GetAttachments()) ...
+///     for (const auto& recipient : mail->GetToRecipients()) ...
+///     for (const string& category : mail->GetCategories()) ...
+///
+/// Write the reference behind the colon, not what it points to: the loop then keeps it. In `*inbox->GetItems()` the
+/// table would be gone before the first row.
+///
+/// A loop over a table opens it, or goes back to its first row, and fetches page after page; what `Open`, `First` and
+/// `Next` raise comes out of the loop. A row is valid until the loop goes on. Loops over lists look at the list as it
+/// is at each step: whoever takes entries out while walking skips some, so collect first what is to go.
+
+#include <concepts>
+#include <iterator>
+
+#include "ews/items/uVqEWSAttachments.h"
+#include "ews/model/uVqEWSFolderInterfaces.h"
+#include "ews/model/uVqEWSRecipients.h"
+#include "ews/values/uVqEWSFields.h"
+#include "ews/values/uVqEWSProperties.h"
+#include "ews/values/uVqEWSStrings.h"
+
+namespace velmore {
+
+// ---- Rows of a table
+
+/// The row on which a table stands. Costs a pointer; valid until the table's cursor moves or the table goes.
+class TVqEWSRow {
+ public:
+  explicit TVqEWSRow(IVqEWSTableBase& ATable) noexcept : FTable(&ATable) {}
+
+  /// The value of a column; raises a plain exception when the column was not added. Empty where the row lacks it.
+  TVqEWSField& operator[](const TVqEWSFieldDef& AFieldDef) const { return FTable->FieldByName(AFieldDef); }
+  /// Whether the server gave a value for the column.
+  bool Has(const TVqEWSFieldDef& AFieldDef) const { return FTable->HasField(AFieldDef); }
+  /// The row as it came, for typed records: `TEwsMessage message(row.Element())`.
+  IVqDOMElement Element() const { return FTable->GetRowElement(); }
+
+ protected:
+  IVqEWSTableBase* FTable;
+};
+
+/// Name and address of a person or list, as a row has them. Owns its texts; either may be empty.
+struct TVqEWSAddress {
+  string Name;
+  string Address;
+};
+
+/// A row of a table of items.
+class TVqEWSItemRow : public TVqEWSRow {
+ public:
+  explicit TVqEWSItemRow(IVqEWSItems& ATable) noexcept : TVqEWSRow(ATable), FItems(&ATable) {}
+
+  /// The id of the row's item: for `GetItem`, `MoveItem` and their kin.
+  TItemId Id() const { return FItems->GetItemId(); }
+  /// The kind of the item by the row's element, as `m:FindItem` answered: "Message", "CalendarItem", "Contact".
+  string Kind() const { return Element().GetLocalName(); }
+  /// Whom the message is from (column FLD_MESSAGE_FROM), or, where that is absent, who sent it (FLD_MESSAGE_SENDER).
+  /// Servers leave the address out of rows in some versions: the name then stands alone.
+  TVqEWSAddress Sender() const;
+
+ private:
+  IVqEWSItems* FItems;
+};
+
+/// A row of a table of folders.
+class TVqEWSFolderRow : public TVqEWSRow {
+ public:
+  explicit TVqEWSFolderRow(IVqEWSFolders& ATable) noexcept : TVqEWSRow(ATable), FFolders(&ATable) {}
+
+  /// The id of the row's folder: for the store's `GetFolder`.
+  TItemId Id() const;
+  /// The name that people see.
+  string DisplayName() const;
+  /// Of messages, a calendar, contacts, tasks, a search.
+  TSetFolderFieldType FolderType() const { return FFolders->FolderFieldType(); }
+  /// Number of all items, of unread ones, of subfolders; 0 where the server does not tell.
+  std::int32_t TotalCount() const { return Number("TotalCount"); }
+  std::int32_t UnreadCount() const { return Number("UnreadCount"); }
+  std::int32_t ChildFolderCount() const { return Number("ChildFolderCount"); }
+
+ private:
+  std::int32_t Number(const char* AName) const;
+
+  IVqEWSFolders* FFolders;
+};
+
+/// Walks a table once, forwards. Two iterators over one table move together.
+template <typename TTable, typename TRow>
+class TVqEWSRowIterator {
+ public:
+  using value_type = TRow;
+  using difference_type = std::ptrdiff_t;
+  using iterator_concept = std::input_iterator_tag;
+
+  TVqEWSRowIterator() noexcept = default;
+  explicit TVqEWSRowIterator(TTable& ATable) noexcept : FTable(&ATable) {}
+
+  /// The row on which the table stands.
+  TRow operator*() const { return TRow(*FTable); }
+  /// To the next row; may ask the server for a page.
+  TVqEWSRowIterator& operator++() {
+    FTable->Next();
+    return *this;
+  }
+  void operator++(int) { FTable->Next(); }
+  /// Whether the table stands behind its last row.
+  friend bool operator==(const TVqEWSRowIterator& A, std::default_sentinel_t) { return A.FTable->Eof(); }
+
+ private:
+  TTable* FTable = nullptr;
+};
+
+/// The first row of a table: opens it, or brings it back to its front.
+inline TVqEWSRowIterator<IVqEWSItems, TVqEWSItemRow> begin(IVqEWSItems& ATable) {
+  ATable.GetActive() ? ATable.First() : ATable.Open();
+  return TVqEWSRowIterator<IVqEWSItems, TVqEWSItemRow>(ATable);
+}
+inline TVqEWSRowIterator<IVqEWSFolders, TVqEWSFolderRow> begin(IVqEWSFolders& ATable) {
+  ATable.GetActive() ? ATable.First() : ATable.Open();
+  return TVqEWSRowIterator<IVqEWSFolders, TVqEWSFolderRow>(ATable);
+}
+/// Behind its last row.
+inline std::default_sentinel_t end(IVqEWSTableBase&) noexcept {
+  return {};
+}
+
+/// The items of a folder with these columns: a table that was not opened yet.
+///
+///     for (const auto row : VqItemsOf(*inbox, FLD_ITEM_SUBJECT, FLD_ITEM_SIZE)) ...
+template <std::convertible_to<const TVqEWSFieldDef&>... TColumns>
+TVqRef<IVqEWSItems> VqItemsOf(IVqEWSFolder& AFolder, const TColumns&... AColumns) {
+  TVqRef<IVqEWSItems> items = AFolder.GetItems();
+  (items->GetFields().Add(AColumns), ...);
+  return items;
+}
+
+// ---- Lists
+
+namespace detail {
+
+// How the lists of the object model give an entry by its position.
+decltype(auto) EntryOf(auto& AList, std::int32_t AIndex) requires requires {
+  AList.GetItem(AIndex);
+}
+{ return AList.GetItem(AIndex); }
+inline TVqRef<IVqEWSAttachment> EntryOf(TVqEWSAttachments& AList, std::int32_t AIndex) {
+  return AList.GetAttachment(AIndex);
+}
+
+/// A list of the library: a number of entries, each by its position.
+template <typename TList>
+concept TIndexed = std::derived_from<TList, TVqEWSBaseDataList> || std::derived_from<TList, IVqEWSRecipients> ||
+    std::same_as<TList, TVqEWSAttachments> || std::same_as<TList, TVqEWSMembersList> ||
+    std::same_as<TList, TVqEWSStrings>;
+
+}  // namespace detail
+
+/// Walks a list by position. Does not own it.
+template <typename TList>
+class TVqEWSEntryIterator {
+ public:
+  using reference = decltype(detail::EntryOf(std::declval<TList&>(), 0));
+  using value_type = std::remove_cvref_t<reference>;
+  using difference_type = std::ptrdiff_t;
+  using iterator_concept = std::input_iterator_tag;
+
+  TVqEWSEntryIterator() noexcept = default;
+  explicit TVqEWSEntryIterator(TList& AList) noexcept : FList(&AList) {}
+
+  /// The entry: a reference for lists that own their entries, else a counted reference or a text of its own.
+  reference operator*() const { return detail::EntryOf(*FList, FIndex); }
+  TVqEWSEntryIterator& operator++() {
+    ++FIndex;
+    return *this;
+  }
+  void operator++(int) { ++FIndex; }
+  friend bool operator==(const TVqEWSEntryIterator& A, std::default_sentinel_t) { return A.FIndex >= A.FList->Count(); }
+
+ private:
+  TList* FList = nullptr;
+  std::int32_t FIndex = 0;
+};
+
+/// The entries of properties, fields, attachments, recipients, members and texts such as categories.
+template <detail::TIndexed TList>
+TVqEWSEntryIterator<TList> begin(TList& AList) {
+  return TVqEWSEntryIterator<TList>(AList);
+}
+template <detail::TIndexed TList>
+std::default_sentinel_t end(TList&) noexcept {
+  return {};
+}
+
+// ---- References to them
+
+/// What a reference points to is a table or a list: the loop keeps the reference.
+template <typename T>
+requires requires(T& AList) {
+  begin(AList);
+}
+auto begin(const TVqRef<T>& AList) {
+  return begin(*AList);
+}
+template <typename T>
+requires requires(T& AList) {
+  begin(AList);
+}
+std::default_sentinel_t end(const TVqRef<T>&) noexcept {
+  return {};
+}
+
+}  // namespace velmore
