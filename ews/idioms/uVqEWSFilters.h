@@ -54,8 +54,8 @@ class TVqEWSFilter {
 /// What a field is compared with: its text on the wire and what kind of value it was. Made from integers, floating
 /// point, bool, enumerations with wire texts, text and points in time; anything else does not compile.
 struct TVqEWSFilterValue {
-  string Text;
-  TVqTypeInfo Type;
+  string Text;       ///< as it goes out, before it is escaped
+  TVqTypeInfo Type;  ///< what it was made from
 
   /// Whole numbers of any width. Characters are not numbers here.
   template <std::integral T>
@@ -91,6 +91,7 @@ struct TVqEWSFilterValue {
 /// A field in an expression. Keeps the address of the definition.
 class TVqEWSFilterField {
  public:
+  /// Of this field, whose definition must outlive it and the filters made with it.
   explicit TVqEWSFilterField(const TVqEWSFieldDef& AFieldDef) noexcept : FFieldDef(&AFieldDef) {}
 
   /// The field against a value, or against another field.

@@ -32,6 +32,7 @@ namespace velmore {
 /// The row on which a table stands. Costs a pointer; valid until the table's cursor moves or the table goes.
 class TVqEWSRow {
  public:
+  /// The row on which the table stands now.
   explicit TVqEWSRow(IVqEWSTableBase& ATable) noexcept : FTable(&ATable) {}
 
   /// The value of a column; raises a plain exception when the column was not added. Empty where the row lacks it.
@@ -41,19 +42,20 @@ class TVqEWSRow {
   /// The row as it came, for typed records: `TEwsMessage message(row.Element())`.
   IVqDOMElement Element() const { return FTable->GetRowElement(); }
 
- protected:
+ private:
   IVqEWSTableBase* FTable;
 };
 
 /// Name and address of a person or list, as a row has them. Owns its texts; either may be empty.
 struct TVqEWSAddress {
-  string Name;
-  string Address;
+  string Name;     ///< as people see it
+  string Address;  ///< "bob@example.com", or what the routing type has for it
 };
 
 /// A row of a table of items.
 class TVqEWSItemRow : public TVqEWSRow {
  public:
+  /// The row on which the table stands now.
   explicit TVqEWSItemRow(IVqEWSItems& ATable) noexcept : TVqEWSRow(ATable), FItems(&ATable) {}
 
   /// The id of the row's item: for `GetItem`, `MoveItem` and their kin.
@@ -71,6 +73,7 @@ class TVqEWSItemRow : public TVqEWSRow {
 /// A row of a table of folders.
 class TVqEWSFolderRow : public TVqEWSRow {
  public:
+  /// The row on which the table stands now.
   explicit TVqEWSFolderRow(IVqEWSFolders& ATable) noexcept : TVqEWSRow(ATable), FFolders(&ATable) {}
 
   /// The id of the row's folder: for the store's `GetFolder`.
@@ -94,11 +97,14 @@ class TVqEWSFolderRow : public TVqEWSRow {
 template <typename TTable, typename TRow>
 class TVqEWSRowIterator {
  public:
+  /// What the standard library asks an iterator for.
   using value_type = TRow;
-  using difference_type = std::ptrdiff_t;
-  using iterator_concept = std::input_iterator_tag;
+  using difference_type = std::ptrdiff_t;            ///< never used
+  using iterator_concept = std::input_iterator_tag;  ///< one pass
 
+  /// Of no table; only good to be assigned to.
   TVqEWSRowIterator() noexcept = default;
+  /// Where the table stands, which must outlive it.
   explicit TVqEWSRowIterator(TTable& ATable) noexcept : FTable(&ATable) {}
 
   /// The row on which the table stands.
@@ -108,7 +114,7 @@ class TVqEWSRowIterator {
     FTable->Next();
     return *this;
   }
-  void operator++(int) { FTable->Next(); }
+  void operator++(int) { FTable->Next(); }  ///< the same
   /// Whether the table stands behind its last row.
   friend bool operator==(const TVqEWSRowIterator& A, std::default_sentinel_t) { return A.FTable->Eof(); }
 
@@ -165,21 +171,26 @@ concept TIndexed = std::derived_from<TList, TVqEWSBaseDataList> || std::derived_
 template <typename TList>
 class TVqEWSEntryIterator {
  public:
+  /// What the list's own operation gives.
   using reference = decltype(detail::EntryOf(std::declval<TList&>(), 0));
-  using value_type = std::remove_cvref_t<reference>;
-  using difference_type = std::ptrdiff_t;
-  using iterator_concept = std::input_iterator_tag;
+  using value_type = std::remove_cvref_t<reference>;  ///< the same by value
+  using difference_type = std::ptrdiff_t;             ///< never used
+  using iterator_concept = std::input_iterator_tag;   ///< one pass
 
+  /// Of no list; only good to be assigned to.
   TVqEWSEntryIterator() noexcept = default;
+  /// The first entry of a list, which must outlive it.
   explicit TVqEWSEntryIterator(TList& AList) noexcept : FList(&AList) {}
 
   /// The entry: a reference for lists that own their entries, else a counted reference or a text of its own.
   reference operator*() const { return detail::EntryOf(*FList, FIndex); }
+  /// To the next entry.
   TVqEWSEntryIterator& operator++() {
     ++FIndex;
     return *this;
   }
-  void operator++(int) { ++FIndex; }
+  void operator++(int) { ++FIndex; }  ///< the same
+  /// Whether the list has no more.
   friend bool operator==(const TVqEWSEntryIterator& A, std::default_sentinel_t) { return A.FIndex >= A.FList->Count(); }
 
  private:
