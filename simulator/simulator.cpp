@@ -175,7 +175,7 @@ struct Simulator::Impl {
   Item& AddXml(Mailbox& mailbox, Folder& folder, const std::string& xml) {
     const Element wrapper = ParseXml("<wrapper xmlns:t=\"" + std::string(kTypesNamespace) + "\">" + xml + "</wrapper>");
     if (wrapper.children.size() != 1) throw SimulatorError("Exactly one item is expected.");
-    Context context{store, options, mailbox.owner, &mailbox, store.server_version};
+    Context context{store, options, mailbox.owner, &mailbox, store.server_version, {}};
     return mailbox.AddItem(folder, MakeItem(context, wrapper.children.front()));
   }
 

@@ -13,8 +13,12 @@
 
 namespace velmore::simulator {
 
-/// Starts of the occurrences of a master that begin before `until`, deleted ones included, at most `limit`.
-std::vector<Seconds> OccurrenceStarts(const Item& master, Seconds until, std::size_t limit = 5000);
+/// More than a series that begins in this century has until the end of the calendar.
+constexpr std::size_t kMostOccurrences = 400000;
+
+/// Starts of the occurrences of a master that begin before `until`, deleted ones included, at most `limit`. They are at
+/// the same time of day by the clocks of the series' own zone.
+std::vector<Seconds> OccurrenceStarts(const Item& master, Seconds until, std::size_t limit = kMostOccurrences);
 
 bool IsOccurrenceTail(std::string_view tail);  // the end of an occurrence's id
 std::string OccurrenceTail(Seconds original_start);
@@ -30,7 +34,9 @@ std::shared_ptr<Item> OccurrenceByIndex(const Mailbox& mailbox, const std::share
 /// FirstOccurrence, LastOccurrence, ModifiedOccurrences or DeletedOccurrences of a master; nothing when it has none.
 std::optional<Element> OccurrenceInfo(const Mailbox& mailbox, const Item& master, const std::string& name);
 
-/// Checks a recurrence; throws EwsError for one that cannot be.
-void CheckRecurrence(const Item& master);
+/// Throws EwsError for a recurrence that cannot be; moves the start and end of the series to its first occurrence.
+void SettleRecurrence(Item& master);
+/// Throws EwsError when a changed occurrence would come before its predecessor's end or behind its successor's start.
+void CheckNeighbours(const Item& master, const Item& changed);
 
 }  // namespace velmore::simulator

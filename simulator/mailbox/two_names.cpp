@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "simulator/mailbox/ids.h"
+#include "simulator/mailbox/item_zone.h"
 #include "simulator/mailbox/mime.h"
 
 namespace velmore::simulator {
@@ -176,7 +177,7 @@ void WriteComplete(const Row&, Item& item, const std::string& value) {
 const std::string kUidHead("\x04\x00\x00\x00\x82\x00\xE0\x00\x74\xC5\xB7\x10\x1A\x82\xE0\x08", 16);
 const std::string kUidClass = std::string("vCal-Uid\x01\0\0\0", 12);
 
-Values ReadUid(const Row&, const Mailbox&, const Item& item) {
+Values ReadUid(const Row& row, const Mailbox&, const Item& item) {
   const std::string& uid = item.Text("UID");
   if (uid.empty()) return std::nullopt;
   const bool hex = uid.size() % 2 == 0 && uid.starts_with("040000008200E00074C5B7101A82E008") &&
@@ -190,6 +191,17 @@ Values ReadUid(const Row&, const Mailbox&, const Item& item) {
     bytes = kUidHead + std::string(20, '\0');
     for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(data.size() >> shift & 0xff);
     bytes += data;
+  }
+  // The day of an occurrence stands in its own id, and nowhere in the one that the whole series has.
+  const auto original = ParseTime(item.Text("OriginalStart"));
+  const bool occurrence = item.Text("CalendarItemType") == "Occurrence" || item.Text("CalendarItemType") == "Exception";
+  if (row.part == std::string("occurrence") && occurrence && original && bytes.size() >= 20) {
+    const Seconds wall = ZoneOf(item)->ToWall(*original);
+    const Date day = DateFromDays((wall - ((wall % 86400) + 86400) % 86400) / 86400);
+    bytes[16] = static_cast<char>(day.year >> 8);
+    bytes[17] = static_cast<char>(day.year & 0xff);
+    bytes[18] = static_cast<char>(day.month);
+    bytes[19] = static_cast<char>(day.day);
   }
   return One(EncodeBase64(bytes));
 }
@@ -408,7 +420,7 @@ const std::vector<TwoNames>& AllTwoNames() {
         // Appointments
         {Tag(0x0060, "SystemTime"), "Start", ReadText, WriteText, kNone},
         {Tag(0x0061, "SystemTime"), "End", ReadText, WriteText, kNone},
-        {Id(kMeeting, 0x0003, "Binary"), "UID", ReadUid, WriteUid, kNone},
+        {Id(kMeeting, 0x0003, "Binary"), "UID", ReadUid, WriteUid, "occurrence"},
         {Id(kMeeting, 0x0023, "Binary"), "UID", ReadUid, nullptr, kNone},
         {Id(kAppointment, 0x8205, "Integer"), "LegacyFreeBusyStatus", ReadChoice, WriteChoice,
          "Free Tentative Busy OOF WorkingElsewhere"},

@@ -4,8 +4,11 @@
 #include <cstdlib>
 #include <functional>
 
+#include "simulator/mailbox/attendant.h"
 #include "simulator/mailbox/ids.h"
+#include "simulator/mailbox/item_zone.h"
 #include "simulator/mailbox/mime.h"
+#include "simulator/mailbox/neighbours.h"
 #include "simulator/mailbox/recurrence.h"
 
 namespace velmore::simulator {
@@ -386,6 +389,17 @@ std::optional<Element> PropertyOf(const Item& item, const Member& member, const 
   if (name == "IsResponseRequested" && item.element == "Message") return flag("IsResponseRequested");
   for (const char* info : {"FirstOccurrence", "LastOccurrence", "ModifiedOccurrences", "DeletedOccurrences"})
     if (name == info && item.element == "CalendarItem") return OccurrenceInfo(mailbox, item, name);
+  if (item.element == "CalendarItem" || item.element.starts_with("Meeting")) {
+    for (const char* zone : {"StartTimeZone", "EndTimeZone", "StartTimeZoneId", "EndTimeZoneId", "StartWallClock",
+                             "EndWallClock", "TimeZone"})
+      if (name == zone && item.Find("Start") != nullptr) return ZoneProperty(item, name);
+    if (name == "AssociatedCalendarItemId") return AssociatedItem(mailbox, item);
+    if (auto near = NeighboursOf(mailbox, item, name)) return near;
+    if (name == "IsOrganizer")
+      return Types(name, BooleanText(item.element == "CalendarItem" && item.Text("MyResponseType") != "Unknown"
+                                         ? item.Text("MyResponseType") == "Organizer"
+                                         : item.element == "CalendarItem"));
+  }
   if (name == "HasPicture") {
     const bool has = std::any_of(item.attachments.begin(), item.attachments.end(),
                                  [](const Attachment& a) { return a.is_contact_photo; });

@@ -302,12 +302,6 @@ void CheckFits(const Item& item, const Folder& folder) {
     if (item.element == row.item && folder.element != row.folder) throw EwsError(row.code);
 }
 
-void RefuseInvitations(const Item& item, const std::string& disposition) {
-  if (item.element == "CalendarItem" && item.Flag("IsMeeting") && !disposition.empty() && disposition != "SendToNone")
-    throw EwsError("ErrorInvalidOperation",
-                   "This server sends nothing to the attendees of meetings; SendToNone is what it can do.");
-}
-
 Found LocateItem(Context& context, const Element& id) {
   const bool by_master = id.name == "OccurrenceItemId";
   const bool by_occurrence = id.name == "RecurringMasterItemId";

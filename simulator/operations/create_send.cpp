@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <set>
 
+#include "simulator/mailbox/attendant.h"
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
+#include "simulator/operations/meetings.h"
 #include "simulator/operations/operations.h"
 #include "simulator/operations/responses.h"
 #include "simulator/types/versions.h"
@@ -103,10 +105,12 @@ Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, cons
     recipient.Add(MailboxElement(mailbox.owner.display_name, mailbox.owner.smtp_address, "Mailbox"));
     item->Set(std::move(recipient));
   }
-  return mailbox.Deliver(std::move(item));
+  Item& delivered = mailbox.Deliver(std::move(item));
+  AttendTo(mailbox, delivered);
+  return delivered;
 }
 
-void Send(Context& context, Item& item) {
+void Send(Context& context, Item& item, bool on_behalf) {
   ExpandLists(context, item);
   std::vector<std::string> addresses;
   for (const char* list : {"ToRecipients", "CcRecipients", "BccRecipients"}) {
@@ -122,7 +126,8 @@ void Send(Context& context, Item& item) {
   }
   if (addresses.empty()) throw EwsError("ErrorMissingRecipients");
   const Element* from = item.Find("From");
-  if (from != nullptr && !SameText(from->children.front().ChildText("EmailAddress"), context.user.smtp_address)) {
+  if (!on_behalf && from != nullptr &&
+      !SameText(from->children.front().ChildText("EmailAddress"), context.user.smtp_address)) {
     const Mailbox* principal = context.store.ByAddress(from->children.front().ChildText("EmailAddress"));
     const Folder* root = principal != nullptr ? principal->FindFolder(principal->root) : nullptr;
     if (root == nullptr || context.store.AccessTo(*principal, *root, context.user) < Access::kOwner)
@@ -189,6 +194,11 @@ Element CreateItem(Context& context, const Element& request) {
   return RespondEach(
       "CreateItem", *request.Child("Items"),
       [&](const Element& element) {
+        if (IsMeetingAnswer(element.name)) {
+          Element changed = Messages("Items");
+          for (Element& entry : AnswerMeeting(context, element, request)) changed.Add(std::move(entry));
+          return std::vector<Element>{std::move(changed)};
+        }
         std::shared_ptr<Item> item;
         Place place;
         if (IsResponseObject(element.name)) {
@@ -219,7 +229,7 @@ Element CreateItem(Context& context, const Element& request) {
         if (mail && disposition.empty()) throw EwsError("ErrorMessageDispositionRequired");
         if (item->element == "CalendarItem" && request.Attribute("SendMeetingInvitations") == nullptr)
           throw EwsError("ErrorSendMeetingInvitationsRequired");
-        RefuseInvitations(*item, request.AttributeText("SendMeetingInvitations"));
+        const Notices notices(request.AttributeText("SendMeetingInvitations"));
         if (item->Size() > context.options.max_message_bytes) throw EwsError("ErrorMessageSizeExceeded");
 
         if (const Element* target = request.Child("SavedItemFolderId")) {
@@ -241,6 +251,8 @@ Element CreateItem(Context& context, const Element& request) {
         if (mail && item->IsDraft() && item->Text("InternetMessageId").empty())
           item->Set("InternetMessageId", "<" + NewGuid() + "@" + DomainOf(context.user.smtp_address) + ">");
         place.mailbox->AddItem(*place.folder, item);
+        if (item->element == "CalendarItem")
+          Invite(context, {place.mailbox, place.folder, place.access, item, nullptr}, notices, true);
         Element& created = items.Add(item->element);
         created.Add(ItemIdElement(*place.mailbox, *item));
         if (!item->attachments.empty()) {

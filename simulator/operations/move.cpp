@@ -1,6 +1,7 @@
 // CopyItem, MoveItem, DeleteItem.
 
 #include "simulator/mailbox/ids.h"
+#include "simulator/operations/meetings.h"
 #include "simulator/operations/operations.h"
 
 namespace velmore::simulator {
@@ -63,9 +64,11 @@ Element DeleteItem(Context& context, const Element& request) {
     const std::string& kind = found.item->element;
     if (kind == "CalendarItem" && request.Attribute("SendMeetingCancellations") == nullptr)
       throw EwsError("ErrorSendMeetingCancellationsRequired");
-    RefuseInvitations(*found.item, request.AttributeText("SendMeetingCancellations"));
     if (kind == "Task" && request.Attribute("AffectedTaskOccurrences") == nullptr)
       throw EwsError("ErrorAffectedTaskOccurrencesRequired");
+    if (const Notices notices(request.AttributeText("SendMeetingCancellations"));
+        kind == "CalendarItem" && notices.send)
+      Cancel(context, found, notices.save_copy);
     if (found.master != nullptr) {
       found.master->exceptions[*ParseTime(found.item->Text("OriginalStart"))] = nullptr;
       found.mailbox->Touch(*found.master, context.user.display_name);

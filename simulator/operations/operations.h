@@ -24,6 +24,7 @@ struct Context {
   Subscriptions* subscriptions = nullptr;
   Subscriptions::Writer envelope = {};  // writes replies that stay open
   StreamBody stream = {};               // set by an operation whose reply does
+  std::string time_zone = {};           // in which it speaks, empty when it does not say
 };
 
 using Operation = Element (*)(Context& context, const Element& request);
@@ -107,10 +108,9 @@ Attachment MakeAttachment(Context& context, const Element& element);
 /// What the server itself keeps up to date on an item that was written to (topic, recurrence flags, the MIME text).
 void Refresh(Context& context, Item& item);
 
-/// Throws EwsError when a request wants something sent to the attendees of a meeting: nothing would be.
-void RefuseInvitations(const Item& item, const std::string& disposition);
 /// Sends a message from the user's mailbox to all its recipients; sets what a sent message has.
-void Send(Context& context, Item& item);
+/// With `on_behalf` for whoever stands in From, as delegates may do with meetings.
+void Send(Context& context, Item& item, bool on_behalf = false);
 /// Delivers to one mailbox.
 Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, const std::string& from_server);
 

@@ -1,10 +1,13 @@
 // UpdateItem: conflicts, and changes field by field.
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "simulator/mailbox/ids.h"
+#include "simulator/mailbox/item_zone.h"
 #include "simulator/mailbox/recurrence.h"
 #include "simulator/mailbox/two_names.h"
+#include "simulator/operations/meetings.h"
 #include "simulator/operations/operations.h"
 
 namespace velmore::simulator {
@@ -190,6 +193,39 @@ void CheckConflict(const Item& item, const Item& changed, const std::string& key
   }
 }
 
+/// When a series or appointment happens, as a text to be compared.
+std::string CourseOf(const Item& item) {
+  std::string text = item.Text("Start") + item.Text("End") + ZoneIdOf(item);
+  if (const Element* recurrence = item.Find("Recurrence")) WriteXml(*recurrence, text);
+  return text;
+}
+
+/// What becomes of the exceptions of a series when the series changes: another course makes them void, and what they do
+/// not have of their own follows the series.
+void CarryToExceptions(const Item& before, Item& after, const std::vector<std::string>& names) {
+  if (after.exceptions.empty()) return;
+  if (CourseOf(before) != CourseOf(after)) {
+    after.exceptions.clear();
+    return;
+  }
+  for (auto& [original, exception] : after.exceptions) {
+    if (exception == nullptr) continue;
+    auto changed = std::make_shared<Item>(*exception);
+    for (const std::string& name : names) {
+      if (changed->written.contains(name) || name == "Recurrence" || name == "Start" || name == "End") continue;
+      if (name == "Body") {
+        changed->html = after.html;
+        changed->text = after.text;
+      } else if (const Element* value = after.Find(name)) {
+        changed->Set(*value);
+      } else {
+        changed->Remove(name);
+      }
+    }
+    exception = std::move(changed);
+  }
+}
+
 }  // namespace
 
 Element UpdateItem(Context& context, const Element& request) {
@@ -220,9 +256,12 @@ Element UpdateItem(Context& context, const Element& request) {
         CheckConflict(*found.item, *changed, id.AttributeText("ChangeKey"), request.AttributeText("ConflictResolution"),
                       changes, ViewerOf(context, found));
         if (changed->Size() > context.options.max_message_bytes) throw EwsError("ErrorMessageSizeExceeded");
+        if (!changes.paths.empty()) KeepTracking(*found.item, *changed);
         if (!changes.paths.empty()) Refresh(context, *changed);
-        if (!changes.paths.empty())
-          RefuseInvitations(*changed, request.AttributeText("SendMeetingInvitationsOrCancellations"));
+        const bool moved = CourseOf(*found.item) != CourseOf(*changed);
+        if (moved && changed->Flag("MeetingRequestWasSent"))
+          changed->Set("AppointmentSequenceNumber",
+                       std::to_string(std::atoi(changed->Text("AppointmentSequenceNumber").c_str()) + 1));
         // Another MIME text is another content of the same message.
         if (std::find(changes.names.begin(), changes.names.end(), "MimeContent") != changes.names.end())
           changed->Set("ConversationTopic", found.item->Text("ConversationTopic"));
@@ -236,6 +275,9 @@ Element UpdateItem(Context& context, const Element& request) {
           Item& master = *found.master;
           const Seconds original = *ParseTime(found.item->Text("OriginalStart"));
           if (!changes.paths.empty()) {
+            CheckNeighbours(master, *changed);
+            if (found.item->Text("CalendarItemType") == "Occurrence") changed->written.clear();
+            for (const std::string& name : changes.names) changed->written[name] = found.mailbox->last_change + 1;
             changed->Set("CalendarItemType", "Exception");
             found.mailbox->Touch(master, context.user.display_name);
             changed->change = master.change;
@@ -244,9 +286,18 @@ Element UpdateItem(Context& context, const Element& request) {
             result = changed.get();
           }
         } else if (!changes.paths.empty()) {
+          CarryToExceptions(*found.item, *changed, changes.names);
           found.mailbox->Replace(*found.item, std::move(*changed), context.user.display_name);
           for (const std::string& name : changes.names) found.item->written[name] = found.item->change;
           found.mailbox->Adopt(*found.item);
+        }
+        if (found.item->element == "CalendarItem") {
+          Found written = found;
+          if (found.master != nullptr && !changes.paths.empty()) written.item = changed;
+          const bool content = std::any_of(changes.names.begin(), changes.names.end(), [](const std::string& name) {
+            return name != "RequiredAttendees" && name != "OptionalAttendees" && name != "Resources";
+          });
+          Invite(context, written, Notices(request.AttributeText("SendMeetingInvitationsOrCancellations")), content);
         }
         Element items = Messages("Items");
         if (mail && (disposition == "SendOnly" || disposition == "SendAndSaveCopy")) {

@@ -168,7 +168,7 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
   const std::optional<SchemaViolation> violation = validator_ ? validator_->Check(request.bytes) : std::nullopt;
   try {
     const std::lock_guard lock(store_.mutex);
-    Context context{store_, options_, user, store_.ByAddress(user.smtp_address), kExchange2007};
+    Context context{store_, options_, user, store_.ByAddress(user.smtp_address), kExchange2007, {}};
     if (const Element* version = request.header.Child("RequestServerVersion")) {
       context.version = VersionIndex(version->AttributeText("Version"));
       if (context.version < 0 || context.version > store_.server_version) throw SoapFault("ErrorInvalidServerVersion");
@@ -197,6 +197,9 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
     if (request.arrival.prefers_affinity && context.version >= kExchange2013)
       reply.headers.emplace_back("Set-Cookie", "X-BackEndOverrideCookie=backend-" + std::to_string(context.back_end) +
                                                    "~1941997017; path=/; HttpOnly");
+    if (const Element* zone = request.header.Child("TimeZoneContext"))
+      if (const Element* definition = zone->Child("TimeZoneDefinition"))
+        context.time_zone = definition->AttributeText("Id");
     const Operation operation = FindOperation(request.operation, context.version);
     if (operation == nullptr && IsMissingHere(request.operation))
       throw SoapFault("ErrorInvalidOperation", "The simulator does not have " + request.operation + ".");

@@ -386,8 +386,8 @@ const TypeRow kTypeRows[] = {
      "ItemClass Sensitivity Body:Body Attachments:Attachments InternetMessageHeaders:InternetMessageHeaders "
      "Sender:SingleRecipient ToRecipients:Recipients CcRecipients:Recipients BccRecipients:Recipients "
      "IsReadReceiptRequested:b IsDeliveryReceiptRequested:b From:SingleRecipient ReferenceItemId:ItemId "
-     "ProposedStart:d "
-     "ProposedEnd:d"},
+     "ProposedStart:d@7 "
+     "ProposedEnd:d@7"},
 
     // Parts of items
     {"MimeContent", "", "@CharacterSet"},

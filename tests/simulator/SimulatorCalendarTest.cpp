@@ -29,8 +29,8 @@ class SimulatorCalendar : public ::testing::Test {
     for (const Element* item : reply.All("CalendarItem")) all += item->ChildText("Start").substr(0, 10) + " ";
     return all;
   }
-  static std::string Range(int count) {
-    return "<t:NumberedRecurrence><t:StartDate>2026-02-02</t:StartDate><t:NumberOfOccurrences>" +
+  static std::string Range(int count, const std::string& start = "2026-02-02") {
+    return "<t:NumberedRecurrence><t:StartDate>" + start + "</t:StartDate><t:NumberOfOccurrences>" +
            std::to_string(count) + "</t:NumberOfOccurrences></t:NumberedRecurrence>";
   }
 
@@ -75,22 +75,22 @@ TEST_F(SimulatorCalendar, MonthlyAndYearlySeries) {
   Add("last of month", "2026-01-31T09:00:00Z", "2026-01-31T10:00:00Z",
       "<t:AbsoluteMonthlyRecurrence><t:Interval>1</t:Interval><t:DayOfMonth>31</t:DayOfMonth></"
       "t:AbsoluteMonthlyRecurrence>" +
-          Range(3));
+          Range(3, "2026-01-31"));
   EXPECT_EQ(Starts("2026-01-01T00:00:00Z", "2026-12-31T00:00:00Z"), "2026-01-31 2026-02-28 2026-03-31 ");
   Add("last friday", "2027-01-29T09:00:00Z", "2027-01-29T10:00:00Z",
       "<t:RelativeMonthlyRecurrence><t:Interval>1</t:Interval><t:DaysOfWeek>Friday</"
       "t:DaysOfWeek><t:DayOfWeekIndex>Last</t:DayOfWeekIndex></t:RelativeMonthlyRecurrence>" +
-          Range(3));
+          Range(3, "2027-01-29"));
   EXPECT_EQ(Starts("2027-01-01T00:00:00Z", "2027-12-31T00:00:00Z"), "2027-01-29 2027-02-26 2027-03-26 ");
   Add("leap day", "2028-02-29T09:00:00Z", "2028-02-29T10:00:00Z",
       "<t:AbsoluteYearlyRecurrence><t:DayOfMonth>29</t:DayOfMonth><t:Month>February</t:Month></"
       "t:AbsoluteYearlyRecurrence>" +
-          Range(2));
+          Range(2, "2028-02-29"));
   EXPECT_EQ(Starts("2028-01-01T00:00:00Z", "2029-12-31T00:00:00Z"), "2028-02-29 2029-02-28 ");
   Add("second weekday", "2031-03-04T09:00:00Z", "2031-03-04T10:00:00Z",
       "<t:RelativeYearlyRecurrence><t:DaysOfWeek>Weekday</t:DaysOfWeek><t:DayOfWeekIndex>Second</"
       "t:DayOfWeekIndex><t:Month>March</t:Month></t:RelativeYearlyRecurrence>" +
-          Range(2));
+          Range(2, "2031-03-04"));
   EXPECT_EQ(Starts("2031-01-01T00:00:00Z", "2032-12-31T00:00:00Z"), "2031-03-04 2032-03-02 ");
 }
 
@@ -133,26 +133,32 @@ TEST_F(SimulatorCalendar, ChangedAndDeletedOccurrencesAreKeptByTheirMaster) {
         .Find("ItemId");
   };
   const Element second = id_of(2);
-  const Reply updated = client.Call(
-      "<m:UpdateItem ConflictResolution=\"AlwaysOverwrite\" "
-      "SendMeetingInvitationsOrCancellations=\"SendToNone\"><m:ItemChanges><t:ItemChange><t:ItemId Id=\"" +
-      second.AttributeText("Id") +
-      "\"/><t:Updates><t:SetItemField><t:FieldURI "
-      "FieldURI=\"calendar:Start\"/><t:CalendarItem><t:Start>2026-02-10T09:00:00Z</t:Start></t:CalendarItem></"
-      "t:SetItemField><t:SetItemField><t:FieldURI FieldURI=\"calendar:End\"/>"
-      "<t:CalendarItem><t:End>2026-02-10T10:00:00Z</t:End></t:CalendarItem></t:SetItemField></t:Updates></"
-      "t:ItemChange></m:ItemChanges></m:UpdateItem>");
+  const auto move = [&](const std::string& start, const std::string& end) {
+    return client.Call(
+        "<m:UpdateItem ConflictResolution=\"AlwaysOverwrite\" "
+        "SendMeetingInvitationsOrCancellations=\"SendToNone\"><m:ItemChanges><t:ItemChange><t:ItemId Id=\"" +
+        second.AttributeText("Id") +
+        "\"/><t:Updates><t:SetItemField><t:FieldURI FieldURI=\"calendar:Start\"/><t:CalendarItem><t:Start>" + start +
+        "</t:Start></t:CalendarItem></t:SetItemField><t:SetItemField><t:FieldURI FieldURI=\"calendar:End\"/>"
+        "<t:CalendarItem><t:End>" +
+        end + "</t:End></t:CalendarItem></t:SetItemField></t:Updates></t:ItemChange></m:ItemChanges></m:UpdateItem>");
+  };
+  const Reply updated = move("2026-02-03T15:00:00Z", "2026-02-03T16:00:00Z");
   EXPECT_EQ(updated.Code(), "NoError") << updated.body;
+  // It stays between its neighbours.
+  EXPECT_EQ(move("2026-02-10T09:00:00Z", "2026-02-10T10:00:00Z").Code(), "ErrorOccurrenceCrossingBoundary");
+  EXPECT_EQ(move("2026-02-04T08:00:00Z", "2026-02-04T09:15:00Z").Code(), "ErrorOccurrenceCrossingBoundary");
+  EXPECT_EQ(move("2026-02-02T09:15:00Z", "2026-02-02T10:00:00Z").Code(), "ErrorOccurrenceCrossingBoundary");
   EXPECT_EQ(client
                 .Call("<m:DeleteItem DeleteType=\"HardDelete\" "
                       "SendMeetingCancellations=\"SendToNone\"><m:ItemIds><t:ItemId Id=\"" +
                       id_of(3).AttributeText("Id") + "\"/></m:ItemIds></m:DeleteItem>")
                 .Code(),
             "NoError");
-  EXPECT_EQ(Starts("2026-01-01T00:00:00Z", "2026-12-31T00:00:00Z"), "2026-02-02 2026-02-05 2026-02-10 ");
+  EXPECT_EQ(Starts("2026-01-01T00:00:00Z", "2026-12-31T00:00:00Z"), "2026-02-02 2026-02-03 2026-02-05 ");
   const Element series = client.Call(GetItemXml(master.id)).Find("CalendarItem");
   EXPECT_EQ(series.Child("ModifiedOccurrences")->children[0].ChildText("OriginalStart"), "2026-02-03T09:00:00Z");
-  EXPECT_EQ(series.Child("ModifiedOccurrences")->children[0].ChildText("Start"), "2026-02-10T09:00:00Z");
+  EXPECT_EQ(series.Child("ModifiedOccurrences")->children[0].ChildText("Start"), "2026-02-03T15:00:00Z");
   EXPECT_EQ(series.Child("DeletedOccurrences")->children[0].ChildText("Start"), "2026-02-04T09:00:00Z");
   EXPECT_EQ(series.Child("FirstOccurrence")->ChildText("Start"), "2026-02-02T09:00:00Z");
   EXPECT_EQ(series.Child("LastOccurrence")->ChildText("Start"), "2026-02-05T09:00:00Z");

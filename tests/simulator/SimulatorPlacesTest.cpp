@@ -314,43 +314,6 @@ TEST_F(SimulatorPlaces, APermissionSetThatWasNeverSetCanBeDeletedBesideARename) 
   EXPECT_EQ(client.Call(GetFolderXml(Fid(id))).Find("DisplayName").text, "new");
 }
 
-TEST_F(SimulatorPlaces, InvitationsThatNobodyWouldGetAreRefused) {
-  const std::string meeting =
-      "<t:CalendarItem><t:Subject>s</"
-      "t:Subject><t:RequiredAttendees><t:Attendee><t:Mailbox><t:EmailAddress>bob@example.com"
-      "</t:EmailAddress></t:Mailbox></t:Attendee></t:RequiredAttendees></t:CalendarItem>";
-  const std::string appointment = "<t:CalendarItem><t:Subject>s</t:Subject></t:CalendarItem>";
-  for (const char* how : {"SendOnlyToAll", "SendToAllAndSaveCopy"}) {
-    const auto create = [&](const std::string& xml) {
-      return client
-          .Call("<m:CreateItem SendMeetingInvitations=\"" + std::string(how) + "\"><m:Items>" + xml +
-                "</m:Items></m:CreateItem>")
-          .Code();
-    };
-    EXPECT_EQ(create(meeting), "ErrorInvalidOperation") << how;
-    EXPECT_EQ(create(appointment), "NoError") << "there is nobody to be told";
-  }
-  EXPECT_EQ(server.CountItems("alice@example.com", "calendar"), 2u) << "what was refused left nothing";
-  const Element id = Make(meeting, "calendar");
-  EXPECT_EQ(client
-                .Call("<m:UpdateItem ConflictResolution=\"AlwaysOverwrite\" "
-                      "SendMeetingInvitationsOrCancellations=\"SendOnlyToAll\"><m:ItemChanges><t:ItemChange>" +
-                      Ids(id) +
-                      "<t:Updates><t:SetItemField><t:FieldURI "
-                      "FieldURI=\"item:Subject\"/><t:CalendarItem><t:Subject>x</t:Subject></t:CalendarItem></"
-                      "t:SetItemField></t:Updates></t:ItemChange></m:ItemChanges></m:UpdateItem>")
-                .Code(),
-            "ErrorInvalidOperation");
-  EXPECT_EQ(client
-                .Call("<m:DeleteItem DeleteType=\"HardDelete\" SendMeetingCancellations=\"SendOnlyToAll\"><m:ItemIds>" +
-                      Ids(id) + "</m:ItemIds></m:DeleteItem>")
-                .Code(),
-            "ErrorInvalidOperation");
-  EXPECT_EQ(Item(id).ChildText("Subject"), "s");
-}
-
-// What MIME content makes of an item
-
 TEST_F(SimulatorPlaces, ACardIsAContactAndNeedsNoDisposition) {
   const std::string card =
       "BEGIN:VCARD\r\nVERSION:3.0\r\nN:Penhallow;Eve;M.;;Jr.\r\nFN:Eve "
