@@ -107,6 +107,15 @@ std::int32_t VqDayOfWeek(TDateTime value) {
   return static_cast<std::int32_t>(std::chrono::weekday(day).c_encoding());
 }
 
+TDateTime VqNthWeekday(std::int32_t year, std::int32_t month, std::int32_t n, std::int32_t weekday) {
+  if (n < 1 || n > 5 || weekday < 0 || weekday > 6)
+    throw EConvertError(Format("There is no weekday %d of number %d in a month.", {weekday, n}));
+  const TDateTime first = VqEncodeDate(year, month, 1);
+  std::int32_t day = 1 + (weekday - VqDayOfWeek(first) + 7) % 7 + (n - 1) * 7;
+  if (day > VqDaysInMonth(year, month)) day -= 7;
+  return VqEncodeDate(year, month, day);
+}
+
 TDateTime VqIncMonth(TDateTime value, std::int32_t months) {
   TVqDateTimeParts parts = VqDecodeDateTime(value);
   const std::int64_t month = parts.Year * std::int64_t{12} + (parts.Month - 1) + months;

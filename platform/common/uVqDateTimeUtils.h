@@ -122,6 +122,9 @@ TDateTime VqDateOf(TDateTime value);
 TDateTime VqTimeOf(TDateTime value);
 /// 0 for Sunday to 6 for Saturday; raises as VqDecodeDateTime does.
 std::int32_t VqDayOfWeek(TDateTime value);
+/// Midnight of the n-th (1 to 4; 5 for the last) weekday (0 for Sunday to 6) of a month. Raises EConvertError for a
+/// month or a number that there is not.
+TDateTime VqNthWeekday(std::int32_t year, std::int32_t month, std::int32_t n, std::int32_t weekday);
 /// The same day and time so many months later (or earlier); a day that the month does not have becomes its last one.
 /// Raises EConvertError when either point lies outside the years 1 to 9999.
 TDateTime VqIncMonth(TDateTime value, std::int32_t months);

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <vector>
 
 #include "platform/common/uVqDateTimeUtils.h"
 #include "platform/common/uVqSysUtils.h"
@@ -239,6 +240,84 @@ TVqMachineTimeZone VqMachineTimeZone([[maybe_unused]] const TVqTimeZoneSource& s
   return ByNameOrLibrary(name, source, now);
 #endif
 }
+
+TVqTimeZoneInfo VqTimeZoneInfo() {
+  return VqTimeZoneInfo(TVqTimeZoneSource::Machine(), VqNow());
+}
+
+#ifdef _WIN32
+
+namespace {
+
+/// When a rule of Windows ("the last Sunday in March") takes effect in a year.
+TDateTime DateOf(const SYSTEMTIME& rule, std::int32_t year) {
+  if (rule.wMonth == 0) return 0;
+  const TDateTime time = VqEncodeTime(rule.wHour, rule.wMinute, rule.wSecond);
+  if (rule.wYear != 0) return VqEncodeDate(rule.wYear, rule.wMonth, rule.wDay) + time;
+  return VqNthWeekday(year, rule.wMonth, rule.wDay, rule.wDayOfWeek) + time;
+}
+
+}  // namespace
+
+TVqTimeZoneInfo VqTimeZoneInfo(const TVqTimeZoneSource&, TDateTime now) {
+  TIME_ZONE_INFORMATION system = {};
+  TVqTimeZoneInfo info;
+  if (GetTimeZoneInformation(&system) == TIME_ZONE_ID_INVALID) return info;
+  const std::int32_t year = VqDecodeDateTime(now).Year;
+  info.Bias = static_cast<std::int32_t>(system.Bias + system.StandardBias);
+  info.StandardDate = DateOf(system.StandardDate, year);
+  info.DaylightDate = DateOf(system.DaylightDate, year);
+  if (info.DaylightDate != 0) info.DaylightBias = static_cast<std::int32_t>(system.DaylightBias - system.StandardBias);
+  return info;
+}
+
+#else
+
+TVqTimeZoneInfo VqTimeZoneInfo(const TVqTimeZoneSource& source, TDateTime now) {
+  constexpr std::int64_t kMinutesPerDay = 24 * 60;
+  const TVqMachineTimeZone zone = VqMachineTimeZone(source, now);
+  const string rule = source.TZ ? string(*source.TZ) : string();
+  const auto offsetAt = [&](std::int64_t minutes) {
+    const TDateTime utc = VqFromUnixMilliseconds(minutes * 60'000);
+    if (!zone.IanaId.empty()) return VqUtcOffsetMinutes(zone.IanaId, utc);
+    if (const auto offsets = VqPosixOffsets(rule.utf8(), utc)) return offsets->Current;
+    return source.Library(utc).Current;
+  };
+  // A change of the offset is looked for from week to week, then from minute to minute.
+  struct TChange {
+    std::int64_t At = 0;  // minutes since 1970, UTC
+    std::int32_t Before = 0, After = 0;
+  };
+  std::vector<TChange> changes;
+  const std::int32_t year = VqDecodeDateTime(now + zone.CurrentOffset / double(kMinutesPerDay)).Year;
+  const std::int64_t end = VqDaysFromCivil(year + 1, 1, 1) * kMinutesPerDay;
+  std::int64_t from = VqDaysFromCivil(year, 1, 1) * kMinutesPerDay;
+  std::int32_t before = offsetAt(from);
+  while (from < end) {
+    const std::int64_t to = std::min(from + 7 * kMinutesPerDay, end);
+    if (const std::int32_t after = offsetAt(to); after != before) {
+      std::int64_t low = from, high = to;
+      while (high - low > 1) (offsetAt((low + high) / 2) == before ? low : high) = (low + high) / 2;
+      changes.push_back({high, before, after});
+      before = after;
+    }
+    from = to;
+  }
+  TVqTimeZoneInfo info;
+  info.Bias = -zone.CurrentOffset;
+  if (changes.size() != 2 || changes[0].Before != changes[1].After) return info;
+  const bool forward = changes[0].After > changes[0].Before;  // the northern hemisphere
+  const TChange& toDaylight = changes[forward ? 0 : 1];
+  const TChange& toStandard = changes[forward ? 1 : 0];
+  const auto clock = [](const TChange& change) { return VqFromUnixMilliseconds((change.At + change.Before) * 60'000); };
+  info.Bias = -toStandard.After;
+  info.StandardDate = clock(toStandard);
+  info.DaylightDate = clock(toDaylight);
+  info.DaylightBias = toStandard.After - toDaylight.After;
+  return info;
+}
+
+#endif
 
 string VqWindowsTimeZoneOf(const string& ianaId) {
   std::array<char16_t, kIdCapacity> id;

@@ -56,6 +56,24 @@ struct TVqMachineTimeZone {
   std::int32_t StandardOffset = 0;
 };
 
+/// The rule of a zone for one year: two offsets and when the clock changes from one to the other.
+struct TVqTimeZoneInfo {
+  /// Minutes to add to local time without daylight saving to get UTC: -60 for a zone that is an hour ahead.
+  std::int32_t Bias = 0;
+  /// When standard time begins, as the clock shows it right before it is put back; 0 when there is no daylight saving.
+  TDateTime StandardDate = 0;
+  /// When daylight saving begins, as the clock shows it right before it is put forward; 0 when there is none.
+  TDateTime DaylightDate = 0;
+  /// Minutes to add to the bias in daylight saving: -60 as a rule; 0 when there is none.
+  std::int32_t DaylightBias = 0;
+};
+
+/// The rule of this machine's zone for the present year. A zone whose offset changes otherwise than twice a year, there
+/// and back, has no daylight saving: the bias is that of this moment.
+TVqTimeZoneInfo VqTimeZoneInfo();
+/// The same from another source and for the year of a time (UTC). Not on Windows, where it gives the system's zone.
+TVqTimeZoneInfo VqTimeZoneInfo(const TVqTimeZoneSource& source, TDateTime now);
+
 /// The zone of this machine at this moment. Looked for in this order: the variable TZ in all its forms (a name, ":" and
 /// a name, a file, a rule); the file that /etc/localtime links to; the name in /etc/timezone; a zone file with the
 /// content of /etc/localtime. Where all of this leads to no name that the zone database knows (a zone file of the

@@ -151,6 +151,27 @@ bool DecodeText(std::string& out, std::string_view bytes, std::int32_t codePage,
 
 }  // namespace detail
 
+std::int32_t VqGetCodePage(TVqStream& AStream) {
+  constexpr std::size_t kDeclaration = 256;  // longer than any that tells an encoding
+  char bytes[kDeclaration];
+  const std::uint64_t position = AStream.GetPosition();
+  std::size_t length = 0;
+  for (std::size_t got = 1; got > 0 && length < kDeclaration; length += got)
+    got = AStream.Read(bytes + length, kDeclaration - length);
+  AStream.SetPosition(position);
+  const std::string_view head(bytes, length);
+  if (head.starts_with("\xEF\xBB\xBF")) return kVqCodePageUtf8;
+  if (head.starts_with("\xFF\xFE") || head.starts_with(std::string_view("<\0", 2))) return kVqCodePageUtf16LE;
+  if (head.starts_with("\xFE\xFF") || head.starts_with(std::string_view("\0<", 2))) return kVqCodePageUtf16BE;
+  try {
+    const std::int32_t declared = detail::CodePageOfEncoding(detail::ReadDeclaration(head).Encoding);
+    // Bytes that spell "<" in one byte are no UTF-16, whatever they say.
+    return declared == kVqCodePageUtf16LE || declared == kVqCodePageUtf16BE ? 0 : declared;
+  } catch (const EVqXMLError&) {
+    return 0;  // the parser will tell what is wrong with it
+  }
+}
+
 std::string VqEncodeText(std::string_view AUtf8, std::int32_t ACodePage) {
   std::string out;
   detail::EncodeText(out, AUtf8, ACodePage, detail::TVqMisfit::mQuestionMark);

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/xml/uVqCodePages.h"
 #include "platform/xml/uVqXMLDOM.h"
 
 namespace velmore::detail {

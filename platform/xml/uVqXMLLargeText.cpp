@@ -57,7 +57,8 @@ TVqSharedText CutText(std::string& bytes, std::string_view localName) {
   if (start == std::string::npos || bytes[start - 1] == '/') return nullptr;
   ++start;
   const std::size_t end = bytes.find('<', start);
-  if (end == std::string::npos || end == start) return nullptr;
+  // A text in several pieces, around a comment or a section, is for the parser.
+  if (end == std::string::npos || end == start || bytes.compare(end, 2, "</") != 0) return nullptr;
   if (!IsPlain(std::string_view(bytes).substr(start, end - start))) return nullptr;
 
   // The text is what is large: it stays where it is, and what is around it moves.

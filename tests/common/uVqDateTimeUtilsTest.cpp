@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include <cmath>
 #include <limits>
 #include <random>
@@ -256,6 +258,21 @@ TEST(Clock, NowLiesBetweenTwoLooksAtTheClock) {
   const auto after = std::chrono::system_clock::now() + std::chrono::milliseconds(1);
   EXPECT_LE(before, now);
   EXPECT_LE(now, after);
+}
+
+TEST(Calendar, HasItsNthWeekdays) {
+  const auto day = [](std::int32_t month, std::int32_t n, std::int32_t weekday) {
+    return VqDecodeDateTime(VqNthWeekday(2026, month, n, weekday)).Day;
+  };
+  EXPECT_EQ(day(3, 1, 0), 1);
+  EXPECT_EQ(day(3, 2, 0), 8);
+  EXPECT_EQ(day(3, 4, 0), 22);
+  EXPECT_EQ(day(3, 5, 0), 29) << "the fifth";
+  EXPECT_EQ(day(10, 5, 0), 25) << "the last, which is the fourth";
+  EXPECT_EQ(day(2, 5, 6), 28);
+  EXPECT_EQ(day(3, 1, 6), 7);
+  for (const auto& [month, n, weekday] : {std::tuple{0, 1, 0}, {13, 1, 0}, {1, 0, 0}, {1, 6, 0}, {1, 1, -1}, {1, 1, 7}})
+    EXPECT_THROW(VqNthWeekday(2026, month, n, weekday), EConvertError);
 }
 
 }  // namespace

@@ -461,6 +461,78 @@ TEST(ZoneNames, HaveOffsetsAtATime) {
   EXPECT_THROW(VqUtcOffsetMinutes("Europe/Berlin", 1e9), EConvertError);
 }
 
+// ---- The rule of a year
+
+/// "bias standard-date daylight-date daylight-bias" of a zone at a time.
+std::string RuleOf(const std::string& zone, TDateTime at) {
+  TVqTimeZoneSource source;
+  source.TZ = zone;
+  const TVqTimeZoneInfo info = VqTimeZoneInfo(source, at);
+  const auto date = [](TDateTime value) {
+    if (value == TDateTime(0)) return std::string("-");
+    const TVqDateTimeParts parts = VqDecodeDateTime(value);
+    return Format("%.4d-%.2d-%.2d %.2d:%.2d", {parts.Year, parts.Month, parts.Day, parts.Hour, parts.Minute}).utf8();
+  };
+  return std::to_string(info.Bias) + " " + date(info.StandardDate) + " " + date(info.DaylightDate) + " " +
+         std::to_string(info.DaylightBias);
+}
+
+TEST(ZoneRule, HasTheChangesOfTheYearAsTheClockShowsThem) {
+  EXPECT_EQ(RuleOf("Europe/Berlin", kSummer), "-60 2024-10-27 03:00 2024-03-31 02:00 -60");
+  EXPECT_EQ(RuleOf("Europe/Berlin", kWinter), "-60 2024-10-27 03:00 2024-03-31 02:00 -60");
+  EXPECT_EQ(RuleOf("America/New_York", kWinter), "300 2024-11-03 02:00 2024-03-10 02:00 -60");
+  EXPECT_EQ(RuleOf("America/St_Johns", kWinter), "210 2024-11-03 02:00 2024-03-10 02:00 -60");
+}
+
+TEST(ZoneRule, OfTheSouthernHemisphereBeginsAndEndsTheYearInSummer) {
+  EXPECT_EQ(RuleOf("Australia/Sydney", kWinter), "-600 2024-04-07 03:00 2024-10-06 02:00 -60");
+  EXPECT_EQ(RuleOf("Australia/Lord_Howe", kWinter), "-630 2024-04-07 02:00 2024-10-06 02:00 -30");
+  EXPECT_EQ(RuleOf("Pacific/Auckland", kWinter), "-720 2024-04-07 03:00 2024-09-29 02:00 -60");
+}
+
+TEST(ZoneRule, OfAZoneThatNeverChangesHasNoDates) {
+  EXPECT_EQ(RuleOf("UTC", kSummer), "0 - - 0");
+  EXPECT_EQ(RuleOf("Asia/Kolkata", kSummer), "-330 - - 0");
+  EXPECT_EQ(RuleOf("<-0030>0:30", kSummer), "30 - - 0");
+}
+
+TEST(ZoneRule, OfAYearInWhichAZoneMovedForGoodHasNoDates) {
+  const TDateTime before = VqEncodeDate(2011, 12, 1);
+  EXPECT_EQ(RuleOf("Asia/Manila", before), "-480 - - 0");
+  // Moscow gave summer time up in 2011, by keeping it.
+  EXPECT_EQ(RuleOf("Europe/Moscow", before), "-240 - - 0");
+}
+
+TEST(ZoneRule, ComesOfARuleInTheVariable) {
+  EXPECT_EQ(RuleOf("CET-1CEST,M3.5.0,M10.5.0/3", kWinter), "-60 2024-10-27 03:00 2024-03-31 02:00 -60");
+}
+
+TEST(ZoneRule, ComesOfTheCLibraryWhereAZoneHasNoName) {
+  TVqTimeZoneSource source;
+  source.TZ = "no/such/zone";
+  // Summer time from the 100th to the 200th day of the year.
+  source.Library = [](TDateTime utc) {
+    const double day = double(utc) - double(VqEncodeDate(2024, 1, 1));
+    const bool summer = day >= 100 && day < 200;
+    return TVqZoneOffsets{135, summer ? 195 : 135, true};
+  };
+  const TVqTimeZoneInfo info = VqTimeZoneInfo(source, kWinter);
+  EXPECT_EQ(info.Bias, -135);
+  EXPECT_EQ(info.DaylightBias, -60);
+  EXPECT_EQ(double(info.DaylightDate), double(VqEncodeDateTime({2024, 4, 10, 2, 15})));
+  EXPECT_EQ(double(info.StandardDate), double(VqEncodeDateTime({2024, 7, 19, 3, 15})));
+}
+
+TEST(ZoneRule, OfThisMachineIsThatOfItsVariable) {
+  const auto look = [] {
+    const TVqTimeZoneInfo info = VqTimeZoneInfo();
+    return std::to_string(info.Bias) + " " + std::to_string(info.DaylightBias) + " " +
+           std::to_string(VqDecodeDateTime(info.DaylightDate).Month);
+  };
+  EXPECT_EQ(InChild("Europe/Berlin", look), "-60 -60 3");
+  EXPECT_EQ(InChild("Australia/Sydney", look), "-600 -60 10");
+}
+
 }  // namespace
 }  // namespace velmore
 #endif

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/xml/uVqCodePages.h"
 #include "platform/xml/uVqXMLDOM.h"
 
 namespace velmore {
@@ -81,6 +82,56 @@ TEST(Attributes, AbsentOneIsTheNumberZeroAndNoFailure) {
   EXPECT_THROW(element.GetAttributeAsInteger("text"), EConvertError);
   EXPECT_EQ(element.GetAttributeNode("made", kSelectCreate).GetText(), "");
   EXPECT_TRUE(element.HasAttribute("made"));
+}
+
+// ---- What bytes tell of their code page
+
+std::int32_t CodePageOf(const std::string& bytes, std::uint64_t position = 0) {
+  TVqMemoryStream stream(bytes);
+  stream.SetPosition(position);
+  const std::int32_t codePage = VqGetCodePage(stream);
+  EXPECT_EQ(stream.GetPosition(), position);
+  return codePage;
+}
+
+TEST(CodePageOfAStream, IsToldByItsMark) {
+  EXPECT_EQ(CodePageOf("\xEF\xBB\xBF<a/>"), kVqCodePageUtf8);
+  EXPECT_EQ(CodePageOf(std::string("\xFF\xFE<\0", 4)), kVqCodePageUtf16LE);
+  EXPECT_EQ(CodePageOf(std::string("\xFE\xFF\0<", 4)), kVqCodePageUtf16BE);
+  EXPECT_EQ(CodePageOf("\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"iso-8859-1\"?><a/>"), kVqCodePageUtf8);
+}
+
+TEST(CodePageOfAStream, IsToldByHowItSpellsItsFirstCharacter) {
+  EXPECT_EQ(CodePageOf(std::string("<\0a\0", 4)), kVqCodePageUtf16LE);
+  EXPECT_EQ(CodePageOf(std::string("\0<\0a", 4)), kVqCodePageUtf16BE);
+}
+
+TEST(CodePageOfAStream, IsToldByTheDeclaration) {
+  const auto declared = [](const std::string& encoding) {
+    return CodePageOf("<?xml version=\"1.0\" encoding=\"" + encoding + "\"?><a/>");
+  };
+  EXPECT_EQ(declared("utf-8"), kVqCodePageUtf8);
+  EXPECT_EQ(declared("ISO-8859-1"), kVqCodePageLatin1);
+  EXPECT_EQ(declared("windows-1252"), kVqCodePage1252);
+  EXPECT_EQ(declared("us-ascii"), kVqCodePageAscii);
+  EXPECT_EQ(declared("utf-16"), 0) << "which these bytes are not";
+  EXPECT_EQ(declared("nobody-knows-it"), 0);
+}
+
+TEST(CodePageOfAStream, MayBeUntold) {
+  EXPECT_EQ(CodePageOf(""), 0);
+  EXPECT_EQ(CodePageOf("<"), 0);
+  EXPECT_EQ(CodePageOf("<a/>"), 0);
+  EXPECT_EQ(CodePageOf("plain"), 0);
+  EXPECT_EQ(CodePageOf("<?xml version=\"1.0\"?><a/>"), 0);
+  EXPECT_EQ(CodePageOf("<?xml broken"), 0);
+  EXPECT_EQ(CodePageOf("<?xml version=\"1.0\" encoding=\"utf-8" + std::string(1000, ' ')), 0);
+}
+
+TEST(CodePageOfAStream, IsThatOfItsPosition) {
+  EXPECT_EQ(CodePageOf("xx\xEF\xBB\xBF<a/>", 2), kVqCodePageUtf8);
+  EXPECT_EQ(CodePageOf("xx", 2), 0);
+  EXPECT_EQ(CodePageOf("xx", 5), 0);
 }
 
 }  // namespace
