@@ -605,6 +605,20 @@ Id Simulator::Deliver(const std::string& smtp_address, std::string mime) {
   return {mailbox.IdOf(item), mailbox.KeyOf(item)};
 }
 
+void Simulator::SetUserConfiguration(const std::string& smtp_address, const std::string& folder,
+                                     const std::string& name, const std::string& xml_data) {
+  const std::lock_guard lock(impl_->store.mutex);
+  Mailbox& mailbox = impl_->MailboxOf(smtp_address);
+  KeepUserConfiguration(mailbox, FolderByPath(mailbox, folder, true), name, xml_data);
+}
+
+std::vector<std::string> Simulator::SentOutside() const {
+  const std::lock_guard lock(impl_->store.mutex);
+  std::vector<std::string> texts;
+  for (const auto& mime : impl_->store.SentOutside()) texts.push_back(*mime);
+  return texts;
+}
+
 Id Simulator::Touch(const std::string& item_id) {
   const std::lock_guard lock(impl_->store.mutex);
   const auto [mailbox, item] = impl_->ItemOf(item_id);

@@ -78,8 +78,15 @@ class Simulator {
   /// Puts an item into a folder from XML as CreateItem takes it: "<t:Contact>...</t:Contact>" with the prefix t bound
   /// to the types namespace by the simulator.
   Id AddItem(const std::string& smtp_address, const std::string& folder, const std::string& xml);
+  /// Sets a user configuration of a folder, such as the list of categories ("calendar", "CategoryList"), to these
+  /// bytes.
+  void SetUserConfiguration(const std::string& smtp_address, const std::string& folder, const std::string& name,
+                            const std::string& xml_data);
   /// Delivers a MIME message to the inbox as if it came from outside: received now, unread.
   Id Deliver(const std::string& smtp_address, std::string mime);
+  /// What was sent to addresses that have no mailbox here, as MIME texts without their blind copies, oldest first; of
+  /// the last thousand messages.
+  std::vector<std::string> SentOutside() const;
   /// Changes an item behind the back of the client under test: its change key moves. Throws when there is no such item.
   Id Touch(const std::string& item_id);
   /// Number of items in a folder; 0 when there is no such folder.

@@ -170,6 +170,7 @@ struct Mailbox {
   std::unordered_map<std::string, std::shared_ptr<Item>> items;
   std::map<std::string, std::string> distinguished;  // name to entry id
   std::map<std::string, Access> access;              // to the whole mailbox, by SMTP address in lower case
+  std::map<std::string, Element> settings;           // of services, by the name of their element: out of office
   std::uint64_t last_change = 100;
   std::uint64_t last_number = 1000;
   std::vector<Tombstone> tombstones;                // oldest first
@@ -255,6 +256,10 @@ class Store {
   Rights AccessTo(const Mailbox& mailbox, const Folder& folder, const User& user) const;
   const std::vector<std::unique_ptr<Mailbox>>& Mailboxes() const { return mailboxes_; }
 
+  /// Keeps what goes to an address that has no mailbox here; the oldest goes first when there is too much of it.
+  void SendOutside(std::shared_ptr<const std::string> mime);
+  const std::vector<std::shared_ptr<const std::string>>& SentOutside() const { return sent_outside_; }
+
   std::vector<DirectoryContact> contacts;
   std::vector<DirectoryList> lists;
   int server_version = 0;
@@ -262,6 +267,7 @@ class Store {
  private:
   void MakeFolders(Mailbox& mailbox) const;
   Observers observers_;
+  std::vector<std::shared_ptr<const std::string>> sent_outside_;  // MIME texts, oldest first
   std::vector<std::unique_ptr<Mailbox>> mailboxes_;
   std::vector<std::unique_ptr<Mailbox>> archives_;
   std::unique_ptr<Mailbox> public_folders_;

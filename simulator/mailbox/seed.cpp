@@ -166,10 +166,32 @@ void CheckKeys(const Json& json, const std::string& where, std::initializer_list
       throw OptionError(where + " has an unknown key \"" + key + "\".");
 }
 
+DeliveryRules ReadRules(const Json& entry, const std::string& where) {
+  DeliveryRules rules;
+  const Json json = entry.value("delivery", Json::object());
+  CheckKeys(json, where, {"mailTip", "moderated", "acceptsFrom", "maxMessageBytes"});
+  rules.mail_tip = json.value("mailTip", std::string());
+  rules.moderated = json.value("moderated", false);
+  rules.accepts_from = json.value("acceptsFrom", std::vector<std::string>());
+  rules.max_message_bytes = json.value("maxMessageBytes", std::uint64_t{0});
+  return rules;
+}
+
+WorkHours ReadWorkHours(const Json& entry, const std::string& where) {
+  WorkHours hours;
+  const Json json = entry.value("workHours", Json::object());
+  CheckKeys(json, where, {"days", "start", "end", "bias"});
+  hours.days = json.value("days", hours.days);
+  hours.start = json.value("start", hours.start);
+  hours.end = json.value("end", hours.end);
+  hours.bias = json.value("bias", hours.bias);
+  return hours;
+}
+
 void ReadUser(const Json& entry, const std::string& where, Options& options) {
-  CheckKeys(
-      entry, where,
-      {"name", "smtp", "displayName", "password", "mayImpersonate", "archive", "quota", "access", "fill", "site"});
+  CheckKeys(entry, where,
+            {"name", "smtp", "displayName", "password", "mayImpersonate", "archive", "quota", "access", "fill", "room",
+             "delivery", "workHours", "photo", "site"});
   User user;
   user.name = entry.at("name").get<std::string>();
   user.smtp_address = entry.at("smtp").get<std::string>();
@@ -179,6 +201,12 @@ void ReadUser(const Json& entry, const std::string& where, Options& options) {
   user.archive = entry.value("archive", false);
   user.quota_bytes = entry.value("quota", std::uint64_t{0});
   user.site = entry.value("site", std::string());
+  user.room = entry.value("room", false);
+  user.delivery = ReadRules(entry, where);
+  user.work_hours = ReadWorkHours(entry, where);
+  // A file beside this one, or a picture that is made up.
+  user.photo = entry.value("photo", std::string());
+  if (!user.photo.empty() && user.photo != "painted") user.photo = ReadFile(fs::path(where).parent_path() / user.photo);
   for (const Json& grant : entry.value("access", Json::array()))
     user.grants.push_back({grant.at("mailbox").get<std::string>(), grant.value("folder", std::string()),
                            AccessNamed(grant.value("rights", std::string("reviewer")))});
@@ -228,7 +256,7 @@ void ReadSettings(const fs::path& path, Options& options) {
   const std::string where = path.string();
   try {
     CheckKeys(json, where,
-              {"note", "version", "domains", "users", "rooms", "lists", "directory", "fill", "fillSeed",
+              {"note", "version", "domains", "users", "rooms", "roomLists", "lists", "directory", "fill", "fillSeed",
                "authentication", "keytab", "ntlmUsers", "requireBinding", "externalUrl", "redirects"});
     for (const Json& entry : json.value("users", Json::array())) ReadUser(entry, where, options);
     for (const Json& room : json.value("rooms", Json::array())) {
@@ -237,16 +265,21 @@ void ReadSettings(const fs::path& path, Options& options) {
       ReadUser({{"name", smtp.substr(0, smtp.find('@'))},
                 {"smtp", smtp},
                 {"displayName", room.value("displayName", smtp)},
-                {"password", NewGuid()}},
+                {"password", NewGuid()},
+                {"room", true}},
                where, options);
     }
+    for (const Json& entry : json.value("roomLists", Json::array()))
+      options.lists.push_back({entry.at("smtp").get<std::string>(),
+                               entry.value("displayName", entry.at("smtp").get<std::string>()),
+                               entry.value("rooms", std::vector<std::string>()), true});
     for (const Json& entry : json.value("directory", Json::array()))
       options.directory.push_back(
           {entry.at("smtp").get<std::string>(), entry.value("displayName", entry.at("smtp").get<std::string>())});
     for (const Json& entry : json.value("lists", Json::array()))
       options.lists.push_back({entry.at("smtp").get<std::string>(),
                                entry.value("displayName", entry.at("smtp").get<std::string>()),
-                               entry.value("members", std::vector<std::string>())});
+                               entry.value("members", std::vector<std::string>()), false, ReadRules(entry, where)});
     for (const Json& entry : json.value("fill", Json::array()))
       options.fills.push_back({entry.at("mailbox").get<std::string>(), entry.value("folder", std::string("inbox")),
                                entry.at("count").get<std::size_t>()});

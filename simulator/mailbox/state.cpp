@@ -248,6 +248,25 @@ Json PackFolder(const Folder& folder) {
   return json;
 }
 
+Json PackRules(const DeliveryRules& rules) {
+  Json json{{"tip", Pack(rules.mail_tip)},
+            {"moderated", rules.moderated},
+            {"from", Json::array()},
+            {"max", rules.max_message_bytes}};
+  for (const std::string& address : rules.accepts_from) json["from"].push_back(Pack(address));
+  return json;
+}
+
+DeliveryRules UnpackRules(const Json& json) {
+  DeliveryRules rules;
+  if (!json.is_object()) return rules;
+  rules.mail_tip = Unpack(json.at("tip"));
+  rules.moderated = json.at("moderated").get<bool>();
+  for (const Json& address : json.at("from")) rules.accepts_from.push_back(Unpack(address));
+  rules.max_message_bytes = json.at("max").get<std::uint64_t>();
+  return rules;
+}
+
 Json PackMailbox(const Mailbox& mailbox) {
   Json json{{"name", Pack(mailbox.owner.name)},
             {"smtp", Pack(mailbox.owner.smtp_address)},
@@ -257,9 +276,16 @@ Json PackMailbox(const Mailbox& mailbox) {
             {"archive", mailbox.owner.archive},
             {"quota", mailbox.owner.quota_bytes},
             {"site", Pack(mailbox.owner.site)},
+            {"room", mailbox.owner.room},
+            {"delivery", PackRules(mailbox.owner.delivery)},
+            {"work",
+             {Pack(mailbox.owner.work_hours.days), mailbox.owner.work_hours.start, mailbox.owner.work_hours.end,
+              mailbox.owner.work_hours.bias}},
+            {"photo", Pack(mailbox.owner.photo)},
             {"guid", mailbox.guid},
             {"root", Pack(mailbox.root)},
             {"access", PackAccess(mailbox.access)},
+            {"settings", Json::object()},
             {"lastChange", mailbox.last_change},
             {"lastNumber", mailbox.last_number},
             {"tombstones", Json::array()},
@@ -269,6 +295,7 @@ Json PackMailbox(const Mailbox& mailbox) {
             {"folders", Json::array()}};
   for (const Grant& grant : mailbox.owner.grants)
     json["grants"].push_back({Pack(grant.mailbox), Pack(grant.folder), static_cast<int>(grant.access)});
+  for (const auto& [name, setting] : mailbox.settings) json["settings"][name] = PackElement(setting);
   for (const Tombstone& stone : mailbox.tombstones)
     json["tombstones"].push_back({stone.change, stone.born, stone.of_folder, Pack(stone.folder), stone.id, stone.key});
   for (const Element& delegate : mailbox.delegates) json["delegates"].push_back(PackElement(delegate));
@@ -286,9 +313,17 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
   mailbox->owner.archive = json.value("archive", false);
   mailbox->owner.quota_bytes = json.value("quota", std::uint64_t{0});
   if (json.contains("site")) mailbox->owner.site = Unpack(json.at("site"));
+  mailbox->owner.room = json.value("room", false);
+  mailbox->owner.delivery = UnpackRules(json.value("delivery", Json()));
+  if (json.contains("work"))
+    mailbox->owner.work_hours = {Unpack(json["work"].at(0)), json["work"].at(1).get<int>(),
+                                 json["work"].at(2).get<int>(), json["work"].at(3).get<int>()};
+  if (json.contains("photo")) mailbox->owner.photo = Unpack(json["photo"]);
   mailbox->guid = json.at("guid").get<std::string>();
   mailbox->root = Unpack(json.at("root"));
   mailbox->access = UnpackAccess(json.at("access"));
+  const Json settings = json.value("settings", Json::object());
+  for (const auto& [name, setting] : settings.items()) mailbox->settings.emplace(name, UnpackElement(setting));
   mailbox->last_change = json.at("lastChange").get<std::uint64_t>();
   mailbox->last_number = json.at("lastNumber").get<std::uint64_t>();
   for (const Json& grant : json.at("grants"))

@@ -134,6 +134,12 @@ void Store::RestorePublicFolders(std::unique_ptr<Mailbox> mailbox) {
   public_folders_ = std::move(mailbox);
 }
 
+void Store::SendOutside(std::shared_ptr<const std::string> mime) {
+  constexpr std::size_t kKept = 1000;
+  if (sent_outside_.size() == kKept) sent_outside_.erase(sent_outside_.begin());
+  sent_outside_.push_back(std::move(mime));
+}
+
 Mailbox& Store::AddMailbox(const User& user) {
   if (user.smtp_address.find('@') == std::string::npos)
     throw OptionError("The address of a user must be an SMTP address: \"" + user.smtp_address + "\".");

@@ -54,6 +54,13 @@ constexpr OperationRow kOperations[] = {
     {"RemoveDelegate", RemoveDelegate, kExchange2007Sp1},
     {"ExpandDL", ExpandDL, 0},
     {"ArchiveItem", ArchiveItem, kExchange2013},
+    {"GetUserOofSettingsRequest", GetUserOofSettings, 0},
+    {"SetUserOofSettingsRequest", SetUserOofSettings, 0},
+    {"GetMailTips", GetMailTips, kExchange2010},
+    {"GetUserAvailabilityRequest", GetUserAvailability, 0},
+    {"GetRoomLists", GetRoomLists, kExchange2010},
+    {"GetRooms", GetRooms, kExchange2010},
+    {"GetUserPhoto", GetUserPhoto, kExchange2013},
     {"ExportItems", ExportItems, kExchange2010Sp1},
     {"UploadItems", UploadItems, kExchange2010Sp1},
 };
@@ -88,7 +95,6 @@ constexpr const char* kOthers[] = {"AddDistributionGroupToImList",
                                    "GetImItemList",
                                    "GetImItems",
                                    "GetInboxRules",
-                                   "GetMailTips",
                                    "GetMessageTrackingReport",
                                    "GetNonIndexableItemDetails",
                                    "GetNonIndexableItemStatistics",
@@ -96,16 +102,11 @@ constexpr const char* kOthers[] = {"AddDistributionGroupToImList",
                                    "GetPersona",
                                    "GetPhoneCallInformation",
                                    "GetReminders",
-                                   "GetRoomLists",
-                                   "GetRooms",
                                    "GetSearchSuggestions",
                                    "GetSearchableMailboxes",
                                    "GetServiceConfiguration",
                                    "GetSharingFolder",
                                    "GetSharingMetadata",
-                                   "GetUserAvailabilityRequest",
-                                   "GetUserOofSettingsRequest",
-                                   "GetUserPhoto",
                                    "GetUserRetentionPolicyTags",
                                    "HideTag",
                                    "InstallApp",
@@ -123,7 +124,6 @@ constexpr const char* kOthers[] = {"AddDistributionGroupToImList",
                                    "SetImGroup",
                                    "SetImListMigrationCompleted",
                                    "SetTeamMailbox",
-                                   "SetUserOofSettingsRequest",
                                    "SetUserPhoto",
                                    "StartSearchSession",
                                    "UninstallApp",
@@ -220,6 +220,22 @@ Element RespondOnce(const char* operation, const std::function<std::vector<Eleme
         return list;
       }(),
       [&](const Element&) { return once(); }, when_failed);
+}
+
+bool IsBareMessage(std::string_view operation) {
+  static constexpr std::string_view kBare[] = {"GetRoomLists", "GetRooms", "GetUserPhoto"};
+  return std::find(std::begin(kBare), std::end(kBare), operation) != std::end(kBare);
+}
+
+Element RespondBare(const char* operation, const std::function<std::vector<Element>()>& once) {
+  Element response;
+  try {
+    response = SuccessMessage(operation, once());
+  } catch (const EwsError& error) {
+    response = ErrorMessage(operation, error);
+  }
+  response.name = std::string(operation) + "Response";
+  return response;
 }
 
 Place LocateFolder(Context& context, const Element& id) {

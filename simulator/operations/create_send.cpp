@@ -32,8 +32,13 @@ std::string DomainOf(const std::string& address) {
   return at == std::string::npos ? std::string() : Lower(address.substr(at + 1));
 }
 
+bool Takes(const DeliveryRules& rules, const std::string& sender, std::size_t bytes) {
+  return !IsRestricted(rules, sender) && (rules.max_message_bytes == 0 || bytes <= rules.max_message_bytes);
+}
+
 /// Tells the sender of a local address that nobody has.
-void ReturnUndelivered(Context& context, const Item& sent, const std::string& address) {
+void ReturnUndelivered(Context& context, const Item& sent, const std::string& address,
+                       const std::string& reason = "The e-mail address you entered couldn't be found.") {
   if (context.home == nullptr) return;
   const std::string mime = "From: Microsoft Outlook <postmaster@" + DomainOf(context.user.smtp_address) +
                            ">\r\nTo: " + context.user.smtp_address +
@@ -41,7 +46,7 @@ void ReturnUndelivered(Context& context, const Item& sent, const std::string& ad
                            "\r\nMessage-ID: <" + NewGuid() + "@" + DomainOf(context.user.smtp_address) +
                            ">\r\nMIME-Version: 1.0\r\nContent-Type: text/plain; charset=us-ascii\r\n\r\nDelivery has "
                            "failed to these recipients:\r\n\r\n" +
-                           address + "\r\nThe e-mail address you entered couldn't be found.\r\n";
+                           address + "\r\n" + reason + "\r\n";
   auto report = ImportMime(std::make_shared<const std::string>(mime), Now());
   report->Set("ItemClass", "REPORT.IPM.Note.NDR");
   DeliverTo(context.store, *context.home, std::move(report), ServerName(context.store.server_version));
@@ -107,6 +112,7 @@ Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, cons
   }
   Item& delivered = mailbox.Deliver(std::move(item));
   AttendTo(mailbox, delivered);
+  AnswerForAway(store, mailbox, delivered);
   return delivered;
 }
 
@@ -165,6 +171,10 @@ void Send(Context& context, Item& item, bool on_behalf) {
       continue;
     }
     if (Mailbox* mailbox = context.store.ByAddress(address)) {
+      if (!Takes(mailbox->owner.delivery, context.user.smtp_address, item.Size())) {
+        ReturnUndelivered(context, item, address, "The recipient does not take this message.");
+        continue;
+      }
       auto delivered = Copy(item);
       delivered->Remove("AnswersItem");
       delivered->Remove("AnswersBy");
@@ -179,12 +189,13 @@ void Send(Context& context, Item& item, bool on_behalf) {
     const bool known =
         std::any_of(context.store.contacts.begin(), context.store.contacts.end(),
                     [&](const DirectoryContact& contact) { return SameText(contact.smtp_address, address); });
-    const bool local =
-        std::find(context.options.domains.begin(), context.options.domains.end(), DomainOf(address)) !=
-            context.options.domains.end() ||
-        std::any_of(context.store.Mailboxes().begin(), context.store.Mailboxes().end(),
-                    [&](const auto& mailbox) { return DomainOf(mailbox->owner.smtp_address) == DomainOf(address); });
-    if (local && !known) ReturnUndelivered(context, item, address);
+    const bool local = std::find(context.options.domains.begin(), context.options.domains.end(), DomainOf(address)) !=
+                           context.options.domains.end() ||
+                       IsInside(context.store, address);
+    if (local && !known)
+      ReturnUndelivered(context, item, address);
+    else
+      context.store.SendOutside(std::make_shared<const std::string>(BuildMime(item, false)));
   }
   MarkAnswered(context, item);
 }

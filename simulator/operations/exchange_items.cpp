@@ -31,12 +31,34 @@ Configuration Existing(Context& context, const Element& name, Access access) {
   return found;
 }
 
+std::shared_ptr<Item> NewConfiguration(const std::string& name) {
+  auto item = std::make_shared<Item>();
+  item->element = "Message";
+  item->Set("ItemClass", kClass + name);
+  item->Set("Subject", kClass + name);
+  item->SetFlag("IsAssociated", true);
+  return item;
+}
+
 void Take(Item& item, const Element& configuration) {
   for (const char* part : kParts)
     if (const Element* given = configuration.Child(part)) item.Set(*given);
 }
 
 }  // namespace
+
+void KeepUserConfiguration(Mailbox& mailbox, Folder& folder, const std::string& name, const std::string& xml_data) {
+  for (const auto& [number, item] : folder.items) {
+    if (!item->Flag("IsAssociated") || item->Text("ItemClass") != kClass + name) continue;
+    Item changed = *item;
+    changed.Set("XmlData", EncodeBase64(xml_data));
+    mailbox.Replace(*item, std::move(changed), mailbox.owner.display_name);
+    return;
+  }
+  auto item = NewConfiguration(name);
+  item->Set("XmlData", EncodeBase64(xml_data));
+  mailbox.AddItem(folder, std::move(item));
+}
 
 Element CreateUserConfiguration(Context& context, const Element& request) {
   return RespondOnce("CreateUserConfiguration", [&] {
@@ -45,11 +67,7 @@ Element CreateUserConfiguration(Context& context, const Element& request) {
     const Configuration found = Locate(context, name, Access::kAuthor);
     if (found.item != nullptr)
       throw EwsError("ErrorItemSave", "There is a user configuration of this name in the folder already.");
-    auto item = std::make_shared<Item>();
-    item->element = "Message";
-    item->Set("ItemClass", kClass + name.AttributeText("Name"));
-    item->Set("Subject", kClass + name.AttributeText("Name"));
-    item->SetFlag("IsAssociated", true);
+    auto item = NewConfiguration(name.AttributeText("Name"));
     Take(*item, wanted);
     found.place.mailbox->AddItem(*found.place.folder, std::move(item));
     return std::vector<Element>{};

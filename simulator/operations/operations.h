@@ -47,6 +47,10 @@ Element RespondEach(const char* operation, const Element& list,
 /// The same for a single response message.
 Element RespondOnce(const char* operation, const std::function<std::vector<Element>()>& once,
                     const std::vector<Element>& when_failed = {});
+/// m:NAMEResponse that is a response message itself.
+Element RespondBare(const char* operation, const std::function<std::vector<Element>()>& once);
+/// Is the response of an operation a response message itself?
+bool IsBareMessage(std::string_view operation);
 /// m:NAMEResponseMessage of an error.
 Element ErrorMessage(const std::string& operation, const EwsError& error, bool warning = false);
 
@@ -111,7 +115,24 @@ void Refresh(Context& context, Item& item);
 /// Sends a message from the user's mailbox to all its recipients; sets what a sent message has.
 /// With `on_behalf` for whoever stands in From, as delegates may do with meetings.
 void Send(Context& context, Item& item, bool on_behalf = false);
-/// Delivers to one mailbox.
+/// Makes a user configuration of a folder, or replaces it; `xml_data` as bytes.
+void KeepUserConfiguration(Mailbox& mailbox, Folder& folder, const std::string& name, const std::string& xml_data);
+/// Whom an answer goes to: somebody of the organisation, or outside of it one of the mailbox's contacts or anybody.
+enum class Audience { kInside, kKnown, kStranger };
+/// What a mailbox says while its owner is away.
+struct AwayMessage {
+  std::string text;
+  std::optional<Seconds> start, end;  // of a timed absence
+};
+/// Nothing when the owner is not away now, or does not say so to this audience.
+std::optional<AwayMessage> AwayMessageOf(const Mailbox& mailbox, Audience audience);
+/// Is the address of a domain that mailboxes have?
+bool IsInside(const Store& store, std::string_view address);
+/// Does a recipient refuse the mail of this sender?
+bool IsRestricted(const DeliveryRules& rules, const std::string& sender);
+/// Answers the sender of a message that was delivered, once, when the mailbox's owner is away.
+void AnswerForAway(Store& store, Mailbox& mailbox, const Item& item);
+/// Delivers to one mailbox, which answers while its owner is away.
 Item& DeliverTo(Store& store, Mailbox& mailbox, std::shared_ptr<Item> item, const std::string& from_server);
 
 // The operations, by file
@@ -138,6 +159,13 @@ Element AddDelegate(Context&, const Element&);
 Element UpdateDelegate(Context&, const Element&);
 Element RemoveDelegate(Context&, const Element&);
 Element ExpandDL(Context&, const Element&);
+Element GetUserOofSettings(Context&, const Element&);
+Element SetUserOofSettings(Context&, const Element&);
+Element GetMailTips(Context&, const Element&);
+Element GetUserAvailability(Context&, const Element&);
+Element GetRoomLists(Context&, const Element&);
+Element GetRooms(Context&, const Element&);
+Element GetUserPhoto(Context&, const Element&);
 Element ArchiveItem(Context&, const Element&);
 Element ExportItems(Context&, const Element&);
 Element UploadItems(Context&, const Element&);

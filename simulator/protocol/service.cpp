@@ -112,11 +112,15 @@ SoapReply Service::ViolationReply(const std::string& text, unsigned line, unsign
 SoapReply Service::MessageReply(const std::string& operation, const EwsError& error, bool warning) const {
   Element response = Messages(operation + "Response");
   Element message = ErrorMessage(operation, error, warning);
-  if (IsBareResponse(operation)) {
+  if (IsBareMessage(operation)) {
+    message.name = response.name;
+    response = std::move(message);
+  } else if (IsBareResponse(operation)) {
     response.name = operation.substr(0, operation.size() - 7) + "Response";
     message.name = "ResponseMessage";
     response.Add(std::move(message));
   } else {
+    if (operation == "GetMailTips") message.name = "MailTipsResponseMessageType";
     response.Add(Messages("ResponseMessages")).Add(std::move(message));
   }
   response.Set("xmlns:m", kMessagesNamespace).Set("xmlns:t", kTypesNamespace);

@@ -139,6 +139,17 @@ std::string_view DefaultText(std::string_view code) {
       {"ErrorUnableToGetUserOofSettings", "The out-of-office settings cannot be read."},
       {"ErrorNoFolderClassOverride", "The folder class cannot be changed for this type of folder."},
       {"ErrorCannotEmptyFolder", "Emptying this folder is not possible."},
+      {"ErrorInvalidScheduledOofDuration", "The duration of the absence is invalid, or lies in the past."},
+      {"ErrorMailRecipientNotFound", "The mailbox was not found."},
+      {"ErrorInvalidFreeBusyViewType", "The free/busy view type is invalid."},
+      {"ErrorInvalidMergedFreeBusyInterval",
+       "The interval of merged free/busy views must be from 5 to 1440 minutes, and no longer than the time window."},
+      {"ErrorInvalidTimeInterval", "The end of the time window lies before its start."},
+      {"ErrorMailboxDataArrayEmpty", "There is no mailbox in the request."},
+      {"ErrorMailboxDataArrayTooBig", "There are more than 100 mailboxes in the request."},
+      {"ErrorResultSetTooBig", "There are more than 1000 entries in the time window."},
+      {"ErrorTimeIntervalTooBig", "The time window is longer than 62 days."},
+      {"ErrorTimeZone", "The time zone of the request is missing or invalid."},
       {"ErrorManagedFolderNotFound", "The managed folder was not found."},
   };
   for (const auto& [name, text] : kTexts)

@@ -27,6 +27,10 @@ std::vector<std::string> Split(std::string_view text, char separator) {
 Member ParseMember(std::string_view token, Space space) {
   Member member;
   member.space = space;
+  if (token.starts_with('+')) {
+    member.space = Space::kTypes;
+    token.remove_prefix(1);
+  }
   std::size_t end = token.find_first_of("*!:/@");
   member.name = token.substr(0, end);
   token = end == std::string_view::npos ? std::string_view() : token.substr(end);
@@ -252,6 +256,25 @@ bool IsChangeKeyElement(const Element& element) {
   return element.name == "ChangeKey" && element.space == Space::kTypes;
 }
 
+/// A zone without daylight saving has both of its changes in one element; sizes of photos have a capital "X".
+void AcceptServices(Element& element, const SchemaType& type, Schema::Checker& checker) {
+  if (type.name == "ZoneOfRequest") {
+    Element* standard = element.Child("StandardTime");
+    Element* daylight = element.Child("DaylightTime");
+    if (standard == nullptr || daylight == nullptr || standard->children.size() != 10 || !daylight->children.empty())
+      return;
+    daylight->children.assign(standard->children.begin() + 5, standard->children.end());
+    standard->children.resize(5);
+    ++checker.departures["ZoneChangesInOne"];
+  } else if (type.name == "GetUserPhoto") {
+    Element* size = element.Child("SizeRequested");
+    const std::size_t cross = size != nullptr ? size->text.find('X') : std::string::npos;
+    if (cross == std::string::npos) return;
+    size->text[cross] = 'x';
+    ++checker.departures["PhotoSize"];
+  }
+}
+
 }  // namespace
 
 const Member* SchemaType::Find(std::string_view element) const {
@@ -336,6 +359,7 @@ void Schema::CheckElement(Element& element, const SchemaType& type, Checker& che
     element.children.clear();
     ++checker.departures["MailboxItemIdChildren"];
   }
+  if (checker.accept_departures) AcceptServices(element, type, checker);
   CheckAttributes(element, type, checker);
   if (type.model == SchemaType::Model::kChoice)
     CheckChoice(element, type, checker);

@@ -2,6 +2,7 @@
 //
 //   Name[*][!][:Type][/flags][@v]   an element: * may repeat, ! must be there, v the first version (hex digit)
 //   @Name[!][:=A|B]                 an attribute
+//   +Name...                        an element of the types namespace among those of messages
 //   any                             as first token: a choice in any order and number
 //   one                             as first token: exactly one of them
 //   open                            content is not looked at
@@ -150,6 +151,36 @@ const TypeRow kTypeRows[] = {
      "CalendarFolderPermissionLevel:=" DELEGATE_LEVELS " TasksFolderPermissionLevel:=" DELEGATE_LEVELS
      " InboxFolderPermissionLevel:=" DELEGATE_LEVELS " ContactsFolderPermissionLevel:=" DELEGATE_LEVELS
      " NotesFolderPermissionLevel:=" DELEGATE_LEVELS " JournalFolderPermissionLevel:=" DELEGATE_LEVELS},
+    {"GetUserOofSettingsRequest", "", "Mailbox!:PlainAddress"},
+    {"SetUserOofSettingsRequest", "", "Mailbox!:PlainAddress UserOofSettings!:OofSettings"},
+    {"m:GetMailTips", "",
+     "SendingAs!:EmailAddress Recipients!:Recipients MailTipsRequested!:~All|OutOfOfficeMessage|MailboxFullStatus|"
+     "CustomMailTip|ExternalMemberCount|TotalMemberCount|MaxMessageSize|DeliveryRestriction|ModerationStatus|"
+     "InvalidRecipient|Scope|RecipientSuggestions|PreferAccessibleContent"},
+    {"m:GetRoomLists", "", ""},
+    {"m:GetRooms", "", "RoomList!:EmailAddress"},
+    {"m:GetUserPhoto", "",
+     "Email! SizeRequested!:=HR48x48|HR64x64|HR96x96|HR120x120|HR240x240|HR360x360|HR432x432|HR504x504|HR648x648|"
+     "HR1024xN|HR1920xN TypeRequested:=UserPhoto|ProfileHeaderPhoto"},
+    {"m:GetUserAvailabilityRequest", "",
+     "+TimeZone:ZoneOfRequest MailboxDataArray!:MailboxDataArray +FreeBusyViewOptions:FreeBusyViewOptions "
+     "+SuggestionsViewOptions:Open"},
+    {"ZoneOfRequest", "", "Bias!:i StandardTime!:ZoneChange DaylightTime!:ZoneChange"},
+    {"ZoneChange", "", "Bias!:i Time! DayOrder!:i[-32768,32767] Month!:i[-32768,32767] DayOfWeek!:=" DAY_NAMES " Year"},
+    {"MailboxDataArray", "", "MailboxData*:MailboxData"},
+    {"MailboxData", "",
+     "Email!:PlainAddress AttendeeType!:=Organizer|Required|Optional|Room|Resource ExcludeConflicts:b"},
+    {"FreeBusyViewOptions", "",
+     "TimeWindow!:Duration MergedFreeBusyIntervalInMinutes:i "
+     "RequestedView:~None|MergedOnly|FreeBusy|FreeBusyMerged|Detailed|DetailedMerged"},
+    {"PlainAddress", "", "Name Address! RoutingType"},
+    {"OofSettings", "",
+     "OofState!:=Disabled|Enabled|Scheduled ExternalAudience!:=None|Known|All Duration:Duration "
+     "InternalReply:ReplyBody ExternalReply:ReplyBody DeclineMeetingReply:ReplyBody DeclineEventsForScheduledOOF:b "
+     "DeclineAllEventsForScheduledOOF:b CreateOOFEvent:b OOFEventSubject AutoDeclineFutureRequestsWhenOOF:b OOFEventID "
+     "EventsToDeleteIDs:Open"},
+    {"Duration", "", "StartTime!:d EndTime!:d"},
+    {"ReplyBody", "", "Message @lang"},
     {"m:ExpandDL", "", "Mailbox!:EmailAddress"},
     {"m:ArchiveItem", "", "ArchiveSourceFolderId!:TargetFolderId ItemIds!:ItemIds"},
     {"m:ExportItems", "", "ItemIds!:ItemIds"},

@@ -42,7 +42,24 @@ struct Grant {
   Access access = Access::kReviewer;
 };
 
-/// A person with a mailbox.
+/// What a recipient takes, and what mail tips tell of that.
+struct DeliveryRules {
+  std::string mail_tip = {};                   ///< a text of the administrator's
+  bool moderated = false;                      ///< somebody has to approve of messages first; they are delivered here
+  std::vector<std::string> accepts_from = {};  ///< SMTP addresses; mail of others comes back; empty: everybody
+  std::uint64_t max_message_bytes = 0;         ///< larger mail comes back; 0: no limit
+};
+
+/// When somebody works.
+struct WorkHours {
+  std::string days = "Monday Tuesday Wednesday Thursday Friday";  ///< names of the schema, blanks between
+  /// Minutes since midnight.
+  int start = 480;
+  int end = 1020;
+  int bias = 0;  ///< minutes to add to the time there to get UTC
+};
+
+/// A person with a mailbox, or a room.
 struct User {
   std::string name;          ///< log-on name; "DOMAIN\\name" and the SMTP address are accepted as well
   std::string smtp_address;  ///< primary address of the mailbox
@@ -55,6 +72,10 @@ struct User {
   std::uint64_t quota_bytes = 0;   ///< what the mailbox may hold; 0: no limit
   std::string site = {};           ///< what Autodiscover tells as GroupingInformation; empty: the one usual name
   int back_end = 0;                ///< on which the mailbox lives, from 0
+  bool room = false;               ///< stands for a place where people meet
+  DeliveryRules delivery = {};     ///< what mail it takes
+  WorkHours work_hours = {};       ///< told with free and busy times
+  std::string photo = {};          ///< the picture's bytes; "painted": one in the size asked for; empty: none
 };
 
 /// An entry of the directory that has no mailbox here.
@@ -70,6 +91,8 @@ struct DirectoryList {
   std::string smtp_address;
   std::string display_name;
   std::vector<std::string> members = {};  ///< addresses, those of other lists among them
+  bool of_rooms = false;                  ///< told by GetRoomLists
+  DeliveryRules delivery = {};            ///< what mail tips tell of it
 };
 
 /// Items to be made up for a folder, the same ones for the same number.
