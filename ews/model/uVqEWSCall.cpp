@@ -73,22 +73,26 @@ IVqDOMElement TVqEWSCall::FindMade(const IVqDOMElement& AMessage, const string& 
   if (!made.GetAttribute("Id").empty()) return made;
   throw EVqEWSIdNotTold(
       Format("There is no \"%s\" in \"%s\". %s was carried out: what it made is there, and its id is not known.",
-             {made ? APath + "/@Id" : APath, AMessage.GetQualifiedName(), FOperation.Name}));
+             {made ? APath + "/@Id" : APath, AMessage.GetQualifiedName(), Stem()}));
 }
 
 // ---- The answer
 
+string TVqEWSCall::Stem() const {
+  const string name = FOperation.Name;
+  return name.EndsWith(u"Request") ? name.Copy(0, name.Length() - 7) : name;
+}
+
 string TVqEWSCall::MessagesPath() const {
   if (FOperation.Path == TVqEWSAnswerPath::below) return "ResponseMessages";
   const char* body = FOperation.Path == TVqEWSAnswerPath::prefixed ? "/Envelope/Body/m:" : "/Envelope/Body/";
-  const string response = string(body) + FOperation.Name + "Response";
+  const string response = body + Stem() + "Response";
   return FOperation.Path < TVqEWSAnswerPath::single ? response + "/ResponseMessages" : response;
 }
 
 string TVqEWSCall::MessagePath() const {
   if (FOperation.Path == TVqEWSAnswerPath::bare) return MessagesPath();
-  return MessagesPath() + "/" + (FOperation.Path == TVqEWSAnswerPath::single ? "" : FOperation.Name) +
-         "ResponseMessage";
+  return MessagesPath() + "/" + (FOperation.Path == TVqEWSAnswerPath::single ? string() : Stem()) + "ResponseMessage";
 }
 
 IVqDOMElement TVqEWSCall::Select(const string& APath) const try {
@@ -97,7 +101,7 @@ IVqDOMElement TVqEWSCall::Select(const string& APath) const try {
   return FResponse->GetDocument().SelectSingleElement(APath, kSelectRequired);
 } catch (const EVqXMLError& failure) {
   if (EwsOnlyReads(FOperation.Name)) throw;
-  throw EVqEWSUnclearAnswer(Format("%s %s may have been carried out.", {failure.Message(), FOperation.Name}));
+  throw EVqEWSUnclearAnswer(Format("%s %s may have been carried out.", {failure.Message(), Stem()}));
 }
 
 IVqDOMElement TVqEWSCall::Find(const string& APath) const {

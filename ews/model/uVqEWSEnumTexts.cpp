@@ -1,5 +1,6 @@
 // The wire texts of the enumerations that are not part of the types schema, in the order of their values.
 
+#include "ews/model/uVqEWSAvailability.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/model/uVqEWSResolution.h"
 
@@ -28,6 +29,10 @@ VQ_ENUM_TEXTS(TVqEWSRestrictionOperator, "IsEqualTo", "IsNotEqualTo", "IsGreater
 VQ_ENUM_TEXTS(TVqEWSContainmentMode, "FullString", "Prefixed", "Substring", "PrefixOnWords", "ExactPhrase")
 VQ_ENUM_TEXTS(TVqEWSContainmentComparison, "Exact", "IgnoreCase", "IgnoreNonSpacingCharacters",
               "IgnoreCaseAndNonSpacingCharacters")
+VQ_ENUM_TEXTS(TSizeRequested, "HR48x48", "HR64x64", "HR96X96", "HR120X120", "HR240X240", "HR360X360", "HR432X432",
+              "HR504X504", "HR648X648")
+VQ_ENUM_TEXTS(TVqEWSAttendeeType, "Organizer", "Required", "Optional", "Room", "Resource")
+VQ_ENUM_TEXTS(TVqEWSFreeBusyViewType, "None", "MergedOnly", "FreeBusy", "FreeBusyMerged", "Detailed", "DetailedMerged")
 VQ_ENUM_TEXTS(TSearchScope, "ActiveDirectory", "ActiveDirectoryContacts", "Contacts", "ContactsActiveDirectory")
 
 }  // namespace velmore

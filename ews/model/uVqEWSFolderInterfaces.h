@@ -342,7 +342,8 @@ class IVqEWSCalendarFolder : public virtual IVqEWSFolder {
   ~IVqEWSCalendarFolder() = default;
 };
 
-/// The sizes of a user photo. No prefix: the names go on the wire as they stand.
+/// The sizes of a user photo, in pixels. No prefix: the names go on the wire as they stand, with a small "x" in the
+/// first two and a capital one in the others, on purpose; the schema's form has small ones throughout.
 enum TSizeRequested : std::int32_t {
   HR48x48,
   HR64x64,
@@ -354,8 +355,10 @@ enum TSizeRequested : std::int32_t {
   HR504X504,
   HR648X648,
 };
+/// The wire texts, for VqEnumToText and its kin.
+const TVqEnumInfo& VqEnumInfoOf(TSizeRequested) noexcept;
 
-/// The master list of categories of a mailbox. Not part of this version: nothing makes one.
+/// The master list of categories of a mailbox, as it was when it was asked for.
 class IVqEWSCategories : public virtual IVqObject {
  public:
   /// Owned by the list. Raises EListError for a position that does not exist.
@@ -369,8 +372,8 @@ class IVqEWSCategories : public virtual IVqObject {
   ~IVqEWSCategories() = default;
 };
 
-/// The out-of-office settings of a mailbox; changes live in memory until Apply. Not part of this version: nothing makes
-/// one.
+/// The out-of-office settings of a mailbox; changes live in memory until Apply. What the server did not tell reads as
+/// the first value, the zero date or the empty text.
 class IVqEWSOOF : public virtual IVqObject {
  public:
   /// Off, on, or on for a time.
@@ -420,11 +423,20 @@ class IVqEWSMsgStore : public virtual IVqEWSObject {
   virtual TVqRef<IVqEWSFolder> GetFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox) = 0;
   /// Loads an item (two m:GetItem: the first finds its class).
   virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
-  /// These services are not part of this version: each raises EVqNotSupported.
+  /// The master list of categories (m:GetUserConfiguration), asked for anew at each call. Needs Exchange2013: raises a
+  /// plain exception before. Raises EEWSException "ErrorItemNotFound ..." for a mailbox that never had one, EVqXMLError
+  /// for a list that cannot be read, with the reason nested.
   virtual TVqRef<IVqEWSCategories> GetCategories() = 0;
+  /// The lists of rooms of the organisation (m:GetRoomLists). Since Exchange2010. Changes to the result change nothing
+  /// on the server.
   virtual TVqRef<IVqEWSRecipients> GetRoomLists() = 0;
+  /// The rooms of one list (m:GetRooms), by the list's address. Since Exchange2010.
   virtual TVqRef<IVqEWSRecipients> GetRooms(const string& ARoomListEMailAddress) = 0;
+  /// Writes the photo of the mailbox's owner to a stream, at its position, as the server has it: JPEG as a rule
+  /// (m:GetUserPhoto, after what GetIdentity asks). Since Exchange2013. Raises EEWSException when there is none; after
+  /// EConvertError, for a photo that is no base64, the stream may have some of its bytes.
   virtual void GetUserPhoto(TVqStream& APhoto, TSizeRequested ASize) = 0;
+  /// The out-of-office settings (m:GetUserOofSettingsRequest, after what GetIdentity asks). A new object at each call.
   virtual TVqRef<IVqEWSOOF> GetOOF() = 0;
 
  protected:

@@ -281,6 +281,33 @@ void RemoveLateAttachmentMembers(IVqSOAPRequest& request, const IVqDOMElement& m
   }
 }
 
+/// The machine's zone, with its bias in hours -> UTC without daylight saving, so that the window and the entries of the
+/// answer are the times that they say.
+void NameUtc(const IVqDOMElement& method) {
+  const IVqDOMElement zone = method.GetLocalName() == "GetUserAvailabilityRequest"
+                                 ? method.SelectSingleElement("TimeZone", kSelectQuiet)
+                                 : nullptr;
+  if (!zone) return;
+  zone.RemoveAllChildren();
+  zone.AddElement("t:Bias").SetAsInteger(0);
+  for (const char* name : {"t:StandardTime", "t:DaylightTime"}) {
+    const IVqDOMElement change = zone.AddElement(name);
+    for (const auto& [member, value] : {std::pair("t:Bias", "0"),
+                                        {"t:Time", "00:00:00"},
+                                        {"t:DayOrder", "0"},
+                                        {"t:Month", "0"},
+                                        {"t:DayOfWeek", "Sunday"}})
+      change.AddElement(member).SetText(value);
+  }
+}
+
+/// "HR96X96" -> "HR96x96".
+void LowerPhotoSizes(const IVqDOMElement& method) {
+  const IVqDOMElement size =
+      method.GetLocalName() == "GetUserPhoto" ? method.SelectSingleElement("SizeRequested", kSelectQuiet) : nullptr;
+  if (size) size.SetText(size.GetText().Replace(u"X", u"x"));
+}
+
 /// Members that were appended -> their places in the sequence. What the record does not know stays behind them.
 void SortMembers(const IVqDOMElement& element, const TVqXMLSchemaClass& recordClass) {
   struct TChild {
@@ -328,6 +355,8 @@ void EwsToStrictSchema(IVqSOAPRequest& ARequest) {
   TidyMeetingResponses(method);
   TidyNewItems(method);
   DeleteEmptied(method);
+  NameUtc(method);
+  LowerPhotoSizes(method);
   SortItems(method);
 }
 

@@ -7,13 +7,6 @@
 #include "platform/common/uVqSerializer.h"
 
 namespace velmore {
-namespace {
-
-[[noreturn]] void NotPartOfThisVersion(const char* operation) {
-  throw EVqNotSupported(string(operation) + " is not part of this version.");
-}
-
-}  // namespace
 
 TVqEWSMsgStore::TVqEWSMsgStore(TVqEWSBaseSession* ASession, const string& ADisplayName)
     : TVqEWSObject(ASession, true), FDisplayName(ADisplayName) {
@@ -125,24 +118,6 @@ TVqRef<IVqEWSCalendarItem> TVqEWSMsgStore::GetOccurence(const TItemId& AItemId, 
   const IVqDOMElement item = call.SendForItem();
   if (!SameText(item.GetLocalName(), "CalendarItem")) throw EAssertionFailed("Assertion failure (ews/uVqEWSMsgStore)");
   return Supports<IVqEWSCalendarItem>(GetItem(EwsReadId(item.GetFirstChildElement())));
-}
-
-// ---- Services
-
-TVqRef<IVqEWSCategories> TVqEWSMsgStore::GetCategories() {
-  NotPartOfThisVersion("GetCategories");
-}
-TVqRef<IVqEWSRecipients> TVqEWSMsgStore::GetRoomLists() {
-  NotPartOfThisVersion("GetRoomLists");
-}
-TVqRef<IVqEWSRecipients> TVqEWSMsgStore::GetRooms(const string&) {
-  NotPartOfThisVersion("GetRooms");
-}
-void TVqEWSMsgStore::GetUserPhoto(TVqStream&, TSizeRequested) {
-  NotPartOfThisVersion("GetUserPhoto");
-}
-TVqRef<IVqEWSOOF> TVqEWSMsgStore::GetOOF() {
-  NotPartOfThisVersion("GetOOF");
 }
 
 }  // namespace velmore

@@ -48,6 +48,7 @@ class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore, publi
 
   string FDisplayName;
   TVqRef<IVqEWSRecipient> FIdentity;
+  TVqRef<IVqEWSCategories> FCategories;
 };
 
 }  // namespace velmore

@@ -397,17 +397,6 @@ TEST_F(Stores, NothingWorksBeforeLogOn) {
   EXPECT_EQ(Operations(), Names{});
 }
 
-TEST_F(Stores, ServicesThatAreNotThereSaySo) {
-  EXPECT_EQ(MessageOf<EVqException>([&] { Store().GetRoomLists(); }), "GetRoomLists is not part of this version.");
-  EXPECT_EQ(MessageOf<EVqException>([&] { Store().GetRooms("x@example.com"); }),
-            "GetRooms is not part of this version.");
-  EXPECT_EQ(MessageOf<EVqNotSupported>([&] { Store().GetOOF(); }), "GetOOF is not part of this version.");
-  EXPECT_EQ(MessageOf<EVqNotSupported>([&] { Store().GetCategories(); }), "GetCategories is not part of this version.");
-  TVqMemoryStream photo;
-  EXPECT_EQ(MessageOf<EVqNotSupported>([&] { Store().GetUserPhoto(photo, HR48x48); }),
-            "GetUserPhoto is not part of this version.");
-}
-
 // ---- Older servers
 
 class OldStore : public MailboxTest {

@@ -30,7 +30,7 @@ enum class TVqEWSAnswerPath {  // those with "ResponseMessages" first
 
 /// What is to be known of an operation. Its name is enough for most.
 struct TVqEWSOperation {
-  const char* Name;               ///< "GetItem", without a prefix
+  const char* Name;  ///< "GetItem", without a prefix; "GetUserOofSettingsRequest" is answered without "Request"
   const char* ResponseName = "";  ///< "m:GetItemResponse" where the SOAP layer is told; empty for "the first one"
   TVqEWSAnswerPath Path = TVqEWSAnswerPath::plain;
 
@@ -109,6 +109,7 @@ class TVqEWSCall {
 
  private:
   bool WritesChangeKey() const { return FSession.GetServerVersion() > Exchange2013; }
+  string Stem() const;
   string MessagesPath() const;
   string MessagePath() const;
   IVqDOMElement Select(const string& APath) const;
