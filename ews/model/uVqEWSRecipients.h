@@ -74,7 +74,8 @@ class IVqEWSRecipients : public virtual IVqObject {
   ~IVqEWSRecipients() = default;
 };
 
-/// What a store asks of the session about names: recipients without an item, and their completion (m:ResolveNames).
+/// What stores and dialogs ask of the session about names: recipients without an item, and their completion
+/// (m:ResolveNames).
 class IVqEWSNameResolver {
  public:
   /// An empty list, whose tree belongs to no item.
@@ -82,6 +83,8 @@ class IVqEWSNameResolver {
   /// Completes name, address and kind in place (m:ResolveNames); of several candidates it takes one of the user's
   /// contacts, else the first. False, or with `ARaiseError` an EEWSException, when there is none.
   virtual bool ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient, bool ARaiseError) = 0;
+  /// The same for each of a list; once one is not found, those after it are skipped.
+  virtual bool ResolveNames(const TVqRef<IVqEWSRecipients>& ARecipients, bool ARaiseError) = 0;
 
  protected:
   ~IVqEWSNameResolver() = default;

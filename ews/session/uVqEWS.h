@@ -11,11 +11,14 @@
 ///     auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
 
 #include <chrono>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <stop_token>
 
+#include "ews/model/uVqEWSAvailability.h"
 #include "ews/model/uVqEWSBase.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/model/uVqEWSIds.h"
@@ -280,7 +283,35 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// Completes one recipient in place. False, or with `ARaiseError` an EEWSException, when there is no candidate.
   bool ResolveName(const TVqRef<IVqEWSRecipient>& ARecipient, bool ARaiseError) override;
   /// Completes a list of recipients; once one is not found, those after it are skipped.
-  bool ResolveNames(const TVqRef<IVqEWSRecipients>& ARecipients, bool ARaiseError);
+  bool ResolveNames(const TVqRef<IVqEWSRecipients>& ARecipients, bool ARaiseError) override;
+
+  // ---- Free and busy times (m:GetUserAvailabilityRequest) and mail tips (m:GetMailTips)
+
+  /// What calendars tell of a time window, one result a mailbox, in their order. A mailbox that the server refuses is
+  /// not raised: its result has GetHasError. The interval is that of the merged views, in minutes. The misspelling is
+  /// the name.
+  ///
+  /// In the library's own form the request tells the machine's zone in hours where servers expect minutes, so that
+  /// windows and entries are shifted; with StrictSchema they are UTC, as every TDateTime is. Programs set StrictSchema:
+  /// see docs/guide/availability.md.
+  ///
+  /// Raises EEWSException when the server does not tell of every mailbox.
+  TVqRef<IVqEWSUserAvailability> GetUserAvailibility(const TVqEWSMailboxData& AMailboxData, TDateTime AStartTime,
+                                                     TDateTime AEndTime, std::int32_t AMergedFreeBusyIntervalInMinutes,
+                                                     TVqEWSFreeBusyViewType ARequestedView);
+  std::vector<TVqRef<IVqEWSUserAvailability>> GetUserAvailibility(std::span<const TVqEWSMailboxData> AMailboxes,
+                                                                  TDateTime AStartTime, TDateTime AEndTime,
+                                                                  std::int32_t AMergedFreeBusyIntervalInMinutes,
+                                                                  TVqEWSFreeBusyViewType ARequestedView);
+  std::vector<TVqRef<IVqEWSUserAvailability>> GetUserAvailibility(const std::list<TVqEWSMailboxData>& AMailboxes,
+                                                                  TDateTime AStartTime, TDateTime AEndTime,
+                                                                  std::int32_t AMergedFreeBusyIntervalInMinutes,
+                                                                  TVqEWSFreeBusyViewType ARequestedView);
+  /// What is worth knowing before one writes to these addresses, in their order; or to one. Since Exchange2010. Opens a
+  /// default store to tell who writes (its GetIdentity asks the server). Raises EEWSException for the first address
+  /// that the server refuses: then there are no tips at all.
+  TVqRef<IVqEWSMailTips> GetMailTips(const string& AMailbox);
+  std::vector<TVqRef<IVqEWSMailTips>> GetMailTips(const TVqStrings& AMailboxes);
 
   // ---- Ids (m:ConvertId) and time zones
 

@@ -76,11 +76,27 @@ TEST_F(RoundTrips, OfAStore) {
   Costs("GetItem", {"GetItem", "GetItem"}, [&] { store->GetItem(message); });
   Costs("GetOccurence", {"GetItem", "GetItem", "GetItem"}, [&] { store->GetOccurence(series, 2); });
   TVqMemoryStream photo;
-  Refuses<EVqNotSupported>("GetCategories", kNone, [&] { store->GetCategories(); });
-  Refuses<EVqNotSupported>("GetRoomLists", kNone, [&] { store->GetRoomLists(); });
-  Refuses<EVqNotSupported>("GetRooms", kNone, [&] { store->GetRooms("rooms@example.com"); });
-  Refuses<EVqNotSupported>("GetUserPhoto", kNone, [&] { store->GetUserPhoto(photo, HR48x48); });
-  Refuses<EVqNotSupported>("GetOOF", kNone, [&] { store->GetOOF(); });
+  TVqRef<IVqEWSOOF> oof;
+  Server().SetUserConfiguration(kAlice, "calendar", "CategoryList", "<categories/>");
+  Costs("GetCategories", {"GetUserConfiguration"}, [&] { store->GetCategories(); });
+  Costs("GetCategories, again: nothing is kept", {"GetUserConfiguration"}, [&] { store->GetCategories(); });
+  Costs("GetRoomLists", {"GetRoomLists"}, [&] { store->GetRoomLists(); });
+  Refuses<EEWSException>("GetRooms", {"GetRooms"}, [&] { store->GetRooms("rooms@example.com"); });
+  Refuses<EEWSException>("GetUserPhoto", {"GetUserPhoto"}, [&] { store->GetUserPhoto(photo, HR48x48); });
+  Costs("GetOOF", {"GetUserOofSettingsRequest"}, [&] { oof = store->GetOOF(); });
+  Costs("Apply", {"SetUserOofSettingsRequest"}, [&] { oof->Apply(); });
+  Costs("Clear", {"SetUserOofSettingsRequest"}, [&] { oof->Clear(); });
+}
+
+TEST_F(RoundTrips, OfTheSessionsServices) {
+  Session();
+  const TVqEWSMailboxData alice{kAlice};
+  Costs("GetUserAvailibility", {"GetUserAvailabilityRequest"},
+        [&] { Session().GetUserAvailibility(alice, 46000, 46001, 30, fbvtFreeBusy); });
+  // A store is opened for the address of the sender.
+  Costs("GetMailTips", {"GetFolder", "ConvertId", "ResolveNames", "GetMailTips"}, [&] { Session().GetMailTips(kBob); });
+  Costs("GetMailTips, again", {"GetFolder", "ConvertId", "ResolveNames", "GetMailTips"},
+        [&] { Session().GetMailTips(kBob); });
 }
 
 TEST_F(RoundTrips, OfAnImpersonatingStore) {
