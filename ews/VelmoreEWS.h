@@ -4,6 +4,8 @@
 /// stay out: include the family that you use (uVqEWSPropsFLD.h for FLD_ITEM_SUBJECT, uVqEWSPropsPR.h for PR_SUBJECT,
 /// and so on).
 
+#include "ews/dialogs/uVqEWSAddressbook.h"
+#include "ews/dialogs/uVqEWSFolderDialog.h"
 #include "ews/events/uVqEWSFolderEvents.h"
 #include "ews/idioms/uVqEWSFilters.h"
 #include "ews/idioms/uVqEWSRanges.h"
@@ -14,6 +16,7 @@
 #include "ews/session/uVqEWS.h"
 #include "ews/session/uVqEWSProfileFile.h"
 #include "ews/session/uVqEWSProfileRegistry.h"
+#include "ews/stores/uVqEWSMailboxServices.h"
 #include "ews/values/uVqEWSFields.h"
 #include "ews/values/uVqEWSProperties.h"
 #include "ews/values/uVqEWSStrings.h"
