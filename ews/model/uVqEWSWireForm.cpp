@@ -175,10 +175,12 @@ void MoveRecipientIds(const IVqDOMElement& method) {
 
 /// A recipient that is a name alone has empty elements for what it lacks -> no elements.
 void RemoveEmptyAddresses(const IVqDOMElement& method) {
-  for (const IVqDOMElement& mailbox : method.CreateElementList(".//Mailbox", kSelectQuiet)) {
-    for (const char* name : {"EmailAddress", "RoutingType"}) {
-      const IVqDOMElement child = mailbox.SelectSingleElement(name, kSelectQuiet);
-      if (child && child.GetTextAsUtf8().empty()) mailbox.RemoveChild(child);
+  for (const char* path : {".//Mailbox", "RoomList"}) {
+    for (const IVqDOMElement& mailbox : method.CreateElementList(path, kSelectQuiet)) {
+      for (const char* name : {"EmailAddress", "RoutingType"}) {
+        const IVqDOMElement child = mailbox.SelectSingleElement(name, kSelectQuiet);
+        if (child && child.GetTextAsUtf8().empty()) mailbox.RemoveChild(child);
+      }
     }
   }
 }

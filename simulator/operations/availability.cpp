@@ -239,8 +239,9 @@ Element ViewOf(Context& context, const std::string& address, const Zone& zone, c
     return view;
   }
   const Folder& calendar = *mailbox->Distinguished("calendar");
-  const Rights access = context.store.AccessTo(*mailbox, calendar, context.user);
-  const bool details = window.details && access >= Access::kReviewer;
+  const Rights rights = context.store.AccessTo(*mailbox, calendar, context.user);
+  const bool details = window.details && (rights.Has(Right::kFreeBusyDetails) || rights >= Access::kReviewer);
+  const bool owner = SameText(mailbox->owner.smtp_address, context.user.smtp_address);
   const std::vector<Event> events = EventsOf(*mailbox, window);
   if (window.events && events.size() > kMostEvents) throw EwsError("ErrorResultSetTooBig");
   std::string type = !window.events ? "MergedOnly" : details ? "Detailed" : "FreeBusy";
@@ -249,7 +250,7 @@ Element ViewOf(Context& context, const std::string& address, const Zone& zone, c
   if (window.merged) view.Add("MergedFreeBusy", Merged(events, window));
   if (window.events && !events.empty()) {
     Element& array = view.Add("CalendarEventArray");
-    for (const Event& event : events) array.Add(EventElement(event, zone, details, access == Access::kOwner));
+    for (const Event& event : events) array.Add(EventElement(event, zone, details, owner));
   }
   view.Add(WorkingHoursElement(mailbox->owner.work_hours));
   return view;

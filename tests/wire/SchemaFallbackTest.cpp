@@ -1,6 +1,8 @@
 // A server that refuses the library's own form of a request gets the schema's form, from then on: nothing is lost,
 // nothing is doubled.
 
+#include <cstdlib>
+
 #include "ews/schema/uVqEWSPropsEPR.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "ews/stores/uVqEWSRestrictions.h"
@@ -133,6 +135,31 @@ TEST_P(SchemaFallback, LoadsItems) {
   const auto store = Mailbox();
   EXPECT_EQ(store->GetItem(id)->GetSubject(), "S");
   EXPECT_EQ(Fates("GetItem"), (Late() ? Names{"refused", "taken", "taken"} : Names{"taken", "taken"}));
+}
+
+TEST_P(SchemaFallback, AsksForServices) {
+  if (GetParam() == "Exchange2007") GTEST_SKIP() << "does not tell whose mailbox it is";
+  const std::string before = std::getenv("TZ") ? std::getenv("TZ") : "";
+  ::setenv("TZ", "UTC", 1);
+  const auto store = Prepared([&] {
+    const auto mailbox = Mailbox();
+    mailbox->GetIdentity();
+    return mailbox;
+  });
+  ExpectHealed("GetUserAvailabilityRequest", true,
+               [&] { Session().GetUserAvailibility({kAlice}, 46000, 46001, 30, fbvtFreeBusy); });
+  before.empty() ? ::unsetenv("TZ") : ::setenv("TZ", before.c_str(), 1);
+  ExpectHealed("GetUserOofSettingsRequest", false, [&] { store->GetOOF(); });
+  const auto oof = store->GetOOF();
+  ExpectHealed("SetUserOofSettingsRequest", false, [&] { oof->Apply(); });
+  if (Old()) return;
+  ExpectHealed("GetRoomLists", false, [&] { store->GetRoomLists(); });
+  ExpectHealed("GetMailTips", false, [&] { Session().GetMailTips(kBob); });
+  if (FVersion < "Exchange2013") return;
+  ExpectHealed("GetUserPhoto", true, [&] {
+    TVqMemoryStream photo;
+    EXPECT_EQ(CodeOf([&] { store->GetUserPhoto(photo, HR96X96); }), "ErrorItemNotFound");
+  });
 }
 
 TEST_P(SchemaFallback, AsksForMembersByTheirNames) {

@@ -145,6 +145,27 @@ TEST_P(StrictSchema, SendingInEveryForm) {
   EXPECT_EQ(Server().CountItems(kBob, "inbox"), 4u);
 }
 
+TEST_P(StrictSchema, Services) {
+  Session().GetUserAvailibility(std::vector<TVqEWSMailboxData>{{kAlice}, {kBob, atRoom, true}}, 46000, 46001, 30,
+                                fbvtDetailedMerged);
+  const auto oof = Store().GetOOF();
+  oof->SetState(osScheduled);
+  oof->SetStartTime(70000);
+  oof->SetEndTime(70001);
+  oof->Apply();
+  EXPECT_EQ(Store().GetOOF()->GetEndTime(), TDateTime(70001));
+  oof->Clear();
+  if (std::string(GetParam()) == "Exchange2007_SP1") return;
+  Session().GetMailTips(kBob);
+  Store().GetRoomLists();
+  EXPECT_EQ(CodeOf([&] { Store().GetRooms("none@example.com"); }), "ErrorNameResolutionNoResults");
+  if (std::string(GetParam()) < "Exchange2013") return;
+  TVqMemoryStream photo;
+  for (std::int32_t size = HR48x48; size <= HR648X648; ++size)
+    EXPECT_EQ(CodeOf([&] { Store().GetUserPhoto(photo, static_cast<TSizeRequested>(size)); }), "ErrorItemNotFound");
+  EXPECT_EQ(CodeOf([&] { Store().GetCategories(); }), "ErrorItemNotFound");
+}
+
 TEST_P(StrictSchema, LazyLoading) {
   const auto mail = Mail(AddMessage("S"));
   mail->GetTextBody();

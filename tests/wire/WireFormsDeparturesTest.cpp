@@ -1,5 +1,7 @@
 // Each departure from the published schema: by default to the letter, and what StrictSchema makes of it.
 
+#include <cstdlib>
+
 #include "ews/schema/uVqEWSPropsEPR.h"
 #include "ews/values/uVqEWSFields.h"
 #include "tests/wire/SaveTestSupport.h"
@@ -298,6 +300,51 @@ TEST_F(Departure, IdToConvertHasAnEmptyMailboxOrOneThatCountsForNothing) {
   EXPECT_EQ(convert(), before + "\"/></m:SourceIds>");
   Strict();
   EXPECT_EQ(convert(), before + "nobody@example.com\"/></m:SourceIds>");
+}
+
+TEST_F(Departure, SizeOfAPhotoHasACapitalOrASmallX) {
+  const auto ask = [&](TSizeRequested size) {
+    return Inside("GetUserPhoto", "SizeRequested", [&] {
+      TVqMemoryStream photo;
+      Store().GetUserPhoto(photo, size);
+    });
+  };
+  EXPECT_EQ(ask(HR96X96), "<m:SizeRequested>HR96X96</m:SizeRequested>");
+  EXPECT_EQ(ask(HR648X648), "<m:SizeRequested>HR648X648</m:SizeRequested>");
+  Strict();
+  EXPECT_EQ(ask(HR96X96), "<m:SizeRequested>HR96x96</m:SizeRequested>");
+  EXPECT_EQ(ask(HR648X648), "<m:SizeRequested>HR648x648</m:SizeRequested>");
+  EXPECT_EQ(ask(HR48x48), "<m:SizeRequested>HR48x48</m:SizeRequested>");
+}
+
+TEST_F(Departure, AddressOfAListOfRoomsThatIsEmptyStaysOrGoes) {
+  const auto ask = [&] { return Inside("GetRooms", "RoomList", [&] { Store().GetRooms(""); }); };
+  EXPECT_EQ(ask(), "<m:RoomList><t:EmailAddress/></m:RoomList>");
+  Strict();
+  EXPECT_EQ(ask(), "<m:RoomList/>");
+}
+
+TEST_F(Departure, ZoneOfTheMachineWithoutSummerTimeIsInOneElementOrUtc) {
+  const std::string before = std::getenv("TZ") ? std::getenv("TZ") : "";
+  ::setenv("TZ", "Asia/Kolkata", 1);
+  const auto ask = [&] {
+    return Inside("GetUserAvailabilityRequest", "TimeZone",
+                  [&] { Session().GetUserAvailibility({kAlice}, 46000, 46001, 30, fbvtFreeBusy); });
+  };
+  const std::string own = ask();
+  Strict();
+  const std::string strict = ask();
+  before.empty() ? ::unsetenv("TZ") : ::setenv("TZ", before.c_str(), 1);
+  EXPECT_EQ(own,
+            "<t:TimeZone><t:Bias>5</t:Bias><t:StandardTime><t:Bias>0</t:Bias><t:Time>03:00:00</t:Time><t:DayOrder>5"
+            "</t:DayOrder><t:Month>0</t:Month><t:DayOfWeek>Sunday</t:DayOfWeek><t:Bias>0</t:Bias><t:Time>02:00:00"
+            "</t:Time><t:DayOrder>5</t:DayOrder><t:Month>0</t:Month><t:DayOfWeek>Sunday</t:DayOfWeek></t:StandardTime>"
+            "<t:DaylightTime/></t:TimeZone>");
+  const std::string never =
+      "<t:Bias>0</t:Bias><t:Time>00:00:00</t:Time><t:DayOrder>0</t:DayOrder><t:Month>0</t:Month><t:DayOfWeek>Sunday"
+      "</t:DayOfWeek>";
+  EXPECT_EQ(strict, "<t:TimeZone><t:Bias>0</t:Bias><t:StandardTime>" + never + "</t:StandardTime><t:DaylightTime>" +
+                        never + "</t:DaylightTime></t:TimeZone>");
 }
 
 TEST_F(Departure, WhatHasNoValidFormIsAnErrorOfTheCaller) {

@@ -125,6 +125,9 @@ class TUndo {
       xmlNodeSetName(node, Xml("IndexedFieldURI"));
     }
     if (name == "Mailbox") Mailbox(node);
+    if (name == "RoomList") EmptyAddress(node);
+    if (name == "GetUserAvailabilityRequest") MachineZone(node);
+    if (name == "SizeRequested") PhotoSize(node);
     if (name == "FileAttachment" || name == "ItemAttachment") Attachment(node);
     if (Is(node->parent, "Items") || Is(node->parent, "ItemAttachment")) EmptyMembers(node);
     for (const TNode child : Children(node)) Node(child);
@@ -155,6 +158,27 @@ class TUndo {
         Remove(member);
       }
     }
+  }
+  void EmptyAddress(TNode list) {
+    const TNode address = xmlFirstElementChild(list);
+    if (!address || !IsEmpty(address)) return;
+    ++FDepartures["EmptyAddress"];
+    Remove(address);
+  }
+  /// The machine's zone, which is UTC in the other form.
+  void MachineZone(TNode request) {
+    const TNode zone = xmlFirstElementChild(request);
+    const std::vector<TNode> standard = Children(Children(zone).at(1));
+    if (standard.size() != 5 || TextOf(standard[2]) != "0") ++FDepartures["MachineZone"];
+    Remove(zone);
+  }
+  void PhotoSize(TNode size) {
+    std::string text = TextOf(size);
+    const std::size_t cross = text.find('X');
+    if (cross == std::string::npos) return;
+    ++FDepartures["PhotoSize"];
+    text[cross] = 'x';
+    xmlNodeSetContent(size, Xml(text));
   }
   /// What old servers do not know.
   void Attachment(TNode attachment) {

@@ -27,6 +27,8 @@ simulator::Options OptionsOf(const std::string& version, bool refusing) {
   options.users = {{"alice", kAlice, "Alice Arden", "wonder"}, {"bob", kBob, "Bob Birch", "builder"}};
   options.users.push_back({"service", "service@example.com", "Service", "robot", {}, true});
   options.directory = {{"bobby@example.com", "Bobby Beech"}};
+  options.users[0].photo = "painted";
+  options.lists = {{"rooms@example.com", "Rooms", {kBob}, true}};
   options.accept_departures = !refusing;
   options.keep_exchanges = 100000;
   return options;
@@ -51,6 +53,7 @@ constexpr TVqEWSPropDef kMoment{
 TWireTour::TWireTour(const std::string& version, bool strict, unsigned seed, bool refusing)
     : FRandom(seed), FVersion(version), FStrict(strict), FRefusing(refusing), FServer(OptionsOf(version, refusing)) {
   for (const auto& def : {&kByName, &kByTag, &kBytes, &kMoment}) RegisterProp(def);
+  FServer.SetUserConfiguration(kAlice, "calendar", "CategoryList", "<categories/>");
   FServer.Start();
   GoBy(FServer.HttpUrl());
 }
@@ -329,6 +332,7 @@ void TWireTour::Round() {
       {"Calendar", &TWireTour::Calendar},
       {"Names", &TWireTour::Names},
       {"Ids", &TWireTour::Ids},
+      {"Services", &TWireTour::Services},
       {"NewItems", &TWireTour::NewItems},
       {"OldItems", &TWireTour::OldItems},
       {"OtherKinds", &TWireTour::OtherKinds},
@@ -427,6 +431,40 @@ void TWireTour::Names() {
   FillRecipients(*list);
   list->Add(Address());
   FSession->ResolveNames(list, false);
+}
+
+void TWireTour::Services() {
+  std::vector<TVqEWSMailboxData> people;
+  for (unsigned i = Below(4) + 1; i > 0; --i)
+    people.push_back({Chance() ? string(kAlice) : Address(), static_cast<TVqEWSAttendeeType>(Below(5)), Chance()});
+  const TDateTime start = Time();
+  const auto minutes = static_cast<std::int32_t>(Below(60) + 5);
+  const auto view = static_cast<TVqEWSFreeBusyViewType>(Below(5) + 1);
+  Try("free and busy", [&] { FSession->GetUserAvailibility(people, start, start + 1, minutes, view); });
+  TVqStrings addresses;
+  for (unsigned i = Below(3) + 1; i > 0; --i) addresses.Add(Chance() ? string(kBob) : Address());
+  Try("mail tips", [&] { FSession->GetMailTips(addresses); });
+  Try("room lists", [&] { FStore->GetRoomLists(); });
+  const string list = Chance() ? string("rooms@example.com") : Text();
+  Try("rooms", [&] { FStore->GetRooms(list); });
+  Try("categories", [&] { FStore->GetCategories(); });
+  const auto size = static_cast<TSizeRequested>(Below(static_cast<unsigned>(VqEnumInfoOf(HR48x48).Count)));
+  TVqMemoryStream photo;
+  Try("photo", [&] { FStore->GetUserPhoto(photo, size); });
+  const auto state = static_cast<TOofState>(Below(3));
+  const auto audience = static_cast<TExternalAudience>(Below(3));
+  const string inside = Text(), outside = Text();
+  Try("out of office", [&] {
+    const auto oof = FStore->GetOOF();
+    oof->SetState(state);
+    oof->SetExternalAudience(audience);
+    oof->SetStartTime(VqEncodeDate(2090, 1, 1));
+    oof->SetEndTime(VqEncodeDate(2090, 1, 2));
+    oof->SetInternalReply(inside);
+    oof->SetExternalReply(outside);
+    oof->Apply();
+    oof->Clear();  // or mail would be answered from here on
+  });
 }
 
 void TWireTour::Ids() {

@@ -77,6 +77,7 @@ class TWireTour {
   void Calendar();
   void Names();
   void Ids();
+  void Services();
   void NewItems();
   void OldItems();
   void OtherKinds();
