@@ -20,5 +20,6 @@
 #include "ews/values/uVqEWSFields.h"
 #include "ews/values/uVqEWSProperties.h"
 #include "ews/values/uVqEWSStrings.h"
+#include "platform/common/uVqMainThread.h"
 #include "platform/os/uVqSafeFileName.h"
 #include "platform/soap/uVqSOAPClient.h"
