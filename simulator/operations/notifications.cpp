@@ -90,8 +90,11 @@ Subscriptions::~Subscriptions() {
 
 void Subscriptions::Told(const StoreChange& change) {
   const std::string type = EventName(change.kind);
-  for (auto& [id, subscription] : subscriptions_) {
-    if (subscription.mailbox != change.mailbox.guid || !subscription.types.contains(type)) continue;
+  const auto of_mailbox = by_mailbox_.find(change.mailbox.guid);
+  if (of_mailbox == by_mailbox_.end()) return;
+  for (Subscription* const each : of_mailbox->second) {
+    Subscription& subscription = *each;
+    if (!subscription.types.contains(type)) continue;
     const auto watches = [&](const std::string& folder) { return subscription.folders.contains(folder); };
     const bool told = subscription.all_folders || watches(change.now.parent) || watches(change.before.parent) ||
                       (change.of_folder && watches(change.now.id));
@@ -109,16 +112,28 @@ void Subscriptions::Told(const StoreChange& change) {
 
 void Subscriptions::Expire() {
   const Clock::time_point now = Clock::now();
-  std::erase_if(subscriptions_, [&](const auto& entry) {
-    return entry.second.streams == 0 && now - entry.second.heard > entry.second.lifetime;
-  });
+  if (now - swept_ < std::chrono::seconds(1)) return;
+  swept_ = now;
+  for (auto at = subscriptions_.begin(); at != subscriptions_.end();) {
+    const auto next = std::next(at);
+    if (HasExpired(at->second)) Erase(at);
+    at = next;
+  }
+}
+
+bool Subscriptions::HasExpired(const Subscription& subscription) {
+  return subscription.streams == 0 && Clock::now() - subscription.heard > subscription.lifetime;
+}
+
+void Subscriptions::Erase(std::map<std::string, Subscription>::iterator at) {
+  by_mailbox_[at->second.mailbox].erase(&at->second);
+  --by_account_[at->second.account];
+  subscriptions_.erase(at);
 }
 
 std::string Subscriptions::Add(Subscription subscription) {
   Expire();
-  const auto own = std::count_if(subscriptions_.begin(), subscriptions_.end(),
-                                 [&](const auto& entry) { return entry.second.account == subscription.account; });
-  if (static_cast<std::size_t>(own) >= kMostSubscriptions)
+  if (by_account_[subscription.account] >= kMostSubscriptions)
     throw EwsError("ErrorExceededSubscriptionCount",
                    "You have exceeded the available subscriptions for your account. Remove unnecessary subscriptions "
                    "and try your request again.");
@@ -126,13 +141,19 @@ std::string Subscriptions::Add(Subscription subscription) {
                                  std::to_string(++last_id_));
   subscription.heard = Clock::now();
   std::string id = subscription.id;
-  subscriptions_.emplace(id, std::move(subscription));
+  Subscription& added = subscriptions_.emplace(id, std::move(subscription)).first->second;
+  by_mailbox_[added.mailbox].insert(&added);
+  ++by_account_[added.account];
   return id;
 }
 
 Subscriptions::Subscription& Subscriptions::Get(const std::string& id, const std::string& account, int back_end) {
   Expire();
-  const auto found = subscriptions_.find(id);
+  auto found = subscriptions_.find(id);
+  if (found != subscriptions_.end() && HasExpired(found->second)) {
+    Erase(found);
+    found = subscriptions_.end();
+  }
   // What lives on another back end is known there alone.
   if (found == subscriptions_.end() || found->second.back_end != back_end)
     throw EwsError("ErrorSubscriptionNotFound", "The specified subscription was not found.");
@@ -147,11 +168,12 @@ void Subscriptions::Remove(const std::string& id) {
   const auto found = subscriptions_.find(id);
   if (found == subscriptions_.end()) return;
   ReplyStream* const stream = found->second.stream;
-  subscriptions_.erase(found);
+  Erase(found);
   if (stream != nullptr) stream->Wake();
 }
 
 std::size_t Subscriptions::Count() {
+  swept_ = {};
   Expire();
   return subscriptions_.size();
 }

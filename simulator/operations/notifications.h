@@ -71,12 +71,17 @@ class Subscriptions {
   void Run(ReplyStream& stream, const std::vector<std::string>& ids, std::chrono::milliseconds time,
            const Writer& writer);
   void Expire();
+  static bool HasExpired(const Subscription& subscription);
+  void Erase(std::map<std::string, Subscription>::iterator at);
 
   Store& store_;
   const Options& options_;
   std::uint64_t observer_;
   std::uint64_t last_id_ = 0;
   std::map<std::string, Subscription> subscriptions_;
+  std::map<std::string, std::set<Subscription*>> by_mailbox_;  // so that a change is told to a few of ten thousand
+  std::map<std::string, std::size_t> by_account_;
+  Clock::time_point swept_{};        // when what has expired was last looked for
   std::map<std::string, int> open_;  // streams by user
 };
 
