@@ -49,14 +49,7 @@ void AddressBookWindow::Draw(const std::string& remark) {
 
 std::int32_t AddressBookWindow::ShowModal() {
   std::string remark;
-  const auto attempt = [&](const auto& action) {
-    remark.clear();
-    try {
-      action();
-    } catch (const std::exception& failure) {
-      remark = failure.what();
-    }
-  };
+  const auto attempt = [&](const auto& action) { remark = FailureOf(action); };
   for (;;) {
     Draw(remark);
     const Press press = screen_.Read();

@@ -79,14 +79,8 @@ void FolderWindow::Toggle(bool open) {
 
 std::int32_t FolderWindow::ShowModal() {
   std::string remark;
-  const auto attempt = [&](const auto& action) {
-    remark.clear();
-    try {
-      action();
-    } catch (const std::exception& failure) {
-      remark = failure.what();  // and the tree stays what it was
-    }
-  };
+  // After a failure the tree stays what it was.
+  const auto attempt = [&](const auto& action) { remark = FailureOf(action); };
   attempt([&] { Load(); });
   for (;;) {
     Draw(remark);

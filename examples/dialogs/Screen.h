@@ -2,6 +2,7 @@
 
 // A terminal in full-screen mode, and the few things that both dialogs draw with.
 
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,17 @@ struct Press {
   std::string Character;  // UTF-8, of a character
   bool Is(char c) const { return Kind == Key::character && Character == std::string(1, c); }
 };
+
+/// What an action says when it fails; empty when it does not.
+template <typename TAction>
+std::string FailureOf(TAction action) {
+  try {
+    action();
+    return {};
+  } catch (const std::exception& failure) {
+    return failure.what();
+  }
+}
 
 /// The terminal. One at a time; gives the terminal back at its end.
 class Screen {

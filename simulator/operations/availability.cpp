@@ -1,7 +1,6 @@
 // GetUserAvailability: free and busy times from the calendars of mailboxes.
 
 #include <algorithm>
-#include <set>
 
 #include "simulator/mailbox/recurrence.h"
 #include "simulator/operations/operations.h"
@@ -207,22 +206,6 @@ Element WorkingHoursElement(const WorkHours& hours) {
   return element;
 }
 
-/// Everybody in a list, lists in it included.
-std::vector<const Mailbox*> MembersOf(const Store& store, const DirectoryList& list) {
-  std::vector<const Mailbox*> found;
-  std::set<std::string> seen;
-  std::vector<std::string> open = list.members;
-  while (!open.empty()) {
-    const std::string next = open.back();
-    open.pop_back();
-    if (!seen.insert(Lower(next)).second) continue;
-    if (const Mailbox* mailbox = store.ByAddress(next)) found.push_back(mailbox);
-    for (const DirectoryList& inner : store.lists)
-      if (SameText(inner.smtp_address, next)) open.insert(open.end(), inner.members.begin(), inner.members.end());
-  }
-  return found;
-}
-
 Element ViewOf(Context& context, const std::string& address, const Zone& zone, const Window& window) {
   Element view = Messages("FreeBusyView");
   const Mailbox* mailbox = context.store.ByAddress(address);
@@ -232,8 +215,11 @@ Element ViewOf(Context& context, const std::string& address, const Zone& zone, c
     if (list == context.store.lists.end()) throw EwsError("ErrorMailRecipientNotFound");
     // Of a list only the times are told at which somebody in it is not free.
     std::vector<Event> all;
-    for (const Mailbox* member : MembersOf(context.store, *list))
+    for (const std::string& person : PeopleBehind(context.store, address)) {
+      const Mailbox* member = context.store.ByAddress(person);
+      if (member == nullptr) continue;
       for (Event& event : EventsOf(*member, window)) all.push_back(std::move(event));
+    }
     view.Add("FreeBusyViewType", "MergedOnly");
     view.Add("MergedFreeBusy", Merged(all, window));
     return view;

@@ -1,7 +1,6 @@
 // GetMailTips: what is worth knowing before one writes.
 
 #include <algorithm>
-#include <set>
 
 #include "simulator/mailbox/mime.h"
 #include "simulator/operations/operations.h"
@@ -14,23 +13,6 @@ const DirectoryList* FindList(const Store& store, const std::string& address) {
   const auto list = std::find_if(store.lists.begin(), store.lists.end(),
                                  [&](const DirectoryList& each) { return SameText(each.smtp_address, address); });
   return list != store.lists.end() ? &*list : nullptr;
-}
-
-/// Everybody whom mail to an address goes to, each once.
-std::set<std::string> Members(const Store& store, const std::string& address) {
-  std::set<std::string> people;
-  std::set<std::string> seen;
-  std::vector<std::string> open{address};
-  while (!open.empty()) {
-    const std::string next = open.back();
-    open.pop_back();
-    if (!seen.insert(Lower(next)).second) continue;
-    if (const DirectoryList* list = FindList(store, next))
-      open.insert(open.end(), list->members.begin(), list->members.end());
-    else
-      people.insert(Lower(next));
-  }
-  return people;
 }
 
 bool IsKnown(const Store& store, const std::string& address) {
@@ -73,7 +55,7 @@ Element TipsOf(Context& context, const std::string& sender, const std::string& a
   const DeliveryRules rules = mailbox != nullptr ? mailbox->owner.delivery
                               : list != nullptr  ? list->delivery
                                                  : DeliveryRules();
-  const std::set<std::string> members = Members(store, address);
+  const std::set<std::string> members = PeopleBehind(store, address);
   const auto outside =
       std::count_if(members.begin(), members.end(), [&](const std::string& each) { return !IsInside(store, each); });
 
@@ -101,6 +83,22 @@ Element TipsOf(Context& context, const std::string& sender, const std::string& a
 }
 
 }  // namespace
+
+std::set<std::string> PeopleBehind(const Store& store, const std::string& address) {
+  std::set<std::string> people;
+  std::set<std::string> seen;
+  std::vector<std::string> open{address};
+  while (!open.empty()) {
+    const std::string next = open.back();
+    open.pop_back();
+    if (!seen.insert(Lower(next)).second) continue;
+    if (const DirectoryList* list = FindList(store, next))
+      open.insert(open.end(), list->members.begin(), list->members.end());
+    else
+      people.insert(Lower(next));
+  }
+  return people;
+}
 
 bool IsRestricted(const DeliveryRules& rules, const std::string& sender) {
   return !rules.accepts_from.empty() &&

@@ -5,6 +5,7 @@
 // exception.
 
 #include <functional>
+#include <set>
 #include <string>
 
 #include "simulator/mailbox/model.h"
@@ -128,6 +129,8 @@ struct AwayMessage {
 std::optional<AwayMessage> AwayMessageOf(const Mailbox& mailbox, Audience audience);
 /// Is the address of a domain that mailboxes have?
 bool IsInside(const Store& store, std::string_view address);
+/// Everybody whom mail to an address goes to, in lower case: the members of lists, of those in lists, each once.
+std::set<std::string> PeopleBehind(const Store& store, const std::string& address);
 /// Does a recipient refuse the mail of this sender?
 bool IsRestricted(const DeliveryRules& rules, const std::string& sender);
 /// Answers the sender of a message that was delivered, once, when the mailbox's owner is away.
