@@ -60,9 +60,10 @@ Element TipsOf(Context& context, const std::string& sender, const std::string& a
       std::count_if(members.begin(), members.end(), [&](const std::string& each) { return !IsInside(store, each); });
 
   Element tips = Messages("MailTips");
-  Element recipient = Types("RecipientAddress");
-  recipient.Add("EmailAddress", address);
-  CompleteMailbox(context, recipient);
+  Element recipient = list != nullptr ? MailboxElement(list->display_name, list->smtp_address, "PublicDL") : Types({});
+  if (list == nullptr) recipient.Add("EmailAddress", address);
+  if (list == nullptr) CompleteMailbox(context, recipient);
+  recipient.name = "RecipientAddress";
   tips.Add(std::move(recipient));
   tips.Add("PendingMailTips");
   if (asked("OutOfOfficeMessage")) tips.Add(OutOfOffice(mailbox));
