@@ -222,6 +222,25 @@ TEST_F(OutOfOffice, ATextThatXmlCannotCarryChangesNothing) {
   EXPECT_EQ(oof->GetInternalReply(), "in");
 }
 
+TEST_F(OutOfOffice, OfAnImpersonatingStoreAreAskedForAndSetInItsUsersName) {
+  simulator::User service{"service", "service@example.com", "Service", "robot"};
+  service.may_impersonate = true;
+  Server().AddUser(service);
+  TVqEWSServiceSession session;
+  Configure(session);
+  session.GetCredentials().SetUserName("service");
+  session.GetCredentials().SetPassword("robot");
+  session.SetActive(true);
+  const auto oof = session.OpenMsgStore(kBob)->GetOOF();
+  oof->SetInternalReply("for Bob");
+  oof->Apply();
+  for (const char* operation : {"GetUserOofSettingsRequest", "SetUserOofSettingsRequest"}) {
+    const std::string request = LastExchange(operation).request_body;
+    EXPECT_NE(request.find("<t:PrimarySmtpAddress>bob@example.com</t:PrimarySmtpAddress>"), std::string::npos);
+    EXPECT_NE(request.find("<t:Address>bob@example.com</t:Address>"), std::string::npos);
+  }
+}
+
 // ---- What comes of it
 
 TEST_F(OutOfOffice, EachSenderIsAnsweredOnceUntilTheSettingsAreSetAgain) {
