@@ -114,6 +114,8 @@ void WriteMailbox(const Row& row, Item& item, const std::string& value) {
   Element& mailbox = holder.children.front();
   if (mailbox.Child(row.part) == nullptr) mailbox.children.insert(mailbox.children.begin(), Types(row.part));
   mailbox.Child(row.part)->text = value;
+  // Nobody has the empty address.
+  if (mailbox.ChildText("EmailAddress").empty()) mailbox.Remove("EmailAddress");
   // In the order of the schema, whichever part came first.
   static constexpr std::string_view kOrder = "Name EmailAddress RoutingType MailboxType";
   std::stable_sort(mailbox.children.begin(), mailbox.children.end(),

@@ -194,6 +194,26 @@ Element ErrorMessage(const std::string& operation, const EwsError& error, bool w
   return message;
 }
 
+Element RefusedMessage(const std::string& operation, const EwsError& error, bool warning) {
+  Element message = ErrorMessage(operation, error, warning);
+  // What holds the results of an operation stands there without any, too.
+  static constexpr std::pair<const char*, const char*> kHolders[] = {{"GetItem", "Items"},
+                                                                     {"CreateItem", "Items"},
+                                                                     {"UpdateItem", "Items"},
+                                                                     {"CopyItem", "Items"},
+                                                                     {"MoveItem", "Items"},
+                                                                     {"GetFolder", "Folders"},
+                                                                     {"CreateFolder", "Folders"},
+                                                                     {"UpdateFolder", "Folders"},
+                                                                     {"CopyFolder", "Folders"},
+                                                                     {"MoveFolder", "Folders"},
+                                                                     {"GetAttachment", "Attachments"},
+                                                                     {"CreateAttachment", "Attachments"}};
+  for (const auto& [name, holder] : kHolders)
+    if (operation == name) message.Add(Messages(holder));
+  return message;
+}
+
 Element RespondEach(const char* operation, const Element& list,
                     const std::function<std::vector<Element>(const Element&)>& each,
                     const std::vector<Element>& when_failed) {

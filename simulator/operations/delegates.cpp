@@ -14,11 +14,24 @@ constexpr std::pair<const char*, const char*> kFolders[] = {
     {"InboxFolderPermissionLevel", "inbox"},       {"ContactsFolderPermissionLevel", "contacts"},
     {"NotesFolderPermissionLevel", "notes"},       {"JournalFolderPermissionLevel", "journal"}};
 
+/// The mailbox whose delegates a request is about: that of the user.
 Mailbox& OwnMailbox(Context& context, const Element& request) {
   Mailbox* mailbox = context.store.ByAddress(request.Child("Mailbox")->ChildText("EmailAddress"));
   if (mailbox == nullptr) throw EwsError("ErrorNonExistentMailbox");
   if (!SameText(mailbox->owner.smtp_address, context.user.smtp_address)) throw EwsError("ErrorAccessDenied");
   return *mailbox;
+}
+
+/// What is wrong with the request as a whole stands in the response itself.
+Element WithMailbox(const char* operation, Context& context, const Element& request,
+                    const std::function<Element(Mailbox&)>& each) {
+  try {
+    return each(OwnMailbox(context, request));
+  } catch (const EwsError& error) {
+    Element response = ErrorMessage(operation, error);
+    response.name = std::string(operation) + "Response";
+    return response;
+  }
 }
 
 Element* FindDelegate(Mailbox& mailbox, const User& user) {
@@ -121,50 +134,55 @@ Element Write(Context& context, Mailbox& mailbox, const Element& wanted, bool up
 }  // namespace
 
 Element GetDelegate(Context& context, const Element& request) {
-  Mailbox& mailbox = OwnMailbox(context, request);
-  const bool with_permissions = IsTrue(request.AttributeText("IncludePermissions"));
-  Element users = Types("UserIds");
-  if (const Element* wanted = request.Child("UserIds")) users = *wanted;
-  if (users.children.empty())
-    for (const auto& other : context.store.Mailboxes())
-      if (other.get() != &mailbox && IsDelegate(context, mailbox, other->owner)) users.Add(UserIdElement(other->owner));
-  return Respond(
-      "GetDelegate", users,
-      [&](const Element& id) {
-        const User& user = UserOf(context, id, "ErrorDelegateNoUser");
-        if (&user == &mailbox.owner || !IsDelegate(context, mailbox, user)) throw EwsError("ErrorNotDelegate");
-        return DelegateUser(context, mailbox, user, with_permissions);
-      },
-      mailbox.meeting_delivery);
+  return WithMailbox("GetDelegate", context, request, [&](Mailbox& mailbox) {
+    const bool with_permissions = IsTrue(request.AttributeText("IncludePermissions"));
+    Element users = Types("UserIds");
+    if (const Element* wanted = request.Child("UserIds")) users = *wanted;
+    if (users.children.empty())
+      for (const auto& other : context.store.Mailboxes())
+        if (other.get() != &mailbox && IsDelegate(context, mailbox, other->owner))
+          users.Add(UserIdElement(other->owner));
+    return Respond(
+        "GetDelegate", users,
+        [&](const Element& id) {
+          const User& user = UserOf(context, id, "ErrorDelegateNoUser");
+          if (&user == &mailbox.owner || !IsDelegate(context, mailbox, user)) throw EwsError("ErrorNotDelegate");
+          return DelegateUser(context, mailbox, user, with_permissions);
+        },
+        mailbox.meeting_delivery);
+  });
 }
 
 Element AddDelegate(Context& context, const Element& request) {
-  Mailbox& mailbox = OwnMailbox(context, request);
-  if (const std::string& delivery = request.ChildText("DeliverMeetingRequests"); !delivery.empty())
-    mailbox.meeting_delivery = delivery;
-  return Respond("AddDelegate", *request.Child("DelegateUsers"),
-                 [&](const Element& user) { return Write(context, mailbox, user, false); });
+  return WithMailbox("AddDelegate", context, request, [&](Mailbox& mailbox) {
+    if (const std::string& delivery = request.ChildText("DeliverMeetingRequests"); !delivery.empty())
+      mailbox.meeting_delivery = delivery;
+    return Respond("AddDelegate", *request.Child("DelegateUsers"),
+                   [&](const Element& user) { return Write(context, mailbox, user, false); });
+  });
 }
 
 Element UpdateDelegate(Context& context, const Element& request) {
-  Mailbox& mailbox = OwnMailbox(context, request);
-  if (const std::string& delivery = request.ChildText("DeliverMeetingRequests"); !delivery.empty())
-    mailbox.meeting_delivery = delivery;
-  const Element* users = request.Child("DelegateUsers");
-  return Respond("UpdateDelegate", users != nullptr ? *users : Types("DelegateUsers"),
-                 [&](const Element& user) { return Write(context, mailbox, user, true); });
+  return WithMailbox("UpdateDelegate", context, request, [&](Mailbox& mailbox) {
+    if (const std::string& delivery = request.ChildText("DeliverMeetingRequests"); !delivery.empty())
+      mailbox.meeting_delivery = delivery;
+    const Element* users = request.Child("DelegateUsers");
+    return Respond("UpdateDelegate", users != nullptr ? *users : Types("DelegateUsers"),
+                   [&](const Element& user) { return Write(context, mailbox, user, true); });
+  });
 }
 
 Element RemoveDelegate(Context& context, const Element& request) {
-  Mailbox& mailbox = OwnMailbox(context, request);
-  return Respond("RemoveDelegate", *request.Child("UserIds"), [&](const Element& id) {
-    const User& user = UserOf(context, id, "ErrorDelegateNoUser");
-    if (!IsDelegate(context, mailbox, user)) throw EwsError("ErrorNotDelegate");
-    std::erase_if(mailbox.delegates, [&](const Element& delegate) {
-      return SameText(delegate.Child("UserId")->ChildText("PrimarySmtpAddress"), user.smtp_address);
+  return WithMailbox("RemoveDelegate", context, request, [&](Mailbox& mailbox) {
+    return Respond("RemoveDelegate", *request.Child("UserIds"), [&](const Element& id) {
+      const User& user = UserOf(context, id, "ErrorDelegateNoUser");
+      if (!IsDelegate(context, mailbox, user)) throw EwsError("ErrorNotDelegate");
+      std::erase_if(mailbox.delegates, [&](const Element& delegate) {
+        return SameText(delegate.Child("UserId")->ChildText("PrimarySmtpAddress"), user.smtp_address);
+      });
+      for (const auto& [element, name] : kFolders) SetPermission(*mailbox.Distinguished(name), user, {});
+      return Nothing();
     });
-    for (const auto& [element, name] : kFolders) SetPermission(*mailbox.Distinguished(name), user, {});
-    return Nothing();
   });
 }
 

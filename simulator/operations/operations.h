@@ -54,6 +54,8 @@ Element RespondBare(const char* operation, const std::function<std::vector<Eleme
 bool IsBareMessage(std::string_view operation);
 /// m:NAMEResponseMessage of an error.
 Element ErrorMessage(const std::string& operation, const EwsError& error, bool warning = false);
+/// The same for a request that was refused before it was looked at item by item.
+Element RefusedMessage(const std::string& operation, const EwsError& error, bool warning = false);
 
 // Finding things
 

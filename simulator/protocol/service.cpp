@@ -111,7 +111,7 @@ SoapReply Service::ViolationReply(const std::string& text, unsigned line, unsign
 
 SoapReply Service::MessageReply(const std::string& operation, const EwsError& error, bool warning) const {
   Element response = Messages(operation + "Response");
-  Element message = ErrorMessage(operation, error, warning);
+  Element message = RefusedMessage(operation, error, warning);
   if (IsBareMessage(operation)) {
     message.name = response.name;
     response = std::move(message);

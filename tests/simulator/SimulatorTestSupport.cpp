@@ -3,7 +3,12 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
+#include <memory>
+#include <mutex>
+
+#include "simulator/schema/validator.h"
 
 namespace velmore::simulator::testing {
 
@@ -31,6 +36,19 @@ std::size_t OnHeader(char* data, std::size_t size, std::size_t count, void* user
     (*static_cast<std::map<std::string, std::string>*>(user))[name] = line.substr(std::min(colon + 2, line.size()));
   }
   return size * count;
+}
+
+/// Every answer of the service is what servers publish, where their schema is at hand (VELMORE_EWS_SCHEMA).
+void ExpectValid(const Reply& reply) {
+  static const std::unique_ptr<const Validator> validator = [] {
+    const char* directory = std::getenv("VELMORE_EWS_SCHEMA");
+    return directory != nullptr && *directory != '\0' ? std::make_unique<const Validator>(directory) : nullptr;
+  }();
+  if (validator == nullptr || reply.status != 200 || reply.root.name != "Envelope") return;
+  if (const auto violation = validator->Check(reply.body)) {
+    const std::size_t body = reply.body.find("Body");
+    ADD_FAILURE() << violation->what() << "\n" << reply.body.substr(body == std::string::npos ? 0 : body, 1500);
+  }
 }
 
 }  // namespace
@@ -114,6 +132,7 @@ Reply Client::Perform(const std::string* body) {
   } catch (const XmlError&) {
     reply.root = kNone;
   }
+  ExpectValid(reply);
   return reply;
 }
 
