@@ -121,8 +121,16 @@ void AttendToResponse(Mailbox& mailbox, Item& response) {
   if (const auto original = ParseTime(response.Text("RecurrenceId"));
       original && meeting->Find("Recurrence") != nullptr)
     target = OpenException(mailbox, *meeting, *original);
-  Element* attendee = target != nullptr ? FindAttendee(*target, SenderOf(response)) : nullptr;
-  if (attendee == nullptr) return;
+  if (target == nullptr || SenderOf(response).empty()) return;
+  Element* attendee = FindAttendee(*target, SenderOf(response));
+  if (attendee == nullptr) {
+    // Somebody passed the invitation on; who answers it takes part, if he likes.
+    Element optional = Types("OptionalAttendees");
+    if (const Element* present = target->Find("OptionalAttendees")) optional = *present;
+    optional.Add("Attendee").Add(response.Find("From")->children.front());
+    target->Set(std::move(optional));
+    attendee = FindAttendee(*target, SenderOf(response));
+  }
   Element tracked = Types("Attendee");
   tracked.Add(*attendee->Child("Mailbox"));
   tracked.Add("ResponseType", response.Text("ResponseType"));

@@ -183,7 +183,9 @@ void Send(Context& context, Item& item, bool on_behalf) {
       delivered->mime = std::make_shared<const std::string>(BuildMime(item, false));
       delivered->Remove("BccRecipients");
       delivered->modified_by = context.user.display_name;
-      DeliverTo(context.store, *mailbox, std::move(delivered), ServerName(context.store.server_version));
+      const Item& there =
+          DeliverTo(context.store, *mailbox, std::move(delivered), ServerName(context.store.server_version));
+      CopyToDelegates(context.store, *mailbox, there.entry_id);
       continue;
     }
     const bool known =

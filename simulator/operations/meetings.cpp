@@ -367,6 +367,38 @@ std::shared_ptr<Item> Cancel(Context& context, const Found& found, bool save_cop
   return message;
 }
 
+bool CanInvite(const Item& item) {
+  return item.element == "MeetingRequest" || (item.element == "CalendarItem" && item.Flag("IsMeeting"));
+}
+
+std::shared_ptr<Item> PassOn(Context& context, const Found& meeting) {
+  const Mailbox& from = context.home != nullptr ? *context.home : *meeting.mailbox;
+  const std::shared_ptr<Item> request = Invitation(context, from, *meeting.item);
+  // What the organizer meant, not how the one who passes it on stands to it.
+  if (const std::string& intended = meeting.item->Text("IntendedFreeBusyStatus"); !intended.empty())
+    request->Set("IntendedFreeBusyStatus", intended);
+  return request;
+}
+
+void CopyToDelegates(Store& store, Mailbox& mailbox, const std::string& entry_id) {
+  const std::shared_ptr<Item> message = mailbox.FindItem(entry_id);
+  if (message == nullptr || mailbox.meeting_delivery == "NoForward" ||
+      (message->element != "MeetingRequest" && message->element != "MeetingCancellation"))
+    return;
+  bool copied = false;
+  for (const Element& delegate : mailbox.delegates) {
+    Mailbox* to = store.ByAddress(delegate.Child("UserId")->ChildText("PrimarySmtpAddress"));
+    if (to == nullptr || !IsTrue(delegate.ChildText("ReceiveCopiesOfMeetingMessages"))) continue;
+    const std::shared_ptr<Item> copy = Copy(*message);
+    copy->SetFlag("IsDelegated", true);
+    copy->Set("MeetingRequestType", "PrincipalWantsCopy");
+    // It tells of somebody else's calendar, so nothing is done with one's own.
+    to->Deliver(copy);
+    copied = true;
+  }
+  if (copied && mailbox.meeting_delivery == "DelegatesOnly") mailbox.RemoveItem(entry_id);
+}
+
 void KeepTracking(const Item& before, Item& after) {
   Item known = before;
   for (const auto& [list, recipients] : kLists) {

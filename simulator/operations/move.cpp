@@ -3,6 +3,7 @@
 #include "simulator/mailbox/ids.h"
 #include "simulator/operations/meetings.h"
 #include "simulator/operations/operations.h"
+#include "simulator/operations/recurring_tasks.h"
 
 namespace velmore::simulator {
 
@@ -75,6 +76,13 @@ Element DeleteItem(Context& context, const Element& request) {
       return std::vector<Element>{};
     }
     if (!found.item->id_tail.empty()) throw EwsError("ErrorCannotDeleteObject");
+    if (kind == "Task" && found.item->Find("Recurrence") != nullptr &&
+        request.AttributeText("AffectedTaskOccurrences") == "SpecifiedOccurrenceOnly") {
+      Item next = *found.item;
+      if (!MoveOn(context, next)) throw EwsError("ErrorCannotDeleteTaskOccurrence");
+      found.mailbox->Replace(*found.item, std::move(next), context.user.display_name);
+      return std::vector<Element>{};
+    }
     Folder* to = nullptr;
     if (type == "MoveToDeletedItems" && found.folder->distinguished != "deleteditems")
       to = found.mailbox->Distinguished("deleteditems");

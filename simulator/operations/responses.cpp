@@ -7,6 +7,7 @@
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
 #include "simulator/mailbox/quote.h"
+#include "simulator/operations/meetings.h"
 
 namespace velmore::simulator {
 
@@ -141,7 +142,7 @@ std::shared_ptr<Item> MakeAnswer(Context& context, const Element& response, cons
   const Item& original = *found.item;
   CheckReference(response.name, original);
   const bool forward = response.name == "ForwardItem";
-  const bool as_attachment = forward && !IsMail(original) && original.element != "PostItem";
+  const bool as_attachment = forward && !IsMail(original) && original.element != "PostItem" && !CanInvite(original);
 
   // What the request says of the answer itself is what it would say of a message.
   Element written = Types(response.name == "PostReplyItem" ? "PostItem" : "Message");
@@ -156,10 +157,26 @@ std::shared_ptr<Item> MakeAnswer(Context& context, const Element& response, cons
   if (as_attachment) {
     if (response.Child("Body") == nullptr) (content.html ? answer->html : answer->text) = content.text;
     Attach(original, *answer);
-  } else {
+  } else if (!CanInvite(original) || !forward) {
     if (response.Child("Body") == nullptr) Quote(original, content, *answer);
     TakeAttachments(original, forward, *answer);
     Thread(original, *answer);
+  }
+  if (forward && CanInvite(original)) {
+    const std::shared_ptr<Item> invitation = PassOn(context, found);
+    for (const char* name : {"ToRecipients", "CcRecipients", "BccRecipients", "From", "IsReadReceiptRequested",
+                             "IsDeliveryReceiptRequested", "Subject"})
+      if (const Element* given = answer->Find(name); given != nullptr && response.Child(name) != nullptr)
+        invitation->Set(*given);
+    if (response.Child("Subject") == nullptr)
+      invitation->Set("Subject", AnswerSubject(kind.prefix, original.Text("Subject")));
+    if (response.Child("Body") != nullptr || response.Child("NewBodyContent") != nullptr) {
+      if (response.Child("Body") == nullptr) Quote(original, content, *answer);
+      invitation->html = answer->html;
+      invitation->text = answer->text;
+    }
+    invitation->Set("CreatorAddress", context.user.smtp_address);
+    return invitation;
   }
   if (response.Child("Subject") == nullptr)
     answer->Set("Subject", AnswerSubject(kind.prefix, original.Text("Subject")));

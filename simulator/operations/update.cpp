@@ -9,6 +9,7 @@
 #include "simulator/mailbox/two_names.h"
 #include "simulator/operations/meetings.h"
 #include "simulator/operations/operations.h"
+#include "simulator/operations/recurring_tasks.h"
 
 namespace velmore::simulator {
 
@@ -287,6 +288,7 @@ Element UpdateItem(Context& context, const Element& request) {
           }
         } else if (!changes.paths.empty()) {
           CarryToExceptions(*found.item, *changed, changes.names);
+          if (found.item->id_tail.empty()) KeepDone(context, *found.mailbox, *found.folder, *found.item, *changed);
           found.mailbox->Replace(*found.item, std::move(*changed), context.user.display_name);
           for (const std::string& name : changes.names) found.item->written[name] = found.item->change;
           found.mailbox->Adopt(*found.item);

@@ -16,6 +16,7 @@ std::string_view DefaultText(std::string_view code) {
       {"ErrorCannotDeleteObject", "The object cannot be deleted."},
       {"ErrorCannotUseFolderIdForItemId", "Cannot use a folder ID in place of an item ID."},
       {"ErrorCannotUseItemIdForFolderId", "Cannot use an item ID in place of a folder ID."},
+      {"ErrorCannotDeleteTaskOccurrence", "The last occurrence of a recurring task cannot be deleted by itself."},
       {"ErrorCannotSetCalendarPermissionOnNonCalendarFolder",
        "CalendarPermission cannot be set on a folder that is not a calendar folder."},
       {"ErrorCannotSetNonCalendarPermissionOnCalendarFolder",

@@ -405,6 +405,68 @@ TEST_F(SimulatorMeetings, SeriesAsThreeMailboxesLiveIt) {
   EXPECT_EQ(Last(carol, "calendar").ChildText("IsCancelled"), "true");
 }
 
+// ---- Others who take part
+
+TEST_F(SimulatorMeetings, WhoIsPassedAnInvitationTakesPart) {
+  const Element id = Create(Attendees("RequiredAttendees", {"bob"}), "SendOnlyToAll").Find("ItemId");
+  const std::string to =
+      "<t:ToRecipients><t:Mailbox><t:EmailAddress>carol@example.com</t:EmailAddress></t:Mailbox></t:ToRecipients>";
+  for (const char* folder : {"inbox", "calendar"}) {
+    const Reply reply =
+        Answer(bob, "ForwardItem", Last(bob, folder),
+               "<t:NewBodyContent BodyType=\"Text\">Come, too</t:NewBodyContent>", "SendAndSaveCopy", to);
+    ASSERT_EQ(reply.Code(), "NoError") << reply.body;
+    const Element request = Last(carol, "inbox");
+    EXPECT_EQ(request.name, "MeetingRequest");
+    EXPECT_EQ(request.ChildText("Subject"), "FW: Lamp");
+    EXPECT_EQ(request.ChildText("IntendedFreeBusyStatus"), "Busy");
+    EXPECT_EQ(request.Child("From")->Child("Mailbox")->ChildText("Name"), "Bob Birch");
+    EXPECT_EQ(request.Child("Organizer")->Child("Mailbox")->ChildText("Name"), "Alice Arden");
+    EXPECT_TRUE(request.Child("Body")->text.starts_with("Come, too")) << request.Child("Body")->text;
+    EXPECT_NE(request.Child("Body")->text.find("Bring oil"), std::string::npos);
+  }
+  EXPECT_EQ(server.CountItems("carol@example.com", "calendar"), 1u);
+  EXPECT_EQ(Answer(carol, "AcceptItem", Last(carol, "calendar")).Code(), "NoError");
+  EXPECT_EQ(Tracking(id), "Bob Birch=Unknown Carol Cedar=Accept ");
+  EXPECT_EQ(Item(id).Child("OptionalAttendees")->children.size(), 1u);
+}
+
+TEST_F(SimulatorMeetings, DelegatesGetCopiesWhereTheOwnerWantsThat) {
+  const auto delegate = [&](const std::string& operation, const std::string& delivery) {
+    const Reply reply = bob.Call(
+        "<m:" + operation +
+        "><m:Mailbox><t:EmailAddress>bob@example.com</t:EmailAddress></m:Mailbox>"
+        "<m:DelegateUsers><t:DelegateUser><t:UserId><t:PrimarySmtpAddress>carol@example.com</t:PrimarySmtpAddress>"
+        "</t:UserId><t:DelegatePermissions><t:CalendarFolderPermissionLevel>Editor</t:CalendarFolderPermissionLevel>"
+        "</t:DelegatePermissions><t:ReceiveCopiesOfMeetingMessages>true</t:ReceiveCopiesOfMeetingMessages>"
+        "</t:DelegateUser></m:DelegateUsers><m:DeliverMeetingRequests>" +
+        delivery + "</m:DeliverMeetingRequests></m:" + operation + ">");
+    EXPECT_EQ(reply.Code(), "NoError") << reply.body;
+  };
+  const std::string who = Attendees("RequiredAttendees", {"bob"});
+  delegate("AddDelegate", "DelegatesAndMe");
+  Create(who, "SendOnlyToAll");
+  EXPECT_EQ(server.CountItems("bob@example.com", "inbox"), 1u);
+  const Element copy = Last(carol, "inbox");
+  EXPECT_EQ(copy.ChildText("IsDelegated"), "true");
+  EXPECT_EQ(copy.Child("ReceivedRepresenting")->Child("Mailbox")->ChildText("Name"), "Bob Birch");
+  EXPECT_EQ(server.CountItems("carol@example.com", "calendar"), 0u) << "it is not her meeting";
+  EXPECT_EQ(Answer(carol, "AcceptItem", copy).Code(), "ErrorCalendarIsDelegatedForAccept");
+  // In his calendar she answers for him.
+  EXPECT_EQ(Answer(carol, "AcceptItem", Last(bob, "calendar")).Code(), "NoError");
+  const Element answer = Last(client, "inbox");
+  EXPECT_EQ(answer.Child("From")->Child("Mailbox")->ChildText("Name"), "Bob Birch");
+  EXPECT_EQ(answer.Child("Sender")->Child("Mailbox")->ChildText("Name"), "Carol Cedar");
+  delegate("UpdateDelegate", "DelegatesOnly");
+  Create(who, "SendOnlyToAll");
+  EXPECT_EQ(server.CountItems("bob@example.com", "inbox"), 1u);
+  EXPECT_EQ(server.CountItems("bob@example.com", "calendar"), 2u);
+  EXPECT_EQ(server.CountItems("carol@example.com", "inbox"), 2u);
+  delegate("UpdateDelegate", "NoForward");
+  Create(who, "SendOnlyToAll");
+  EXPECT_EQ(server.CountItems("carol@example.com", "inbox"), 2u);
+}
+
 TEST_F(SimulatorMeetings, OldServersKnowNoProposals) {
   Options options = TestOptions();
   options.version = "Exchange2010_SP2";

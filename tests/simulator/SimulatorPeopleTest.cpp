@@ -5,6 +5,7 @@
 #include <set>
 
 #include "SimulatorTestSupport.h"
+#include "simulator/time/time.h"
 
 namespace velmore::simulator::testing {
 namespace {
@@ -279,6 +280,83 @@ TEST_F(SimulatorPeople, OldServersTakeNoDueDateWithTheCreationOfATask) {
                    "</t:Updates></t:ItemChange></m:ItemChanges></m:UpdateItem>");
     EXPECT_EQ(updated.Code(), "NoError") << updated.body;
   }
+}
+
+TEST_F(SimulatorPeople, RecurringTaskThatIsDoneGoesOn) {
+  const auto recurrence = [](const std::string& pattern, const std::string& range) {
+    return "<t:Recurrence>" + pattern + range + "</t:Recurrence>";
+  };
+  const std::string weekly =
+      "<t:WeeklyRecurrence><t:Interval>1</t:Interval><t:DaysOfWeek>Monday Thursday</t:DaysOfWeek></t:WeeklyRecurrence>";
+  const std::string three =
+      "<t:NumberedRecurrence><t:StartDate>2026-02-02</t:StartDate><t:NumberOfOccurrences>3</t:NumberOfOccurrences>"
+      "</t:NumberedRecurrence>";
+  const Element id = Task("<t:Subject>Wind</t:Subject><t:DueDate>2026-02-03T00:00:00Z</t:DueDate>" +
+                          recurrence(weekly, three) + "<t:StartDate>2026-02-02T00:00:00Z</t:StartDate>");
+  const auto finish = [&] {
+    EXPECT_EQ(Update(*Item(id).Child("ItemId"), Set("task:Status", "Task", "Status", "Completed")).Code(), "NoError");
+    const Element task = Item(id);
+    return task.ChildText("Status") + " " + task.ChildText("StartDate").substr(0, 10) + " " +
+           task.ChildText("DueDate").substr(0, 10) + " " + task.ChildText("IsRecurring");
+  };
+  EXPECT_EQ(finish(), "NotStarted 2026-02-05 2026-02-06 true");
+  EXPECT_EQ(finish(), "NotStarted 2026-02-09 2026-02-10 true");
+  EXPECT_EQ(server.CountItems("alice@example.com", "tasks"), 3u) << "what was done stays";
+  EXPECT_EQ(finish(), "Completed 2026-02-09 2026-02-10 true") << "the last one";
+  EXPECT_EQ(server.CountItems("alice@example.com", "tasks"), 3u);
+  const Reply done = client.Call(FindItemXml("tasks", "<t:FieldURI FieldURI=\"task:IsRecurring\"/>"));
+  EXPECT_EQ(done.Find("IsRecurring").text, "false") << "a task of its own";
+}
+
+TEST_F(SimulatorPeople, TaskThatRegeneratesCountsFromTheDayOnWhichItWasDone) {
+  const Element id = Task(
+      "<t:Subject>Oil</t:Subject><t:DueDate>2020-02-03T00:00:00Z</t:DueDate><t:Recurrence><t:DailyRegeneration>"
+      "<t:Interval>10</t:Interval></t:DailyRegeneration><t:NumberedRecurrence><t:StartDate>2020-02-03</t:StartDate>"
+      "<t:NumberOfOccurrences>2</t:NumberOfOccurrences></t:NumberedRecurrence></t:Recurrence>");
+  const auto finish = [&] {
+    Update(*Item(id).Child("ItemId"), Set("task:PercentComplete", "Task", "PercentComplete", "100"));
+    return Item(id);
+  };
+  const Seconds before = Now() / 86400;
+  const Element next = finish();
+  const Seconds due = *ParseTime(next.ChildText("DueDate")) / 86400;
+  EXPECT_GE(due, before + 10);
+  EXPECT_LE(due, Now() / 86400 + 10);
+  EXPECT_EQ(next.Child("Recurrence")->children[1].ChildText("NumberOfOccurrences"), "1");
+  EXPECT_EQ(finish().ChildText("Status"), "Completed");
+}
+
+TEST_F(SimulatorPeople, OneOccurrenceOfATaskIsLeftOut) {
+  const Element id = Task(
+      "<t:Subject>Wind</t:Subject><t:DueDate>2026-02-02T00:00:00Z</t:DueDate><t:Recurrence><t:DailyRecurrence>"
+      "<t:Interval>1</t:Interval></t:DailyRecurrence><t:EndDateRecurrence><t:StartDate>2026-02-02</t:StartDate>"
+      "<t:EndDate>2026-02-03</t:EndDate></t:EndDateRecurrence></t:Recurrence>");
+  const auto remove = [&](const std::string& which) {
+    return client
+        .Call("<m:DeleteItem DeleteType=\"HardDelete\" AffectedTaskOccurrences=\"" + which + "\"><m:ItemIds>" +
+              "<t:ItemId Id=\"" + id.AttributeText("Id") + "\"/></m:ItemIds></m:DeleteItem>")
+        .Code();
+  };
+  EXPECT_EQ(remove("SpecifiedOccurrenceOnly"), "NoError");
+  EXPECT_EQ(Item(id).ChildText("DueDate"), "2026-02-03T00:00:00Z");
+  EXPECT_EQ(remove("SpecifiedOccurrenceOnly"), "ErrorCannotDeleteTaskOccurrence");
+  EXPECT_EQ(remove("AllOccurrences"), "NoError");
+  EXPECT_EQ(server.CountItems("alice@example.com", "tasks"), 0u);
+}
+
+TEST_F(SimulatorPeople, OldServersKnowNoMembersOfLists) {
+  Options options = TestOptions();
+  options.version = "Exchange2007_SP1";
+  options.accept_departures = false;
+  Started old(options);
+  Client alice(old);
+  alice.version = "Exchange2007_SP1";
+  const auto create = [&](const std::string& members) {
+    return alice.Call(
+        CreateItemXml("<t:DistributionList><t:DisplayName>L</t:DisplayName>" + members + "</t:DistributionList>"));
+  };
+  EXPECT_EQ(create("<t:Members>" + OneOff("a@x.test") + "</t:Members>").Code(), "ErrorSchemaValidation");
+  EXPECT_EQ(create({}).Code(), "NoError");
 }
 
 // ---- Tables
