@@ -252,6 +252,13 @@ Element CreateItem(Context& context, const Element& request) {
           place = {context.home, context.home->Distinguished(DefaultFolder(*item, disposition)), Access::kOwner};
         }
         Require(place, Access::kAuthor);
+        // Who makes a meeting in somebody's calendar makes it in his name.
+        if (item->element == "CalendarItem" && !place.mailbox->owner.smtp_address.empty()) {
+          Element organizer = Types("Organizer");
+          organizer.Add(
+              MailboxElement(place.mailbox->owner.display_name, place.mailbox->owner.smtp_address, "Mailbox"));
+          item->Set(std::move(organizer));
+        }
         if (!mail || disposition != "SendOnly") CheckFits(*item, *place.folder);
         place.mailbox->CheckQuota(item->Size());
 

@@ -78,7 +78,9 @@ void RefreshAppointment(Context& context, Item& item) {
     item.Set(std::move(organizer));
   }
   if (const std::string& mine = item.Text("MyResponseType"); mine.empty() || mine == "Unknown" || mine == "Organizer") {
-    item.Set("MyResponseType", item.Flag("IsMeeting") ? "Organizer" : "Unknown");
+    // Who has sent invitations stays the organizer, though nobody is left in the lists.
+    const bool organizes = item.Flag("IsMeeting") || item.Flag("MeetingRequestWasSent");
+    item.Set("MyResponseType", organizes ? "Organizer" : "Unknown");
     item.Set("AppointmentState", item.Flag("IsMeeting") ? "1" : "0");
   }
   if (item.Find("AppointmentSequenceNumber") == nullptr) item.Set("AppointmentSequenceNumber", "0");

@@ -138,9 +138,10 @@ std::shared_ptr<Item> Cancellation(const Context& context, const Mailbox& from, 
 }
 
 /// Addresses a message to those whom no list has any more.
-void AddressToGone(const std::set<std::string>& gone, Item& message) {
+void AddressToGone(Context& context, const std::set<std::string>& gone, Item& message) {
   Element to = Types("ToRecipients");
-  for (const std::string& address : gone) to.Add(MailboxElement(address, address));
+  for (const std::string& address : gone) to.Add("Mailbox").Add("EmailAddress", address);
+  CompleteRecipients(context, to);
   message.Set(std::move(to));
 }
 
@@ -344,7 +345,7 @@ void Invite(Context& context, const Found& found, const Notices& notices, bool c
   }
   if (!gone.empty()) {
     const std::shared_ptr<Item> message = Cancellation(context, *found.mailbox, meeting);
-    AddressToGone(gone, *message);
+    AddressToGone(context, gone, *message);
     Send(context, *message, true);
     if (notices.save_copy) Save(*found.mailbox, message, "sentitems");
   }

@@ -299,6 +299,21 @@ TEST_F(SimulatorMeetings, WhoComesIsInvitedAndWhoGoesIsTold) {
   EXPECT_EQ(Last(carol, "calendar").ChildText("Subject"), "Wick");
 }
 
+TEST_F(SimulatorMeetings, WhoIsLeftAloneTellsEverybody) {
+  const Element id = Meeting();
+  const std::string nobody =
+      "<t:DeleteItemField><t:FieldURI FieldURI=\"calendar:RequiredAttendees\"/></t:DeleteItemField>"
+      "<t:DeleteItemField><t:FieldURI FieldURI=\"calendar:OptionalAttendees\"/></t:DeleteItemField>";
+  EXPECT_EQ(Change(id, nobody, "SendOnlyToAll").Code(), "NoError");
+  for (Client* who : {&bob, &carol}) {
+    const Element cancellation = Last(*who, "inbox");
+    EXPECT_EQ(cancellation.name, "MeetingCancellation");
+    EXPECT_EQ(cancellation.ChildText("DisplayTo"), "Bob Birch; Carol Cedar");
+    EXPECT_EQ(Last(*who, "calendar").ChildText("IsCancelled"), "true");
+  }
+  EXPECT_EQ(Item(id).ChildText("IsMeeting"), "false");
+}
+
 TEST_F(SimulatorMeetings, MeetingThatWasSavedSilentlyIsSentByAnUpdateThatChangesNothing) {
   const Element id = Create(Attendees("RequiredAttendees", {"bob"}), "SendToNone").Find("ItemId");
   EXPECT_EQ(Change(id, {}, "SendToNone").Code(), "NoError");
@@ -452,6 +467,22 @@ TEST_F(SimulatorMeetings, DelegatesGetCopiesWhereTheOwnerWantsThat) {
   EXPECT_EQ(copy.Child("ReceivedRepresenting")->Child("Mailbox")->ChildText("Name"), "Bob Birch");
   EXPECT_EQ(server.CountItems("carol@example.com", "calendar"), 0u) << "it is not her meeting";
   EXPECT_EQ(Answer(carol, "AcceptItem", copy).Code(), "ErrorCalendarIsDelegatedForAccept");
+  // What she makes in his calendar she makes in his name.
+  const Element his = bob.Call(GetFolderXml(Distinguished("calendar"))).Find("FolderId");
+  const Reply made =
+      carol.Call("<m:CreateItem SendMeetingInvitations=\"SendOnlyToAll\"><m:SavedItemFolderId>" + Fid(his) +
+                 "</m:SavedItemFolderId><m:Items><t:CalendarItem><t:Subject>For him</t:Subject>" +
+                 Attendees("RequiredAttendees", {"alice"}) + "</t:CalendarItem></m:Items></m:CreateItem>");
+  EXPECT_EQ(made.Code(), "NoError") << made.body;
+  const Element invitation = Last(client, "inbox");
+  EXPECT_EQ(invitation.Child("Organizer")->Child("Mailbox")->ChildText("Name"), "Bob Birch");
+  EXPECT_EQ(invitation.Child("Sender")->Child("Mailbox")->ChildText("Name"), "Carol Cedar");
+  EXPECT_EQ(Answer(client, "AcceptItem", invitation).Code(), "NoError");
+  EXPECT_EQ(Last(bob, "calendar").Child("RequiredAttendees")->children[0].ChildText("ResponseType"), "Accept");
+  EXPECT_EQ(bob.Call("<m:DeleteItem DeleteType=\"HardDelete\" SendMeetingCancellations=\"SendToNone\"><m:ItemIds>" +
+                     Ids(*Last(bob, "calendar").Child("ItemId")) + "</m:ItemIds></m:DeleteItem>")
+                .Code(),
+            "NoError");
   // In his calendar she answers for him.
   EXPECT_EQ(Answer(carol, "AcceptItem", Last(bob, "calendar")).Code(), "NoError");
   const Element answer = Last(client, "inbox");
@@ -459,7 +490,7 @@ TEST_F(SimulatorMeetings, DelegatesGetCopiesWhereTheOwnerWantsThat) {
   EXPECT_EQ(answer.Child("Sender")->Child("Mailbox")->ChildText("Name"), "Carol Cedar");
   delegate("UpdateDelegate", "DelegatesOnly");
   Create(who, "SendOnlyToAll");
-  EXPECT_EQ(server.CountItems("bob@example.com", "inbox"), 1u);
+  EXPECT_EQ(server.CountItems("bob@example.com", "inbox"), 2u);
   EXPECT_EQ(server.CountItems("bob@example.com", "calendar"), 2u);
   EXPECT_EQ(server.CountItems("carol@example.com", "inbox"), 2u);
   delegate("UpdateDelegate", "NoForward");
