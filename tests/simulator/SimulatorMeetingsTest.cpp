@@ -420,6 +420,18 @@ TEST_F(SimulatorMeetings, SeriesAsThreeMailboxesLiveIt) {
   EXPECT_EQ(Last(carol, "calendar").ChildText("IsCancelled"), "true");
 }
 
+TEST_F(SimulatorMeetings, SeriesAtAnotherTimeIsANewQuestionForEachOfItsDays) {
+  const Element id = Meeting(Weekly());
+  Answer(bob, "AcceptItem", Last(bob, "inbox"));
+  const Element master = *Last(bob, "calendar").Child("ItemId");
+  const Element second = bob.Call(GetItemXml(Occurrence(master, 2))).Find("CalendarItem");
+  EXPECT_EQ(Answer(bob, "DeclineItem", second).Code(), "NoError");
+  EXPECT_EQ(View(bob), "02-02T09 Lamp|02-16T09 Lamp|02-23T09 Lamp|");
+  EXPECT_EQ(Change(id, Set("Start", "2026-02-02T07:00:00Z")).Code(), "NoError");
+  EXPECT_EQ(View(bob), "02-02T07 Lamp|02-09T07 Lamp|02-16T07 Lamp|02-23T07 Lamp|");
+  EXPECT_EQ(Last(bob, "calendar").ChildText("MyResponseType"), "NoResponseReceived");
+}
+
 // ---- Others who take part
 
 TEST_F(SimulatorMeetings, WhoIsPassedAnInvitationTakesPart) {

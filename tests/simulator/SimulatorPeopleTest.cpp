@@ -168,6 +168,11 @@ TEST_F(SimulatorPeople, ListHoldsContactsListsAndOneOffAddresses) {
             "Eve/eve@example.net/SMTP/Contact/Normal\nInner//MAPIPDL/PrivateDL/Normal\n"
             "Bob Birch/bob@example.com/SMTP/Mailbox/Normal\ny@example.net/y@example.net/SMTP/OneOff/Normal\n");
   EXPECT_EQ(keys.size(), 4u);
+  // The keys are entry ids in the forms of MAPI: a contact, a list, and addresses of their own.
+  std::string kinds;
+  for (const Element& member : stored.Child("Members")->children)
+    kinds += DecodeBase64(member.AttributeText("Key")).substr(4, 1) + DecodeBase64(member.AttributeText("Key"))[20];
+  EXPECT_EQ(kinds, std::string("\xC0\xC3\xC0\xB4\x81\0\x81\0", 8));
   EXPECT_EQ(stored.ChildText("DisplayName"), "Outer");
   EXPECT_EQ(stored.ChildText("ItemClass"), "IPM.DistList");
 }

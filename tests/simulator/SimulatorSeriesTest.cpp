@@ -173,6 +173,12 @@ TEST_F(SimulatorSeries, HourThatSummerTimeSkipsComesBehindTheGap) {
             "2026-03-28T01:30:00Z 2026-03-29T01:30:00Z 2026-03-30T00:30:00Z ");
 }
 
+TEST_F(SimulatorSeries, OfAnHourThatComesTwiceTheFirstIsMeant) {
+  Series("2026-10-24T00:30:00Z", "2026-10-24T00:45:00Z", Daily(3, "2026-10-24"), Zone("W. Europe Standard Time"));
+  EXPECT_EQ(Starts("2026-10-24T00:00:00Z", "2026-10-28T00:00:00Z"),
+            "2026-10-24T00:30:00Z 2026-10-25T00:30:00Z 2026-10-26T01:30:00Z ");
+}
+
 TEST_F(SimulatorSeries, ZoneOfTheRequestHoldsWhereTheAppointmentHasNone) {
   client.soap_headers = "<t:TimeZoneContext><t:TimeZoneDefinition Id=\"W. Europe Standard Time\"/></t:TimeZoneContext>";
   const Element id = Series("2026-03-28T08:00:00Z", "2026-03-28T09:00:00Z", Daily(3, "2026-03-28"));
