@@ -237,6 +237,22 @@ TEST_F(SaveUpdate, APartOfAMemberHasItsParentAroundIt) {
             "</t:DeleteItemField>");
 }
 
+// Somebody else may have filled it meanwhile.
+TEST_F(SaveUpdate, AListThatIsAsEmptyAsItWasIsNoChange) {
+  for (const bool refilled : {false, true}) {
+    const auto mail = Draft("<t:Subject>S</t:Subject>");
+    for (const auto& list :
+         {mail->GetToRecipients(), mail->GetCcRecipients(), mail->GetBccRecipients(), mail->GetReplyTo()}) {
+      if (refilled) list->AddMailbox("", "bob@example.com");
+      list->Clear();
+    }
+    if (refilled) mail->GetCategories().Add("c");
+    mail->GetCategories().Clear();
+    mail->SaveChanges(soAlwaysOverwrite);
+    EXPECT_EQ(Updates(), "") << refilled;
+  }
+}
+
 TEST_F(SaveUpdate, AttachmentsAreNoField) {
   const auto mail = Draft(
       "<t:Subject>S</t:Subject><t:Attachments><t:FileAttachment><t:Name>a</t:Name><t:Content>YQ==</t:Content>"
