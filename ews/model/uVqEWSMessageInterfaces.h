@@ -109,7 +109,9 @@ class IVqEWSEMail : public virtual IVqEWSItem {
   virtual TEwsApprovalRequestData& GetApprovalRequestData() = 0;
   virtual TEwsVotingInformation& GetVotingInformation() = 0;
   virtual TEwsReminderMessageData& GetReminderMessageData() = 0;
-  /// The sender's address, also for senders of the directory; and the mailboxes of a group. Need Exchange2016.
+  /// The sender's address, also for senders of the directory; and the mailboxes of a group. Need Exchange2016. The
+  /// schema has no name to ask for them: empty where the server does not give them with the message. At the first such
+  /// question a session whose `SchemaFallback` is on goes over to the schema's form; without it, it is refused.
   virtual string GetSenderSMTPAddress() = 0;
   virtual TEwsMessageType_MailboxGuids& GetMailboxGuids() = 0;
 

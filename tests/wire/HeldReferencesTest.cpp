@@ -105,7 +105,7 @@ void HoldOwn(THeldList& held, const std::string& name, TGet get) {
     Hold(held, name, std::function<TResult()>(get));
 }
 
-/// The one record that no server gives: it is asked for by a name that is not in the schema.
+/// The one record that the schema has no name to ask for: at it a session goes over to the schema's form.
 bool IsGiven(IVqEWSItem& item, const std::string& name) {
   return name != "MailboxGuids" || item.GetID().Id.empty();
 }

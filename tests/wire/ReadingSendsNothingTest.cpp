@@ -57,7 +57,7 @@ void ReadDeep(TVqXMLSchemaElement& record, int depth = 0) {
   }
 }
 
-/// The two members that no server gives: they are asked for by names that are not in the schema.
+/// The two members that the schema has no name to ask for: at them a session goes over to the schema's form.
 bool IsGiven(IVqEWSItem& item, const std::string& name) {
   return (name != "MailboxGuids" && name != "SenderSMTPAddress") || item.GetID().Id.empty();
 }
