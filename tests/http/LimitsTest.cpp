@@ -2,6 +2,8 @@
 
 #include <zlib.h>
 
+#include <atomic>
+
 #include "HTTPTestSupport.h"
 #include "platform/http/uVqHTTPIntake_p.h"
 
@@ -133,6 +135,22 @@ TEST_F(Limits, RepliesBeforeTheReplyCountToo) {
   std::string lines;
   for (int i = 0; i < 100; ++i) lines += "HTTP/1.1 100 Continue\r\n\r\n";
   Expect(lines, 12152, "The headers of the reply of \"HOST\" are longer than 2000 bytes.");
+}
+
+TEST_F(Limits, CookiesOfAServerThatGivesEightThousand) {
+  std::atomic<int> given = 0;
+  Server.Always([&](const auto&) {
+    std::string cookies;
+    for (int i = 0; i < 25; ++i)
+      cookies += "Set-Cookie: c" + std::to_string(given++) + "=" + std::string(4000, 'x') + "\r\n";
+    return Plain(ScriptedServer::Ok("fine", cookies));
+  });
+  while (given < 8000) ASSERT_EQ(Get(Client, Server.Url())->GetText(), "fine");
+  EXPECT_EQ(Client->GetSession()->GetCookies().Count(), 50);
+  EXPECT_EQ(Get(Client, Server.Url())->GetText(), "fine");
+  const std::string sent = Server.Requests().back().Header("Cookie");
+  EXPECT_LT(sent.size(), 50u * 4096);
+  EXPECT_TRUE(sent.starts_with("c7950=")) << "the newest";
 }
 
 TEST_F(Limits, AHugeHeaderLineIsNoLackOfMemory) {
