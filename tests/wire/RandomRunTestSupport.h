@@ -10,6 +10,17 @@
 
 namespace velmore::testing {
 
+/// Texts that markup, blanks and encodings are easily lost in.
+inline constexpr const char* kOddTexts[] = {"plain",
+                                            "Gr\xC3\xBC\xC3\x9F"
+                                            "e & <tags>",
+                                            "  blanks  inside  ",
+                                            "\xF0\x9F\x98\x80 \xE2\x82\xAC",
+                                            "\"quotes\" 'and' ]]>",
+                                            "line\none",
+                                            "&amp; &#10;",
+                                            "</t:Subject><x/>"};
+
 class TRandomRun {
  public:
   /// So many rounds when nothing else is told.
