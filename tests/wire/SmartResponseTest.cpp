@@ -1,4 +1,4 @@
-// Replies and forwards: what goes over the wire, and what the server's answer does to them. The answers are by hand.
+// Replies and forwards: what goes over the wire, what the server's answer does to them (by hand), and what arrives.
 
 #include "ews/items/uVqEWSSmartResponse.h"
 #include "ews/schema/uVqEWSPropsEPR.h"
@@ -334,6 +334,83 @@ TEST_F(SmartResponses, WhatTheyHandedOutRaisesBehindASave) {
   EXPECT_EQ(reply->GetToRecipients()->Count(), 0);
   EXPECT_EQ(reply->GetFrom()->GetName(), reply->GetFrom()->GetName());
 }
+
+// ---- What arrives
+
+class ResponsesInForm : public SaveTest, public ::testing::WithParamInterface<bool> {
+ protected:
+  ResponsesInForm()
+      : SaveTest([] {
+          simulator::Options options = TwoUsers();
+          options.accept_departures = !GetParam();
+          return options;
+        }()) {
+    Session().SetStrictSchema(GetParam());
+  }
+  /// The only message of a folder.
+  TVqRef<IVqEWSEMail> Only(TDistinguishedFolderIdName folder) {
+    const auto items = Folder(folder)->GetItems();
+    items->GetFields().Add(FLD_ITEM_ITEMID);
+    items->Open();
+    EXPECT_EQ(items->Count(), 1);
+    return Mail(items->FieldByName(FLD_ITEM_ITEMID).GetValue<TItemId>());
+  }
+};
+
+TEST_P(ResponsesInForm, AReplyReachesTheSenderInTheSameConversation) {
+  const auto mail = Mail(AddMessage("Hello"));
+  const auto reply = mail->CreateReply(false);
+  reply->SetBodyText("Agreed.");
+  reply->SubmitMessage(true);
+  EXPECT_EQ(Server().CountItems(kBob, "inbox"), 1u);
+  const auto sent = Only(dfinsentitems);
+  EXPECT_EQ(sent->GetSubject(), "RE: Hello");
+  EXPECT_EQ(sent->GetToRecipients()->GetAsString(), "Bob Birch <bob@example.com>");
+  EXPECT_NE(sent->GetBodyText().utf8().find("Agreed."), std::string::npos);
+  EXPECT_NE(sent->GetBodyText().utf8().find("Hello"), std::string::npos) << "quoted";
+  EXPECT_EQ(sent->GetInReplyTo(), mail->GetInternetMessageId());
+}
+
+TEST_P(ResponsesInForm, AForwardTakesTheAttachmentsAlong) {
+  const auto mail = Draft(
+      "<t:Subject>With a file</t:Subject><t:Body BodyType=\"Text\">x</t:Body><t:Attachments>"
+      "<t:FileAttachment><t:Name>a.txt</t:Name><t:Content>YWFh</t:Content></t:FileAttachment>"
+      "</t:Attachments>");
+  const auto forward = mail->CreateForward();
+  forward->GetToRecipients()->AddMailbox("Bob", "bob@example.com");
+  forward->SetBodyText("<p>For you</p>");
+  const auto draft = forward->SaveChanges(soAutoResolve);
+  ASSERT_TRUE(draft);
+  EXPECT_EQ(draft->GetSubject(), "FW: With a file");
+  EXPECT_EQ(AttachmentsOf(*draft), "a.txt=aaa;");
+  Attach(*draft, "b.txt", "bbb");
+  draft->SubmitMessage(true);
+  EXPECT_EQ(Server().CountItems(kBob, "inbox"), 1u);
+  EXPECT_EQ(AttachmentsOf(*Only(dfinsentitems)), "a.txt=aaa;b.txt=bbb;");
+}
+
+TEST_P(ResponsesInForm, AnOriginalThatIsGoneIsTheServersToTell) {
+  const auto mail = Mail(AddMessage("Hello"));
+  const auto reply = mail->CreateReply(false);
+  reply->SetBodyText("long and careful");
+  Inbox()->DeleteItem(mail->GetID(), dtHardDelete);
+  EXPECT_EQ(CodeOf([&] { reply->SubmitMessage(true); }), "ErrorItemNotFound");
+  EXPECT_EQ(reply->GetBodyText(), "long and careful");
+}
+
+TEST_P(ResponsesInForm, ReplyToAllReachesAll) {
+  const simulator::Id id =
+      Server().AddMessage(kAlice, "inbox",
+                          "From: Bob Birch <bob@example.com>\r\nTo: Alice Arden <alice@example.com>\r\nCc: Eve "
+                          "<eve@elsewhere.example>\r\nSubject: Hello\r\n\r\nx");
+  const auto reply = Mail({id.id, id.change_key})->CreateReply(true);
+  reply->SetBodyText("x");
+  const auto draft = reply->SaveChanges(soAutoResolve);
+  EXPECT_EQ(draft->GetToRecipients()->Count() + draft->GetCcRecipients()->Count(), 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, ResponsesInForm, ::testing::Bool(),
+                         [](const auto& strict) { return std::string(strict.param ? "Schema" : "Own"); });
 
 }  // namespace
 }  // namespace velmore::testing
