@@ -241,6 +241,42 @@ TEST_F(Departure, MemberOfAKindOfItemsIsAskedForAsOneOfAllOrByItsName) {
   EXPECT_EQ(ask("SortKey"), before + behind) << "the schema has no name for it";
 }
 
+TEST_F(Departure, TitleOfAContactIsAskedForAsAFieldOfPersonasOrNotAtAll) {
+  const TItemId id = AddItem("contacts", "<t:Contact><t:GivenName>Ann</t:GivenName></t:Contact>");
+  const auto contact = Supports<IVqEWSContact>(Store().GetItem(id));
+  const std::string before = "<m:ItemShape><t:BaseShape>IdOnly</t:BaseShape>", behind = "</m:ItemShape>";
+  const auto shape = [&] {
+    return Inside("GetItem", "ItemShape", [&] {
+      try {
+        contact->GetDisplayNamePrefix();
+      } catch (const EEWSException&) {  // a server that knows that contacts have no such field
+      }
+    });
+  };
+  EXPECT_EQ(shape(), before +
+                         "<t:AdditionalProperties><t:FieldURI FieldURI=\"persona:DisplayNamePrefix\"/>"
+                         "</t:AdditionalProperties>" +
+                         behind);
+  Strict();
+  EXPECT_EQ(shape(), before + behind);
+  contact->SetDisplayNamePrefix("Dr.");
+  EXPECT_EQ(MessageOf<EVqException>([&] { contact->SaveChanges(soAutoResolve); }),
+            "The schema has no field for \"DisplayNamePrefix\": SetTitle of the complete name has the same effect.");
+}
+
+TEST_F(Departure, WhatStandsAboveAQuotedMessageHasATypeOrIsGivenOne) {
+  const TItemId id = AddMessage("Hello");
+  const auto body = [&](const char* text) {
+    const auto reply = Mail(id)->CreateReply(false);
+    reply->GetBody().SetValue(text);
+    return Inside("CreateItem", "Items/ReplyToItem/NewBodyContent", [&] { reply->SaveChanges(soAutoResolve); });
+  };
+  EXPECT_EQ(body("plain"), "<t:NewBodyContent>plain</t:NewBodyContent>");
+  Strict();
+  EXPECT_EQ(body("plain"), "<t:NewBodyContent BodyType=\"Text\">plain</t:NewBodyContent>");
+  EXPECT_EQ(body(" <p>x</p>"), "<t:NewBodyContent BodyType=\"HTML\"> &lt;p&gt;x&lt;/p&gt;</t:NewBodyContent>");
+}
+
 TEST_F(Departure, AddressIsOneFieldOrItsParts) {
   const auto list = [&] {
     return Inside("FindItem", "ItemShape/AdditionalProperties", [&] {
