@@ -2,6 +2,7 @@
 // is saved is what the model says, for the object and for whoever opens the item next. Both forms of requests, five
 // versions; what goes over the wire in the schema's form is held against the published schema.
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <random>
@@ -30,7 +31,7 @@ T Value(unsigned seed) {
   static const char* const kTexts[] = {"plain ", "\xC3\xA9 & <t> \"q\" 'a' ", "\xF0\x9F\x98\x80 ", "a ]]> b ",
                                        "x,y;z "};
   if constexpr (std::is_same_v<T, string>) {
-    return seed % 7 == 0 ? string() : string(kTexts[seed % std::size(kTexts)] + Number(seed));
+    return seed % 3 == 0 ? string() : string(kTexts[seed % std::size(kTexts)] + Number(seed));
   } else if constexpr (std::is_same_v<T, bool>) {
     return seed % 2 == 1;
   } else if constexpr (std::is_enum_v<T>) {
@@ -319,6 +320,9 @@ struct TWorld {
   const char* Version;
   bool Strict;
 };
+void PrintTo(const TWorld& world, std::ostream* out) {
+  *out << world.Version << (world.Strict ? ", the schema's form" : ", the library's own form");
+}
 
 class PeopleRandom : public PeopleTest, public ::testing::WithParamInterface<TWorld> {
  protected:
@@ -343,11 +347,15 @@ class PeopleRandom : public PeopleTest, public ::testing::WithParamInterface<TWo
     EXPECT_GT(seen.size(), 10u);
   }
 
+  /// What an item holds, as far as these members go.
   template <typename TItem>
-  static TModel Read(TItem& item, const TKind<TItem>& kind, TServerVersion version) {
+  static TModel Read(TItem& item, const TKind<TItem>& kind, const std::vector<std::size_t>& members,
+                     TServerVersion version) {
     TModel model;
-    for (const auto& reader : kind.Readers)
+    for (const std::size_t member : members) {
+      const TReader<TItem>& reader = kind.Readers[member];  // each edit has its reader
       if (version >= reader.Needs) reader.Read(item, model);
+    }
     return model;
   }
   /// The model where this version can be asked, without what is empty.
@@ -359,43 +367,51 @@ class PeopleRandom : public PeopleTest, public ::testing::WithParamInterface<TWo
   }
   static TModel Filled(const TModel& model) { return Known(model, model); }
 
+  /// Some members at a time, so that each is changed again and again: set, changed, emptied.
   template <typename TItem>
-  void Run(const TKind<TItem>& kind, unsigned seed, const std::function<TVqRef<TItem>()>& make) {
+  void Run(const TKind<TItem>& kind, std::uint32_t seed, const std::function<TVqRef<TItem>()>& make) {
     const TServerVersion version = Session().GetServerVersion();
     std::mt19937 random(seed);
-    std::set<std::string> touched;
-    for (int round = 0; round < 2; ++round) {
+    ASSERT_EQ(kind.Edits.size(), kind.Readers.size());
+    std::vector<std::size_t> all;
+    for (std::size_t i = 0; i < kind.Edits.size(); ++i) {
+      if (version >= kind.Edits[i].Needs) all.push_back(i);
+    }
+    std::shuffle(all.begin(), all.end(), random);
+    const std::size_t rounds = all.size() / 15 + 1;
+    for (std::size_t round = 0; round < rounds; ++round) {
       SCOPED_TRACE("round " + std::to_string(round));
+      std::vector<std::size_t> members;
+      for (std::size_t i = round; i < all.size(); i += rounds) members.push_back(all[i]);
       TVqRef<TItem> item = make();
-      TModel model = Read(*item, kind, version);
-      for (int save = 0; save < 3; ++save) {
+      TModel model = Read(*item, kind, members, version);
+      for (int save = 0; save < 4; ++save) {
         SCOPED_TRACE("save " + std::to_string(save));
         std::string edits;
-        for (auto i = random() % 24; i > 0; --i) {
-          const TEdit<TItem>& edit = kind.Edits[random() % kind.Edits.size()];
-          if (version < edit.Needs) continue;
+        for (auto i = random() % 40; i > 0; --i) {
+          const TEdit<TItem>& edit = kind.Edits[members[random() % members.size()]];
           edit.Apply(*item, static_cast<unsigned>(random() % 100000), model);
           edits += edit.Name + " ";
-          touched.insert(edit.Name);
         }
         SCOPED_TRACE(edits);
-        if (random() % 4 == 0) Read(*item, kind, version);  // leaves no trace
+        if (random() % 3 == 0) Read(*item, kind, members, version);  // leaves no trace
         ASSERT_NO_THROW(item->SaveChanges(soAutoResolve)) << Request("UpdateItem");
         const auto fresh = Fresh(*item);
-        const TModel held = Read(*item, kind, version), told = Read(*fresh, kind, version);
+        const TModel held = Read(*item, kind, members, version), told = Read(*fresh, kind, members, version);
         for (const std::string& name : kind.Derived) {
           if (const auto text = told.find(name); text != told.end()) model[name] = text->second;
         }
-        ASSERT_EQ(Known(model, told), Filled(told));
+        ASSERT_EQ(Known(model, told), Filled(told)) << Request("UpdateItem");
         ASSERT_EQ(Filled(held), Filled(told));
         if (random() % 2 == 0) item = fresh;
       }
+      // All that nobody touched is as it was: what was only read is not sent.
+      Read(*item, kind, all, version);
       ASSERT_NO_THROW(item->SaveChanges(soNeverOverwrite));
       if (!GetParam().Strict) {
         EXPECT_EQ(Updates(), "");
       }
     }
-    EXPECT_GT(touched.size(), kind.Edits.size() / 4);
   }
 };
 
