@@ -112,7 +112,7 @@ void Draw(std::ostream& out, const std::vector<TEntry>& entries, const std::vect
           << "</title><rect x=\"" << left + 1 << "\" y=\"" << top << "\" width=\"" << width - 2 << "\" height=\""
           << height << "\" rx=\"3\" fill=\"" << kColours[entry.Calendar % std::size(kColours)]
           << "\" stroke=\"#999\"/><text x=\"" << left + 5 << "\" y=\"" << top + 11 << "\">"
-          << VqEscapeXML(entry.Subject.Copy(0, static_cast<std::size_t>(width / 6))) << "</text></g>\n";
+          << VqEscapeXML(entry.Subject.Copy(0, static_cast<std::size_t>(width / 7))) << "</text></g>\n";
     }
   }
   double x = kLeft;
