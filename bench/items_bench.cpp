@@ -72,16 +72,37 @@ const TColumn kColumns[] = {
     {"t:IsFromMe", "false", &FLD_ITEM_ISFROMME},
 };
 
-std::string Page(std::int64_t rows, std::int64_t fields) {
+const TColumn kCalendarColumns[] = {
+    {"t:Subject", "Stand-up of the two teams, with guests", &FLD_ITEM_SUBJECT},
+    {"t:Start", "2026-03-02T09:00:00Z", &FLD_CALENDAR_START},
+    {"t:End", "2026-03-02T09:15:00Z", &FLD_CALENDAR_END},
+    {"t:IsAllDayEvent", "false", &FLD_CALENDAR_ISALLDAYEVENT},
+    {"t:LegacyFreeBusyStatus", "Busy", &FLD_CALENDAR_LEGACYFREEBUSYSTATUS},
+    {"t:Location", "Room 2, behind the stairs", &FLD_CALENDAR_LOCATION},
+    {"t:IsMeeting", "true", &FLD_CALENDAR_ISMEETING},
+    {"t:IsCancelled", "false", &FLD_CALENDAR_ISCANCELLED},
+    {"t:CalendarItemType", "Occurrence", &FLD_CALENDAR_CALENDARITEMTYPE},
+    {"t:MyResponseType", "Accept", &FLD_CALENDAR_MYRESPONSETYPE},
+};
+
+/// Rows of one kind, with their columns.
+struct TRows {
+  const char* Element;
+  const TColumn* Columns;
+};
+constexpr TRows kMessages{"t:Message", kColumns};
+constexpr TRows kOccurrences{"t:CalendarItem", kCalendarColumns};
+
+std::string Page(const TRows& kind, std::int64_t rows, std::int64_t fields) {
   std::string items;
   for (std::int64_t row = 0; row < rows; ++row) {
-    items += "<t:Message><t:ItemId Id=\"AAMkADAwATM0MDAAMS1kYgAtMDJiMC0wMAItMDAKAEYAAAN" + std::to_string(row) +
-             "\" ChangeKey=\"CQAAABYAAAA\"/>";
+    items += std::string("<") + kind.Element + "><t:ItemId Id=\"AAMkADAwATM0MDAAMS1kYgAtMDJiMC0wMAItMDAKAEYAAAN" +
+             std::to_string(row) + "\" ChangeKey=\"CQAAABYAAAA\"/>";
     for (std::int64_t i = 0; i < fields; ++i) {
-      const TColumn& column = kColumns[i];
+      const TColumn& column = kind.Columns[i];
       items += std::string("<") + column.Name + ">" + column.Value + "</" + column.Name + ">";
     }
-    items += "</t:Message>";
+    items += std::string("</") + kind.Element + ">";
   }
   return Envelope("FindItem", "<m:RootFolder TotalItemsInView=\"" + std::to_string(rows) +
                                   "\" IndexedPagingOffset=\"1000\" IncludesLastItemInRange=\"true\"><t:Items>" + items +
@@ -104,8 +125,8 @@ class TBenchItems : public TVqEWSTable {
   const std::string& FBytes;
 };
 
-void PageFloor(benchmark::State& state) {
-  const std::string page = Page(state.range(0), state.range(1));
+void Floor(benchmark::State& state, const TRows& kind) {
+  const std::string page = Page(kind, state.range(0), state.range(1));
   for (auto _ : state) {
     std::string buffer = page;
     pugi::xml_document document;
@@ -120,19 +141,19 @@ void PageFloor(benchmark::State& state) {
     std::size_t length = 0;
     for (const pugi::xml_node row : items) {
       for (std::int64_t i = 0; i < state.range(1); ++i)
-        length += string(std::string_view(row.child(kColumns[i].Name).child_value())).Length();
+        length += string(std::string_view(row.child(kind.Columns[i].Name).child_value())).Length();
     }
     benchmark::DoNotOptimize(length);
   }
 }
-void PageOfRows(benchmark::State& state) {
-  const std::string page = Page(state.range(0), state.range(1));
+void Rows(benchmark::State& state, const TRows& kind) {
+  const std::string page = Page(kind, state.range(0), state.range(1));
   TVqEWSServiceSession session;
   const auto store = MakeRef<TVqEWSMsgStore>(&session, "bench");
   for (auto _ : state) {
     const auto items = MakeRef<TBenchItems>(store.get(), page);
     std::vector<TVqEWSField*> fields;
-    for (std::int64_t i = 0; i < state.range(1); ++i) fields.push_back(&items->GetFields().Add(*kColumns[i].Field));
+    for (std::int64_t i = 0; i < state.range(1); ++i) fields.push_back(&items->GetFields().Add(*kind.Columns[i].Field));
     std::size_t length = 0;
     for (items->Open(); !items->Eof(); items->Next()) {
       for (TVqEWSField* field : fields) length += field->GetAsString().Length();
@@ -140,11 +161,27 @@ void PageOfRows(benchmark::State& state) {
     benchmark::DoNotOptimize(length);
   }
 }
+void PageFloor(benchmark::State& state) {
+  Floor(state, kMessages);
+}
+void PageOfRows(benchmark::State& state) {
+  Rows(state, kMessages);
+}
 void Pages(benchmark::internal::Benchmark* bench) {
   bench->Args({1000, 10})->Args({2000, 10})->Args({4000, 10})->Args({1000, 20})->Unit(benchmark::kMicrosecond);
 }
 BENCHMARK(PageFloor)->Apply(Pages);
 BENCHMARK(PageOfRows)->Apply(Pages);
+
+/// A year of a series, as a calendar view gives it.
+void CalendarViewFloor(benchmark::State& state) {
+  Floor(state, kOccurrences);
+}
+void CalendarView(benchmark::State& state) {
+  Rows(state, kOccurrences);
+}
+BENCHMARK(CalendarViewFloor)->Args({1000, 10})->Unit(benchmark::kMicrosecond);
+BENCHMARK(CalendarView)->Args({1000, 10})->Unit(benchmark::kMicrosecond);
 
 // ---- Loading an item
 

@@ -16,6 +16,7 @@
 #include "ews/VelmoreEWS.h"
 #include "ews/items/uVqEWSAttachments.h"
 #include "ews/items/uVqEWSMessage.h"
+#include "ews/items/uVqEWSMessageEx.h"
 #include "ews/schema/uVqEWSFieldURI.h"
 #include "ews/stores/uVqEWSMsgStore.h"
 #include "platform/common/uVqNetEncoding.h"
@@ -33,22 +34,26 @@ std::string AddMessage(simulator::Simulator& server) {
 
 struct TComposed {};
 
-/// A message whose save ends where the request would go out.
-class TComposedMail : public TVqEWSEMail {
+/// An item whose save ends where the request would go out.
+template <typename TItem>
+class TComposedItem : public TItem {
  public:
-  using TVqEWSEMail::TVqEWSEMail;
+  using TItem::TItem;
   bool Composing = false;
   /// What stands in the item now counts as loaded.
-  void TakeAsLoaded() { SetPropData(AsElement()); }
+  void TakeAsLoaded() { this->SetPropData(this->AsElement()); }
 
  protected:
-  ~TComposedMail() override = default;
+  ~TComposedItem() override = default;
   void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) override {
-    TVqEWSEMail::BeforeSaveChanges(ASOAPRequest);
+    TItem::BeforeSaveChanges(ASOAPRequest);
     benchmark::DoNotOptimize(ASOAPRequest.GetMethod());
     if (Composing) throw TComposed();
   }
 };
+
+using TComposedMail = TComposedItem<TVqEWSEMail>;
+using TComposedMeeting = TComposedItem<TVqEWSCalendarItemEx>;
 
 /// Members of the schema, or MAPI properties, until there are 60.
 void Fill(const IVqDOMElement& item, bool extended) {
@@ -96,6 +101,39 @@ void ComposeOneChangeOf60Extended(benchmark::State& state) {
   Compose(state, true);
 }
 BENCHMARK(ComposeOneChangeOf60Extended)->Unit(benchmark::kMicrosecond);
+
+/// One attendee of many is another one: found, changed, and the lists compared.
+void ModifyOneAttendee(benchmark::State& state) {
+  const TForkedSimulator server([](simulator::Simulator& simulator) {
+    return simulator
+        .AddItem("alice@example.com", "calendar",
+                 "<t:CalendarItem><t:Subject>S</t:Subject><t:Start>2026-03-02T09:00:00Z</t:Start>"
+                 "<t:End>2026-03-02T10:00:00Z</t:End></t:CalendarItem>")
+        .id;
+  });
+  TVqEWSServiceSession session;
+  server.LogOn(session);
+  const auto store = session.OpenDefaultMsgStore();
+  const auto meeting = MakeRef<TComposedMeeting>(dynamic_cast<TVqComponent*>(store.get()), TItemId{server.Told(), ""});
+  const auto guests = session.CreateRecipients();
+  for (std::int64_t i = 0; i < state.range(0); ++i) guests->AddMailbox("", "person" + IntToStr(i) + "@example.com");
+  meeting->ModifyOptionalAttendees(guests);
+  meeting->TakeAsLoaded();
+  meeting->Composing = true;
+  const auto changing = guests->GetItem(static_cast<std::int32_t>(state.range(0) / 2));
+  std::int64_t number = 0;
+  for (auto _ : state) {
+    changing->SetEmailAddress("other" + IntToStr(++number) + "@example.com");
+    meeting->ModifyOptionalAttendees(guests);
+    try {
+      meeting->SaveChanges(soAutoResolve);
+    } catch (const TComposed&) {
+    }
+  }
+  state.counters["per attendee"] = benchmark::Counter(
+      static_cast<double>(state.range(0)), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+BENCHMARK(ModifyOneAttendee)->Arg(200)->Arg(2000)->Arg(20000)->Unit(benchmark::kMicrosecond);
 
 /// The floor: 60 members of two trees compared one by one, and the request of one change made and written.
 void ComposeByHand(benchmark::State& state) {

@@ -32,6 +32,13 @@ TDateTime WholeDay(TDateTime value) {
 constexpr std::array kOfTheServer = {"calendar:Organizer", "calendar:ModifiedOccurrences",
                                      "calendar:DeletedOccurrences", "item:ResponseObjects"};
 
+/// Patterns and ranges that reading has made beside the one that counts: of each, a series has one.
+void RemoveEmptyChoices(const IVqDOMElement& recurrence) {
+  for (const IVqDOMElement& choice : recurrence.GetChildElements()) {
+    if (EwsIsEmpty(choice)) recurrence.RemoveChild(choice);
+  }
+}
+
 bool IsOfTheServer(const string& uri) {
   return std::ranges::find(kOfTheServer, uri) != kOfTheServer.end();
 }
@@ -189,11 +196,13 @@ void TVqEWSCalendarItem::BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) {
       if (const IVqDOMElement member = method.SelectSingleElement("Items/*/" + name, kSelectQuiet))
         member.GetParentElement().RemoveChild(member);
     }
+    RemoveEmptyChoices(method.SelectSingleElement("Items/*/Recurrence", kSelectQuiet));
   } else if (method.GetLocalName() == "UpdateItem") {
     method.SetAttribute("SendMeetingInvitationsOrCancellations", VqEnumToText(smiocSendToNone));
     for (const IVqDOMElement& change : method.CreateElementList("ItemChanges/ItemChange/Updates/*", kSelectQuiet)) {
       if (IsOfTheServer(change.SelectSingleElement("FieldURI", kSelectQuiet).GetAttribute("FieldURI")))
         change.GetParentElement().RemoveChild(change);
+      RemoveEmptyChoices(change.SelectSingleElement("CalendarItem/Recurrence", kSelectQuiet));
     }
   }
 }

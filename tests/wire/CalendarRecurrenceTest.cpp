@@ -244,6 +244,26 @@ TEST_F(CalendarRecurrence, ReadingMakesNoSeriesAndDeletesNone) {
   }
 }
 
+TEST_F(CalendarRecurrence, WhatReadingMadeIsNoSecondPattern) {
+  const auto readAll = [](IVqEWSCalendarItem& item) {
+    for (const TPart& pattern : Patterns()) item.GetRecurrence().GetNode(string("t:") + pattern.Name);
+    for (const TPart& range : Ranges()) item.GetRecurrence().GetNode(string("t:") + range.Name);
+  };
+  const auto item = NewAppointment();
+  item->SetStartDateTime(At("2026-03-02T09:00:00Z"));
+  item->SetEndDateTime(At("2026-03-02T10:00:00Z"));
+  readAll(*item);
+  Fill(*item, Patterns()[3], Ranges()[1]);
+  item->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Part("CreateItem", "Items/CalendarItem/Recurrence"), XmlOf(Patterns()[3], Ranges()[1]));
+  readAll(*item);
+  item->GetRecurrence().GetAbsoluteMonthlyRecurrence().SetInterval(7);
+  item->SaveChanges(soAutoResolve);
+  const std::string updates = Updates();
+  EXPECT_NE(updates.find("<t:Recurrence><t:AbsoluteMonthlyRecurrence><t:Interval>7</t:Interval>"), std::string::npos);
+  EXPECT_EQ(updates.find("Recurrence/>"), std::string::npos);
+}
+
 TEST_F(CalendarRecurrence, AnOccurrenceIsNotAskedToForgetASeries) {
   const TItemId master = Add(kDaily);
   auto store = Supports<TVqEWSMsgStore>(&Store());

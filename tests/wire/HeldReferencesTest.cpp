@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include "tests/wire/CalendarTestSupport.h"
 #include "tests/wire/PeopleTestSupport.h"
 
 namespace velmore::testing {
@@ -107,13 +108,13 @@ template <typename TGet>
 void HoldOwn(THeldList& held, const std::string& name, TGet get) {
   using TResult = decltype(get());
   if constexpr (!std::is_same_v<TResult, string> && !std::is_same_v<TResult, TVqEwsTextBody> &&
-                !std::is_same_v<TResult, TDateTime> && !std::is_same_v<TResult, bool>)
+                std::is_class_v<std::remove_reference_t<TResult>> && !std::is_same_v<TResult, TDateTime>)
     Hold(held, name, std::function<TResult()>(get));
 }
 
-/// The one record that the schema has no name to ask for: at it a session goes over to the schema's form.
+/// The records that the schema has no name to ask for: at them a session goes over to the schema's form.
 bool IsGiven(IVqEWSItem& item, const std::string& name) {
-  return name != "MailboxGuids" || item.GetID().Id.empty();
+  return (name != "MailboxGuids" && name != "CalendarActivityData") || item.GetID().Id.empty();
 }
 
 /// Everything that an item hands out by reference or as a view.
@@ -149,6 +150,17 @@ THeldList HoldAll(IVqEWSTask& item) {
 #undef GetOwner
   return held;
 }
+THeldList HoldAll(IVqEWSCalendarItem& item) {
+  THeldList held = HoldItem(item);
+#define VQ_MEMBER(access, ...) HOLD_##access(item, __VA_ARGS__)
+#include "ews/tables/MemberRowsCalendarItem.inc"
+  return held;
+}
+
+void ExpectAllRaise(const THeldList& held, std::size_t atLeast = 60) {
+  ASSERT_GT(held.size(), atLeast);
+  for (const THeld& one : held) EXPECT_THROW(one.Use(), EVqException) << one.Name;
+}
 
 class HeldReferences : public PeopleTest {
  protected:
@@ -170,10 +182,6 @@ class HeldReferences : public PeopleTest {
       item->SaveChanges(soAutoResolve);
       ExpectAllRaise(held, atLeast);
     }
-  }
-  static void ExpectAllRaise(const THeldList& held, std::size_t atLeast = 60) {
-    ASSERT_GT(held.size(), atLeast);
-    for (const THeld& one : held) EXPECT_THROW(one.Use(), EVqException) << one.Name;
   }
 };
 
@@ -276,6 +284,36 @@ TEST_F(HeldReferences, PropertiesGoOnOrSayThatTheyWereDiscarded) {
   } catch (const EVqException& discarded) {
     EXPECT_STREQ(discarded.what(), "The property \"PR_SUBJECT\" was discarded when its list was rebuilt!");
   }
+}
+
+class HeldReferencesOfMeetings : public CalendarTest {
+ protected:
+  TVqRef<IVqEWSCalendarItem> FullMeeting() {
+    return Appointment(std::string(kDaily) + Required(AttendeeXml("bob@example.com")));
+  }
+};
+
+TEST_F(HeldReferencesOfMeetings, RaiseBehindEachOfTheTwoSaves) {
+  for (const bool withAttendees : {false, true}) {
+    const auto meeting = FullMeeting();
+    const THeldList held = HoldAll(*meeting);
+    for (const THeld& one : held) EXPECT_TRUE(one.IsCurrent()) << one.Name;
+    if (withAttendees) {
+      RefuseNext("UpdateItem", "ErrorInvalidRecipients", 1);
+      EXPECT_THROW(meeting->SaveMeeting(soAutoResolve, smiocSendOnlyToAll), EVqEWSAttendeesNotSaved);
+    } else {
+      meeting->SaveMeeting(soAutoResolve, smiocSendToNone);
+    }
+    ExpectAllRaise(held, 30);
+  }
+}
+
+TEST_F(HeldReferencesOfMeetings, GoOnBehindASaveThatFails) {
+  const auto meeting = FullMeeting();
+  const THeldList held = HoldAll(*meeting);
+  RefuseNext("UpdateItem", "ErrorServerBusy");
+  EXPECT_THROW(meeting->SaveMeeting(soAutoResolve, smiocSendOnlyToAll), EVqException);
+  for (const THeld& one : held) EXPECT_TRUE(one.IsCurrent()) << one.Name;
 }
 
 }  // namespace
