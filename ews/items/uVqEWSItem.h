@@ -83,8 +83,8 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   /// body ("data:" and "file:") into inline attachments. Overriders call it first.
   virtual void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest);
 
-  /// Called with the `t:Updates` of an update without changes where the schema has no form for one: what is put there is
-  /// sent, and nothing is sent otherwise. Nothing here.
+  /// Called with the `t:Updates` of an update without changes where the schema has no form for one: what is put there
+  /// is sent, and nothing is sent otherwise. Nothing here.
   virtual void FillEmptyUpdate(const IVqDOMElement&) {}
   /// Adds the `t:SetItemField` of a property to the changes of an update.
   void AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProperty& AProperty);
