@@ -90,9 +90,12 @@ std::string StripBrackets(const char* id) {
   return text;
 }
 
-void TakeParts(GMimeObject* object, Item& item, bool in_alternative, int depth);
+/// Messages in messages that become items. What lies deeper is kept as bytes: each level is written and read anew.
+constexpr int kMostNested = 8;
 
-void TakeAttachment(GMimeObject* object, Item& item) {
+std::shared_ptr<Item> Import(std::shared_ptr<const std::string> mime, Seconds received, int nested);
+
+void TakeAttachment(GMimeObject* object, Item& item, int nested) {
   Attachment attachment;
   attachment.modified = item.received;
   attachment.content_id = StripBrackets(g_mime_object_get_content_id(object));
@@ -101,17 +104,22 @@ void TakeAttachment(GMimeObject* object, Item& item) {
   attachment.is_inline = disposition != nullptr ? SameText(disposition, "inline") && !attachment.content_id.empty()
                                                 : !attachment.content_id.empty();
   if (GMIME_IS_MESSAGE_PART(object)) {
-    GMimeMessage* nested = g_mime_message_part_get_message(GMIME_MESSAGE_PART(object));
-    if (nested == nullptr) return;
+    GMimeMessage* inner = g_mime_message_part_get_message(GMIME_MESSAGE_PART(object));
+    if (inner == nullptr) return;
     const Owned<GMimeStream> stream(g_mime_stream_mem_new(), Unref);
-    g_mime_object_write_to_stream(GMIME_OBJECT(nested), nullptr, stream.get());
+    g_mime_object_write_to_stream(GMIME_OBJECT(inner), nullptr, stream.get());
     GByteArray* bytes = g_mime_stream_mem_get_byte_array(GMIME_STREAM_MEM(stream.get()));
-    attachment.is_item = true;
-    attachment.item = ImportMime(
-        std::make_shared<const std::string>(reinterpret_cast<const char*>(bytes->data), bytes->len), item.received);
-    attachment.name = attachment.item->Text("Subject");
+    auto mime = std::make_shared<const std::string>(reinterpret_cast<const char*>(bytes->data), bytes->len);
     attachment.content_type = "message/rfc822";
     attachment.is_inline = false;
+    if (nested < kMostNested) {
+      attachment.is_item = true;
+      attachment.item = Import(std::move(mime), item.received, nested + 1);
+      attachment.name = attachment.item->Text("Subject");
+    } else {
+      attachment.content = std::move(mime);
+      attachment.name = "message.eml";
+    }
   } else {
     auto* part = GMIME_PART(object);
     attachment.name = ValidUtf8(g_mime_part_get_filename(part));
@@ -122,13 +130,13 @@ void TakeAttachment(GMimeObject* object, Item& item) {
   item.attachments.push_back(std::move(attachment));
 }
 
-void TakeParts(GMimeObject* object, Item& item, bool in_alternative, int depth) {
+void TakeParts(GMimeObject* object, Item& item, bool in_alternative, int depth, int nested) {
   if (object == nullptr || depth > 30) return;
   if (GMIME_IS_MULTIPART(object)) {
     auto* multipart = GMIME_MULTIPART(object);
     const bool alternative = TypeText(object) == "multipart/alternative";
     for (int i = 0; i < g_mime_multipart_get_count(multipart); ++i)
-      TakeParts(g_mime_multipart_get_part(multipart, i), item, in_alternative || alternative, depth + 1);
+      TakeParts(g_mime_multipart_get_part(multipart, i), item, in_alternative || alternative, depth + 1, nested);
     return;
   }
   const char* disposition = g_mime_object_get_disposition(object);
@@ -145,7 +153,7 @@ void TakeParts(GMimeObject* object, Item& item, bool in_alternative, int depth) 
       return;
     }
   }
-  if (GMIME_IS_PART(object) || GMIME_IS_MESSAGE_PART(object)) TakeAttachment(object, item);
+  if (GMIME_IS_PART(object) || GMIME_IS_MESSAGE_PART(object)) TakeAttachment(object, item, nested);
 }
 
 void SetText(Item& item, const char* name, const std::string& text) {
@@ -221,6 +229,12 @@ Element HeadersElement(const std::string& block) {
 }
 
 std::shared_ptr<Item> ImportMime(std::shared_ptr<const std::string> mime, Seconds received) {
+  return Import(std::move(mime), received, 0);
+}
+
+namespace {
+
+std::shared_ptr<Item> Import(std::shared_ptr<const std::string> mime, Seconds received, int nested) {
   InitializeMime();
   auto item = std::make_shared<Item>();
   item->element = "Message";
@@ -283,8 +297,10 @@ std::shared_ptr<Item> ImportMime(std::shared_ptr<const std::string> mime, Second
   item->SetFlag("IsDeliveryReceiptRequested", !HeaderText(m, "Return-Receipt-To").empty());
   item->SetFlag("IsDraft", HeaderText(m, "X-Unsent") == "1");
   item->SetFlag("IsRead", false);
-  TakeParts(g_mime_message_get_mime_part(m), *item, false, 0);
+  TakeParts(g_mime_message_get_mime_part(m), *item, false, 0, nested);
   return item;
 }
+
+}  // namespace
 
 }  // namespace velmore::simulator

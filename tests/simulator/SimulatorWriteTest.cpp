@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "SimulatorTestSupport.h"
+#include "simulator/mailbox/mime.h"
+#include "simulator/mailbox/model.h"
 
 namespace velmore::simulator::testing {
 namespace {
@@ -509,6 +511,28 @@ TEST_F(SimulatorWrite, SizeLimitsHaveTheirCodes) {
                    "</t:Content></t:FileAttachment></m:Attachments></m:CreateAttachment>")
                 .Code(),
             "ErrorAttachmentSizeLimitExceeded");
+}
+
+TEST(SimulatorMime, MessagesInMessagesAreItemsAsFarAsAnybodyLooks) {
+  std::string mime;
+  for (int i = 0; i < 700; ++i) mime += "Subject: level\r\nContent-Type: message/rfc822\r\n\r\n";
+  mime += "Subject: innermost\r\n\r\ntext\r\n";
+  std::shared_ptr<Item> item = ImportMime(std::make_shared<const std::string>(mime), 1);
+  int depth = 0;
+  for (; item->attachments.size() == 1 && item->attachments[0].is_item; ++depth) item = item->attachments[0].item;
+  EXPECT_EQ(depth, 8);
+  ASSERT_EQ(item->attachments.size(), 1u);
+  // What lies deeper is there as bytes.
+  EXPECT_EQ(item->attachments[0].name, "message.eml");
+  EXPECT_EQ(item->attachments[0].content_type, "message/rfc822");
+  EXPECT_NE(item->attachments[0].content->find("innermost"), std::string::npos);
+}
+
+TEST_F(SimulatorWrite, ASubjectOfAMillionAnswersIsTaken) {
+  std::string subject;
+  for (int i = 0; i < 1000000; ++i) subject += "re:";
+  const Id id = server.AddMessage("alice@example.com", "inbox", "Subject: " + subject + "topic\r\n\r\n");
+  EXPECT_NE(server.DumpItem(id.id).find(">topic</t:ConversationTopic>"), std::string::npos);
 }
 
 }  // namespace
