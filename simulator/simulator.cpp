@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <fstream>
 #include <mutex>
+#include <shared_mutex>
 
 #include "simulator/control/browser_page.h"
 #include "simulator/control/faults.h"
@@ -15,7 +16,6 @@
 #include "simulator/mailbox/mime.h"
 #include "simulator/mailbox/model.h"
 #include "simulator/mailbox/seed.h"
-#include "simulator/mailbox/state.h"
 #include "simulator/mailbox/state_keeper.h"
 #include "simulator/protocol/autodiscover.h"
 #include "simulator/protocol/service.h"
@@ -98,8 +98,8 @@ struct Simulator::Impl {
         crl_file(authority.RevocationList()),
         recorder(options.keep_exchanges, options.record_directory) {
     if (!options.state_file.empty()) {
-      CheckStatePlace(options.state_file);
-      ReadState(options.state_file, store);
+      keeper = std::make_unique<StateKeeper>(options.state_file, store);
+      keeper->Read();
     }
     // What was kept has been seeded once; who is told again may have got another password.
     std::vector<const Mailbox*> kept;
@@ -132,13 +132,13 @@ struct Simulator::Impl {
   }
 
   std::optional<User> FindUserOf(std::string_view name) const {
-    const std::lock_guard lock(store.mutex);
+    const std::shared_lock lock(store.mutex);
     const Mailbox* mailbox = store.ByLogon(name);
     return mailbox != nullptr ? std::optional(mailbox->owner) : std::nullopt;
   }
 
   std::vector<User> Users() const {
-    const std::lock_guard lock(store.mutex);
+    const std::shared_lock lock(store.mutex);
     std::vector<User> users;
     for (const auto& mailbox : store.Mailboxes()) users.push_back(mailbox->owner);
     return users;
@@ -152,7 +152,7 @@ struct Simulator::Impl {
   }
 
   Identity Issue(Certificate certificate) const {
-    const std::lock_guard lock(store.mutex);
+    const std::shared_lock lock(store.mutex);
     return authority.Issue(certificate, autodiscover.Domains());
   }
 
@@ -348,7 +348,7 @@ struct Simulator::Impl {
       return AnswerBeside(
           "AutodiscoverV2", exchange,
           [&] {
-            const std::lock_guard lock(store.mutex);
+            const std::shared_lock lock(store.mutex);
             return reply_of(autodiscover.AnswerJson(question));
           },
           [&](const std::string& code, const std::string& text) {
@@ -356,7 +356,7 @@ struct Simulator::Impl {
           });
     }
     {
-      const std::lock_guard lock(store.mutex);
+      const std::shared_lock lock(store.mutex);
       if (auto redirect = autodiscover.RedirectOf(question)) return reply_of(*std::move(redirect));
     }
     const Authenticator::Result who = authenticator.Check(request, connection);
@@ -365,7 +365,7 @@ struct Simulator::Impl {
     HttpResponse response = AnswerBeside(
         "Autodiscover", exchange,
         [&] {
-          const std::lock_guard lock(store.mutex);
+          const std::shared_lock lock(store.mutex);
           return reply_of(autodiscover.AnswerXml(question));
         },
         [&](const std::string& code, const std::string& text) { return reply_of(Autodiscover::Failed(code, text)); });
@@ -502,18 +502,14 @@ void Simulator::Start() {
       std::move(settings),
       [&impl](const HttpRequest& request, ConnectionState& connection) { return impl.Handle(request, connection); });
   impl.server->Start();
-  if (!impl.options.state_file.empty())
-    impl.keeper = std::make_unique<StateKeeper>(impl.options.state_file, impl.store, impl.options.state_interval);
+  if (impl.keeper != nullptr) impl.keeper->Start(impl.options.state_interval);
   impl.running = true;
 }
 
 void Simulator::Stop() {
   if (!impl_->running.exchange(false)) return;
   impl_->server->Stop();
-  if (impl_->options.state_file.empty()) return;
-  impl_->keeper.reset();
-  const std::lock_guard lock(impl_->store.mutex);
-  WriteStateText(impl_->options.state_file, StateText(impl_->store));
+  if (impl_->keeper != nullptr) impl_->keeper->Stop();
 }
 
 bool Simulator::Running() const {

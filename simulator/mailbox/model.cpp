@@ -199,6 +199,7 @@ Folder& Mailbox::Dumpster() {
   folder->distinguished = "dumpster";
   distinguished["dumpster"] = folder->entry_id;
   Folder& result = *folder;
+  Note(result.entry_id);
   folders.emplace(result.entry_id, std::move(folder));
   return result;
 }
@@ -216,6 +217,8 @@ Folder& Mailbox::NewFolder(Folder& parent, const std::string& element, const std
   folder->folder_class = folder_class;
   parent.children.push_back(folder->entry_id);
   parent.change = ++last_change;
+  Note(parent.entry_id);
+  Note(folder->entry_id);
   Folder& result = *folder;
   folders.emplace(result.entry_id, std::move(folder));
   return result;
@@ -248,6 +251,8 @@ Item& Mailbox::Put(Folder& folder, std::shared_ptr<Item> item) {
   Adopt(*item);
   folder.content_change = last_change;
   folder.committed = Now();
+  Note(item->entry_id);
+  Note(folder.entry_id);
   Item& result = *item;
   folder.items.emplace(item->number, item);
   items.emplace(result.entry_id, std::move(item));
@@ -262,10 +267,12 @@ Folder* Mailbox::Take(const std::string& entry_id) {
     folder->items.erase(found->second->number);
     folder->content_change = ++last_change;
     folder->committed = Now();
+    Note(folder->entry_id);
     tombstones.push_back(
         {last_change, found->second->born, false, folder->entry_id, IdOf(*found->second), KeyOf(*found->second)});
     folder->search = {};
   }
+  Note(found->first);
   items.erase(found);
   return folder;
 }
@@ -325,7 +332,11 @@ Item& Mailbox::CopyItem(const Item& item, Mailbox& to, Folder& folder) const {
 void Mailbox::RemoveTree(const Folder& folder) {
   tombstones.push_back({++last_change, folder.born, true, folder.parent, IdOf(folder), KeyOf(folder)});
   for (const std::string& child : folder.children) RemoveTree(*FindFolder(child));
-  for (const auto& [number, item] : folder.items) items.erase(item->entry_id);
+  for (const auto& [number, item] : folder.items) {
+    Note(item->entry_id);
+    items.erase(item->entry_id);
+  }
+  Note(folder.entry_id);
   folders.erase(std::string(folder.entry_id));
 }
 
@@ -349,6 +360,7 @@ void Mailbox::MoveFolder(Folder& folder, Folder& parent) {
   folder.parent = parent.entry_id;
   parent.children.push_back(folder.entry_id);
   folder.change = ++last_change;
+  Note(folder.entry_id);
   Tell(StoreChange::Kind::kMoved, folder, before);
   if (old != nullptr) Touch(*old);
   if (old != &parent) Touch(parent);
@@ -385,7 +397,9 @@ void Mailbox::Touch(Item& item, const std::string& by) {
   item.change = ++last_change;
   item.modified = Now();
   item.modified_by = by;
+  Note(item.entry_id);
   if (Folder* folder = FindFolder(item.folder)) {
+    Note(folder->entry_id);
     folder->content_change = last_change;
     folder->committed = item.modified;
   }
@@ -402,6 +416,7 @@ void Mailbox::Replace(Item& item, Item&& with, const std::string& by) {
 
 void Mailbox::Touch(Folder& folder) {
   folder.change = ++last_change;
+  Note(folder.entry_id);
   Tell(StoreChange::Kind::kModified, folder);
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 
-// Mailboxes, folders and items in memory. Nothing here knows of requests. One mutex (Store::mutex) protects all of it;
-// it is held for the whole of an operation.
+// Mailboxes, folders and items in memory. Nothing here knows of requests. Store::mutex held whole protects all of it.
+// Held shared it protects the list of mailboxes, their owners and the directory; what is in a mailbox is then protected
+// by the lock of that mailbox. All of them are held for the whole of an operation.
 
 #include <cstdint>
 #include <functional>
@@ -12,10 +13,12 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "simulator/mailbox/observers.h"
 #include "simulator/mailbox/permissions.h"
+#include "simulator/mailbox/store_lock.h"
 #include "simulator/schema/refusal.h"
 #include "simulator/schema/schema.h"
 #include "simulator/time/time.h"
@@ -177,6 +180,11 @@ struct Mailbox {
   std::vector<Element> delegates;                   // t:DelegateUser without permissions, which the folders have
   std::string meeting_delivery = "DelegatesAndMe";  // who gets invitations: t:DeliverMeetingRequests
   Observers* observers = nullptr;                   // told of every change; those of the store
+  /// Entry ids of what was written, made or taken away, for whoever keeps the mailbox; nothing is noted while there is
+  /// nobody.
+  std::optional<std::unordered_set<std::string>> noted;
+  /// Protects all but the owner and the guid. An archive has that of its mailbox.
+  std::shared_ptr<std::mutex> lock = std::make_shared<std::mutex>();
 
   Folder* FindFolder(std::string_view entry_id) const;
   std::shared_ptr<Item> FindItem(std::string_view entry_id) const;
@@ -217,6 +225,9 @@ struct Mailbox {
   StoreChange::Place PlaceOf(const Folder& folder) const;
   void Tell(StoreChange::Kind kind, const Item& item, const StoreChange::Place& before = {}) const;
   void Tell(StoreChange::Kind kind, const Folder& folder, const StoreChange::Place& before = {}) const;
+  void Note(const std::string& entry_id) {
+    if (noted) noted->insert(entry_id);
+  }
   // What the operations above are made of; nobody is told.
   Folder& NewFolder(Folder& parent, const std::string& element, const std::string& display_name,
                     const std::string& folder_class);
@@ -231,7 +242,7 @@ class Store {
  public:
   explicit Store(int server_version);
 
-  mutable std::mutex mutex;  // protects everything behind the store
+  mutable StoreLock mutex;  // see above
 
   Mailbox& AddMailbox(const User& user);
   /// Gives a mailbox to somebody else, or to the same user with another password or other rights.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 
 #include "simulator/time/time.h"
@@ -14,7 +15,7 @@ namespace velmore::simulator {
 
 struct Mailbox;
 
-/// A change of an item or a folder. It is told after it has happened, while the lock of the store is held.
+/// A change of an item or a folder. It is told after it has happened, while the lock of its mailbox is held.
 struct StoreChange {
   enum class Kind { kNewMail, kCreated, kModified, kMoved, kCopied, kDeleted };
   /// Ids and change keys as clients see them.
@@ -33,7 +34,7 @@ struct StoreChange {
   Seconds time;
 };
 
-/// Who is told. Protected by the lock of the store, as all of it is.
+/// Who is told. Who adds or removes an observer holds the store whole; changes are told one after the other.
 class Observers {
  public:
   using Observer = std::function<void(const StoreChange&)>;
@@ -46,10 +47,13 @@ class Observers {
   void Remove(std::uint64_t number) { observers_.erase(number); }
   bool Empty() const { return observers_.empty(); }
   void Tell(const StoreChange& change) const {
+    if (observers_.empty()) return;
+    const std::lock_guard lock(telling_);
     for (const auto& [number, observer] : observers_) observer(change);
   }
 
  private:
+  mutable std::mutex telling_;  // two mailboxes may change at a time
   std::map<std::uint64_t, Observer> observers_;
   std::uint64_t last_ = 0;
 };

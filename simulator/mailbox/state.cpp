@@ -1,30 +1,16 @@
 #include "simulator/mailbox/state.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <zlib.h>
-
-#include <cerrno>
-#include <charconv>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
+#include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/search.h"
 
 namespace velmore::simulator {
 
 namespace {
 
-namespace fs = std::filesystem;
 using Json = nlohmann::json;
-
-constexpr int kFormat = 1;
-constexpr std::string_view kTitle = "Velmore EWS Simulator state, format ";
 
 bool IsUtf8(std::string_view text) {
   for (std::size_t i = 0; i < text.size();) {
@@ -239,12 +225,10 @@ Json PackFolder(const Folder& folder) {
             {"born", folder.born},
             {"committed", folder.committed},
             {"deletedFrom", Pack(folder.deleted_from)},
-            {"children", Json::array()},
-            {"items", Json::array()}};
+            {"children", Json::array()}};
   if (folder.search_parameters) json["search"] = PackElement(*folder.search_parameters);
   if (folder.permission_set) json["permissions"] = PackElement(*folder.permission_set);
   for (const std::string& child : folder.children) json["children"].push_back(Pack(child));
-  for (const auto& [number, item] : folder.items) json["items"].push_back(PackItem(*item));
   return json;
 }
 
@@ -288,18 +272,13 @@ Json PackMailbox(const Mailbox& mailbox) {
             {"settings", Json::object()},
             {"lastChange", mailbox.last_change},
             {"lastNumber", mailbox.last_number},
-            {"tombstones", Json::array()},
             {"delegates", Json::array()},
             {"meetingDelivery", mailbox.meeting_delivery},
-            {"grants", Json::array()},
-            {"folders", Json::array()}};
+            {"grants", Json::array()}};
   for (const Grant& grant : mailbox.owner.grants)
     json["grants"].push_back({Pack(grant.mailbox), Pack(grant.folder), static_cast<int>(grant.access)});
   for (const auto& [name, setting] : mailbox.settings) json["settings"][name] = PackElement(setting);
-  for (const Tombstone& stone : mailbox.tombstones)
-    json["tombstones"].push_back({stone.change, stone.born, stone.of_folder, Pack(stone.folder), stone.id, stone.key});
   for (const Element& delegate : mailbox.delegates) json["delegates"].push_back(PackElement(delegate));
-  for (const auto& [id, folder] : mailbox.folders) json["folders"].push_back(PackFolder(*folder));
   return json;
 }
 
@@ -331,55 +310,48 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
   for (const Json& delegate : json.value("delegates", Json::array()))
     mailbox->delegates.push_back(UnpackElement(delegate));
   mailbox->meeting_delivery = json.value("meetingDelivery", mailbox->meeting_delivery);
-  for (const Json& stone : json.value("tombstones", Json::array()))
-    mailbox->tombstones.push_back({stone.at(0).get<std::uint64_t>(), stone.at(1).get<std::uint64_t>(),
-                                   stone.at(2).get<bool>(), Unpack(stone.at(3)), stone.at(4).get<std::string>(),
-                                   stone.at(5).get<std::string>()});
-  for (const Json& entry : json.at("folders")) {
-    auto folder = std::make_unique<Folder>();
-    folder->entry_id = Unpack(entry.at("id"));
-    folder->number = entry.at("number").get<std::uint64_t>();
-    folder->change = entry.at("change").get<std::uint64_t>();
-    folder->content_change = entry.at("contentChange").get<std::uint64_t>();
-    folder->parent = Unpack(entry.at("parent"));
-    folder->element = Unpack(entry.at("element"));
-    folder->folder_class = Unpack(entry.at("class"));
-    folder->display_name = Unpack(entry.at("displayName"));
-    folder->distinguished = Unpack(entry.at("distinguished"));
-    folder->extended = UnpackExtended(entry.at("extended"));
-    folder->born = entry.value("born", folder->change);
-    folder->committed = entry.value("committed", Seconds{0});
-    if (entry.contains("deletedFrom")) folder->deleted_from = Unpack(entry["deletedFrom"]);
-    if (entry.contains("search")) folder->search_parameters = UnpackElement(entry["search"]);
-    if (entry.contains("permissions")) folder->permission_set = UnpackElement(entry["permissions"]);
-    for (const Json& child : entry.at("children")) folder->children.push_back(Unpack(child));
-    for (const Json& each : entry.at("items")) {
-      std::shared_ptr<Item> item = UnpackItem(each);
-      folder->items.emplace(item->number, item);
-      mailbox->items.emplace(item->entry_id, std::move(item));
-    }
-    if (!folder->distinguished.empty()) mailbox->distinguished[folder->distinguished] = folder->entry_id;
-    mailbox->folders.emplace(folder->entry_id, std::move(folder));
-  }
-  for (const auto& [id, folder] : mailbox->folders)
-    if (folder->search_parameters) BindSearch(*mailbox, *folder);
-  // Folders that are named and not there would be met much later, and without a word of where they come from.
-  if (mailbox->FindFolder(mailbox->root) == nullptr) throw std::out_of_range("a mailbox without its root");
-  for (const auto& [id, folder] : mailbox->folders) {
-    if (!folder->parent.empty() && mailbox->FindFolder(folder->parent) == nullptr)
-      throw std::out_of_range("a folder without its parent");
-    for (const std::string& child : folder->children)
-      if (mailbox->FindFolder(child) == nullptr) throw std::out_of_range("a folder without one below it");
-  }
   return mailbox;
 }
 
-unsigned long Checksum(std::string_view bytes) {
-  return crc32_z(0, reinterpret_cast<const Bytef*>(bytes.data()), bytes.size());
+std::unique_ptr<Folder> UnpackFolder(const Json& entry) {
+  auto folder = std::make_unique<Folder>();
+  folder->entry_id = Unpack(entry.at("id"));
+  folder->number = entry.at("number").get<std::uint64_t>();
+  folder->change = entry.at("change").get<std::uint64_t>();
+  folder->content_change = entry.at("contentChange").get<std::uint64_t>();
+  folder->parent = Unpack(entry.at("parent"));
+  folder->element = Unpack(entry.at("element"));
+  folder->folder_class = Unpack(entry.at("class"));
+  folder->display_name = Unpack(entry.at("displayName"));
+  folder->distinguished = Unpack(entry.at("distinguished"));
+  folder->extended = UnpackExtended(entry.at("extended"));
+  folder->born = entry.value("born", folder->change);
+  folder->committed = entry.value("committed", Seconds{0});
+  if (entry.contains("deletedFrom")) folder->deleted_from = Unpack(entry["deletedFrom"]);
+  if (entry.contains("search")) folder->search_parameters = UnpackElement(entry["search"]);
+  if (entry.contains("permissions")) folder->permission_set = UnpackElement(entry["permissions"]);
+  for (const Json& child : entry.at("children")) folder->children.push_back(Unpack(child));
+  return folder;
 }
 
-std::string Why() {
-  return std::strerror(errno);
+Tombstone UnpackStone(const Json& stone) {
+  return {stone.at(0).get<std::uint64_t>(), stone.at(1).get<std::uint64_t>(),
+          stone.at(2).get<bool>(),          Unpack(stone.at(3)),
+          stone.at(4).get<std::string>(),   stone.at(5).get<std::string>()};
+}
+
+/// What was read of a mailbox must hang together: what is named and not there would be met much later, and without a
+/// word of where it comes from.
+void CheckWhole(Mailbox& mailbox) {
+  for (const auto& [id, folder] : mailbox.folders) {
+    if (!folder->distinguished.empty()) mailbox.distinguished[folder->distinguished] = id;
+    if (folder->search_parameters) BindSearch(mailbox, *folder);
+    if (!folder->parent.empty() && mailbox.FindFolder(folder->parent) == nullptr)
+      throw std::out_of_range("a folder without its parent");
+    for (const std::string& child : folder->children)
+      if (mailbox.FindFolder(child) == nullptr) throw std::out_of_range("a folder without one below it");
+  }
+  if (mailbox.FindFolder(mailbox.root) == nullptr) throw std::out_of_range("a mailbox without its root");
 }
 
 }  // namespace
@@ -392,113 +364,99 @@ std::shared_ptr<Item> ItemFromText(const std::string& text) {
   return UnpackItem(Json::parse(text));
 }
 
-bool ReadState(const std::string& file, Store& store) {
-  std::error_code error;
-  if (!fs::exists(file, error)) return false;
-  std::ifstream in(file, std::ios::binary);
-  std::ostringstream content;
-  if (!in || fs::is_directory(file) || (in.peek() != std::ifstream::traits_type::eof() && !(content << in.rdbuf())))
-    throw OptionError("The state file " + file + " cannot be read.");
-  const std::string all = std::move(content).str();
-  const std::string hint = " It is left as it is; move it away to start with new mailboxes.";
-  const std::size_t end = all.find('\n');
-  int format = 0;
-  unsigned long checksum = 0;
-  unsigned long long size = 0;
-  if (!all.starts_with(kTitle) || end == std::string::npos ||
-      std::sscanf(all.c_str() + kTitle.size(), "%d, checksum %lx, bytes %llu\n", &format, &checksum, &size) < 1)
-    throw OptionError("The file " + file + " is no state file of the simulator." + hint);
-  if (format != kFormat)
-    throw OptionError("The state file " + file + " has format " + std::to_string(format) +
-                      "; this simulator reads format " + std::to_string(kFormat) + "." + hint);
-  const std::string_view body = std::string_view(all).substr(end + 1);
-  if (body.size() != size)
-    throw OptionError("The state file " + file + " is damaged: it holds " + std::to_string(body.size()) + " of " +
-                      std::to_string(size) + " bytes." + hint);
-  if (Checksum(body) != checksum)
-    throw OptionError("The state file " + file + " is damaged: its checksum is wrong." + hint);
-  std::vector<std::unique_ptr<Mailbox>> mailboxes;
-  std::unique_ptr<Mailbox> public_folders;
-  std::vector<DirectoryContact> contacts;
-  std::vector<std::unique_ptr<Mailbox>> archives;
-  std::vector<DirectoryList> lists;
-  std::string version;
-  try {
-    const Json json = Json::parse(body);
-    version = json.at("version").get<std::string>();
-    for (const Json& mailbox : json.at("mailboxes")) mailboxes.push_back(UnpackMailbox(mailbox));
-    public_folders = UnpackMailbox(json.at("publicFolders"));
-    for (const Json& archive : json.value("archives", Json::array())) {
-      archives.push_back(UnpackMailbox(archive));
-      archives.back()->is_archive = true;
-    }
-    for (const Json& list : json.value("lists", Json::array()))
-      lists.push_back({Unpack(list.at(0)), Unpack(list.at(1)), list.at(2).get<std::vector<std::string>>()});
-    for (const Json& contact : json.at("contacts")) contacts.push_back({Unpack(contact.at(0)), Unpack(contact.at(1))});
-  } catch (const std::exception& wrong) {
-    throw OptionError("The state file " + file + " is damaged: " + wrong.what() + "." + hint);
-  }
-  if (const std::string played = VersionNames()[static_cast<std::size_t>(store.server_version)]; version != played)
-    throw OptionError("The state file " + file + " is of a server of version " + version + " and cannot be used with " +
-                      played + "." + hint);
-  for (auto& mailbox : mailboxes) store.Restore(std::move(mailbox));
-  for (auto& archive : archives) store.RestoreArchive(std::move(archive));
-  store.RestorePublicFolders(std::move(public_folders));
-  store.lists = std::move(lists);
-  store.contacts = std::move(contacts);
-  return true;
+std::string FolderText(const Folder& folder) {
+  return PackFolder(folder).dump();
 }
 
-std::string StateText(const Store& store) {
+std::string StoneText(const Tombstone& stone) {
+  return Json{stone.change, stone.born, stone.of_folder, Pack(stone.folder), stone.id, stone.key}.dump();
+}
+
+std::string MailboxText(const Mailbox& mailbox, MailboxKind kind, std::size_t place) {
+  Json json = PackMailbox(mailbox);
+  json["kind"] = static_cast<int>(kind);
+  json["place"] = place;
+  return json.dump();
+}
+
+std::string DirectoryText(const Store& store) {
   Json json{{"version", VersionNames()[static_cast<std::size_t>(store.server_version)]},
-            {"mailboxes", Json::array()},
-            {"publicFolders", PackMailbox(store.PublicFolders())},
             {"contacts", Json::array()},
-            {"archives", Json::array()},
             {"lists", Json::array()}};
-  for (const auto& archive : store.Archives()) json["archives"].push_back(PackMailbox(*archive));
   for (const DirectoryList& list : store.lists)
     json["lists"].push_back({Pack(list.smtp_address), Pack(list.display_name), list.members});
-  for (const auto& mailbox : store.Mailboxes()) json["mailboxes"].push_back(PackMailbox(*mailbox));
   for (const DirectoryContact& contact : store.contacts)
     json["contacts"].push_back({Pack(contact.smtp_address), Pack(contact.display_name)});
-  const std::string body = json.dump(1);
-  char title[120];
-  std::snprintf(title, sizeof title, "%s%d, checksum %08lx, bytes %zu\n", kTitle.data(), kFormat, Checksum(body),
-                body.size());
-  return title + body;
+  return json.dump();
 }
 
-void WriteStateText(const std::string& file, const std::string& text) {
-  // The old file stays until the new one is whole and on the disk.
-  const std::string fresh = file + ".new";
-  ::unlink(fresh.c_str());
-  const int handle = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (handle < 0) throw SimulatorError("The state file " + file + " cannot be written: " + Why() + ".");
-  bool whole = true;
-  for (std::size_t at = 0; whole && at < text.size();) {
-    const ssize_t count = ::write(handle, text.data() + at, text.size() - at);
-    if (count > 0)
-      at += static_cast<std::size_t>(count);
-    else
-      whole = count < 0 && errno == EINTR;
+std::string VersionOfDirectory(const std::string& text) {
+  return Json::parse(text).at("version").get<std::string>();
+}
+
+void RestoreStore(const StateEntries& entries, Store& store) {
+  std::map<std::string, std::unique_ptr<Mailbox>, std::less<>> mailboxes;  // by guid
+  std::map<std::pair<int, std::size_t>, std::string> order;                // guids by kind and place
+  std::vector<DirectoryContact> contacts;
+  std::vector<DirectoryList> lists;
+  const auto mailbox_of = [&](std::string_view key) -> Mailbox& {
+    const auto found = mailboxes.find(key.substr(1, 36));
+    if (found == mailboxes.end()) throw std::out_of_range("something of a mailbox that is not there");
+    return *found->second;
+  };
+  // In the order of their letters: the directory, folders behind mailboxes, items behind folders.
+  const auto of_kind = [&entries](char kind, const auto& take) {
+    for (auto entry = entries.lower_bound(std::string(1, kind)); entry != entries.end() && entry->first[0] == kind;
+         ++entry)
+      take(entry->first, Json::parse(entry->second));
+  };
+  of_kind(kDirectoryEntry, [&](const std::string&, const Json& json) {
+    for (const Json& list : json.at("lists"))
+      lists.push_back({Unpack(list.at(0)), Unpack(list.at(1)), list.at(2).get<std::vector<std::string>>()});
+    for (const Json& contact : json.at("contacts")) contacts.push_back({Unpack(contact.at(0)), Unpack(contact.at(1))});
+  });
+  of_kind(kMailboxEntry, [&](const std::string& key, const Json& json) {
+    auto mailbox = UnpackMailbox(json);
+    if (key != EntryKey(kMailboxEntry, *mailbox)) throw std::out_of_range("a mailbox under another name");
+    order[{json.at("kind").get<int>(), json.at("place").get<std::size_t>()}] = mailbox->guid;
+    mailboxes.emplace(mailbox->guid, std::move(mailbox));
+  });
+  of_kind(kFolderEntry, [&](const std::string& key, const Json& json) {
+    auto folder = UnpackFolder(json);
+    std::string id = folder->entry_id;
+    mailbox_of(key).folders.emplace(std::move(id), std::move(folder));
+  });
+  of_kind(kItemEntry, [&](const std::string& key, const Json& json) {
+    Mailbox& mailbox = mailbox_of(key);
+    std::shared_ptr<Item> item = UnpackItem(json);
+    Folder* folder = mailbox.FindFolder(item->folder);
+    if (folder == nullptr) throw std::out_of_range("an item without its folder");
+    folder->items.emplace(item->number, item);
+    mailbox.items.emplace(item->entry_id, std::move(item));
+  });
+  of_kind(kStoneEntry,
+          [&](const std::string& key, const Json& json) { mailbox_of(key).tombstones.push_back(UnpackStone(json)); });
+  for (const auto& [guid, mailbox] : mailboxes) CheckWhole(*mailbox);
+  bool has_public = false;
+  for (const auto& [where, guid] : order) {
+    auto mailbox = std::move(mailboxes.find(guid)->second);
+    if (where.first == static_cast<int>(MailboxKind::kUser)) {
+      store.Restore(std::move(mailbox));
+    } else if (where.first == static_cast<int>(MailboxKind::kArchive)) {
+      mailbox->is_archive = true;
+      store.RestoreArchive(std::move(mailbox));
+    } else {
+      has_public = true;
+      store.RestorePublicFolders(std::move(mailbox));
+    }
   }
-  whole = whole && ::fsync(handle) == 0;
-  const int reason = errno;
-  whole = ::close(handle) == 0 && whole;
-  if (whole && ::rename(fresh.c_str(), file.c_str()) == 0) return;
-  errno = whole ? errno : reason;
-  const std::string complaint = "The state file " + file + " cannot be written: " + Why() + ".";
-  ::unlink(fresh.c_str());
-  throw SimulatorError(complaint);
+  if (!has_public) throw std::out_of_range("there are no public folders");
+  store.lists = std::move(lists);
+  store.contacts = std::move(contacts);
 }
 
-void CheckStatePlace(const std::string& file) {
-  fs::path folder = fs::path(file).parent_path();
-  if (folder.empty()) folder = ".";
-  if (!fs::is_directory(folder) || ::access(folder.c_str(), W_OK) != 0)
-    throw OptionError("The folder of the state file " + file + " is not there or cannot be written to.");
-  if (fs::is_directory(file)) throw OptionError("The state file " + file + " is a folder.");
+std::string EntryKey(char kind, const Mailbox& mailbox, std::string_view rest) {
+  return kind + mailbox.guid + ToHex(rest);
 }
 
 }  // namespace velmore::simulator

@@ -179,6 +179,7 @@ Mailbox& Store::AddArchive(const Mailbox& mailbox) {
 
 void Store::RestoreArchive(std::unique_ptr<Mailbox> archive) {
   archive->observers = &observers_;
+  if (const Mailbox* mailbox = ByAddress(archive->owner.smtp_address)) archive->lock = mailbox->lock;
   archives_.push_back(std::move(archive));
 }
 

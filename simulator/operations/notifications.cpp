@@ -80,12 +80,10 @@ Element StreamingResponse(std::vector<Element> content) {
 
 // ---- The subscriptions
 
-Subscriptions::Subscriptions(Store& store, const Options& options) : store_(store), options_(options) {
-  observer_ = store_.GetObservers().Add([this](const StoreChange& change) { Told(change); });
-}
+Subscriptions::Subscriptions(Store& store, const Options& options) : store_(store), options_(options) {}
 
 Subscriptions::~Subscriptions() {
-  store_.GetObservers().Remove(observer_);
+  if (observer_ != 0) store_.GetObservers().Remove(observer_);
 }
 
 void Subscriptions::Told(const StoreChange& change) {
@@ -139,6 +137,8 @@ std::string Subscriptions::Add(Subscription subscription) {
                    "and try your request again.");
   subscription.id = EncodeBase64("backend-" + std::to_string(subscription.back_end) + " " + NewGuid() + " " +
                                  std::to_string(++last_id_));
+  // Telling a change costs a count of the folder's items, which nobody pays for a store that nobody watches.
+  if (observer_ == 0) observer_ = store_.GetObservers().Add([this](const StoreChange& change) { Told(change); });
   subscription.heard = Clock::now();
   std::string id = subscription.id;
   Subscription& added = subscriptions_.emplace(id, std::move(subscription)).first->second;

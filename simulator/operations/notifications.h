@@ -76,7 +76,7 @@ class Subscriptions {
 
   Store& store_;
   const Options& options_;
-  std::uint64_t observer_;
+  std::uint64_t observer_ = 0;  // 0 before the first subscription
   std::uint64_t last_id_ = 0;
   std::map<std::string, Subscription> subscriptions_;
   std::map<std::string, std::set<Subscription*>> by_mailbox_;  // so that a change is told to a few of ten thousand

@@ -1,8 +1,8 @@
 #pragma once
 
 // The operations of the service, one function each: takes the request element, gives the response element. They run
-// under the lock of the store. A refusal of one part of a request becomes a response message, a refusal of the whole an
-// exception.
+// under the lock of the store, or under those of the mailboxes that they name. A refusal of one part of a request
+// becomes a response message, a refusal of the whole an exception.
 
 #include <functional>
 #include <set>

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "simulator/protocol/locks.h"
 #include "simulator/schema/refusal.h"
 #include "simulator/types/versions.h"
 
@@ -171,8 +172,9 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
   // Looked at before the store is locked, since it takes its time with large requests.
   const std::optional<SchemaViolation> violation = validator_ ? validator_->Check(request.bytes) : std::nullopt;
   try {
-    const std::lock_guard lock(store_.mutex);
-    Context context{store_, options_, user, store_.ByAddress(user.smtp_address), kExchange2007, {}};
+    std::optional<OperationLock> lock;
+    lock.emplace(store_, !StaysInMailboxes(request.operation, request.method));
+    Context context{store_, options_, user, store_.ByAddress(user.smtp_address), kExchange2007};
     if (const Element* version = request.header.Child("RequestServerVersion")) {
       context.version = VersionIndex(version->AttributeText("Version"));
       if (context.version < 0 || context.version > store_.server_version) throw SoapFault("ErrorInvalidServerVersion");
@@ -204,6 +206,7 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
     if (const Element* zone = request.header.Child("TimeZoneContext"))
       if (const Element* definition = zone->Child("TimeZoneDefinition"))
         context.time_zone = definition->AttributeText("Id");
+    lock->TakeMailboxes(request.method, {context.home, store_.ByAddress(user.smtp_address)});
     const Operation operation = FindOperation(request.operation, context.version);
     if (operation == nullptr && IsMissingHere(request.operation))
       throw SoapFault("ErrorInvalidOperation", "The simulator does not have " + request.operation + ".");
@@ -227,6 +230,7 @@ SoapReply Service::Execute(SoapRequest& request, const User& user, std::map<std:
     }
     Schema::Instance().Check(request.method, checker);
     Element response = operation(context, request.method);
+    lock.reset();  // the answer is its own by now
     departures = std::move(checker.departures);
     reply.stream = std::move(context.stream);
     response.Set("xmlns:m", kMessagesNamespace).Set("xmlns:t", kTypesNamespace);

@@ -175,12 +175,13 @@ struct Options {
   /// Folder with messages.xsd and types.xsd as servers publish them. Requests that do not validate are refused with
   /// ErrorSchemaValidation, whatever accept_departures says. Empty: the simulator's own rules.
   std::string schema_directory = {};
-  /// Keeps the mailboxes over a restart: read by the constructor when it exists, written after changes while the server
-  /// runs, and by Stop(). Holds the passwords of the users. Empty: nothing is kept.
+  /// Keeps the mailboxes over a restart: read by the constructor when it exists, followed by what changes while the
+  /// server runs, written anew by Stop(). One simulator has it at a time; the constructor waits a moment for another
+  /// one that is ending, and raises OptionError. Holds the passwords of the users. Empty: nothing is kept.
   std::string state_file = {};
-  /// How long after a change the state file is written; longer when the mailboxes are so large that writing takes a
-  /// tenth of that time.
-  std::chrono::milliseconds state_interval{1000};
+  /// How long after a change it is in the state file, at most, when the machine is not busy. Requests do not wait for
+  /// it.
+  std::chrono::milliseconds state_interval{250};
   bool browser_page = true;  ///< shows mailboxes and exchanges to a browser at "/", to anybody who can reach the port
   /// Names under which a browser may ask for that page, besides localhost and addresses in figures. Any other name is
   /// refused: it may be a stranger's page that was given this machine's address.

@@ -5,7 +5,10 @@
 #include <sys/stat.h>
 
 #include <functional>
+#include <future>
+#include <set>
 #include <thread>
+#include <utility>
 
 #include "ProgramTestSupport.h"
 #include "SimulatorTestSupport.h"
@@ -76,7 +79,7 @@ TEST_F(SimulatorState, MailboxesAreTheSameAfterARestart) {
     inbox = client.Call(kInbox).Find("FolderId").AttributeText("Id");
     server.Stop();
   }
-  EXPECT_TRUE(ReadFile(file).starts_with("Velmore EWS Simulator state, format 1, checksum "));
+  EXPECT_TRUE(ReadFile(file).starts_with("Velmore EWS Simulator state, format 2\ncommit "));
   Started server(Kept());
   EXPECT_EQ(server.DumpItem(message.id), before[0]);
   EXPECT_EQ(server.DumpItem(contact.id), before[1]);
@@ -143,7 +146,6 @@ TEST_F(SimulatorState, SeedFillsOnlyMailboxesThatWereNotKept) {
 
 TEST_F(SimulatorState, FileIsWrittenAtEachStopAndOnlyForItsOwner) {
   Started server(Kept());
-  EXPECT_FALSE(std::filesystem::exists(file));
   server.Stop();
   const std::string first = ReadFile(file);
   struct stat status {};
@@ -203,16 +205,125 @@ TEST_F(SimulatorState, FileIsNotWrittenWhileNothingChanges) {
   Started server(options);
   Client client(server);
   server.AddMessage("alice@example.com", "inbox", "Subject: one\r\n\r\n");
-  const auto inode = [&] {
-    struct stat status {};
-    return ::stat(file.c_str(), &status) == 0 ? status.st_ino : 0;
-  };
-  ASSERT_TRUE(Comes([&] { return inode() != 0; }));
-  // A look that finds nothing new leaves no trace: each file would be another one.
+  ASSERT_TRUE(Comes([&] { return ReadFile(file).find("Subject: one") != std::string::npos; }));
+  // A look that finds nothing new leaves no trace.
   std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  const auto written = inode();
+  const auto size = std::filesystem::file_size(file);
   for (int i = 0; i < 50; ++i) client.Call(kInbox);
-  EXPECT_EQ(inode(), written);
+  EXPECT_EQ(std::filesystem::file_size(file), size);
+}
+
+TEST_F(SimulatorState, ChangesAreAddedAndTheFileIsNotWrittenAnew) {
+  Options options = Kept();
+  options.state_interval = std::chrono::milliseconds(1);
+  Started server(options);
+  for (int i = 0; i < 200; ++i)
+    server.AddMessage("alice@example.com", "inbox", "Subject: before\r\n\r\n" + std::string(1000, 'x'));
+  ASSERT_TRUE(Comes([&] { return std::filesystem::file_size(file) > 200 * 1000; }));
+  std::uintmax_t before = 0;
+  ASSERT_TRUE(Comes([&] {
+    const auto size = std::filesystem::file_size(file);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    return std::exchange(before, std::filesystem::file_size(file)) == size;
+  }));
+  server.AddMessage("alice@example.com", "inbox", "Subject: behind\r\n\r\n");
+  ASSERT_TRUE(Comes([&] { return ReadFile(file).find("Subject: behind") != std::string::npos; }));
+  EXPECT_LT(std::filesystem::file_size(file), before + 20000);
+}
+
+/// What must be the same in two runs: the subjects below a folder, with what a client sees of them.
+std::multiset<std::string> Contents(const Simulator& server, const std::string& folder_id) {
+  Client client(server);
+  const Reply reply = client.Call(FindItemXml(folder_id, "<t:FieldURI FieldURI=\"item:Subject\"/>", 1000));
+  std::multiset<std::string> all;
+  for (const Element* item : reply.All("Message"))
+    all.insert(item->ChildText("Subject") + " " + item->Child("ItemId")->AttributeText("Id") + " " +
+               item->Child("ItemId")->AttributeText("ChangeKey"));
+  return all;
+}
+
+TEST_F(SimulatorState, NothingThatWasWrittenIsLostInAKillHoweverTheFileIsCut) {
+  Options options = Kept();
+  options.state_interval = std::chrono::milliseconds(1);
+  std::multiset<std::string> expected;
+  {
+    Started server(options);
+    Client client(server);
+    std::vector<Id> ids;
+    for (int i = 0; i < 30; ++i)
+      ids.push_back(server.AddMessage("alice@example.com", "inbox", "Subject: " + std::to_string(i) + "\r\n\r\nx"));
+    const std::string ids_xml = "<t:ItemId Id=\"" + ids[3].id + "\"/><t:ItemId Id=\"" + ids[4].id + "\"/>";
+    EXPECT_EQ(client
+                  .Call("<m:MoveItem><m:ToFolderId>" + Distinguished("drafts") + "</m:ToFolderId><m:ItemIds>" +
+                        ids_xml + "</m:ItemIds></m:MoveItem>")
+                  .Code(),
+              "NoError");
+    EXPECT_EQ(client
+                  .Call("<m:DeleteItem DeleteType=\"HardDelete\"><m:ItemIds><t:ItemId Id=\"" + ids[5].id +
+                        "\"/></m:ItemIds></m:DeleteItem>")
+                  .Code(),
+              "NoError");
+    server.Touch(ids[6].id);
+    expected = Contents(server, "inbox");
+    ASSERT_EQ(expected.size(), 27u);
+    server.AddMessage("alice@example.com", "outbox", "Subject: the last one\r\n\r\n");
+    ASSERT_TRUE(Comes([&] { return ReadFile(file).find("the last one") != std::string::npos; }));
+    // As a kill leaves it: in the middle of another record.
+    folder.Write("killed", ReadFile(file) + "commit 1000 01234567\nhalf of");
+  }
+  options.state_file = folder.Path("killed");
+  {
+    Started server(options);
+    EXPECT_EQ(Contents(server, "inbox"), expected);
+    EXPECT_EQ(server.CountItems("alice@example.com", "drafts"), 2u);
+    EXPECT_EQ(server.CountItems("alice@example.com", "outbox"), 1u);
+    // And goes on from there.
+    server.AddMessage("alice@example.com", "inbox", "Subject: new\r\n\r\n");
+    server.Stop();
+  }
+  EXPECT_EQ(Simulator(options).CountItems("alice@example.com", "inbox"), 28u);
+}
+
+TEST_F(SimulatorState, AFileServesOneSimulatorAtATime) {
+  const Simulator first(Kept());
+  EXPECT_EQ(Refusal(Kept()), "The state file " + file + " is in use by another simulator.");
+}
+
+TEST_F(SimulatorState, AStartWaitsForTheEndOfTheOneBefore) {
+  auto first = std::make_unique<Started>(Kept());
+  first->AddMessage("alice@example.com", "inbox", "Subject: one\r\n\r\n");
+  std::promise<void> begun;
+  auto second = std::async(std::launch::async, [&] {
+    begun.set_value();
+    return Simulator(Kept()).CountItems("alice@example.com", "inbox");
+  });
+  begun.get_future().wait();
+  first->Stop();
+  first.reset();
+  EXPECT_EQ(second.get(), 1u);
+}
+
+TEST_F(SimulatorState, WhatIsLargeComesInPartsAndIsWhole) {
+  Options options = Kept();
+  options.state_interval = std::chrono::hours(1);
+  options.fills = {{"alice@example.com", "inbox", 600}};
+  {
+    Started server(options);
+    server.AddMessage("carol@example.com", "inbox", "Subject: small\r\n\r\n");
+    server.Stop();
+  }
+  {
+    Started server(options);
+    EXPECT_EQ(server.CountItems("alice@example.com", "inbox"), 600u);
+    // More than is held in memory before it is written.
+    server.AddMessage("bob@example.com", "inbox", "Subject: large\r\n\r\n" + std::string(9 << 20, 'y'));
+    server.AddMessage("carol@example.com", "inbox", "Subject: behind\r\n\r\n");
+    server.Stop();
+  }
+  const Simulator server(options);
+  EXPECT_EQ(server.CountItems("alice@example.com", "inbox"), 600u);
+  EXPECT_EQ(server.CountItems("bob@example.com", "inbox"), 1u);
+  EXPECT_EQ(server.CountItems("carol@example.com", "inbox"), 2u);
 }
 
 TEST_F(SimulatorState, ProgramThatIsKilledHasItsMailboxesInTheFile) {
@@ -223,7 +334,7 @@ TEST_F(SimulatorState, ProgramThatIsKilledHasItsMailboxesInTheFile) {
     Client client(none);
     client.url = program.Line("HTTP");
     EXPECT_EQ(client.Call(CreateItemXml(MessageXml("kept", "bob@example.com"))).Code(), "NoError");
-    EXPECT_TRUE(Comes([&] { return std::filesystem::exists(file); }));
+    EXPECT_TRUE(Comes([&] { return ReadFile(file).find("kept") != std::string::npos; }));
     program.Signal(SIGKILL);
     program.Wait();
   }
@@ -243,12 +354,13 @@ TEST_F(SimulatorState, DamagedFileIsRefusedAndLeftAlone) {
   changed[changed.size() / 2] ^= 1;
   const std::pair<std::string, std::string> cases[] = {
       {changed, "The state file " + file + " is damaged: its checksum is wrong." + hint},
-      {whole.substr(0, whole.size() - 7), "The state file " + file + " is damaged: it holds "},
-      {"", "The file " + file + " is no state file of the simulator." + hint},
+      {whole.substr(0, whole.size() - 7), "The state file " + file + " is damaged: it ends in the middle." + hint},
+      {whole + "more", "The state file " + file + " is damaged: its checksum is wrong." + hint},
       {"a letter\n", "The file " + file + " is no state file of the simulator." + hint},
-      {"Velmore EWS Simulator state, format 2, checksum 0, bytes 0\n",
-       "The state file " + file + " has format 2; this simulator reads format 1." + hint},
-      {"Velmore EWS Simulator state, format 1, checksum 0, bytes 0\n", "The state file " + file + " is damaged: "}};
+      {"Velmore EWS Simulator state, format 1, checksum 0, bytes 0\n",
+       "The state file " + file + " has format 1; this simulator reads format 2." + hint},
+      {"Velmore EWS Simulator state, format 2\ncommit 0 00000001\n",
+       "The state file " + file + " is damaged: its checksum is wrong." + hint}};
   for (const auto& [content, complaint] : cases) {
     folder.Write("state", content);
     EXPECT_TRUE(Refusal(Kept()).starts_with(complaint)) << Refusal(Kept());
