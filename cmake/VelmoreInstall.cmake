@@ -31,6 +31,11 @@ if(TARGET velmore_simulator)
   install(FILES simulator/simulator.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velmore-ews/simulator)
   install(FILES simulator/types/exchange.h simulator/types/fault.h simulator/types/options.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velmore-ews/simulator/types)
+  install(FILES simulator/packaging/velmore-ews-simulator.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  if(NOT WIN32)
+    install(FILES simulator/packaging/velmore-ews-simulator.service DESTINATION lib/systemd/system)
+    install(FILES simulator/packaging/Containerfile DESTINATION ${CMAKE_INSTALL_DATADIR}/velmore-ews)
+  endif()
 endif()
 
 install(EXPORT VelmoreEWSTargets NAMESPACE Velmore:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VelmoreEWS)

@@ -53,6 +53,7 @@ int main(int argc, char** argv) {
   bool no_http = false;
   bool list_versions = false;
   std::vector<std::string> users;
+  std::string check;
 
   CLI::App app("An in-memory Exchange Web Services server for demonstrations and tests.");
   app.add_option("--http", options.http_port, "Port for HTTP; 0 lets the system choose")->capture_default_str();
@@ -65,6 +66,7 @@ int main(int argc, char** argv) {
   app.add_option("--settings", options.settings_file,
                  "File with an organisation: users, rooms, lists, rights, quotas (JSON)")
       ->check(CLI::ExistingFile);
+  app.add_option("--check", check, "Tell whether a settings file is in order, or what is wrong and where, and end");
   app.add_option("--users", users, "Users without a seed, each as name:address:password");
   app.add_option("--authentication", options.authentication,
                  "Schemes offered, in this order: Basic, NTLM, Negotiate, Bearer")
@@ -111,6 +113,11 @@ int main(int argc, char** argv) {
 
   options.http = !no_http;
   options.https = !no_https;
+  if (!check.empty()) {
+    options.settings_file = check;
+    // Nothing but the file is looked at: neither mailboxes that are kept nor what else was told.
+    options.state_file.clear();
+  }
   for (const std::string& text : users) {
     const std::size_t first = text.find(':');
     const std::size_t second = first == std::string::npos ? first : text.find(':', first + 1);
@@ -138,6 +145,10 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);
   try {
     Simulator simulator(options);
+    if (!check.empty()) {
+      std::printf("%s is in order.\n", check.c_str());
+      return 0;
+    }
     simulator.Start();
     if (!simulator.HttpUrl().empty()) std::printf("HTTP   %s\n", simulator.HttpUrl().c_str());
     if (!simulator.HttpsUrl().empty()) {

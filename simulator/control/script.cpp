@@ -7,8 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "simulator/control/json_places.h"
 #include "simulator/operations/operations.h"
+#include "simulator/types/json_places.h"
 
 namespace velmore::simulator {
 
@@ -181,8 +181,8 @@ class Reader {
 
   std::string Code(const Json& value, const std::string& path) const {
     std::string code = Text(value, path);
-    if (code.empty() ||
-        !std::all_of(code.begin(), code.end(), [](unsigned char c) { return c < 0x80 && std::isalnum(c) != 0; }))
+    if (code.empty() || !std::all_of(code.begin(), code.end(),
+                                     [](unsigned char c) { return c < 0x80 && (std::isalnum(c) != 0 || c == '_'); }))
       Fail(path, "must be a response code such as \"ErrorItemNotFound\"");
     return code;
   }

@@ -3,19 +3,18 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <vector>
 
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
+#include "simulator/mailbox/settings.h"
 
 namespace velmore::simulator {
 
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::json;
 
 std::string ReadFile(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
@@ -23,22 +22,6 @@ std::string ReadFile(const fs::path& path) {
   std::ostringstream out;
   out << in.rdbuf();
   return std::move(out).str();
-}
-
-Json ReadJson(const fs::path& path) {
-  try {
-    return Json::parse(ReadFile(path));
-  } catch (const Json::exception& error) {
-    throw OptionError(path.string() + " is no valid JSON: " + error.what());
-  }
-}
-
-Access AccessNamed(const std::string& name) {
-  if (name == "reviewer") return Access::kReviewer;
-  if (name == "author") return Access::kAuthor;
-  if (name == "editor") return Access::kEditor;
-  if (name == "owner") return Access::kOwner;
-  throw OptionError("Unknown access \"" + name + "\" in users.json; known are reviewer, author, editor and owner.");
 }
 
 /// Messages that carry no date of arrival came one hour after another, the last one just now.
@@ -157,151 +140,12 @@ Item& SeedMessage(Mailbox& mailbox, Folder& folder, std::shared_ptr<const std::s
   return mailbox.AddItem(folder, std::move(item));
 }
 
-namespace {
-
-/// Keys that nobody reads are mistakes.
-void CheckKeys(const Json& json, const std::string& where, std::initializer_list<const char*> known) {
-  for (const auto& [key, value] : json.items())
-    if (std::none_of(known.begin(), known.end(), [&key = key](const char* name) { return key == name; }))
-      throw OptionError(where + " has an unknown key \"" + key + "\".");
-}
-
-DeliveryRules ReadRules(const Json& entry, const std::string& where) {
-  DeliveryRules rules;
-  const Json json = entry.value("delivery", Json::object());
-  CheckKeys(json, where, {"mailTip", "moderated", "acceptsFrom", "maxMessageBytes"});
-  rules.mail_tip = json.value("mailTip", std::string());
-  rules.moderated = json.value("moderated", false);
-  rules.accepts_from = json.value("acceptsFrom", std::vector<std::string>());
-  rules.max_message_bytes = json.value("maxMessageBytes", std::uint64_t{0});
-  return rules;
-}
-
-WorkHours ReadWorkHours(const Json& entry, const std::string& where) {
-  WorkHours hours;
-  const Json json = entry.value("workHours", Json::object());
-  CheckKeys(json, where, {"days", "start", "end", "bias"});
-  hours.days = json.value("days", hours.days);
-  hours.start = json.value("start", hours.start);
-  hours.end = json.value("end", hours.end);
-  hours.bias = json.value("bias", hours.bias);
-  return hours;
-}
-
-void ReadUser(const Json& entry, const std::string& where, Options& options) {
-  CheckKeys(entry, where,
-            {"name", "smtp", "displayName", "password", "mayImpersonate", "archive", "quota", "access", "fill", "room",
-             "delivery", "workHours", "photo", "site"});
-  User user;
-  user.name = entry.at("name").get<std::string>();
-  user.smtp_address = entry.at("smtp").get<std::string>();
-  user.display_name = entry.value("displayName", user.name);
-  user.password = entry.value("password", std::string());
-  user.may_impersonate = entry.value("mayImpersonate", false);
-  user.archive = entry.value("archive", false);
-  user.quota_bytes = entry.value("quota", std::uint64_t{0});
-  user.site = entry.value("site", std::string());
-  user.room = entry.value("room", false);
-  user.delivery = ReadRules(entry, where);
-  user.work_hours = ReadWorkHours(entry, where);
-  // A file beside this one, or a picture that is made up.
-  user.photo = entry.value("photo", std::string());
-  if (!user.photo.empty() && user.photo != "painted") user.photo = ReadFile(fs::path(where).parent_path() / user.photo);
-  for (const Json& grant : entry.value("access", Json::array()))
-    user.grants.push_back({grant.at("mailbox").get<std::string>(), grant.value("folder", std::string()),
-                           AccessNamed(grant.value("rights", std::string("reviewer")))});
-  const Json fill = entry.value("fill", Json::object());
-  for (const auto& [folder, count] : fill.items())
-    options.fills.push_back({user.smtp_address, folder, count.get<std::size_t>()});
-  const bool known = std::any_of(options.users.begin(), options.users.end(),
-                                 [&](const User& other) { return SameText(other.smtp_address, user.smtp_address); });
-  if (!known) options.users.push_back(std::move(user));
-}
-
-/// What was chosen beside the file counts.
-template <class T>
-void Take(const Json& json, const char* key, T Options::*member, Options& options) {
-  if (options.*member == Options().*member) options.*member = json.value(key, options.*member);
-}
-
-void ReadLogon(const Json& json, const fs::path& path, Options& options) {
-  Take(json, "authentication", &Options::authentication, options);
-  Take(json, "requireBinding", &Options::require_channel_binding, options);
-  Take(json, "externalUrl", &Options::external_url, options);
-  // Files are named from where the settings are.
-  for (const auto& [key, member] : {std::pair("keytab", &Options::keytab_file), {"ntlmUsers", &Options::ntlm_file}})
-    if ((options.*member).empty() && json.contains(key))
-      options.*member = (path.parent_path() / json.at(key).get<std::string>()).string();
-}
-
-void ReadRedirect(const Json& entry, const std::string& where, Options& options) {
-  using Kind = AutodiscoverRedirect::Kind;
-  CheckKeys(entry, where, {"host", "from", "location", "toAddress", "toUrl"});
-  const auto add = [&](Kind kind, const char* from, const char* target) {
-    options.autodiscover_redirects.push_back(
-        {kind, kind == Kind::kLocation ? entry.value(from, std::string()) : entry.at(from).get<std::string>(),
-         entry.at(target).get<std::string>()});
-  };
-  if (entry.contains("location"))
-    add(Kind::kLocation, "host", "location");
-  else if (entry.contains("toAddress"))
-    add(Kind::kAddress, "from", "toAddress");
-  else
-    add(Kind::kUrl, "from", "toUrl");
-}
-
-/// users.json and a settings file have one form.
-void ReadSettings(const fs::path& path, Options& options) {
-  const Json json = ReadJson(path);
-  const std::string where = path.string();
-  try {
-    CheckKeys(json, where,
-              {"note", "version", "domains", "users", "rooms", "roomLists", "lists", "directory", "fill", "fillSeed",
-               "authentication", "keytab", "ntlmUsers", "requireBinding", "externalUrl", "redirects"});
-    for (const Json& entry : json.value("users", Json::array())) ReadUser(entry, where, options);
-    for (const Json& room : json.value("rooms", Json::array())) {
-      const std::string smtp = room.at("smtp").get<std::string>();
-      // A room has a mailbox, and nobody knows its password.
-      ReadUser({{"name", smtp.substr(0, smtp.find('@'))},
-                {"smtp", smtp},
-                {"displayName", room.value("displayName", smtp)},
-                {"password", NewGuid()},
-                {"room", true}},
-               where, options);
-    }
-    for (const Json& entry : json.value("roomLists", Json::array()))
-      options.lists.push_back({entry.at("smtp").get<std::string>(),
-                               entry.value("displayName", entry.at("smtp").get<std::string>()),
-                               entry.value("rooms", std::vector<std::string>()), true});
-    for (const Json& entry : json.value("directory", Json::array()))
-      options.directory.push_back(
-          {entry.at("smtp").get<std::string>(), entry.value("displayName", entry.at("smtp").get<std::string>())});
-    for (const Json& entry : json.value("lists", Json::array()))
-      options.lists.push_back({entry.at("smtp").get<std::string>(),
-                               entry.value("displayName", entry.at("smtp").get<std::string>()),
-                               entry.value("members", std::vector<std::string>()), false, ReadRules(entry, where)});
-    for (const Json& entry : json.value("fill", Json::array()))
-      options.fills.push_back({entry.at("mailbox").get<std::string>(), entry.value("folder", std::string("inbox")),
-                               entry.at("count").get<std::size_t>()});
-    for (const std::string& domain : json.value("domains", std::vector<std::string>()))
-      options.domains.push_back(domain);
-    options.fill_seed = json.value("fillSeed", options.fill_seed);
-    ReadLogon(json, path, options);
-    for (const Json& entry : json.value("redirects", Json::array())) ReadRedirect(entry, where, options);
-    Take(json, "version", &Options::version, options);
-  } catch (const Json::exception& error) {
-    throw OptionError(where + ": " + error.what());
-  }
-}
-
-}  // namespace
-
 void ReadUsers(const std::string& directory, Options& options) {
   if (!options.settings_file.empty()) ReadSettings(options.settings_file, options);
   if (directory.empty()) return;
   if (!fs::is_directory(directory)) throw OptionError("There is no seed folder " + directory + ".");
   const fs::path path = fs::path(directory) / "users.json";
-  if (fs::exists(path)) ReadSettings(path, options);
+  if (fs::exists(path)) ReadSettings(path.string(), options);
 }
 
 void FillFolder(Mailbox& mailbox, Folder& folder, std::size_t count, std::uint64_t seed) {

@@ -28,6 +28,40 @@ std::vector<std::string> Code(const std::string& text, const std::string& langua
 
 const std::string kGuide = ReadFile(VELMORE_SOURCE "/docs/guide/simulator.md");
 
+const std::string kManual = ReadFile(VELMORE_SOURCE "/simulator/packaging/velmore-ews-simulator.1");
+
+/// The options that a text tells the program.
+std::vector<std::string> OptionsIn(const std::string& text) {
+  std::vector<std::string> options;
+  for (std::size_t at = text.find(" --"); at != std::string::npos; at = text.find(" --", at + 1)) {
+    const std::size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", at + 3);
+    options.push_back(text.substr(at + 1, end - at - 1));
+  }
+  return options;
+}
+
+TEST(SimulatorGuide, UnitAndContainerTellOptionsThatThereAre) {
+  Program program(SimulatorProgram({"--help"}, false));
+  ASSERT_EQ(program.Wait(), 0);
+  std::size_t count = 0;
+  std::istringstream unit(ReadFile(VELMORE_SOURCE "/simulator/packaging/velmore-ews-simulator.service"));
+  for (std::string line; std::getline(unit, line);) {
+    if (!line.starts_with("Exec")) continue;
+    for (const std::string& option : OptionsIn(line)) {
+      ++count;
+      EXPECT_NE(program.Output().find("  " + option + " "), std::string::npos) << option;
+    }
+  }
+  EXPECT_GE(count, 6u);
+  const std::string container = ReadFile(VELMORE_SOURCE "/simulator/packaging/Containerfile");
+  const std::size_t entry = container.find("ENTRYPOINT");
+  ASSERT_NE(entry, std::string::npos);
+  for (const char* option : {"--address", "--http", "--https"}) {
+    EXPECT_NE(container.find("\"" + std::string(option) + "\"", entry), std::string::npos) << option;
+    EXPECT_NE(program.Output().find("  " + std::string(option) + " "), std::string::npos) << option;
+  }
+}
+
 TEST(SimulatorGuide, CodeOfTheTestingGuideIsThatOfItsExample) {
   const std::string example = ReadFile(VELMORE_SOURCE "/examples/testing.cpp");
   const std::vector<std::string> lines = Code(ReadFile(VELMORE_SOURCE "/docs/guide/testing.md"), "cpp");
@@ -81,6 +115,10 @@ TEST(SimulatorGuide, EveryOptionOfTheProgramIsInTheGuide) {
     EXPECT_TRUE(kGuide.find("`" + option + "`") != std::string::npos ||
                 kGuide.find("`" + option + " ") != std::string::npos)
         << option;
+    // The page of the manual writes a hyphen that is to be typed with a backslash.
+    std::string escaped;
+    for (const char c : option) escaped += c == '-' ? "\\-" : std::string(1, c);
+    EXPECT_NE(kManual.find(escaped), std::string::npos) << escaped;
   }
   EXPECT_GE(count, 14u);
 }

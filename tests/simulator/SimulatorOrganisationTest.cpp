@@ -435,13 +435,30 @@ TEST_F(SimulatorOrganisation, AHundredThousandItemsTakeSeconds) {
 TEST_F(SimulatorOrganisation, MistakesInASettingsFileAreTold) {
   const Folder folder;
   for (const auto& [text, what] :
-       {std::pair{"{\"user\": []}", "unknown key \"user\""},
-        {"{\"users\": [{\"name\": \"a\", \"smtp\": \"a@x\", \"pasword\": \"p\"}]}", "unknown key \"pasword\""},
-        {"{\"users\": [{\"name\": \"a\"}]}", "smtp"},
-        {"{\"users\": [{\"name\": \"a\", \"smtp\": \"nonsense\"}]}", "must be an SMTP address"},
-        {"{\"version\": \"Exchange1\"}", "Exchange1"},
+       {std::pair{"{\"user\": []}", ":1: user is unknown here; known are note, version"},
+        {"{\"users\": [\n{\"name\": \"a\", \"smtp\": \"a@x\",\n\"pasword\": \"p\"}]}",
+         ":3: users[0].pasword is unknown here; known are name, smtp"},
+        {"{\"users\": [\n{\"name\": \"a\"}]}", ":2: users[0] needs \"smtp\"."},
+        {"{\"users\": [{\"name\": \"a\",\n\"smtp\": \"nonsense\"}]}",
+         ":2: users[0].smtp must be an SMTP address such as \"ada@example.com\"."},
+        {"{\"users\": [{\"name\": \"a\", \"smtp\": \"a@x\"},\n{\"name\": \"b\", \"smtp\": \"A@x\"}]}",
+         ":2: users[1].smtp is the address of another mailbox, too: A@x."},
+        {"{\"users\": [{\"name\": 7, \"smtp\": \"a@x\"}]}", ":1: users[0].name must be a text in quotes."},
+        {"{\"users\": [{\"name\": \"a\", \"smtp\": \"a@x\", \"quota\": -1}]}",
+         ":1: users[0].quota must be a whole number."},
+        {"{\"users\": [{\"name\": \"a\", \"smtp\": \"a@x\", \"archive\": \"yes\"}]}",
+         ":1: users[0].archive must be true or false."},
+        {"{\"users\": [{\"name\": \"a\", \"smtp\": \"a@x\", \"access\": [{\"mailbox\": \"b@x\",\n\"rights\": "
+         "\"all\"}]}]}",
+         ":2: users[0].access[0].rights knows no right \"all\"; known are reviewer, author, editor and owner."},
+        {"{\"users\": {}}", ":1: users must be a list in brackets."},
+        {"{\"rooms\": [1]}", ":1: rooms[0] must be an object in braces."},
+        {"{\"version\":\n\"Exchange1\"}", ":2: version knows no server version \"Exchange1\"."},
+        {"{\"note\": \"\",\n\"note\": \"\"}", ":1: note stands twice."},
+        {"{\"redirects\": [{\"from\": \"a@x\"}]}", ":1: redirects[0] needs one of location, toAddress and toUrl."},
         {"{\"fill\": [{\"mailbox\": \"nobody@x\", \"count\": 1}]}", "nobody@x"},
-        {"{", "no valid JSON"}}) {
+        {"[]", ":1: the file must be an object in braces."},
+        {"{\n{", ":2: the file is no valid JSON: "}}) {
     Options options;
     options.settings_file = folder.Write("settings.json", text);
     try {
@@ -451,6 +468,42 @@ TEST_F(SimulatorOrganisation, MistakesInASettingsFileAreTold) {
       EXPECT_THAT(error.what(), HasSubstr(what)) << text;
     }
   }
+}
+
+TEST_F(SimulatorOrganisation, SettingsTellHowToLogOnAndWhereTo) {
+  const Folder folder;
+  folder.Write("ntlm.users", "CONTOSO:a:p\n");
+  Options options;
+  options.settings_file = folder.Write(
+      "settings.json", R"({"users": [{"name": "a", "smtp": "a@x.example", "password": "p", "site": "North"}],
+    "authentication": ["Bearer", "Basic"], "ntlmUsers": "nowhere.users"})");
+  EXPECT_THROW(Simulator{options}, OptionError) << "named from where the settings are, and not there";
+  options.settings_file = folder.Write(
+      "settings.json", R"({"users": [{"name": "a", "smtp": "a@x.example", "password": "p", "site": "North"}],
+    "authentication": ["Bearer", "Basic"], "externalUrl": "https://mail.x.example/ews",
+    "redirects": [{"from": "@y.example", "toAddress": "a@x.example"}]})");
+  options.https = false;
+  Started server(options);
+  Client client(server, "a", "p");
+  const auto ask = [&](const std::string& address) {
+    client.url = server.HttpUrl().substr(0, server.HttpUrl().find("/EWS")) + "/autodiscover/autodiscover.xml";
+    return client.Post("<Autodiscover><Request><EMailAddress>" + address +
+                       "</EMailAddress><AcceptableResponseSchema>http://schemas.microsoft.com/exchange/autodiscover/"
+                       "outlook/responseschema/2006a</AcceptableResponseSchema></Request></Autodiscover>");
+  };
+  EXPECT_EQ(ask("a@x.example").Find("EwsUrl").text, "https://mail.x.example/ews");
+  EXPECT_EQ(ask("a@x.example").Find("GroupingInformation").text, "North");
+  EXPECT_EQ(ask("b@y.example").Find("RedirectAddr").text, "a@x.example");
+  EXPECT_EQ(client.Post("<Autodiscover/>").Find("ErrorCode").text, "600");
+  EXPECT_EQ(client.Post("no XML").Find("Message").text, "Invalid Request");
+  EXPECT_EQ(client.Post("<Autodiscover><Request><EMailAddress>a@x.example</EMailAddress></Request></Autodiscover>")
+                .Find("Message")
+                .text,
+            "Provider is not available.");
+  EXPECT_EQ(client.Get("/autodiscover/autodiscover.json?Email=a%40x.example&Protocol=EWS").body,
+            "{\"Protocol\":\"Ews\",\"Url\":\"https://mail.x.example/ews\"}");
+  EXPECT_EQ(client.Get("/autodiscover/autodiscover.json/v1.0/a@x.example").status, 400);
+  EXPECT_EQ(client.Get("/autodiscover/autodiscover.json/v1.0/nobody@x.example?Protocol=Ews").status, 404);
 }
 
 }  // namespace

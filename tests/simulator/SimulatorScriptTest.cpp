@@ -285,6 +285,55 @@ TEST(SimulatorProgram, EndsWithTwoWhenAnOptionIsWrong) {
   }
 }
 
+TEST(SimulatorProgram, ChecksASettingsFileAndSaysWhatIsWrongWithIt) {
+  const Folder folder;
+  const std::string good =
+      folder.Write("good.json", R"({"users": [{"name": "a", "smtp": "a@x.example", "fill": {"inbox": 3}}]})");
+  Program checked(SimulatorProgram({"--check", good, "--state", folder.Path("state")}, false));
+  EXPECT_EQ(checked.Wait(), 0) << checked.Output();
+  EXPECT_EQ(checked.Output(), good + " is in order.\n");
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("state")));
+  const std::string bad = folder.Write("bad.json", "{\n  \"users\": [\n    {\"name\": \"a\", \"smtp\": 7}\n  ]\n}\n");
+  Program refused(SimulatorProgram({"--check", bad}, false));
+  EXPECT_EQ(refused.Wait(), 2);
+  EXPECT_EQ(refused.Output(), bad + ":3: users[0].smtp must be a text in quotes.\n");
+}
+
+TEST(SimulatorProgram, RecordsWhatItAnswersWhileItPlaysItsScript) {
+  const Folder folder;
+  const std::string script =
+      folder.Write("faults.json", R"({"faults": [{"operation": "GetFolder", "status": 503, "retryAfter": 7},
+    {"operation": "Token", "error": "invalid_grant"}]})");
+  Program program(SimulatorProgram(
+      {"--no-https", "--script", script, "--record", folder.Path("record"), "--authentication", "Basic", "Bearer"}));
+  ASSERT_TRUE(program.ReadUntil("Ready.")) << program.Output();
+  Simulator none;
+  Client client(none);
+  client.url = program.Line("HTTP");
+  EXPECT_EQ(client.Call(GetFolderXml(Distinguished("inbox"))).status, 503);
+  EXPECT_EQ(client.Call(GetFolderXml(Distinguished("inbox"))).Code(), "NoError");
+  client.url = client.url.substr(0, client.url.find("/EWS")) + "/oauth2/token";
+  client.content_type = "application/x-www-form-urlencoded";
+  const std::string form = "grant_type=password&username=alice&password=wonder";
+  EXPECT_EQ(client.Post(form).status, 400);
+  EXPECT_EQ(client.Post(form).status, 200);
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Wait(), 0) << program.Output();
+  std::string all;
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder.Path("record"))) {
+    all += entry.path().filename().string() + "\n" + ReadFile(entry.path().string());
+    ++files;
+  }
+  EXPECT_EQ(files, 8u);
+  EXPECT_NE(all.find("000001-GetFolder.response.txt\nHTTP 503\n"), std::string::npos) << all;
+  EXPECT_NE(all.find("Retry-After: 7\n"), std::string::npos);
+  EXPECT_NE(all.find("000002-GetFolder.response.txt\nHTTP 200\n"), std::string::npos);
+  EXPECT_NE(all.find("000003-Token.response.txt\nHTTP 400\n"), std::string::npos);
+  EXPECT_NE(all.find("\"access_token\":\"****\""), std::string::npos);
+  EXPECT_EQ(all.find("wonder"), std::string::npos) << "a secret stands in a recording";
+}
+
 TEST(SimulatorProgram, HelpTellsEveryOption) {
   Program program(SimulatorProgram({"--help"}, false));
   EXPECT_EQ(program.Wait(), 0);

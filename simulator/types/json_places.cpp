@@ -1,4 +1,4 @@
-#include "simulator/control/json_places.h"
+#include "simulator/types/json_places.h"
 
 namespace velmore::simulator {
 
