@@ -141,14 +141,9 @@ class Reader {
     try {
       return Json::parse(text_, nullptr, true, true);
     } catch (const Json::parse_error& error) {
-      const std::size_t end = std::min<std::size_t>(error.byte == 0 ? 0 : error.byte - 1, text_.size());
-      const auto line = 1 + std::count(text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(end), '\n');
-      const std::size_t begin = end == 0 ? std::string::npos : text_.rfind('\n', end - 1);
-      const std::size_t column = end + 1 - (begin == std::string::npos ? 0 : begin + 1);
-      // "[json.exception.parse_error.101] parse error at line 3, column 5: syntax error while ..."
-      std::string what = error.what();
-      if (const std::size_t colon = what.find(": "); colon != std::string::npos) what.erase(0, colon + 2);
-      throw OptionError(file_ + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + what + ".");
+      const TextPlace place = PlaceOf(text_, error.byte);
+      throw OptionError(file_ + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) + ": " +
+                        WithoutPlace(error.what()) + ".");
     }
   }
 

@@ -46,12 +46,8 @@ class Source {
     try {
       return Json::parse(text_, nullptr, true, true);
     } catch (const Json::parse_error& error) {
-      const std::size_t end = std::min<std::size_t>(error.byte == 0 ? 0 : error.byte - 1, text_.size());
-      const auto line = 1 + std::count(text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(end), '\n');
-      std::string what = error.what();
-      // "[json.exception.parse_error.101] parse error at line 3, column 5: syntax error while ..."
-      if (const std::size_t colon = what.find(": "); colon != std::string::npos) what.erase(0, colon + 2);
-      throw OptionError(file_ + ":" + std::to_string(line) + ": the file is no valid JSON: " + what + ".");
+      throw OptionError(file_ + ":" + std::to_string(PlaceOf(text_, error.byte).line) +
+                        ": the file is no valid JSON: " + WithoutPlace(error.what()) + ".");
     }
   }
 

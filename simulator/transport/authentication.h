@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "simulator/transport/gss.h"
-#include "simulator/transport/http_server.h"
+#include "simulator/transport/http_message.h"
 #include "simulator/transport/tokens.h"
 #include "simulator/types/options.h"
 

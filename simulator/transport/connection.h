@@ -10,7 +10,7 @@
 #include <functional>
 #include <memory>
 
-#include "simulator/transport/http_server.h"
+#include "simulator/transport/http_message.h"
 
 namespace velmore::simulator {
 
@@ -23,7 +23,7 @@ struct TlsIdentity {
 /// What connections need of their server. Any thread may call; the server outlives its connections.
 class ConnectionHost {
  public:
-  virtual const HttpServer::Settings& Settings() const = 0;
+  virtual const HttpSettings& Settings() const = 0;
   virtual HttpResponse Answer(const HttpRequest& request, ConnectionState& state) = 0;
   /// False once the connection was dropped, or the server is stopping: what still comes in is not carried out.
   virtual bool Serves(std::uint64_t number) const = 0;

@@ -85,7 +85,7 @@ std::string ChunkOf(std::string_view bytes) {
   return out;
 }
 
-Framed Frame(HttpResponse& response, const HttpRequest* request, const HttpServer::Settings& settings) {
+Framed Frame(HttpResponse& response, const HttpRequest* request, const HttpSettings& settings) {
   Framed framed;
   std::string& head = framed.head;
   head = "HTTP/1.1 " + std::to_string(response.status) + " " + Reason(response.status) + "\r\n";

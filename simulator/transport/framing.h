@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "simulator/transport/http_server.h"
+#include "simulator/transport/http_message.h"
 
 namespace velmore::simulator {
 
@@ -21,7 +21,7 @@ struct Framed {
   bool chunked = false;  // of a stream: it goes in chunks
 };
 /// `request` null: refused before it could be read.
-Framed Frame(HttpResponse& response, const HttpRequest* request, const HttpServer::Settings& settings);
+Framed Frame(HttpResponse& response, const HttpRequest* request, const HttpSettings& settings);
 
 /// Head and body one behind the other, given out in pieces without copying.
 class Outgoing {

@@ -35,13 +35,6 @@ constexpr unsigned kThreads = 16;
 /// How long nobody is accepted after the machine had nothing left to accept with.
 constexpr std::chrono::milliseconds kRespite{50};
 
-bool SameName(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i)
-    if ((a[i] | 0x20) != (b[i] | 0x20)) return false;
-  return true;
-}
-
 std::shared_ptr<TlsIdentity> MakeTls(const std::string& certificate, const std::string& key) {
   auto made = std::make_shared<TlsIdentity>();
   made->context.use_certificate_chain(asio::buffer(certificate));
@@ -74,12 +67,6 @@ class Reserve {
 };
 
 }  // namespace
-
-const std::string* HttpRequest::Header(std::string_view name) const {
-  for (const auto& [key, value] : headers)
-    if (SameName(key, name)) return &value;
-  return nullptr;
-}
 
 /// One of the two ports.
 struct Listener {

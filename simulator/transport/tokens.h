@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "simulator/transport/http_server.h"
+#include "simulator/transport/http_message.h"
 #include "simulator/types/options.h"
 
 namespace velmore::simulator {

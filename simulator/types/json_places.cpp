@@ -1,11 +1,28 @@
 #include "simulator/types/json_places.h"
 
+#include <algorithm>
+
 namespace velmore::simulator {
 
 namespace {
 // Deeper than any file that people write; keeps a hostile one from the stack.
 constexpr int kMaxDepth = 200;
 }  // namespace
+
+TextPlace PlaceOf(std::string_view text, std::size_t byte) {
+  const std::size_t end = std::min<std::size_t>(byte == 0 ? 0 : byte - 1, text.size());
+  TextPlace place;
+  place.line +=
+      static_cast<std::size_t>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), '\n'));
+  const std::size_t begin = end == 0 ? std::string_view::npos : text.rfind('\n', end - 1);
+  place.column = end + 1 - (begin == std::string_view::npos ? 0 : begin + 1);
+  return place;
+}
+
+std::string WithoutPlace(std::string what) {
+  if (const std::size_t colon = what.find(": "); colon != std::string::npos) what.erase(0, colon + 2);
+  return what;
+}
 
 JsonPlaces::JsonPlaces(std::string_view text) : text_(text) {
   if (text_.starts_with("\xEF\xBB\xBF")) text_.remove_prefix(3);

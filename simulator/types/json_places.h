@@ -9,6 +9,17 @@
 
 namespace velmore::simulator {
 
+/// Where a byte of a text stands, from 1.
+struct TextPlace {
+  std::size_t line = 1;
+  std::size_t column = 1;
+};
+/// `byte` counts from 1, as the JSON library does.
+TextPlace PlaceOf(std::string_view text, std::size_t byte);
+/// What the JSON library says of an error, without the place in front: "[...] parse error at line 3, column 5: syntax
+/// error while ..."
+std::string WithoutPlace(std::string what);
+
 class JsonPlaces {
  public:
   /// `text` is valid JSON, comments allowed.
