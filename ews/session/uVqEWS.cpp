@@ -105,8 +105,13 @@ string TVqEWSCustomSession::GetServerDescription() const {
 // ---- Settings, passed on to live clients at once
 
 void TVqEWSCustomSession::ForgetUser() {
-  SetAccessToken({});
+  TVqEWSBaseSession::SetAccessToken({});
   SetDefaultStoreEmail({});
+}
+
+void TVqEWSCustomSession::SetAccessToken(const TVqOAuthAccessToken& AValue) {
+  TVqEWSBaseSession::SetAccessToken(AValue);
+  if (FHTTPClient) FHTTPClient->GetOAuth().SetAccessToken(AValue);
 }
 
 void TVqEWSCustomSession::SetCredentials(const TVqCredentials& AValue) {
@@ -387,6 +392,9 @@ void TVqEWSCustomSession::CheckHTTPClient() {
   FHTTPClient->SetStopToken(FStopToken);
   FHTTPClient->SetAuthentication(FOAuth.GetClientId().empty() ? TVqHTTPAuthentication::byChallenge
                                                               : TVqHTTPAuthentication::oAuth);
+  // A token that the application has set, or that a client of this session has got, or what refreshes one.
+  const TVqOAuthAccessToken& token = GetAccessToken();
+  if (!token.Token.empty() || !token.RefreshToken.empty()) FHTTPClient->GetOAuth().SetAccessToken(token);
 }
 
 TVqRef<IVqHTTPClient> TVqEWSCustomSession::CreateHTTPClient(bool AUseSession) {
@@ -494,6 +502,10 @@ void TVqEWSCustomSession::Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic 
                                    FOAuth.GetAccessToken().RefreshToken.utf8(),
                                    GetAccessToken().Token.utf8(),
                                    GetAccessToken().RefreshToken.utf8()};
+  if (FHTTPClient) {
+    const TVqOAuthAccessToken& token = FHTTPClient->GetOAuth().GetAccessToken();
+    secrets.insert(secrets.end(), {token.Token.utf8(), token.RefreshToken.utf8()});
+  }
   ATraffic.Operation = EwsOperationOf(ATraffic.Body);
   ATraffic.Body = EwsMaskTexts(VqHTTPMaskedBody(ATraffic.Body, AContentType).utf8(), secrets);
   ATraffic.URL = EwsMaskTexts(VqHTTPMaskedAddress(ATraffic.URL).utf8(), secrets);
@@ -523,6 +535,9 @@ void TVqEWSCustomSession::OnHTTPResponse(TVqComponent&, const TVqRef<IVqHTTPResp
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - FRequestedAt);
     Watch(FOnResponse, std::move(traffic), AResponse->GetHeader("Content-Type"));
   }
+  // A client renews its token by itself, and separate clients are given the session's.
+  if (FActive && FHTTPClient && FOAuth.GetGrantType() != TVqOAuthGrantType::none && !FOAuth.GetClientId().empty())
+    TVqEWSBaseSession::SetAccessToken(FHTTPClient->GetOAuth().GetAccessToken());
   const string cookie = AResponse->GetCookie("exchangecookie");
   if (!cookie.empty()) SetExchangeCookie(cookie);  // only logging off clears the stored one
 }

@@ -26,6 +26,7 @@
 #include "ews/model/uVqEWSWireForm.h"
 #include "ews/session/uVqEWSAutodiscover.h"
 #include "ews/session/uVqEWSProfiles.h"
+#include "ews/session/uVqEWSTexts.h"
 #include "ews/session/uVqEWSTraffic.h"
 
 namespace velmore {
@@ -117,6 +118,11 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void SetCredentials(const TVqCredentials& AValue);
   TVqOAuth& GetOAuth() noexcept { return FOAuth; }
   void SetOAuth(const TVqOAuth& AValue);
+  /// A token that the application has got by itself: used from the next request on until it expires, then the grant of
+  /// the settings gets the next one, by its refresh token first; without a grant EVqOAuthException tells so. One that
+  /// has expired, with a refresh token that was kept from an earlier run, does as well. GetAccessToken gives the token
+  /// in force, renewed ones too, after each reply.
+  void SetAccessToken(const TVqOAuthAccessToken& AValue) override;
   /// The address by which logon looks for the service URL.
   const string& GetAutodiscoverEMail() const noexcept { return FAutodiscoverEMail; }
   /// A non-empty address clears the service URL; an empty one leaves it.

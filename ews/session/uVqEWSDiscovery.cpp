@@ -5,6 +5,7 @@
 #include <set>
 
 #include "ews/session/uVqEWS.h"
+#include "ews/session/uVqEWSAutodiscoverAnswer_p.h"
 #include "platform/common/uVqJSON.h"
 #include "platform/http/internal/uVqHTTPText.h"
 #include "platform/http/uVqURL.h"
@@ -13,19 +14,17 @@
 namespace velmore {
 namespace {
 
-constexpr const char* kFailed = "ErrorAutoDiscoverFailed";
-constexpr const char* kAuthenticationFailure = "Authentication Failure!";
 constexpr const char* kPath = "/autodiscover/autodiscover.xml";
 constexpr std::int32_t kTimeOut = 1000;  // a candidate that does not answer must not cost more
 constexpr int kMostRedirects = 3;        // of one candidate
 constexpr int kMostReferrals = 5;        // from one answer to the next
 
 [[noreturn]] void Fail(const string& text, std::uint32_t number = 0) {
-  throw EEWSException(kFailed, text, number);
+  EwsFailAutodiscover(text, number);
 }
 
 bool IsAuthenticationFailure(const EEWSException& failure) {
-  return failure.Message() == kAuthenticationFailure || failure.EWSErrorCode() == kAuthenticationFailure;
+  return failure.Message() == kEwsAuthenticationFailure || failure.EWSErrorCode() == kEwsAuthenticationFailure;
 }
 
 bool IsRefusedLogon(std::uint32_t number) {
@@ -38,19 +37,6 @@ string DomainOf(const string& address) {
 
 bool IsPlainHttp(const string& url) {
   return !VqDecodeURL(url).IsHttps();
-}
-
-/// Where a redirect leads; a path alone stays on the host.
-string TargetOf(const string& from, const string& location) {
-  if (!location.StartsWith("/") || location.StartsWith("//")) return location;
-  const std::size_t host = from.Pos(u"://") + 3;
-  const std::size_t path = from.view().find(u'/', host);
-  return from.Copy(0, path == string::npos ? from.Length() : path) + location;
-}
-
-/// A redirect to the front page of a web site leads nowhere.
-bool IsHomePage(const TVqURLData& target) {
-  return (target.Path.empty() || target.Path == "/") && LowerCase(target.Host).StartsWith("www");
 }
 
 /// An address as it stands in a path: what would end the path is encoded.
@@ -81,19 +67,6 @@ std::string RequestBody(const string& address) {
          "</EMailAddress><AcceptableResponseSchema>"
          "http://schemas.microsoft.com/exchange/autodiscover/outlook/responseschema/2006a"
          "</AcceptableResponseSchema></Request></Autodiscover>";
-}
-
-/// `most` units of the server's text go into an exception.
-IVqDOMDocument ReadAnswer(IVqHTTPResponse& response, std::size_t most) {
-  const TVqHTTPStatus status = response.GetStatus();
-  if (status.Code == 401 || status.Code == 407) Fail(kAuthenticationFailure);
-  if (status.Code != 200) Fail(status.Text);
-  if (response.GetBody().empty()) Fail("The server did not return any data!");
-  const IVqDOMDocument answer = VqCreateDOM(response.GetBody());
-  if (answer.GetDocumentElement().GetLocalName() != "Autodiscover") Fail("The server did not return valid data!");
-  if (const IVqDOMElement error = answer.SelectSingleElement("/Autodiscover/Response/Error", kSelectQuiet))
-    Fail(VqCutText(error.SelectSingleElement("Message", kSelectQuiet).GetText(), most));
-  return answer;
 }
 
 }  // namespace
@@ -128,6 +101,13 @@ class TVqEWSCustomSession::TThrowAwayClients {
   TThrowAwayClients& operator=(const TThrowAwayClients&) = delete;
 
   TVqHTTPClientBase& Client() const { return *FSession.FHTTPClient; }
+  /// Before any candidate is asked: who gets no token from one endpoint gets none for the next candidate, and a log-on
+  /// takes longer than a candidate may.
+  void AcquireToken() const {
+    Client().SetTimeOuts(FSession.FTimeOuts);
+    Client().AcquireToken();
+    Client().SetTimeOuts(TVqHTTPTimeOuts(kTimeOut, kTimeOut, kTimeOut));
+  }
   /// So that a token that was just got is not got again.
   void GiveOAuthToSaved() const {
     if (FHTTPClient) FHTTPClient->GetOAuth().Assign(Client().GetOAuth());
@@ -202,6 +182,7 @@ IVqDOMDocument TVqEWSCustomSession::Autodiscover(const string& AEMail) {
   const bool oauth = scheme == TVqHTTPAuthentication::oAuth;
   if (!oauth && (GetCredentials().GetUserName().empty() || GetCredentials().GetPassword().empty()))
     throw EAbort("Cannot Autodiscover because of missing credentials!");
+  if (oauth) clients.AcquireToken();
 
   string asked = address;
   std::set<string> seen;
@@ -217,19 +198,17 @@ IVqDOMDocument TVqEWSCustomSession::Autodiscover(const string& AEMail) {
       if (oauth) clients.GiveOAuthToSaved();
     }
     const IVqDOMDocument answer = PostAutodiscover(client, url, asked);
-    const IVqDOMElement account = answer.SelectSingleElement("/Autodiscover/Response/Account", kSelectQuiet);
-    const string action = account.SelectSingleElement("Action", kSelectQuiet).GetText();
-    if (action == "redirectAddr") {
-      asked = account.SelectSingleElement("RedirectAddr", kSelectRequired).GetText();
+    const TEwsReferral referral = EwsReferralOf(answer);
+    if (!referral.Address.empty()) {
+      asked = referral.Address;
       url.clear();
       continue;
     }
-    if (action == "redirectUrl") {
-      const string target = account.SelectSingleElement("RedirectUrl", kSelectRequired).GetText();
-      if (const string why = RefusedTarget(url, target); !why.empty())
-        Fail("The server refers to \"" + VqCutText(target, FLimits.TextLength) + "\": " + why);
+    if (!referral.URL.empty()) {
+      if (const string why = RefusedTarget(url, referral.URL); !why.empty())
+        Fail("The server refers to \"" + VqCutText(referral.URL, FLimits.TextLength) + "\": " + why);
       client.SetAuthentication(scheme);
-      url = target;
+      url = referral.URL;
       continue;
     }
     FAutodiscoverResults[address] = answer;
@@ -261,9 +240,7 @@ string TVqEWSCustomSession::FindAutodiscover(TVqHTTPClientBase& AClient, const s
 }
 
 string TVqEWSCustomSession::RefusedTarget(const string& AFrom, const string& ATo) {
-  const TVqURLData target = VqDecodeURL(ATo);
-  if (!target.IsValid) return "it is no address.";
-  if (!target.IsHttps()) return "it is not https.";
+  if (const string why = EwsWhyNoTarget(ATo); !why.empty()) return why;
   const TVqEWSAutodiscoverRedirectEvent handler = FOnAutodiscoverRedirect;
   if (handler && !handler(*this, AFrom, ATo)) return "the application refused it.";
   return {};
@@ -303,8 +280,8 @@ bool TVqEWSCustomSession::ProbeAutodiscover(TVqHTTPClientBase& AClient, string& 
     }
     const std::int32_t status = response->GetStatus().Code;
     if (status == 301 || status == 302) {
-      const string target = TargetOf(AURL, response->GetHeader("Location"));
-      if (IsHomePage(VqDecodeURL(target))) return failed("redirected to the home page " + target);
+      const string target = EwsRedirectTarget(AURL, response->GetHeader("Location"));
+      if (EwsIsHomePage(VqDecodeURL(target))) return failed("redirected to the home page " + target);
       if (target == AURL) return failed("redirected to itself");
       if (ADepth >= kMostRedirects) return failed("redirected too often");
       if (const string why = RefusedTarget(AURL, target); !why.empty())
@@ -316,12 +293,14 @@ bool TVqEWSCustomSession::ProbeAutodiscover(TVqHTTPClientBase& AClient, string& 
     }
     if (status == 401) {
       failed(plain ? "it wants credentials, which go nowhere without TLS" : "the credentials were refused");
-      Fail(kAuthenticationFailure);
+      Fail(kEwsAuthenticationFailure);
     }
     if (status >= 400) return failed("status " + IntToStr(status));
     return told("answered", true);
   } catch (const EVqHTTPInvalidArgument&) {
     throw;
+  } catch (const EVqOAuthException&) {
+    throw;  // a token that could not be renewed: another candidate would only ask again
   } catch (const EAbort& failure) {
     failed(failure.Message());
   } catch (const EEWSException& failure) {
@@ -330,10 +309,10 @@ bool TVqEWSCustomSession::ProbeAutodiscover(TVqHTTPClientBase& AClient, string& 
   } catch (const EVqHTTPClientApiException& failure) {
     failed(failure.Message(), failure.GetNumber());
     if (failure.GetNumber() == VqErrCancelled) throw;
-    if (IsRefusedLogon(failure.GetNumber())) Fail(kAuthenticationFailure);
+    if (IsRefusedLogon(failure.GetNumber())) Fail(kEwsAuthenticationFailure);
   } catch (const EVqHTTPException& failure) {
     failed(failure.Message(), failure.GetNumber());
-    if (failure.GetNumber() == 401) Fail(kAuthenticationFailure);
+    if (failure.GetNumber() == 401) Fail(kEwsAuthenticationFailure);
   } catch (const std::exception& failure) {
     failed(failure.what());
   }
@@ -356,11 +335,11 @@ IVqDOMDocument TVqEWSCustomSession::PostAutodiscover(TVqHTTPClientBase& AClient,
       text = "NAME_NOT_RESOLVED: The specified host \"" + VqCutText(DomainOf(AAddress), FLimits.TextLength) +
              "\" could not be found!";
     if (number == VqErrLoginFailure) text = "LOGIN_FAILURE: Either an invalid name and/or password were provided!";
-    std::throw_with_nested(EEWSException(kFailed, text, number));
+    std::throw_with_nested(EEWSException(kEwsAutodiscoverFailed, text, number));
   } catch (const std::exception& failure) {
-    std::throw_with_nested(EEWSException(kFailed, failure.what(), 0));
+    std::throw_with_nested(EEWSException(kEwsAutodiscoverFailed, failure.what(), 0));
   }
-  return ReadAnswer(*response, FLimits.TextLength);
+  return EwsReadAutodiscoverAnswer(response->GetStatus(), response->GetBody(), FLimits.TextLength);
 }
 
 }  // namespace velmore

@@ -79,6 +79,7 @@ void TVqEWSCustomSession::LogOff() {
   FreeClients();
   SetExchangeCookie(string());
   ForgetUser();
+  FOAuth.Separate();
   FWireForms.Forget();
   FActive = false;
   Fire(FAfterLogoff);

@@ -29,7 +29,7 @@ const TVqOAuthAccessToken& TVqHTTPClientBase::TokenInForce() const {
 }
 
 void TVqHTTPClientBase::CheckToken(TVqHTTPRequest& ARequest) {
-  if (FOAuth.GetGrantType() == TVqOAuthGrantType::none) return;
+  if (FOAuth.GetGrantType() == TVqOAuthGrantType::none || ARequest.FHasNewToken) return;
   if (!FOAuth.FShare) FOAuth.Separate();
   const TVqOAuthAccessToken& token = FOAuth.GetAccessToken();
   const TVqCredentials person = PersonOf(FOAuth, FCredentials);
@@ -67,6 +67,7 @@ void TVqHTTPClientBase::RenewToken(TVqHTTPRequest& ARequest, bool AMayAsk) {
   TVqOAuthAccessToken token;
   if (!renew(token)) RaiseCancelled();
   FOAuth.FAccessToken = token;
+  ARequest.FHasNewToken = true;
 }
 
 bool TVqHTTPClientBase::RenewRefusedToken(TVqHTTPRequest& ARequest, const IVqHTTPResponse& AResponse) {

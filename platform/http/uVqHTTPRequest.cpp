@@ -216,6 +216,7 @@ TVqHTTPRequest::TStopHook::~TStopHook() {
 
 // In this order: a Cancel in between is seen either here or by its own store.
 void TVqHTTPRequest::Begin() noexcept {
+  FHasNewToken = false;
   FEnding = false;
   if (FCancelled) FEnding = true;
 }

@@ -87,6 +87,7 @@ class TVqHTTPRequest final : public TVqObject, public virtual IVqHTTPRequestEx {
   TVqHTTPResponseHandler FHandler;
   void Begin() noexcept;
   void Stop() noexcept;
+  bool FHasNewToken = false;            // got for this execution: its life is the server's to judge
   std::atomic<bool> FCancelled{false};  // for ever
   std::atomic<bool> FEnding{false};     // this execution, by Cancel or by the client's stop token
   std::mutex FHookMutex;                // protects FHook

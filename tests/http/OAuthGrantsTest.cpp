@@ -276,6 +276,15 @@ TEST(OAuthRenewal, InvalidTokenIsRenewedOnceAndTheRequestSentOnceMore) {
   EXPECT_EQ(server.Forms().size(), 3U);
 }
 
+TEST(OAuthRenewal, NewTokenThatIsOverAlreadyIsTriedOnceAsWell) {
+  TokenServer server;
+  server.Extra = ",\"expires_in\":0";
+  const auto client = server.Client();
+  for (const char* token : {"access-1", "access-2"}) server.Refuse(token);
+  EXPECT_EQ(Get(client, server.Mail())->GetStatus().Code, 401);
+  EXPECT_EQ(server.Forms().size(), 2U);
+}
+
 TEST(OAuthRenewal, InvalidTokenOfAnApplicationWithoutAGrantIsGivenBack) {
   TokenServer server;
   const auto client = server.Client(TGrant::none);

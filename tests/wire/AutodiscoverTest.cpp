@@ -1,6 +1,7 @@
 // The look for a server by a mailbox address. One server stands for all hosts that are asked; the map of hosts sends
 // every name of the test to it.
 
+#include <algorithm>
 #include <thread>
 
 #include "SessionTestSupport.h"
@@ -125,6 +126,16 @@ class Autodiscover : public ::testing::Test {
     Session.SetOAuth(oauth);
     Session.SetCredentials({});
   }
+  /// The grant that sends a password; the token endpoint is a host of the test, too.
+  void UseGrant() {
+    TVqOAuth oauth;
+    oauth.SetClientId("id");
+    oauth.SetTokenEndpoint("https://mail.example.com/token");
+    oauth.SetGrantType(TVqOAuthGrantType::Password);
+    Session.SetOAuth(oauth);
+  }
+  static constexpr const char* kToken = "POST https://mail.example.com/token";
+  static constexpr const char* kJson = "Content-Type: application/json\r\n";
   static const Names& AllCandidates() {
     static const Names names{Secure("example.com"), Secure("autodiscover.example.com"), Secure("www.example.com"),
                              std::string("http://autodiscover.example.com") + kPath,
@@ -438,6 +449,14 @@ TEST_F(Autodiscover, ReferencesInACircleAreAnErrorOfTheirOwn) {
   EXPECT_EQ(Failure().first, "The server refers to \"http://other.example.com/\": it is not https.");
 }
 
+TEST_F(Autodiscover, ReferenceToNothingIsNoValidData) {
+  for (const char* account :
+       {"<Action>redirectAddr</Action><RedirectAddr> </RedirectAddr>", "<Action>redirectUrl</Action><RedirectUrl/>"}) {
+    AnswerAt(Secure("example.com"), Settings(account));
+    EXPECT_EQ(Failure().first, "The server did not return valid data!") << account;
+  }
+}
+
 TEST_F(Autodiscover, FiveReferencesAreFollowed) {
   const auto refer = [&](int from) {
     const std::string url = from == 0 ? Secure("example.com") : "https://example.com/" + std::to_string(from);
@@ -450,6 +469,53 @@ TEST_F(Autodiscover, FiveReferencesAreFollowed) {
   Session.GetAutodiscoverResults().clear();
   refer(5);
   EXPECT_EQ(Failure().first, "The servers refer to each other more than five times.");
+}
+
+// ---- With a grant of OAuth
+
+TEST_F(Autodiscover, TokenIsGotOnceForAllThatIsAsked) {
+  UseGrant();
+  FAnswers[kToken] = Status(200, kJson, "{\"access_token\":\"granted\"}");
+  AnswerAt(Secure("www.example.com"), Settings(Protocol("https://mail.example.com/ews")));
+  Session.SetServiceUrl("https://mail.example.com/ews");
+  EXPECT_THROW(Session.SetActive(true), EVqException) << "there is no mailbox, but clients are made";
+  Session.SetAutodiscoverEMail("ann@example.com");
+  EXPECT_EQ(Url(Session.Autodiscover("")), "https://mail.example.com/ews");
+  EXPECT_EQ(std::ranges::count(FAsked, std::string(kToken)), 1);
+  for (std::size_t i = 1; i < FAsked.size(); ++i) {
+    const bool anonymous = FAsked[i].find("json.example.net") != std::string::npos;
+    EXPECT_EQ(FRequests[i].Header("Authorization"), anonymous ? "" : "Bearer granted") << FAsked[i];
+  }
+}
+
+TEST_F(Autodiscover, RefusedGrantEndsTheLookBeforeAnyCandidate) {
+  UseGrant();
+  FAnswers[kToken] = Status(400, kJson, "{\"error\":\"invalid_grant\"}");
+  ExpectRaised<EVqOAuthException>([&] { Session.Autodiscover(""); },
+                                  [](const auto& failure) { EXPECT_EQ(failure.GetError(), "invalid_grant"); });
+  EXPECT_EQ(FAsked, Names{kToken}) << "a refused password counts once";
+}
+
+TEST_F(Autodiscover, GrantThatFailsInTheMiddleEndsTheLook) {
+  UseGrant();
+  FAnswers[kToken] = Status(200, kJson, "{\"access_token\":\"granted\"}");
+  FAnswers["*"] = Status(401, "WWW-Authenticate: Bearer error=\"invalid_token\"\r\n");
+  Session.SetOnAutodiscoverRedirect([&](auto&, const auto&, const auto&) {
+    FAnswers[kToken] = Status(400, kJson, "{\"error\":\"invalid_grant\"}");
+    return true;
+  });
+  FAnswers["GET " + Secure("example.com")] = Redirect(Secure("other.example.com"));
+  ExpectRaised<EVqOAuthException>([&] { Session.Autodiscover(""); },
+                                  [](const auto& failure) { EXPECT_EQ(failure.GetError(), "invalid_grant"); });
+  EXPECT_EQ(std::ranges::count(FAsked, std::string(kToken)), 2);
+}
+
+TEST_F(Autodiscover, LogOnMayTakeLongerThanACandidate) {
+  UseGrant();
+  FAnswers[kToken] = Status(200, kJson, "{\"access_token\":\"granted\"}");
+  FAnswers[kToken].Before = std::chrono::milliseconds(1200);
+  AnswerAt(Secure("example.com"), Settings(Protocol("https://mail.example.com/ews")));
+  EXPECT_EQ(Url(Session.Autodiscover("")), "https://mail.example.com/ews");
 }
 
 // ---- The service that answers in JSON
