@@ -217,7 +217,7 @@ TVqOAuthAccessToken VqReadTokenAnswer(const TVqOAuthAnswer& answer, const TVqOAu
     // Told below: its text would show the answer.
   }
   if (json.Kind() != TVqJSONKind::jkObject) {
-    const string type = VqShownText(string(answer.ContentType), kLongestWord);
+    const string type = Shown(string(answer.ContentType), question.Secrets, kLongestWord);
     const string what = answer.Body.empty() ? string("is empty") : string("is no JSON object");
     Refuse(question, status + what + (type.empty() ? string(".") : " (" + type + ")."), answer.Status);
   }
@@ -233,10 +233,10 @@ TVqOAuthAccessToken VqReadTokenAnswer(const TVqOAuthAnswer& answer, const TVqOAu
     Refuse(question, "the answer holds no access token.", answer.Status);
   token.TokenType = json.Member("token_type").AsString();
   if (!token.TokenType.empty() && !SameText(token.TokenType, "Bearer")) {
-    Refuse(question,
-           "the token is of the type \"" + Shown(token.TokenType, {token.Token.utf8()}, kLongestWord) +
-               "\"; only \"Bearer\" is known.",
-           answer.Status);
+    std::vector<std::string> secrets = question.Secrets;
+    secrets.push_back(token.Token.utf8());
+    const string type = Shown(token.TokenType, secrets, kLongestWord);
+    Refuse(question, "the token is of the type \"" + type + "\"; only \"Bearer\" is known.", answer.Status);
   }
   if (!IsHeaderText(token.Token)) Refuse(question, "the token holds characters that no header can.", answer.Status);
   token.RefreshToken = json.Member("refresh_token").AsString();

@@ -499,6 +499,20 @@ TEST(OAuthSecrets, AreInNoTextWhateverTheServerRepeats) {
   }
 }
 
+TEST(OAuthSecrets, AreInNoTextOfATypeEither) {
+  const TVqOAuthQuestion question{TGrant::Password, "https://login.example.com/", {"Pa55w0rd!"}};
+  const auto text = [&](const TVqOAuthAnswer& answer) {
+    return std::string(FailureOf([&] { VqReadTokenAnswer(answer, question); }).what());
+  };
+  for (const std::string& told :
+       {text({200, "application/json", "{\"access_token\":\"t0ken\",\"token_type\":\"Pa55w0rd! Pa55w0rd%21 t0ken\"}"}),
+        text({200, "text/Pa55w0rd!Pa55w0rd%21", "x"})}) {
+    EXPECT_NE(told.find("****"), std::string::npos) << told;
+    for (const char* secret : {"Pa55w0rd!", "Pa55w0rd%21", "t0ken"})
+      EXPECT_EQ(told.find(secret), std::string::npos) << told;
+  }
+}
+
 TEST(OAuthSecrets, NoEventTellsOfTheTokenEndpoint) {
   TokenServer server;
   const auto client = server.Client(TGrant::Password);
