@@ -1,5 +1,7 @@
-// Tries a server, and prints what it found step by step: what it calls itself, whose mailbox this is, what time zone it
-// takes us for, what is in the inbox. When a step fails it says what to do about it.
+// Tries a server, and prints what it found step by step: where it was looked for, what it calls itself, whose mailbox
+// this is, what time zone it takes us for, what is in the inbox. When a step fails it says what to do about it.
+//
+// An address alone will do (--address ann@example.com), and so will a profile (--profile Ann).
 
 #include <iostream>
 
@@ -69,6 +71,15 @@ bool Step(const char* name, TAction action) {
   return false;
 }
 
+/// Where a server was looked for, and what came of each address.
+void PrintWalk(const TVqEWSCustomSession& session) {
+  int number = 0;
+  for (const TVqEWSAutodiscoverStep& step : session.GetAutodiscoverReport())
+    std::cout << "  " << ++number << ". " << step.URL << ": " << step.Outcome << '\n';
+  if (number == 0 && !session.GetServiceUrl().empty())
+    std::cout << "  told by the service of Exchange Online, or by a service record of the domain\n";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -77,8 +88,20 @@ int main(int argc, char** argv) {
   server.Configure(session);  // ServiceUrl, Credentials
   if (server.HasOption("wrong-password")) session.GetCredentials().SetPassword("not this one");
 
+  if (server.HasOption("profile") && !Step("Loading the profile", [&] {
+        if (!session.LoadProfile(session.GetProfileName())) throw EVqException("There is no file with profiles.");
+        std::cout << "  " << session.GetProfileName() << '\n';
+      }))
+    return 1;
+  const bool looking = session.GetServiceUrl().empty();
+  if (looking) std::cout << "Looking for the server of " << session.GetAutodiscoverEMail() << '\n';
+  const bool active = Step(looking ? "Finding it and logging on" : "Logging on", [&] { session.SetActive(true); });
+  if (looking) {
+    std::cout << "Where it was looked for\n";
+    PrintWalk(session);
+  }
+  if (!active) return 1;
   std::cout << "Service URL: " << session.GetServiceUrl() << '\n';
-  if (!Step("Logging on", [&] { session.SetActive(true); })) return 1;
   Step("What the server is", [&] {
     std::cout << "  " << session.GetServerDescription() << "; requests carry "
               << VqEnumToText(session.GetRequestVersion()) << '\n';

@@ -1,8 +1,10 @@
 #include "support/ExampleServer.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <map>
 
 #ifndef _WIN32
 #include <termios.h>
@@ -10,7 +12,9 @@
 #endif
 
 #include "ews/session/uVqEWS.h"
+#include "ews/session/uVqEWSProfileFile.h"
 #include "platform/common/uVqSerializer.h"
+#include "platform/os/uVqDns.h"
 #include "simulator/simulator.h"
 
 namespace {
@@ -57,19 +61,31 @@ ExampleServer::ExampleServer(int argc, char** argv, const std::string& usage) {
     std::cout << usage << "\n\n"
               << "Runs against the simulator, or with\n"
               << "  --url URL --user USER   against a server; the password comes from VELMORE_PASSWORD or a prompt\n"
+              << "  --address ADDRESS       against the server that is found by a mailbox address (--user where the\n"
+              << "                          name to log on with is another)\n"
+              << "  --profile NAME          by a profile (--profile-file FILE where it is not the usual one)\n"
               << "  --ca-file FILE          trusting the authorities in a PEM file, too\n"
+              << "  --connect-to HOST:PORT=ADDRESS:PORT\n"
+              << "                          reaching a host elsewhere than name servers say; may be repeated\n"
+              << "  --name-server ADDRESS   asking this one for service records\n"
               << "  --strict                requests in the form of the published schema from the first one\n";
     std::exit(0);
   }
   url_ = Option("url");
-  if (!url_.empty()) {
-    user_ = Option("user");
+  ca_file_ = Option("ca-file");
+  if (HasOption("name-server")) UseNameServer(Option("name-server"));
+  if (HasOption("profile")) {
+    profiles_ = std::make_unique<velmore::TVqEWSProfileConfigFileContainer>(nullptr);
+    if (HasOption("profile-file")) profiles_->SetFilename(Option("profile-file"));
+    return;
+  }
+  if (!url_.empty() || HasOption("address")) {
+    user_ = Option("user", url_.empty() ? Option("address") : "");
     if (user_.empty()) {
-      std::cerr << "--url needs --user\n";
+      std::cerr << (url_.empty() ? "--address needs an address\n" : "--url needs --user\n");
       std::exit(2);
     }
     address_ = Option("address", user_);
-    ca_file_ = Option("ca-file");
     password_ = ReadPassword(user_);
     return;
   }
@@ -88,11 +104,34 @@ ExampleServer::ExampleServer(int argc, char** argv, const std::string& usage) {
 ExampleServer::~ExampleServer() = default;
 
 void ExampleServer::Configure(velmore::TVqEWSCustomSession& session) const {
-  session.SetServiceUrl(url_);
-  session.GetCredentials().SetUserName(user_);
-  session.GetCredentials().SetPassword(password_);
+  if (profiles_) {
+    session.SetProfileContainer(profiles_.get());
+    session.SetProfileName(Option("profile"));
+  } else {
+    if (url_.empty()) session.SetAutodiscoverEMail(address_);
+    session.SetServiceUrl(url_);
+    session.GetCredentials().SetUserName(user_);
+    session.GetCredentials().SetPassword(password_);
+  }
   session.SetCAFile(ca_file_);
   session.SetStrictSchema(HasOption("strict"));
+  std::map<velmore::string, velmore::string> hosts;
+  for (const std::string& entry : OptionValues("connect-to")) {
+    const std::size_t equals = std::min(entry.find('='), entry.size());
+    hosts[entry.substr(0, equals)] = entry.substr(std::min(equals + 1, entry.size()));
+  }
+  session.SetConnectTo(hosts);
+}
+
+void ExampleServer::UseNameServer(const std::string& address) const {
+  const velmore::TVqDnsFunctions system = velmore::VqGetDnsFunctions();
+  velmore::TVqDnsFunctions mine = system;
+  mine.DnsQuery_A = [system, address](const std::string& name, std::uint16_t type, velmore::TVqDnsOptions options,
+                                      velmore::TVqDnsRecord*& records) {
+    options.Servers = {address};
+    return system.DnsQuery_A(name, type, options, records);
+  };
+  velmore::VqSetDnsFunctions(mine);
 }
 
 std::string ExampleServer::Option(const std::string& name, const std::string& otherwise) const {

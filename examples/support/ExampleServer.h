@@ -1,7 +1,8 @@
 #pragma once
 
-// Where the examples log on: the simulator by default, a real server with --url and --user. The password of a real
-// account comes from the variable VELMORE_PASSWORD or from a prompt, never from the command line.
+// Where the examples log on: the simulator by default, a real server with --url and --user, one that is looked for with
+// --address alone, and what a profile says with --profile. The password of a real account comes from the variable
+// VELMORE_PASSWORD or from a prompt, never from the command line.
 
 #include <memory>
 #include <string>
@@ -11,20 +12,21 @@
 
 namespace velmore {
 class TVqEWSCustomSession;
-}
+class TVqEWSProfileConfigFileContainer;
+}  // namespace velmore
 namespace velmore::simulator {
 class Simulator;
 }
 
 class ExampleServer {
  public:
-  /// Reads --url, --user, --ca-file, --help and --NAME or --NAME=VALUE of the example's own. `usage` says what the
-  /// example does. Ends the program after
-  /// `--help` and for arguments that make no sense.
+  /// Reads --url, --user, --address, --profile, --ca-file, --help and --NAME or --NAME=VALUE of the example's own.
+  /// `usage` says what the example does. Ends the program after `--help` and for arguments that make no sense.
   ExampleServer(int argc, char** argv, const std::string& usage);
   ~ExampleServer();
 
-  /// Gives the session its URL, credentials and trust.
+  /// Gives the session its URL, credentials and trust; or the address, or the profile, by which it finds them. The
+  /// session must not outlive this.
   void Configure(velmore::TVqEWSCustomSession& session) const;
 
   /// The SMTP address of the user (for a real server: what --user says).
@@ -42,7 +44,10 @@ class ExampleServer {
   const std::vector<std::string>& Arguments() const { return arguments_; }
 
  private:
+  void UseNameServer(const std::string& address) const;
+
   std::string url_, user_, password_, address_, ca_file_;
+  std::unique_ptr<velmore::TVqEWSProfileConfigFileContainer> profiles_;
   std::vector<std::pair<std::string, std::string>> options_;
   std::vector<std::string> arguments_;
   std::unique_ptr<velmore::simulator::Simulator> simulator_;
