@@ -336,6 +336,8 @@ void TWireTour::Round() {
       {"NewItems", &TWireTour::NewItems},
       {"OldItems", &TWireTour::OldItems},
       {"OtherKinds", &TWireTour::OtherKinds},
+      {"People", &TWireTour::People},
+      {"Responses", &TWireTour::Responses},
       {"Attachments", &TWireTour::Attachments},
       {"Reading", &TWireTour::Reading},
       {"Sending", &TWireTour::Sending},
@@ -534,6 +536,53 @@ void TWireTour::OtherKinds() {
     if (Below(3) == 0) Attach(*item);
     Try("save another kind", [&] { item->SaveChanges(static_cast<TVqEWSSaveOption>(Below(3))); });
   }
+}
+
+void TWireTour::People() {
+  const auto contacts = Folder(dfincontacts);
+  const auto contact = Supports<IVqEWSContact>(contacts->CreateItem(tContact));
+  contact->SetSurname(Text());
+  contact->SetFileAs(Text());
+  contact->SetBirthday(Time());
+  for (int save = 0; save < 2; ++save) {
+    contact->SetJobTitle(Text());
+    contact->GetEmailAddresses().GetEntry(static_cast<TEmailAddressKey>(Below(3))).SetValue(Address());
+    contact->GetPhoneNumbers().GetEntry(static_cast<TPhoneNumberKey>(Below(19))).SetValue(Text());
+    contact->GetImAddresses().GetEntry(static_cast<TImAddressKey>(Below(3))).SetValue(Chance() ? Text() : string());
+    // An update would have it as another number of fields in the other form.
+    if (save == 0) contact->GetPhysicalAddresses().GetEntry(pakHome).SetCity(Text());
+    contact->GetChildren().GetString_().Add(Text());
+    contact->SetIsPrivate(Chance());
+    Try("save contact", [&] { contact->SaveChanges(soAutoResolve); });
+  }
+  const auto list = contacts->CreateDistributionList();
+  list->SetDisplayName(Text());
+  list->GetMembers()->AddMailbox(Text(), Address());
+  list->GetMembers()->AddItem(contact->GetID());
+  Try("save list", [&] { list->SaveChanges(soAutoResolve); });
+  const auto task = Supports<IVqEWSTask>(Folder(dfintasks)->CreateItem(tTask));
+  task->SetDueDate(Time());
+  task->SetSubject(Text());
+  task->GetRecurrence().GetNoEndRecurrence().SetStartDate(Time());
+  task->GetRecurrence().GetDailyRecurrence().SetInterval(static_cast<std::int32_t>(1 + Below(9)));
+  Try("save task", [&] { task->SaveChanges(soAutoResolve); });
+  task->SetPercentComplete(Below(100));
+  Try("save task again", [&] { task->SaveChanges(soAutoResolve); });
+}
+
+void TWireTour::Responses() {
+  for (const int kind : {0, 1, 2}) {
+    const TMail mail = OldMail();
+    const auto response = kind == 2 ? mail->CreateForward() : mail->CreateReply(kind == 1);
+    response->SetBodyText(Text());
+    response->SetIsReadReceiptRequested(Chance());
+    response->GetBccRecipients()->AddMailbox(Text(), Address());
+    response->GetToRecipients()->AddMailbox(Text(), Address());
+    Try("save response", [&] { response->SaveChanges(soAutoResolve); });
+  }
+  const auto reply = OldMail()->CreateReply(true);
+  reply->SetBodyText(Text());
+  Try("send response", [&] { reply->SubmitMessage(true); });
 }
 
 void TWireTour::Attachments() {

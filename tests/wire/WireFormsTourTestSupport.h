@@ -81,6 +81,8 @@ class TWireTour {
   void NewItems();
   void OldItems();
   void OtherKinds();
+  void People();
+  void Responses();
   void Attachments();
   void Reading();
   void Sending();
