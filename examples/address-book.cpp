@@ -115,7 +115,7 @@ void Fill(IVqEWSContact& contact, const VCard& card) {
     const std::string& name = line.Name;
     if (name == "N") {
       contact.SetSurname(line.Part(0));
-      contact.SetGivenName(line.Part(1));
+      TEwsContactItem(contact.AsElement()).SetGivenName(line.Part(1));  // SetGivenName of contacts needs later servers
       contact.SetMiddleName(line.Part(2));
       contact.SetGeneration(line.Part(4));
     } else if (name == "FN") {

@@ -226,6 +226,22 @@ TEST_F(Contacts, TheCompleteNameWritesTheMembersThatTheServerTakes) {
   EXPECT_EQ(fresh->GetCompleteName().GetLastName(), "Other");
 }
 
+// The published property needs a later server; the member itself is older than that.
+TEST_F(OldContacts, TheFirstNameIsReachedThroughTheRecord) {
+  const auto contact = NewContact();
+  EXPECT_EQ(MessageOf<EVqException>([&] { contact->SetGivenName("Ann"); }),
+            "\"GivenName\" is not supported by Exchange2007_SP1. This feature requires Exchange Exchange2013_SP1!");
+  TEwsContactItem(contact->AsElement()).SetGivenName("Ann");
+  contact->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Part("CreateItem", "Items"), "<m:Items><t:Contact><t:GivenName>Ann</t:GivenName></t:Contact></m:Items>");
+  const auto fresh = Fresh(*contact);
+  EXPECT_EQ(TEwsContactItem(fresh->AsElement()).GetGivenName(), "Ann");
+  EXPECT_EQ(fresh->GetCompleteName().GetFirstName(), "Ann");
+  TEwsContactItem(fresh->AsElement()).SetGivenName("Anna");
+  fresh->SaveChanges(soAutoResolve);
+  EXPECT_EQ(Updates(), SetField("contacts:GivenName", "<t:GivenName>Anna</t:GivenName>", "t:Contact"));
+}
+
 // Meant so: programs fill contacts of servers that cannot tell the name.
 TEST_F(ContactsOf2013, FileAsIsSetOnServersThatCannotTellIt) {
   const auto contact = NewContact();
