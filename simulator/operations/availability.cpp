@@ -29,8 +29,14 @@ class Zone {
 
   Seconds ToUtc(Seconds clock) const { return clock + Seconds{60} * (bias_ + Change(clock)); }
   Seconds ToClock(Seconds utc) const {
-    const Seconds summer = utc - Seconds{60} * (bias_ + daylight_.bias);
-    return IsDaylight(summer) ? summer : utc - Seconds{60} * (bias_ + standard_.bias);
+    bool summer = false;
+    if (Changes()) {
+      const std::int64_t year = YearOf(utc - Seconds{60} * (bias_ + standard_.bias));
+      const Seconds begin = daylight_.In(year) + Seconds{60} * (bias_ + standard_.bias);
+      const Seconds end = standard_.In(year) + Seconds{60} * (bias_ + daylight_.bias);
+      summer = Lies(utc, begin, end);
+    }
+    return utc - Seconds{60} * (bias_ + (summer ? daylight_.bias : standard_.bias));
   }
 
  private:
@@ -55,13 +61,20 @@ class Zone {
     }
   };
 
-  bool IsDaylight(Seconds clock) const {
-    if (standard_.month < 1 || standard_.month > 12 || daylight_.month < 1 || daylight_.month > 12) return false;
-    const std::int64_t year = DateFromDays((clock - ((clock % 86400) + 86400) % 86400) / 86400).year;
-    const Seconds begin = daylight_.In(year), end = standard_.In(year);
-    return begin < end ? clock >= begin && clock < end : clock >= begin || clock < end;
+  bool Changes() const {
+    return standard_.month >= 1 && standard_.month <= 12 && daylight_.month >= 1 && daylight_.month <= 12;
   }
-  int Change(Seconds clock) const { return IsDaylight(clock) ? daylight_.bias : standard_.bias; }
+  static std::int64_t YearOf(Seconds time) {
+    return DateFromDays((time - ((time % 86400) + 86400) % 86400) / 86400).year;
+  }
+  /// Between two points of a year, the second of which may come first.
+  static bool Lies(Seconds time, Seconds begin, Seconds end) {
+    return begin < end ? time >= begin && time < end : time >= begin || time < end;
+  }
+  int Change(Seconds clock) const {
+    const bool summer = Changes() && Lies(clock, daylight_.In(YearOf(clock)), standard_.In(YearOf(clock)));
+    return summer ? daylight_.bias : standard_.bias;
+  }
 
   int bias_;
   Rule standard_, daylight_;

@@ -31,7 +31,12 @@ class Dialogs : public ::testing::Test {
   ~Dialogs() override { Tmux("kill-server"); }
 
   static std::string Tmux(const std::string& command) {
-    return OutputOf("TMUX= LC_ALL=C.UTF-8 " VELMORE_TMUX " -L velmore-" + std::to_string(::getpid()) + " " + command);
+    return OutputOf("TMUX= LC_ALL=C.UTF-8 " VELMORE_TMUX " -L " + Socket() + " " + command);
+  }
+  /// Another one for each test: a server that ends keeps its socket for a moment.
+  static std::string Socket() {
+    return "velmore-" + std::to_string(::getpid()) + "-" +
+           ::testing::UnitTest::GetInstance()->current_test_info()->name();
   }
   static std::string Seen() { return Tmux("capture-pane -p"); }
   /// Types keys: names as tmux has them ("Down", "Enter"), or a text.

@@ -36,7 +36,7 @@ TEST_F(SimulatorSamples, FillTheMailboxes) {
   EXPECT_EQ(server.CountItems("alice", "Projects/Lighthouse"), 2u);
   EXPECT_EQ(server.CountItems("alice", "Projects/Lighthouse/Glass"), 1u);
   EXPECT_EQ(server.CountItems("alice", "contacts"), 2u);
-  EXPECT_EQ(server.CountItems("alice", "calendar"), 2u);
+  EXPECT_EQ(server.CountItems("alice", "calendar"), 4u);
   EXPECT_EQ(server.CountItems("alice", "tasks"), 1u);
   EXPECT_EQ(server.CountItems("bob", "inbox"), 3u);
   EXPECT_EQ(server.CountItems("carol", "inbox"), 2u);
