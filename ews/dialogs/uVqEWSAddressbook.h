@@ -60,8 +60,8 @@ class TVqEWSAddressBookDialog : public TVqComponent {
   /// `AOwner` may be empty.
   explicit TVqEWSAddressBookDialog(TVqComponent* AOwner = nullptr) : TVqComponent(AOwner) {}
 
-  TVqEWSBaseSession* GetSession() const noexcept { return FSession; }
-  void SetSession(TVqEWSBaseSession* AValue);
+  TVqEWSBaseSession* GetSession() const noexcept { return FSession; }  ///< null when there is none
+  void SetSession(TVqEWSBaseSession* AValue);                          ///< not owned; forgotten when it goes away
   /// Where names are searched at first: the directory, then the user's contacts, unless changed.
   TSearchScope GetSearchScope() const noexcept { return FSearchScope; }
   void SetSearchScope(TSearchScope AValue) noexcept { FSearchScope = AValue; }

@@ -50,8 +50,8 @@ class TVqEWSFolderDialog : public TVqComponent {
   /// `AOwner` may be empty.
   explicit TVqEWSFolderDialog(TVqComponent* AOwner = nullptr) : TVqComponent(AOwner) {}
 
-  TVqEWSBaseSession* GetSession() const noexcept { return FSession; }
-  void SetSession(TVqEWSBaseSession* AValue);
+  TVqEWSBaseSession* GetSession() const noexcept { return FSession; }  ///< null when there is none
+  void SetSession(TVqEWSBaseSession* AValue);                          ///< not owned; forgotten when it goes away
   /// Which folders are shown. Setting copies into the component's own.
   TVqEWSFolderDialogDisplayTypes& GetFolderTypes() noexcept { return FFolderTypes; }
   void SetFolderTypes(const TVqEWSFolderDialogDisplayTypes& AValue) noexcept { FFolderTypes.Assign(AValue); }
