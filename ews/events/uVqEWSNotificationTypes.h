@@ -55,6 +55,7 @@ enum class TVqEWSConnectionState {
 
 /// A report on the connection of one group of subscriptions.
 struct TVqEWSConnectionReport {
+  /// What has happened.
   TVqEWSConnectionState State = TVqEWSConnectionState::connected;
   /// The group, by its code.
   string GroupCode = {};

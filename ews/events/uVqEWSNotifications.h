@@ -234,6 +234,7 @@ class IVqEWSFolderEvents : public virtual IVqObject {
 /// (docs/decisions/events.md).
 class TVqEWSGetEvents : public std::enable_shared_from_this<TVqEWSGetEvents> {
  public:
+  /// What connections are timed by.
   using TClock = std::chrono::steady_clock;
 
   /// Starts nothing yet: the component calls `Prepare` once the object is whole.
@@ -260,16 +261,18 @@ class TVqEWSGetEvents : public std::enable_shared_from_this<TVqEWSGetEvents> {
   bool IsOf(const TVqEWSSingleStoreFolderEvents& AOwner) const noexcept;
 
  protected:
-  // What a class for another kind of group changes. The first two run on the reader's thread for each connection, the
-  // third one in Prepare.
+  /// Sets a client up for streaming: its time-outs (connect 1,000, send 5,000, receive 120,000 ms), its cookies, its
+  /// data event. For each connection, on the reader's thread.
   virtual void InitializeHTTPClient(IVqHTTPClient& AClient);
+  /// Sets the cookies of a request. For each connection, on the reader's thread.
   virtual void InitializeHTTPRequest(IVqHTTPRequestEx& ARequest);
+  /// Fills the request (m:GetStreamingEvents) that all connections send. Once, on the application's thread.
   virtual void InitializeSOAPRequest(TVqEWSEventGroup& AGroup, IVqSOAPRequest& ARequest);
   /// Before the subscriptions of the group are made anew, and with the reply that made one of them.
   virtual void BeforeResubscribe() {}
   virtual void AfterResubscribed(TVqEWSEventSubscription& ASubscription, const IVqHTTPResponse& AResponse);
 
-  // Time, for tests that move it.
+  /// The time by which connections are timed; tests move it.
   virtual TClock::time_point Now() const { return TClock::now(); }
   /// Waits so long, or until the reader is terminated.
   virtual void WaitBeforeNext(std::chrono::milliseconds ATime);

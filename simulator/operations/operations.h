@@ -10,7 +10,7 @@
 
 #include "simulator/mailbox/model.h"
 #include "simulator/mailbox/view.h"
-#include "simulator/operations/notifications.h"
+#include "simulator/operations/subscriptions.h"
 
 namespace velmore::simulator {
 

@@ -209,6 +209,14 @@ class EventsTest : public EWSTest {
     const auto found = operations.find(operation);
     return found == operations.end() ? 0 : found->second;
   }
+  /// The last stream, once the server has noticed that it has ended: it is kept from then on.
+  simulator::Exchange EndedStream() {
+    EXPECT_TRUE(Eventually([&] {
+      const Names operations = Operations();
+      return std::find(operations.begin(), operations.end(), "GetStreamingEvents") != operations.end();
+    }));
+    return LastExchange("GetStreamingEvents");
+  }
   /// A fault for the streaming requests.
   static simulator::Fault StreamFault(int times = 1) {
     simulator::Fault fault;

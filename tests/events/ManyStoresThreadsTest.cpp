@@ -132,10 +132,8 @@ TEST_F(ManyStores, TheReaderAsksInTheNameOfTheAnchorForAll) {
   for (const char* address : {kBob, kAlice}) Events.Subscribe(InboxOf(address));
   Events.Start();
   ASSERT_TRUE(States.WaitFor(1));
-  const simulator::Exchange stream = [&] {
-    Events.Stop();  // a stream is kept once it has ended
-    return LastExchange("GetStreamingEvents");
-  }();
+  Events.Stop();
+  const simulator::Exchange stream = EndedStream();
   EXPECT_EQ(stream.RequestHeader("X-AnchorMailbox"), kAlice);
   EXPECT_EQ(stream.RequestHeader("X-PreferServerAffinity"), "true");
   EXPECT_THAT(stream.RequestHeader("Cookie"), HasSubstr("X-BackEndOverrideCookie=backend-0~1941997017"));
@@ -315,6 +313,7 @@ TEST_F(ManyStores, ABackEndThatMovesIsFoundAgainByResubscribing) {
   Server().Deliver(kBob, MimeOf("Hello"));
   EXPECT_TRUE(Log.WaitFor(2));
   events.Stop();
+  ASSERT_TRUE(Eventually([&] { return Exchanges("GetStreamingEvents").size() >= 2; }));
   const simulator::Exchange stream = LastExchange("GetStreamingEvents");
   EXPECT_THAT(stream.RequestHeader("Cookie"), HasSubstr("X-BackEndOverrideCookie=backend-1~1941997017"));
   EXPECT_THAT(Exchanges("Subscribe").back().request_body, HasSubstr(Impersonation(kBob)));

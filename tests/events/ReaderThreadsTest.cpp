@@ -222,6 +222,32 @@ TEST_F(ReaderThreads, FailuresAreToldAsExceptionsToo) {
   EXPECT_EQ(number, VqErrConnectionAborted);
 }
 
+TEST_F(ReaderThreads, ALineThatDiesWithoutAWordIsNoticed) {
+  simulator::Fault dead = StreamFault();
+  dead.silent_after = 1;
+  Server().AddFault(dead);
+  Events.ReceiveTimeOut = 50;
+  Events.Time->Free = 2;
+  Events.Start();
+  ASSERT_TRUE(Events.Time->WaitForWaits(1));
+  EXPECT_THAT(Events.Time->AllWaits(), ElementsAre(500));
+  EXPECT_EQ(States.Entries().front(), "connected");
+  Deliver();
+  EXPECT_TRUE(Log.WaitFor(1)) << "the next connection brings what it missed";
+}
+
+TEST_F(ReaderThreads, TheFirstConnectionAfterAChangeOfTheNetIsNotTheLast) {
+  Events.Start();
+  ASSERT_TRUE(States.WaitFor(1));
+  const string here = "127.0.0.1:" + std::to_string(Server().HttpPort());
+  Session().SetConnectTo({{here, "127.0.0.1:1"}});  // nobody is there
+  Server().DropConnections();
+  ASSERT_TRUE(Events.Time->WaitForWaits(3));
+  Session().SetConnectTo({});
+  Deliver();
+  EXPECT_TRUE(Log.WaitFor(1));
+}
+
 // ---- The client of a connection
 
 /// A reader that shows its client.
@@ -356,6 +382,16 @@ TEST_F(Cutting, ForbiddenCharactersLoseNothing) {
   EXPECT_EQ(Log.Count(), 1u);
 }
 
+TEST_F(Cutting, AnEnvelopeOfFiftyMegabytesArrives) {
+  std::string mail = Mail();
+  mail.insert(mail.find("<t:ParentFolderId"), "<t:Subject>" + std::string(std::size_t{50} << 20, 'x') + "</t:Subject>");
+  for (std::size_t at = 0; at < mail.size(); at += 1 << 20) {
+    EXPECT_EQ(Log.Count(), 0u);
+    Receive(std::string_view(mail).substr(at, 1 << 20));
+  }
+  EXPECT_EQ(Log.Count(), 1u);
+}
+
 TEST_F(Cutting, WhatIsNoXMLRaisesWithItsText) {
   EXPECT_THROW(Receive("<s:Envelope><s:Body></s:Envelope>"), EAbort);
 }
@@ -454,6 +490,37 @@ TEST_F(StopThreads, WhileItConnects) {
   const FullPort port;
   StartAt(port.Host());
   StopAndGoBack();
+}
+
+TEST_F(StopThreads, InTheMiddleOfTheTlsHandshake) {
+  const auto listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+  ASSERT_EQ(listen(listener, 4), 0);
+  ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
+  TVqEWSServiceSession secure;
+  Configure(secure);
+  secure.SetServiceUrl(Server().HttpsUrl());
+  secure.SetCAFile(Server().CaCertificateFile());
+  secure.SetActive(true);
+  TTestEvents events;
+  LogEvents(events, Log);
+  events.Subscribe(secure.OpenDefaultMsgStore()->GetFolder(dfininbox, ""));
+  events.DoStart([](TVqEWSEventGroup&) {}, [](TVqEWSEventSubscription&, IVqSOAPRequest&) {},
+                 [&](TVqEWSEventGroup& group) {
+                   secure.SetConnectTo({{string("localhost:" + std::to_string(Server().HttpsPort())),
+                                         string("127.0.0.1:" + std::to_string(ntohs(address.sin_port)))}});
+                   return std::make_shared<TTestReader>(events, group, events.Time);
+                 });
+  const int peer = accept(listener, nullptr, nullptr);  // and says nothing
+  secure.SetConnectTo({});
+  events.Stop();
+  EXPECT_FALSE(events.GetActive());
+  close(peer);
+  close(listener);
 }
 
 TEST_F(StopThreads, WhileTheServerSaysNothing) {

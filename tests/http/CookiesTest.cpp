@@ -113,3 +113,38 @@ TEST(Cookies, MalformedOnesAreIgnored) {
   cookies.Add("not an address", "a=1");
   EXPECT_EQ(cookies.Count(), 0);
 }
+
+TEST(Cookies, AreTakenOutByTheirName) {
+  TVqHTTPCookies cookies;
+  cookies.Add("", "a=1");
+  cookies.Add("http://h/", "a=2");
+  cookies.Add("http://h/", "A=3");
+  cookies.Remove("a");
+  EXPECT_EQ(cookies.HeaderFor("http://h/"), "A=3") << "wherever it went, and no other";
+  cookies.Remove("b");
+  EXPECT_EQ(cookies.Count(), 1);
+}
+
+TEST(Cookies, BelongToTheSessionThatAClientShares) {
+  TVqWinHTTPSession session;
+  auto first = MakeRef<TVqWinHTTPClient>(), second = MakeRef<TVqWinHTTPClient>();
+  first->SetSession(&session);
+  second->RemoveCookies("a");  // has no session yet
+  second->ShareSessionOf(*first);
+  session.GetCookies().Add("", "a=1");
+  EXPECT_EQ(second->GetSession()->GetCookies().Count(), 1);
+  second->RemoveCookies("a");
+  EXPECT_EQ(session.GetCookies().Count(), 0);
+}
+
+TEST(Cookies, OfASessionWhoseComponentIsGoneAreSharedAllTheSame) {
+  auto session = std::make_unique<TVqWinHTTPSession>();
+  auto first = MakeRef<TVqWinHTTPClient>(), second = MakeRef<TVqWinHTTPClient>();
+  session->SetUserAgent("ours");
+  first->SetSession(session.get());
+  session->GetCookies().Add("", "a=1");
+  session = nullptr;
+  second->ShareSessionOf(*first);
+  EXPECT_EQ(second->GetSession()->GetCookies().HeaderFor("http://h/"), "a=1");
+  EXPECT_EQ(second->GetSession()->GetUserAgent(), "ours");
+}

@@ -7,7 +7,7 @@
 #include "SimulatorTestSupport.h"
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/model.h"
-#include "simulator/operations/notifications.h"
+#include "simulator/operations/subscriptions.h"
 #include "simulator/protocol/service.h"
 
 namespace velmore::simulator::testing {

@@ -181,5 +181,24 @@ TEST_F(SOAPRequest, OnlySOAP11IsOffered) {
   EXPECT_THROW(SOAP.InitSOAPEnv("http://x", "soap", {}, TVqSOAPEncodingVersion::soap12), EVqNotSupported);
 }
 
+TEST_F(SOAPRequest, TellsTheClientThatItGoesThrough) {
+  const auto request = SOAP.CreateRequest("m:GetItem", "");
+  EXPECT_EQ(request->GetHTTPClient(), HTTP->GetComponent());
+  HTTP = nullptr;
+  EXPECT_THROW(request->GetHTTPClient(), EVqException);
+}
+
+TEST_F(SOAPRequest, AHandlerIsToldOfTheHTTPResponse) {
+  Server.Then(Reply("200 OK", Envelope("<m:GetItemResponse xmlns:m=\"" + std::string(kMessages) + "\"/>"),
+                    "Set-Cookie: place=here; path=/\r\n"));
+  std::string told;
+  const auto request = SOAP.CreateRequest("m:GetItem", "");
+  request->SetResponseHandler(
+      [&](const TVqRef<IVqHTTPResponse>& response) { told = response->GetCookie("place").utf8(); });
+  TVqRef<IVqSOAPResponse> response;
+  request->Send(response);
+  EXPECT_EQ(told, "here");
+}
+
 }  // namespace
 }  // namespace velmore::testing

@@ -4,8 +4,10 @@
 
 #include <chrono>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -85,7 +87,10 @@ class Subscriptions {
   std::map<std::string, int> open_;  // streams by user
 };
 
-/// A response of GetStreamingEvents with one message.
+/// How far a subscription that is asked has been told.
+std::string Watermark(std::uint64_t number);
+/// A response of GetStreamingEvents with one message; and one that names the subscriptions that are refused.
 Element StreamingResponse(std::vector<Element> content);
+Element RefusedStream(const EwsError& error, const std::vector<std::string>& ids);
 
 }  // namespace velmore::simulator
