@@ -70,6 +70,11 @@ void TVqEWSReaderGround::IndexSubscriptions() {
   }
 }
 
+void TVqEWSReaderGround::ForgetIndex() {
+  const std::unique_lock lock(FIndexMutex);
+  FIndex.clear();
+}
+
 void TVqEWSReaderGround::IndexSubscription(const string& AOldId, TVqEWSEventSubscription& ASubscription) {
   const std::unique_lock lock(FIndexMutex);
   FIndex.erase(AOldId);
@@ -91,6 +96,7 @@ TVqEWSEventSubscription* TVqEWSReaderGround::FindSubscription(const string& AId)
 
 void TVqEWSReaderGround::ProcessEvents(const IVqDOMDocument& ADocument) {
   for (const IVqDOMElement& notification : ADocument.CreateElementList(kNotifications, kSelectQuiet)) {
+    if (Gone) return;
     const TVqEWSEventSubscription* subscription = FindSubscription(Child(notification, "SubscriptionId").GetText());
     if (!subscription) continue;
     for (const IVqDOMElement& event : notification.GetChildElements()) {

@@ -128,6 +128,7 @@ void TVqEWSSingleStoreFolderEvents::EndListeners() {
     }
     FListeners.pop_back();
   }
+  FGround->ForgetIndex();
 }
 
 /// On purpose nothing is made of the answer: a subscription that the server has forgotten is as good as removed.

@@ -70,6 +70,8 @@ class TVqEWSReaderGround : public std::enable_shared_from_this<TVqEWSReaderGroun
 
   /// Finds the subscriptions by their ids from now on, as fast with ten thousand as with one.
   void IndexSubscriptions();
+  /// The same by looking all through, when the subscriptions may change again.
+  void ForgetIndex();
   void IndexSubscription(const string& AOldId, TVqEWSEventSubscription& ASubscription);
   TVqEWSEventSubscription* FindSubscription(const string& AId) const;
 

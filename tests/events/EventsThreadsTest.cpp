@@ -390,6 +390,17 @@ TEST_F(EventsThreads, StopAfterALogoffRaisesAndTheDestructorDoesNot) {
   EXPECT_NO_THROW(events.reset());
 }
 
+TEST_F(EventsThreads, WhatWasWatchedIsForgottenWithItsFolder) {
+  Watch();
+  const auto inbox = Inbox();
+  const string id = Events.GetHandler().GetEventGroups().begin()->second->GetItem(0).GetSubscriptionId();
+  Events.Stop();
+  Events.Unsubscribe(inbox);
+  Events.GetHandler().ProcessEvents(TVqDOMDocument(EnvelopeOf(
+      id.utf8(), "<t:NewMailEvent><t:ParentFolderId Id=\"" + inbox->GetID().Id.utf8() + "\"/></t:NewMailEvent>")));
+  EXPECT_EQ(VqMainThreadQueueLength(), 0);
+}
+
 TEST_F(EventsThreads, TheDestructorStops) {
   {
     TVqEWSFolderEvents events;
@@ -481,8 +492,9 @@ TEST_F(EventsThreads, ComponentsOfOtherReadersMayBeStoppedOnAReadersThread) {
 }
 
 TEST_F(EventsThreads, AHandlerOnAReadersThreadMayDestroyTheComponent) {
-  auto events = std::make_unique<TVqEWSFolderEvents>();
   const auto inbox = Inbox();  // so that the last reference does not go on the reader's thread
+  const std::int64_t before = VqLiveObjectCount();
+  auto events = std::make_unique<TVqEWSFolderEvents>();
   std::promise<void> ready;
   events->SetThreadedEvents(true);
   events->SetOnNewMail(
@@ -498,6 +510,7 @@ TEST_F(EventsThreads, AHandlerOnAReadersThreadMayDestroyTheComponent) {
   ready.set_value();  // from here on the session is the handler's
   ASSERT_TRUE(Log.WaitFor(1));
   EXPECT_EQ(events, nullptr);
+  EXPECT_TRUE(Eventually([&] { return VqLiveObjectCount() <= before; })) << "the thread has ended and left nothing";
 }
 
 TEST_F(EventsThreads, AHandlerOnTheMainThreadMayDoAnything) {
