@@ -189,6 +189,27 @@ class TLedEvents : public TVqEWSSingleStoreFolderEvents {
   }
 };
 
+/// A simulator with a mailbox, and a session that has its inbox at hand.
+struct TOneMailbox {
+  simulator::Simulator Server{[] {
+    simulator::Options options;
+    options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}};
+    options.accept_departures = true;
+    return options;
+  }()};
+  TVqEWSServiceSession Session;
+  TVqRef<IVqEWSFolder> Inbox;
+
+  TOneMailbox() {
+    Server.Start();
+    Session.SetServiceUrl(Server.HttpUrl());
+    Session.GetCredentials().SetUserName("alice");
+    Session.GetCredentials().SetPassword("wonder");
+    Session.SetActive(true);
+    Inbox = Session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
+  }
+};
+
 void Report(const char* what, const std::vector<double>& times) {
   std::printf("  %-28s median %7.1f us   99th %7.1f us   worst %8.1f us\n", what, times[times.size() / 2],
               times[times.size() * 99 / 100], times.back());
@@ -198,17 +219,10 @@ void Latency() {
   constexpr std::size_t events = 5000;
   std::printf("From the byte on the wire to the handler on the reader's thread, 1,000 events a second, %zu events\n",
               events);
-  simulator::Options options;
-  options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}};
-  options.accept_departures = true;
-  simulator::Simulator server(options);
-  server.Start();
-  TVqEWSServiceSession session;
-  session.SetServiceUrl(server.HttpUrl());
-  session.GetCredentials().SetUserName("alice");
-  session.GetCredentials().SetPassword("wonder");
-  session.SetActive(true);
-  const auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
+  TOneMailbox one;
+  auto& server = one.Server;
+  auto& session = one.Session;
+  const auto& inbox = one.Inbox;
   const std::string from = "127.0.0.1:" + std::to_string(server.HttpPort());
   double ours = 0, floor = 0;
   for (int round = 0; round < 3; ++round) {
@@ -246,17 +260,9 @@ void Latency() {
 /// How long Stop takes in each state of a reader.
 void Stopping() {
   std::printf("Stop (with m:Unsubscribe), by what the reader is doing\n");
-  simulator::Options options;
-  options.users = {{"alice", "alice@example.com", "Alice Arden", "wonder"}};
-  options.accept_departures = true;
-  simulator::Simulator server(options);
-  server.Start();
-  TVqEWSServiceSession session;
-  session.SetServiceUrl(server.HttpUrl());
-  session.GetCredentials().SetUserName("alice");
-  session.GetCredentials().SetPassword("wonder");
-  session.SetActive(true);
-  const auto inbox = session.OpenDefaultMsgStore()->GetFolder(dfininbox, "");
+  TOneMailbox one;
+  auto& server = one.Server;
+  const auto& inbox = one.Inbox;
   struct TState {
     const char* Name;
     std::function<void(simulator::Fault&)> Make;
