@@ -5,7 +5,7 @@
 #include <mutex>
 
 #include "simulator/mailbox/mime.h"
-#include "simulator/mailbox/quote.h"
+#include "simulator/mailbox/topic.h"
 
 namespace velmore::simulator {
 

@@ -160,16 +160,20 @@ Element PermissionElement(const Element& user_id, Rights rights, bool calendar) 
 }
 
 Rights RightsIn(const Element& permission_set, const std::string& smtp_address) {
+  // Sets that older state files hold name levels alone.
+  const auto rights = [](const Element& permission) {
+    return permission.Child("ReadItems") != nullptr ? CustomRights(permission) : RightsOf(permission);
+  };
   const Element* everybody = nullptr;
   for (const Element& list : permission_set.children) {
     for (const Element& permission : list.children) {
       const Element* user = permission.Child("UserId");
       if (user == nullptr) continue;
-      if (SameText(user->ChildText("PrimarySmtpAddress"), smtp_address)) return CustomRights(permission);
+      if (SameText(user->ChildText("PrimarySmtpAddress"), smtp_address)) return rights(permission);
       if (user->ChildText("DistinguishedUser") == "Default") everybody = &permission;
     }
   }
-  return everybody != nullptr ? CustomRights(*everybody) : Rights();
+  return everybody != nullptr ? rights(*everybody) : Rights();
 }
 
 }  // namespace velmore::simulator

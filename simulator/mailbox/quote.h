@@ -21,7 +21,4 @@ void Quote(const Item& original, const NewContent& content, Item& answer);
 /// "RE: " or "FW: " and the subject without those that it bears already.
 std::string AnswerSubject(const std::string& prefix, const std::string& subject);
 
-/// A subject without "RE:", "FW:" and "Fwd:" in front.
-std::string TopicOf(std::string_view subject);
-
 }  // namespace velmore::simulator

@@ -377,6 +377,16 @@ Found LocateItem(Context& context, const Element& id) {
   return found;
 }
 
+Found LocateReference(Context& context, const Element& response) {
+  const Element* reference = response.Child("ReferenceItemId");
+  if (reference == nullptr) throw EwsError("ErrorMissingInformationReferenceItemId");
+  Found found = LocateItem(context, *reference);
+  if (found.access < Access::kReviewer) throw EwsError("ErrorAccessDenied");
+  const std::string& key = reference->AttributeText("ChangeKey");
+  if (!key.empty() && ParseChangeKey(key) != found.item->change) throw EwsError("ErrorStaleObject");
+  return found;
+}
+
 FoundAttachment LocateAttachment(Context& context, const Element& id) {
   const std::string& text = id.AttributeText("Id");
   if (text.empty()) throw EwsError("ErrorInvalidIdEmpty");

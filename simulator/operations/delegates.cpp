@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "simulator/operations/operations.h"
 #include "simulator/operations/permission_sets.h"
 
 namespace velmore::simulator {

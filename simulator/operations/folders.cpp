@@ -5,7 +5,6 @@
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/restriction.h"
 #include "simulator/mailbox/search.h"
-#include "simulator/operations/operations.h"
 #include "simulator/operations/permission_sets.h"
 
 namespace velmore::simulator {

@@ -8,8 +8,8 @@
 #include "simulator/mailbox/item_zone.h"
 #include "simulator/mailbox/members.h"
 #include "simulator/mailbox/mime.h"
-#include "simulator/mailbox/quote.h"
 #include "simulator/mailbox/recurrence.h"
+#include "simulator/mailbox/topic.h"
 #include "simulator/operations/operations.h"
 
 namespace velmore::simulator {

@@ -7,7 +7,7 @@
 #include "simulator/mailbox/attendant.h"
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
-#include "simulator/operations/responses.h"
+#include "simulator/operations/invitations.h"
 
 namespace velmore::simulator {
 
@@ -65,26 +65,6 @@ void NoteInvited(Item& meeting, const std::set<std::string>& addresses) {
   meeting.Set(std::move(invited));
 }
 
-/// A message about a meeting, from its organizer's mailbox or an attendee's.
-std::shared_ptr<Item> Message(const Context& context, const Mailbox& from, const Item& meeting, const char* element,
-                              const char* item_class) {
-  auto message = std::make_shared<Item>();
-  message->element = element;
-  message->Set("ItemClass", item_class);
-  CopyMeeting(meeting, *message);
-  message->Set("Subject", meeting.Text("Subject"));
-  Element author = Types("From");
-  author.Add(MailboxElement(from.owner.display_name, from.owner.smtp_address, "Mailbox"));
-  message->Set(std::move(author));
-  message->Set("CalendarItemType", meeting.Text("CalendarItemType"));
-  message->SetFlag("IsDraft", true);
-  message->SetFlag("IsRead", true);
-  message->Set("ConversationTopic", meeting.Text("Subject"));
-  message->Set("DateTimeStamp", TimeText(Now()));
-  message->modified_by = context.user.display_name;
-  return message;
-}
-
 /// Addresses a message to those attendees of a meeting who are meant.
 void AddressTo(const Item& meeting, const std::set<std::string>& meant, Item& message) {
   for (const auto& [list, recipients] : kLists) {
@@ -108,26 +88,8 @@ void Save(Mailbox& mailbox, const std::shared_ptr<Item>& message, const char* fo
   mailbox.AddItem(*mailbox.Distinguished(folder), message);
 }
 
-std::shared_ptr<Item> Invitation(const Context& context, const Mailbox& from, const Item& meeting) {
-  auto request = Message(context, from, meeting, "MeetingRequest", "IPM.Schedule.Meeting.Request");
-  request->html = meeting.html;
-  request->text = meeting.text;
-  request->attachments = Copy(meeting)->attachments;
-  request->Set("MeetingRequestType", "NewMeetingRequest");
-  request->Set("IntendedFreeBusyStatus", meeting.Text("LegacyFreeBusyStatus"));
-  request->Set("LegacyFreeBusyStatus", "Tentative");
-  request->Set("MyResponseType", "NoResponseReceived");
-  request->Set("ResponseType", "NoResponseReceived");
-  request->SetFlag("IsMeeting", true);
-  request->SetFlag("IsCancelled", false);
-  request->SetFlag("IsRecurring", meeting.Find("Recurrence") != nullptr || meeting.Flag("IsRecurring"));
-  request->SetFlag("MeetingRequestWasSent", true);
-  request->Set("AppointmentState", "3");
-  return request;
-}
-
 std::shared_ptr<Item> Cancellation(const Context& context, const Mailbox& from, const Item& meeting) {
-  auto message = Message(context, from, meeting, "MeetingCancellation", "IPM.Schedule.Meeting.Canceled");
+  auto message = MeetingMessage(context, from, meeting, "MeetingCancellation", "IPM.Schedule.Meeting.Canceled");
   message->Set("Subject", "Canceled: " + meeting.Text("Subject"));
   message->Set("ResponseType", "NoResponseReceived");
   message->Set("AppointmentSequenceNumber",
@@ -210,7 +172,7 @@ std::vector<Element> Respond(Context& context, const Answer& answer, const Eleme
   if (type == "Tentative") target->Set("LegacyFreeBusyStatus", "Tentative");
   if (type == "Decline") target->Set("LegacyFreeBusyStatus", "Free");
 
-  auto message = Message(context, mailbox, *target, "MeetingResponse", answer.item_class);
+  auto message = MeetingMessage(context, mailbox, *target, "MeetingResponse", answer.item_class);
   for (const char* list : {"Recurrence", "RequiredAttendees", "OptionalAttendees", "Resources"}) message->Remove(list);
   const bool proposes = response.Child("ProposedStart") != nullptr;
   message->Set("Subject", (proposes ? "New Time Proposed: " : answer.subject) + target->Text("Subject"));
@@ -366,19 +328,6 @@ std::shared_ptr<Item> Cancel(Context& context, const Found& found, bool save_cop
   Send(context, *message, true);
   if (save_copy) Save(*found.mailbox, message, "sentitems");
   return message;
-}
-
-bool CanInvite(const Item& item) {
-  return item.element == "MeetingRequest" || (item.element == "CalendarItem" && item.Flag("IsMeeting"));
-}
-
-std::shared_ptr<Item> PassOn(Context& context, const Found& meeting) {
-  const Mailbox& from = context.home != nullptr ? *context.home : *meeting.mailbox;
-  const std::shared_ptr<Item> request = Invitation(context, from, *meeting.item);
-  // What the organizer meant, not how the one who passes it on stands to it.
-  if (const std::string& intended = meeting.item->Text("IntendedFreeBusyStatus"); !intended.empty())
-    request->Set("IntendedFreeBusyStatus", intended);
-  return request;
 }
 
 void CopyToDelegates(Store& store, Mailbox& mailbox, const std::string& entry_id) {

@@ -27,11 +27,6 @@ void Invite(Context& context, const Found& found, const Notices& notices, bool c
 /// went out; null when there was nobody to tell.
 std::shared_ptr<Item> Cancel(Context& context, const Found& found, bool save_copy, const Element* body = nullptr);
 
-/// Is this a meeting, or an invitation to one, so that forwarding it invites?
-bool CanInvite(const Item& item);
-/// The invitation with which somebody passes a meeting on.
-std::shared_ptr<Item> PassOn(Context& context, const Found& meeting);
-
 /// Copies of an invitation or cancellation go to the delegates of the mailbox that got it, where its owner wants that.
 void CopyToDelegates(Store& store, Mailbox& mailbox, const std::string& entry_id);
 

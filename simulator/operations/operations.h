@@ -81,6 +81,9 @@ struct Found {
 };
 /// t:ItemId, t:OccurrenceItemId or t:RecurringMasterItemId.
 Found LocateItem(Context& context, const Element& id);
+/// The item that a response object is about. Throws EwsError when there is none, or when it has changed since its
+/// change key was given out.
+Found LocateReference(Context& context, const Element& response);
 /// Throw EwsError unless the user may change, or delete, this item.
 void RequireEdit(const Context& context, const Found& found);
 void RequireDelete(const Context& context, const Found& found);

@@ -7,7 +7,7 @@
 #include "simulator/mailbox/ids.h"
 #include "simulator/mailbox/mime.h"
 #include "simulator/mailbox/quote.h"
-#include "simulator/operations/meetings.h"
+#include "simulator/operations/invitations.h"
 
 namespace velmore::simulator {
 
@@ -125,16 +125,6 @@ void CheckReference(const std::string& response, const Item& original) {
 
 bool IsResponseObject(const std::string& element) {
   return KindOf(element) != nullptr || element == "SuppressReadReceipt";
-}
-
-Found LocateReference(Context& context, const Element& response) {
-  const Element* reference = response.Child("ReferenceItemId");
-  if (reference == nullptr) throw EwsError("ErrorMissingInformationReferenceItemId");
-  Found found = LocateItem(context, *reference);
-  if (found.access < Access::kReviewer) throw EwsError("ErrorAccessDenied");
-  const std::string& key = reference->AttributeText("ChangeKey");
-  if (!key.empty() && ParseChangeKey(key) != found.item->change) throw EwsError("ErrorStaleObject");
-  return found;
 }
 
 std::shared_ptr<Item> MakeAnswer(Context& context, const Element& response, const Found& found) {

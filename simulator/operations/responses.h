@@ -12,10 +12,6 @@ namespace velmore::simulator {
 /// ReplyToItem, ReplyAllToItem, ForwardItem, PostReplyItem, SuppressReadReceipt.
 bool IsResponseObject(const std::string& element);
 
-/// The item that a response object is about. Throws EwsError when there is none, or when it has changed since its
-/// change key was given out.
-Found LocateReference(Context& context, const Element& response);
-
 /// A message or post with the quoted body, the headers and the attachments that an answer of this kind has.
 std::shared_ptr<Item> MakeAnswer(Context& context, const Element& response, const Found& original);
 
