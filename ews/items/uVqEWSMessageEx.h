@@ -92,6 +92,7 @@ class TVqEwsWellKnownResponseCore : public TVqEWSPropObjectCore, public virtual 
 template <typename T>
 class TVqEwsWellKnownResponse : public TVqEwsWellKnownResponseCore {
  protected:
+  /// Prepares the request of an answer to that item.
   TVqEwsWellKnownResponse(const TVqRef<IVqEWSItem>& AReferenceItem, TEwsItem& AReferenceEwsItem,
                           TVqEWSMeetingResponseAction AResponseType)
       : TVqEwsWellKnownResponseCore(AReferenceItem, AReferenceEwsItem, AResponseType, T::SchemaClass()) {}

@@ -193,6 +193,15 @@ TEST_F(CalendarItem, AnotherZoneIsSentWithTheTime) {
   EXPECT_EQ(Open(item->GetID())->GetStartTimeZone().GetId(), "Eastern Standard Time");
 }
 
+TEST_F(CalendarItem, NothingOfTheFormerZoneStays) {
+  const auto item = NewAppointment();
+  item->GetStartTimeZone().SetId("Nepal Standard Time");
+  item->GetStartTimeZone().SetName("(UTC+05:45) Kathmandu");
+  item->GetStartTimeZone().GetPeriods().GetPeriod().Add().SetId("trule:Microsoft/Registry/Nepal Standard Time");
+  item->SetTimezoneStartDateTime(At("2026-01-15T10:00:00Z"), "India Standard Time");
+  EXPECT_EQ(item->GetStartTimeZone().GetXML(), "<t:StartTimeZone Id=\"India Standard Time\"/>");
+}
+
 TEST_F(CalendarItem, TheSameZoneIsNotSentAgain) {
   const auto item = NewAppointment();
   item->SetStartInZone(At("2026-07-15T10:00:00Z"), "W. Europe Standard Time");
