@@ -1,7 +1,8 @@
 // The answers to invitations: a request that is prepared when it is made and sent by Submit.
 
-#include "ews/items/uVqEWSItemCalls_p.h"
 #include "ews/items/uVqEWSMessageEx.h"
+
+#include "ews/items/uVqEWSItemCalls_p.h"
 #include "ews/schema/uVqEWSPropsMPR.h"
 #include "ews/values/internal/uVqEWSEmptyElements.h"
 
