@@ -4,7 +4,9 @@
 #include <gssapi/gssapi_ext.h>
 #include <unistd.h>
 
+#include "simulator/transport/authentication.h"
 #include "simulator/transport/gss.h"
+#include "simulator/xml/element.h"
 #include "tests/realauth/RealAuthTestSupport.h"
 
 namespace velmore::testing {
@@ -303,6 +305,76 @@ TEST_F(SimulatorNtlm, AProofForAnotherConnectionIsRefused) {
 TEST_F(SimulatorNegotiate, AProofForAnotherConnectionIsRefused) {
   GssKeys keys(Realm->KeyTab(), "", [] { return TwoUsers().users; });
   BindingsAreLookedAt(keys, GssMechanism::kNegotiate, "geheim");
+}
+
+/// A client of NTLM that is bound to `client`, at a server that shows itself as `kShown`.
+class AtAuthenticator {
+ public:
+  explicit AtAuthenticator(bool require)
+      : FTokens(Find, std::chrono::seconds(60)),
+        FAuthenticator({Find, [] { return TwoUsers().users; }}, FTokens, Options(require)) {}
+
+  static constexpr const char* kShown = "tls-server-end-point:here";
+  simulator::Authenticator::Result Ask(simulator::ConnectionState& connection, const std::string& authorization) {
+    simulator::HttpRequest request;
+    if (!authorization.empty()) request.headers = {{"Authorization", authorization}};
+    return FAuthenticator.Check(request, connection);
+  }
+  /// The result of the third message.
+  simulator::Authenticator::Result LogOn(simulator::ConnectionState& connection, const std::string& client) {
+    connection.end_point = kShown;
+    Initiator initiator(GssMechanism::kNtlm, "alice", "wonder", client);
+    const auto challenged = Ask(connection, "NTLM " + simulator::EncodeBase64(initiator.Next("")));
+    EXPECT_FALSE(challenged.user.has_value());
+    EXPECT_EQ(challenged.challenges.size(), 1u);
+    const std::string answer = simulator::DecodeBase64(challenged.challenges.at(0).substr(5));
+    return Ask(connection, "ntlm " + simulator::EncodeBase64(initiator.Next(answer)));
+  }
+
+ private:
+  static std::optional<simulator::User> Find(std::string_view name) {
+    for (const auto& user : TwoUsers().users)
+      if (user.name == name) return user;
+    return std::nullopt;
+  }
+  static simulator::Options Options(bool require) {
+    simulator::Options options;
+    options.authentication = {"NTLM", "Basic"};
+    options.require_channel_binding = require;
+    return options;
+  }
+  simulator::Tokens FTokens;
+  simulator::Authenticator FAuthenticator;
+};
+
+TEST_F(SimulatorNtlm, WhoIsBoundToNothingIsRefusedWhereABindingIsRequired) {
+  for (const bool require : {false, true}) {
+    AtAuthenticator server(require);
+    simulator::ConnectionState bound, unbound, elsewhere;
+    EXPECT_TRUE(server.LogOn(bound, AtAuthenticator::kShown).user.has_value()) << require;
+    EXPECT_EQ(server.LogOn(unbound, "").user.has_value(), !require);
+    const auto refused = server.LogOn(elsewhere, "tls-server-end-point:elsewhere");
+    EXPECT_FALSE(refused.user.has_value()) << require;
+    EXPECT_EQ(refused.challenges, (std::vector<std::string>{"NTLM", "Basic realm=\"Velmore EWS Simulator\""}));
+  }
+}
+
+TEST_F(SimulatorNtlm, AConnectionIsItsUsersUntilSomebodySaysOtherwise) {
+  AtAuthenticator server(false);
+  simulator::ConnectionState one, other;
+  const auto first = server.LogOn(one, AtAuthenticator::kShown);
+  ASSERT_TRUE(first.user.has_value());
+  EXPECT_EQ(first.user->name, "alice");
+  EXPECT_EQ(std::ranges::count(first.headers, std::pair<std::string, std::string>("Persistent-Auth", "true")), 1);
+  EXPECT_EQ(server.Ask(one, "").user.value_or(simulator::User{}).name, "alice");
+  EXPECT_FALSE(server.Ask(other, "").user.has_value()) << "another connection";
+  EXPECT_EQ(server.Ask(one, "Basic " + simulator::EncodeBase64("bob:builder")).user.value_or(simulator::User{}).name,
+            "bob")
+      << "who says who he is, is that";
+  EXPECT_EQ(server.Ask(one, "").user.value_or(simulator::User{}).name, "alice");
+  // A handshake that fails ends what was before.
+  EXPECT_FALSE(server.Ask(one, "NTLM " + simulator::EncodeBase64("no token")).user.has_value());
+  EXPECT_FALSE(server.Ask(one, "").user.has_value());
 }
 
 TEST_F(SimulatorNtlm, NonsenseIsRefused) {

@@ -284,6 +284,41 @@ TEST_F(SimulatorState, NothingThatWasWrittenIsLostInAKillHoweverTheFileIsCut) {
   EXPECT_EQ(Simulator(options).CountItems("alice@example.com", "inbox"), 28u);
 }
 
+TEST_F(SimulatorState, WhoHasSeenTheFolderBeforeLearnsWhatIsGoneAfterARestart) {
+  Options options = Kept();
+  options.state_interval = std::chrono::hours(1);
+  const auto sync = [](Client& client, const std::string& state) {
+    return client.Call(
+        "<m:SyncFolderItems><m:ItemShape><t:BaseShape>IdOnly</t:BaseShape></m:ItemShape><m:SyncFolderId>" +
+        Distinguished("inbox") + "</m:SyncFolderId>" +
+        (state.empty() ? std::string() : "<m:SyncState>" + state + "</m:SyncState>") +
+        "<m:MaxChangesReturned>100</m:MaxChangesReturned></m:SyncFolderItems>");
+  };
+  std::string seen;
+  Id gone;
+  {
+    Started server(options);
+    gone = server.AddMessage("alice@example.com", "inbox", "Subject: one\r\n\r\n");
+    server.Stop();  // the second run adds to the file
+  }
+  {
+    Started server(options);
+    Client client(server);
+    seen = sync(client, {}).Find("SyncState").text;
+    EXPECT_EQ(client
+                  .Call("<m:DeleteItem DeleteType=\"HardDelete\"><m:ItemIds><t:ItemId Id=\"" + gone.id +
+                        "\"/></m:ItemIds></m:DeleteItem>")
+                  .Code(),
+              "NoError");
+    server.Stop();
+  }
+  Started server(options);
+  Client client(server);
+  const Reply reply = sync(client, seen);
+  ASSERT_EQ(reply.Count("Delete"), 1u) << reply.body;
+  EXPECT_EQ(reply.Find("Delete").Child("ItemId")->AttributeText("Id"), gone.id);
+}
+
 TEST_F(SimulatorState, AFileServesOneSimulatorAtATime) {
   const Simulator first(Kept());
   EXPECT_EQ(Refusal(Kept()), "The state file " + file + " is in use by another simulator.");
