@@ -21,11 +21,14 @@ inline constexpr const char* _SEWSAuthorizeHint =
     "application.\r\n\r\n"
     "You can grant this permission on the \"Azure Active Directory Admin Center\" website.";
 
-/// Hints in empty fields: an address, a service URL, a redirect URI, the two end points.
+/// Hints in empty fields: an address, a service URL.
 inline constexpr const char* _SEWSDefAutoDiscover = "Example: user@example.com";
 inline constexpr const char* _SEWSDefServiceUrl = "Example: https://mail.example.com/ews/exchange.asmx";
+/// A redirect URI.
 inline constexpr const char* _SEWSDefRedirectUri = "http://localhost:<port>/<appname>";
+/// The page of a log-on.
 inline constexpr const char* _SEWSDefAuthEndPoint = "https://login.example.com/<tenant>/oauth2/v2.0/authorize";
+/// Where tokens are asked for.
 inline constexpr const char* _SEWSDefTokenEndPoint = "https://login.example.com/<tenant>/oauth2/v2.0/token";
 
 /// A redirect URI is good. The name and the text are spelled so on purpose.
