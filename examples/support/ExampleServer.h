@@ -1,8 +1,8 @@
 #pragma once
 
-// Where the examples log on: the simulator by default, a real server with --url and --user, one that is looked for with
-// --address alone, and what a profile says with --profile. The password of a real account comes from the variable
-// VELMORE_PASSWORD or from a prompt, never from the command line.
+// Where the examples log on: the simulator by default, a real server with --url and --user, the one that is found by an
+// address given with --address, and what a profile says with --profile. The password of a real account comes from the
+// variable VELMORE_PASSWORD or from a prompt, never from the command line.
 
 #include <memory>
 #include <string>
