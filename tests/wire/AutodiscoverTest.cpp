@@ -418,6 +418,23 @@ TEST_F(Autodiscover, AddressWithoutAnAtIsADomain) {
   EXPECT_EQ(FAsked, Gets(AllCandidates()));
 }
 
+TEST_F(Autodiscover, DomainOfOneLabelHasNoFirstOne) {
+  std::map<string, string> map;
+  for (const char* host : {"nodot", "autodiscover.nodot", "www.nodot"}) {
+    map[string(host) + ":443"] = "127.0.0.1:" + IntToStr(FSecure.Port());
+    map[string(host) + ":80"] = "127.0.0.1:" + IntToStr(FPlain.Port());
+  }
+  map["autodiscover-s.example.net:443"] = "127.0.0.1:" + IntToStr(FSecure.Port());
+  Session.SetConnectTo(map);
+  Session.SetServiceUrl("https://outlook.office365.com/ews/exchange.asmx");
+  Failure("ann@nodot");
+  Names urls;
+  for (const TVqEWSAutodiscoverStep& step : Session.GetAutodiscoverReport()) urls.push_back(step.URL.utf8());
+  ASSERT_EQ(urls.size(), 8U);
+  EXPECT_EQ(urls[4], Secure("autodiscover..tenant.example.net"));
+  EXPECT_EQ(urls[5], Secure(".tenant.example.net"));
+}
+
 // ---- Answers that refer to others
 
 TEST_F(Autodiscover, AnswerMayReferToAnotherAddress) {
