@@ -121,6 +121,7 @@ TEST_F(OAuthShare, ClientsWithOtherCredentialsGetOtherTokens) {
   clients[1]->GetCredentials().SetUserName("bob");
   for (const auto& client : clients) Get(client, Server.Mail());
   EXPECT_EQ(Server.Used(), (Names{"Bearer access-1", "Bearer access-2"}));
+  ASSERT_EQ(Server.Forms().size(), 2U);
   EXPECT_EQ(Server.Forms()[1].at("username"), "bob");
   for (const auto& client : clients) Get(client, Server.Mail());
   EXPECT_EQ(Server.Forms().size(), 2U);
@@ -140,6 +141,7 @@ TEST_F(OAuthShare, TokenOfAnApplicationIsNotMixedWithThoseOfTheGrant) {
   clients[0]->GetOAuth().SetAccessToken(TokenFor("old-of-anna", -1, "refresh-anna"));
   clients[1]->GetOAuth().SetAccessToken(TokenFor("old-of-bob", -1, "refresh-bob"));
   for (const auto& client : clients) Get(client, Server.Mail());
+  ASSERT_EQ(Server.Forms().size(), 2U);
   EXPECT_EQ(Server.Forms()[1].at("refresh_token"), "refresh-bob");
   EXPECT_EQ(Server.Used(), (Names{"Bearer access-1", "Bearer access-2"}));
 }
