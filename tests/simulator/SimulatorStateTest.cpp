@@ -213,22 +213,43 @@ TEST_F(SimulatorState, FileIsNotWrittenWhileNothingChanges) {
   EXPECT_EQ(std::filesystem::file_size(file), size);
 }
 
-TEST_F(SimulatorState, ChangesAreAddedAndTheFileIsNotWrittenAnew) {
+TEST_F(SimulatorState, ChangesAreAddedAndCountOnceTheyAreCommitted) {
   Options options = Kept();
   options.state_interval = std::chrono::milliseconds(1);
-  Started server(options);
-  for (int i = 0; i < 200; ++i)
-    server.AddMessage("alice@example.com", "inbox", "Subject: before\r\n\r\n" + std::string(1000, 'x'));
-  ASSERT_TRUE(Comes([&] { return std::filesystem::file_size(file) > 200 * 1000; }));
-  std::uintmax_t before = 0;
-  ASSERT_TRUE(Comes([&] {
-    const auto size = std::filesystem::file_size(file);
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    return std::exchange(before, std::filesystem::file_size(file)) == size;
-  }));
-  server.AddMessage("alice@example.com", "inbox", "Subject: behind\r\n\r\n");
-  ASSERT_TRUE(Comes([&] { return ReadFile(file).find("Subject: behind") != std::string::npos; }));
-  EXPECT_LT(std::filesystem::file_size(file), before + 20000);
+  std::string before;
+  std::string after;
+  // The file with a word in it, looked at twice, so that it is not in the middle of being written.
+  const auto written = [this](const std::string& word) {
+    std::string last;
+    EXPECT_TRUE(Comes([&] {
+      std::string now = ReadFile(file);
+      const bool settled = now == last && now.find(word) != std::string::npos;
+      last = std::move(now);
+      return settled;
+    })) << word;
+    return last;
+  };
+  {
+    Started server(options);
+    for (int i = 0; i < 200; ++i)
+      server.AddMessage("alice@example.com", "inbox", "Subject: before\r\n\r\n" + std::string(1000, 'x'));
+    // What is written behind a change holds all that came before it.
+    server.AddMessage("bob@example.com", "inbox", "Subject: marker\r\n\r\n");
+    before = written("Subject: marker");
+    server.AddMessage("alice@example.com", "inbox", "Subject: behind\r\n\r\n");
+    after = written("Subject: behind");
+  }
+  ASSERT_TRUE(after.starts_with(before)) << "the file was written anew";
+  const std::string added = after.substr(before.size());
+  EXPECT_LT(added.size(), 20000u);
+  ASSERT_TRUE(added.starts_with("commit "));
+  const auto count = [&](const std::string& content) {
+    options.state_file = folder.Write("cut", content);
+    return Simulator(options).CountItems("alice@example.com", "inbox");
+  };
+  EXPECT_EQ(count(before), 200u);
+  EXPECT_EQ(count(after), 201u);
+  EXPECT_EQ(count(before + "part " + added.substr(7)), 200u);
 }
 
 /// What must be the same in two runs: the subjects below a folder, with what a client sees of them.
