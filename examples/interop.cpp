@@ -359,6 +359,36 @@ void Tour::Write() {
     mail->SetBodyText("<p>See <img src=\"data:image/png;base64,iVBORw0KGgo=\"></p>");
     mail->SaveChanges(soAutoResolve);
   });
+  const auto belowOwn = [&](TSetFolderFieldType type, const char* name) {
+    needsFolder();
+    return FStore->GetFolder(FOwn->CreateFolder(type, FMark + " " + name));
+  };
+  TVqRef<IVqEWSFolder> people;
+  Step("save a contact, and a number of it", [&] {
+    people = belowOwn(sffContactsFolder, "contacts");
+    const auto contact = Supports<IVqEWSContact>(people->CreateItem(tContact));
+    contact->SetSurname("Tour");
+    contact->GetEmailAddresses().GetEntry(eakEmailAddress1).SetValue("nobody@example.com");
+    contact->SaveChanges(soAutoResolve);
+    contact->GetPhoneNumbers().GetEntry(pnkHomePhone).SetValue("1");
+    contact->GetPhysicalAddresses().GetEntry(pakHome).SetCity("Graz");
+    contact->SaveChanges(soAutoResolve);
+  });
+  Step("save a distribution list", [&] {
+    if (!people) throw Skip{"there is no folder of contacts to work in"};
+    const auto list = people->CreateDistributionList();
+    list->SetDisplayName("Tour");
+    list->GetMembers()->AddMailbox("Nobody", "nobody@example.com");
+    list->SaveChanges(soAutoResolve);
+  });
+  Step("save a task", [&] {
+    const auto task = Supports<IVqEWSTask>(belowOwn(sffTasksFolder, "tasks")->CreateItem(tTask));
+    task->SetSubject("Tour");
+    task->SetDueDate(46000);
+    task->SaveChanges(soAutoResolve);
+    task->SetStatus(tsCompleted);
+    task->SaveChanges(soAutoResolve);
+  });
   Step("import a message (CreateItem)", [&] {
     needsFolder();
     TVqMemoryStream mime("Subject: " + FMark.utf8() + " imported\r\n\r\nText");
