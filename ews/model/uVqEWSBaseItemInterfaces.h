@@ -228,7 +228,14 @@ class IVqEWSItem : public virtual IVqEWSPropObject {
   virtual void GetAdditionalProperties(const std::vector<string>& AProps) = 0;
   /// Sends what changed (m:CreateItem or m:UpdateItem, m:DeleteAttachment, m:CreateAttachment) and reads the item again
   /// (m:GetItem).
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Woverloaded-virtual"  // IVqEWSSmartResponse has one that stands in its place
+#endif
   virtual void SaveChanges(TVqEWSSaveOption ASaveOption) = 0;
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
   /// Attachments that a save of this object was to delete (because they were taken away, or were changed and so made
   /// anew), that the server refused to delete, and that were still on the item when it was last loaded. A save does not
   /// fail because of them; SubmitMessage does, before anything is sent.
