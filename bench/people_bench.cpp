@@ -86,6 +86,9 @@ void Fill(IVqEWSContact& contact) {
     contact.GetMSExchangeCertificate().GetBase64Binary().Add("QUFBQQ==");
     contact.GetDirectReports().GetMailbox().Add().SetEmailAddress("bob@example.com");
   }
+  TEwsContactItem record(contact.AsElement());  // what servers alone write
+  record.SetFileAsMapping(famLastCommaFirst);
+  record.GetCompleteName().AsElement().AddElement("t:FullName").SetText("Ann Example");
   contact.GetManagerMailbox().GetMailbox().SetEmailAddress("carol@example.com");
 }
 
