@@ -138,7 +138,7 @@ TEST_F(GuideCalendar, TimesOfZones) {
 
 // ---- Meetings
 
-[[maybe_unused]] void Invite(TVqEWSServiceSession& session, IVqEWSFolder& calendar) {
+void Invite(TVqEWSServiceSession& session, IVqEWSFolder& calendar) {
   auto meeting = Supports<IVqEWSCalendarItem>(calendar.CreateItem(tCalendarItem));
   meeting->SetSubject("Planning");
   meeting->SetStartInZone(VqEncodeDateTime({2026, 7, 6, 10, 0}), "W. Europe Standard Time");
@@ -149,13 +149,37 @@ TEST_F(GuideCalendar, TimesOfZones) {
   meeting->SaveMeeting(soAutoResolve, smiocSendToAllAndSaveCopy);
 }
 
-[[maybe_unused]] void Answer(const TVqRef<IVqEWSCalendarItem>& invitation) {
+void Answer(const TVqRef<IVqEWSCalendarItem>& invitation) {
   auto answer = invitation->CreateMeetingResponse(raTentativelyAccept);
   answer->GetBody().SetBodyType(btText);
   answer->GetBody().SetValue("Could we start an hour later?");
   answer->SetProposedStart(invitation->GetStartDateTime() + 1.0 / 24);
   answer->SetProposedEnd(invitation->GetEndDateTime() + 1.0 / 24);
   answer->Submit(mdpSendAndSaveCopy);
+}
+
+TEST_F(GuideCalendar, AnInvitationAndItsAnswer) {
+  Invite(Session(), *Folder(dfincalendar));
+
+  TVqEWSServiceSession bobs;
+  bobs.SetServiceUrl(Server().HttpUrl());
+  bobs.GetCredentials().SetUserName("bob");
+  bobs.GetCredentials().SetPassword("builder");
+  bobs.SetActive(true);
+  const auto store = bobs.OpenDefaultMsgStore();
+  const auto entries = store->GetFolder(dfincalendar, "")->GetItems();
+  entries->Open();
+  ASSERT_FALSE(entries->Eof());
+  const auto invitation = Supports<IVqEWSCalendarItem>(store->GetItem(entries->GetItemId()));
+  EXPECT_EQ(invitation->GetSubject(), "Planning");
+  Answer(invitation);
+
+  const auto own = Folder(dfincalendar)->GetItems();
+  own->Open();
+  const auto meeting = Supports<IVqEWSCalendarItem>(Store().GetItem(own->GetItemId()));
+  TEwsAttendee& bob = meeting->GetRequiredAttendees().GetAttendee().GetItem(0);
+  EXPECT_EQ(bob.GetResponseType(), rtTentative);
+  EXPECT_EQ(VqDecodeDateTime(bob.GetProposedStart()), (TVqDateTimeParts{2026, 7, 6, 9, 0}));
 }
 
 TEST_F(GuideCalendar, AttendeesWithoutANotice) {
