@@ -4,6 +4,7 @@
 
 #include "ews/items/uVqEWSAttachments.h"
 #include "ews/items/uVqEWSMessageCalendar.h"
+#include "ews/items/uVqEWSRecipientViews.h"
 
 namespace velmore {
 
@@ -74,16 +75,12 @@ class TVqEwsWellKnownResponseCore : public TVqEWSPropObjectCore, public virtual 
   TEwsWellKnownResponseObject& Response() const { return static_cast<TEwsWellKnownResponseObject&>(NewRecord()); }
 
  private:
-  TVqRef<IVqEWSRecipient> Single(TVqRef<IVqEWSRecipient>& ACache,
-                                 TEwsSingleRecipient& (TEwsWellKnownResponseObject::*AGetter)() const);
-  TVqRef<IVqEWSRecipients> Many(TVqRef<IVqEWSRecipients>& ACache,
-                                TEwsArrayOfRecipients& (TEwsWellKnownResponseObject::*AGetter)() const);
+  TVqRef<IVqEWSRecipient> Single(const char* AName);
+  TVqRef<IVqEWSRecipients> Many(const char* AName);
 
   TVqRef<IVqEWSItem> FReferenceItem;
-  TVqRef<IVqEWSRecipient> FSender, FFrom;
-  TVqRef<IVqEWSRecipients> FToRecipients, FCcRecipients, FBccRecipients;
-  std::shared_ptr<bool> FAlive = std::make_shared<bool>(true);  // false when the response has ended
-  TVqRef<TVqEWSObjectSession> FSession;                         // for the attachments
+  TVqEWSRecipientViews FRecipients;
+  TVqRef<TVqEWSObjectSession> FSession;  // for the attachments
   std::unique_ptr<TVqEWSAttachments> FAttachments;
   TVqRef<IVqSOAPRequest> FSOAPRequest;
 };

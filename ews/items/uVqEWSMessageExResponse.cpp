@@ -48,7 +48,6 @@ TVqEwsWellKnownResponseCore::TVqEwsWellKnownResponseCore(const TVqRef<IVqEWSItem
 }
 
 TVqEwsWellKnownResponseCore::~TVqEwsWellKnownResponseCore() {
-  *FAlive = false;
   FSession->Forget();
 }
 
@@ -102,41 +101,34 @@ void TVqEwsWellKnownResponseCore::SetObjectName(const string& AValue) {
 
 // ---- Recipients
 
-TVqRef<IVqEWSRecipient> TVqEwsWellKnownResponseCore::Single(
-    TVqRef<IVqEWSRecipient>& ACache, TEwsSingleRecipient& (TEwsWellKnownResponseObject::*AGetter)() const) {
-  if (!ACache) {
-    TEwsSingleRecipient& around = (Response().*AGetter)();
-    const auto place = [&around](bool make) {
-      return IVqDOMElement(make ? around.GetNode("t:Mailbox") : around.FindNode("t:Mailbox"));
+TVqRef<IVqEWSRecipient> TVqEwsWellKnownResponseCore::Single(const char* AName) {
+  return FRecipients.Single(AName, ActiveSession().GetServerVersion(), [&]() -> TVqEWSRecipient::TPlace {
+    return [around = IVqDOMElement(NewRecord().GetNode(string("t:") + AName))](bool make) {
+      return around.SelectSingleElement("t:Mailbox", make ? TVqDOMSelectOptions(kSelectCreate) : kSelectQuiet);
     };
-    ACache = MakeRef<TVqEWSRecipient>(place, ActiveSession().GetServerVersion(), FAlive);
-  }
-  return ACache;
+  });
 }
 
-TVqRef<IVqEWSRecipients> TVqEwsWellKnownResponseCore::Many(
-    TVqRef<IVqEWSRecipients>& ACache, TEwsArrayOfRecipients& (TEwsWellKnownResponseObject::*AGetter)() const) {
-  if (!ACache) {
-    ACache = MakeRef<TVqEWSRecipients>((Response().*AGetter)().AsElement(), "Mailbox",
-                                       ActiveSession().GetServerVersion(), FAlive);
-  }
-  return ACache;
+TVqRef<IVqEWSRecipients> TVqEwsWellKnownResponseCore::Many(const char* AName) {
+  return FRecipients.Many(AName, ActiveSession().GetServerVersion(), [&]() -> TVqEWSRecipient::TPlace {
+    return [list = IVqDOMElement(NewRecord().GetNode(string("t:") + AName))](bool) { return list; };
+  });
 }
 
 TVqRef<IVqEWSRecipient> TVqEwsWellKnownResponseCore::GetSender() {
-  return Single(FSender, &TEwsWellKnownResponseObject::GetSender);
+  return Single("Sender");
 }
 TVqRef<IVqEWSRecipient> TVqEwsWellKnownResponseCore::GetFrom() {
-  return Single(FFrom, &TEwsWellKnownResponseObject::GetFrom);
+  return Single("From");
 }
 TVqRef<IVqEWSRecipients> TVqEwsWellKnownResponseCore::GetToRecipients() {
-  return Many(FToRecipients, &TEwsWellKnownResponseObject::GetToRecipients);
+  return Many("ToRecipients");
 }
 TVqRef<IVqEWSRecipients> TVqEwsWellKnownResponseCore::GetCcRecipients() {
-  return Many(FCcRecipients, &TEwsWellKnownResponseObject::GetCcRecipients);
+  return Many("CcRecipients");
 }
 TVqRef<IVqEWSRecipients> TVqEwsWellKnownResponseCore::GetBccRecipients() {
-  return Many(FBccRecipients, &TEwsWellKnownResponseObject::GetBccRecipients);
+  return Many("BccRecipients");
 }
 
 // ---- Sending
