@@ -175,6 +175,16 @@ TEST_F(Call, EveryPathFindsItsMessage) {
   }
 }
 
+TEST_F(Call, AnOperationThatIsCalledARequestIsAnsweredWithoutThatWord) {
+  const TVqEWSOperation operation{"GetOpRequest", "", TVqEWSAnswerPath::single};
+  EXPECT_EQ(TVqEWSCall(Session, operation).Method().GetQualifiedName(), "m:GetOpRequest");
+  Session.Answer = "<m:GetOpResponse><m:ResponseMessage ResponseClass=\"Success\"/></m:GetOpResponse>";
+  EXPECT_EQ(TVqEWSCall(Session, operation).Send().GetLocalName(), "ResponseMessage");
+  Session.Answer = "<m:GetOpResponse/>";
+  EXPECT_EQ(TextOf([&] { TVqEWSCall(Session, operation).Send(); }),
+            "There is no \"/Envelope/Body/GetOpResponse/ResponseMessage\" in the document.");
+}
+
 TEST_F(Call, AnEmptyBodyHasNoResponse) {
   EXPECT_EQ(TextOf([&] {
               TVqEWSCall(Session, {"Op", "", TVqEWSAnswerPath::below}).Send();
