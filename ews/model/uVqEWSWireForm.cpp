@@ -219,8 +219,9 @@ void DeleteEmptied(const IVqDOMElement& method) {
     const std::int32_t index = recordClass->FindMember(member.GetQualifiedName().utf8());
     if (index < 0) continue;
     const TVqXMLSchemaMember& row = recordClass->GetMember(index);
-    // A text may be empty, and so may a list that the schema does not want filled.
-    bool takesNothing = row.Class ? !row.Class->GetName().starts_with("TEwsNonEmptyArray")
+    // A text may be empty, and so may a list that the schema does not want filled; a dictionary may not.
+    bool takesNothing = row.Class ? !row.Class->GetName().starts_with("TEwsNonEmptyArray") &&
+                                        !row.Class->GetName().ends_with("Dictionary")
                                   : row.Type.Kind == tkString && row.Name != "t:Culture";
     for (std::int32_t i = 0; row.Class && i < row.Class->GetMemberCount(); ++i) {
       const TVqXMLSchemaRule rule = row.Class->GetMember(i).Rule;

@@ -72,6 +72,7 @@ bool IsOfTheTour(const std::string& text) {
       "There is no property definition \"MPR_",  // deleting what has none
       "The result does not contain a value",     // deleting what the item lacks
       "Items of the kind \"",                    // one that cannot be made
+      "A member needs the id of a contact",      // one whose creation was not understood
       "Assertion failure (ews/uVqEWSMsgStore)",  // an occurrence that is no calendar item
   };
   return std::ranges::any_of(kBeginnings, [&](const char* begin) { return text.starts_with(begin); }) ||
