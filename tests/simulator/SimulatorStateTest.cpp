@@ -233,8 +233,8 @@ TEST_F(SimulatorState, ChangesAreAddedAndCountOnceTheyAreCommitted) {
     Started server(options);
     for (int i = 0; i < 200; ++i)
       server.AddMessage("alice@example.com", "inbox", "Subject: before\r\n\r\n" + std::string(1000, 'x'));
-    // What is written behind a change holds all that came before it.
-    server.AddMessage("bob@example.com", "inbox", "Subject: marker\r\n\r\n");
+    // What is written of a mailbox holds all that came before it in that mailbox.
+    server.AddMessage("alice@example.com", "drafts", "Subject: marker\r\n\r\n");
     before = written("Subject: marker");
     server.AddMessage("alice@example.com", "inbox", "Subject: behind\r\n\r\n");
     after = written("Subject: behind");
