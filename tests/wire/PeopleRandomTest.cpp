@@ -138,9 +138,18 @@ TKind<IVqEWSContact> ContactKind() {
   using I = IVqEWSContact;
   TKind<I> kind;
   // What servers keep to themselves; and what contacts of the published schema do not have.
-  const std::set<std::string> without = {"HasPicture", "ContactSource", "DisplayNamePrefix"};
+  const std::set<std::string> without = {"HasPicture", "ContactSource", "DisplayNamePrefix", "BusinessHomePage"};
 #define VQ_MEMBER(access, ...) EDIT_##access(I, __VA_ARGS__)
 #include "ews/tables/MemberRowsContact.inc"
+  // A URI: the schema takes no other text.
+  kind.Edits.push_back({"BusinessHomePage", Any, [](I& item, unsigned seed, TModel& model) {
+                          const std::string uri =
+                              seed % 3 == 0 ? std::string() : "https://example.com/?a=b&n=" + Number(seed);
+                          item.SetBusinessHomePage(uri);
+                          model["BusinessHomePage"] = uri;
+                        }});
+  kind.Readers.push_back(
+      {Any, [](I& item, TModel& model) { model["BusinessHomePage"] = Text(item.GetBusinessHomePage()); }});
   AddEntries<I, TEmailAddressKey>(
       kind, "EmailAddresses", Any, 3, [](I & i) -> auto& { return i.GetEmailAddresses(); });
   AddEntries<I, TPhoneNumberKey>(
