@@ -211,6 +211,7 @@ Element RefusedMessage(const std::string& operation, const EwsError& error, bool
                                                                      {"CreateAttachment", "Attachments"}};
   for (const auto& [name, holder] : kHolders)
     if (operation == name) message.Add(Messages(holder));
+  if (operation == "GetUserPhoto") message.Add(Messages("HasChanged", "false"));
   return message;
 }
 
