@@ -77,6 +77,8 @@ TEST_P(WireForms, DifferInTheKnownDeparturesAndStrictOnesAreValid) {
   if (GetParam() >= "Exchange2013") all.insert("GetUserConfiguration");
   EXPECT_EQ(operations, all);
   for (const char* part : {"<t:CalendarItem>", "<t:RequiredAttendees>", "<t:Recurrence>"}) {
+    // Who one is, without which nobody is invited, the first version does not tell.
+    if (GetParam() == "Exchange2007" && part == std::string("<t:RequiredAttendees>")) continue;
     EXPECT_TRUE(std::ranges::any_of(requests, [&](const std::string& request) {
       return request.find(part) != std::string::npos;
     })) << part;
