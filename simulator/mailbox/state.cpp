@@ -384,7 +384,8 @@ std::string DirectoryText(const Store& store) {
             {"contacts", Json::array()},
             {"lists", Json::array()}};
   for (const DirectoryList& list : store.lists)
-    json["lists"].push_back({Pack(list.smtp_address), Pack(list.display_name), list.members});
+    json["lists"].push_back(
+        {Pack(list.smtp_address), Pack(list.display_name), list.members, list.of_rooms, PackRules(list.delivery)});
   for (const DirectoryContact& contact : store.contacts)
     json["contacts"].push_back({Pack(contact.smtp_address), Pack(contact.display_name)});
   return json.dump();
@@ -412,7 +413,8 @@ void RestoreStore(const StateEntries& entries, Store& store) {
   };
   of_kind(kDirectoryEntry, [&](const std::string&, const Json& json) {
     for (const Json& list : json.at("lists"))
-      lists.push_back({Unpack(list.at(0)), Unpack(list.at(1)), list.at(2).get<std::vector<std::string>>()});
+      lists.push_back({Unpack(list.at(0)), Unpack(list.at(1)), list.at(2).get<std::vector<std::string>>(),
+                       list.at(3).get<bool>(), UnpackRules(list.at(4))});
     for (const Json& contact : json.at("contacts")) contacts.push_back({Unpack(contact.at(0)), Unpack(contact.at(1))});
   });
   of_kind(kMailboxEntry, [&](const std::string& key, const Json& json) {

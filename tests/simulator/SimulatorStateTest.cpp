@@ -114,6 +114,22 @@ TEST_F(SimulatorState, UsersAndContactsAddedLaterAreKept) {
   EXPECT_EQ(names("dora"), 1u);  // told by the options at both starts
 }
 
+TEST_F(SimulatorState, ListsOfRoomsAndWhatListsTakeAreKept) {
+  Options options = Kept();
+  options.lists = {{"tower@example.com", "The Tower", {"bob@example.com"}, true},
+                   {"all@example.com", "All", {"bob@example.com"}, false, {"Ask first.", true, {}, 100}}};
+  { Started server(options); }
+  Started server(Kept());
+  Client alice(server);
+  EXPECT_EQ(alice.Call("<m:GetRoomLists/>").Find("Address").ChildText("EmailAddress"), "tower@example.com");
+  const Reply tips = alice.Call(
+      "<m:GetMailTips><m:SendingAs><t:EmailAddress>alice@example.com</t:EmailAddress></m:SendingAs><m:Recipients>"
+      "<t:Mailbox><t:EmailAddress>all@example.com</t:EmailAddress></t:Mailbox></m:Recipients>"
+      "<m:MailTipsRequested>All</m:MailTipsRequested></m:GetMailTips>");
+  EXPECT_EQ(tips.Find("CustomMailTip").text, "Ask first.");
+  EXPECT_EQ(tips.Find("IsModerated").text, "true");
+}
+
 TEST_F(SimulatorState, UserThatIsToldAgainMayHaveAnotherPassword) {
   {
     Started server(Kept());
