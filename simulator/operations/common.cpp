@@ -253,7 +253,7 @@ Element RespondBare(const char* operation, const std::function<std::vector<Eleme
   try {
     response = SuccessMessage(operation, once());
   } catch (const EwsError& error) {
-    response = ErrorMessage(operation, error);
+    response = RefusedMessage(operation, error);
   }
   response.name = std::string(operation) + "Response";
   return response;
