@@ -2,6 +2,7 @@
 
 // Work done in other processes: several at once, or without the rights of the administrator.
 
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,6 +10,8 @@
 #include <exception>
 #include <functional>
 #include <stdexcept>
+#include <string>
+#include <utility>
 #include <vector>
 
 /// A process of its own, forked from this one. The work's result, or 99 after an exception, is its exit code.
@@ -52,4 +55,25 @@ inline int RunUnprivileged(const std::function<int()>& work) {
            return work();
          })
       .Wait();
+}
+
+/// This test program anew, in a process of its own: a fork beside threads would have their locks. Its exit code.
+/// The environment's lines ("TZ=UTC") come before those of this process.
+inline int RunThisProgram(std::vector<std::string> arguments, std::vector<std::string> environment) {
+  const auto pointers = [](std::vector<std::string>& texts) {
+    std::vector<char*> result;
+    for (std::string& text : texts) result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+  };
+  arguments.insert(arguments.begin(), "this test program");
+  for (char** line = ::environ; *line != nullptr; ++line) environment.emplace_back(*line);
+  pid_t pid = 0;
+  if (::posix_spawn(&pid, "/proc/self/exe", nullptr, nullptr, pointers(arguments).data(),
+                    pointers(environment).data()) != 0) {
+    return 99;
+  }
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 100;
 }
