@@ -27,7 +27,7 @@ class Basic : public AuthenticationScheme {
     if (colon == std::string::npos) return {};
     std::optional<User> user = find_(text.substr(0, colon));
     if (user && user->password != text.substr(colon + 1)) user.reset();
-    return {std::move(user), false, {}, false};
+    return {std::move(user), false, {}, false, {}};
   }
 
  private:
@@ -41,7 +41,10 @@ class Bearer : public AuthenticationScheme {
   std::string Name() const override { return "Bearer"; }
   std::string Challenge() const override { return "Bearer"; }
   Verdict Check(const std::string& credentials, ConnectionState&) override {
-    return {tokens_.UserOf(credentials), false, {}, false};
+    Verdict verdict;
+    verdict.user = tokens_.UserOf(credentials);
+    if (!verdict.user) verdict.challenge = "Bearer error=\"invalid_token\"";  // the client may ask for a new one
+    return verdict;
   }
 
  private:
@@ -169,6 +172,7 @@ Authenticator::Result Authenticator::Check(const HttpRequest& request, Connectio
   const std::shared_ptr<const Schemes> schemes = Current();
   const auto* known = static_cast<const Conversation*>(connection.authentication.get());
   for (const auto& scheme : *schemes) {
+    std::string challenge = scheme->Challenge();
     if (header != nullptr) {
       const std::size_t blank = std::min(header->find(' '), header->size());
       if (SameText(header->substr(0, blank), scheme->Name())) {
@@ -182,12 +186,13 @@ Authenticator::Result Authenticator::Check(const HttpRequest& request, Connectio
           if (verdict.for_connection) result.headers.emplace_back("Persistent-Auth", "true");
           return result;
         }
+        if (!verdict.challenge.empty()) challenge = std::move(verdict.challenge);
       }
     } else if (known != nullptr && known->handshake == nullptr && known->scheme == scheme->Name()) {
       result.user = directory_.find(known->user);
       if (result.user) return {std::move(result.user), {}, {}};
     }
-    result.challenges.push_back(scheme->Challenge());
+    result.challenges.push_back(std::move(challenge));
   }
   return result;
 }

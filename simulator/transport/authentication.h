@@ -30,6 +30,7 @@ class AuthenticationScheme {
     bool goes_on = false;         // the client is to answer `token`
     std::string token;            // for the client; with a user: the server's own proof
     bool for_connection = false;  // the user is the connection's from now on
+    std::string challenge;        // of a refusal that has words of its own; else that of the scheme
   };
   virtual ~AuthenticationScheme() = default;
   virtual std::string Name() const = 0;  // "Basic"

@@ -178,7 +178,9 @@ TEST_F(SimulatorTokens, TokensGrowOld) {
   const std::string token = Json::parse(client.Post(kPassword).body)["access_token"];
   Client asking(other, "", "");
   asking.http_headers = {"Authorization: Bearer " + token};
-  EXPECT_EQ(asking.Call(GetFolderXml(Distinguished("inbox"))).status, 401);
+  const Reply refusal = asking.Call(GetFolderXml(Distinguished("inbox")));
+  EXPECT_EQ(refusal.status, 401);
+  EXPECT_EQ(refusal.headers.at("www-authenticate"), "Bearer error=\"invalid_token\"");
 }
 
 TEST_F(SimulatorTokens, SecretsAreMaskedInWhatIsKept) {
