@@ -140,9 +140,9 @@ std::shared_ptr<Item> Copy(const Item& item) {
 }
 
 std::size_t Folder::UnreadCount() const {
-  const auto unread = [](const auto& item) { return item->IsUnread(); };
-  const auto shown = Contents();
-  return static_cast<std::size_t>(std::count_if(shown.begin(), shown.end(), unread));
+  if (live) return static_cast<std::size_t>(std::ranges::count_if(live(), &Item::IsUnread));
+  return static_cast<std::size_t>(
+      std::ranges::count_if(items, [](const auto& entry) { return entry.second->IsUnread(); }));
 }
 
 std::vector<std::shared_ptr<Item>> Folder::Contents() const {
@@ -168,14 +168,18 @@ Folder* Mailbox::Distinguished(std::string_view name) const {
   return found != distinguished.end() ? FindFolder(found->second) : nullptr;
 }
 
+std::size_t StoreChange::Unread() const {
+  return folder != nullptr ? folder->UnreadCount() : 0;
+}
+
 void Mailbox::Tell(StoreChange::Kind kind, const Item& item, const StoreChange::Place& before) const {
   if (observers == nullptr || observers->Empty()) return;
-  observers->Tell({*this, kind, false, PlaceOf(item), before, 0, Now()});
+  observers->Tell({*this, kind, false, PlaceOf(item), before, nullptr, Now()});
 }
 
 void Mailbox::Tell(StoreChange::Kind kind, const Folder& folder, const StoreChange::Place& before) const {
   if (observers == nullptr || observers->Empty()) return;
-  observers->Tell({*this, kind, true, PlaceOf(folder), before, folder.UnreadCount(), Now()});
+  observers->Tell({*this, kind, true, PlaceOf(folder), before, &folder, Now()});
 }
 
 StoreChange::Place Mailbox::PlaceOf(const Item& item) const {
@@ -347,7 +351,7 @@ void Mailbox::RemoveFolder(const std::string& entry_id) {
   Folder* parent = FindFolder(folder->parent);
   if (parent != nullptr) std::erase(parent->children, folder->entry_id);
   RemoveTree(*folder);
-  if (observers != nullptr) observers->Tell({*this, StoreChange::Kind::kDeleted, true, before, {}, 0, Now()});
+  if (observers != nullptr) observers->Tell({*this, StoreChange::Kind::kDeleted, true, before, {}, nullptr, Now()});
   if (parent != nullptr) Touch(*parent);
 }
 

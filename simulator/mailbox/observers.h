@@ -13,6 +13,7 @@
 
 namespace velmore::simulator {
 
+struct Folder;
 struct Mailbox;
 
 /// A change of an item or a folder. It is told after it has happened, while the lock of its mailbox is held.
@@ -28,10 +29,13 @@ struct StoreChange {
   const Mailbox& mailbox;
   Kind kind;
   bool of_folder;
-  Place now;           // of something deleted: where it was
-  Place before;        // of something moved or copied: where it came from, or was copied from
-  std::size_t unread;  // messages in the folder that changed
+  Place now;             // of something deleted: where it was
+  Place before;          // of something moved or copied: where it came from, or was copied from
+  const Folder* folder;  // that changed, while it is told; null for items and for what is gone
   Seconds time;
+
+  /// Unread messages in the folder that changed. Counts them, so that only who wants to know pays for it.
+  std::size_t Unread() const;
 };
 
 /// Who is told. Who adds or removes an observer holds the store whole; changes are told one after the other.

@@ -42,7 +42,7 @@ Element EventElement(const StoreChange& change, std::uint64_t number, bool pull)
   event.Add(IdElement(change.of_folder ? "FolderId" : "ItemId", change.now.id, change.now.key));
   event.Add(IdElement("ParentFolderId", change.now.parent, change.now.parent_key));
   if (change.kind == StoreChange::Kind::kModified && change.of_folder) {
-    event.Add("UnreadCount", std::to_string(change.unread));
+    event.Add("UnreadCount", std::to_string(change.Unread()));
   }
   if (change.kind == StoreChange::Kind::kMoved || change.kind == StoreChange::Kind::kCopied) {
     event.Add(IdElement(change.of_folder ? "OldFolderId" : "OldItemId", change.before.id, change.before.key));
@@ -141,7 +141,7 @@ std::string Subscriptions::Add(Subscription subscription) {
                    "and try your request again.");
   subscription.id = EncodeBase64("backend-" + std::to_string(subscription.back_end) + " " + NewGuid() + " " +
                                  std::to_string(++last_id_));
-  // Telling a change costs a count of the folder's items, which nobody pays for a store that nobody watches.
+  // Nobody pays for the telling in a store that nobody watches.
   if (observer_ == 0) observer_ = store_.GetObservers().Add([this](const StoreChange& change) { Told(change); });
   subscription.heard = Clock::now();
   std::string id = subscription.id;

@@ -24,7 +24,7 @@ class SimulatorObservers : public ::testing::Test {
       std::string text = kNames[static_cast<int>(change.kind)] + std::string(change.of_folder ? " folder" : " item");
       if (change.of_folder) text += " " + NameOf(change.now.id);
       if (!change.before.id.empty()) text += " from " + NameOf(change.before.parent);
-      if (change.kind == Kind::kModified && change.of_folder) text += " unread " + std::to_string(change.unread);
+      if (change.kind == Kind::kModified && change.of_folder) text += " unread " + std::to_string(change.Unread());
       told.push_back(change.mailbox.owner.name + ": " + text);
       last.emplace(change);
     });
