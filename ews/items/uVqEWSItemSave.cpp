@@ -92,12 +92,7 @@ bool TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
   EwsWriteId(change.AddElement("t:ItemId"), GetID());
   const IVqDOMElement updates = change.AddElement("t:Updates");
 
-  TVqEWSProperties& properties = GetProperties();
-  properties.Follow();
-  const std::int32_t count =
-      properties.Count();  // once: it compares the list with the tree, which does not change here
-  for (std::int32_t i = 0; i < count; ++i) {
-    TVqEWSProperty& property = properties.GetItem(i);
+  GetProperties().VisitChanged([&](TVqEWSProperty& property) {
     const TVqEWSDataUpdateStatus status = property.GetUpdateStatus();
     if (status == dusModified || status == dusInserted) {
       if (AExtendedOnly ? property.GetRow().Extended : property.GetName() != "PR_ATTACHMENTS") {
@@ -114,7 +109,7 @@ bool TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
         property.AddEWS(updates.AddElement("t:DeleteItemField"));
       }
     }
-  }
+  });
   // An update without changes is sent, too: it refreshes the change key that attachments need.
   BeforeSaveChanges(*call.Request());
   if (inSchemasForm && !AExtendedOnly && !updates.HasChildElements()) FillEmptyUpdate(updates);

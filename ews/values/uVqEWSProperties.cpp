@@ -1,11 +1,16 @@
 #include "ews/values/uVqEWSProperties.h"
 
+#include <unordered_set>
+
 #include "ews/schema/internal/uVqEWSWellKnownSets.h"
 #include "ews/values/internal/uVqEWSEmptyElements.h"
+#include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
 namespace {
+
+using detail::TVqRawElement;
 
 // The row of an extended property as an answer has it.
 PVqEWSPropDef RowOfExtendedProperty(const IVqDOMElement& AProperty) {
@@ -104,6 +109,43 @@ void TVqEWSProperties::Follow() {
   for (const IVqDOMElement& child : record.AsElement().GetChildElements()) {
     const PVqEWSPropDef def = RowOf(className, child);
     if (def && !Find(GetNodePath(def))) return Rebuild(record);
+  }
+}
+
+std::optional<std::vector<IVqDOMElement>> TVqEWSProperties::DifferentElements() const {
+  const IVqDOMElement current = CurrentRecord().AsElement();
+  std::vector<IVqDOMElement> different;
+  TVqRawElement before = TVqRawElement(GetData()(desOriginal, true)->AsElement()).FirstChild();
+  for (TVqRawElement now = TVqRawElement(current).FirstChild(); now; now = now.Next()) {
+    // What was added stands at the end.
+    if (before && before.LocalName() != now.LocalName()) return std::nullopt;
+    if (!before || !detail::SameInnerXML(before, now)) different.push_back(detail::MakeElement(current, now));
+    if (before) before = before.Next();
+  }
+  return different;
+}
+
+void TVqEWSProperties::VisitChanged(const std::function<void(TVqEWSProperty&)>& AVisit) {
+  bool follows = Size() == CurrentRecord().AsElement().ElementCount();  // else the list would be rebuilt
+  for (std::int32_t i = 0; i < Size() && !follows; ++i) follows = At(i).GetExplicitUpdateStatus();
+  const auto different = follows ? std::nullopt : DifferentElements();
+  if (!different) {
+    Follow();
+    const std::int32_t count = Count();
+    for (std::int32_t i = 0; i < count; ++i) AVisit(GetItem(i));
+    return;
+  }
+  const string className = CurrentRecord().ClassName();
+  std::unordered_set<string> visited;  // an extended property may stand there twice
+  const auto visit = [&](const TVqEWSPropDef& def) {
+    if (visited.insert(GetNodePath(def)).second) AVisit(*MakeProperty(def));
+  };
+  for (const IVqDOMElement& element : *different) {
+    const PVqEWSPropDef def = RowOf(className, element);
+    if (!def) continue;
+    if (def->NodeType == pdntSimple) visit(*def);
+    if (def->NodeType == pdntArray)
+      for (const PVqEWSPropDef part : GetKeyPropDefs(def)) visit(*part);
   }
 }
 

@@ -44,13 +44,20 @@ TVqRawElement TVqRawElement::Parent() const noexcept {
   return TVqRawElement(FData, IsElement(parent) && parent.name()[0] != '\0' ? parent.internal_object() : nullptr);
 }
 
+namespace {
+
+// Most names differ in their third byte, behind "t:": a call of the C library costs more than that.
+bool IsNamed(const char* name, std::string_view qualifiedName) noexcept {
+  for (const char c : qualifiedName)
+    if (*name++ != c) return false;
+  return *name == '\0';
+}
+
+}  // namespace
+
 TVqRawElement TVqRawElement::Child(std::string_view qualifiedName) const noexcept {
   for (pugi::xml_node child = RawNode(FNode).first_child(); RawPointer(child); child = child.next_sibling()) {
-    const char* name = child.name();
-    if (std::strncmp(name, qualifiedName.data(), qualifiedName.size()) == 0 && name[qualifiedName.size()] == '\0' &&
-        IsElement(child)) {
-      return TVqRawElement(FData, child.internal_object());
-    }
+    if (IsNamed(child.name(), qualifiedName) && IsElement(child)) return TVqRawElement(FData, child.internal_object());
   }
   return {};
 }
