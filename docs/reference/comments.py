@@ -34,7 +34,7 @@ def depth_of(line):
     return sum(line.count(c) for c in "({[") - sum(line.count(c) for c in ")}]")
 
 
-def filtered(text):
+def filtered(text, header):
     comment, declared = [], False  # the last comment; whether something below it has taken it
     depth, start = 0, None         # of brackets; where the declaration that is being read began
     macro, forward = False, False  # inside the definition of a row's macro; the rows are only to be declared
@@ -49,7 +49,7 @@ def filtered(text):
             continue
         table = TABLE.match(line)
         if table:
-            yield "" if forward else declarations(table[1])
+            yield "" if forward else declarations(table[1], header)
             continue
         if line == FILE:
             yield line
@@ -83,4 +83,4 @@ def filtered(text):
         yield "" if untold else line
 
 
-sys.stdout.write("\n".join(filtered(open(sys.argv[1], encoding="utf-8").read())))
+sys.stdout.write("\n".join(filtered(open(sys.argv[1], encoding="utf-8").read(), sys.argv[1])))

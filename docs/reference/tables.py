@@ -74,31 +74,35 @@ def records(table):
             yield member(kind, *arguments)
 
 
-def definitions(table):
-    family = re.search(r"Rows(\w+)\.inc", table)[1]
-    type_name = "TVqEWSPropDef" if family.endswith("PR") else "TVqEWSFieldDef"
-    for kind, arguments in rows(table):
-        name, *rest = arguments
-        if kind == "ID_PROP":
-            told = f"Id {rest[1]} in {rest[0]}, {rest[2][2:]}."
-        elif kind == "NAMED_PROP":
-            told = f"Name `{rest[1]}` in {rest[0]}, {rest[2][2:]}."
-        elif kind == "TAG_PROP":
-            told = f"Tag {rest[0]}, {rest[1][2:]}."
+def definitions(table, header):
+    """The properties of a table, or the fields that its rows make: the header tells which."""
+    family = re.search(r"uVqEWSProps(\w+)\.h", header)[1]
+    fields = family.endswith("FLD")
+    type_name = "TVqEWSFieldDef" if fields else "TVqEWSPropDef"
+    for kind, (name, *rest) in rows(table):
+        if kind in ("LONE_ID_PROP", "LONE_TAG_PROP") and fields:
+            continue
+        if kind.endswith(("ID_PROP", "NAMED_PROP", "TAG_PROP")):
+            told = f"Of EPR_{name}." if family == "EFLD" else f"Of MPR_{name}." if fields else extended(kind, rest)
+            name = f"{family}_{name}"
         elif kind == "INDEXED_FIELD":
             told = f"`{rest[0]}`, index `{rest[1]}`."
-        elif kind == "FIELD":
-            told = f"`{rest[0]}`." if len(rest) > 1 else f"Of {rest[0]}."
         else:
             told = f"`{rest[1] if kind == 'KEYED_PROP' else rest[0]}`."
         yield f"/** {told} @ingroup rows_{family} */ extern const {type_name} {name};"
 
 
+def extended(kind, rest):
+    if kind.endswith("TAG_PROP"):
+        return f"Tag {rest[0]}, {rest[1][2:]}."
+    return f"Name `{rest[1]}` in {rest[0]}, {rest[2][2:]}." if kind == "NAMED_PROP" else f"Id {rest[1]} in {rest[0]}, {rest[2][2:]}."
+
+
 @functools.cache
-def declarations(table):
-    """What the inclusion of a table declares."""
+def declarations(table, header):
+    """What the inclusion of a table declares in this header."""
     if "MemberRows" in table:
         return ""  # overrides of what the interfaces document
     makers = {"Records": records, "Enumerations": enumerations, "FieldURIs": enumerations}
-    maker = next((made for name, made in makers.items() if name in table), definitions)
-    return "\n".join(maker(table))
+    maker = next((made for name, made in makers.items() if name in table), None)
+    return "\n".join(maker(table) if maker else definitions(table, header))

@@ -7,10 +7,12 @@
 
 namespace velmore {
 
-#define VQ_ID_PROP(AName, ASet, AId, AType) extern const TVqEWSPropDef AName;
-#define VQ_NAMED_PROP(AName, ASet, APropertyName, AType) extern const TVqEWSPropDef AName;
+#define VQ_ID_PROP(ATail, ASet, AId, AType) extern const TVqEWSPropDef EPR_##ATail;
+#define VQ_NAMED_PROP(ATail, ASet, APropertyName, AType) extern const TVqEWSPropDef EPR_##ATail;
+#define VQ_LONE_ID_PROP(ATail, ASet, AId, AType) extern const TVqEWSPropDef EPR_##ATail;
 #include "ews/tables/PropRowsEPR.inc"
 #undef VQ_ID_PROP
 #undef VQ_NAMED_PROP
+#undef VQ_LONE_ID_PROP
 
 }  // namespace velmore

@@ -7,8 +7,10 @@
 
 namespace velmore {
 
-#define VQ_TAG_PROP(AName, ATag, AType) extern const TVqEWSPropDef AName;
+#define VQ_TAG_PROP(ATail, ATag, AType) extern const TVqEWSPropDef MPR_##ATail;
+#define VQ_LONE_TAG_PROP(ATail, ATag, AType) extern const TVqEWSPropDef MPR_##ATail;
 #include "ews/tables/PropRowsMPR.inc"
 #undef VQ_TAG_PROP
+#undef VQ_LONE_TAG_PROP
 
 }  // namespace velmore

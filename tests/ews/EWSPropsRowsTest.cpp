@@ -106,19 +106,33 @@ TEST(PropertyRows, MembersAreNamedAfterTheirElement) {
   });
 }
 
-TEST(PropertyRows, NamedPropertiesAreAsInTheTable) {
-#define VQ_ID_PROP(AName, ASet, AId, AType) ExpectExtended(AName, #AName, AType, &ASet, 0, pkId, AId, "");
-#define VQ_NAMED_PROP(AName, ASet, APropertyName, AType) \
-  ExpectExtended(AName, #AName, AType, &ASet, 0, pkName, 0, APropertyName);
+// A row makes the property and, but for the lone ones, its field.
+TEST(PropertyRows, NamedPropertiesAndTheirFieldsAreAsInTheTable) {
+#define VQ_ID_PROP(ATail, ASet, AId, AType)                                   \
+  ExpectExtended(EPR_##ATail, "EPR_" #ATail, AType, &ASet, 0, pkId, AId, ""); \
+  ExpectField(EFLD_##ATail, "EFLD_" #ATail, &EPR_##ATail, fdtExtendedField, "", "");
+#define VQ_NAMED_PROP(ATail, ASet, APropertyName, AType)                                 \
+  ExpectExtended(EPR_##ATail, "EPR_" #ATail, AType, &ASet, 0, pkName, 0, APropertyName); \
+  ExpectField(EFLD_##ATail, "EFLD_" #ATail, &EPR_##ATail, fdtExtendedField, "", "");
+#define VQ_LONE_ID_PROP(ATail, ASet, AId, AType)                              \
+  ExpectExtended(EPR_##ATail, "EPR_" #ATail, AType, &ASet, 0, pkId, AId, ""); \
+  EXPECT_EQ(GetFieldDef("EFLD_" #ATail, false), nullptr);
 #include "ews/tables/PropRowsEPR.inc"
 #undef VQ_ID_PROP
 #undef VQ_NAMED_PROP
+#undef VQ_LONE_ID_PROP
 }
 
-TEST(PropertyRows, MapiPropertiesAreAsInTheTable) {
-#define VQ_TAG_PROP(AName, ATag, AType) ExpectExtended(AName, #AName, AType, nullptr, ATag, pkId, 0, "");
+TEST(PropertyRows, MapiPropertiesAndTheirFieldsAreAsInTheTable) {
+#define VQ_TAG_PROP(ATail, ATag, AType)                                          \
+  ExpectExtended(MPR_##ATail, "MPR_" #ATail, AType, nullptr, ATag, pkId, 0, ""); \
+  ExpectField(MFLD_##ATail, "MFLD_" #ATail, &MPR_##ATail, fdtExtendedField, "", "");
+#define VQ_LONE_TAG_PROP(ATail, ATag, AType)                                     \
+  ExpectExtended(MPR_##ATail, "MPR_" #ATail, AType, nullptr, ATag, pkId, 0, ""); \
+  EXPECT_EQ(GetFieldDef("MFLD_" #ATail, false), nullptr);
 #include "ews/tables/PropRowsMPR.inc"
 #undef VQ_TAG_PROP
+#undef VQ_LONE_TAG_PROP
 }
 
 TEST(PropertyRows, FieldsAreAsInTheTable) {
@@ -128,10 +142,6 @@ TEST(PropertyRows, FieldsAreAsInTheTable) {
 #include "ews/tables/FieldRowsFLD.inc"
 #undef VQ_FIELD
 #undef VQ_INDEXED_FIELD
-#define VQ_FIELD(AName, APropDef) ExpectField(AName, #AName, &APropDef, fdtExtendedField, "", "");
-#include "ews/tables/FieldRowsEFLD.inc"
-#include "ews/tables/FieldRowsMFLD.inc"
-#undef VQ_FIELD
 }
 
 TEST(PropertyRows, KindsOfFieldsHaveTheirCounts) {
