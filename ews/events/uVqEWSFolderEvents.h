@@ -8,6 +8,8 @@
 ///     events.Start();
 ///     while (running) VqProcessMainThreadQueue(100ms);   // the handler is called here
 ///
+/// The handlers and options stand in uVqEWSEventSettings.h.
+///
 /// docs/guide/events.md has the rest: threads, what is guaranteed and what not, and how to catch up after a gap.
 
 #include "ews/events/uVqEWSNotifications.h"
@@ -20,7 +22,7 @@ class TVqEWSMultipleStoreFolderEvents;
 ///
 /// No copies. Threads and failures as told at TVqEWSSingleStoreFolderEvents: one thread, that of the session, makes and
 /// destroys it and calls Subscribe, Unsubscribe, Start and Stop; any thread may set handlers and options.
-class TVqEWSFolderEvents : public TVqComponent {
+class TVqEWSFolderEvents : public TVqComponent, public TVqEWSEventSettings {
  public:
   /// `AOwner` may be empty.
   explicit TVqEWSFolderEvents(TVqComponent* AOwner = nullptr);
@@ -48,50 +50,12 @@ class TVqEWSFolderEvents : public TVqComponent {
   bool GetActive() const noexcept;
   void SetActive(bool AValue);
 
-  // ---- Handlers; see uVqEWSNotificationTypes.h. Those set while running count at once, but the server tells only what
-  // had a handler at Start.
-
-  /// What was copied into a watched folder, and, on purpose, also what was deleted from one. Deletions are subscribed
-  /// to only if OnItemDeleted is set as well.
-  TEwsMovedCopiedEvent GetOnItemCopied() const;
-  void SetOnItemCopied(TEwsMovedCopiedEvent AValue);
-  /// What was created in a watched folder, subfolders included.
-  TEwsBaseObjectChangedEvent GetOnItemCreated() const;
-  void SetOnItemCreated(TEwsBaseObjectChangedEvent AValue);
-  /// Has the server tell of deletions. They arrive at OnItemCopied, on purpose: this handler is called for nothing.
-  TEwsBaseObjectChangedEvent GetOnItemDeleted() const;
-  void SetOnItemDeleted(TEwsBaseObjectChangedEvent AValue);
-  /// What was changed in a watched folder.
-  TEwsModifiedEvent GetOnItemModified() const;
-  void SetOnItemModified(TEwsModifiedEvent AValue);
-  /// What was moved into a watched folder.
-  TEwsMovedCopiedEvent GetOnItemMoved() const;
-  void SetOnItemMoved(TEwsMovedCopiedEvent AValue);
-  /// What was delivered.
-  TEwsBaseObjectChangedEvent GetOnNewMail() const;
-  void SetOnNewMail(TEwsBaseObjectChangedEvent AValue);
-
-  // ---- Options; see TVqEWSSingleStoreFolderEvents
-
-  /// Whether handlers run on the readers' threads.
-  bool GetThreadedEvents() const noexcept;
-  void SetThreadedEvents(bool AValue) noexcept;
-  /// Whether every complete envelope is handed over at once. Switch it on where a delay matters.
-  bool GetEagerDispatch() const noexcept;
-  void SetEagerDispatch(bool AValue) noexcept;
-  /// Whether subscriptions that the server has forgotten are made anew. Set it before Start.
-  bool GetResubscribe() const noexcept;
-  void SetResubscribe(bool AValue) noexcept;
-  /// The most bytes that a reader holds of one envelope.
-  std::size_t GetStreamLimit() const noexcept;
-  void SetStreamLimit(std::size_t AValue) noexcept;
-  /// Told of the connections, on the readers' threads.
-  void SetOnConnectionState(TVqEWSConnectionStateEvent AValue);
-
   /// The component behind this front. Owned by it.
   TVqEWSMultipleStoreFolderEvents& GetHandler() noexcept { return *FHandler; }
 
  private:
+  TVqEWSFolderEvents(TVqComponent* AOwner, std::unique_ptr<TVqEWSMultipleStoreFolderEvents> AHandler);
+
   std::unique_ptr<TVqEWSMultipleStoreFolderEvents> FHandler;
 };
 

@@ -170,7 +170,7 @@ TVqSessionWrapper::TVqSessionWrapper(TVqEWSBaseSession* ACreator) : TVqEWSImpers
 // ---- TVqEWSSingleStoreFolderEvents
 
 TVqEWSSingleStoreFolderEvents::TVqEWSSingleStoreFolderEvents(TVqComponent* AOwner)
-    : TVqComponent(AOwner), FGround(std::make_shared<TVqEWSReaderGround>(*this)) {}
+    : TVqComponent(AOwner), TVqEWSEventSettings(std::make_shared<TVqEWSReaderGround>(*this)) {}
 
 TVqEWSSingleStoreFolderEvents::~TVqEWSSingleStoreFolderEvents() {
   try {
@@ -232,73 +232,6 @@ void TVqEWSSingleStoreFolderEvents::Notification(TVqComponent* AComponent, TVqOp
   FSession = nullptr;
   FWrappedSession = nullptr;
   FGround->Client = nullptr;
-}
-
-// ---- Handlers and options
-
-TEwsMovedCopiedEvent TVqEWSSingleStoreFolderEvents::GetOnItemCopied() const {
-  return FGround->Handler(&TVqEWSHandlers::Copied);
-}
-void TVqEWSSingleStoreFolderEvents::SetOnItemCopied(TEwsMovedCopiedEvent AValue) {
-  FGround->SetHandler(&TVqEWSHandlers::Copied, std::move(AValue));
-}
-TEwsBaseObjectChangedEvent TVqEWSSingleStoreFolderEvents::GetOnItemCreated() const {
-  return FGround->Handler(&TVqEWSHandlers::Created);
-}
-void TVqEWSSingleStoreFolderEvents::SetOnItemCreated(TEwsBaseObjectChangedEvent AValue) {
-  FGround->SetHandler(&TVqEWSHandlers::Created, std::move(AValue));
-}
-TEwsBaseObjectChangedEvent TVqEWSSingleStoreFolderEvents::GetOnItemDeleted() const {
-  return FGround->Handler(&TVqEWSHandlers::Deleted);
-}
-void TVqEWSSingleStoreFolderEvents::SetOnItemDeleted(TEwsBaseObjectChangedEvent AValue) {
-  FGround->SetHandler(&TVqEWSHandlers::Deleted, std::move(AValue));
-}
-TEwsModifiedEvent TVqEWSSingleStoreFolderEvents::GetOnItemModified() const {
-  return FGround->Handler(&TVqEWSHandlers::Modified);
-}
-void TVqEWSSingleStoreFolderEvents::SetOnItemModified(TEwsModifiedEvent AValue) {
-  FGround->SetHandler(&TVqEWSHandlers::Modified, std::move(AValue));
-}
-TEwsMovedCopiedEvent TVqEWSSingleStoreFolderEvents::GetOnItemMoved() const {
-  return FGround->Handler(&TVqEWSHandlers::Moved);
-}
-void TVqEWSSingleStoreFolderEvents::SetOnItemMoved(TEwsMovedCopiedEvent AValue) {
-  FGround->SetHandler(&TVqEWSHandlers::Moved, std::move(AValue));
-}
-TEwsBaseObjectChangedEvent TVqEWSSingleStoreFolderEvents::GetOnNewMail() const {
-  return FGround->Handler(&TVqEWSHandlers::NewMail);
-}
-void TVqEWSSingleStoreFolderEvents::SetOnNewMail(TEwsBaseObjectChangedEvent AValue) {
-  FGround->SetHandler(&TVqEWSHandlers::NewMail, std::move(AValue));
-}
-
-bool TVqEWSSingleStoreFolderEvents::GetThreadedEvents() const noexcept {
-  return FGround->ThreadedEvents;
-}
-void TVqEWSSingleStoreFolderEvents::SetThreadedEvents(bool AValue) noexcept {
-  FGround->ThreadedEvents = AValue;
-}
-bool TVqEWSSingleStoreFolderEvents::GetEagerDispatch() const noexcept {
-  return FGround->EagerDispatch;
-}
-void TVqEWSSingleStoreFolderEvents::SetEagerDispatch(bool AValue) noexcept {
-  FGround->EagerDispatch = AValue;
-}
-bool TVqEWSSingleStoreFolderEvents::GetResubscribe() const noexcept {
-  return FGround->Resubscribe;
-}
-void TVqEWSSingleStoreFolderEvents::SetResubscribe(bool AValue) noexcept {
-  FGround->Resubscribe = AValue;
-}
-std::size_t TVqEWSSingleStoreFolderEvents::GetStreamLimit() const noexcept {
-  return FGround->StreamLimit;
-}
-void TVqEWSSingleStoreFolderEvents::SetStreamLimit(std::size_t AValue) noexcept {
-  FGround->StreamLimit = AValue;
-}
-void TVqEWSSingleStoreFolderEvents::SetOnConnectionState(TVqEWSConnectionStateEvent AValue) {
-  FGround->SetObserver(std::move(AValue));
 }
 
 }  // namespace velmore

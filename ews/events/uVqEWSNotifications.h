@@ -16,7 +16,7 @@
 #include <map>
 #include <thread>
 
-#include "ews/events/uVqEWSNotificationTypes.h"
+#include "ews/events/uVqEWSEventSettings.h"
 #include "ews/session/uVqEWS.h"
 #include "ews/stores/uVqEWSImpersonation.h"
 #include "platform/soap/uVqSOAPStreamCutter.h"
@@ -26,7 +26,6 @@ namespace velmore {
 class TVqEWSEventGroup;
 class TVqEWSEventGroups;
 class TVqEWSGetEvents;
-class TVqEWSReaderGround;
 class TVqEWSSingleStoreFolderEvents;
 
 /// One subscription on the server: the watched folders of one mailbox. Folders are told apart by the text of their ids,
@@ -329,7 +328,9 @@ class TVqEWSGetEvents : public std::enable_shared_from_this<TVqEWSGetEvents> {
 /// Stop from a handler on a reader's thread raises; to destroy the component there is allowed, and the thread then ends
 /// when the handler returns. Raises plain exceptions for misuse, EEWSException for refusals of m:Subscribe, and the
 /// transport's own.
-class TVqEWSSingleStoreFolderEvents : public TVqComponent, public virtual IVqEWSFolderEvents {
+class TVqEWSSingleStoreFolderEvents : public TVqComponent,
+                                      public TVqEWSEventSettings,
+                                      public virtual IVqEWSFolderEvents {
  public:
   /// `AOwner` may be empty.
   explicit TVqEWSSingleStoreFolderEvents(TVqComponent* AOwner = nullptr);
@@ -365,48 +366,6 @@ class TVqEWSSingleStoreFolderEvents : public TVqComponent, public virtual IVqEWS
   TVqEWSEventGroups& GetEventGroups() noexcept;
   /// The address of the first store that was subscribed.
   const string& GetFirstStoreName() const noexcept { return FFirstStoreName; }
-
-  // ---- Handlers. Those set while running count at once, but the server tells only what had a handler at Start.
-
-  /// What was copied into a watched folder, and, on purpose, also what was deleted from one. Deletions are subscribed
-  /// to only if OnItemDeleted is set as well.
-  TEwsMovedCopiedEvent GetOnItemCopied() const;
-  void SetOnItemCopied(TEwsMovedCopiedEvent AValue);
-  /// What was created in a watched folder, subfolders included.
-  TEwsBaseObjectChangedEvent GetOnItemCreated() const;
-  void SetOnItemCreated(TEwsBaseObjectChangedEvent AValue);
-  /// Has the server tell of deletions. They arrive at OnItemCopied, on purpose: this handler is called for nothing.
-  TEwsBaseObjectChangedEvent GetOnItemDeleted() const;
-  void SetOnItemDeleted(TEwsBaseObjectChangedEvent AValue);
-  /// What was changed in a watched folder.
-  TEwsModifiedEvent GetOnItemModified() const;
-  void SetOnItemModified(TEwsModifiedEvent AValue);
-  /// What was moved into a watched folder.
-  TEwsMovedCopiedEvent GetOnItemMoved() const;
-  void SetOnItemMoved(TEwsMovedCopiedEvent AValue);
-  /// What was delivered.
-  TEwsBaseObjectChangedEvent GetOnNewMail() const;
-  void SetOnNewMail(TEwsBaseObjectChangedEvent AValue);
-
-  // ---- Options. Each counts from the next event or connection on.
-
-  /// True calls handlers on the readers' threads, where a slow one holds up its stream, and one that raises ends the
-  /// connection. False, as at first, queues them to the main thread.
-  bool GetThreadedEvents() const noexcept;
-  void SetThreadedEvents(bool AValue) noexcept;
-  /// True hands over every envelope as soon as it is complete. With false, as at first, a second one that came glued to
-  /// another waits for the next bytes, which may be the next sign of life half a minute later.
-  bool GetEagerDispatch() const noexcept;
-  void SetEagerDispatch(bool AValue) noexcept;
-  /// True has a reader make the subscriptions of its group anew when the server has forgotten one. With false, as at
-  /// first, it goes on asking for them in vain. Set it before Start. See TVqEWSConnectionState::resubscribed.
-  bool GetResubscribe() const noexcept;
-  void SetResubscribe(bool AValue) noexcept;
-  /// The most bytes that a reader holds without an envelope that could be taken; beyond it the connection ends.
-  std::size_t GetStreamLimit() const noexcept;
-  void SetStreamLimit(std::size_t AValue) noexcept;
-  /// Told of the connections.
-  void SetOnConnectionState(TVqEWSConnectionStateEvent AValue);
 
   // ---- Dispatch. See the interface.
 
@@ -445,7 +404,6 @@ class TVqEWSSingleStoreFolderEvents : public TVqComponent, public virtual IVqEWS
   void Unsubscribe(TVqEWSEventSubscription& ASubscription);
   void EndListeners();
 
-  std::shared_ptr<TVqEWSReaderGround> FGround;  // FEventGroups, FThreadedEvents and the handlers, as readers see them
   std::vector<std::shared_ptr<TVqEWSGetEvents>> FListeners;
   string FFirstStoreName;
   TVqRef<TVqSessionWrapper> FSession;

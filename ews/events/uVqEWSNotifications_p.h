@@ -27,8 +27,7 @@ struct TVqEWSHandlers {
 ///   joining a thread orders these accesses.
 /// - Atomic: the options, Gone.
 /// - Behind a mutex that is held for a copy and never while anything is called: handlers, observer, the token, the
-/// index
-///   of subscriptions.
+///   index of subscriptions.
 class TVqEWSReaderGround : public std::enable_shared_from_this<TVqEWSReaderGround> {
  public:
   explicit TVqEWSReaderGround(TVqEWSSingleStoreFolderEvents& AOwner) : Groups(AOwner) {}
