@@ -59,6 +59,23 @@ std::optional<std::string> Decoded(std::string_view text) {
   }
 }
 
+// What an entry id begins with: flags, the store, and what kind of thing it names.
+std::string EntryHead(std::string_view mailbox_guid, char kind) {
+  std::string head(4, '\0');
+  head += GuidBytes(mailbox_guid);
+  head += kind;
+  head += '\0';
+  return head;
+}
+
+// One folder or item within it.
+std::string EntryPart(std::string_view mailbox_guid, std::uint64_t number) {
+  std::string part(GuidBytes(mailbox_guid));
+  AppendNumber(part, number);
+  part.append(2, '\0');
+  return part;
+}
+
 }  // namespace
 
 std::string NewGuid() {
@@ -87,28 +104,11 @@ std::string ToHex(std::string_view bytes, bool upper) {
 }
 
 std::string FolderEntryId(std::string_view mailbox_guid, std::uint64_t number) {
-  std::string entry(4, '\0');
-  entry += GuidBytes(mailbox_guid);
-  entry += '\x01';
-  entry += '\0';
-  entry += GuidBytes(mailbox_guid);
-  AppendNumber(entry, number);
-  entry.append(2, '\0');
-  return entry;
+  return EntryHead(mailbox_guid, '\x01') + EntryPart(mailbox_guid, number);
 }
 
 std::string ItemEntryId(std::string_view mailbox_guid, std::uint64_t folder_number, std::uint64_t number) {
-  std::string entry(4, '\0');
-  entry += GuidBytes(mailbox_guid);
-  entry += '\x07';
-  entry += '\0';
-  entry += GuidBytes(mailbox_guid);
-  AppendNumber(entry, folder_number);
-  entry.append(2, '\0');
-  entry += GuidBytes(mailbox_guid);
-  AppendNumber(entry, number);
-  entry.append(2, '\0');
-  return entry;
+  return EntryHead(mailbox_guid, '\x07') + EntryPart(mailbox_guid, folder_number) + EntryPart(mailbox_guid, number);
 }
 
 std::string EwsId(std::string_view mailbox_guid, std::string_view entry, std::string_view attachment) {

@@ -1,10 +1,8 @@
 #include "tests/support/RealServers.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +16,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <thread>
+
+#include "tests/support/LocalPort.h"
 
 namespace {
 
@@ -40,26 +40,13 @@ bool WaitFor(TCondition condition, std::chrono::milliseconds limit = 10s) {
 // A port that is free for TCP and UDP now. Somebody else may take it before the server does, so starting is tried
 // again.
 std::uint16_t FreePort() {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  sockaddr_in address = LocalAddress();
   socklen_t size = sizeof address;
   const int probe = socket(AF_INET, SOCK_STREAM, 0);
   bind(probe, reinterpret_cast<sockaddr*>(&address), sizeof address);
   getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size);
   close(probe);
   return ntohs(address.sin_port);
-}
-
-bool Listens(std::uint16_t port) {
-  sockaddr_in address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(port);
-  const int probe = socket(AF_INET, SOCK_STREAM, 0);
-  const bool listens = connect(probe, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-  close(probe);
-  return listens;
 }
 
 // Starts a program with its output in a file. What it is to know of the environment comes on top of ours.
@@ -286,7 +273,7 @@ bool TestApache::Start() {
   FServer = Spawn({kApacheProgram, "-d", FFolder.Path(), "-f", FFolder.PathOf("apache.conf"), "-D", "FOREGROUND"},
                   FSettings.Environment, FFolder.PathOf("out.log"));
   WaitFor([&] { return Ended(FServer) || ErrorLog().find("resuming normal operations") != std::string::npos; });
-  return FServer >= 0 && Listens(FPort);
+  return FServer >= 0 && TakesConnections(FPort);
 }
 
 std::string TestApache::Url(const std::string& path) const {

@@ -5,22 +5,18 @@
 //
 // Knows nothing of the library, like ScriptedServer.
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdint>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "tests/support/LocalPort.h"
 #include "tests/support/TemporaryFolder.h"
 
 /// A UDP port of 127.0.0.1 that answers nothing by itself.
@@ -28,9 +24,7 @@ class SilentPort {
  public:
   SilentPort() {
     FSocket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in address = LocalAddress();
     socklen_t size = sizeof address;
     if (::bind(FSocket, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
         ::getsockname(FSocket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
@@ -122,19 +116,7 @@ class TestDnsServer {
 
   /// True as soon as it takes connections; false when it has ended.
   bool Answers() const {
-    for (int i = 0; i < 1000; ++i) {
-      const int client = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-      sockaddr_in address = {};
-      address.sin_family = AF_INET;
-      address.sin_port = htons(static_cast<std::uint16_t>(FPort));
-      address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-      const bool connected = ::connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-      ::close(client);
-      if (connected) return ::waitpid(FPid, nullptr, WNOHANG) == 0;
-      if (::waitpid(FPid, nullptr, WNOHANG) != 0) return false;
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
+    return AwaitPort(FPort, std::chrono::seconds(30), [&] { return ::waitpid(FPid, nullptr, WNOHANG) != 0; });
   }
 
   void Stop() {

@@ -16,9 +16,9 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "tests/support/LocalPort.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TestDnsServer.h"  // a port that is free
 
@@ -92,19 +92,7 @@ class TestTokenServer {
 
  private:
   bool Answers() const {
-    for (int i = 0; i < 6000; ++i) {
-      const int client = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-      sockaddr_in address = {};
-      address.sin_family = AF_INET;
-      address.sin_port = htons(static_cast<std::uint16_t>(FPort));
-      address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-      const bool connected = ::connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-      ::close(client);
-      if (connected) return !FServer->Ended();
-      if (FServer->Ended()) return false;
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
+    return AwaitPort(FPort, std::chrono::seconds(60), [&] { return FServer->Ended(); });
   }
 
   TemporaryFolder FFolder;

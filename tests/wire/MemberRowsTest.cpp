@@ -56,43 +56,29 @@ std::string TextOf(const char* key) {
 }
 
 #define ROW_Own(item, record, name, type, field) rows.push_back({#name, Any, Any, [] {}, {}, TextOf(field)});
-#define ROW_Read(item, record, name, type, member, needs, field)     \
-  rows.push_back({#name,                                             \
-                  needs,                                             \
-                  needs,                                             \
-                  [&] {                                              \
-                    record.Set##member(SampleInRecord<type>());      \
-                    EXPECT_EQ(item.Get##name(), Sample<type>());     \
-                    record.RemoveNode(WireNameOf(record, #member));  \
-                    EXPECT_EQ(item.Get##name(), type{}) << "absent"; \
-                  },                                                 \
-                  {},                                                \
-                  TextOf(field)});
+#define ROW_Reading(name, needs, field, ...) rows.push_back({#name, needs, needs, [&] __VA_ARGS__, {}, TextOf(field)});
+#define ROW_Read(item, record, name, type, member, needs, field) \
+  ROW_Reading(name, needs, field, {                              \
+    record.Set##member(SampleInRecord<type>());                  \
+    EXPECT_EQ(item.Get##name(), Sample<type>());                 \
+    record.RemoveNode(WireNameOf(record, #member));              \
+    EXPECT_EQ(item.Get##name(), type{}) << "absent";             \
+  })
 #define ROW_Write(item, record, name, type, member, needs, needsToSet, field)                   \
   ROW_Read(item, record, name, type, member, needs, field) rows.back().NeedsToSet = needsToSet; \
   rows.back().Set = [&] {                                                                       \
     item.Set##name(Sample<type>());                                                             \
     EXPECT_EQ(record.Get##member(), SampleInRecord<type>());                                    \
   };
-#define ROW_Child(item, record, name, type, member, needs, field)                                     \
-  rows.push_back({#name,                                                                              \
-                  needs,                                                                              \
-                  needs,                                                                              \
-                  [&] { EXPECT_EQ(item.Get##name().AsElement(), record.Get##member().AsElement()); }, \
-                  {},                                                                                 \
-                  TextOf(field)});
+#define ROW_Child(item, record, name, type, member, needs, field) \
+  ROW_Reading(name, needs, field, { EXPECT_EQ(item.Get##name().AsElement(), record.Get##member().AsElement()); })
 #define ROW_Array(item, record, name, type, member, needs, field) \
-  rows.push_back({#name,                                          \
-                  needs,                                          \
-                  needs,                                          \
-                  [&] {                                           \
-                    record.Get##member().Add();                   \
-                    EXPECT_EQ(item.Get##name().Count(), 1);       \
-                    record.Get##member().Delete(0);               \
-                    EXPECT_EQ(item.Get##name().Count(), 0);       \
-                  },                                              \
-                  {},                                             \
-                  TextOf(field)});
+  ROW_Reading(name, needs, field, {                               \
+    record.Get##member().Add();                                   \
+    EXPECT_EQ(item.Get##name().Count(), 1);                       \
+    record.Get##member().Delete(0);                               \
+    EXPECT_EQ(item.Get##name().Count(), 0);                       \
+  })
 
 /// "t:Size" for "Size", "t:Start" for "Start_": names of members are those of their elements.
 string WireNameOf(const TEwsItem& record, std::string member) {
