@@ -70,6 +70,23 @@ std::string FreeName(const Mailbox& mailbox, const Folder& parent, const std::st
   return candidate;
 }
 
+/// Deletes a folder in one of the three ways.
+void Discard(Mailbox& mailbox, Folder& folder, const std::string& how) {
+  Folder* trash = mailbox.Distinguished("deleteditems");
+  if (how == "SoftDelete") {
+    Folder& dumpster = mailbox.Dumpster();
+    const std::string origin = folder.parent;
+    folder.display_name = FreeName(mailbox, dumpster, folder.display_name);
+    mailbox.MoveFolder(folder, dumpster);
+    folder.deleted_from = origin;
+  } else if (how == "MoveToDeletedItems" && trash != nullptr && !IsInside(mailbox, folder, *trash)) {
+    folder.display_name = FreeName(mailbox, *trash, folder.display_name);
+    mailbox.MoveFolder(folder, *trash);
+  } else {
+    mailbox.RemoveFolder(std::string(folder.entry_id));
+  }
+}
+
 Element CopyOrMove(Context& context, const Element& request, bool move) {
   return RespondEach(
       move ? "MoveFolder" : "CopyFolder", *request.Child("FolderIds"),
@@ -198,53 +215,37 @@ Element DeleteFolder(Context& context, const Element& request) {
     const Place place = LocateFolder(context, id);
     Require(place, Access::kOwner);
     if (!place.folder->distinguished.empty()) throw EwsError("ErrorDeleteDistinguishedFolder");
-    Folder* trash = place.mailbox->Distinguished("deleteditems");
-    if (request.AttributeText("DeleteType") == "SoftDelete") {
-      Folder& dumpster = place.mailbox->Dumpster();
-      const std::string origin = place.folder->parent;
-      place.folder->display_name = FreeName(*place.mailbox, dumpster, place.folder->display_name);
-      place.mailbox->MoveFolder(*place.folder, dumpster);
-      place.folder->deleted_from = origin;
-    } else if (request.AttributeText("DeleteType") == "MoveToDeletedItems" && trash != nullptr &&
-               !IsInside(*place.mailbox, *place.folder, *trash)) {
-      place.folder->display_name = FreeName(*place.mailbox, *trash, place.folder->display_name);
-      place.mailbox->MoveFolder(*place.folder, *trash);
-    } else {
-      place.mailbox->RemoveFolder(std::string(place.folder->entry_id));
-    }
+    Discard(*place.mailbox, *place.folder, request.AttributeText("DeleteType"));
     return std::vector<Element>{};
   });
 }
 
 Element EmptyFolder(Context& context, const Element& request) {
   const bool with_folders = IsTrue(request.AttributeText("DeleteSubFolders"));
+  const std::string& how = request.AttributeText("DeleteType");
   return RespondEach("EmptyFolder", *request.Child("FolderIds"), [&](const Element& id) {
     const Place place = LocateFolder(context, id);
     Require(place, Access::kOwner);
     if (place.folder->element == "CalendarFolder" || place.folder->element == "SearchFolder")
       throw EwsError("ErrorCannotEmptyFolder");
-    const bool to_trash =
-        request.AttributeText("DeleteType") == "MoveToDeletedItems" && place.folder->distinguished != "deleteditems";
-    Folder* trash = to_trash ? place.mailbox->Distinguished("deleteditems") : nullptr;
+    Mailbox& mailbox = *place.mailbox;
+    Folder* trash = how == "MoveToDeletedItems" && place.folder->distinguished != "deleteditems"
+                        ? mailbox.Distinguished("deleteditems")
+                        : nullptr;
     const auto items = place.folder->items;
     for (const auto& [number, item] : items) {
+      if (item->Flag("IsAssociated")) continue;  // settings that programs keep there are no content
       if (trash != nullptr)
-        place.mailbox->MoveItem(item, *place.mailbox, *trash);
-      else if (request.AttributeText("DeleteType") == "SoftDelete")
-        place.mailbox->MoveItem(item, *place.mailbox, place.mailbox->Dumpster()).deleted_from = place.folder->entry_id;
+        mailbox.MoveItem(item, mailbox, *trash);
+      else if (how == "SoftDelete")
+        mailbox.MoveItem(item, mailbox, mailbox.Dumpster()).deleted_from = place.folder->entry_id;
       else
-        place.mailbox->RemoveItem(item->entry_id);
+        mailbox.RemoveItem(item->entry_id);
     }
     if (!with_folders) return std::vector<Element>{};
     for (const std::string& child_id : std::vector<std::string>(place.folder->children)) {
-      Folder* child = place.mailbox->FindFolder(child_id);
-      if (child == nullptr || !child->distinguished.empty()) continue;
-      if (trash != nullptr) {
-        child->display_name = FreeName(*place.mailbox, *trash, child->display_name);
-        place.mailbox->MoveFolder(*child, *trash);
-      } else {
-        place.mailbox->RemoveFolder(child_id);
-      }
+      Folder* child = mailbox.FindFolder(child_id);
+      if (child != nullptr && child->distinguished.empty()) Discard(mailbox, *child, how);
     }
     return std::vector<Element>{};
   });

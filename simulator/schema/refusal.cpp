@@ -69,6 +69,7 @@ std::string_view DefaultText(std::string_view code) {
       {"ErrorInvalidReferenceItem", "The reference item does not support the requested operation."},
       {"ErrorInvalidSendItemSaveSettings", "SavedItemFolderId cannot be used when SaveItemToFolder is false."},
       {"ErrorInvalidServerVersion", "The specified server version is invalid."},
+      {"ErrorSyncFolderNotFound", "The folder to be synchronized could not be found."},
       {"ErrorInvalidSyncStateData", "Synchronization state data is corrupt or otherwise invalid."},
       {"ErrorInvalidUserInfo", "A permission must tell whose it is."},
       {"ErrorInvalidValueForProperty", "The specified value is invalid for property."},

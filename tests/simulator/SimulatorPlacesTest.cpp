@@ -230,6 +230,122 @@ TEST_F(SimulatorPlaces, SynchronizationComesInPieces) {
   for (const int wrong : {0, 513}) EXPECT_NE(SyncItems("", wrong).Code(), "NoError");
 }
 
+/// Behind a page of two, with more to come.
+std::string Behind(const Reply& page) {
+  EXPECT_EQ(page.Find("IncludesLastItemInRange").text, "false");
+  return page.Find("SyncState").text;
+}
+
+TEST_F(SimulatorPlaces, WhatChangesBetweenTwoPiecesIsToldAsWhatItIsToThisClient) {
+  const Element a = Make(MessageXml("a", "bob@example.com")), b = Make(MessageXml("b", "bob@example.com"));
+  const Element c = Make(MessageXml("c", "bob@example.com")), d = Make(MessageXml("d", "bob@example.com"));
+  const Element e = Make(MessageXml("e", "bob@example.com"));
+  Reply page = SyncItems("", 2);
+  EXPECT_EQ(Told(page), "Create a, Create b");
+  Update(a, SetSubject("a2"));  // was told
+  Update(c, SetSubject("c2"));  // was not: it is new to the client all the same
+  Delete(b, "HardDelete");
+  Delete(d, "HardDelete");
+  page = SyncItems(Behind(page), 2);
+  EXPECT_EQ(Told(page), "Create c2, Create e");
+  Make(MessageXml("f", "bob@example.com"));
+  page = SyncItems(page.Find("SyncState").text);
+  // The client never knew of d; to be told that it has gone does it no harm.
+  EXPECT_EQ(Told(page), "Update a2, Update c2, Delete, Delete, Create f");
+  EXPECT_EQ(Told(SyncItems(page.Find("SyncState").text)), "");
+  EXPECT_NE(e.AttributeText("Id"), "");
+}
+
+TEST_F(SimulatorPlaces, AnUpdateThatAReadFlagOvertookIsNotLost) {
+  const Element a = Make(MessageXml("a", "bob@example.com")), b = Make(MessageXml("b", "bob@example.com"));
+  const Element c = Make(MessageXml("c", "bob@example.com"));
+  const std::string known = SyncItems("").Find("SyncState").text;
+  for (const Element& id : {a, b, c}) Update(id, SetSubject("new"));
+  const Reply page = SyncItems(known, 1);
+  EXPECT_EQ(Told(page), "Update new");
+  const std::string flag =
+      "<t:SetItemField><t:FieldURI FieldURI=\"message:IsRead\"/><t:Message><t:IsRead>false</t:IsRead></t:Message>"
+      "</t:SetItemField>";
+  ASSERT_EQ(Update(c, flag, "AlwaysOverwrite").Code(), "NoError");  // its turn was to come
+  const Reply rest = SyncItems(Behind(page));
+  EXPECT_EQ(Told(rest), "Update new");
+  const Reply next = SyncItems(rest.Find("SyncState").text);
+  EXPECT_EQ(Told(next), "Update new") << "not the read flag alone: the subject of this one was not told";
+  EXPECT_EQ(next.Find("ItemId").AttributeText("Id"), c.AttributeText("Id"));
+  ASSERT_EQ(Update(c, SetSubject("newer"), "AlwaysOverwrite").Code(), "NoError");
+  EXPECT_EQ(Told(SyncItems(next.Find("SyncState").text)), "Update newer");
+}
+
+TEST_F(SimulatorPlaces, FoldersThatMoveAwayGoWithWhatIsInThem) {
+  const Element papers = NewFolder("Papers");
+  const auto below = [&](const Element& parent, const char* name) {
+    return client
+        .Call("<m:CreateFolder><m:ParentFolderId>" + Fid(parent) +
+              "</m:ParentFolderId><m:Folders><t:Folder><t:DisplayName>" + name +
+              "</t:DisplayName></t:Folder></m:Folders></m:CreateFolder>")
+        .Find("FolderId");
+  };
+  const Element old = below(papers, "Old"), shelf = NewFolder("Shelf");
+  const auto sync = [&](const Element& root, const std::string& state) {
+    return client.Call(
+        "<m:SyncFolderHierarchy><m:FolderShape><t:BaseShape>Default</t:BaseShape></m:FolderShape>"
+        "<m:SyncFolderId>" +
+        Fid(root) + "</m:SyncFolderId>" + (state.empty() ? "" : "<m:SyncState>" + state + "</m:SyncState>") +
+        "</m:SyncFolderHierarchy>");
+  };
+  const auto move = [&](const Element& folder, const Element& to) {
+    ASSERT_EQ(client
+                  .Call("<m:MoveFolder><m:ToFolderId>" + Fid(to) + "</m:ToFolderId><m:FolderIds>" + Fid(folder) +
+                        "</m:FolderIds></m:MoveFolder>")
+                  .Code(),
+              "NoError");
+  };
+  const std::string shelved = sync(shelf, "").Find("SyncState").text;
+  move(papers, shelf);
+  Reply reply = sync(shelf, shelved);
+  EXPECT_EQ(Told(reply), "Create Old, Create Papers") << "one that was here before this client looked, and moved in";
+  const std::string both = reply.Find("SyncState").text;
+  EXPECT_EQ(Told(sync(shelf, both)), "");
+  move(papers, FolderId("msgfolderroot"));
+  reply = sync(shelf, both);
+  EXPECT_EQ(Told(reply), "Delete, Delete");
+  EXPECT_EQ(Told(sync(shelf, reply.Find("SyncState").text)), "");
+  client.Call("<m:DeleteFolder DeleteType=\"HardDelete\"><m:FolderIds>" + Fid(papers) +
+              "</m:FolderIds></m:DeleteFolder>");
+  EXPECT_EQ(Told(sync(shelf, reply.Find("SyncState").text)), "") << "elsewhere";
+  EXPECT_EQ(sync(old, "").Code(), "ErrorSyncFolderNotFound");
+}
+
+TEST_F(SimulatorPlaces, EmptyingAFolderDeletesItsSubfoldersAsItsItemsAndLeavesSettings) {
+  for (const auto& [how, where] : {std::pair("SoftDelete", "nowhere"), {"MoveToDeletedItems", "Deleted Items/Old"}}) {
+    server.AddMessage("alice@example.com", "Papers", "Subject: s\r\n\r\n");
+    server.AddMessage("alice@example.com", "Papers/Old", "Subject: s\r\n\r\n");
+    server.SetUserConfiguration("alice@example.com", "Papers", "Settings", "<a/>");
+    const Element papers = [&] {
+      const Reply reply = client.Call(
+          "<m:FindFolder Traversal=\"Shallow\"><m:FolderShape><t:BaseShape>Default</t:BaseShape></m:FolderShape>"
+          "<m:ParentFolderIds>" +
+          Distinguished("msgfolderroot") + "</m:ParentFolderIds></m:FindFolder>");
+      for (const Element* folder : reply.All("Folder"))
+        if (folder->ChildText("DisplayName") == "Papers") return *folder->Child("FolderId");
+      return Element();
+    }();
+    EXPECT_EQ(client
+                  .Call("<m:EmptyFolder DeleteType=\"" + std::string(how) +
+                        "\" DeleteSubFolders=\"true\"><m:FolderIds>" + Fid(papers) + "</m:FolderIds></m:EmptyFolder>")
+                  .Code(),
+              "NoError");
+    EXPECT_EQ(server.CountItems("alice@example.com", "Papers"), 1u) << "the settings";
+    EXPECT_EQ(server.CountItems("alice@example.com", "Papers/Old"), 0u);
+    EXPECT_EQ(server.CountItems("alice@example.com", where), std::string(where) == "nowhere" ? 0u : 1u);
+    const Reply soft = client.Call(
+        "<m:FindFolder Traversal=\"SoftDeleted\"><m:FolderShape><t:BaseShape>Default</t:BaseShape></m:FolderShape>"
+        "<m:ParentFolderIds>" +
+        Fid(papers) + "</m:ParentFolderIds></m:FindFolder>");
+    EXPECT_EQ(soft.Count("DisplayName"), 1u) << how << " " << soft.body;
+  }
+}
+
 TEST_F(SimulatorPlaces, FoldersAreSynchronized) {
   Reply reply = SyncFolders("");
   EXPECT_EQ(reply.Find("IncludesLastFolderInRange").text, "true");
@@ -248,7 +364,7 @@ TEST_F(SimulatorPlaces, FoldersAreSynchronized) {
 TEST_F(SimulatorPlaces, StatesOfOthersAreRefused) {
   const std::string folders = SyncFolders("").Find("SyncState").text;
   for (const std::string& wrong :
-       {folders, std::string("nonsense!"), std::string("QUJD"), EncodeBase64("sync 1 x y 5")})
+       {folders, std::string("nonsense!"), std::string("QUJD"), EncodeBase64("sync 2 items x y 5 5 0 0")})
     EXPECT_EQ(SyncItems(wrong).Code(), "ErrorInvalidSyncStateData") << wrong;
 }
 
