@@ -41,7 +41,7 @@ const TVqEWSMemberTable& TVqEWSContact::MemberTable() const {
   return table;
 }
 
-#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSContact, NewData(), __VA_ARGS__)
+#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSContact, NewData, __VA_ARGS__)
 #include "ews/tables/MemberRowsContact.inc"
 
 bool TVqEWSContact::GetIsPrivate() {
@@ -130,11 +130,12 @@ const TVqEWSMemberTable& TVqEWSDistributionList::MemberTable() const {
   return table;
 }
 
-#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSDistributionList, NewData(), __VA_ARGS__)
+#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSDistributionList, NewData, __VA_ARGS__)
 #include "ews/tables/MemberRowsDistributionList.inc"
 
 TVqRef<TVqEWSMembersList> TVqEWSDistributionList::GetMembers() {
-  if (!FMembers) FMembers = MakeRef<TVqEWSMembersList>(NewData().GetMembers(), ServerVersion(), FMembersAlive);
+  auto& members = NewData();  // first: a load gives up what is handed out
+  if (!FMembers) FMembers = MakeRef<TVqEWSMembersList>(members.GetMembers(), ServerVersion(), FMembersAlive);
   return FMembers;
 }
 

@@ -60,11 +60,11 @@ TVqRef<IVqEWSFolder> TVqEWSItemCore::GetParentFolder() {
 }
 
 TItemId TVqEWSItemCore::GetID() {
-  return EwsReadId(IVqDOMElement(NewRecord().FindNode("t:ItemId")));
+  return EwsReadId(IVqDOMElement(KnownRecord().FindNode("t:ItemId")));
 }
 
 void TVqEWSItemCore::SetId(const TItemId& AId) {
-  EwsWriteId(IVqDOMElement(NewRecord().GetNode("t:ItemId")), AId);
+  EwsWriteId(IVqDOMElement(KnownRecord().GetNode("t:ItemId")), AId);
 }
 
 void TVqEWSItemCore::NeedsVersion(TServerVersion ARequired, const char* AFeature) const {
@@ -73,7 +73,7 @@ void TVqEWSItemCore::NeedsVersion(TServerVersion ARequired, const char* AFeature
 
 // ---- Published properties
 
-#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSItemCore, Item(), __VA_ARGS__)
+#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSItemCore, Item, __VA_ARGS__)
 #include "ews/tables/MemberRowsItem.inc"
 
 string TVqEWSItemCore::GetBodyText() {

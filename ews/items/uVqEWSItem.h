@@ -64,6 +64,9 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
 
   /// Reads the item again (m:GetItem): the records are new, and no attachments, categories or recipients are in hand.
   virtual void ReloadItem(const TItemId& AItemId);
+  /// Takes over an answer that is there already (of an m:GetItem for all properties), in place of a load. `AItem` is
+  /// the item in it.
+  void TakeLoad(const TVqRef<IVqSOAPEnvelope>& AAnswer, const IVqDOMElement& AItem);
   /// Deletes the inline images that a save made out of the body's pictures ("_inlineImg0" and so on). In memory: the
   /// save sends it.
   void ClearInlineAttachments();
@@ -75,7 +78,8 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   TVqEWSItemCore(TVqComponent* ACreator, const TVqXMLSchemaClass& ARecordClass);
   ~TVqEWSItemCore() override;
 
-  /// What a constructor ends with: a new item (empty id) prepares its m:CreateItem, any other one is loaded.
+  /// What a constructor ends with: a new item (empty id) prepares its m:CreateItem, any other one is loaded, at once or
+  /// when it is first read.
   void Initialize(const TItemId& AItemId);
 
   void SetPropData(const IVqDOMElement& AElement) override;
@@ -89,8 +93,12 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   /// Adds the `t:SetItemField` of a property to the changes of an update.
   void AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProperty& AProperty);
 
-  /// The current record as an item's.
+  /// The current record as an item's; for one member, the part that is known where that is enough.
   TEwsItem& Item() const { return static_cast<TEwsItem&>(NewRecord()); }
+  TEwsItem& ItemToRead(std::string_view AMember) const { return static_cast<TEwsItem&>(RecordToRead(AMember)); }
+  TEwsItem& ItemToWrite(std::string_view AMember) const { return static_cast<TEwsItem&>(RecordToWrite(AMember)); }
+  TVqXMLSchemaElement& RecordToRead(std::string_view AMember) const;
+  TVqXMLSchemaElement& RecordToWrite(std::string_view AMember) const;
   /// The envelope that carries the item: for a new item the request, for a loaded one the answer.
   const TVqRef<IVqSOAPEnvelope>& Envelope() const noexcept { return FItem; }
   /// The envelope as the unsent m:CreateItem; empty for any other.
@@ -109,8 +117,21 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   virtual const char* BodyMember() { return "Body"; }
   /// True while a creation also sends the item: then the answer need not tell an id, and nothing is left to be loaded.
   virtual bool MayBeGone() const { return false; }
+  /// While it lives, a save reads the item back at once: it will not be where it is for long.
+  class TReadBackAtOnce {
+   public:
+    explicit TReadBackAtOnce(TVqEWSItemCore& AItem) noexcept : FItem(AItem) { FItem.FReadsBackAtOnce = true; }
+    ~TReadBackAtOnce() { FItem.FReadsBackAtOnce = false; }
+    TReadBackAtOnce(const TReadBackAtOnce&) = delete;
+    TReadBackAtOnce& operator=(const TReadBackAtOnce&) = delete;
+
+   private:
+    TVqEWSItemCore& FItem;
+  };
 
  private:
+  enum class TLater : std::uint8_t { no, opened, saved };
+
   void PrepareCreateItem();
   void OnGetSOAPElement(TVqXMLSchemaElement* ARecord, const TVqXMLSchemaInfo& AInfo);
   TVqRef<TVqBinResponse> FetchMimeContent();
@@ -136,10 +157,23 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   void DeleteAttachments(const std::vector<string>& AIds);
   void CreateAttachments();
   void ForgetCarriedOutDeletions();
+  bool IsLean() const { return ActiveSession().GetLeanRoundTrips(); }
+  void ForgetHandedOut();
+  void LoadLater(const TItemId& AItemId);
+  void LoadNow();
+  void KeepSent(const IVqDOMElement& AItem);
+  void ReadBack();
+  bool IsResponse();
+  IVqDOMElement ChangedMember(std::string_view AMember) const;
+  bool HasEmptiedPart() const;
   void MoveImages(const IVqDOMElement& ABody);
   void ClearInlineAttachments(const std::string& AHtml);
 
   bool FIsNewItem = false;
+  bool FReadsBackAtOnce = false;
+  TLater FLater = TLater::no;               // the load that is asked for is that of the next read
+  bool FKeepsPart = false;                  // what a save has sent is known, and takes changes
+  std::vector<IVqDOMElement> FSent;         // members that the save that runs has sent
   bool FCreationIsUnsure = false;           // an attachment may have been made of which no answer told
   std::vector<string> FCreatedAttachments;  // ids of those made on the server since the last load
   TVqRef<TVqEWSObjectSession> FSession;     // for the attachments
@@ -169,6 +203,9 @@ class TVqEWSBaseItem : public TVqEWSItemCore {
   /// The current record, and the one as loaded, as a T.
   T& NewData() const { return static_cast<T&>(NewRecord()); }
   T& OldData() const { return static_cast<T&>(OldRecord()); }
+  /// The current record for one member, see TVqEWSItemCore.
+  T& NewDataToRead(std::string_view AMember) const { return static_cast<T&>(RecordToRead(AMember)); }
+  T& NewDataToWrite(std::string_view AMember) const { return static_cast<T&>(RecordToWrite(AMember)); }
 };
 
 /// An item of a kind that has no class of its own.

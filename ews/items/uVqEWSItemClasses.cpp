@@ -39,6 +39,13 @@ TVqRef<IVqEWSItem> EwsOpenItem(const string& AElementName, TVqComponent* ACreato
   return (itemClass == std::end(kItemClasses) ? Make<TVqEWSItem> : itemClass->Open)(ACreator, AItemId);
 }
 
+TVqRef<IVqEWSItem> EwsOpenAnsweredItem(const TVqRef<IVqSOAPEnvelope>& AAnswer, const IVqDOMElement& AItem,
+                                       TVqComponent* ACreator, const TItemId& AItemId) {
+  TVqRef<IVqEWSItem> item = EwsOpenItem(AItem.GetLocalName(), ACreator, AItemId);
+  dynamic_cast<TVqEWSItemCore&>(*item).TakeLoad(AAnswer, AItem);
+  return item;
+}
+
 TVqRef<IVqEWSItem> EwsMakeItem(TItemType AItemType, TVqComponent* ACreator) {
   const auto itemClass = std::ranges::find(kItemClasses, AItemType, [](const auto& row) { return row.Type; });
   if (itemClass == std::end(kItemClasses))

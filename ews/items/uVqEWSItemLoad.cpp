@@ -40,6 +40,7 @@ void TVqEWSItemCore::Initialize(const TItemId& AItemId) {
   if (AItemId.Id.empty()) {
     PrepareCreateItem();
   } else {
+    if (IsLean()) FLater = TLater::opened;
     ReloadItem(AItemId);
   }
 }
@@ -71,6 +72,12 @@ TVqRef<IVqSOAPRequest> TVqEWSItemCore::NewItemRequest() const {
 
 void TVqEWSItemCore::SetPropData(const IVqDOMElement& AElement) {
   TVqEWSPropObjectCore::SetPropData(AElement);
+  ForgetHandedOut();
+  NewRecord().SetOnGetSOAPElement(
+      [this](TVqXMLSchemaElement* record, const TVqXMLSchemaInfo& info) { OnGetSOAPElement(record, info); });
+}
+
+void TVqEWSItemCore::ForgetHandedOut() {
   if (FAttachments) {
     FAttachments->Discard();
     FFormerAttachments.push_back(std::move(FAttachments));
@@ -78,17 +85,21 @@ void TVqEWSItemCore::SetPropData(const IVqDOMElement& AElement) {
   if (FCategories) FFormerCategories.push_back(std::move(FCategories));
   FCreatedAttachments.clear();
   FCreationIsUnsure = false;
-  NewRecord().SetOnGetSOAPElement(
-      [this](TVqXMLSchemaElement* record, const TVqXMLSchemaInfo& info) { OnGetSOAPElement(record, info); });
 }
 
 void TVqEWSItemCore::ReloadItem(const TItemId& AItemId) {
   FIsNewItem = false;
+  if (FLater != TLater::no) return LoadLater(AItemId);
   TVqEWSCall call(*this, "GetItem");
   call.Add("m:ItemShape/t:BaseShape").SetText("AllProperties");
   call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", AItemId);
-  FPropDataElm = call.SendForItem();
-  FItem = call.Response();
+  const IVqDOMElement item = call.SendForItem();
+  TakeLoad(call.Response(), item);
+}
+
+void TVqEWSItemCore::TakeLoad(const TVqRef<IVqSOAPEnvelope>& AAnswer, const IVqDOMElement& AItem) {
+  FPropDataElm = AItem;
+  FItem = AAnswer;
   SetPropData(FPropDataElm);
 }
 

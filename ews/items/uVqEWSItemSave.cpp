@@ -65,8 +65,9 @@ void EwsRemoveEmptyMembers(const IVqDOMElement& AItem) {
 }
 
 void TVqEWSItemCore::SaveChanges(TVqEWSSaveOption ASaveOption) {
-  const TItemType type = GetItemType();
-  const bool withAttachments = type != tReplyToItem && type != tReplyAllToItem && type != tForwardItem;
+  const bool withAttachments = !IsResponse();
+  FSent.clear();
+  if (HasEmptiedPart()) LoadNow();
   if (withAttachments) PrepareAttachments();
   bool keyIsFresh = true;
   if (GetID().Id.empty() && NewItemRequest()) {
@@ -77,8 +78,7 @@ void TVqEWSItemCore::SaveChanges(TVqEWSSaveOption ASaveOption) {
   }
   if (GetID().Id.empty() && MayBeGone()) return;  // sent
   if (withAttachments) SaveAttachments(keyIsFresh);
-  ReloadItem(GetID());
-  ForgetCarriedOutDeletions();
+  ReadBack();
 }
 
 // ---- The item
@@ -92,12 +92,14 @@ bool TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
   EwsWriteId(change.AddElement("t:ItemId"), GetID());
   const IVqDOMElement updates = change.AddElement("t:Updates");
 
+  // Of an item whose last save has not been read back, the changes since then are all that there is to send.
+  std::optional<TPartIsEnough> part(std::in_place, *this);
   GetProperties().VisitChanged([&](TVqEWSProperty& property) {
     const TVqEWSDataUpdateStatus status = property.GetUpdateStatus();
     if (status == dusModified || status == dusInserted) {
       if (AExtendedOnly ? property.GetRow().Extended : property.GetName() != "PR_ATTACHMENTS") {
         if (const char* uri = EntryURIOf(property)) {
-          AddEntries(updates, uri, property, NewNode("t:" + property.GetPath()));
+          AddEntries(updates, uri, property, NewNode("t:" + property.GetPath()));  // no member that a part has
         } else {
           AddSetItemField(updates, property);
         }
@@ -110,13 +112,17 @@ bool TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
       }
     }
   });
+  part.reset();
   // An update without changes is sent, too: it refreshes the change key that attachments need.
   BeforeSaveChanges(*call.Request());
   if (inSchemasForm && !AExtendedOnly && !updates.HasChildElements()) FillEmptyUpdate(updates);
   const std::optional<TItemId> id = EwsSendUpdate(ActiveSession(), call, updates);
   // Its refusal has told that the server wants the schema's form, in which an update may be more than nothing.
   if (!id && !inSchemasForm) return UpdateItem(ASaveOption, AExtendedOnly);
-  if (id) SetId(*id);
+  if (id) {
+    SetId(*id);
+    for (const IVqDOMElement& item : updates.CreateElementList("SetItemField/*", kSelectQuiet)) KeepSent(item);
+  }
   return id.has_value();
 }
 
@@ -196,6 +202,7 @@ bool TVqEWSItemCore::CreateItem() {
   const IVqDOMElement message = call.Send();
   if (MayBeGone() && !message.SelectSingleElement("//ItemId", kSelectQuiet)) return false;
   SetId(EwsReadId(call.FindMade(message, "//ItemId")));
+  KeepSent(method.SelectSingleElement("Items/*", kSelectQuiet));
   return extended > 0;
 }
 

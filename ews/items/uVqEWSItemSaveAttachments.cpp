@@ -72,6 +72,7 @@ bool IsLeftOver(const IVqDOMElement& member) {
 }  // namespace
 
 std::vector<TVqRef<IVqEWSAttachment>> TVqEWSItemCore::OwnAttachments() {
+  if (IsPart()) return {};  // nobody has asked for any since the last save
   // Asking the item for its attachments would ask the server.
   return Item().FindNode("t:Attachments") ? GetAttachments().OwnAttachments() : std::vector<TVqRef<IVqEWSAttachment>>();
 }
@@ -111,7 +112,7 @@ void TVqEWSItemCore::TakeOverCreatedAttachments() {
 
 /// Ids that this object knows of: as loaded, and made by a save that failed on its way, of which no load has told yet.
 std::vector<string> TVqEWSItemCore::KnownAttachments() {
-  std::vector<string> known = IdsBelow(OldRecord().AsElement().SelectSingleElement("Attachments", kSelectQuiet));
+  std::vector<string> known = IdsBelow(KnownOldRecord().AsElement().SelectSingleElement("Attachments", kSelectQuiet));
   known.insert(known.end(), FCreatedAttachments.begin(), FCreatedAttachments.end());
   return known;
 }

@@ -52,28 +52,29 @@ auto ToRecord(const T& AValue) {
 
 }  // namespace velmore::detail::members
 
-// The accessors of class `owner`, whose current record `record` gives.
+// The accessors of class `owner`, whose current record `record` gives, and `record`ToRead and `record`ToWrite for one
+// member.
 #define VQ_GUARD(name, needs) \
   if constexpr (needs != Any) NeedsVersion(needs, #name)
 #define VQ_FORWARD_Read(owner, record, name, type, member, needs, field) \
   type owner::Get##name() {                                              \
     VQ_GUARD(name, needs);                                               \
-    return FromRecord<type>(record.Get##member());                       \
+    return FromRecord<type>(record##ToRead(#member).Get##member());      \
   }
 #define VQ_FORWARD_Write(owner, record, name, type, member, needs, needsToSet, field)                                \
   VQ_FORWARD_Read(owner, record, name, type, member, needs, field) void owner::Set##name(TVqSetterOf<type> AValue) { \
     VQ_GUARD(name, needsToSet);                                                                                      \
-    record.Set##member(ToRecord<type>(AValue));                                                                      \
+    record##ToWrite(#member).Set##member(ToRecord<type>(AValue));                                                    \
   }
 #define VQ_FORWARD_Child(owner, record, name, type, member, needs, field) \
   type& owner::Get##name() {                                              \
     VQ_GUARD(name, needs);                                                \
-    return record.Get##member();                                          \
+    return record().Get##member();                                        \
   }
 #define VQ_FORWARD_Array(owner, record, name, type, member, needs, field) \
   TVqXMLSchemaElementArray<type>& owner::Get##name() {                    \
     VQ_GUARD(name, needs);                                                \
-    return record.Get##member();                                          \
+    return record().Get##member();                                        \
   }
 #define VQ_FORWARD_Own(owner, record, name, type, field)
 

@@ -67,6 +67,7 @@ const TVqEWSMemberTable& TVqEWSEMail::MemberTable() const {
 // ---- Recipients
 
 TVqRef<IVqEWSRecipient> TVqEWSEMail::Single(const char* AName, TEwsSingleRecipient& (TEwsMessage::*AGetter)() const) {
+  NewRecord();  // a load gives up what is handed out
   return FRecipients.Single(AName, ServerVersion(), [&]() -> TVqEWSRecipient::TPlace {
     return [around = &(NewData().*AGetter)()](bool make) {
       return IVqDOMElement(make ? around->GetNode("t:Mailbox") : around->FindNode("t:Mailbox"));
@@ -75,6 +76,7 @@ TVqRef<IVqEWSRecipient> TVqEWSEMail::Single(const char* AName, TEwsSingleRecipie
 }
 
 TVqRef<IVqEWSRecipients> TVqEWSEMail::Many(const char* AName, TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const) {
+  NewRecord();
   return FRecipients.Many(AName, ServerVersion(), [&]() -> TVqEWSRecipient::TPlace {
     return [list = (NewData().*AGetter)().AsElement()](bool) { return list; };
   });
@@ -107,7 +109,7 @@ TVqRef<IVqEWSRecipient> TVqEWSEMail::GetReceivedRepresenting() {
 
 // ---- Members of a message
 
-#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSEMail, NewData(), __VA_ARGS__)
+#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSEMail, NewData, __VA_ARGS__)
 #include "ews/tables/MemberRowsMessage.inc"
 
 TEwsMimeContent& TVqEWSEMail::GetMimeContent() {
@@ -154,6 +156,7 @@ void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
   const bool hasAttachments = NewRecord().FindNode("t:Attachments").HasChildren();
   const bool inOneStep = ServerVersion() > Exchange2013 && !hasAttachments;
   bool saved = false;
+  const TReadBackAtOnce atOnce(*this);
   if (!inOneStep && Supports<IVqSOAPRequest>(Envelope())) {
     SaveChanges(soAutoResolve);  // which sets the disposition "SaveOnly"
     saved = true;

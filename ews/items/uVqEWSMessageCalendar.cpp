@@ -58,7 +58,7 @@ const TVqEWSMemberTable& TVqEWSCalendarItem::MemberTable() const {
   return table;
 }
 
-#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSCalendarItem, NewData(), __VA_ARGS__)
+#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSCalendarItem, NewData, __VA_ARGS__)
 #include "ews/tables/MemberRowsCalendarItem.inc"
 
 // ---- When
@@ -177,8 +177,9 @@ TCalendarItemType TVqEWSCalendarItem::GetCalendarItemType() {
 // ---- Saving
 
 void TVqEWSCalendarItem::SaveChanges(TVqEWSSaveOption ASaveOption) {
-  if (const IVqDOMElement recurrence(NewRecord().FindNode("t:Recurrence")); recurrence) {
-    const IVqDOMElement loaded(OldRecord().FindNode("t:Recurrence"));
+  // What nobody has read since the last save was not changed.
+  if (const IVqDOMElement recurrence(KnownRecord().FindNode("t:Recurrence")); recurrence) {
+    const IVqDOMElement loaded(KnownOldRecord().FindNode("t:Recurrence"));
     // Emptied, it is deleted; one that is empty because reading made it is not sent.
     PropertyByName(PR_RECURRENCE).SetDeleted(!EwsFirstPart(recurrence) && loaded && EwsFirstPart(loaded));
   }

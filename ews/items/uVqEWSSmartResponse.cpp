@@ -47,7 +47,7 @@ const TVqEWSMemberTable& TVqEWSSmartResponse::MemberTable() const {
   return table;
 }
 
-#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSSmartResponse, NewData(), __VA_ARGS__)
+#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSSmartResponse, NewData, __VA_ARGS__)
 #include "ews/tables/MemberRowsSmartResponse.inc"
 
 TItemType TVqEWSSmartResponse::GetItemType() {
@@ -74,6 +74,7 @@ TEwsBody& TVqEWSSmartResponse::GetBody() {
 // response. Of a saved response the load may have left it out.
 
 TVqRef<IVqEWSRecipients> TVqEWSSmartResponse::Many(const char* AName) {
+  NewRecord();  // a load gives up what is handed out
   return FRecipients.Many(AName, ServerVersion(), [&]() -> TVqEWSRecipient::TPlace {
     const string name = FetchMember(AName);
     return [record = &NewRecord(), name](bool make) {
@@ -83,6 +84,7 @@ TVqRef<IVqEWSRecipients> TVqEWSSmartResponse::Many(const char* AName) {
 }
 
 TVqRef<IVqEWSRecipient> TVqEWSSmartResponse::Single(const char* AName) {
+  NewRecord();
   return FRecipients.Single(AName, ServerVersion(), [&]() -> TVqEWSRecipient::TPlace {
     const string name = FetchMember(AName);
     return [record = &NewRecord(), name](bool make) {

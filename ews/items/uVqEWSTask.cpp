@@ -25,7 +25,7 @@ const TVqEWSMemberTable& TVqEWSTask::MemberTable() const {
   return table;
 }
 
-#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSTask, NewData(), __VA_ARGS__)
+#define VQ_MEMBER(access, ...) VQ_FORWARD_##access(TVqEWSTask, NewData, __VA_ARGS__)
 #include "ews/tables/MemberRowsTask.inc"
 
 string TVqEWSTask::GetTaskOwner() {

@@ -42,6 +42,8 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
   virtual TVqEWSWireForm GetWireForm() const {
     return GetStrictSchema() ? TVqEWSWireForm::schema : TVqEWSWireForm::own;
   }
+  /// Whether requests are left out whose answer nobody has read yet: see TVqEWSCustomSession::GetLeanRoundTrips.
+  virtual bool GetLeanRoundTrips() const { return false; }
   /// Whether a save moves pictures that an HTML body names by "file:" into attachments.
   virtual bool GetLocalImages() const { return true; }
 
@@ -163,12 +165,38 @@ class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObjec
   /// Makes both records anew: the current one over `AElement`, the one as loaded over a copy. Explicit statuses of
   /// properties are forgotten; what getters handed out before raises from now on.
   virtual void SetPropData(const IVqDOMElement& AElement);
+  /// The same over the part of the data that is known without asking. `ALoad` brings the whole, by SetPropData: it is
+  /// called when a record or a property is asked for, again after each failure, and not at all when nobody asks.
+  void SetPartOfPropData(const IVqDOMElement& APart, std::function<void()> ALoad);
 
-  /// The current record, and the one as loaded. Raise a plain exception before the first SetPropData.
+  /// The current record, and the one as loaded, whole. Raise a plain exception before the first SetPropData, and what
+  /// the load of a part raises.
   TVqXMLSchemaElement& NewRecord() const;
   TVqXMLSchemaElement& OldRecord() const;
 
+  /// Whether a part is all that is known.
+  bool IsPart() const noexcept { return static_cast<bool>(FLoad); }
+  /// The two records as they are, be it of a part. Ask nobody.
+  TVqXMLSchemaElement& KnownRecord() const;
+  TVqXMLSchemaElement& KnownOldRecord() const;
+  /// While it lives, properties look at the part where there is one.
+  class TPartIsEnough {
+   public:
+    explicit TPartIsEnough(TVqEWSPropObjectCore& AObject) noexcept : FObject(AObject), FFormer(AObject.FPartIsEnough) {
+      FObject.FPartIsEnough = true;
+    }
+    ~TPartIsEnough() { FObject.FPartIsEnough = FFormer; }
+    TPartIsEnough(const TPartIsEnough&) = delete;
+    TPartIsEnough& operator=(const TPartIsEnough&) = delete;
+
+   private:
+    TVqEWSPropObjectCore& FObject;
+    const bool FFormer;
+  };
+
  private:
+  void UseElement(const IVqDOMElement& AElement);
+  void MakeWhole() const;
   void MakeOldRecord() const;
   void ForgetDocument() noexcept;
 
@@ -178,7 +206,9 @@ class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObjec
   mutable IVqDOMDocument FOldPropData;
   std::unique_ptr<TVqXMLSchemaElement> FEWSOBJECT_NEW;
   mutable std::unique_ptr<TVqXMLSchemaElement> FEWSOBJECT_OLD;  // made late
-  std::unique_ptr<TVqEWSProperties> FProps;                     // last: it looks at the records
+  std::function<void()> FLoad;                                  // brings the whole, where a part is all that is known
+  bool FPartIsEnough = false;
+  std::unique_ptr<TVqEWSProperties> FProps;  // last: it looks at the records
 };
 
 /// An object with a record of type T.

@@ -14,7 +14,8 @@ TVqEWSPropObjectCore::TVqEWSPropObjectCore(TVqComponent* ACreator, bool AKeepCre
       FRecordClass(ARecordClass),
       FProps(std::make_unique<TVqEWSProperties>(*this, [this](TVqEWSGetDataElmSource source, bool) {
         if (!FEWSOBJECT_NEW) return FEWSOBJECT_NEW.get();
-        return source == desCurrent ? FEWSOBJECT_NEW.get() : &OldRecord();
+        if (!FPartIsEnough) MakeWhole();
+        return source == desCurrent ? FEWSOBJECT_NEW.get() : &KnownOldRecord();
       })) {}
 
 TVqEWSPropObjectCore::~TVqEWSPropObjectCore() {
@@ -22,6 +23,22 @@ TVqEWSPropObjectCore::~TVqEWSPropObjectCore() {
 }
 
 void TVqEWSPropObjectCore::SetPropData(const IVqDOMElement& AElement) {
+  UseElement(AElement);
+  FLoad = nullptr;
+}
+
+void TVqEWSPropObjectCore::SetPartOfPropData(const IVqDOMElement& APart, std::function<void()> ALoad) {
+  UseElement(APart);
+  FLoad = std::move(ALoad);
+}
+
+void TVqEWSPropObjectCore::MakeWhole() const {
+  if (!FLoad) return;
+  const std::function<void()> load = FLoad;  // it is taken away while it runs
+  load();
+}
+
+void TVqEWSPropObjectCore::UseElement(const IVqDOMElement& AElement) {
   ForgetDocument();
   if (FEWSOBJECT_NEW) {
     FEWSOBJECT_NEW->Discard();
@@ -49,12 +66,22 @@ void TVqEWSPropObjectCore::MakeOldRecord() const {
 }
 
 TVqXMLSchemaElement& TVqEWSPropObjectCore::NewRecord() const {
+  MakeWhole();
+  return KnownRecord();
+}
+
+TVqXMLSchemaElement& TVqEWSPropObjectCore::OldRecord() const {
+  MakeWhole();
+  return KnownOldRecord();
+}
+
+TVqXMLSchemaElement& TVqEWSPropObjectCore::KnownRecord() const {
   if (!FEWSOBJECT_NEW) throw EVqException("The object has no data.");
   return *FEWSOBJECT_NEW;
 }
 
-TVqXMLSchemaElement& TVqEWSPropObjectCore::OldRecord() const {
-  NewRecord();
+TVqXMLSchemaElement& TVqEWSPropObjectCore::KnownOldRecord() const {
+  KnownRecord();
   MakeOldRecord();
   return *FEWSOBJECT_OLD;
 }

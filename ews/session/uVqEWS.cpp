@@ -126,6 +126,15 @@ void TVqEWSCustomSession::SetOAuth(const TVqOAuth& AValue) {
   if (FHTTPClient) FHTTPClient->GetOAuth().Assign(FOAuth);
 }
 
+TVqHTTPAuthentication TVqEWSCustomSession::LogonScheme() const {
+  return FOAuth.GetClientId().empty() ? FAuthentication : TVqHTTPAuthentication::oAuth;
+}
+
+void TVqEWSCustomSession::SetAuthentication(TVqHTTPAuthentication AValue) {
+  FAuthentication = AValue;
+  if (FHTTPClient) FHTTPClient->SetAuthentication(LogonScheme());
+}
+
 void TVqEWSCustomSession::SetProxyCredentials(const TVqCredentials& AValue) {
   FProxyCredentials.Assign(AValue);
   if (FHTTPClient) FHTTPClient->GetProxyCredentials().Assign(FProxyCredentials);
@@ -276,6 +285,8 @@ void TVqEWSCustomSession::AssignTo(TVqComponent* ADest) {
   dest->SetOAuth(FOAuth);
   dest->SetStrictSchema(GetStrictSchema());
   dest->SetSchemaFallback(GetSchemaFallback());
+  dest->SetLeanRoundTrips(FLeanRoundTrips);
+  dest->SetAuthentication(FAuthentication);
   dest->SetLocalImages(FLocalImages);
   dest->SetCAFile(FCAFile);
   dest->SetCRLFile(FCRLFile);
@@ -317,12 +328,12 @@ TVqStrings& TVqEWSCustomSession::GetAdditionalMailboxes() {
 
 TVqRef<IVqEWSMsgStore> TVqEWSCustomSession::OpenDefaultMsgStore() {
   const auto store = MakeRef<TVqEWSMsgStore>(this, string());
-  if (DefaultStoreEmail().empty()) SetDefaultStoreEmail(store->GetIdentity()->GetEmailAddress());
+  if (!FLeanRoundTrips && DefaultStoreEmail().empty()) SetDefaultStoreEmail(store->GetIdentity()->GetEmailAddress());
   return store;
 }
 
 string TVqEWSCustomSession::DefaultStoreEmail() const {
-  const std::scoped_lock lock(FDefaultStoreMutex);
+  const std::scoped_lock lock(FFramingMutex);
   return FDefaultStoreEmail;
 }
 
@@ -331,7 +342,7 @@ void TVqEWSCustomSession::SetDefaultStoreEmail(const string& AValue) {
   constexpr std::size_t longest = 320;
   const auto control = [](char16_t unit) { return unit < u' ' || unit == 0x7F; };
   if (AValue.size() > longest || std::ranges::any_of(AValue.view(), control)) return;
-  const std::scoped_lock lock(FDefaultStoreMutex);
+  const std::scoped_lock lock(FFramingMutex);
   FDefaultStoreEmail = AValue;
 }
 
@@ -390,8 +401,7 @@ void TVqEWSCustomSession::CheckHTTPClient() {
       [this](TVqComponent& sender, const TVqRef<IVqHTTPResponse>& response) { OnHTTPResponse(sender, response); });
   FHTTPClient->SetTimeOuts(FTimeOuts);
   FHTTPClient->SetStopToken(FStopToken);
-  FHTTPClient->SetAuthentication(FOAuth.GetClientId().empty() ? TVqHTTPAuthentication::byChallenge
-                                                              : TVqHTTPAuthentication::oAuth);
+  FHTTPClient->SetAuthentication(LogonScheme());
   // A token that the application has set, or that a client of this session has got, or what refreshes one.
   const TVqOAuthAccessToken& token = GetAccessToken();
   if (!token.Token.empty() || !token.RefreshToken.empty()) FHTTPClient->GetOAuth().SetAccessToken(token);
@@ -421,8 +431,12 @@ void TVqEWSCustomSession::InitSOAPEnv(TVqSOAPClient& AClient) {
                        {"xmlns:t", "http://schemas.microsoft.com/exchange/services/2006/types"}},
                       TVqSOAPEncodingVersion::soap11);
   AClient.SetReplyLimits(FXMLLimits);
-  AClient.SetSender([this](IVqSOAPRequest& request, TVqRef<IVqSOAPResponse>& response,
-                           const std::function<void()>& exchange) { FWireForms.Send(request, response, exchange); });
+  AClient.SetSender([this, client = &AClient](IVqSOAPRequest& request, TVqRef<IVqSOAPResponse>& response,
+                                              const std::function<void()>& exchange) {
+    // Other clients may be those of other threads, where the context is not to change.
+    if (client == FSOAPClient.get()) SettleTimeZoneContextOf(request);
+    FWireForms.Send(request, response, exchange);
+  });
 }
 
 TVqSOAPClient* TVqEWSCustomSession::CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) {
@@ -450,14 +464,14 @@ TVqRef<IVqSOAPRequest> TVqEWSCustomSession::CreateRequest(TVqSOAPClient* ASOAPCl
   TVqRef<IVqSOAPRequest> request =
       (ASOAPClient ? ASOAPClient : FSOAPClient.get())->CreateRequest(AMethod, AResponseName);
   request->AddSOAPHeader("t:RequestServerVersion").SetAttribute("Version", VqEnumToText(FRequestVersion));
-  if (!FCurrentTimeZoneContext.empty()) {
-    request->AddSOAPHeader("t:TimeZoneContext")
-        .AddElement("t:TimeZoneDefinition")
-        .SetAttribute("Id", FCurrentTimeZoneContext);
+  if (const string zone = TimeZoneContext(); !zone.empty()) {
+    request->AddSOAPHeader("t:TimeZoneContext").AddElement("t:TimeZoneDefinition").SetAttribute("Id", zone);
   }
   if (FOAuth.GetGrantType() != TVqOAuthGrantType::ClientCredentials) {
     string anchor = DefaultStoreEmail();
     if (anchor.empty()) anchor = FAutodiscoverEMail;
+    // Until somebody has asked who the default store is of.
+    if (anchor.empty() && FLeanRoundTrips) anchor = GetOwnAddress();
     if (!anchor.empty()) request->AddHTTPHeader("X-AnchorMailbox", anchor);
   } else if (!FConnectingSID.empty()) {
     AddImpersonation(*request, FConnectingSID);

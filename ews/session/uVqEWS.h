@@ -123,6 +123,12 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// has expired, with a refresh token that was kept from an earlier run, does as well. GetAccessToken gives the token
   /// in force, renewed ones too, after each reply.
   void SetAccessToken(const TVqOAuthAccessToken& AValue) override;
+  /// How a name and a password are proven: what the server asks for (`byChallenge`) unless changed. `basic` sends them
+  /// with the first request, without a question that would cost a request; over plain HTTP, to this machine alone. The
+  /// search for the server never does. Settings for OAuth go before. Reaches a live client at once. Not part of a
+  /// profile.
+  TVqHTTPAuthentication GetAuthentication() const noexcept { return FAuthentication; }
+  void SetAuthentication(TVqHTTPAuthentication AValue);
   /// The address by which logon looks for the service URL.
   const string& GetAutodiscoverEMail() const noexcept { return FAutodiscoverEMail; }
   /// A non-empty address clears the service URL; an empty one leaves it.
@@ -237,6 +243,21 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   bool GetSchemaFallback() const { return FWireForms.GetSchemaFallback(); }
   void SetSchemaFallback(bool AValue) { FWireForms.SetSchemaFallback(AValue); }
   TVqEWSWireForm GetWireForm() const override { return FWireForms.GetForm(); }
+  /// When true, requests are left out whose answer nobody has read yet; what an application sees stays the same. False
+  /// unless changed. Not part of a profile. See docs/guide/round-trips.md.
+  ///
+  /// - An item or a folder that a store opens takes one request: the look at its class is its load.
+  /// - An item that is made by its class is loaded when it is first read: SaveToFile and SaveToStream need no load.
+  /// - A save takes the new id from its answer and is read back when something is read that it could not know. What
+  ///   would raise from a load, raises from that read; an item that is deleted, moved or sent meanwhile cannot be read
+  ///   back.
+  /// - Whose mailbox the default store is, is asked by GetIdentity and not by OpenDefaultMsgStore. Requests are
+  /// anchored
+  ///   on AutodiscoverEMail until then, else on a user name that is an address.
+  /// - The server's time zones are asked (m:GetServerTimeZones) by GetCurrentTimeZoneContext, or before the first
+  ///   request of the session's own client that writes an appointment or a task, or opens a calendar view.
+  bool GetLeanRoundTrips() const override { return FLeanRoundTrips; }
+  void SetLeanRoundTrips(bool AValue) { FLeanRoundTrips = AValue; }
   /// Whether a save attaches the pictures of this machine that an application's HTML body names by "file:". On by
   /// default. Sources that stood in a body when it was loaded, or that a reply quotes, are never taken.
   bool GetLocalImages() const override { return FLocalImages; }
@@ -274,7 +295,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// what Autodiscover tells.
   TVqStrings& GetAdditionalMailboxes();
   void SetAdditionalMailboxes(const TVqStrings& AValue) { FAdditionalMailboxes.Assign(AValue); }
-  /// The mailbox of the logged-on user. A new object at each call; the first one asks the server who that is.
+  /// The mailbox of the logged-on user. A new object at each call; the first one asks the server who that is, unless
+  /// round trips are lean.
   TVqRef<IVqEWSMsgStore> OpenDefaultMsgStore();
   /// Another mailbox, in the name of its owner (every request carries t:ExchangeImpersonation). An empty address or
   /// that of the default store opens the default store; the comparison is case-sensitive.
@@ -326,9 +348,10 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
                                                       TIdFormat ADestinationFormat);
   TVqRef<IVqEwsNonEmptyArrayOfAlternateIds> ConvertId(const TVqEwsAlternateIds& ASourceIds,
                                                       TIdFormat ADestinationFormat);
-  /// The Windows id of the zone that requests carry; empty for none.
-  const string& GetCurrentTimeZoneContext() const noexcept { return FCurrentTimeZoneContext; }
-  void SetCurrentTimeZoneContext(const string& AValue) { FCurrentTimeZoneContext = AValue; }
+  /// The Windows id of the zone that requests carry; empty for none. With lean round trips, the first call of a
+  /// logged-on session asks the server for its zones (m:GetServerTimeZones). Does not raise.
+  const string& GetCurrentTimeZoneContext();
+  void SetCurrentTimeZoneContext(const string& AValue);
 
   // ---- Requests
 
@@ -421,6 +444,9 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   [[noreturn]] void RaiseProbeFailure(const class EVqHTTPApiException& AFailure);
   void ReadServerVersion(const IVqDOMElement& AHeader);
   void SettleTimeZoneContext();
+  void SettleOpenTimeZoneContext() noexcept;
+  void SettleTimeZoneContextOf(IVqSOAPRequest& ARequest);
+  TVqHTTPAuthentication LogonScheme() const;
   void InitSOAPEnv(TVqSOAPClient& AClient);
   void AddImpersonation(IVqSOAPRequest& ARequest, const string& AAddress);
   void BeforeSendHTTPRequest(TVqComponent& ASender, const TVqRef<IVqHTTPRequest>& ARequest);
@@ -428,6 +454,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void OnWinINetClientError(TVqComponent& ASender, std::uint32_t AError, TVqWindowHandle& AParentWnd, bool& AHandled);
   void ForgetUser();
   string DefaultStoreEmail() const;
+  string TimeZoneContext() const;
   void SetDefaultStoreEmail(const string& AValue);
   void Watch(const TVqEWSTrafficEvent& AEvent, TVqEWSTraffic ATraffic, const string& AContentType);
   std::unique_ptr<TVqHTTPClientBase> ReplaceHTTPClient(std::unique_ptr<TVqHTTPClientBase> AClient) noexcept;
@@ -451,8 +478,9 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   string FServiceUrl;
   bool FUseAutoDiscover = true;
   string FAutodiscoverEMail;
-  mutable std::mutex FDefaultStoreMutex;  // protects the next: every framed request looks at it, whichever its thread
+  mutable std::mutex FFramingMutex;  // protects the next two: every framed request looks at them, whichever its thread
   string FDefaultStoreEmail;
+  string FCurrentTimeZoneContext;
   TConnectingSIDType FConnectingSIDType = csSmtpAddress;
   string FConnectingSID;
   bool FNTService = false;
@@ -472,9 +500,11 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   std::unique_ptr<TVqHTTPClientBase> FHTTPClient;
   std::unique_ptr<TVqSOAPClient> FSOAPClient;
   TVqNotifyEvent FAfterLogon, FBeforeLogoff, FAfterLogoff;
-  string FCurrentTimeZoneContext;
+  bool FTimeZoneIsOpen = false;  // the server's list was not asked for yet
   TVqNotifyEvent FOnShowProfileDialog;
   TVqEWSWireForms FWireForms;
+  bool FLeanRoundTrips = false;
+  TVqHTTPAuthentication FAuthentication = TVqHTTPAuthentication::byChallenge;
   bool FLocalImages = true;
   string FCAFile, FCRLFile;
   TVqEWSTrafficEvent FOnRequest, FOnResponse;

@@ -86,6 +86,9 @@ class TVqEWSCustomSession::TThrowAwayClients {
       throw;
     }
     TVqHTTPClientBase& client = Client();
+    // A candidate is not given a password unasked.
+    if (session.LogonScheme() == TVqHTTPAuthentication::basic)
+      client.SetAuthentication(TVqHTTPAuthentication::byChallenge);
     client.SetOnError([](TVqComponent&, const TVqRef<IVqHTTPRequest>&, std::uint32_t error) {
       // A transport error is the quiet failure of one candidate; who cancels means them all.
       if (error != VqErrCancelled) throw EAbort(Format("Error: %d", {static_cast<std::int32_t>(error)}));

@@ -81,6 +81,7 @@ void TVqEWSCustomSession::LogOff() {
   ForgetUser();
   FOAuth.Separate();
   FWireForms.Forget();
+  FTimeZoneIsOpen = false;
   FActive = false;
   Fire(FAfterLogoff);
 }
@@ -106,13 +107,8 @@ void TVqEWSCustomSession::LogOn() {
   }
   SetWaitCursor(false);
   FActive = true;
-  if (FServerVersion >= Exchange2010) {
-    try {
-      SettleTimeZoneContext();
-    } catch (const std::exception&) {
-      // A logon without a context is better than none.
-    }
-  }
+  FTimeZoneIsOpen = FServerVersion >= Exchange2010;
+  if (!FLeanRoundTrips) SettleOpenTimeZoneContext();
   const TVqOAuthGrantType grant = FOAuth.GetGrantType();
   if (grant != TVqOAuthGrantType::none && !FOAuth.GetClientId().empty()) {
     SetAccessToken(FHTTPClient->GetOAuth().GetAccessToken());
@@ -121,7 +117,13 @@ void TVqEWSCustomSession::LogOn() {
 }
 
 void TVqEWSCustomSession::FindServer() {
-  if (!FAutodiscoverEMail.empty() && FServiceUrl.empty()) FindServiceUrl();
+  if (!FAutodiscoverEMail.empty() && FServiceUrl.empty()) {
+    // Hosts whose names are guesses are not given a password unasked.
+    if (LogonScheme() == TVqHTTPAuthentication::basic)
+      FHTTPClient->SetAuthentication(TVqHTTPAuthentication::byChallenge);
+    FindServiceUrl();
+    FHTTPClient->SetAuthentication(LogonScheme());
+  }
   if (!FSOAPClient) FSOAPClient = std::make_unique<TVqSOAPClient>(this);
   Probe();
   FRequestVersion = FServerVersion;
@@ -320,6 +322,62 @@ void TVqEWSCustomSession::RaiseProbeFailure(const EVqHTTPApiException& AFailure)
 
 // ---- The time-zone context
 
+const string& TVqEWSCustomSession::GetCurrentTimeZoneContext() {
+  SettleOpenTimeZoneContext();
+  return FCurrentTimeZoneContext;
+}
+
+string TVqEWSCustomSession::TimeZoneContext() const {
+  const std::scoped_lock lock(FFramingMutex);
+  return FCurrentTimeZoneContext;
+}
+
+void TVqEWSCustomSession::SetCurrentTimeZoneContext(const string& AValue) {
+  {
+    const std::scoped_lock lock(FFramingMutex);
+    FCurrentTimeZoneContext = AValue;
+  }
+  if (FActive) FTimeZoneIsOpen = false;  // the application has decided
+}
+
+void TVqEWSCustomSession::SettleOpenTimeZoneContext() noexcept {
+  if (!std::exchange(FTimeZoneIsOpen, false)) return;
+  try {
+    SettleTimeZoneContext();
+  } catch (const std::exception&) {
+    // A logon without a context is better than none.
+  }
+}
+
+namespace {
+
+/// What a request writes or asks for in the user's time zone. Of everything else the context changes nothing.
+bool NamesTimesOfTheCalendar(const IVqDOMElement& method) {
+  const string name = method.GetLocalName();
+  if (name == "FindItem") return method.HasChildElement("CalendarView", kSelectQuiet);
+  if (name != "CreateItem" && name != "UpdateItem") return false;
+  const char* items = name == "CreateItem" ? "Items/*" : "ItemChanges/ItemChange/Updates/*/*";
+  for (const IVqDOMElement& item : method.CreateElementList(items, kSelectQuiet)) {
+    if (item.GetLocalName() == "CalendarItem" || item.GetLocalName() == "Task") return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void TVqEWSCustomSession::SettleTimeZoneContextOf(IVqSOAPRequest& ARequest) {
+  if (!FTimeZoneIsOpen || !NamesTimesOfTheCalendar(ARequest.GetMethod())) return;
+  const string composed = FCurrentTimeZoneContext;
+  SettleOpenTimeZoneContext();
+  if (FCurrentTimeZoneContext == composed) return;
+  IVqDOMElement context = ARequest.GetHeader().SelectSingleElement("TimeZoneContext", kSelectQuiet);
+  if (!context)
+    context = ARequest.AddSOAPHeader("t:TimeZoneContext").AddElement("t:TimeZoneDefinition");
+  else
+    context = context.SelectSingleElement("TimeZoneDefinition", kSelectRequired);
+  context.SetAttribute("Id", FCurrentTimeZoneContext);
+}
+
 void TVqEWSCustomSession::SettleTimeZoneContext() {
   const string offset = EwsMachineOffsetText();
   TVqEWSCall call(*this, {"GetServerTimeZones", "m:GetServerTimeZonesResponse", TVqEWSAnswerPath::below});
@@ -331,6 +389,7 @@ void TVqEWSCustomSession::SettleTimeZoneContext() {
     if (!zone.GetAttribute("Name").StartsWith(offset)) continue;  // display names begin with the offset
     const string id = zone.GetAttribute("Id");
     if (id.size() > kLongestZoneId) continue;
+    const std::scoped_lock lock(FFramingMutex);
     FCurrentTimeZoneContext = id;
     return;
   }

@@ -38,6 +38,11 @@ TVqEWSFolder::TVqEWSFolder(TVqComponent* ACreator, const TItemId& AFolderId) : T
   Load(AFolderId);
 }
 
+TVqEWSFolder::TVqEWSFolder(TVqComponent* ACreator, const IVqDOMElement& AFolder) : TVqEWSPropObject(ACreator, true) {
+  FMsgStore = FindMsgStore();
+  SetPropData(AFolder);
+}
+
 void TVqEWSFolder::Load(const TItemId& AFolderId) {
   TVqEWSCall call(*this, "GetFolder");
   call.Add("m:FolderShape/t:BaseShape").SetText("AllProperties");

@@ -21,6 +21,8 @@ class TVqEWSFolder : public TVqEWSPropObject<TEwsFolder>, public virtual IVqEWSF
  public:
   /// Loads the folder (m:GetFolder).
   TVqEWSFolder(TVqComponent* ACreator, const TItemId& AFolderId);
+  /// The folder of an answer that is there already (all properties). Asks nothing.
+  TVqEWSFolder(TVqComponent* ACreator, const IVqDOMElement& AFolder);
 
   TItemId GetID() override;
   /// Always raises EEWSException.

@@ -57,15 +57,20 @@ TItemId TVqEWSMsgStore::GetFolderIdAndType(TDistinguishedFolderIdName AFolderTyp
 
 TItemId TVqEWSMsgStore::LookUpFolder(TDistinguishedFolderIdName AFolderType, string& AFolderClass,
                                      const string& AMailbox) {
+  const IVqDOMElement folder = AskForFolder(AFolderType, AMailbox, "IdOnly");
+  const IVqDOMElement folderId = folder.GetParentElement().SelectSingleElement("*/FolderId", kSelectRequired);
+  AFolderClass = folderId.GetParentElement().GetLocalName();
+  return EwsReadId(folderId);
+}
+
+IVqDOMElement TVqEWSMsgStore::AskForFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox,
+                                           const char* AShape) {
   TVqEWSCall call(*this, "GetFolder");
-  call.Add("m:FolderShape/t:BaseShape").SetText("IdOnly");
+  call.Add("m:FolderShape/t:BaseShape").SetText(AShape);
   const IVqDOMElement id = call.Add("m:FolderIds/t:DistinguishedFolderId");
   id.SetAttribute("Id", VqEnumToText(AFolderType));
   if (!AMailbox.empty()) id.AddElement("t:Mailbox").AddElement("t:EmailAddress").SetText(AMailbox);
-  const IVqDOMElement folderId =
-      call.SendForFolder().GetParentElement().SelectSingleElement("*/FolderId", kSelectRequired);
-  AFolderClass = folderId.GetParentElement().GetLocalName();
-  return EwsReadId(folderId);
+  return call.SendForFolder();
 }
 
 TItemId TVqEWSMsgStore::GetFolderId(TDistinguishedFolderIdName AFolderType) {
@@ -80,6 +85,12 @@ bool TVqEWSMsgStore::FindFolderId(TDistinguishedFolderIdName AFolderType, TItemI
 }
 
 TVqRef<IVqEWSFolder> TVqEWSMsgStore::GetFolder(const TItemId& AFolderId) {
+  if (ActiveSession().GetLeanRoundTrips()) {
+    TVqEWSCall call(*this, "GetFolder");
+    call.Add("m:FolderShape/t:BaseShape").SetText("AllProperties");
+    call.AddLoadId(call.Add("m:FolderIds"), "t:FolderId", AFolderId);
+    return FolderOf(call.SendForFolder());
+  }
   auto folder = MakeRef<TVqEWSFolder>(this, AFolderId);
   // The kind is only known from the first answer, so a calendar folder is loaded twice.
   if (folder->GetFolderFieldType() == sffCalendarFolder) return MakeRef<TVqEWSCalendarFolder>(this, AFolderId);
@@ -92,7 +103,13 @@ TVqRef<IVqEWSFolder> TVqEWSMsgStore::GetFolder(const TEwsFolderId& AFolderId) {
   return GetFolder(id);
 }
 
+TVqRef<IVqEWSFolder> TVqEWSMsgStore::FolderOf(const IVqDOMElement& AAnswer) {
+  if (AAnswer.GetLocalName() == "CalendarFolder") return MakeRef<TVqEWSCalendarFolder>(this, AAnswer);
+  return MakeRef<TVqEWSFolder>(this, AAnswer);
+}
+
 TVqRef<IVqEWSFolder> TVqEWSMsgStore::GetFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox) {
+  if (ActiveSession().GetLeanRoundTrips()) return FolderOf(AskForFolder(AFolderType, AMailbox, "AllProperties"));
   string folderClass;
   const TItemId id = GetFolderIdAndType(AFolderType, folderClass, AMailbox, true);
   if (folderClass == "CalendarFolder") return MakeRef<TVqEWSCalendarFolder>(this, id);  // case matters here
@@ -105,8 +122,10 @@ TVqRef<IVqEWSItem> TVqEWSMsgStore::GetItem(const TItemId& AItemId) {
   TVqEWSCall call(*this, "GetItem");
   call.Add("m:ItemShape/t:BaseShape").SetText("AllProperties");
   call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", AItemId);
+  const IVqDOMElement item = call.SendForItem();
+  if (ActiveSession().GetLeanRoundTrips()) return EwsOpenAnsweredItem(call.Response(), item, this, AItemId);
   // This answer only tells the class: the object loads itself by a request of its own.
-  return EwsOpenItem(call.SendForItem().GetLocalName(), this, AItemId);
+  return EwsOpenItem(item.GetLocalName(), this, AItemId);
 }
 
 TVqRef<IVqEWSCalendarItem> TVqEWSMsgStore::GetOccurence(const TItemId& AItemId, std::int32_t AIdx) {

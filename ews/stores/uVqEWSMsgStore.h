@@ -45,6 +45,8 @@ class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore, publi
   TItemId GetFolderIdAndType(TDistinguishedFolderIdName AFolderType, string& AFolderClass, const string& AMailbox,
                              bool ARaiseError);
   TItemId LookUpFolder(TDistinguishedFolderIdName AFolderType, string& AFolderClass, const string& AMailbox);
+  IVqDOMElement AskForFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox, const char* AShape);
+  TVqRef<IVqEWSFolder> FolderOf(const IVqDOMElement& AAnswer);
 
   string FDisplayName;
   TVqRef<IVqEWSRecipient> FIdentity;

@@ -52,7 +52,7 @@ TVqEWSDataUpdateStatus TVqEWSProperty::GetUpdateStatus() {
 }
 
 void TVqEWSProperty::SetUpdateStatus(TVqEWSDataUpdateStatus AValue) {
-  Owner();
+  Record(desCurrent);  // first: a load forgets explicit statuses
   FExplicit = {AValue, true, AValue == dusDeleted ? CurrentMarkup() : string()};
 }
 

@@ -65,6 +65,11 @@ void TWireTour::GoBy(const std::string& url) {
   LogOn(false);
 }
 
+void TWireTour::SetLean() {
+  FLean = true;
+  LogOn(false);
+}
+
 void TWireTour::Recover() {
   if (!FSession->GetActive() || !FStore) LogOn(false);
 }
@@ -74,6 +79,7 @@ void TWireTour::LogOn(bool impersonate) {
   FSession = std::make_unique<TVqEWSServiceSession>();
   FSession->SetStrictSchema(FStrict);
   FSession->SetSchemaFallback(FRefusing);
+  FSession->SetLeanRoundTrips(FLean);
   FSession->SetServiceUrl(FUrl);
   FSession->GetCredentials().SetUserName(impersonate ? "service" : "alice");
   FSession->GetCredentials().SetPassword(impersonate ? "robot" : "wonder");

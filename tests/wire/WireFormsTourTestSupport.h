@@ -34,6 +34,8 @@ class TWireTour {
   void SetHooks(THooks hooks) { FHooks = std::move(hooks); }
   /// Logs on to another server, which stands before the simulator.
   void GoBy(const std::string& url);
+  /// Logs on again, to lean round trips.
+  void SetLean();
   /// Logs on again when the session is no longer.
   void Recover();
   /// A question that every session that is usable gets an answer to. Raises.
@@ -95,6 +97,7 @@ class TWireTour {
   std::mt19937 FRandom;
   std::string FVersion;
   bool FStrict, FRefusing;
+  bool FLean = false;
   simulator::Simulator FServer;
   std::unique_ptr<TVqEWSServiceSession> FSession;
   TVqRef<IVqEWSMsgStore> FStore;
