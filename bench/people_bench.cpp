@@ -48,7 +48,7 @@ T Sample() {
   } else if constexpr (std::is_same_v<T, TBytes>) {
     return TBytes(64, 7);
   } else if constexpr (std::is_same_v<T, TDateTime>) {
-    return 46000;
+    return 46000.0;
   } else {
     return static_cast<T>(1);
   }

@@ -48,7 +48,7 @@ std::string DayText(TDateTime day) {
 TDateTime DayOf(const std::string& text) {
   std::string digits = text;
   std::erase(digits, '-');
-  if (digits.size() < 8) return 0;
+  if (digits.size() < 8) return {};
   return VqXMLToDateTime(digits.substr(0, 4) + "-" + digits.substr(4, 2) + "-" + digits.substr(6, 2) + "T00:00:00Z");
 }
 

@@ -384,7 +384,7 @@ void Tour::Write() {
   Step("save a task", [&] {
     const auto task = Supports<IVqEWSTask>(belowOwn(sffTasksFolder, "tasks")->CreateItem(tTask));
     task->SetSubject("Tour");
-    task->SetDueDate(46000);
+    task->SetDueDate(std::chrono::sys_days(std::chrono::year(2025) / 12 / 9));
     task->SaveChanges(soAutoResolve);
     task->SetStatus(tsCompleted);
     task->SaveChanges(soAutoResolve);

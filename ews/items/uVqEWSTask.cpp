@@ -38,7 +38,7 @@ bool TVqEWSTask::HoldsDueDateBack() {
 }
 
 TDateTime TVqEWSTask::GetDueDate() {
-  return HoldsDueDateBack() ? FDueDateNewItem.value_or(0) : NewData().GetDueDate();
+  return HoldsDueDateBack() ? FDueDateNewItem.value_or(TDateTime()) : NewData().GetDueDate();
 }
 
 void TVqEWSTask::SetDueDate(TDateTime AValue) {

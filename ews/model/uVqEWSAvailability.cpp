@@ -76,7 +76,7 @@ struct TChange {
 
   /// In the present year; 0 for a change that never comes.
   TDateTime Date() const {
-    if (Month < 1 || Month > 12 || DayOrder < 1 || DayOrder > 5 || DayOfWeek > dowSaturday) return 0;
+    if (Month < 1 || Month > 12 || DayOrder < 1 || DayOrder > 5 || DayOfWeek > dowSaturday) return {};
     return VqNthWeekday(VqDecodeDateTime(VqNow()).Year, Month, DayOrder, DayOfWeek) + Time;
   }
 };

@@ -33,7 +33,9 @@ struct TItemId {
   /// The version stamp; it changes with every write. May be empty where an object is only named, not changed.
   string ChangeKey;
 
+  /// Equal when both texts are: the same object in the same version. Ordered by the id, then by the version stamp.
   friend bool operator==(const TItemId&, const TItemId&) = default;
+  friend std::strong_ordering operator<=>(const TItemId&, const TItemId&) = default;
 
   /// Takes both texts from a record's attributes.
   void Assign(const TEwsItemId& ASource);
@@ -155,3 +157,10 @@ class IVqEWSPropObject : public virtual IVqEWSObject {
 };
 
 }  // namespace velmore
+
+/// Hash of ids, for unordered containers.
+template <>
+struct std::hash<velmore::TItemId> {
+  /// Equal ids have equal numbers, and so have the versions of one object.
+  std::size_t operator()(const velmore::TItemId& id) const noexcept { return std::hash<velmore::TVqString>()(id.Id); }
+};

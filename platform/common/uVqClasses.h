@@ -332,3 +332,12 @@ class TVqStrings {
 };
 
 }  // namespace velmore
+
+/// Hash of references, for unordered containers: by the object, as they compare.
+template <typename T>
+struct std::hash<velmore::TVqRef<T>> {
+  /// References to the same object have equal numbers.
+  std::size_t operator()(const velmore::TVqRef<T>& reference) const noexcept {
+    return std::hash<T*>()(reference.get());
+  }
+};

@@ -1,9 +1,10 @@
 #include "platform/common/uVqDateTimeUtils.h"
 
 #include <cmath>
-#include <limits>
+#include <cstdio>
+#include <ostream>
 
-#include "platform/common/uVqSysUtils.h"
+#include "platform/common/internal/uVqIsoTexts.h"
 
 namespace velmore {
 namespace {
@@ -131,33 +132,54 @@ TVqSysTime VqToSysTime(TDateTime value) {
   return TVqSysTime(std::chrono::milliseconds(VqToUnixMilliseconds(value)));
 }
 
-TDateTime VqFromSysTime(TVqSysTime value) {
-  return VqFromUnixMilliseconds(value.time_since_epoch().count());
+void TDateTime::CheckDays(double since) {
+  if (!(since > -750000.0 && since < 3000000.0)) RaiseOutOfRange();  // not a number fails the test, too
 }
 
-std::chrono::system_clock::time_point VqToTimePoint(TDateTime value) {
-  using Clock = std::chrono::system_clock;
-  const TVqSysTime point = VqToSysTime(value);
-  // Cutting towards zero stays inside the clock at both ends; rounding outward would overflow.
-  constexpr auto kLowest = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::duration::min());
-  constexpr auto kHighest = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::duration::max());
-  if (point.time_since_epoch() < kLowest || point.time_since_epoch() > kHighest) {
-    throw EConvertError("The date lies outside what the system's clock can tell.");
+double TDateTime::DaysOf(TRounded since) {
+  // The end of time, as servers write it, is rounded down, and not refused.
+  if (since.Up && since.Milliseconds == kVqEndMillisecond) --since.Milliseconds;
+  return VqFromUnixMilliseconds(since.Milliseconds);
+}
+
+std::ostream& operator<<(std::ostream& out, TDateTime value) {
+  try {
+    return out << VqToIso8601(value);
+  } catch (const EConvertError&) {
+    return out << static_cast<double>(value) << " days";
   }
-  return std::chrono::time_point_cast<Clock::duration>(point);
 }
 
-TDateTime VqFromTimePoint(std::chrono::system_clock::time_point value) {
-  const auto since = value.time_since_epoch();
-  auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(since);
-  const auto rest = since - milliseconds;
-  if (rest >= std::chrono::microseconds(500)) ++milliseconds;
-  if (rest < std::chrono::microseconds(-500)) --milliseconds;
-  return VqFromUnixMilliseconds(milliseconds.count());
+string VqToIso8601(TDateTime value) {
+  const auto [days, milliseconds] = VqSplitMilliseconds(VqToUnixMilliseconds(value));
+  return detail::DateText(days) + "T" + detail::TimeText(milliseconds) + "Z";
 }
 
 TDateTime VqNow() {
-  return VqFromTimePoint(std::chrono::system_clock::now());
+  return std::chrono::system_clock::now();
 }
 
 }  // namespace velmore
+
+namespace velmore::detail {
+
+std::string DateText(std::int64_t days) {
+  const TVqDateTimeParts date = VqCivilFromDays(days);
+  char text[16];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d", date.Year % 10000, date.Month % 100, date.Day % 100);
+  return text;
+}
+
+std::string TimeText(std::int64_t milliseconds) {
+  const auto part = [&](std::int64_t unit, int range) { return static_cast<int>(milliseconds / unit) % range; };
+  char text[24];
+  std::snprintf(text, sizeof text, "%02d:%02d:%02d", part(3600000, 24), part(60000, 60), part(1000, 60));
+  std::string result = text;
+  if (const int rest = part(1, 1000); rest != 0) {
+    std::snprintf(text, sizeof text, ".%03d", rest);
+    result += text;
+  }
+  return result;
+}
+
+}  // namespace velmore::detail

@@ -4,15 +4,18 @@
 ///
 ///     TDateTime start = VqEncodeDateTime({2024, 2, 29, 8, 30, 0, 0});
 ///     TDateTime next = VqIncMonth(start, 12);                           // 28 February 2025, 8:30
-///     auto clock = VqToTimePoint(start);                                // for std::chrono
+///     auto clock = VqToSysTime(start);                                  // for std::chrono; the way back is implicit
+///     if (auto due = VqIfSet(task->GetDueDate())) std::cout << *due;    // 2025-02-28T08:30:00Z
 ///
 /// A TDateTime is a straight line: 0 is 30 December 1899, -0.25 is 18:00 of the day before. Its double tells
 /// milliseconds apart in every year of the range, so that a value is exact to the millisecond here and whatever is
 /// finer is rounded. All functions are free of state and may be called from any thread.
 
 #include <chrono>
+#include <optional>
+#include <utility>
 
-#include "platform/common/uVqTypes.h"
+#include "platform/common/uVqSysUtils.h"
 
 namespace velmore {
 
@@ -132,17 +135,61 @@ TDateTime VqIncMonth(TDateTime value, std::int32_t months);
 /// A point on the system clock, fine enough for a TDateTime and wide enough for all its years.
 using TVqSysTime = std::chrono::time_point<std::chrono::system_clock, std::chrono::milliseconds>;
 
-/// Exact to the millisecond; raises EConvertError outside the years 1 to 9999.
+/// Exact to the millisecond; raises EConvertError outside the years 1 to 9999. The way back is TDateTime's constructor.
 TVqSysTime VqToSysTime(TDateTime value);
+/// The same in another unit, such as `VqToSysTime<std::chrono::days>`: units that are coarser get the point at or
+/// before the value. Raises EConvertError, too, beyond what the unit can tell: nanoseconds end in the years 1678 and
+/// 2261.
+template <typename TDuration>
+std::chrono::sys_time<TDuration> VqToSysTime(TDateTime value);
 /// The inverse; exact to the millisecond, raises EConvertError outside the years 1 to 9999.
-TDateTime VqFromSysTime(TVqSysTime value);
+inline TDateTime VqFromSysTime(TVqSysTime value) {
+  return value;
+}
 /// The same in the clock's own unit. Clocks that count nanoseconds end in the years 1678 and 2261: raises EConvertError
 /// beyond what the clock can tell.
-std::chrono::system_clock::time_point VqToTimePoint(TDateTime value);
+inline std::chrono::system_clock::time_point VqToTimePoint(TDateTime value) {
+  return VqToSysTime<std::chrono::system_clock::duration>(value);
+}
 /// Rounded to the millisecond; raises EConvertError outside the years 1 to 9999.
-TDateTime VqFromTimePoint(std::chrono::system_clock::time_point value);
+inline TDateTime VqFromTimePoint(std::chrono::system_clock::time_point value) {
+  return value;
+}
+
+/// The point in time, or nothing for 0, as which every date reads that an object does not have. For points in time
+/// only: as a time of day, 0 is midnight.
+constexpr std::optional<TDateTime> VqIfSet(TDateTime value) noexcept {
+  return value == 0.0 ? std::nullopt : std::optional(value);
+}
+
+/// ISO 8601 in UTC, "2024-02-29T08:30:00Z", with three digits behind a point where there are milliseconds: what `<<`
+/// writes. Raises EConvertError outside the years 1 to 9999. VqXMLToDateTime (uVqXMLUtils.h) reads it, in any zone.
+string VqToIso8601(TDateTime value);
 
 /// Now, UTC.
 TDateTime VqNow();
+
+template <typename TDuration>
+std::chrono::sys_time<TDuration> VqToSysTime(TDateTime value) {
+  using std::chrono::milliseconds;
+  const milliseconds since = VqToSysTime(value).time_since_epoch();
+  if constexpr (std::chrono::treat_as_floating_point_v<typename TDuration::rep>) {
+    return std::chrono::sys_time<TDuration>(since);
+  } else if constexpr (std::ratio_less_v<typename TDuration::period, std::milli>) {
+    // Cutting towards zero stays inside the unit at both ends; rounding outward would overflow.
+    if (since < std::chrono::duration_cast<milliseconds>(TDuration::min()) ||
+        since > std::chrono::duration_cast<milliseconds>(TDuration::max())) {
+      throw EConvertError("The date lies outside what the system's clock can tell.");
+    }
+    return std::chrono::sys_time<TDuration>(std::chrono::duration_cast<TDuration>(since));
+  } else {
+    using TWide = std::chrono::duration<std::int64_t, typename TDuration::period>;
+    const std::int64_t count = std::chrono::floor<TWide>(since).count();
+    if (!std::in_range<typename TDuration::rep>(count)) {
+      throw EConvertError("The date lies outside what the system's clock can tell.");
+    }
+    return std::chrono::sys_time<TDuration>(TDuration(static_cast<typename TDuration::rep>(count)));
+  }
+}
 
 }  // namespace velmore

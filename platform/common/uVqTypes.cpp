@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <ostream>
+#include <type_traits>
 
 #include "platform/common/uVqSysUtils.h"
 
@@ -148,6 +149,21 @@ TVqString::TVqString(const char8_t* utf8) {
   if (utf8) AppendUtf8(reinterpret_cast<const char*>(utf8));
 }
 
+TVqString::TVqString(std::u8string_view utf8) {
+  AppendUtf8({reinterpret_cast<const char*>(utf8.data()), utf8.size()});
+}
+
+TVqString TVqString::OfFileName(const std::u8string& name) {
+  const std::string_view bytes(reinterpret_cast<const char*>(name.data()), name.size());
+  if (!VqIsUtf8(bytes)) throw EConvertError("The file name \"" + TVqString(bytes) + "\" is not well-formed UTF-8.");
+  return bytes;
+}
+
+TVqString::operator std::u8string() const {
+  const std::string bytes = utf8();
+  return {bytes.begin(), bytes.end()};
+}
+
 TVqString& TVqString::AppendUtf8(std::string_view utf8) {
   for (std::size_t i = 0;;) {
     const std::size_t run = AsciiRun(utf8.data() + i, utf8.size() - i);
@@ -239,3 +255,8 @@ bool VqTryParseGuid(const string& text, TGUID& guid) {
 }
 
 }  // namespace velmore
+
+std::size_t std::hash<velmore::TGUID>::operator()(const velmore::TGUID& guid) const noexcept {
+  static_assert(std::has_unique_object_representations_v<velmore::TGUID>);
+  return std::hash<std::string_view>()({reinterpret_cast<const char*>(&guid), sizeof guid});
+}

@@ -5,9 +5,12 @@
 ///     velmore::string subject = "Grüße";          // from UTF-8
 ///     subject += u"!";                             // from UTF-16
 ///     std::cout << subject << '\n';                // prints UTF-8
-///     std::string bytes = subject.utf8();
+///     std::string bytes = subject.utf8();          // or std::string(subject)
+///     velmore::TDateTime due = std::chrono::sys_days(2026y / 11 / 30);
 
+#include <chrono>
 #include <compare>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -18,6 +21,14 @@
 #include <vector>
 
 namespace velmore {
+
+/// A std::filesystem::path, told by its shape: that header is large, and most programs do without it.
+template <typename T>
+concept VqFilePath = requires(const T& path) {
+  T::preferred_separator;
+  typename T::string_type;
+  { path.u8string() } -> std::same_as<std::u8string>;
+};
 
 /// Text of 16-bit code units, as the wire protocol's own object model counts it, for programs that speak UTF-8.
 ///
@@ -40,6 +51,13 @@ class TVqString {
   TVqString(const std::string& utf8) { AppendUtf8(utf8); }
   TVqString(const char* utf8) { AppendUtf8(utf8 ? std::string_view(utf8) : std::string_view()); }
   TVqString(const char8_t* utf8);
+  TVqString(std::u8string_view utf8);
+  TVqString(const std::u8string& utf8) : TVqString(std::u8string_view(utf8)) {}
+  /// The name of a file, from a std::filesystem::path. Raises EConvertError when the name is not well-formed UTF-8,
+  /// which file systems allow: its text would be the name of another file. The way back is
+  /// `std::filesystem::path(text.utf16())`, which is right on every system.
+  template <VqFilePath T>
+  TVqString(const T& path) : TVqString(OfFileName(path.u8string())) {}
 
   /// Number of 16-bit units, not of characters.
   size_type Length() const noexcept { return FText.size(); }
@@ -54,6 +72,9 @@ class TVqString {
   const std::u16string& utf16() const noexcept { return FText; }
   /// The text as UTF-8.
   std::string utf8() const;
+  /// The same, for who asks for it by name: `std::string(text)`.
+  explicit operator std::string() const { return utf8(); }
+  explicit operator std::u8string() const;
 
   /// The unit at a position. Raises EListError when there is none.
   char16_t operator[](size_type index) const {
@@ -105,6 +126,10 @@ class TVqString {
   friend bool operator==(const TVqString& a, const char* utf8) noexcept {
     return utf8 ? a.EqualsUtf8(utf8) : a.empty();
   }
+  template <VqFilePath T>
+  friend bool operator==(const TVqString& a, const T& path) {
+    return a == TVqString(path.u8string());
+  }
   /// Order of the code units.
   friend std::strong_ordering operator<=>(const TVqString& a, const TVqString& b) noexcept {
     return a.FText.compare(b.FText) <=> 0;
@@ -114,6 +139,7 @@ class TVqString {
   friend std::ostream& operator<<(std::ostream& out, const TVqString& text);
 
  private:
+  static TVqString OfFileName(const std::u8string& name);
   bool EqualsUtf8(std::string_view utf8) const noexcept;
   [[noreturn]] void RaiseNoUnit(size_type index) const;
 
@@ -122,6 +148,8 @@ class TVqString {
 
 /// The library's word for text.
 using string = TVqString;
+/// The same by a name that stays one when a program says `using namespace velmore` and `using namespace std`.
+using TText = TVqString;
 
 /// Bytes without a meaning of their own: contents of attachments, binary property values.
 using TBytes = std::vector<std::uint8_t>;
@@ -134,15 +162,49 @@ std::string VqToUtf8(std::u16string_view text);
 std::u16string VqToUtf16(std::string_view utf8);
 
 /// A point in time: whole days since 30 December 1899, with the fraction of a day after the decimal point. UTC unless
-/// an operation says otherwise. A double in all but name, so that days can be added and compared.
+/// an operation says otherwise. A double in all but name, so that days can be added and compared. A date that an object
+/// does not have reads as 0; VqIfSet (uVqDateTimeUtils.h) makes an empty optional of it, and VqToSysTime is the way to
+/// std::chrono.
 class TDateTime {
  public:
-  /// From and to the number of days.
-  constexpr TDateTime(double days = 0) noexcept : FDays(days) {}
+  /// 0: 30 December 1899, or no date.
+  constexpr TDateTime() noexcept = default;
+  /// From a number of days.
+  template <std::floating_point T>
+  constexpr TDateTime(T days) noexcept : FDays(static_cast<double>(days)) {}
+  /// The same from a whole number, which must be asked for: seconds of other clocks are whole numbers, too, and a flag
+  /// is no date at all.
+  template <std::integral T>
+  requires(!std::same_as<T, bool>) constexpr explicit TDateTime(T days) noexcept : FDays(static_cast<double>(days)) {}
+  /// From a point on the system's clock, whatever it counts in; finer than a millisecond is rounded. Raises
+  /// EConvertError outside the years 1 to 9999.
+  template <typename TDuration>
+  TDateTime(std::chrono::sys_time<TDuration> point) : FDays(DaysOf(Round(point.time_since_epoch()))) {}
+  /// The number of days.
   constexpr operator double() const noexcept { return FDays; }
 
+  /// Writes ISO 8601, "2026-11-30T08:00:00Z"; a value outside the years 1 to 9999 as its number of days.
+  friend std::ostream& operator<<(std::ostream& out, TDateTime value);
+
  private:
-  double FDays;
+  /// Milliseconds since 1970, and whether they were rounded upwards.
+  struct TRounded {
+    std::int64_t Milliseconds;
+    bool Up;
+  };
+  template <typename TRep, typename TPeriod>
+  static TRounded Round(std::chrono::duration<TRep, TPeriod> since) {
+    using std::chrono::milliseconds;
+    // Behind this check, nothing overflows.
+    CheckDays(std::chrono::duration<double, std::chrono::days::period>(since).count());
+    const auto whole = std::chrono::floor<milliseconds>(since);
+    const bool up = 2 * (since - whole) >= milliseconds(1);
+    return {whole.count() + up, up};
+  }
+  static void CheckDays(double since);
+  static double DaysOf(TRounded since);
+
+  double FDays = 0;
 };
 
 /// A GUID in its four textual parts. The constructor from text is for constants:
@@ -210,4 +272,18 @@ struct std::hash<velmore::TVqString> {
   std::size_t operator()(const velmore::TVqString& text) const noexcept {
     return std::hash<std::u16string_view>()(text.view());
   }
+};
+
+/// Hash of the point in time.
+template <>
+struct std::hash<velmore::TDateTime> {
+  /// Equal points have equal numbers.
+  std::size_t operator()(velmore::TDateTime value) const noexcept { return std::hash<double>()(value); }
+};
+
+/// Hash of all parts.
+template <>
+struct std::hash<velmore::TGUID> {
+  /// Equal GUIDs have equal numbers.
+  std::size_t operator()(const velmore::TGUID& guid) const noexcept;
 };

@@ -89,7 +89,7 @@ bool IsHeaderText(const string& text) {
 
 /// When a token ends that is good for so many seconds from now on.
 TDateTime EndOf(const TVqJSONValue& seconds) {
-  if (!seconds || seconds.IsNull()) return TDateTime(0);
+  if (!seconds || seconds.IsNull()) return {};
   const double life = std::clamp(seconds.AsDouble(0), 0.0, kLongestLife);
   return TDateTime(VqNow() + life * kSecond);
 }

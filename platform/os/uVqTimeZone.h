@@ -61,9 +61,9 @@ struct TVqTimeZoneInfo {
   /// Minutes to add to local time without daylight saving to get UTC: -60 for a zone that is an hour ahead.
   std::int32_t Bias = 0;
   /// When standard time begins, as the clock shows it right before it is put back; 0 when there is no daylight saving.
-  TDateTime StandardDate = 0;
+  TDateTime StandardDate;
   /// When daylight saving begins, as the clock shows it right before it is put forward; 0 when there is none.
-  TDateTime DaylightDate = 0;
+  TDateTime DaylightDate;
   /// Minutes to add to the bias in daylight saving: -60 as a rule; 0 when there is none.
   std::int32_t DaylightBias = 0;
 };

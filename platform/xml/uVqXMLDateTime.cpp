@@ -5,35 +5,19 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "platform/common/internal/uVqIsoTexts.h"
 #include "platform/common/uVqDateTimeUtils.h"
 #include "platform/xml/uVqXMLConvert_p.h"
 
 namespace velmore {
 
+using detail::DateText;
 using detail::FailConvert;
+using detail::TimeText;
 
 namespace {
 
 constexpr std::int64_t kDay = kVqMillisecondsPerDay;
-
-std::string DateText(std::int64_t day) {
-  const TVqDateTimeParts date = VqCivilFromDays(day);
-  char text[16];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02d", date.Year % 10000, date.Month % 100, date.Day % 100);
-  return text;
-}
-
-std::string TimeText(std::int64_t milliseconds) {
-  const auto part = [&](std::int64_t unit, int range) { return static_cast<int>(milliseconds / unit) % range; };
-  char text[24];
-  std::snprintf(text, sizeof text, "%02d:%02d:%02d", part(3600000, 24), part(60000, 60), part(1000, 60));
-  std::string result = text;
-  if (const int rest = part(1, 1000); rest != 0) {
-    std::snprintf(text, sizeof text, ".%03d", rest);
-    result += text;
-  }
-  return result;
-}
 
 /// Reads the parts of a text one after the other.
 class TReader {
@@ -129,8 +113,8 @@ class TReader {
 }  // namespace
 
 string VqDateTimeToXML(TDateTime AValue, TVqTimeZoneFormat AFormat) {
-  const TVqDayTime value = VqSplitMilliseconds(VqToUnixMilliseconds(AValue));
-  return DateText(value.Days) + "T" + TimeText(value.Milliseconds) + (AFormat == kVqTimeZoneUtc ? "Z" : "");
+  const string text = VqToIso8601(AValue);
+  return AFormat == kVqTimeZoneUtc ? text : text.Copy(0, text.Length() - 1);  // the point as it stands, without "Z"
 }
 
 TDateTime VqXMLToDateTime(const TVqUtf8View& AText, TVqTimeZoneFormat AFormat) {

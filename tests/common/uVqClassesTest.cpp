@@ -7,6 +7,7 @@
 #include <memory>
 #include <random>
 #include <thread>
+#include <unordered_map>
 
 namespace velmore {
 namespace {
@@ -497,6 +498,17 @@ TEST(Strings, MayBeSetAndAddedFromTheirOwnItems) {
   std::int32_t seen = 0;
   for (const string& text : list) seen += text == "a";
   EXPECT_EQ(seen, 101);
+}
+
+TEST(Reference, IsAKey) {
+  const auto room = MakeRef<TRoom>(1), other = MakeRef<TRoom>(1);
+  std::unordered_map<TVqRef<IShelf>, int> visits;
+  ++visits[room];
+  ++visits[Supports<IShelf>(room)];
+  ++visits[other];
+  ++visits[nullptr];
+  EXPECT_EQ(visits.size(), 3u);
+  EXPECT_EQ(visits[room], 2) << "by the object, not by what it holds";
 }
 
 }  // namespace

@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <tuple>
-
+#include <atomic>
 #include <cmath>
+#include <iomanip>
 #include <limits>
 #include <random>
+#include <sstream>
+#include <tuple>
+#include <unordered_map>
 
 #include "platform/common/uVqSysUtils.h"
 
@@ -61,8 +64,8 @@ TEST(DateTime, KnownDaysHaveKnownNumbers) {
   EXPECT_EQ(VqEncodeDateTime({1899, 12, 29, 18, 0, 0, 0}), -0.25) << "time runs straight through zero";
   EXPECT_EQ(VqEncodeTime(12, 0, 0), 0.5);
   EXPECT_EQ(VqEncodeTime(0, 0, 0), 0.0);
-  EXPECT_EQ(VqDecodeDateTime(0), (TVqDateTimeParts{1899, 12, 30, 0, 0, 0, 0}));
-  EXPECT_EQ(VqDecodeDateTime(0), TVqDateTimeParts());
+  EXPECT_EQ(VqDecodeDateTime({}), (TVqDateTimeParts{1899, 12, 30, 0, 0, 0, 0}));
+  EXPECT_EQ(VqDecodeDateTime({}), TVqDateTimeParts());
   EXPECT_EQ(VqDecodeDateTime(-0.25), (TVqDateTimeParts{1899, 12, 29, 18, 0, 0, 0}));
 }
 
@@ -116,12 +119,12 @@ TEST(DateTime, ValuesThatAreNoDateRaise) {
 
 TEST(DateTime, PartsThatTheCalendarDoesNotHaveAreRefused) {
   const TVqDateTimeParts good{2024, 2, 29, 23, 59, 59, 999};
-  TDateTime value = 7;
+  TDateTime value = 7.0;
   ASSERT_TRUE(VqTryEncodeDateTime(good, value));
   const auto refused = [&](auto change) {
     TVqDateTimeParts parts = good;
     change(parts);
-    TDateTime untouched = 7;
+    TDateTime untouched = 7.0;
     EXPECT_FALSE(VqTryEncodeDateTime(parts, untouched));
     EXPECT_EQ(untouched, 7.0);
     EXPECT_THROW(VqEncodeDateTime(parts), EConvertError);
@@ -273,6 +276,161 @@ TEST(Calendar, HasItsNthWeekdays) {
   EXPECT_EQ(day(3, 1, 6), 7);
   for (const auto& [month, n, weekday] : {std::tuple{0, 1, 0}, {13, 1, 0}, {1, 0, 0}, {1, 6, 0}, {1, 1, -1}, {1, 1, 7}})
     EXPECT_THROW(VqNthWeekday(2026, month, n, weekday), EConvertError);
+}
+
+// ---- std::chrono
+
+template <typename TDuration>
+std::chrono::sys_time<TDuration> At(typename TDuration::rep count) {
+  return std::chrono::sys_time<TDuration>(TDuration(count));
+}
+
+TEST(Chrono, ADateIsAssignedFromAPointInAnyUnit) {
+  using namespace std::chrono;
+  const auto taken = [](TDateTime value) { return VqToUnixMilliseconds(value); };  // implicit, as for a setter
+  constexpr std::int64_t kDay = 1772409600000;                                     // 2 March 2026
+  EXPECT_EQ(taken(sys_days(year(2026) / 3 / 2)), kDay);
+  EXPECT_EQ(taken(At<hours>(kDay / 3600000)), kDay);
+  EXPECT_EQ(taken(At<seconds>(kDay / 1000 + 1)), kDay + 1000);
+  EXPECT_EQ(taken(At<milliseconds>(kDay + 1)), kDay + 1);
+  EXPECT_EQ(taken(At<microseconds>(kDay * 1000 + 1000)), kDay + 1);
+  EXPECT_EQ(taken(At<nanoseconds>(kDay * 1000000 + 1000000)), kDay + 1);
+  EXPECT_EQ(taken(At<duration<double>>(static_cast<double>(kDay) / 1000 + 0.25)), kDay + 250);
+  EXPECT_EQ(taken(At<duration<float, std::ratio<86400>>>(0.5f)), 43200000);
+  EXPECT_EQ(taken(At<duration<std::int64_t, std::ratio<1, 60>>>(59)), 983) << "983.3 milliseconds";
+  EXPECT_EQ(taken(At<duration<std::int32_t>>(-1)), -1000);
+  EXPECT_EQ(taken(At<duration<std::uint32_t>>(4000000000u)), 4000000000000);
+  EXPECT_EQ(taken(system_clock::from_time_t(1)), 1000);
+}
+
+TEST(Chrono, WhatIsFinerIsRoundedToTheMillisecondOnBothSidesOf1970) {
+  using namespace std::chrono;
+  const auto rounded = [](std::int64_t microseconds_) { return VqToUnixMilliseconds(At<microseconds>(microseconds_)); };
+  EXPECT_EQ(rounded(1499), 1);
+  EXPECT_EQ(rounded(1500), 2);
+  EXPECT_EQ(rounded(2500), 3);
+  EXPECT_EQ(rounded(-499), 0);
+  EXPECT_EQ(rounded(-500), 0) << "half a millisecond goes up the line, before 1970 as after it";
+  EXPECT_EQ(rounded(-501), -1);
+  EXPECT_EQ(rounded(-1500), -1);
+  EXPECT_EQ(rounded(-1501), -2);
+}
+
+TEST(Chrono, TheEndsOfTheRangeAreThoseOfDates) {
+  using namespace std::chrono;
+  constexpr std::int64_t kLastMicrosecond = kVqEndMillisecond * 1000 - 1;
+  EXPECT_EQ(VqToUnixMilliseconds(At<microseconds>(kLastMicrosecond)), kVqEndMillisecond - 1)
+      << "the end of time is rounded down";
+  EXPECT_EQ(VqToUnixMilliseconds(At<microseconds>(kLastMicrosecond - 499)), kVqEndMillisecond - 1);
+  EXPECT_EQ(VqToUnixMilliseconds(At<microseconds>(kVqFirstMillisecond * 1000 - 500)), kVqFirstMillisecond);
+  EXPECT_EQ(VqToUnixMilliseconds(sys_days(year(1) / 1 / 1)), kVqFirstMillisecond);
+  EXPECT_EQ(VqToUnixMilliseconds(sys_days(year(9999) / 12 / 31)), kVqEndMillisecond - kVqMillisecondsPerDay);
+  const auto refused = [](auto point) { EXPECT_THROW(TDateTime{point}, EConvertError); };
+  refused(At<microseconds>(kVqEndMillisecond * 1000));
+  refused(At<microseconds>(kVqFirstMillisecond * 1000 - 501));
+  refused(sys_days(year(10000) / 1 / 1));
+  refused(sys_days(year(0) / 12 / 31));
+  // Nothing overflows on the way to the refusal.
+  refused(sys_seconds::max());
+  refused(sys_seconds::min());
+  refused(sys_time<hours>::max());
+  refused(sys_time<milliseconds>::max());
+  refused(sys_time<milliseconds>::min());
+  refused(sys_time<years>::max());
+  refused(sys_days::min());
+  refused(At<duration<double>>(std::nan("")));
+  refused(At<duration<double>>(1e300));
+  refused(At<duration<float>>(-std::numeric_limits<float>::infinity()));
+}
+
+TEST(Chrono, ADateBecomesAPointInAnyUnit) {
+  using namespace std::chrono;
+  const TDateTime value = VqEncodeDateTime({2026, 3, 2, 8, 30, 15, 250});
+  const sys_days day = year(2026) / 3 / 2;
+  EXPECT_EQ(VqToSysTime<milliseconds>(value), day + hours(8) + minutes(30) + seconds(15) + milliseconds(250));
+  EXPECT_EQ(VqToSysTime<nanoseconds>(value), VqToSysTime(value));
+  EXPECT_EQ(VqToSysTime<seconds>(value), day + hours(8) + minutes(30) + seconds(15));
+  EXPECT_EQ(VqToSysTime<days>(value), day);
+  EXPECT_EQ(VqToSysTime<days>(VqEncodeDateTime({1969, 12, 31, 23, 0, 0, 0})), sys_days(year(1969) / 12 / 31))
+      << "the day that it lies in, before 1970 as after it";
+  EXPECT_DOUBLE_EQ(VqToSysTime<duration<double>>(value).time_since_epoch().count(), 1772440215.25);
+  EXPECT_THROW((VqToSysTime<duration<std::int16_t, days::period>>(VqEncodeDate(2100, 1, 1))), EConvertError);
+  EXPECT_THROW((VqToSysTime<duration<std::uint64_t>>(VqEncodeDate(1969, 1, 1))), EConvertError);
+  EXPECT_THROW(VqToSysTime<seconds>(1e7), EConvertError);
+}
+
+TEST(Chrono, ThereAndBackIsTheSameInAllYears) {
+  using namespace std::chrono;
+  std::mt19937_64 random(7);
+  std::uniform_int_distribution<std::int64_t> any(kVqFirstMillisecond, kVqEndMillisecond - 1);
+  for (int i = 0; i < 20000; ++i) {
+    const TVqSysTime point{milliseconds(any(random))};
+    const TDateTime value = point;
+    ASSERT_EQ(VqToSysTime(value), point);
+    ASSERT_EQ(TDateTime(VqToSysTime<microseconds>(value)), value);
+    ASSERT_EQ(VqToSysTime<seconds>(value), floor<seconds>(point));
+    ASSERT_EQ(VqToSysTime<days>(value), floor<days>(point));
+  }
+}
+
+// Only points on the system's clock are points in time: what a wall shows somewhere needs a zone.
+static_assert(std::convertible_to<std::chrono::sys_days, TDateTime>);
+static_assert(!std::convertible_to<std::chrono::local_days, TDateTime>);
+static_assert(!std::constructible_from<TDateTime, std::chrono::local_days>);
+static_assert(!std::convertible_to<std::chrono::steady_clock::time_point, TDateTime>);
+static_assert(!std::convertible_to<std::chrono::seconds, TDateTime>);
+
+// ---- Numbers
+
+template <typename T>
+constexpr bool kSilent = std::convertible_to<T, TDateTime>;
+static_assert(kSilent<double> && kSilent<float>);
+static_assert(!kSilent<bool> && !kSilent<char> && !kSilent<int> && !kSilent<unsigned> && !kSilent<std::int64_t> &&
+              !kSilent<std::size_t> && !kSilent<std::memory_order> && !kSilent<const char*>);
+static_assert(std::constructible_from<TDateTime, int>, "a whole number of days must be asked for");
+static_assert(!std::constructible_from<TDateTime, bool>);
+static_assert(TDateTime(46000) == 46000.0 && TDateTime() == 0.0 && TDateTime(-1).operator double() == -1.0);
+
+// ---- Absent, printed, as a key
+
+TEST(DateTime, AnAbsentDateIsAnEmptyOptional) {
+  EXPECT_FALSE(VqIfSet({}));
+  EXPECT_FALSE(VqIfSet(-0.0));
+  EXPECT_EQ(VqIfSet(0.5), TDateTime(0.5)) << "noon of the first day is a point in time";
+  EXPECT_EQ(VqIfSet(VqEncodeDate(1, 1, 1)), VqEncodeDate(1, 1, 1));
+  if (const auto due = VqIfSet(46000.25)) {
+    EXPECT_EQ(VqToIso8601(*due), "2025-12-09T06:00:00Z");
+  } else {
+    FAIL();
+  }
+}
+
+TEST(DateTime, PrintsAsIso8601) {
+  const auto printed = [](TDateTime value) {
+    std::ostringstream out;
+    out << value;
+    return out.str();
+  };
+  EXPECT_EQ(printed(VqEncodeDateTime({2026, 3, 2, 8, 30, 0, 0})), "2026-03-02T08:30:00Z");
+  EXPECT_EQ(printed(VqEncodeDateTime({2026, 3, 2, 8, 30, 5, 7})), "2026-03-02T08:30:05.007Z");
+  EXPECT_EQ(printed(VqEncodeDateTime(kFirst)), "0001-01-01T00:00:00Z");
+  EXPECT_EQ(printed(VqEncodeDateTime(kLast)), "9999-12-31T23:59:59.999Z");
+  EXPECT_EQ(printed({}), "1899-12-30T00:00:00Z");
+  EXPECT_EQ(printed(1e7), "1e+07 days") << "what is no date is printed nevertheless";
+  EXPECT_EQ(printed(std::nan("")), "nan days");
+  EXPECT_THROW(VqToIso8601(1e7), EConvertError);
+  std::ostringstream wide;
+  wide << std::setw(22) << VqEncodeDate(2026, 3, 2);
+  EXPECT_EQ(wide.str(), "  2026-03-02T00:00:00Z");
+}
+
+TEST(DateTime, IsAKey) {
+  std::unordered_map<TDateTime, int> counts;
+  ++counts[46000.5];
+  ++counts[VqEncodeDateTime({2025, 12, 9, 12, 0, 0, 0})];
+  ++counts[46000.0];
+  EXPECT_EQ(counts.size(), 2u);
+  EXPECT_EQ(counts[46000.5], 2);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <sstream>
 #include <unordered_set>
 
@@ -311,6 +312,80 @@ TEST(Guid, EveryPartCountsInComparison) {
     if (part > 2) ++other.D4[part - 3];
     EXPECT_NE(other, guid) << part;
   }
+}
+
+TEST(Guid, IsAKey) {
+  std::unordered_set<TGUID> seen;
+  EXPECT_TRUE(seen.insert(TGUID("00020328-0000-0000-C000-000000000046")).second);
+  EXPECT_FALSE(seen.insert(TGUID("{00020328-0000-0000-c000-000000000046}")).second);
+  EXPECT_TRUE(seen.insert(TGUID("00020328-0000-0000-C000-000000000047")).second);
+}
+
+// ---- The standard library's texts
+
+TEST(Text, BecomesStandardTextWhenAskedByName) {
+  const string text = u"Gr\u00FC\u00DFe \U0001F600";
+  EXPECT_EQ(std::string(text),
+            "Gr\xC3\xBC\xC3\x9F"
+            "e \xF0\x9F\x98\x80");
+  EXPECT_EQ(static_cast<std::string>(text), text.utf8());
+  EXPECT_TRUE(std::u8string(text) == u8"Gr\u00FC\u00DFe \U0001F600");
+  const std::string kept{text};
+  EXPECT_EQ(kept, text);
+  const std::u16string lone(1, u'\xD800');
+  EXPECT_EQ(std::string(string(lone)), "\xEF\xBF\xBD") << "a lone surrogate";
+  EXPECT_TRUE(std::u8string(string(lone)) == u8"\uFFFD");
+  EXPECT_EQ(std::string(string()), "");
+  EXPECT_EQ(std::string(string("a\0b"s)).size(), 3u);
+  static_assert(!std::convertible_to<string, std::string>, "a conversion that costs is written down");
+  static_assert(!std::convertible_to<string, std::u8string>);
+}
+
+TEST(Text, ComesFromCharactersOfUtf8) {
+  const std::u8string subject = u8"Gr\u00FC\u00DFe \U0001F600";
+  const auto taken = [](const string& text) { return text.utf16(); };  // implicit, as for a setter
+  EXPECT_EQ(taken(subject), u"Gr\u00FC\u00DFe \U0001F600");
+  EXPECT_EQ(taken(std::u8string_view(subject).substr(0, 2)), u"Gr");
+  EXPECT_EQ(taken(u8"\u00FC"), u"\u00FC");
+  EXPECT_EQ(taken(std::u8string_view()), u"");
+  EXPECT_EQ(string(std::u8string(u8"a\0b", 3)).Length(), 3u);
+  EXPECT_TRUE(string(u8"\u00FC") == std::u8string(u8"\u00FC"));
+  for (const TUtf8Case& test : kCases) {
+    SCOPED_TRACE(test.What);
+    EXPECT_EQ(string(std::u8string(test.Utf8.begin(), test.Utf8.end())).utf16(), test.Units);
+  }
+}
+
+TEST(Text, ComesFromTheNameOfAFile) {
+  const auto taken = [](const string& name) { return name; };
+  const std::filesystem::path path = u8"Gr\u00FC\u00DFe/\U0001F600.eml";
+  EXPECT_EQ(taken(path), string(path.u8string()));
+  EXPECT_EQ(taken(std::filesystem::path()), "");
+  EXPECT_EQ(std::filesystem::path(taken(path).utf16()), path) << "there and back";
+  EXPECT_TRUE(string("b") == std::filesystem::path("a/b").filename());
+  EXPECT_FALSE(string("a/b") == std::filesystem::path("a/c"));
+#ifndef _WIN32
+  for (const TUtf8Case& test : kCases) {
+    SCOPED_TRACE(test.What);
+    const std::filesystem::path name = test.Utf8;
+    if (test.WellFormed) {
+      EXPECT_EQ(taken(name).utf16(), test.Units);
+    } else {
+      EXPECT_THROW(taken(name), EConvertError) << "it would be the name of another file";
+    }
+  }
+  try {
+    taken(std::filesystem::path("a\xFF.eml"));
+    FAIL();
+  } catch (const EConvertError& error) {
+    EXPECT_STREQ(error.what(), "The file name \"a\xEF\xBF\xBD.eml\" is not well-formed UTF-8.");
+  }
+#endif
+  static_assert(!VqFilePath<std::string> && !VqFilePath<string> && VqFilePath<std::filesystem::path>);
+}
+
+TEST(Text, HasANameThatClashesWithNone) {
+  static_assert(std::same_as<TText, string>);
 }
 
 }  // namespace

@@ -185,7 +185,7 @@ TEST_F(Dispatch, AQueuedEventKeepsItsFolderAlive) {
     TVqEWSSingleStoreFolderEvents events;
     events.SetOnNewMail(
         [&](const TVqRef<IVqEWSFolder>& folder, TDateTime, const TItemId&, const TItemId&) { heard = folder; });
-    events.NewMail(Folder(dfindrafts), 1, {}, {});
+    events.NewMail(Folder(dfindrafts), 1.0, {}, {});
     VqProcessMainThreadQueue();
   }
   ASSERT_TRUE(heard);
@@ -195,7 +195,7 @@ TEST_F(Dispatch, AQueuedEventKeepsItsFolderAlive) {
 TEST_F(Dispatch, AnEventWhoseComponentIsGoneCallsNothing) {
   auto events = std::make_unique<TVqEWSSingleStoreFolderEvents>();
   events->SetOnNewMail([this](const FolderRef&, TDateTime, const TItemId&, const TItemId&) { Log.Add("called"); });
-  events->NewMail(FInbox, 1, {}, {});
+  events->NewMail(FInbox, 1.0, {}, {});
   events = nullptr;
   EXPECT_EQ(VqProcessMainThreadQueue(), 1);
   EXPECT_THAT(Log.Entries(), IsEmpty());
@@ -203,11 +203,11 @@ TEST_F(Dispatch, AnEventWhoseComponentIsGoneCallsNothing) {
 
 TEST_F(Dispatch, TheOperationsHandOverWhatTheyAreGiven) {
   const TItemId item{"i", "k"}, parent{FInbox->GetID().Id, "pk"}, old{"oi", "ok"}, oldParent{"op", ""};
-  Events.ItemDeleted(FInbox, 0, item, parent);
-  Events.ItemCopied(FInbox, 0, item, parent, old, oldParent);
-  Events.ItemMoved(FInbox, 0, item, parent, old, oldParent);
-  Events.ItemModified(FInbox, 0, item, parent, 5);
-  Events.ItemCreated(FInbox, 0, item, parent);
+  Events.ItemDeleted(FInbox, {}, item, parent);
+  Events.ItemCopied(FInbox, {}, item, parent, old, oldParent);
+  Events.ItemMoved(FInbox, {}, item, parent, old, oldParent);
+  Events.ItemModified(FInbox, {}, item, parent, 5);
+  Events.ItemCreated(FInbox, {}, item, parent);
   EXPECT_THAT(Log.Entries(), ElementsAre("deleted inbox never i/k pk", "copied inbox never i/k pk oi/ok op/",
                                          "moved inbox never i/k pk oi/ok op/", "modified inbox never i/k pk 5",
                                          "created inbox never i/k pk"));

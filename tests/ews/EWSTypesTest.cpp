@@ -139,7 +139,7 @@ TEST(EWSTypes, GuidsAndBase64AreText) {
 TEST(EWSTypes, DayIsReadWithATimeZoneBehindIt) {
   TEwsEndDateRecurrenceRange range(Parse("<t:R><t:StartDate>2024-02-29+13:00</t:StartDate></t:R>"));
   EXPECT_EQ(range.GetStartDate(), 45351.0);
-  range.SetEndDate(45352);
+  range.SetEndDate(45352.0);
   EXPECT_EQ(range.GetXML(), "<t:R><t:StartDate>2024-02-29+13:00</t:StartDate><t:EndDate>2024-03-01</t:EndDate></t:R>");
 }
 

@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <unordered_set>
+#include <vector>
+
 namespace velmore {
 namespace {
 
@@ -18,6 +22,19 @@ TEST(Interfaces, BringTheResultsOfASearchForAName) {
   EXPECT_EQ(first->GetRecipient().GetEmailAddress(), "ann@example.com");
   EXPECT_TRUE(found->IncludesLastItemInRange());
   EXPECT_EQ(VqEnumToText(scContacts), "Contacts");
+}
+
+TEST(ItemIds, AreKeys) {
+  const TItemId first{"A", "1"}, newer{"A", "2"}, other{"B", "1"};
+  std::unordered_set<TItemId> seen{first, newer, other, first};
+  EXPECT_EQ(seen.size(), 3u) << "another version is another key";
+  EXPECT_TRUE(seen.contains({"A", "2"}));
+  EXPECT_EQ(std::hash<TItemId>()(first), std::hash<TItemId>()({"A", "1"}));
+
+  const std::set<TItemId> sorted{other, newer, first, TItemId()};
+  EXPECT_EQ(std::vector(sorted.begin(), sorted.end()), (std::vector<TItemId>{{}, first, newer, other}));
+  EXPECT_LT(first, newer);
+  EXPECT_LT(newer, other) << "the id comes first";
 }
 
 }  // namespace

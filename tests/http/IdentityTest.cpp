@@ -30,7 +30,7 @@ const std::vector<std::pair<const char*, Change>> kChanges = {
     {"redirect", [](IVqHTTPClient& client) { client.GetOAuth().SetRedirectURI("https://r/"); }},
     {"token",
      [](IVqHTTPClient& client) {
-       client.GetOAuth().SetAccessToken({"t0k3n", "", "", "", 0});
+       client.GetOAuth().SetAccessToken({"t0k3n", "", "", "", {}});
      }},
 };
 
@@ -100,7 +100,7 @@ TEST(Identity, ARenewedTokenOfAGrantThatNamesWhoComesIsNoChange) {
     client->SetAuthentication(TVqHTTPAuthentication::oAuth);
     client->GetOAuth().SetGrantType(grant);
     for (const char* token : {"one", "two"}) {
-      client->GetOAuth().SetAccessToken({token, "", "", "", 0});
+      client->GetOAuth().SetAccessToken({token, "", "", "", {}});
       Get(client, server.Url());
     }
     const bool named = grant == TVqOAuthGrantType::Password || grant == TVqOAuthGrantType::ClientCredentials;

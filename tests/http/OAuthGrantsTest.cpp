@@ -218,7 +218,7 @@ TEST(OAuthRenewal, RefreshTokenStaysWhenTheAnswerHasNoOther) {
   TokenServer server;
   server.Refreshable = false;
   const auto client = server.Client(TGrant::Password);
-  client->GetOAuth().SetAccessToken({"", "", "refresh-0", "scope-0", 0});
+  client->GetOAuth().SetAccessToken({"", "", "refresh-0", "scope-0", {}});
   Get(client, server.Mail());
   EXPECT_EQ(server.Forms()[0].at("refresh_token"), "refresh-0") << "a refresh token alone does";
   EXPECT_EQ(client->GetOAuth().GetAccessToken().RefreshToken, "refresh-0");
@@ -288,7 +288,7 @@ TEST(OAuthRenewal, NewTokenThatIsOverAlreadyIsTriedOnceAsWell) {
 TEST(OAuthRenewal, InvalidTokenOfAnApplicationWithoutAGrantIsGivenBack) {
   TokenServer server;
   const auto client = server.Client(TGrant::none);
-  client->GetOAuth().SetAccessToken({"mine", "", "", "", 0});
+  client->GetOAuth().SetAccessToken({"mine", "", "", "", {}});
   server.Refuse("mine");
   EXPECT_EQ(Get(client, server.Mail())->GetStatus().Code, 401);
   EXPECT_EQ(server.Server.Requests().size(), 1U);

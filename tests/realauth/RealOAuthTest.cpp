@@ -104,7 +104,7 @@ TEST_F(RealOAuth, PersonWhoLogsOnIsAskedOnce) {
     EXPECT_EQ(Read(client), "mail of anna") << id;
     person.join();
     VqOnOpenBrowser = [](const string&) { ADD_FAILURE(); };
-    client->GetOAuth().SetAccessToken({"", "", client->GetOAuth().GetAccessToken().RefreshToken, "", 0});
+    client->GetOAuth().SetAccessToken({"", "", client->GetOAuth().GetAccessToken().RefreshToken, "", {}});
     EXPECT_EQ(Read(client), "mail of anna") << "by the refresh token";
   }
 }

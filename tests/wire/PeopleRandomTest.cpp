@@ -312,7 +312,7 @@ TKind<IVqEWSTask> TaskKind() {
   kind.Edits.push_back({"Recurrence", Any, [](I& item, unsigned seed, TModel& model) {
                           TEwsTaskRecurrence& recurrence = item.GetRecurrence();
                           recurrence.GetDailyRecurrence().SetInterval(static_cast<std::int32_t>(1 + seed % 90));
-                          recurrence.GetNoEndRecurrence().SetStartDate(46000);
+                          recurrence.GetNoEndRecurrence().SetStartDate(46000.0);
                           model["Recurrence"] = Number(1 + seed % 90);
                         }});
   kind.Readers.push_back({Any, [](I& item, TModel& model) {

@@ -92,7 +92,7 @@ TEST_F(RoundTrips, OfTheSessionsServices) {
   Session();
   const TVqEWSMailboxData alice{kAlice};
   Costs("GetUserAvailibility", {"GetUserAvailabilityRequest"},
-        [&] { Session().GetUserAvailibility(alice, 46000, 46001, 30, fbvtFreeBusy); });
+        [&] { Session().GetUserAvailibility(alice, 46000.0, 46001.0, 30, fbvtFreeBusy); });
   // A store is opened for the address of the sender.
   Costs("GetMailTips", {"GetFolder", "ConvertId", "ResolveNames", "GetMailTips"}, [&] { Session().GetMailTips(kBob); });
   Costs("GetMailTips, again", {"GetFolder", "ConvertId", "ResolveNames", "GetMailTips"},

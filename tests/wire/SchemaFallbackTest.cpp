@@ -147,7 +147,7 @@ TEST_P(SchemaFallback, AsksForServices) {
     return mailbox;
   });
   ExpectHealed("GetUserAvailabilityRequest", true,
-               [&] { Session().GetUserAvailibility({kAlice}, 46000, 46001, 30, fbvtFreeBusy); });
+               [&] { Session().GetUserAvailibility({kAlice}, 46000.0, 46001.0, 30, fbvtFreeBusy); });
   before.empty() ? ::unsetenv("TZ") : ::setenv("TZ", before.c_str(), 1);
   ExpectHealed("GetUserOofSettingsRequest", false, [&] { store->GetOOF(); });
   const auto oof = store->GetOOF();

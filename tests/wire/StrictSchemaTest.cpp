@@ -44,7 +44,7 @@ TEST_P(StrictSchema, SavingAndLoading) {
   mail->SetImportance(icHigh);
   mail->GetCategories().Add("Red");
   mail->SetInReplyTo("r");
-  mail->SetReminderDueBy(46000);
+  mail->SetReminderDueBy(46000.0);
   mail->SetIsReminderSet(true);
   mail->SetReminderMinutesBeforeStart(5);
   mail->SetCulture("de-AT");
@@ -146,12 +146,12 @@ TEST_P(StrictSchema, SendingInEveryForm) {
 }
 
 TEST_P(StrictSchema, Services) {
-  Session().GetUserAvailibility(std::vector<TVqEWSMailboxData>{{kAlice}, {kBob, atRoom, true}}, 46000, 46001, 30,
+  Session().GetUserAvailibility(std::vector<TVqEWSMailboxData>{{kAlice}, {kBob, atRoom, true}}, 46000.0, 46001.0, 30,
                                 fbvtDetailedMerged);
   const auto oof = Store().GetOOF();
   oof->SetState(osScheduled);
-  oof->SetStartTime(70000);
-  oof->SetEndTime(70001);
+  oof->SetStartTime(70000.0);
+  oof->SetEndTime(70001.0);
   oof->Apply();
   EXPECT_EQ(Store().GetOOF()->GetEndTime(), TDateTime(70001));
   oof->Clear();

@@ -5,7 +5,7 @@
 namespace velmore::testing {
 namespace {
 
-constexpr TDateTime kDay = 46000, kOtherDay = 46010;
+constexpr TDateTime kDay = 46000.0, kOtherDay = 46010.0;
 
 class Tasks : public PeopleTest {
  protected:

@@ -238,7 +238,7 @@ TEST_F(StrictForm, SavesEveryPropertyOfEveryKindOfItem) {
           else if (type.Kind == tkBoolean)
             property.SetAsBoolean(true);
           else if (type.Kind == tkDateTime)
-            property.SetAsDateTime(46000);
+            property.SetAsDateTime(46000.0);
           else if (type.Kind == tkString)
             property.SetAsString("text & <more>");
           else

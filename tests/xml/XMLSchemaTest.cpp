@@ -165,7 +165,7 @@ TEST_F(XMLSchema, EveryKindOfValueIsReadBackAsWritten) {
   record.SetLongValue(mLong, std::int64_t{1} << 40);
   record.SetDoubleValue(mDouble, 0.1);
   record.SetBooleanValue(mFlag, true);
-  record.SetDateValue(mDate, 45351);
+  record.SetDateValue(mDate, 45351.0);
   record.SetTimeValue(mTime, 0.25);
   record.SetDatetimeValue(mDateTime, 45351.5);
   record.SetDurationValue(mDuration, 1.5);
