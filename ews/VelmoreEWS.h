@@ -20,6 +20,8 @@
 #include "ews/values/uVqEWSFields.h"
 #include "ews/values/uVqEWSProperties.h"
 #include "ews/values/uVqEWSStrings.h"
+#include "platform/common/uVqDateTimeUtils.h"
 #include "platform/common/uVqMainThread.h"
+#include "platform/common/uVqStdStreams.h"
 #include "platform/os/uVqSafeFileName.h"
 #include "platform/soap/uVqSOAPClient.h"
