@@ -177,8 +177,8 @@ std::chrono::sys_time<TDuration> VqToSysTime(TDateTime value) {
     return std::chrono::sys_time<TDuration>(since);
   } else if constexpr (std::ratio_less_v<typename TDuration::period, std::milli>) {
     // Cutting towards zero stays inside the unit at both ends; rounding outward would overflow.
-    if (since < std::chrono::duration_cast<milliseconds>(TDuration::min()) ||
-        since > std::chrono::duration_cast<milliseconds>(TDuration::max())) {
+    if (since < std::chrono::duration_cast<milliseconds>((TDuration::min)()) ||
+        since > std::chrono::duration_cast<milliseconds>((TDuration::max)())) {
       throw EConvertError("The date lies outside what the system's clock can tell.");
     }
     return std::chrono::sys_time<TDuration>(std::chrono::duration_cast<TDuration>(since));
