@@ -121,7 +121,7 @@ TEST(TimeZones, EveryZoneOfThisSystemGetsAContext) {
   // The database goes on; whatever it adds still has an offset of the table.
   for (const char* id : {"Europe/Berlin", "America/New_York", "Asia/Kathmandu", "Africa/Khartoum", "Etc/UTC",
                          "Asia/Pyongyang", "America/Whitehorse", "Pacific/Kiritimati", "Europe/Volgograd"}) {
-    EXPECT_NE(EwsChooseTimeZone(VqWindowsTimeZoneOf(id), VqUtcOffsetMinutes(id, 45000)), "") << id;
+    EXPECT_NE(EwsChooseTimeZone(VqWindowsTimeZoneOf(id), VqUtcOffsetMinutes(id, 45000.0)), "") << id;
   }
 }
 

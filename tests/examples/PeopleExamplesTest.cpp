@@ -126,8 +126,8 @@ TEST_F(PeopleExamples, AnAddressBookGoesToFilesAndBack) {
   ann->SetDepartment("Post");
   ann->SetJobTitle("Clerk");
   ann->SetBusinessHomePage("https://example.com/a;b");
-  ann->SetBirthday(29000);
-  ann->SetWeddingAnniversary(40000);
+  ann->SetBirthday(29000.0);
+  ann->SetWeddingAnniversary(40000.0);
   ann->SetBodyText("A note\nof two lines");
   for (int i = 0; i < 3; ++i) {
     ann->GetEmailAddresses().GetEntry(static_cast<TEmailAddressKey>(i)).SetValue("a" + IntToStr(i) + "@example.com");

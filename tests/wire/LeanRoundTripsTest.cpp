@@ -415,7 +415,7 @@ TEST_F(LeanRoundTrips, TaskOfAnOldServer) {
         const auto task = Supports<IVqEWSTask>(world.Folder(dfintasks)->CreateItem(tTask));
         world.Sent();
         task->SetSubject("Do");
-        task->SetDueDate(46100);
+        task->SetDueDate(46100.0);
         task->PropertyByName(EPR_COMMON_PRIVATE).SetAsBoolean(true);
         task->SaveChanges(soAutoResolve);
         world.See("due", static_cast<double>(task->GetDueDate()));

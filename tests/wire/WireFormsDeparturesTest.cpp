@@ -365,7 +365,7 @@ TEST_F(Departure, ZoneOfTheMachineWithoutSummerTimeIsInOneElementOrUtc) {
   ::setenv("TZ", "Asia/Kolkata", 1);
   const auto ask = [&] {
     return Inside("GetUserAvailabilityRequest", "TimeZone",
-                  [&] { Session().GetUserAvailibility({kAlice}, 46000, 46001, 30, fbvtFreeBusy); });
+                  [&] { Session().GetUserAvailibility({kAlice}, 46000.0, 46001.0, 30, fbvtFreeBusy); });
   };
   const std::string own = ask();
   Strict();
