@@ -101,8 +101,8 @@ def extended(kind, rest):
 @functools.cache
 def declarations(table, header):
     """What the inclusion of a table declares in this header."""
-    if "MemberRows" in table:
-        return ""  # overrides of what the interfaces document
+    if "MemberRows" in table or "PropTypes" in table:
+        return ""  # overrides of what the interfaces document; enumerators that their enumeration tells of
     makers = {"Records": records, "Enumerations": enumerations, "FieldURIs": enumerations}
     maker = next((made for name, made in makers.items() if name in table), None)
     return "\n".join(maker(table) if maker else definitions(table, header))

@@ -61,6 +61,7 @@ class TVqEWSEventSettings {
   void SetOnConnectionState(TVqEWSConnectionStateEvent AValue);
 
  protected:
+  /// The settings of what the readers look at.
   explicit TVqEWSEventSettings(std::shared_ptr<TVqEWSReaderGround> AGround) noexcept : FGround(std::move(AGround)) {}
   /// The settings of the other one, not a copy of them.
   TVqEWSEventSettings(const TVqEWSEventSettings& AOther) noexcept = default;

@@ -229,7 +229,7 @@ class IVqEWSFolderEvents : public virtual IVqObject {
 ///
 /// Owns its thread, its client of the moment and the composed request. Held by the component and, while it runs, by its
 /// thread. `StartListening`, `Terminate` and `WaitFor` belong to the application's thread; the rest runs on the
-/// reader's own, and touches nothing of the application but what it shares with it on purpose
+/// reader's own, and touches nothing of the application but what it is given to share
 /// (docs/decisions/events.md).
 class TVqEWSGetEvents : public std::enable_shared_from_this<TVqEWSGetEvents> {
  public:

@@ -120,6 +120,7 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   /// While it lives, a save reads the item back at once: it will not be where it is for long.
   class TReadBackAtOnce {
    public:
+    /// Begins that time.
     explicit TReadBackAtOnce(TVqEWSItemCore& AItem) noexcept : FItem(AItem) { FItem.FReadsBackAtOnce = true; }
     ~TReadBackAtOnce() { FItem.FReadsBackAtOnce = false; }
     TReadBackAtOnce(const TReadBackAtOnce&) = delete;

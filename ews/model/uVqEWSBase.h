@@ -182,6 +182,7 @@ class TVqEWSPropObjectCore : public TVqEWSObject, public virtual IVqEWSPropObjec
   /// While it lives, properties look at the part where there is one.
   class TPartIsEnough {
    public:
+    /// Begins that time; they may be nested.
     explicit TPartIsEnough(TVqEWSPropObjectCore& AObject) noexcept : FObject(AObject), FFormer(AObject.FPartIsEnough) {
       FObject.FPartIsEnough = true;
     }

@@ -1,5 +1,5 @@
 // A number becomes text by IntToStr, so that nobody gets the character of that number.
-// expect: (conversion|no viable)
+// expect: (convert|conversion|no viable)
 #include "platform/common/uVqSysUtils.h"
 
 velmore::string Text(int number) {
