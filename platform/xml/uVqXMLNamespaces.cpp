@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/xml/uVqXMLDOMData_p.h"
@@ -217,6 +218,34 @@ class TRenamer {
   bool FChanged = false;
 };
 
+/// Renames an element that has nothing inside and is what its only declaration is for: in the header of each reply
+/// there is one. False, and nothing done, for any other.
+bool RenameLeaf(const std::vector<TVqNamespacePrefix>& prefixes, pugi::xml_node element) {
+  if (element.first_child()) return false;
+  pugi::xml_attribute declaration;
+  for (pugi::xml_attribute attribute = Live(element.first_attribute()); attribute;
+       attribute = Live(attribute.next_attribute())) {
+    if (!DeclaredBy(attribute.name())) {
+      if (std::strchr(attribute.name(), ':')) return false;
+    } else if (std::exchange(declaration, attribute)) {
+      return false;
+    }
+  }
+  const std::string_view prefix = PrefixPart(element.name());
+  if (!declaration || prefix.empty() || DeclaredBy(declaration.name()) != prefix) return false;
+  const TVqNamespacePrefix* wanted = nullptr;
+  for (const TVqNamespacePrefix& row : prefixes) {
+    if (row.Prefix == prefix) return false;
+    if (row.URI == declaration.value()) wanted = &row;
+  }
+  if (!wanted) return false;
+  const std::string name(wanted->Prefix);
+  if (!element.set_name((name + ":" + std::string(LocalPart(element.name()))).c_str()) ||
+      !declaration.set_name(("xmlns:" + name).c_str()))
+    throw std::bad_alloc();
+  return true;
+}
+
 /// Does a declaration stand against what is asked for?
 bool Disturbs(const std::vector<TVqNamespacePrefix>& prefixes, std::string_view prefix, std::string_view uri) {
   return std::any_of(prefixes.begin(), prefixes.end(),
@@ -259,6 +288,10 @@ void IVqDOMDocument::RenamePrefixes(std::initializer_list<TVqNamespacePrefix> AP
   }
   bool changed = false;
   for (const pugi::xml_node top : tops) {
+    if (RenameLeaf(prefixes, top)) {
+      changed = true;
+      continue;
+    }
     TRenamer renamer(prefixes, top);
     renamer.Run(top);
     changed = changed || renamer.FChanged;

@@ -137,15 +137,18 @@ class TScanner {
     const std::size_t end = FText.find('"', quote + 1);
     if (end == std::string_view::npos) return;
     const std::string_view uri = FText.substr(quote + 1, end - quote - 1);
-    if (FResult.Declarations.size() >= 64 || uri.find_first_of("&\t\r\n") != std::string_view::npos) {
+    const auto changes = [](char c) { return c == '&' || c == '\t' || c == '\r' || c == '\n'; };
+    if (FResult.Declarations.size() >= 64 || std::any_of(uri.begin(), uri.end(), changes)) {
       FResult.AllDeclarations = false;
       return;
     }
-    std::size_t element = FElements;
-    for (std::size_t i = std::max<std::size_t>(FFrom, 1); i < quote; ++i) {
-      if (FText[i - 1] == '<' && FText[i] != '/') ++element;
+    // The elements that have begun since the block, or since the declaration before this one.
+    const std::string_view past = FText.substr(0, quote - 1);
+    for (std::size_t i = std::max<std::size_t>(FFrom, 1) - 1; (i = past.find('<', i)) != past.npos; ++i) {
+      if (FText[i + 1] != '/') ++FElements;
     }
-    FResult.Declarations.push_back({element, std::string(prefix), std::string(uri)});
+    FFrom = quote;
+    FResult.Declarations.push_back({FElements, std::string(prefix), std::string(uri)});
   }
 
   /// A character of a text, or of a value, that is more than itself.

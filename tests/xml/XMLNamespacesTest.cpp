@@ -71,6 +71,27 @@ TEST(RenamingPrefixes, ReachesOnlyWhatTheDeclarationReaches) {
             "<r><x/><y xmlns:t=\"urn:types\"><t:a><z/></t:a></y><q:b/></r>");
 }
 
+TEST(RenamingPrefixes, OfElementsWithoutAnythingInside) {
+  const std::pair<const char*, const char*> leaves[] = {
+      {"<h:V xmlns:h=\"urn:types\" k=\"1\"/>", "<t:V xmlns:t=\"urn:types\" k=\"1\"/>"},
+      {"<h:V k=\"1\" h:k=\"2\" xmlns:h=\"urn:types\"/>", "<t:V k=\"1\" t:k=\"2\" xmlns:t=\"urn:types\"/>"},
+      {"<h:V s:k=\"2\" xmlns:h=\"urn:types\"/>", "<t:V s:k=\"2\" xmlns:t=\"urn:types\"/>"},
+      {"<h:V xmlns:h=\"urn:types\" xmlns:i=\"urn:messages\"/>",
+       "<t:V xmlns:t=\"urn:types\" xmlns:m=\"urn:messages\"/>"},
+      {"<h:V xmlns:h=\"urn:types\" xmlns:i=\"urn:types\"/>", "<t:V xmlns:t=\"urn:types\"/>"},
+      {"<m:V xmlns:m=\"urn:types\"/>", "<t:V xmlns:t=\"urn:types\"/>"},
+      {"<V xmlns=\"urn:types\"/>", "<t:V xmlns:t=\"urn:types\"/>"},
+      {"<s:V xmlns:h=\"urn:types\"/>", "<s:V xmlns:t=\"urn:types\"/>"},
+      {"<h:V xmlns:h=\"urn:types\">text</h:V>", "<t:V xmlns:t=\"urn:types\">text</t:V>"},
+      {"<h:V xmlns:h=\"urn:h\"/>", "<h:V xmlns:h=\"urn:h\"/>"},
+      {"<t:V xmlns:t=\"urn:h\"/>", "<ns1:V xmlns:ns1=\"urn:h\"/>"},
+  };
+  for (const auto& [leaf, renamed] : leaves) {
+    const std::string before = "<s:E xmlns:s=\"urn:s\"><s:H>", after = "</s:H></s:E>";
+    EXPECT_EQ(Renamed((before + leaf + after).c_str()), before + renamed + after);
+  }
+}
+
 TEST(RenamingPrefixes, InDocumentsThatTheQuickLookLeavesAlone) {
   EXPECT_EQ(Renamed("<!-- c --><a:R xmlns:a='urn:messages'><!-- d --><a:b/></a:R>"),
             "<!-- c --><m:R xmlns:m=\"urn:messages\"><!-- d --><m:b/></m:R>");

@@ -588,6 +588,23 @@ TEST(QuickLook, CountsElementsUpToADeclarationAnywhere) {
   }
 }
 
+TEST(QuickLook, CountsElementsBetweenDeclarationsOfOneTagAndOfSeveral) {
+  const std::string text =
+      "<a xmlns=\"urn:0\" xmlns:b=\"urn:1\"><b:b/><c xmlns:c=\"urn:2\" k=\"<\" xmlns:d=\"urn:3\"></c><e><f "
+      "xmlns:f=\"urn:4\"/></e></a>";
+  const std::string good =
+      "<a xmlns=\"urn:0\" xmlns:b=\"urn:1\"><b:b/><c xmlns:c=\"urn:2\" k=\"1\" "
+      "xmlns:d=\"urn:3\"></c><e><f xmlns:f=\"urn:4\"/></e></a>";
+  EXPECT_FALSE(detail::QuickScan(text, {}).Clean);
+  for (const auto& kernel : detail::ScanKernels()) {
+    const detail::TVqScan scan = detail::QuickScan(good, {}, &kernel);
+    ASSERT_TRUE(scan.Clean);
+    std::vector<std::size_t> elements;
+    for (const auto& declaration : scan.Declarations) elements.push_back(declaration.Element);
+    EXPECT_EQ(elements, (std::vector<std::size_t>{1, 1, 3, 3, 5})) << kernel.Name;
+  }
+}
+
 TEST(QuickLook, AnOrdinaryPageIsNeverReadTwice) {
   std::string page = "<m:Response xmlns:m=\"urn:m\" xmlns:t=\"urn:t\">";
   for (int i = 0; i < 500; ++i) {

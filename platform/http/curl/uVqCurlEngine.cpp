@@ -53,11 +53,11 @@ void TVqCurlEngine::Open() {
 
 void TVqCurlEngine::OpenEasy() {
   curl_easy_cleanup(std::exchange(FEasy, nullptr));
-  curl_url_cleanup(std::exchange(FAddress, nullptr));
-  for (std::string* text : {&FAddressText, &FUserAgent, &FCookies}) text->clear();
+  for (std::string* text : {&FUserAgent, &FCookies}) text->clear();
   FEasy = curl_easy_init();
   if (!FEasy) throw EVqHTTPApiException("curl_easy_init", "The HTTP engine could not be started.", VqErrInternal);
   SetUpCallbacks();
+  if (FAddress) Set(CURLOPT_CURLU, FAddress);  // taken apart already, and mostly that of the next request, too
   Set(CURLOPT_SHARE, FShare);
   Set(CURLOPT_NOSIGNAL, 1L);
   Set(CURLOPT_FOLLOWLOCATION, 0L);
@@ -211,7 +211,7 @@ bool TVqCurlEngine::PerformOnce(const TLeg& leg) {
   FErrorText[0] = '\0';
   FProxyKnown = FProxyBasicSent = false;
   FInHeaders = FSent = FAnswered = FLostUnheard = FRefusedResend = FAllUploaded = FOtherConnection = false;
-  FResends = 0;
+  FResends = FReplies = 0;
   FUploaded = -1;
   FHeaderBytes = 0;
   FPort = 0;
@@ -293,6 +293,12 @@ void TVqCurlEngine::CollectHeaders(bool ofProxy) {
   };
   forEach(ofProxy ? CURLH_CONNECT : CURLH_HEADER, -1,
           [&](const curl_header& one) { FReply.Headers.emplace_back(one.name, one.value); });
+  if (FReplies == 1 && !ofProxy) {  // no handshake: those that stand there already
+    for (const auto& [name, value] : FReply.Headers) {
+      if (VqSameAscii(name, "Set-Cookie")) FReply.SetCookies.push_back(value);
+    }
+    return;
+  }
   for (int request = 0; request <= kVqMostChallenges; ++request) {
     forEach(CURLH_HEADER, request, [&](const curl_header& one) {
       if (VqSameAscii(one.name, "Set-Cookie")) FReply.SetCookies.emplace_back(one.value);

@@ -168,6 +168,7 @@ class TVqCurlEngine final : public TVqHTTPEngine {
   bool FProxyBasicSent = false;   // the name and password went out to the proxy
   bool FOtherConnection = false;  // than the one that the leg is for
   int FResends = 0;
+  int FReplies = 0;  // that have begun to come in, a handshake's and a proxy's among them
   curl_off_t FUploaded = -1;
   bool FAllUploaded = false;
   Clock::time_point FProgress;

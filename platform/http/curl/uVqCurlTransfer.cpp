@@ -106,6 +106,7 @@ std::size_t TVqCurlEngine::TakeHeader(std::string_view line) {
 }
 
 void TVqCurlEngine::TakeStatus(std::string_view line) {
+  ++FReplies;
   line = line.substr(0, line.find_first_of("\r\n"));
   const std::size_t space = line.find(' ');
   std::string_view rest = space == std::string_view::npos ? std::string_view() : line.substr(space + 1);
