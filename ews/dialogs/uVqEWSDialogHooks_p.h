@@ -4,6 +4,8 @@
 
 #include "ews/model/uVqEWSBase.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Gives a dialog another session, or none, and has it told when that one goes away.
@@ -23,3 +25,5 @@ auto EwsCallHook(const char* AName, const THook& AHook, TArgs&... AArgs) {
 }
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -1,5 +1,3 @@
-#include "ews/events/uVqEWSEventSettings.h"
-
 #include "ews/events/uVqEWSNotifications_p.h"
 
 namespace velmore {

@@ -7,7 +7,11 @@
 
 #include "ews/events/uVqEWSNotifications.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
+
+class [[gnu::visibility("hidden")]] TVqEWSReaderGround;  // named by a public header
 
 /// The handlers of a component.
 struct TVqEWSHandlers {
@@ -103,3 +107,5 @@ class TVqEWSReaderGround : public std::enable_shared_from_this<TVqEWSReaderGroun
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -6,6 +6,8 @@
 
 #include "platform/common/uVqClasses.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// What the content ids of pictures begin with that a save moved out of the body; a number follows.
@@ -31,3 +33,5 @@ bool VqMoveInlineImages(const std::string& AHtml, std::string& AOutput, const TV
 bool VqShowsInlineImage(std::string_view AHtml, const std::string& AName);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -2,6 +2,8 @@
 
 #include "ews/model/internal/uVqEWSCall.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// What carries a new item, whether it is saved or sent.
@@ -11,3 +13,5 @@ inline constexpr TVqEWSOperation kCreateItem{"CreateItem", "m:CreateItemResponse
 void EwsRemoveEmptyMembers(const IVqDOMElement& AItem);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -11,6 +11,8 @@
 #include "ews/values/uVqEWSMembers.h"
 #include "platform/xml/uVqXMLUtils.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail::members {
 
 /// In a row's columns of versions: every server knows the property.
@@ -51,6 +53,8 @@ auto ToRecord(const T& AValue) {
 }
 
 }  // namespace velmore::detail::members
+
+#pragma GCC visibility pop
 
 // The accessors of class `owner`, whose current record `record` gives, and `record`ToRead and `record`ToWrite for one
 // member.

@@ -8,6 +8,8 @@
 #include <span>
 #include <string_view>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::props {
 
 constexpr std::uint32_t KeyHash(std::string_view AKey) noexcept {
@@ -57,6 +59,8 @@ struct TFamily {
 };
 
 }  // namespace velmore::props
+
+#pragma GCC visibility pop
 
 namespace velmore {
 

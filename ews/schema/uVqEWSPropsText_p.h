@@ -6,6 +6,8 @@
 
 #include "ews/schema/uVqEWSProps.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::props {
 
 // Upper-case hexadecimal, two digits up to 0xFF, else four.
@@ -15,3 +17,5 @@ const TVqEWSPropDef& Checked(PVqEWSPropDef APropDef);
 [[noreturn]] void RaiseNoIdentity(const TVqEWSPropDef& APropDef);
 
 }  // namespace velmore::props
+
+#pragma GCC visibility pop

@@ -4,6 +4,8 @@
 
 #include "ews/schema/uVqEWSTypes.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail::rows {
 
 // The index of each member: a running number over the class and its bases.
@@ -42,3 +44,5 @@ using TVqXMLSchemaSimpleContentElement = TVqXMLSchemaElement;
 #include "ews/tables/uVqEWSRecords.inc"
 
 }  // namespace velmore::detail::rows
+
+#pragma GCC visibility pop

@@ -7,6 +7,8 @@
 #include "platform/http/uVqURL.h"
 #include "platform/xml/uVqXMLDOM.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 inline constexpr const char* kEwsAutodiscoverFailed = "ErrorAutoDiscoverFailed";
@@ -35,3 +37,5 @@ bool EwsIsHomePage(const TVqURLData& target);
 string EwsWhyNoTarget(const string& target);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

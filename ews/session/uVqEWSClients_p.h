@@ -6,7 +6,11 @@
 
 #include "platform/http/uVqWinINet.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
+
+class [[gnu::visibility("hidden")]] TVqEWSClientKind;  // named by a public header
 
 /// What differs between the clients of a service and those of a program with a desktop. Has no state: one object a
 /// kind, for the whole process.
@@ -53,3 +57,5 @@ void EwsIdentifySeparateClient(TClient& client, const TVqCredentials& credential
 }
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -10,9 +10,13 @@
 #include "platform/common/uVqTypes.h"
 
 namespace velmore {
-
 class TVqEWSCustomSession;
 class TVqEWSProfileCustomContainer;
+}  // namespace velmore
+
+#pragma GCC visibility push(hidden)
+
+namespace velmore {
 
 /// One setting as a container holds it: a truth value, or a text.
 struct TVqEWSProfileValue {
@@ -46,3 +50,5 @@ void EwsApplyProfile(TVqEWSCustomSession& session, const TVqEWSProfileReader& re
 void EwsCheckProfileName(const string& name, bool inRegistry);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 struct TVqBase64Kernel {
@@ -27,3 +29,5 @@ std::uint8_t VqBase64Value(char c) noexcept;
 inline constexpr char kVqBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

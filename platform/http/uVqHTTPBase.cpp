@@ -354,7 +354,8 @@ class TVqHTTPClientBase::TBusy {
       client.FRunning = &request;
     }
     request.Begin();
-    FStopped.emplace(client.FStopToken, TStop{request});  // at once, if it was asked for before
+    FStopped.emplace(client.FStopToken,
+                     std::bind_front(&TVqHTTPRequest::Stop, &request));  // at once, if it was asked for before
   }
   ~TBusy() {
     FStopped.reset();
@@ -368,13 +369,8 @@ class TVqHTTPClientBase::TBusy {
   TBusy& operator=(const TBusy&) = delete;
 
  private:
-  struct TStop {
-    TVqHTTPRequest& Request;
-    void operator()() const noexcept { Request.Stop(); }
-  };
-
   const TVqRef<TVqHTTPClientBase> FAlive;
-  std::optional<std::stop_callback<TStop>> FStopped;
+  std::optional<std::stop_callback<std::function<void()>>> FStopped;
 };
 
 void TVqHTTPClientBase::AcquireToken() {

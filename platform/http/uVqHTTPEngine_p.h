@@ -18,7 +18,13 @@
 #include "platform/http/uVqHTTPBase.h"
 #include "platform/http/uVqHTTPSchemes_p.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
+
+struct [[gnu::visibility("hidden")]] TVqHTTPIdentity;      // named by a public header
+struct [[gnu::visibility("hidden")]] TVqHTTPSessionState;  // named by a public header
+class [[gnu::visibility("hidden")]] TVqHTTPEngine;         // named by a public header
 
 /// The settings of a session as one request takes them.
 struct TVqHTTPSessionSettings {
@@ -189,3 +195,5 @@ string VqDecodeBody(std::string_view bytes, std::string_view contentType);
 bool VqSameAscii(std::string_view a, std::string_view b) noexcept;
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

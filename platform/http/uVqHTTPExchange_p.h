@@ -8,7 +8,11 @@
 #include "platform/http/uVqHTTPRequest_p.h"
 #include "platform/http/uVqURL.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
+
+class [[gnu::visibility("hidden")]] TVqHTTPExchange;  // named by a public header
 
 class TVqHTTPExchange {
  public:
@@ -52,3 +56,5 @@ class TVqHTTPExchange {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -9,6 +9,8 @@
 
 #include "platform/http/uVqHTTPTypes.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Raises 12152 for a reply that is longer than `most` bytes, `unpacked` or as it came in.
@@ -44,3 +46,5 @@ class TVqHTTPIntake {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -11,6 +11,8 @@
 
 #include "platform/http/uVqHTTPOAuth.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// What a token endpoint said.
@@ -78,3 +80,5 @@ class TVqOAuthGrant {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -12,7 +12,11 @@
 
 #include "platform/http/uVqHTTPOAuth.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
+
+class [[gnu::visibility("hidden")]] TVqOAuthShare;  // named by a public header
 
 /// Every thread may call.
 class TVqOAuthShare {
@@ -64,3 +68,5 @@ class TVqOAuthShare {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -5,7 +5,11 @@
 #include "platform/http/internal/uVqHTTPBody.h"
 #include "platform/http/uVqHTTPEngine_p.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
+
+class [[gnu::visibility("hidden")]] TVqHTTPRequest;  // named by a public header
 
 class TVqHTTPResponse final : public TVqObject, public virtual IVqHTTPResponse, public IVqHTTPBodyOwner {
  public:
@@ -102,3 +106,5 @@ bool VqCookieValue(std::string_view setCookie, std::string_view name, std::strin
 void VqCheckHeader(std::string_view name, std::string_view value);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

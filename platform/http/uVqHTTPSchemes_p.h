@@ -4,6 +4,8 @@
 
 #include "platform/http/uVqHTTPTypes.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// In the order in which a server's offers are taken: the enumerator and name on the wire, its bit, the libraries'
@@ -48,3 +50,5 @@ constexpr unsigned VqHTTPSchemesWith(TCondition condition) {
 const char* VqHTTPSchemeName(unsigned scheme) noexcept;
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

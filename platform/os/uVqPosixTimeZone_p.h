@@ -7,6 +7,8 @@
 
 #include "platform/os/uVqTimeZone.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// The offsets that a rule gives at a time (UTC); nothing when the text is no rule. A rule with daylight saving but
@@ -14,3 +16,5 @@ namespace velmore {
 std::optional<TVqZoneOffsets> VqPosixOffsets(std::string_view rule, TDateTime utc);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

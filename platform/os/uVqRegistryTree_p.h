@@ -9,6 +9,8 @@
 
 #include "platform/os/uVqRegistry.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// A value as it stands in the file, behind and before the quotes.
@@ -63,3 +65,5 @@ class TVqRegistryTree {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

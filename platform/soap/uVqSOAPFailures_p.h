@@ -4,6 +4,8 @@
 
 #include "platform/soap/uVqSOAPTypes.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Whether bytes begin as an envelope does: behind byte order mark, declaration, comments and white space, an element
@@ -31,3 +33,5 @@ void VqCheckResponse(IVqSOAPResponse& AResponse, const string& AMethod, const st
 [[noreturn]] void VqRaiseFault(IVqSOAPResponse& AResponse, const IVqHTTPResponse& AReply, std::size_t AMost);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

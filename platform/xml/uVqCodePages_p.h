@@ -8,6 +8,8 @@
 #include "platform/xml/uVqCodePages.h"
 #include "platform/xml/uVqXMLDOM.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
 
 /// Raises EConvertError unless the code page is one of `kVqCodePage...` (but the default).
@@ -34,3 +36,5 @@ void EncodeText(std::string& out, std::string_view utf8, std::int32_t codePage, 
 bool DecodeText(std::string& out, std::string_view bytes, std::int32_t codePage, bool strict);
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

@@ -5,6 +5,8 @@
 #include "platform/common/uVqSysUtils.h"
 #include "platform/xml/uVqXMLUtils.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
 
 [[noreturn]] inline void FailConvert(std::string_view text, const char* type) {
@@ -12,3 +14,5 @@ namespace velmore::detail {
 }
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

@@ -16,7 +16,12 @@
 #include "platform/xml/uVqXMLDOM.h"
 #include "platform/xml/uVqXMLScan_p.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
+
+class [[gnu::visibility("hidden")]] TVqDOMData;     // named by a public header
+class [[gnu::visibility("hidden")]] TVqDOMFactory;  // named by a public header
 
 /// Options of every parse. Leaf text is embedded in its element, which saves a node per leaf and pays for the checks
 /// that the parser leaves to us.
@@ -259,3 +264,5 @@ void LoadDocumentFromStream(TVqDOMData& data, TVqStream& stream, std::int32_t co
 void LoadDocumentFromText(TVqDOMData& data, std::string_view utf8);
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
 
 /// What there is to be looked at in 64 bytes of markup; bit 0 is the first byte.
@@ -35,3 +37,5 @@ struct TVqScanKernel {
 const std::vector<TVqScanKernel>& ScanKernels();
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

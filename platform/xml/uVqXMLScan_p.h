@@ -9,6 +9,8 @@
 
 #include "platform/xml/uVqXMLDOM.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
 
 struct TVqScanKernel;
@@ -79,3 +81,5 @@ constexpr bool IsXmlSpace(char c) noexcept {
 }
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

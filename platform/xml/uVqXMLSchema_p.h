@@ -8,7 +8,12 @@
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
 #include "platform/xml/uVqXMLSchema.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
+
+class [[gnu::visibility("hidden")]] TVqXMLNameIndex;      // named by a public header
+struct [[gnu::visibility("hidden")]] TVqXMLSchemaExtras;  // named by a public header
 
 inline std::string_view LocalName(std::string_view name) noexcept {
   return name.substr(name.find(':') + 1);  // npos + 1 is 0: a name without prefix is its own local name
@@ -101,3 +106,5 @@ IVqDOMElement InsertAtRank(const IVqDOMElement& parent, std::string_view name, s
 }
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

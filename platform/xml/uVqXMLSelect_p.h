@@ -9,7 +9,11 @@
 
 #include "platform/xml/uVqXMLDOMData_p.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
+
+struct [[gnu::visibility("hidden")]] TVqDOMPath;  // named by a public header
 
 /// A name in an expression, in the forms that the options ask for.
 struct TVqNameTest {
@@ -82,3 +86,5 @@ pugi::xml_attribute FindAttribute(pugi::xml_node element, const TVqNameTest& nam
 bool NumberOf(std::string_view text, std::int64_t& value) noexcept;
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

@@ -10,7 +10,11 @@
 
 #include "ews/model/uVqEWSBase.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
+
+class [[gnu::visibility("hidden")]] TVqEWSCall;  // named by a public header
 
 /// Both parts of an id as an element's attributes: read, and written whatever the server's version.
 TItemId EwsReadId(const IVqDOMElement& AElement);
@@ -122,3 +126,5 @@ class TVqEWSCall {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

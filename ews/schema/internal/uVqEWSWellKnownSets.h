@@ -6,6 +6,8 @@
 #include "ews/schema/uVqEWSProps.h"
 #include "platform/xml/uVqXMLDOM.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// The selection path to the property's URI in an answer. The form with a tag ends in two brackets, on purpose:
@@ -28,3 +30,5 @@ IVqDOMElement EwsFindExtendedProperty(const IVqDOMElement& AItem, const TVqEWSPr
 IVqDOMElement EwsValueOfExtendedProperty(const IVqDOMElement& AProperty);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

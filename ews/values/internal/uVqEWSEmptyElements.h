@@ -4,6 +4,8 @@
 
 #include "platform/xml/uVqXMLDOM.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// True for an element without text and attributes that has no children, or none but such; and for an entry of a
@@ -20,3 +22,5 @@ bool EwsSameAttributes(const IVqDOMElement& A, const IVqDOMElement& B);
 bool EwsSameValue(const IVqDOMElement& A, const IVqDOMElement& B);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

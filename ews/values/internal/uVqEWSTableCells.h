@@ -7,7 +7,11 @@
 
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
+
+class [[gnu::visibility("hidden")]] TVqEWSTableCells;  // named by a public header
 
 /// The cells of a row, found in one walk over its elements, so that reading a row costs its elements once and not once
 /// a column. Servers write the elements of all rows in nearly the same order: behind each column the one is expected
@@ -51,3 +55,5 @@ class TVqEWSTableCells {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

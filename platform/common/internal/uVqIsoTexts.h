@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
 
 /// "2024-02-29", of whole days from 1 January 1970 in the years 1 to 9999.
@@ -13,3 +15,5 @@ std::string DateText(std::int64_t days);
 std::string TimeText(std::int64_t milliseconds);
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

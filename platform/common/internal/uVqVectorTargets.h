@@ -12,6 +12,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
 
 /// Calls `visit` with the name and the function of each instruction set that this machine has, the best first. The one
@@ -31,3 +33,5 @@ void VqForEachVectorTarget(TFunction const (&table)[Size], TVisit visit) {
 }
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// The 32 bytes of SHA-256. Raises EVqDataProtection when the cryptographic library fails.
@@ -15,3 +17,5 @@ std::string VqSha256(std::string_view bytes);
 std::string VqRandomBytes(std::size_t count);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -8,6 +8,8 @@
 #include "platform/common/uVqSecret.h"
 #include "platform/common/uVqTypes.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// A key in memory, wiped when it goes. No copies, so that there is one place to wipe.
@@ -40,3 +42,5 @@ struct TVqKeyPlace {
 void VqLoadKey(const TVqKeyPlace& place, bool make, TVqKey& key);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

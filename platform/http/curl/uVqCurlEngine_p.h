@@ -19,6 +19,8 @@
 #include "platform/http/uVqHTTPEngine_p.h"
 #include "platform/http/uVqHTTPIntake_p.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// A list of texts in libcurl's form, kept from one request to the next: most have those of the last one.
@@ -183,3 +185,5 @@ inline constexpr const char* kVqCurlApiName = "curl_multi_perform";
 inline constexpr int kVqMostChallenges = 5;
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 struct TVqCurlErrorRow {
@@ -21,3 +23,5 @@ const TVqCurlErrorRow* VqFindCurlError(int code) noexcept;
 std::string VqCurlErrorText(const TVqCurlErrorRow& row, std::string_view host, std::string_view detail);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -6,6 +6,8 @@
 
 #include "platform/http/uVqHTTPEngine_p.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Reads http_proxy (in small letters only: a web server makes HTTP_PROXY of a visitor's header), https_proxy,
@@ -14,3 +16,5 @@ namespace velmore {
 std::string VqEnvironmentProxy(const std::string& url, TVqHTTPProxyAddress& proxy);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// What this machine knows of a connection when it is closed before any byte of a reply.
@@ -27,3 +29,5 @@ bool VqMayHaveBeenRead(const TVqLostConnection& connection) noexcept;
 void VqAskTcp(int socket, TVqLostConnection& connection) noexcept;
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

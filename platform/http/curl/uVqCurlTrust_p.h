@@ -9,6 +9,8 @@
 
 #include "platform/http/uVqHTTPEngine_p.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// One per engine; lives as long as the engine's connections.
@@ -56,3 +58,5 @@ struct TVqCertificateCheck {
 TVqCertificateCheck VqClassifyCertificateError(int error, int depth) noexcept;
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -9,6 +9,8 @@
 
 #include "platform/http/uVqHTTPEngine_p.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Whether this build has Kerberos, and whether GSSAPI on this machine has NTLM.
@@ -67,3 +69,5 @@ std::string VqKerberosPrincipal(const std::string& logonName);
 bool VqNamesItsRealm(const std::string& logonName, const std::string& defaultRealm);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Gathers a body whose length is not known. A string that doubles would hold up to three times the body while it
@@ -39,3 +41,5 @@ class IVqHTTPBodyOwner {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

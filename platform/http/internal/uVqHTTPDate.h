@@ -6,6 +6,8 @@
 #include <optional>
 #include <string_view>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Seconds since 1970 of a date in any of the three forms that servers write ("Sun, 06 Nov 1994 08:49:37 GMT",
@@ -17,3 +19,5 @@ std::optional<std::int64_t> VqHTTPDate(std::string_view text) noexcept;
 std::int64_t VqHTTPNow() noexcept;
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

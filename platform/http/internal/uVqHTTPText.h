@@ -4,6 +4,8 @@
 
 #include "platform/common/uVqTypes.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Without control characters, and no longer than `most` units, behind which "..." stands (0: any length).
@@ -17,3 +19,5 @@ string VqCutText(const string& text, std::size_t most);
 string VqShownAddress(const string& address, std::size_t most);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

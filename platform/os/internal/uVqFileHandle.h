@@ -6,6 +6,8 @@
 
 #include <utility>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Owns a descriptor; moves, no copies. Raises nothing.
@@ -33,3 +35,5 @@ class TVqFileHandle {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

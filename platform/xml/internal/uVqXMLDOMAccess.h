@@ -11,6 +11,8 @@
 
 #include "platform/xml/uVqXMLDOM.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
 
 /// An element of a document that someone else keeps alive. Copies are free.
@@ -96,3 +98,5 @@ void ForgetBeforeChange(const IVqDOMNode& node, const void* owner) noexcept;
 std::string CheckText(const TVqUtf8View& text);
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

@@ -16,6 +16,8 @@
 
 #include "platform/xml/uVqXMLDOM.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
 
 /// Read by any number of threads.
@@ -33,3 +35,5 @@ void ShareText(const IVqDOMElement& target, TVqSharedText text);
 TVqSharedText SharedTextOf(const IVqDOMElement& source);
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop

@@ -6,6 +6,8 @@
 
 #include "platform/xml/uVqXMLDOM.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore::detail {
 
 struct TVqWriteOptions {
@@ -21,3 +23,5 @@ void WriteNode(std::string& out, const IVqDOMNode& node, const TVqWriteOptions& 
 void WriteInside(std::string& out, const IVqDOMNode& node, const TVqWriteOptions& options);
 
 }  // namespace velmore::detail
+
+#pragma GCC visibility pop
