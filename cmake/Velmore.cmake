@@ -20,7 +20,7 @@ find_package(Threads REQUIRED)
 
 add_library(velmore_warnings INTERFACE)
 if(MSVC)
-  target_compile_options(velmore_warnings INTERFACE /W4 /wd4250 /utf-8)  # 4250: inheritance by dominance is how interfaces are met
+  target_compile_options(velmore_warnings INTERFACE /W4 /wd4250 /wd4068 /utf-8)  # 4250: inheritance by dominance is how interfaces are met; 4068: visibility is for other systems
 else()
   target_compile_options(velmore_warnings INTERFACE -Wall -Wextra -Wconversion)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)

@@ -1,8 +1,8 @@
 // A job and its test: the job is what a program does with a mailbox, the test runs it against the embedded simulator.
 
-#include <ews/VelmoreEWS.h>
 #include <ews/schema/uVqEWSPropsFLD.h>
-#include <simulator/simulator.h>
+#include <velmore/ews.h>
+#include <velmore/simulator.h>
 
 #include <iostream>
 #include <vector>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <ews/VelmoreEWS.h>
 #include <ews/schema/uVqEWSPropsFLD.h>
+#include <velmore/ews.h>
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 #include "unread.h"
 
 #include <gtest/gtest.h>
-#include <simulator/simulator.h>
+#include <velmore/simulator.h>
 
 class Unread : public testing::Test {
  protected:
