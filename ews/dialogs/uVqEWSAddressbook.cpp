@@ -63,7 +63,7 @@ bool TVqEWSAddressBookDialog::Execute(bool AResolveOnClose) {
 
 IVqEWSNameResolver& TVqEWSAddressBookDialog::Resolver() const {
   auto* resolver = dynamic_cast<IVqEWSNameResolver*>(FSession);
-  if (!resolver) throw EVqException("There is no active EWS Session!");
+  if (!resolver) throw EVqException("There is no active EWS Session!").NoteSessionUnusable();
   return *resolver;
 }
 

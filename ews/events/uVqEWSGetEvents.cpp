@@ -180,7 +180,7 @@ void TVqEWSGetEvents::Perform(const TVqRef<IVqHTTPClient>& AClient) {
 
 /// A client with the settings of the template.
 TVqRef<IVqHTTPClient> TVqEWSGetEvents::NewClient() const {
-  if (!FGround->Client) throw EVqException("There is no active EWS Session!");
+  if (!FGround->Client) throw EVqException("There is no active EWS Session!").NoteSessionUnusable();
   TVqHTTPClientBase& pattern = *FGround->Client->GetComponent();
   const TVqRef<IVqHTTPClient> made = TVqHTTPClient(dynamic_cast<TVqWinINetClient*>(&pattern) == nullptr);
   TVqHTTPClientBase& client = *made->GetComponent();

@@ -19,7 +19,7 @@ TVqEWSBaseSession& SessionOf(IVqEWSFolder& folder) {
     if (auto* object = dynamic_cast<TVqEWSObject*>(link)) return object->ActiveSession();
     break;
   }
-  throw EVqException("Failed to find the EWS Session!");
+  throw EVqException("Failed to find the EWS Session!").NoteSessionUnusable();
 }
 
 }  // namespace

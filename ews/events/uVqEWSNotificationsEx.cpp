@@ -83,7 +83,7 @@ void TVqEWSMultipleStoreFolderEvents::Subscribe(const TVqRef<IVqEWSFolder>& AFol
 string TVqEWSMultipleStoreFolderEvents::GroupOf(const string& AStoreSmtpAddress) const {
   if (GetWrapper()->GetServerVersion() < Exchange2013) return "GroupXXX";
   TVqEWSCustomSession* const session = GetSession();
-  if (!session) throw EVqException("There is no active EWS Session!");
+  if (!session) throw EVqException("There is no active EWS Session!").NoteSessionUnusable();
   const bool usable =
       !session->GetAutodiscoverEMail().empty() || session->GetCredentials().GetUserName().Contains(u"@");
   if (!usable) return string();
@@ -99,7 +99,7 @@ void TVqEWSMultipleStoreFolderEvents::Start() {
   const bool alone = groups.Count() == 0 || (groups.Count() == 1 && groups.begin()->second->Count() == 1);
   if (alone) return TVqEWSSingleStoreFolderEvents::Start();
   const TVqRef<TVqSessionWrapper> wrapper = GetWrapper();
-  if (!wrapper) throw EVqException("There is no active EWS Session!");
+  if (!wrapper) throw EVqException("There is no active EWS Session!").NoteSessionUnusable();
   const TOverrideCookies cookies(*wrapper);
   DoStart([](TVqEWSEventGroup& group) { group.SortByAddress(); }, &AnchorRequest,
           [this](TVqEWSEventGroup& group) { return std::make_shared<TVqEWSGetAnchorEvents>(*this, group); });

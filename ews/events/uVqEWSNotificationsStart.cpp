@@ -36,7 +36,7 @@ void TVqEWSSingleStoreFolderEvents::DoStart(const TVqEWSFolderEventsStart_Group&
   if (EventTypesOf(*FGround).empty()) return;
   TVqEWSEventGroups& groups = FGround->Groups;
   if (groups.SubscriptionCount() == 0) return;
-  if (!FSession) throw EVqException("There is no active EWS Session!");
+  if (!FSession) throw EVqException("There is no active EWS Session!").NoteSessionUnusable();
   FSession->RenewDefaultClient();  // the session may have another user by now
   for (const auto& [code, group] : groups) {
     AGroupHook(*group);

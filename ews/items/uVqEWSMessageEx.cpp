@@ -120,7 +120,18 @@ EEWSException EVqEWSAttendeesNotSaved::TextOf(const std::exception_ptr& ACause) 
 }
 
 EVqEWSAttendeesNotSaved::EVqEWSAttendeesNotSaved(std::exception_ptr ACause)
-    : EEWSException(TextOf(ACause)), FCause(std::move(ACause)) {}
+    : EEWSException(TextOf(ACause)), FCause(std::move(ACause)) {
+  try {
+    std::rethrow_exception(FCause);
+  } catch (const EVqException& failure) {
+    FHTTPStatus = failure.HTTPStatus();
+    FResponseCode = failure.ResponseCode();
+    FRetryAfter = failure.RetryAfter();
+    if (!failure.SessionUsable()) NoteSessionUnusable();
+  } catch (...) {
+    // Anything else tells no more than its text.
+  }
+}
 
 // ---- Series
 

@@ -39,7 +39,7 @@ TVqEWSObject::TVqEWSObject(TVqComponent* ACreator, bool AKeepCreatorAlive)
     } else if (auto* object = dynamic_cast<TVqEWSObject*>(link)) {
       link = object->FCreatedBy;
     } else {
-      throw EVqException("Failed to find the EWS Session!");
+      throw EVqException("Failed to find the EWS Session!").NoteSessionUnusable();
     }
   }
   if (AKeepCreatorAlive && dynamic_cast<TVqEWSObject*>(ACreator)) {
@@ -58,7 +58,7 @@ TVqRef<IVqSOAPRequest> TVqEWSObject::CreateRequest(TVqSOAPClient* ASOAPClient, c
                                                    const string& AResponseName) {
   if (auto* creator = dynamic_cast<TVqEWSObject*>(FCreatedBy))
     return creator->CreateRequest(ASOAPClient, AMethod, AResponseName);
-  if (!FSession) throw EVqException("There is no active EWS Session!");
+  if (!FSession) throw EVqException("There is no active EWS Session!").NoteSessionUnusable();
   if (!FCreatedBy) throw EVqException("The object that made this one is gone.");
   return FSession->CreateRequest(ASOAPClient, AMethod, AResponseName);
 }
@@ -83,7 +83,7 @@ void TVqEWSObject::Notification(TVqComponent* AComponent, TVqOperation AOperatio
 }
 
 TVqEWSBaseSession& TVqEWSObject::ActiveSession() const {
-  if (!FSession) throw EVqException("There is no active EWS Session!");
+  if (!FSession) throw EVqException("There is no active EWS Session!").NoteSessionUnusable();
   return *FSession;
 }
 
@@ -94,7 +94,7 @@ TVqEWSObject& TVqEWSObjectSession::Object() const {
 
 TVqEWSBaseSession& TVqEWSObjectSession::Session() const {
   TVqEWSBaseSession* session = Object().GetSession();
-  if (!session) throw EVqException("There is no active EWS Session!");
+  if (!session) throw EVqException("There is no active EWS Session!").NoteSessionUnusable();
   return *session;
 }
 

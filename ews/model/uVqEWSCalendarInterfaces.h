@@ -62,11 +62,22 @@ class EVqEWSAttendeesNotSaved : public EEWSException {
   explicit EVqEWSAttendeesNotSaved(std::exception_ptr ACause);
   /// What failed, to be thrown again by whoever handles its kind, such as EVqServerBusy.
   const std::exception_ptr& Cause() const noexcept { return FCause; }
+  /// What the cause told.
+  std::int32_t HTTPStatus() const noexcept override { return FHTTPStatus; }
+  const string& ResponseCode() const noexcept override { return FResponseCode; }
+  std::chrono::milliseconds RetryAfter() const noexcept override { return FRetryAfter; }
+
+ protected:
+  /// The first save was carried out in any case.
+  bool LeavesOpen() const noexcept override { return true; }
 
  private:
   static EEWSException TextOf(const std::exception_ptr& ACause);
 
   std::exception_ptr FCause;
+  std::int32_t FHTTPStatus = 0;
+  string FResponseCode;
+  std::chrono::milliseconds FRetryAfter{0};
 };
 
 /// The answer to an invitation, before it is sent. Made by CreateMeetingResponse; keeps its item alive. Its recipients

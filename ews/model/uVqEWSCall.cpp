@@ -78,6 +78,13 @@ IVqDOMElement TVqEWSCall::FindMade(const IVqDOMElement& AMessage, const string& 
 
 // ---- The answer
 
+void TVqEWSCall::Check(const IVqDOMElement& AMessage) const try {
+  FSession.CheckResponseError(AMessage);
+} catch (EVqException& failure) {
+  if (EwsOnlyReads(FOperation.Name)) failure.NoteMayHaveHappened(false);
+  throw;
+}
+
 string TVqEWSCall::Stem() const {
   const string name = FOperation.Name;
   return name.EndsWith(u"Request") ? name.Copy(0, name.Length() - 7) : name;

@@ -63,9 +63,18 @@ class EEWSException : public EVqException {
   const string& EWSErrorCode() const noexcept { return FEWSErrorCode; }
   /// An HTTP status or a transport error number; 0 when there is none.
   std::uint32_t HTTPErrorCode() const noexcept { return FHTTPErrorCode; }
+  /// The code of the refusal, whichever of the two texts it was given as.
+  const string& ResponseCode() const noexcept override { return FResponseCode; }
+  /// HTTPErrorCode where that is a status.
+  std::int32_t HTTPStatus() const noexcept override { return VqHTTPStatusOf(FHTTPErrorCode); }
+
+ protected:
+  bool LeavesOpen() const noexcept override { return VqSOAPLeavesOpen(FResponseCode); }
+  bool LeavesSessionUsable() const noexcept override { return VqSOAPLeavesSessionUsable(FResponseCode); }
 
  private:
   string FEWSErrorCode;
+  string FResponseCode;
   std::uint32_t FHTTPErrorCode;
 };
 
@@ -77,6 +86,7 @@ class EEWSServerBusy : public EEWSException, public EVqServerBusy {
       : EEWSException(AMsg, AEWSErrorCode, 0), EVqServerBusy(ARetryAfter) {}
   /// This exception.
   const EVqException& Failure() const noexcept override { return *this; }
+  std::chrono::milliseconds RetryAfter() const noexcept override { return std::chrono::milliseconds(GetRetryAfter()); }
 };
 
 /// A request that changes something got a reply that is not its answer. The request may have been carried out: look
@@ -85,6 +95,9 @@ class EVqEWSUnclearAnswer : public EVqXMLError {
  public:
   /// The text says what the reply lacks, and what that means.
   explicit EVqEWSUnclearAnswer(const string& AMessage) : EVqXMLError(AMessage, 0, 0) {}
+
+ protected:
+  bool LeavesOpen() const noexcept override { return true; }
 };
 
 /// A request was carried out, and its answer does not tell the id of what it made, such as a copy in another mailbox.

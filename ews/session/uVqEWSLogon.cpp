@@ -60,10 +60,12 @@ std::string CutUtf8(std::string text, std::size_t size) {
 
 void TVqEWSCustomSession::SetActive(bool AValue) {
   if (AValue == FActive) return;
-  if (AValue) {
+  if (!AValue) return LogOff();
+  try {
     LogOn();
-  } else {
-    LogOff();
+  } catch (EVqException& failure) {
+    if (!FActive) failure.NoteSessionUnusable();  // else it is what AfterLogon raised
+    throw;
   }
 }
 
@@ -304,7 +306,7 @@ void TVqEWSCustomSession::RaiseProbeFailure(const EVqHTTPApiException& AFailure)
           "NAME_NOT_RESOLVED: The specified EWS Service \"" + FServiceUrl + "\" could not be found!", number));
     }
     if (number == VqErrLoginFailure) {
-      std::throw_with_nested(EVqHTTPApiException(AFailure.GetApiName(), kLoginFailure, number));
+      std::throw_with_nested(EVqHTTPApiException(AFailure.GetApiName(), kLoginFailure, number, AFailure.HTTPStatus()));
     }
     std::throw_with_nested(EEWSException("ErrorAutoDiscoverFailed", AFailure.Message(), number));
   }

@@ -35,6 +35,10 @@ constexpr std::int32_t kDestroying = std::numeric_limits<std::int32_t>::min() / 
 
 }  // namespace
 
+void detail::RaiseEmptyReference(std::string_view AClass) {
+  throw EVqException(Format("An empty reference to %s was used.", {AClass}));
+}
+
 std::int64_t VqLiveObjectCount() noexcept {
   return LiveObjects.load(std::memory_order_relaxed);
 }

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <concepts>
 #include <cstdio>
+#include <string_view>
 #include <utility>
 
 #include "platform/common/uVqSysUtils.h"
@@ -27,8 +28,32 @@ class IVqObject {
   ~IVqObject() = default;
 };
 
+namespace detail {
+
+/// The name of a class without its namespaces, as the compiler writes it into the name of this function.
+template <typename T>
+constexpr std::string_view ClassName() noexcept {
+#if defined(_MSC_VER) && !defined(__clang__)
+  std::string_view name = __FUNCSIG__;  // "... ClassName<class velmore::IVqEWSFolder>(void) noexcept"
+  name = name.substr(0, name.rfind(">("));
+  constexpr std::string_view kNoPartOfNames = "<: ";
+#else
+  std::string_view name = __PRETTY_FUNCTION__;  // "... [with T = velmore::IVqEWSFolder; ...]"
+  name.remove_prefix(name.find("T = ") + 4);
+  name = name.substr(0, name.find_first_of(";]"));
+  constexpr std::string_view kNoPartOfNames = ": ";
+#endif
+  return name.substr(name.substr(0, name.find('<', 1)).find_last_of(kNoPartOfNames) + 1);
+}
+
+/// Raises the plain exception "An empty reference to IVqEWSFolder was used."
+[[noreturn]] void RaiseEmptyReference(std::string_view AClass);
+
+}  // namespace detail
+
 /// The smart pointer; nothing else counts references. A copy costs one atomic increment; an empty one raises a plain
-/// exception when it is used, since a reference that was never set is the caller's error and must not end the process.
+/// exception with its class's name when it is used, since a reference that was never set is the caller's error and must
+/// not end the process.
 template <typename T>
 class TVqRef {
  public:
@@ -63,7 +88,7 @@ class TVqRef {
   T* get() const noexcept { return FObject; }
   T* operator->() const { return &**this; }
   T& operator*() const {
-    if (!FObject) throw EVqException("An empty reference was used.");
+    if (!FObject) detail::RaiseEmptyReference(detail::ClassName<T>());
     return *FObject;
   }
   /// True when it refers to an object.

@@ -34,6 +34,11 @@ string Mapped(const string& text, Convert convert) {
 
 }  // namespace
 
+const string& EVqException::ResponseCode() const noexcept {
+  static const string none;
+  return none;
+}
+
 string UpperCase(const string& text) {
   return Mapped(text, [](char16_t* out, std::int32_t capacity, const char16_t* in, std::int32_t length,
                          UErrorCode* error) { return u_strToUpper(out, capacity, in, length, "", error); });

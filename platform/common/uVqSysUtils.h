@@ -2,8 +2,10 @@
 
 /// The root of all failures, and small text helpers.
 
+#include <chrono>
 #include <concepts>
 #include <exception>
+#include <optional>
 
 #include "platform/common/uVqTypes.h"
 
@@ -11,7 +13,14 @@ namespace velmore {
 
 /// The plain exception, and the root of every failure that the library raises.
 ///
-/// `Message()` is the text as 16-bit units, `what()` the same as UTF-8. Owns both; a copy copies the texts.
+/// `Message()` is the text as 16-bit units, `what()` the same as UTF-8. Owns both; a copy copies the texts. What a
+/// handler asks besides, each class answers as far as it knows:
+///
+///     catch (const EVqException& failure) {
+///       if (!failure.SessionUsable()) throw;                             // nothing helps but another logon
+///       std::this_thread::sleep_for(failure.RetryAfter());
+///       if (failure.MayHaveHappened()) LookBeforeRepeating();
+///     }
 class EVqException : public std::exception {
  public:
   /// `message` is a sentence for people, without password or token.
@@ -22,9 +31,46 @@ class EVqException : public std::exception {
   /// The text as UTF-8.
   const char* what() const noexcept override { return FWhat.c_str(); }
 
+  // ---- What a handler asks
+
+  /// The HTTP status of the reply that told of the failure; 0 where there was no reply, or where it does not matter.
+  virtual std::int32_t HTTPStatus() const noexcept { return 0; }
+  /// The service's own code, such as "ErrorItemNotFound"; empty where the service said none. See VqResponseCode, which
+  /// looks into nested failures as well.
+  virtual const string& ResponseCode() const noexcept;
+  /// How long the server asks to be left alone; 0 when it does not say.
+  virtual std::chrono::milliseconds RetryAfter() const noexcept { return {}; }
+  /// Whether what was asked for may have been carried out all the same: look before you repeat it. True only for what
+  /// would change something; what only reads may always be repeated.
+  bool MayHaveHappened() const noexcept { return FMayHaveHappened.value_or(LeavesOpen()); }
+  /// Whether the next request may succeed. False when every one meets the same until the application does something:
+  /// logs on, gives another password or token, trusts the server, mends the address.
+  bool SessionUsable() const noexcept { return !FSessionUnusable && LeavesSessionUsable(); }
+
+  // ---- For the layers that a failure passes on its way, and that know more than the one that raised it
+
+  /// Answers MayHaveHappened in place of the class.
+  EVqException& NoteMayHaveHappened(bool value) noexcept {
+    FMayHaveHappened = value;
+    return *this;
+  }
+  /// No request can succeed from now on.
+  EVqException& NoteSessionUnusable() noexcept {
+    FSessionUnusable = true;
+    return *this;
+  }
+
+ protected:
+  /// What the two questions are answered with when nobody noted anything: nothing was sent, and nothing is wrong with
+  /// the session.
+  virtual bool LeavesOpen() const noexcept { return false; }
+  virtual bool LeavesSessionUsable() const noexcept { return true; }
+
  private:
   string FMessage;
   std::string FWhat;
+  std::optional<bool> FMayHaveHappened;
+  bool FSessionUnusable = false;
 };
 
 /// A position or key that a list does not have.

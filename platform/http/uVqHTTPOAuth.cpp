@@ -15,6 +15,11 @@ bool TVqOAuthAccessToken::GetExpired() const {
   return VqNow() >= end;
 }
 
+bool EVqOAuthException::LeavesSessionUsable() const noexcept {
+  if (GetError() == "temporarily_unavailable" || GetError() == "server_error") return true;
+  return GetError().empty() && (GetNumber() == VqErrCancelled || VqHTTPMayPass(GetNumber()));
+}
+
 TVqOAuth::TVqOAuth() : FShare(std::make_shared<TVqOAuthShare>()) {}
 
 void TVqOAuth::SetAccessToken(const TVqOAuthAccessToken& AValue) {

@@ -57,6 +57,14 @@ class EVqOAuthException : public EVqHTTPException {
   /// The server's own words, and a page that it points to; often empty.
   const string& GetDescription() const noexcept { return FDescription; }
   const string& GetErrorURI() const noexcept { return FErrorURI; }
+  /// As GetError.
+  const string& ResponseCode() const noexcept override { return FError; }
+
+ protected:
+  /// Without a token the request itself was not sent.
+  bool LeavesOpen() const noexcept override { return false; }
+  /// Only what may pass by itself leaves the next request a chance to get a token.
+  bool LeavesSessionUsable() const noexcept override;
 
  private:
   string FError, FDescription, FErrorURI;

@@ -269,6 +269,19 @@ enum TVqHTTPErrorNumber : std::uint32_t {
   VqErrCertWrongUsage = 12179,
 };
 
+// What a status, or an API error number, tells of the request that met it. Neither range has a number of the other.
+
+/// Whether the request may have been carried out: the server, or something in between, broke off after it had gone out.
+bool VqHTTPLeavesOpen(std::uint32_t ANumber) noexcept;
+/// Whether other requests may succeed: not when the credentials, the certificate, TLS or the address is wrong.
+bool VqHTTPLeavesSessionUsable(std::uint32_t ANumber) noexcept;
+/// Whether it may pass by itself: a busy server or gateway, a cut connection, a name that was not found just now.
+bool VqHTTPMayPass(std::uint32_t ANumber) noexcept;
+/// The number when it is a status, else 0.
+constexpr std::int32_t VqHTTPStatusOf(std::uint32_t ANumber) noexcept {
+  return ANumber >= 100 && ANumber < 600 ? static_cast<std::int32_t>(ANumber) : 0;
+}
+
 /// Root of the HTTP layer's failures; `GetNumber` is the HTTP status of a refused request here, an API error number in
 /// the classes below. No text of this family ever holds a password or a token.
 class EVqHTTPException : public EVqException {
@@ -277,6 +290,11 @@ class EVqHTTPException : public EVqException {
   EVqHTTPException(string AMessage, std::uint32_t ANumber) : EVqException(std::move(AMessage)), FNumber(ANumber) {}
   /// See the class.
   std::uint32_t GetNumber() const noexcept { return FNumber; }
+  std::int32_t HTTPStatus() const noexcept override { return VqHTTPStatusOf(FNumber); }
+
+ protected:
+  bool LeavesOpen() const noexcept override { return VqHTTPLeavesOpen(FNumber); }
+  bool LeavesSessionUsable() const noexcept override { return VqHTTPLeavesSessionUsable(FNumber); }
 
  private:
   std::uint32_t FNumber;
@@ -311,6 +329,7 @@ class EVqHTTPServerBusy : public EVqHTTPException, public EVqServerBusy {
   EVqHTTPServerBusy(string AMessage, std::uint32_t AStatus, std::int32_t ARetryAfter)
       : EVqHTTPException(std::move(AMessage), AStatus), EVqServerBusy(ARetryAfter) {}
   const EVqException& Failure() const noexcept override { return *this; }
+  std::chrono::milliseconds RetryAfter() const noexcept override { return std::chrono::milliseconds(GetRetryAfter()); }
 };
 
 /// A failure of the client: its number is an API error number (TVqHTTPErrorNumber).
@@ -322,14 +341,16 @@ class EVqHTTPClientApiException : public EVqHTTPException {
 /// A failure that an operation of the engine reported: connection, name look-up, certificate, time-out, log-on.
 class EVqHTTPApiException : public EVqHTTPClientApiException {
  public:
-  /// The operation, the text and the API error number.
-  EVqHTTPApiException(string AApiName, string AMessage, std::uint32_t ANumber)
-      : EVqHTTPClientApiException(std::move(AMessage), ANumber), FApiName(std::move(AApiName)) {}
+  /// The operation, the text, the API error number, and the status of the reply where one refused the credentials.
+  EVqHTTPApiException(string AApiName, string AMessage, std::uint32_t ANumber, std::int32_t AStatus = 0)
+      : EVqHTTPClientApiException(std::move(AMessage), ANumber), FApiName(std::move(AApiName)), FStatus(AStatus) {}
   /// The operation that failed.
   const string& GetApiName() const noexcept { return FApiName; }
+  std::int32_t HTTPStatus() const noexcept override { return FStatus; }
 
  private:
   string FApiName;
+  std::int32_t FStatus;
 };
 
 /// An argument that can never work, such as a header with a line break in it. An error of the caller: never swallowed.
@@ -338,6 +359,10 @@ class EVqHTTPInvalidArgument : public EVqHTTPApiException {
   /// As the class above; 87 unless another number says more.
   EVqHTTPInvalidArgument(string AApiName, string AMessage, std::uint32_t ANumber = VqErrInvalidParameter)
       : EVqHTTPApiException(std::move(AApiName), std::move(AMessage), ANumber) {}
+
+ protected:
+  /// Found before anything is sent.
+  bool LeavesOpen() const noexcept override { return false; }
 };
 
 }  // namespace velmore

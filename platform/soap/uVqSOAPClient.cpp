@@ -76,6 +76,12 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
     const TVqRef<IVqHTTPResponse> reply = request->Execute();
     try {
       return Read(*reply, factory);
+    } catch (EVqException& failure) {
+      // The service's own words tell what became of the request. Any other reply that cannot be read leaves it open.
+      const bool told = dynamic_cast<EVqSOAPFault*>(&failure) || dynamic_cast<EVqHTTPException*>(&failure);
+      if (!told) failure.NoteMayHaveHappened(true);
+      client.Client().GetComponent()->CloseConnections();
+      throw;
     } catch (...) {
       // Whatever made this reply, its connection is not to be trusted with the next one.
       client.Client().GetComponent()->CloseConnections();

@@ -92,7 +92,7 @@ void VqRaiseRefused(const IVqHTTPResponse& AReply, std::size_t AMost) {
   const string tried = AReply.GetTriedScheme();
   text += tried.empty() ? string(", none was tried.") : ", " + tried + " was tried.";
   if (const string hint = AReply.GetAuthenticationHint(); !hint.empty()) text += " " + hint;
-  throw EVqHTTPApiException("HttpSendRequest", text, VqErrLoginFailure);
+  throw EVqHTTPApiException("HttpSendRequest", text, VqErrLoginFailure, AReply.GetStatus().Code);
 }
 
 void VqRaiseNoEnvelope(const IVqHTTPResponse& AReply, bool AEmpty, std::size_t AMost) {
@@ -132,8 +132,7 @@ void VqRaiseFault(IVqSOAPResponse& AResponse, const IVqHTTPResponse& AReply, std
   const string code = VqShownText(FaultText(fault, "faultcode", "Code/Value"), AMost);
   const string reason = VqCutText(FaultText(fault, "faultstring", "Reason/Text"), AMost);
   const IVqDOMElement detail = fault.SelectSingleElement("detail", kSelectQuiet);
-  const string responseCode =
-      VqShownText(detail.SelectSingleElement("ResponseCode", kSelectQuiet).GetText().Trim(), AMost);
+  string responseCode = VqShownText(detail.SelectSingleElement("ResponseCode", kSelectQuiet).GetText().Trim(), AMost);
   const IVqDOMElement hint =
       detail.SelectSingleElement("MessageXml/Value[@Name=\"BackOffMilliseconds\"]", kSelectQuiet);
   std::int32_t backOff = hint ? std::max(VqXMLToIntDef(hint.GetText(), 0), 0) : 0;
@@ -143,8 +142,9 @@ void VqRaiseFault(IVqSOAPResponse& AResponse, const IVqHTTPResponse& AReply, std
 
   // One sentence that helps: what was said, and the code that names it.
   string message = reason.empty() ? string("The server answered with a SOAP fault.") : reason;
-  const string& name = responseCode.empty() ? code : responseCode;
+  const string name = responseCode.empty() ? code : responseCode;
   if (!name.empty()) message += " (" + name + ")";
+  if (responseCode.empty() && LocalCode(code).StartsWith(u"Error")) responseCode = LocalCode(code);
   const EVqSOAPFault failure(message, code, reason, responseCode, detail ? VqCutText(detail.GetXML(), AMost) : string(),
                              backOff, status);
   if (LocalCode(name) == "ErrorServerBusy" || IsBusy(status)) throw EVqSOAPServerBusy(failure);

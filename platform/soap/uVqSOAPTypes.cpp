@@ -1,5 +1,7 @@
 #include "platform/soap/uVqSOAPTypes.h"
 
+#include <algorithm>
+
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
 
 namespace velmore {
@@ -10,7 +12,39 @@ constexpr TVqNamespacePrefix kPrefixes[] = {
     {"http://schemas.microsoft.com/exchange/services/2006/types", "t"},
 };
 
+bool IsOneOf(const string& code, std::initializer_list<std::u16string_view> codes) noexcept {
+  return std::ranges::find(codes, code.view()) != codes.end();
+}
+
 }  // namespace
+
+bool VqSOAPLeavesOpen(const string& ACode) noexcept {
+  return IsOneOf(ACode, {u"ErrorTimeoutExpired", u"ErrorInternalServerError", u"ErrorInternalServerTransientError",
+                         u"ErrorRequestAborted", u"ErrorClientDisconnected", u"ErrorProxyCallFailed",
+                         u"ErrorProxyRequestProcessingFailed"});
+}
+
+bool VqSOAPLeavesSessionUsable(const string& ACode) noexcept {
+  return !IsOneOf(
+      ACode, {u"ErrorAccountDisabled", u"ErrorAccountSuspend", u"ErrorPasswordExpired", u"ErrorPasswordChangeRequired",
+              u"ErrorCallerIsInvalidADAccount", u"ErrorOrganizationAccessBlocked", u"ErrorInvalidServerVersion"});
+}
+
+bool VqSOAPMayPass(const string& ACode) noexcept {
+  return IsOneOf(ACode, {u"ErrorServerBusy", u"ErrorTimeoutExpired", u"ErrorInternalServerTransientError",
+                         u"ErrorMailboxStoreUnavailable", u"ErrorMailboxMoveInProgress", u"ErrorMailboxFailover",
+                         u"ErrorConnectionFailed", u"ErrorADUnavailable", u"ErrorServiceUnavailable",
+                         u"ErrorInsufficientResources", u"ErrorNotEnoughMemory", u"ErrorTooManyObjectsOpened",
+                         u"ErrorExceededConnectionCount", u"ErrorProxyCallFailed", u"ErrorProxyRequestProcessingFailed",
+                         u"ErrorNoRespondingCASInDestinationSite"});
+}
+
+bool EVqSOAPFault::LeavesOpen() const noexcept {
+  if (!FResponseCode.empty()) return VqSOAPLeavesOpen(FResponseCode);
+  // Without a code of the service: "soap:Client" is about the request, "soap:Server" about what became of it.
+  const std::u16string_view code = FFaultCode.view().substr(FFaultCode.view().find(u':') + 1);
+  return code.starts_with(u"Server") || code.starts_with(u"Receiver");
+}
 
 EVqSOAPUnexpectedReply::EVqSOAPUnexpectedReply(const string& AMethod, const string& AExpected, const string& AFound)
     : EVqException(

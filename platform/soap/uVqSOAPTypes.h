@@ -140,6 +140,15 @@ class TVqSOAPResponse : public TVqObject, public virtual IVqSOAPResponse {
   string FResponseName;
 };
 
+// What a code of the service ("ErrorServerBusy") tells of the request that met it.
+
+/// Whether the request may have been carried out: the service gave up on it, which is no refusal.
+bool VqSOAPLeavesOpen(const string& ACode) noexcept;
+/// Whether other requests may succeed: not when the account or its password is not good any more.
+bool VqSOAPLeavesSessionUsable(const string& ACode) noexcept;
+/// Whether it may pass by itself, such as load, or a mailbox that is not reached just now.
+bool VqSOAPMayPass(const string& ACode) noexcept;
+
 /// A fault with which the server answered. What the server did not say is empty.
 class EVqSOAPFault : public EVqException {
  public:
@@ -159,14 +168,22 @@ class EVqSOAPFault : public EVqException {
   const string& FaultCode() const noexcept { return FFaultCode; }
   /// The human text.
   const string& FaultString() const noexcept { return FFaultString; }
-  /// The EWS code of the detail: "ErrorServerBusy" and the like.
-  const string& ResponseCode() const noexcept { return FResponseCode; }
+  /// The EWS code of the detail, or of the fault code where the detail has none: "ErrorServerBusy" and the like.
+  const string& ResponseCode() const noexcept override { return FResponseCode; }
   /// The markup of the detail.
   const string& Detail() const noexcept { return FDetail; }
   /// How long the server asks to be left alone, in milliseconds; 0 when it does not say.
   std::int32_t BackOffMilliseconds() const noexcept { return FBackOffMilliseconds; }
   /// The status of the reply: 500 as a rule.
-  std::int32_t HTTPStatus() const noexcept { return FHTTPStatus; }
+  std::int32_t HTTPStatus() const noexcept override { return FHTTPStatus; }
+  /// As BackOffMilliseconds.
+  std::chrono::milliseconds RetryAfter() const noexcept override {
+    return std::chrono::milliseconds(FBackOffMilliseconds);
+  }
+
+ protected:
+  bool LeavesOpen() const noexcept override;
+  bool LeavesSessionUsable() const noexcept override { return VqSOAPLeavesSessionUsable(FResponseCode); }
 
  private:
   string FFaultCode, FFaultString, FResponseCode, FDetail;
@@ -184,6 +201,9 @@ class EVqSOAPUnexpectedReply : public EVqException {
   /// "FindItemResponse": what stood in the body; empty when nothing did.
   const string& Found() const noexcept { return FFound; }
 
+ protected:
+  bool LeavesOpen() const noexcept override { return true; }
+
  private:
   string FExpected, FFound;
 };
@@ -195,6 +215,10 @@ class EVqSOAPServerBusy : public EVqSOAPFault, public EVqServerBusy {
   explicit EVqSOAPServerBusy(const EVqSOAPFault& AFault)
       : EVqSOAPFault(AFault), EVqServerBusy(AFault.BackOffMilliseconds()) {}
   const EVqException& Failure() const noexcept override { return *this; }
+
+ protected:
+  /// A server that wants to be left alone has not begun.
+  bool LeavesOpen() const noexcept override { return false; }
 };
 
 }  // namespace velmore

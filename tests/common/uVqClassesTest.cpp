@@ -78,7 +78,7 @@ TEST(References, EmptyOnesRaiseWhenUsed) {
     none->Books();
     FAIL();
   } catch (const EVqException& error) {
-    EXPECT_STREQ(error.what(), "An empty reference was used.");
+    EXPECT_STREQ(error.what(), "An empty reference to TRoom was used.");
   }
   EXPECT_THROW(static_cast<void>(*none), EVqException);
 }

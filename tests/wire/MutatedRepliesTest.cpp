@@ -68,7 +68,7 @@ class TChangingServer {
 /// What the tour is told among honest replies, too, or what a reply that lies brings the tour itself to.
 bool IsOfTheTour(const std::string& text) {
   static constexpr const char* kBeginnings[] = {
-      "An empty reference was used.",            // an item of a class that the tour does not expect
+      "An empty reference to ",                  // an item of a class that the tour does not expect
       "There is no property definition \"MPR_",  // deleting what has none
       "The result does not contain a value",     // deleting what the item lacks
       "Items of the kind \"",                    // one that cannot be made

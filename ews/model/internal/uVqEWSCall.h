@@ -105,7 +105,7 @@ class TVqEWSCall {
   // ---- The answer
 
   /// Raises EEWSException when a response message is no success.
-  void Check(const IVqDOMElement& AMessage) const { FSession.CheckResponseError(AMessage); }
+  void Check(const IVqDOMElement& AMessage) const;
   /// An element that the response message must have, looked for, and missed, by its whole path.
   IVqDOMElement Find(const string& APath) const;
   /// The reply; empty until it came.

@@ -347,8 +347,12 @@ void TVqCurlEngine::RaiseFailure(CURLcode code) {
     code = CURLE_WEIRD_SERVER_REPLY;  // a header without name
   if (code == CURLE_OUT_OF_MEMORY && FSent && FInHeaders) raise(Format(kLongLine, {host}), VqErrInvalidServerResponse);
   if (code == CURLE_OPERATION_TIMEDOUT) {
-    raise(Format("No connection to \"%s\" came about within %d ms.", {host, FRequest->TimeOuts.GetConnect()}),
-          VqErrTimeOut);
+    EVqHTTPApiException failure(
+        kVqCurlApiName,
+        Format("No connection to \"%s\" came about within %d ms.", {host, FRequest->TimeOuts.GetConnect()}),
+        VqErrTimeOut);
+    if (FResends == 0) failure.NoteMayHaveHappened(false);  // unlike other time-outs, and told apart by nothing else
+    throw failure;
   }
   const TVqCurlErrorRow* const row = VqFindCurlError(code);
   if (!row) raise(curl_easy_strerror(code), VqErrInternal);
