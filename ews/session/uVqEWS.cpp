@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/uVqEWSTimeZones.h"
 #include "ews/session/uVqEWSClients_p.h"
 #include "ews/stores/uVqEWSImpersonation.h"
@@ -62,12 +63,12 @@ void TVqEWSCustomSession::Notification(TVqComponent* AComponent, TVqOperation AO
 // ---- What the server is
 
 TServerVersion TVqEWSCustomSession::GetServerVersion() {
-  if (!FActive) throw EVqException("You must logon first before you can get the ServerVersion!");
+  if (!FActive) throw EVqException("You must logon first before you can get the ServerVersion!").NoteSessionUnusable();
   return FServerVersion;
 }
 
 const TServerVersionInfo& TVqEWSCustomSession::GetServerVersionInfo() const {
-  if (!FActive) throw EVqException("You must logon first before you can get the ServerVersion!");
+  if (!FActive) throw EVqException("You must logon first before you can get the ServerVersion!").NoteSessionUnusable();
   return FServerVersionInfo;
 }
 
@@ -287,6 +288,7 @@ void TVqEWSCustomSession::AssignTo(TVqComponent* ADest) {
   dest->SetSchemaFallback(GetSchemaFallback());
   dest->SetLeanRoundTrips(FLeanRoundTrips);
   dest->SetAuthentication(FAuthentication);
+  dest->SetRetryPolicy(GetRetryPolicy());
   dest->SetLocalImages(FLocalImages);
   dest->SetCAFile(FCAFile);
   dest->SetCRLFile(FCRLFile);
@@ -408,7 +410,7 @@ void TVqEWSCustomSession::CheckHTTPClient() {
 }
 
 TVqRef<IVqHTTPClient> TVqEWSCustomSession::CreateHTTPClient(bool AUseSession) {
-  if (!FHTTPClient) throw EVqException("You must logon first!");
+  if (!FHTTPClient) throw EVqException("You must logon first!").NoteSessionUnusable();
   const TVqRef<IVqHTTPClient> result = TVqHTTPClient(FNTService);
   TVqHTTPClientBase& client = *result->GetComponent();
   if (AUseSession) {
@@ -435,8 +437,22 @@ void TVqEWSCustomSession::InitSOAPEnv(TVqSOAPClient& AClient) {
                                               const std::function<void()>& exchange) {
     // Other clients may be those of other threads, where the context is not to change.
     if (client == FSOAPClient.get()) SettleTimeZoneContextOf(request);
-    FWireForms.Send(request, response, exchange);
+    Exchange(request, response, exchange);
   });
+}
+
+void TVqEWSCustomSession::Exchange(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AResponse,
+                                   const std::function<void()>& AExchange) {
+  try {
+    FRetries.Send(
+        ARequest, AResponse, [&] { FWireForms.Send(ARequest, AResponse, AExchange); },
+        [&](std::chrono::milliseconds time) {
+          dynamic_cast<IVqHTTPClient&>(*ARequest.GetHTTPClient()).GetComponent()->Wait(time);
+        });
+  } catch (EVqException& failure) {
+    if (EwsOnlyReads(ARequest.GetMethod().GetLocalName())) failure.NoteMayHaveHappened(false);
+    throw;
+  }
 }
 
 TVqSOAPClient* TVqEWSCustomSession::CreateSOAPClient(const TVqRef<IVqHTTPClient>& AHTTPClient) {
@@ -447,7 +463,7 @@ TVqSOAPClient* TVqEWSCustomSession::CreateSOAPClient(const TVqRef<IVqHTTPClient>
 }
 
 void TVqEWSCustomSession::CheckActive() const {
-  if (!FActive) throw EVqException("You must logon first!");
+  if (!FActive) throw EVqException("You must logon first!").NoteSessionUnusable();
 }
 
 void TVqEWSCustomSession::AddImpersonation(IVqSOAPRequest& ARequest, const string& AAddress) {

@@ -26,6 +26,7 @@
 #include "ews/model/uVqEWSWireForm.h"
 #include "ews/session/uVqEWSAutodiscover.h"
 #include "ews/session/uVqEWSProfiles.h"
+#include "ews/session/uVqEWSRetry.h"
 #include "ews/session/uVqEWSTexts.h"
 #include "ews/session/uVqEWSTraffic.h"
 
@@ -263,6 +264,12 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   bool GetLocalImages() const override { return FLocalImages; }
   void SetLocalImages(bool AValue) { FLocalImages = AValue; }
 
+  /// What is done when a request that only reads meets a failure that may pass by itself: nothing, unless set. Holds
+  /// for every client of the session, and for the requests of a logon. Set it before other threads send. Not part of a
+  /// profile. The setter raises a plain exception for a policy that makes no sense.
+  const TVqEWSRetryPolicy& GetRetryPolicy() const noexcept { return FRetries.GetPolicy(); }
+  void SetRetryPolicy(TVqEWSRetryPolicy AValue) { FRetries.SetPolicy(std::move(AValue)); }
+
   // ---- Profiles
 
   /// Where profiles are kept; null for nowhere.
@@ -448,6 +455,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void SettleTimeZoneContextOf(IVqSOAPRequest& ARequest);
   TVqHTTPAuthentication LogonScheme() const;
   void InitSOAPEnv(TVqSOAPClient& AClient);
+  void Exchange(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AResponse, const std::function<void()>& AExchange);
   void AddImpersonation(IVqSOAPRequest& ARequest, const string& AAddress);
   void BeforeSendHTTPRequest(TVqComponent& ASender, const TVqRef<IVqHTTPRequest>& ARequest);
   void OnHTTPResponse(TVqComponent& ASender, const TVqRef<IVqHTTPResponse>& AResponse);
@@ -505,6 +513,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   TVqEWSWireForms FWireForms;
   bool FLeanRoundTrips = false;
   TVqHTTPAuthentication FAuthentication = TVqHTTPAuthentication::byChallenge;
+  TVqEWSRetries FRetries;
   bool FLocalImages = true;
   string FCAFile, FCRLFile;
   TVqEWSTrafficEvent FOnRequest, FOnResponse;

@@ -1,5 +1,6 @@
 #include "platform/http/uVqHTTPBase.h"
 
+#include <condition_variable>
 #include <optional>
 
 #include "platform/http/uVqHTTPExchange_p.h"
@@ -381,6 +382,23 @@ void TVqHTTPClientBase::AcquireToken() {
   if (!FSession) GetSession();
   CheckToken(*request);
   TokenInForce();
+}
+
+void TVqHTTPClientBase::Wait(std::chrono::milliseconds ATime) {
+  const TVqRef<TVqHTTPRequest> waiting =
+      MakeRef<TVqHTTPRequest>(this, TVqHTTPVerb::none, string(), false, std::string());
+  const TBusy busy(*this, *waiting);
+  std::mutex mutex;  // orders a cancellation and the look at it
+  std::condition_variable cancelled;
+  {
+    const TVqHTTPRequest::TStopHook hook(*waiting, [&] {
+      const std::scoped_lock lock(mutex);
+      cancelled.notify_all();
+    });
+    std::unique_lock lock(mutex);
+    cancelled.wait_for(lock, ATime, [&] { return waiting->IsEnding(); });
+  }
+  if (waiting->IsEnding()) throw EVqHTTPApiException("Wait", "The request was cancelled.", VqErrCancelled);
 }
 
 TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {

@@ -381,6 +381,9 @@ class TVqHTTPClientBase : public TVqComponent, public virtual IVqHTTPClient {
 
   /// Ends the request that is under way, if any, within 100 ms. Any thread may call it.
   void Cancel() noexcept;
+  /// Blocks for so long, for whoever wants to ask again later. Ends as a request does, by Cancel and by the stop token:
+  /// raises EVqHTTPApiException with number 6.
+  void Wait(std::chrono::milliseconds ATime);
   /// A request that is under way when a stop is asked for ends as by `Cancel`, and none begins from then on, until
   /// another token is set: for operations of several requests. An empty one, as at first, never asks.
   void SetStopToken(std::stop_token AValue) { FStopToken = std::move(AValue); }
