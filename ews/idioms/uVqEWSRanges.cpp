@@ -1,6 +1,14 @@
 #include "ews/idioms/uVqEWSRanges.h"
 
 namespace velmore {
+namespace {
+
+TItemId IdIn(const IVqDOMElement& row, const char* name) {
+  const IVqDOMElement id = row.SelectSingleElement(name, kSelectQuiet);
+  return {id.GetAttribute("Id"), id.GetAttribute("ChangeKey")};
+}
+
+}  // namespace
 
 TVqEWSAddress TVqEWSItemRow::Sender() const {
   const IVqDOMElement row = Element();
@@ -14,8 +22,11 @@ TVqEWSAddress TVqEWSItemRow::Sender() const {
 }
 
 TItemId TVqEWSFolderRow::Id() const {
-  const IVqDOMElement id = Element().SelectSingleElement("FolderId", kSelectQuiet);
-  return {id.GetAttribute("Id"), id.GetAttribute("ChangeKey")};
+  return IdIn(Element(), "FolderId");
+}
+
+TItemId TVqEWSFolderRow::ParentId() const {
+  return IdIn(Element(), "ParentFolderId");
 }
 
 string TVqEWSFolderRow::DisplayName() const {

@@ -15,12 +15,15 @@
 /// `Next` raise comes out of the loop. A row is valid until the loop goes on. Loops over lists look at the list as it
 /// is at each step: whoever takes entries out while walking skips some, so collect first what is to go.
 
+#include <bit>
 #include <concepts>
 #include <iterator>
 
 #include "ews/items/uVqEWSAttachments.h"
+#include "ews/model/uVqEWSCategory.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/model/uVqEWSRecipients.h"
+#include "ews/model/uVqEWSResolution.h"
 #include "ews/values/uVqEWSFields.h"
 #include "ews/values/uVqEWSProperties.h"
 #include "ews/values/uVqEWSStrings.h"
@@ -78,6 +81,8 @@ class TVqEWSFolderRow : public TVqEWSRow {
 
   /// The id of the row's folder: for the store's `GetFolder`.
   TItemId Id() const;
+  /// The id of the folder above it.
+  TItemId ParentId() const;
   /// The name that people see.
   string DisplayName() const;
   /// Of messages, a calendar, contacts, tasks, a search.
@@ -158,10 +163,14 @@ decltype(auto) EntryOf(auto& AList, std::int32_t AIndex) requires requires {
 inline TVqRef<IVqEWSAttachment> EntryOf(TVqEWSAttachments& AList, std::int32_t AIndex) {
   return AList.GetAttachment(AIndex);
 }
+inline TVqEWSCategory& EntryOf(IVqEWSCategories& AList, std::int32_t AIndex) {
+  return AList.GetCategory(AIndex);
+}
 
 /// A list of the library: a number of entries, each by its position.
 template <typename TList>
 concept TIndexed = std::derived_from<TList, TVqEWSBaseDataList> || std::derived_from<TList, IVqEWSRecipients> ||
+    std::derived_from<TList, IVqEWSResolutionSet> || std::derived_from<TList, IVqEWSCategories> ||
     std::same_as<TList, TVqEWSAttachments> || std::same_as<TList, TVqEWSMembersList> ||
     std::same_as<TList, TVqEWSStrings>;
 
@@ -198,13 +207,56 @@ class TVqEWSEntryIterator {
   std::int32_t FIndex = 0;
 };
 
-/// The entries of properties, fields, attachments, recipients, members and texts such as categories.
+/// The entries of properties, fields, attachments, recipients, members and texts such as categories; the categories of
+/// a mailbox, and the candidates for a name.
 template <detail::TIndexed TList>
 TVqEWSEntryIterator<TList> begin(TList& AList) {
   return TVqEWSEntryIterator<TList>(AList);
 }
 template <detail::TIndexed TList>
 std::default_sentinel_t end(TList&) noexcept {
+  return {};
+}
+
+// ---- Sets
+
+/// Walks the values of a set, from the first of their enumeration. A copy of the set: costs two words.
+template <typename T>
+class TVqSetIterator {
+ public:
+  using value_type = T;                              ///< what the set is of
+  using difference_type = std::ptrdiff_t;            ///< never used
+  using iterator_concept = std::input_iterator_tag;  ///< one pass
+
+  /// Of the empty set.
+  constexpr TVqSetIterator() noexcept = default;
+  /// The first value of a set.
+  constexpr explicit TVqSetIterator(TVqSet<T> ASet) noexcept : FBits(ASet.Bits()) {}
+
+  /// The value.
+  constexpr T operator*() const noexcept { return static_cast<T>(std::countr_zero(FBits)); }
+  /// To the next value.
+  constexpr TVqSetIterator& operator++() noexcept {
+    FBits &= FBits - 1;
+    return *this;
+  }
+  constexpr void operator++(int) noexcept { ++*this; }  ///< the same
+  /// Whether the set has no more.
+  friend constexpr bool operator==(const TVqSetIterator& A, std::default_sentinel_t) noexcept { return A.FBits == 0; }
+
+ private:
+  std::uint64_t FBits = 0;
+};
+
+/// The values of a set.
+///
+///     for (const TDayOfWeek day : pattern.GetDaysOfWeek()) ...
+template <typename T>
+constexpr TVqSetIterator<T> begin(TVqSet<T> ASet) noexcept {
+  return TVqSetIterator<T>(ASet);
+}
+template <typename T>
+constexpr std::default_sentinel_t end(TVqSet<T>) noexcept {
   return {};
 }
 

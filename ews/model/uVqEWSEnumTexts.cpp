@@ -22,6 +22,8 @@ VQ_ENUM_TEXTS(TVqEWSItemResponseType, "AcceptItem", "TentativelyAcceptItem", "De
               "ForwardItem", "ReplyAllToItem", "CancelCalendarItem", "RemoveItem", "PostReplyItem",
               "SuppressReadReceipt", "AcceptSharingInvitation")
 VQ_ENUM_TEXTS(TVqEWSFolderDeleteType, "HardDelete", "SoftDelete", "MoveToDeletedItems")
+VQ_ENUM_TEXTS(TVqEWSSortDirection, "Ascending", "Descending")
+VQ_ENUM_TEXTS(TVqEWSFolderTraversal, "Shallow", "Deep", "SoftDeleted")
 VQ_ENUM_TEXTS(TSendMeetingInvitationsOrCancellations, "SendToNone", "SendOnlyToAll", "SendToAllAndSaveCopy",
               "SendOnlyToChanged", "SendToChangedAndSaveCopy")
 VQ_ENUM_TEXTS(TVqEWSRestrictionOperator, "IsEqualTo", "IsNotEqualTo", "IsGreaterThan", "IsGreaterThanOrEqualTo",

@@ -10,6 +10,9 @@
 ///
 /// Who owns what, which thread may call and what is raised: see the head of uVqEWSInterfaces.h.
 
+#include <concepts>
+#include <vector>
+
 #include "ews/model/uVqEWSItemInterfaces.h"
 #include "platform/xml/uVqXMLUtils.h"
 
@@ -62,8 +65,16 @@ enum TVqEWSContainmentComparison : std::int32_t {
   ccIgnoreCaseAndNonSpacingCharacters
 };
 
+/// In which direction a column is sorted. The wire text is the name without "sd".
+enum TVqEWSSortDirection : std::int32_t { sdAscending, sdDescending };
+/// Which folders a table of folders has: those directly below, all below, or those that were deleted from the folder
+/// and can be recovered. The wire text is the name without "ft".
+enum TVqEWSFolderTraversal : std::int32_t { ftShallow, ftDeep, ftSoftDeleted };
+
 /// The wire texts of these enumerations, for VqEnumToText and its kin.
 const TVqEnumInfo& VqEnumInfoOf(TVqEWSFolderDeleteType) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSSortDirection) noexcept;
+const TVqEnumInfo& VqEnumInfoOf(TVqEWSFolderTraversal) noexcept;
 const TVqEnumInfo& VqEnumInfoOf(TVqEWSRestrictionOperator) noexcept;
 const TVqEnumInfo& VqEnumInfoOf(TVqEWSContainmentMode) noexcept;
 const TVqEnumInfo& VqEnumInfoOf(TVqEWSContainmentComparison) noexcept;
@@ -199,6 +210,17 @@ class IVqEWSRestrictionContent : public virtual IVqEWSRestrictionField {
   ~IVqEWSRestrictionContent() = default;
 };
 
+/// One column of a sort order. Keeps the address of the definition, which must outlive the table: the rows of the
+/// tables do.
+struct TVqEWSSortKey {
+  const TVqEWSFieldDef* Field;    ///< need not be among the columns
+  TVqEWSSortDirection Direction;  ///< ascending unless told otherwise
+
+  // NOLINTNEXTLINE(google-explicit-constructor): a field alone is a key
+  TVqEWSSortKey(const TVqEWSFieldDef& AField, TVqEWSSortDirection ADirection = sdAscending) noexcept
+      : Field(&AField), Direction(ADirection) {}
+};
+
 /// A forward cursor over the contents of one folder, page by page. Pages are fetched by Open, First and Next, never
 /// ahead; only the current page is held. Records and fields of a row are valid until the cursor moves.
 class IVqEWSTableBase : public virtual IVqEWSObject {
@@ -236,6 +258,11 @@ class IVqEWSTableBase : public virtual IVqEWSObject {
   /// Rows of a page; 50 unless changed. The next request uses it.
   virtual std::int32_t GetMaxEntriesPerPage() = 0;
   virtual void SetMaxEntriesPerPage(std::int32_t AValue) = 0;
+  /// The number of rows after which the table ends, whatever the server has; 0, the default, for all. No more is asked
+  /// for than that: the ten newest messages are one request of ten rows. Counts from the next request on; `Count` still
+  /// tells of all. Raises a plain exception for a negative number.
+  virtual std::int32_t GetMaxEntries() = 0;
+  virtual void SetMaxEntries(std::int32_t AValue) = 0;
   /// The current row as it came, for what no column reads: `TEwsContactItem contact(items->GetRowElement())`. Empty
   /// when there is no row. Valid until the cursor moves.
   virtual IVqDOMElement GetRowElement() = 0;
@@ -249,17 +276,35 @@ class IVqEWSItems : public virtual IVqEWSTableBase {
  public:
   /// The id of the current row's item.
   virtual TItemId GetItemId() = 0;
+  /// The order of the rows, by one column or by several, the first one counting most (m:SortOrder); an empty list for
+  /// the server's own, which has the newest first. Counts from the next request on. Opening a calendar view with a
+  /// window raises a plain exception: the server orders those by their start. Raises EEWSException
+  /// "ErrorUnsupportedPathForSortGroup" when it is opened and the server cannot sort by a column, such as recipients.
+  ///
+  ///     items->SetSortOrder(FLD_ITEM_DATETIMERECEIVED, sdDescending);
+  ///     items->SetSortOrder({{FLD_ITEM_IMPORTANCE, sdDescending}, FLD_ITEM_SUBJECT});
+  virtual const std::vector<TVqEWSSortKey>& GetSortOrder() = 0;
+  virtual void SetSortOrder(std::vector<TVqEWSSortKey> AValue) = 0;
+  template <std::same_as<TVqEWSFieldDef> TField>
+  void SetSortOrder(const TField& AField, TVqEWSSortDirection ADirection = sdAscending) {
+    SetSortOrder(std::vector<TVqEWSSortKey>{{AField, ADirection}});
+  }
 
  protected:
   ~IVqEWSItems() = default;
 };
 
-/// The subfolders of a folder (m:FindFolder). Fields and filters play no part in the request: rows have what
-/// "AllProperties" gives.
+/// The subfolders of a folder (m:FindFolder), or all folders below it. Fields and filters play no part in the request:
+/// rows have what "AllProperties" gives.
 class IVqEWSFolders : public virtual IVqEWSTableBase {
  public:
   /// The kind of the current row's folder.
   virtual TSetFolderFieldType FolderFieldType() = 0;
+  /// Which folders the table has: those directly below unless changed. Counts from the next request on. In which order
+  /// the server gives those of a whole tree is its own affair; each row has the id of its parent, and VqFolderTree
+  /// makes paths of them. Public folders know nothing but ftShallow.
+  virtual TVqEWSFolderTraversal GetTraversal() = 0;
+  virtual void SetTraversal(TVqEWSFolderTraversal AValue) = 0;
 
  protected:
   ~IVqEWSFolders() = default;
@@ -287,6 +332,10 @@ class IVqEWSFolder : public virtual IVqEWSPropObject {
   virtual void SetDisplayName(const string& AValue) = 0;
   /// A new table of the subfolders.
   virtual TVqRef<IVqEWSFolders> GetSubFolders() = 0;
+  /// A folder below this one by its path, as GetFolder of the store with a path: the first raises EEWSException
+  /// "ErrorFolderNotFound (...)." with the part that is missing, the second gives an empty reference.
+  virtual TVqRef<IVqEWSFolder> GetSubFolder(const string& APath) = 0;
+  virtual TVqRef<IVqEWSFolder> FindSubFolder(const string& APath) = 0;
   /// Makes a subfolder (m:CreateFolder) and gives its id.
   virtual TItemId CreateFolder(TSetFolderFieldType AFolderType, const string& ADisplayName) = 0;
   /// These two are not carried out: they compose their request, send nothing and raise EVqEWSNotCarriedOut. Delete the
@@ -404,6 +453,12 @@ class IVqEWSOOF : public virtual IVqObject {
   ~IVqEWSOOF() = default;
 };
 
+/// A folder's name as a part of a path, for IVqEWSMsgStore::GetFolder: with a backslash before each slash and
+/// backslash.
+string VqFolderPathPart(const string& AName);
+/// The names in a path. Raises a plain exception for a path without a part, or with an empty one.
+std::vector<string> VqFolderPathParts(const string& APath);
+
 /// One mailbox. Holds no cache: each call goes to the server.
 class IVqEWSMsgStore : public virtual IVqEWSObject {
  public:
@@ -418,6 +473,17 @@ class IVqEWSMsgStore : public virtual IVqEWSObject {
   /// A folder by id (m:GetFolder; a calendar folder costs two).
   virtual TVqRef<IVqEWSFolder> GetFolder(const TItemId& AFolderId) = 0;
   virtual TVqRef<IVqEWSFolder> GetFolder(const TEwsFolderId& AFolderId) = 0;
+  /// A folder by its path from the top of what people see of the mailbox, "Projects/2026" (m:FindFolder for each part,
+  /// then m:GetFolder). The parts are names as people see them, in the language of the mailbox: "Inbox/Invoices" is
+  /// "Posteingang/Invoices" in a German one, so that below a distinguished folder GetSubFolder serves better.
+  ///
+  /// As in the store, case does not count; of two names that differ in nothing else, the one as written is taken. A
+  /// name may have a slash in it: write "\\/" for that, and "\\\\" for a backslash (VqFolderPathPart does both). One
+  /// slash may stand at either end. U+F8FF, which the server's own listings write for a slash in a name, is read as
+  /// one. Raises a plain exception for a path without a part, or with an empty one, and EEWSException
+  /// "ErrorFolderNotFound (...)." with the part that is missing; FindFolder gives an empty reference instead.
+  virtual TVqRef<IVqEWSFolder> GetFolder(const string& APath) = 0;
+  virtual TVqRef<IVqEWSFolder> FindFolder(const string& APath) = 0;
   /// A distinguished folder (two m:GetFolder). `AMailbox` names another mailbox by its SMTP address; empty for this
   /// one.
   virtual TVqRef<IVqEWSFolder> GetFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox) = 0;

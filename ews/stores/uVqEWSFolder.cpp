@@ -3,6 +3,7 @@
 #include "ews/items/uVqEWSItemClasses.h"
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/schema/uVqEWSPropsPR.h"
+#include "ews/stores/uVqEWSFolderPath_p.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/common/uVqSerializer.h"
 #include "platform/xml/uVqXMLUtils.h"
@@ -104,6 +105,20 @@ void TVqEWSFolder::SaveChanges() {
 
 TVqRef<IVqEWSFolders> TVqEWSFolder::GetSubFolders() {
   return MakeRef<TVqEWSFolders>(this, GetID());
+}
+
+TVqRef<IVqEWSFolder> TVqEWSFolder::GetSubFolder(const string& APath) {
+  return TVqEWSFolderPath(APath).Open(Opener(), GetID());
+}
+
+TVqRef<IVqEWSFolder> TVqEWSFolder::FindSubFolder(const string& APath) {
+  return TVqEWSFolderPath(APath).Find(Opener(), GetID());
+}
+
+// The store, as for folders that it opens itself; their deletions look at the items.
+TVqEWSObject& TVqEWSFolder::Opener() {
+  auto* store = dynamic_cast<TVqEWSObject*>(FindMsgStore().get());
+  return store ? *store : *this;
 }
 
 TItemId TVqEWSFolder::CreateFolder(TSetFolderFieldType AFolderType, const string& ADisplayName) {

@@ -38,6 +38,8 @@ class TVqEWSFolder : public TVqEWSPropObject<TEwsFolder>, public virtual IVqEWSF
   std::int32_t GetUnreadCount() override;
   void SetDisplayName(const string& AValue) override;
   TVqRef<IVqEWSFolders> GetSubFolders() override;
+  TVqRef<IVqEWSFolder> GetSubFolder(const string& APath) override;
+  TVqRef<IVqEWSFolder> FindSubFolder(const string& APath) override;
   TItemId CreateFolder(TSetFolderFieldType AFolderType, const string& ADisplayName) override;
   void EmptyFolder(TVqEWSFolderDeleteType ADeleteType, bool ADeleteSubFolders) override;
   void DeleteFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType ADeleteType) override;
@@ -68,6 +70,7 @@ class TVqEWSFolder : public TVqEWSPropObject<TEwsFolder>, public virtual IVqEWSF
 
  private:
   void Load(const TItemId& AFolderId);
+  TVqEWSObject& Opener();
   void AddItemClassAttributes(const IVqDOMElement& AMethod, const TItemId& AItemId);
 
   TVqRef<IVqEWSMsgStore> FMsgStore;
@@ -110,6 +113,8 @@ class TVqEWSFolders : public TVqEWSTable, public virtual IVqEWSFolders {
   /// Looks for a child "ItemId" of the row, which folder rows do not have: always an empty id. The row's id is its
   /// FolderId.
   TItemId GetItemId();
+  TVqEWSFolderTraversal GetTraversal() override { return FTraversal; }
+  void SetTraversal(TVqEWSFolderTraversal AValue) override { FTraversal = AValue; }
 
  protected:
   ~TVqEWSFolders() override = default;
@@ -117,6 +122,7 @@ class TVqEWSFolders : public TVqEWSTable, public virtual IVqEWSFolders {
 
  private:
   TItemId FParentFolderId;
+  TVqEWSFolderTraversal FTraversal = ftShallow;
 };
 
 /// The items of a folder (m:FindItem). See TVqEWSTable.
@@ -126,6 +132,9 @@ class TVqEWSItems : public TVqEWSTable, public virtual IVqEWSItems {
   TVqEWSItems(TVqComponent* ACreator, const TItemId& AParentFolderId) : TVqEWSItems(ACreator, AParentFolderId, true) {}
 
   TItemId GetItemId() override;
+  const std::vector<TVqEWSSortKey>& GetSortOrder() override { return FSortOrder; }
+  using IVqEWSItems::SetSortOrder;
+  void SetSortOrder(std::vector<TVqEWSSortKey> AValue) override { FSortOrder = std::move(AValue); }
 
  protected:
   /// False for a table that the server gives in one page.
@@ -137,8 +146,10 @@ class TVqEWSItems : public TVqEWSTable, public virtual IVqEWSItems {
   void AddShape(const IVqDOMElement& AMethod);
   void AddView(const IVqDOMElement& AMethod);
   void AddRestriction(const IVqDOMElement& AMethod);
+  void AddSortOrder(const IVqDOMElement& AMethod);
 
   TItemId FParentFolderId;
+  std::vector<TVqEWSSortKey> FSortOrder;
 };
 
 /// The items of a calendar folder between two points in time, one page.

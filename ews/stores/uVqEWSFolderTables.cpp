@@ -1,6 +1,7 @@
 // The tables of a folder: which requests fetch their pages.
 
 #include "ews/model/internal/uVqEWSCall.h"
+#include "ews/schema/uVqEWSFieldURI.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "ews/stores/uVqEWSFolder.h"
 #include "platform/common/uVqSerializer.h"
@@ -23,10 +24,10 @@ TItemId TVqEWSFolders::GetItemId() {
 
 void TVqEWSFolders::GetNextPage() {
   TVqEWSCall call(*this, "FindFolder");
-  call.Set("Traversal", "Shallow");
+  call.Set("Traversal", VqEnumToText(FTraversal));
   call.Add("m:FolderShape/t:BaseShape").SetText("AllProperties");
   const IVqDOMElement view = call.Add("m:IndexedPageFolderView");
-  view.SetAttribute("MaxEntriesReturned", VqIntToXML(GetMaxEntriesPerPage()));
+  view.SetAttribute("MaxEntriesReturned", VqIntToXML(RowsToAskFor(GetMaxEntriesPerPage())));
   view.SetAttribute("Offset", VqIntToXML(GetPageOffset()));
   view.SetAttribute("BasePoint", "Beginning");
   call.AddId(call.Add("m:ParentFolderIds"), "t:FolderId", FParentFolderId);
@@ -48,6 +49,7 @@ void TVqEWSItems::GetNextPage() {
   AddShape(call.Method());
   AddView(call.Method());
   AddRestriction(call.Method());
+  AddSortOrder(call.Method());
   call.AddId(call.Add("m:ParentFolderIds"), "t:FolderId", FParentFolderId);
   SetData(std::make_unique<TEwsArrayOfRealItems>(call.Send().SelectSingleElement("RootFolder/Items", kSelectRequired)));
 }
@@ -76,15 +78,16 @@ void TVqEWSItems::AddView(const IVqDOMElement& AMethod) {
   const auto* calendar = dynamic_cast<TVqEWSCalendarFolder*>(GetCreatedBy());
   if (calendar && dynamic_cast<TVqEWSCalendarView*>(this) && calendar->FEndDate > calendar->FStartDate &&
       calendar->FMaxItemsReturned > 0) {
+    if (!FSortOrder.empty()) throw EVqException("A calendar view is ordered by the start of its items.");
     const IVqDOMElement view = AMethod.AddElement("m:CalendarView");
-    view.SetAttribute("MaxEntriesReturned", VqIntToXML(calendar->FMaxItemsReturned));
+    view.SetAttribute("MaxEntriesReturned", VqIntToXML(RowsToAskFor(calendar->FMaxItemsReturned)));
     view.SetAttribute("StartDate", VqDateTimeToXML(calendar->FStartDate));
     view.SetAttribute("EndDate", VqDateTimeToXML(calendar->FEndDate));
     return;
   }
   // A calendar view without a window or a limit pages the folder like any other, and stops after one page.
   const IVqDOMElement view = AMethod.AddElement("m:IndexedPageItemView");
-  view.SetAttribute("MaxEntriesReturned", VqIntToXML(GetMaxEntriesPerPage()));
+  view.SetAttribute("MaxEntriesReturned", VqIntToXML(RowsToAskFor(GetMaxEntriesPerPage())));
   view.SetAttribute("Offset", VqIntToXML(GetPageOffset()));
   view.SetAttribute("BasePoint", "Beginning");
 }
@@ -94,6 +97,23 @@ void TVqEWSItems::AddRestriction(const IVqDOMElement& AMethod) {
   TVqStringStream text(kVqCodePageUtf16LE, 16);
   GetRestriction()->SaveToStream(text);
   AMethod.AddElement("m:Restriction").SetInnerXML(text.GetAsString());
+}
+
+void TVqEWSItems::AddSortOrder(const IVqDOMElement& AMethod) {
+  if (FSortOrder.empty()) return;
+  const IVqDOMElement order = AMethod.AddElement("m:SortOrder");
+  for (const TVqEWSSortKey& key : FSortOrder) {
+    const IVqDOMElement column = order.AddElement("t:FieldOrder");
+    column.SetAttribute("Order", VqEnumToText(key.Direction));
+    if (key.Field->FieldType == fdtExtendedField) {
+      WriteExtendedFieldURI(key.Field->PropDef, column);
+      continue;
+    }
+    const bool indexed = key.Field->FieldType == fdtIndexedField;
+    const IVqDOMElement uri = column.AddElement(indexed ? "t:IndexedFieldURI" : "t:FieldURI");
+    uri.SetAttribute("FieldURI", key.Field->FieldURI().ToString());
+    if (indexed) uri.SetAttribute("FieldIndex", key.Field->FieldIndex.ToString());
+  }
 }
 
 }  // namespace velmore

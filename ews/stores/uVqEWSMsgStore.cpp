@@ -4,6 +4,7 @@
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/internal/uVqEWSConstants.h"
 #include "ews/stores/uVqEWSFolder.h"
+#include "ews/stores/uVqEWSFolderPath_p.h"
 #include "platform/common/uVqSerializer.h"
 
 namespace velmore {
@@ -106,6 +107,14 @@ TVqRef<IVqEWSFolder> TVqEWSMsgStore::GetFolder(const TEwsFolderId& AFolderId) {
 TVqRef<IVqEWSFolder> TVqEWSMsgStore::FolderOf(const IVqDOMElement& AAnswer) {
   if (AAnswer.GetLocalName() == "CalendarFolder") return MakeRef<TVqEWSCalendarFolder>(this, AAnswer);
   return MakeRef<TVqEWSFolder>(this, AAnswer);
+}
+
+TVqRef<IVqEWSFolder> TVqEWSMsgStore::GetFolder(const string& APath) {
+  return TVqEWSFolderPath(APath).Open(*this, dfinmsgfolderroot);
+}
+
+TVqRef<IVqEWSFolder> TVqEWSMsgStore::FindFolder(const string& APath) {
+  return TVqEWSFolderPath(APath).Find(*this, dfinmsgfolderroot);
 }
 
 TVqRef<IVqEWSFolder> TVqEWSMsgStore::GetFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox) {

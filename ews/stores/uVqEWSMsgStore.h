@@ -23,6 +23,8 @@ class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore, publi
   bool FindFolderId(TDistinguishedFolderIdName AFolderType, TItemId& FolderId) override;
   TVqRef<IVqEWSFolder> GetFolder(const TItemId& AFolderId) override;
   TVqRef<IVqEWSFolder> GetFolder(const TEwsFolderId& AFolderId) override;
+  TVqRef<IVqEWSFolder> GetFolder(const string& APath) override;
+  TVqRef<IVqEWSFolder> FindFolder(const string& APath) override;
   TVqRef<IVqEWSFolder> GetFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox) override;
   TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) override;
   TVqRef<IVqEWSCategories> GetCategories() override;

@@ -1,5 +1,7 @@
 #include "ews/stores/uVqEWSTable.h"
 
+#include <algorithm>
+
 #include "ews/stores/uVqEWSRestrictions.h"
 #include "ews/values/internal/uVqEWSTableCells.h"
 #include "platform/xml/internal/uVqXMLDOMAccess.h"
@@ -61,7 +63,23 @@ void TVqEWSTable::SetActive(bool AValue) {
   FPageOffset = 0;
   FRecordCount = 0;
   FLastPage = false;
+  FRowsBefore = 0;
   FRow = -1;
+}
+
+void TVqEWSTable::SetMaxEntries(std::int32_t AValue) {
+  if (AValue < 0) throw EVqException("A table cannot end after a negative number of rows.");
+  FMaxEntries = AValue;
+}
+
+std::int32_t TVqEWSTable::RowsToAskFor(std::int32_t AMost) const noexcept {
+  if (FMaxEntries == 0) return AMost;
+  const std::int32_t had = FAskedOffset == 0 ? 0 : FRowsBefore + RowCount();
+  return std::min(AMost, std::max(FMaxEntries - had, 1));
+}
+
+bool TVqEWSTable::AtLimit() const noexcept {
+  return FMaxEntries != 0 && FRowsBefore + RowCount() >= FMaxEntries;
 }
 
 void TVqEWSTable::SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot) {
@@ -71,12 +89,16 @@ void TVqEWSTable::SetData(std::unique_ptr<TVqXMLSchemaElement> ARoot) {
   const string last = page.GetAttribute("IncludesLastItemInRange");
   const bool lastPage = !last.empty() && VqXMLToBool(last);
   std::vector<std::int32_t> rows = PlacesOfRows(*ARoot);
+  const std::int32_t before = FAskedOffset == 0 ? 0 : FRowsBefore + RowCount();
+  // A server may give more than it was asked for.
+  if (FMaxEntries != 0) rows.resize(std::min(rows.size(), static_cast<std::size_t>(std::max(FMaxEntries - before, 0))));
   // From here on nothing raises: a page that cannot be read leaves the old one in place.
   LeaveRow();
   FRoot = std::move(ARoot);
   FRowsElm = FRoot->AsElement();
   FElements = FRowsElm.GetChildElements();
   FRows = std::move(rows);
+  FRowsBefore = before;
   FFields->ForgetMade();
   FRecordCount = count;
   FPageStart = FAskedOffset;
@@ -94,7 +116,8 @@ void TVqEWSTable::FetchPage(std::int32_t AOffset) {
   FAskedOffset = AOffset;
   GetNextPage();
   // Nothing but elements that are no rows: read past, so that the walk does not stop at a row that is not there.
-  while (FRows.empty() && FElements.Count() > 0 && !FLastPage && FPagedDataSupported && FPageOffset > FPageStart) {
+  while (FRows.empty() && !AtLimit() && FElements.Count() > 0 && !FLastPage && FPagedDataSupported &&
+         FPageOffset > FPageStart) {
     FAskedOffset = FPageOffset;
     GetNextPage();
   }
@@ -116,10 +139,10 @@ void TVqEWSTable::FetchBehind() {
 }
 
 bool TVqEWSTable::Eof() {
-  return FPagedDataSupported ? FPageEOF && FLastPage : FPageEOF;
+  return FPagedDataSupported ? FPageEOF && (FLastPage || AtLimit()) : FPageEOF;
 }
 
-std::int32_t TVqEWSTable::RowCount() const {
+std::int32_t TVqEWSTable::RowCount() const noexcept {
   return static_cast<std::int32_t>(FRows.size());
 }
 
@@ -134,7 +157,7 @@ void TVqEWSTable::Next() {
   FPageEOF = FRow == RowCount();
   if (!FPageEOF) return;
   --FRow;  // the last row stays readable: at the end, and while the next page cannot be fetched
-  if (!FLastPage && FPagedDataSupported) FetchBehind();
+  if (!FLastPage && !AtLimit() && FPagedDataSupported) FetchBehind();
 }
 
 void TVqEWSTable::First() {

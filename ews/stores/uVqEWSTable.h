@@ -34,9 +34,11 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   IVqDOMElement GetRowElement() override;
   std::int32_t GetMaxEntriesPerPage() override { return FMaxEntriesPerPage; }
   void SetMaxEntriesPerPage(std::int32_t AValue) override { FMaxEntriesPerPage = AValue; }
+  std::int32_t GetMaxEntries() override { return FMaxEntries; }
+  void SetMaxEntries(std::int32_t AValue) override;
 
   /// Rows of the current page. Elements that the library has no class for do not count.
-  std::int32_t RowCount() const;
+  std::int32_t RowCount() const noexcept;
   /// The total number of rows on the server, as Count.
   std::int32_t GetRecordCount() const noexcept { return FRecordCount; }
 
@@ -53,6 +55,8 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   TVqXMLSchemaElement* GetRowData(TVqEWSGetDataElmSource ASource, bool ARaiseError);
   /// Where the requested page begins among all rows, from 0.
   std::int32_t GetPageOffset() const noexcept { return FAskedOffset; }
+  /// How many of `AMost` rows the next request asks for, so that the table does not go beyond its limit.
+  std::int32_t RowsToAskFor(std::int32_t AMost) const noexcept;
   /// The filter of the next request; empty for none.
   const TVqRef<IVqEWSRestriction>& GetRestriction() const noexcept { return FRestriction; }
 
@@ -62,6 +66,7 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   void ToFirstRow();
   void FetchPage(std::int32_t AOffset);
   void FetchBehind();
+  bool AtLimit() const noexcept;
 
   std::unique_ptr<TVqXMLSchemaElement> FRoot;
   IVqDOMElement FRowsElm;
@@ -73,6 +78,8 @@ class TVqEWSTable : public TVqEWSObject, public virtual IVqEWSTableBase {
   std::unique_ptr<TVqEWSTableCells> FCells;      // of the current row
   std::unique_ptr<TVqEWSFields> FFields;
   std::int32_t FMaxEntriesPerPage = 50;
+  std::int32_t FMaxEntries = 0;
+  std::int32_t FRowsBefore = 0;  // on the pages before the one in hand
   std::int32_t FRecordCount = 0;
   std::int32_t FAskedOffset = 0;  // of the last request
   std::int32_t FPageStart = 0;    // where the page in hand begins
