@@ -159,6 +159,7 @@ const TVqXMLSchemaClass* ClassOfField(std::string_view AURI) {
 
 // The type of a field's values; of no kind where the library does not know it, or where it has parts.
 TVqTypeInfo TypeOfField(const TVqEWSFieldDef& AFieldDef) {
+  if (AFieldDef.FieldType == fdtIndexedField) return VqStringType;  // entries of dictionaries are texts
   if (!AFieldDef.PropDef) return {};
   if (AFieldDef.FieldType == fdtExtendedField) return EwsTypeOf(AFieldDef.PropDef->PropType);
   const TVqXMLSchemaClass* const record = ClassOfField(AFieldDef.UnindexedFieldURI);
@@ -166,8 +167,21 @@ TVqTypeInfo TypeOfField(const TVqEWSFieldDef& AFieldDef) {
   return record->GetTypeInfo(AFieldDef.PropDef->NodeName);
 }
 
+// What a list is compared with is one of its entries.
+TVqTypeInfo EntryOf(const TVqTypeInfo& AList) {
+  const auto has = [&](std::string_view part) { return AList.Name.find(part) != std::string_view::npos; };
+  if (has("std::int")) return {tkInteger, AList.Name};
+  if (has("double") || has("Extended")) return {tkFloat, AList.Name};
+  if (has("TDateTime")) return {tkDateTime, AList.Name};
+  return VqStringType;
+}
+
 bool Fits(const TVqTypeInfo& AField, const TVqTypeInfo& AValue) {
   switch (AField.Kind) {
+    case tkUnknown:  // a field of a newer server
+      return true;
+    case tkArray:
+      return Fits(EntryOf(AField), AValue);
     case tkInteger:
       return AValue.Kind == tkInteger;
     case tkFloat:
@@ -179,8 +193,8 @@ bool Fits(const TVqTypeInfo& AField, const TVqTypeInfo& AValue) {
       return AValue.Kind == tkString || AValue.Kind == tkEnumeration;
     case tkEnumeration:  // its wire text is what goes out; another enumeration's would only look alike
       return AValue.Kind == tkEnumeration ? AValue.Name == AField.Name : AValue.Kind == tkString;
-    default:  // texts of records and of entries, and what the library does not know
-      return true;
+    default:  // what stands for a record, a set or an id is a text
+      return AValue.Kind == tkString;
   }
 }
 
@@ -196,16 +210,28 @@ string WordsFor(const TVqTypeInfo& AType) {
       return "a point in time";
     case tkEnumeration:
       return "a " + string(AType.Name);
+    case tkArray:
+      return WordsFor(EntryOf(AType));
     default:
       return "text";
   }
 }
 
+string NameOf(const TVqEWSFieldDef& AFieldDef) {
+  return (AFieldDef.FieldDefName.empty() ? AFieldDef.UnindexedFieldURI : AFieldDef.FieldDefName).ToString();
+}
+
 void CheckFits(const TVqEWSFieldDef& AFieldDef, const TVqTypeInfo& AValue) {
   const TVqTypeInfo field = TypeOfField(AFieldDef);
   if (Fits(field, AValue)) return;
-  throw EVqException(Format("%s holds %s and cannot be compared with %s.",
-                            {AFieldDef.FieldDefName.ToString(), WordsFor(field), WordsFor(AValue)}));
+  throw EVqException(
+      Format("%s holds %s and cannot be compared with %s.", {NameOf(AFieldDef), WordsFor(field), WordsFor(AValue)}));
+}
+
+void CheckText(const TVqEWSFieldDef& AFieldDef, const string& AText) try {
+  VqEscapeXML(AText);
+} catch (const EVqXMLError& failure) {
+  throw EVqXMLError(Format("%s cannot be compared with this text: %s", {NameOf(AFieldDef), failure.Message()}), 0, 0);
 }
 
 }  // namespace
@@ -216,6 +242,11 @@ TVqEWSFilterValue::TVqEWSFilterValue(TDateTime AValue) : Text(VqDateTimeToXML(AV
 
 string TVqEWSFilterValue::DoubleText(double AValue) {
   return VqDoubleToXML(AValue);
+}
+
+std::chrono::sys_days TVqEWSFilterValue::DayOf(std::chrono::year_month_day AValue) {
+  if (!AValue.ok()) throw EVqException("A filter cannot compare with a day that is in no calendar.");
+  return AValue;
 }
 
 TDateTime TVqEWSFilterValue::TimeOf(std::chrono::sys_time<std::chrono::milliseconds> AValue) {
@@ -250,10 +281,16 @@ TVqEWSFilter operator!(const TVqEWSFilter& A) {
 
 TVqEWSFilter TVqEWSFilterField::Compare(TVqEWSRestrictionOperator AOperator, const TVqEWSFilterValue& AValue) const {
   CheckFits(*FFieldDef, AValue.Type);
+  CheckText(*FFieldDef, AValue.Text);
   return detail::TFilterNode::Make(detail::TFilterNode::TCompare{FFieldDef, AOperator, AValue.Text});
 }
 
 TVqEWSFilter TVqEWSFilterField::Compare(TVqEWSRestrictionOperator AOperator, const TVqEWSFilterField& AOther) const {
+  const TVqTypeInfo type = TypeOfField(*FFieldDef), other = TypeOfField(*AOther.FFieldDef);
+  if (other.Kind != tkUnknown && !Fits(type, other) && !Fits(other, type)) {
+    throw EVqException(Format("%s holds %s and cannot be compared with %s, which holds %s.",
+                              {NameOf(*FFieldDef), WordsFor(type), NameOf(*AOther.FFieldDef), WordsFor(other)}));
+  }
   return detail::TFilterNode::Make(detail::TFilterNode::TCompareFields{FFieldDef, AOperator, AOther.FFieldDef});
 }
 
@@ -263,7 +300,8 @@ TVqEWSFilter VqExists(const TVqEWSFieldDef& AFieldDef) {
 
 TVqEWSFilter VqContains(const TVqEWSFieldDef& AFieldDef, const string& AText, TVqEWSContainmentMode AMode,
                         TVqEWSContainmentComparison AComparison) {
-  CheckFits(AFieldDef, {tkString, "string"});
+  CheckFits(AFieldDef, VqStringType);
+  CheckText(AFieldDef, AText);
   return detail::TFilterNode::Make(detail::TFilterNode::TContains{&AFieldDef, AText, AMode, AComparison});
 }
 

@@ -78,13 +78,16 @@ struct TVqEWSFilterValue {
       : Text(AValue), Type{tkString, "string"} {}
   /// A point in time of the library, in UTC.
   TVqEWSFilterValue(TDateTime AValue);
-  /// A point in time of the system's clock; finer than a millisecond is rounded.
+  /// Midnight, UTC, of a day that is in the calendar; raises a plain exception for 30 February.
+  TVqEWSFilterValue(std::chrono::year_month_day AValue) : TVqEWSFilterValue(DayOf(AValue)) {}
+  /// A point in time of the system's clock; what is finer than a millisecond is cut off.
   template <typename TDuration>
   TVqEWSFilterValue(std::chrono::sys_time<TDuration> AValue)
       : TVqEWSFilterValue(TimeOf(std::chrono::floor<std::chrono::milliseconds>(AValue))) {}
 
  private:
   static string DoubleText(double AValue);
+  static std::chrono::sys_days DayOf(std::chrono::year_month_day AValue);
   static TDateTime TimeOf(std::chrono::sys_time<std::chrono::milliseconds> AValue);
 };
 

@@ -112,6 +112,10 @@ bool VqXMLToBool(const TVqUtf8View& AText) {
   FailConvert(AText.View(), "a truth value");
 }
 
+void TVqVariant::RaiseTooLarge() {
+  throw EConvertError("A whole number of more than 63 bits is no value.");
+}
+
 string VqVariantToXML(const TVqVariant& AValue) {
   struct TVisitor {
     string operator()(std::monostate) const { return {}; }
@@ -122,7 +126,7 @@ string VqVariantToXML(const TVqVariant& AValue) {
     string operator()(TDateTime value) const { return VqDateTimeToXML(value); }
     string operator()(const string& value) const { return value; }
   };
-  return std::visit(TVisitor(), AValue);
+  return std::visit(TVisitor(), static_cast<const TVqVariantBase&>(AValue));
 }
 
 string VqEscapeXML(const TVqUtf8View& AText) {

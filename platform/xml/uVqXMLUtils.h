@@ -8,17 +8,65 @@
 /// Free functions without state, for any number of threads. White space around a value is ignored when reading. Text
 /// that is no such value raises EConvertError with the text in its message; empty text does, too.
 
+#include <concepts>
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <variant>
 
+#include "platform/common/uVqSerializer.h"
 #include "platform/common/uVqSysUtils.h"
 #include "platform/xml/uVqXMLDOM.h"
 
 namespace velmore {
 
-/// A value whose kind is known only at run time. An empty one holds std::monostate.
-using TVqVariant = std::variant<std::monostate, bool, std::int32_t, std::int64_t, double, TDateTime, string>;
+/// The alternatives of TVqVariant.
+using TVqVariantBase = std::variant<std::monostate, bool, std::int32_t, std::int64_t, double, TDateTime, string>;
+
+/// A value whose kind is known only at run time. An empty one holds std::monostate. A variant of the standard library
+/// in all but its constructors, which keep a value what it is: every whole number is one of the two kinds of numbers,
+/// and an enumerator is its wire text. A character, and an enumeration without texts, do not compile.
+class TVqVariant : public TVqVariantBase {
+ public:
+  /// Empty.
+  TVqVariant() noexcept = default;
+  TVqVariant(std::monostate) noexcept {}
+  /// True or false.
+  template <std::same_as<bool> T>
+  TVqVariant(T AValue) noexcept : TVqVariantBase(AValue) {}
+  /// A whole number, of 32 bits where its type has no more. Raises EConvertError beyond 63 bits.
+  template <std::integral T>
+  requires(!std::same_as<T, bool> && !std::same_as<T, char> && !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
+           !std::same_as<T, char16_t> && !std::same_as<T, char32_t>) TVqVariant(T AValue)
+      : TVqVariantBase(Whole(AValue)) {}
+  /// A number with a fraction.
+  template <std::floating_point T>
+  TVqVariant(T AValue) noexcept : TVqVariantBase(static_cast<double>(AValue)) {}
+  /// A point in time.
+  template <std::same_as<TDateTime> T>
+  TVqVariant(T AValue) noexcept : TVqVariantBase(AValue) {}
+  /// The wire text of an enumerator.
+  template <VqTextEnum T>
+  TVqVariant(T AValue) : TVqVariantBase(VqEnumToText(AValue)) {}
+  /// Text.
+  template <typename T>
+  requires(!std::derived_from<T, TVqVariantBase> && !std::is_arithmetic_v<T> && std::convertible_to<const T&, string>)
+      TVqVariant(const T& AValue)
+      : TVqVariantBase(string(AValue)) {}
+
+ private:
+  static auto Whole(auto AValue) {
+    using T = decltype(AValue);
+    if constexpr (sizeof(T) < sizeof(std::int32_t) || (std::is_signed_v<T> && sizeof(T) == sizeof(std::int32_t))) {
+      return static_cast<std::int32_t>(AValue);
+    } else {
+      if (!std::in_range<std::int64_t>(AValue)) RaiseTooLarge();
+      return static_cast<std::int64_t>(AValue);
+    }
+  }
+  [[noreturn]] static void RaiseTooLarge();
+};
 
 /// How points in time are written: as UTC with "Z" (0, what the wire uses throughout), or as they are without any sign
 /// of a time zone (1).
