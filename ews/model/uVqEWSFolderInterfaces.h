@@ -25,6 +25,8 @@ struct TVqEWSFieldDef;
 class IVqEWSMsgStore;
 class IVqEWSFolders;
 class IVqEWSItems;
+class IVqEWSItemChanges;
+class IVqEWSFolderChanges;
 class TVqEWSCategory;
 
 /// How a deletion is carried out; the wire text is the name without "dt".
@@ -338,14 +340,31 @@ class IVqEWSFolder : public virtual IVqEWSPropObject {
   virtual TVqRef<IVqEWSFolder> FindSubFolder(const string& APath) = 0;
   /// Makes a subfolder (m:CreateFolder) and gives its id.
   virtual TItemId CreateFolder(TSetFolderFieldType AFolderType, const string& ADisplayName) = 0;
-  /// These two are not carried out: they compose their request, send nothing and raise EVqEWSNotCarriedOut. Delete the
-  /// items one by one, or delete the folder with another client.
+  /// These two are not carried out: they compose their request, send nothing and raise EVqEWSNotCarriedOut. The next
+  /// two do what they say.
   virtual void EmptyFolder(TVqEWSFolderDeleteType ADeleteType, bool ADeleteSubFolders) = 0;
   virtual void DeleteFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType ADeleteType) = 0;
+  /// Removes all items of the folder, and its subfolders with all that is in them if wanted (m:EmptyFolder). Needs
+  /// Exchange2010_SP1: raises a plain exception before. Servers refuse it for calendars and search folders
+  /// (ErrorCannotEmptyFolder).
+  virtual void RemoveContents(TVqEWSFolderDeleteType ADeleteType, bool ARemoveSubFolders) = 0;
+  /// Removes a folder, of this mailbox or of one that the account may change, with all that is in it (m:DeleteFolder).
+  /// Distinguished folders are refused (ErrorDeleteDistinguishedFolder).
+  virtual void RemoveFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType ADeleteType) = 0;
+  /// Marks all items of the folder as read, in one request (m:MarkAllItemsAsRead); with `ASendReceipts` those who asked
+  /// for a receipt get one. Subfolders stay as they are. Needs Exchange2013: raises a plain exception before.
+  virtual void MarkAllAsRead(bool ASendReceipts) = 0;
+  /// The same the other way round: nothing was read.
+  virtual void MarkAllAsUnread() = 0;
   /// Always raises EEWSException: folders are read only.
   virtual void SaveChanges() = 0;
   /// A new table of the items.
   virtual TVqRef<IVqEWSItems> GetItems() = 0;
+  /// What has changed among the items since that state (m:SyncFolderItems, when it is opened); see
+  /// uVqEWSSyncInterfaces.h. The empty state is the beginning, at which everything is new.
+  virtual TVqRef<IVqEWSItemChanges> SyncItems(const string& AState) = 0;
+  /// The same of the folders below this one, at any depth (m:SyncFolderHierarchy).
+  virtual TVqRef<IVqEWSFolderChanges> SyncFolders(const string& AState) = 0;
   /// Loads an item (two m:GetItem: the first finds its class).
   virtual TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) = 0;
   /// A new, unsaved item of this folder. Asks nothing of the server. Raises EVqNotSupported for a kind that this
@@ -504,6 +523,9 @@ class IVqEWSMsgStore : public virtual IVqEWSObject {
   virtual void GetUserPhoto(TVqStream& APhoto, TSizeRequested ASize) = 0;
   /// The out-of-office settings (m:GetUserOofSettingsRequest, after what GetIdentity asks). A new object at each call.
   virtual TVqRef<IVqEWSOOF> GetOOF() = 0;
+  /// What has changed among the folders of the mailbox since that state (m:SyncFolderHierarchy, when it is opened); see
+  /// uVqEWSSyncInterfaces.h. The empty state is the beginning, at which everything is new.
+  virtual TVqRef<IVqEWSFolderChanges> SyncFolders(const string& AState) = 0;
 
  protected:
   ~IVqEWSMsgStore() = default;

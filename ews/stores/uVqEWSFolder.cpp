@@ -3,7 +3,9 @@
 #include "ews/items/uVqEWSItemClasses.h"
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/schema/uVqEWSPropsPR.h"
+#include "ews/stores/uVqEWSFolderParts_p.h"
 #include "ews/stores/uVqEWSFolderPath_p.h"
+#include "ews/stores/uVqEWSSync.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/common/uVqSerializer.h"
 #include "platform/xml/uVqXMLUtils.h"
@@ -52,11 +54,16 @@ void TVqEWSFolder::Load(const TItemId& AFolderId) {
 }
 
 TVqRef<IVqEWSMsgStore> TVqEWSFolder::FindMsgStore() {
-  if (FMsgStore) return FMsgStore;
-  for (auto link = Supports<IVqEWSObject>(GetCreatedBy()); link; link = Supports<IVqEWSObject>(link->GetCreatedBy())) {
-    if ((FMsgStore = Supports<IVqEWSMsgStore>(link))) break;
-  }
+  if (!FMsgStore) FMsgStore = EwsStoreAbove(*this);
   return FMsgStore;
+}
+
+TVqRef<IVqEWSMsgStore> EwsStoreAbove(IVqEWSObject& AObject) {
+  for (auto link = Supports<IVqEWSObject>(AObject.GetCreatedBy()); link;
+       link = Supports<IVqEWSObject>(link->GetCreatedBy())) {
+    if (auto store = Supports<IVqEWSMsgStore>(link)) return store;
+  }
+  return {};
 }
 
 // ---- What the folder is
@@ -144,6 +151,51 @@ void TVqEWSFolder::DeleteFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType
   call.Set("DeleteType", VqEnumToText(ADeleteType));
   call.AddId(call.Add("m:FolderIds"), "t:FolderId", AFolderId);
   throw EVqEWSNotCarriedOut("DeleteFolder is not carried out: nothing was sent to the server.");
+}
+
+// What the server does by itself.
+
+void TVqEWSFolder::RemoveContents(TVqEWSFolderDeleteType ADeleteType, bool ARemoveSubFolders) {
+  EwsCheckVersion(Exchange2010_SP1, ActiveSession().GetServerVersion(), "RemoveContents");
+  TVqEWSCall call(*this, "EmptyFolder");
+  call.Set("DeleteType", VqEnumToText(ADeleteType));
+  call.Set("DeleteSubFolders", VqBoolToXML(ARemoveSubFolders));
+  call.AddId(call.Add("m:FolderIds"), "t:FolderId", GetID());
+  call.Send();
+}
+
+void TVqEWSFolder::RemoveFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType ADeleteType) {
+  TVqEWSCall call(*this, "DeleteFolder");
+  call.Set("DeleteType", VqEnumToText(ADeleteType));
+  call.AddId(call.Add("m:FolderIds"), "t:FolderId", AFolderId);
+  call.Send();
+}
+
+void TVqEWSFolder::MarkAll(bool AIsRead, bool ASendReceipts, const char* AFeature) {
+  EwsCheckVersion(Exchange2013, ActiveSession().GetServerVersion(), AFeature);
+  TVqEWSCall call(*this, "MarkAllItemsAsRead");
+  call.Add("m:ReadFlag").SetText(VqBoolToXML(AIsRead));
+  call.Add("m:SuppressReadReceipts").SetText(VqBoolToXML(!ASendReceipts));
+  call.AddId(call.Add("m:FolderIds"), "t:FolderId", GetID());
+  call.Send();
+}
+
+void TVqEWSFolder::MarkAllAsRead(bool ASendReceipts) {
+  MarkAll(true, ASendReceipts, "MarkAllAsRead");
+}
+
+void TVqEWSFolder::MarkAllAsUnread() {
+  MarkAll(false, false, "MarkAllAsUnread");
+}
+
+// ---- Changes
+
+TVqRef<IVqEWSItemChanges> TVqEWSFolder::SyncItems(const string& AState) {
+  return MakeRef<TVqEWSItemChanges>(this, GetID(), AState);
+}
+
+TVqRef<IVqEWSFolderChanges> TVqEWSFolder::SyncFolders(const string& AState) {
+  return MakeRef<TVqEWSFolderChanges>(this, GetID(), AState);
 }
 
 // ---- Items

@@ -43,6 +43,12 @@ class TVqEWSFolder : public TVqEWSPropObject<TEwsFolder>, public virtual IVqEWSF
   TItemId CreateFolder(TSetFolderFieldType AFolderType, const string& ADisplayName) override;
   void EmptyFolder(TVqEWSFolderDeleteType ADeleteType, bool ADeleteSubFolders) override;
   void DeleteFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType ADeleteType) override;
+  void RemoveContents(TVqEWSFolderDeleteType ADeleteType, bool ARemoveSubFolders) override;
+  void RemoveFolder(const TItemId& AFolderId, TVqEWSFolderDeleteType ADeleteType) override;
+  void MarkAllAsRead(bool ASendReceipts) override;
+  void MarkAllAsUnread() override;
+  TVqRef<IVqEWSItemChanges> SyncItems(const string& AState) override;
+  TVqRef<IVqEWSFolderChanges> SyncFolders(const string& AState) override;
   void SaveChanges() override;
   TVqRef<IVqEWSItems> GetItems() override;
   TVqRef<IVqEWSItem> GetItem(const TItemId& AItemId) override;
@@ -71,6 +77,7 @@ class TVqEWSFolder : public TVqEWSPropObject<TEwsFolder>, public virtual IVqEWSF
  private:
   void Load(const TItemId& AFolderId);
   TVqEWSObject& Opener();
+  void MarkAll(bool AIsRead, bool ASendReceipts, const char* AFeature);
   void AddItemClassAttributes(const IVqDOMElement& AMethod, const TItemId& AItemId);
 
   TVqRef<IVqEWSMsgStore> FMsgStore;
@@ -143,7 +150,6 @@ class TVqEWSItems : public TVqEWSTable, public virtual IVqEWSItems {
   void GetNextPage() override;
 
  private:
-  void AddShape(const IVqDOMElement& AMethod);
   void AddView(const IVqDOMElement& AMethod);
   void AddRestriction(const IVqDOMElement& AMethod);
   void AddSortOrder(const IVqDOMElement& AMethod);

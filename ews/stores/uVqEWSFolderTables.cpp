@@ -4,6 +4,7 @@
 #include "ews/schema/uVqEWSFieldURI.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "ews/stores/uVqEWSFolder.h"
+#include "ews/stores/uVqEWSFolderParts_p.h"
 #include "platform/common/uVqSerializer.h"
 #include "platform/xml/uVqStringStream.h"
 #include "platform/xml/uVqXMLUtils.h"
@@ -46,7 +47,7 @@ TItemId TVqEWSItems::GetItemId() {
 void TVqEWSItems::GetNextPage() {
   TVqEWSCall call(*this, "FindItem");
   call.Set("Traversal", "Shallow");
-  AddShape(call.Method());
+  EwsAddItemShape(call.Method(), GetFields(), "Default");
   AddView(call.Method());
   AddRestriction(call.Method());
   AddSortOrder(call.Method());
@@ -54,18 +55,17 @@ void TVqEWSItems::GetNextPage() {
   SetData(std::make_unique<TEwsArrayOfRealItems>(call.Send().SelectSingleElement("RootFolder/Items", kSelectRequired)));
 }
 
-void TVqEWSItems::AddShape(const IVqDOMElement& AMethod) {
+void EwsAddItemShape(const IVqDOMElement& AMethod, TVqEWSFields& AFields, const string& AWithoutColumns) {
   const IVqDOMElement shape = AMethod.AddElement("m:ItemShape");
-  TVqEWSFields& fields = GetFields();
-  if (fields.Count() == 0) {
-    shape.AddElement("t:BaseShape").SetText("Default");
+  if (AFields.Count() == 0) {
+    shape.AddElement("t:BaseShape").SetText(AWithoutColumns);
     return;
   }
   shape.AddElement("t:BaseShape").SetText("IdOnly");
   IVqDOMElement properties;  // only with something in it: the schema has no empty one
   for (const TVqEWSFieldDefType kind : {fdtExtendedField, fdtField, fdtIndexedField}) {
-    for (std::int32_t i = 0; i < fields.Count(); ++i) {
-      TVqEWSField& field = fields.GetItem(i);
+    for (std::int32_t i = 0; i < AFields.Count(); ++i) {
+      TVqEWSField& field = AFields.GetItem(i);
       if (field.GetURIType() != kind) continue;
       if (kind == fdtField && field.GetName() == "PR_ITEMID") continue;  // comes with the shape
       if (!properties) properties = shape.AddElement("t:AdditionalProperties");

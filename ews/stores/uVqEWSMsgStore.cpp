@@ -5,6 +5,7 @@
 #include "ews/model/internal/uVqEWSConstants.h"
 #include "ews/stores/uVqEWSFolder.h"
 #include "ews/stores/uVqEWSFolderPath_p.h"
+#include "ews/stores/uVqEWSSync.h"
 #include "platform/common/uVqSerializer.h"
 
 namespace velmore {
@@ -123,6 +124,10 @@ TVqRef<IVqEWSFolder> TVqEWSMsgStore::GetFolder(TDistinguishedFolderIdName AFolde
   const TItemId id = GetFolderIdAndType(AFolderType, folderClass, AMailbox, true);
   if (folderClass == "CalendarFolder") return MakeRef<TVqEWSCalendarFolder>(this, id);  // case matters here
   return MakeRef<TVqEWSFolder>(this, id);
+}
+
+TVqRef<IVqEWSFolderChanges> TVqEWSMsgStore::SyncFolders(const string& AState) {
+  return MakeRef<TVqEWSFolderChanges>(this, TItemId(), AState);
 }
 
 // ---- Items

@@ -32,6 +32,7 @@ class TVqEWSMsgStore : public TVqEWSObject, public virtual IVqEWSMsgStore, publi
   TVqRef<IVqEWSRecipients> GetRooms(const string& ARoomListEMailAddress) override;
   void GetUserPhoto(TVqStream& APhoto, TSizeRequested ASize) override;
   TVqRef<IVqEWSOOF> GetOOF() override;
+  TVqRef<IVqEWSFolderChanges> SyncFolders(const string& AState) override;
 
   /// Occurrence `AIdx`, from 1, of a recurring master (m:GetItem, then GetItem). On the class, not on the store's
   /// interface; the spelling of the name stays. The master's change key is not sent.

@@ -252,7 +252,7 @@ Element EmptyFolder(Context& context, const Element& request) {
 }
 
 Element MarkAllItemsAsRead(Context& context, const Element& request) {
-  const bool read = IsTrue(request.ChildText("ReadFlag"));
+  const bool read = IsTrue(request.ChildText("ReadFlag")), quiet = IsTrue(request.ChildText("SuppressReadReceipts"));
   return RespondEach("MarkAllItemsAsRead", *request.Child("FolderIds"), [&](const Element& id) {
     const Place place = LocateFolder(context, id);
     Require(place, Access::kEditor);
@@ -260,6 +260,7 @@ Element MarkAllItemsAsRead(Context& context, const Element& request) {
       if (item->Find("IsRead") == nullptr || item->IsUnread() != read) continue;
       Item changed = *item;
       changed.SetFlag("IsRead", read);
+      if (read && quiet && changed.Flag("IsReadReceiptRequested")) changed.SetFlag("ReadReceiptSuppressed", true);
       place.mailbox->Replace(*item, std::move(changed), context.user.display_name);
       item->written["IsRead"] = item->change;
     }

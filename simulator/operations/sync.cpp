@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <set>
 #include <sstream>
 
@@ -214,7 +215,7 @@ Element SyncFolderHierarchy(Context& context, const Element& request) {
     const auto was_here = [&](std::uint64_t born, const std::string& entry) {
       return born <= known && then.WasBelow(entry, place.folder->entry_id);
     };
-    std::vector<News> news;
+    std::vector<News> news, gone;
     std::set<std::string> present;
     const std::function<void(const Folder&)> collect = [&](const Folder& parent) {
       for (const std::string& entry : parent.children) {
@@ -229,15 +230,16 @@ Element SyncFolderHierarchy(Context& context, const Element& request) {
         collect(child);
       }
     };
-    collect(*place.folder);
+    collect(*place.folder);  // a folder is told before those in it
     // What is in a folder that was moved away went with it, and tells nothing of it itself.
     for (const auto& [entry, folder] : mailbox.folders)
       if (!present.contains(entry) && then.Left(entry) > known && was_here(folder->born, entry))
-        news.push_back({then.Left(entry), Gone("FolderId", mailbox.IdOf(*folder), mailbox.KeyOf(*folder))});
+        gone.push_back({then.Left(entry), Gone("FolderId", mailbox.IdOf(*folder), mailbox.KeyOf(*folder))});
     for (const auto& [entry, stone] : then.Moved())
       if (mailbox.FindFolder(entry) == nullptr && was_here(stone->born, entry))
-        news.push_back({stone->change, Gone("FolderId", stone->id, stone->key)});
-    Sort(news);
+        gone.push_back({stone->change, Gone("FolderId", stone->id, stone->key)});
+    Sort(gone);
+    std::move(gone.begin(), gone.end(), std::back_inserter(news));
     const Round round{mailbox.last_change, mailbox.last_change};
     return Answer(StateOf("folders", place, round), "IncludesLastFolderInRange", true, std::move(news));
   });

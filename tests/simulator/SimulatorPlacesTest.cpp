@@ -303,7 +303,7 @@ TEST_F(SimulatorPlaces, FoldersThatMoveAwayGoWithWhatIsInThem) {
   const std::string shelved = sync(shelf, "").Find("SyncState").text;
   move(papers, shelf);
   Reply reply = sync(shelf, shelved);
-  EXPECT_EQ(Told(reply), "Create Old, Create Papers") << "one that was here before this client looked, and moved in";
+  EXPECT_EQ(Told(reply), "Create Papers, Create Old") << "one that was here before this client looked, and moved in";
   const std::string both = reply.Find("SyncState").text;
   EXPECT_EQ(Told(sync(shelf, both)), "");
   move(papers, FolderId("msgfolderroot"));
@@ -354,10 +354,10 @@ TEST_F(SimulatorPlaces, FoldersAreSynchronized) {
   EXPECT_EQ(Told(SyncFolders(state)), "");
   const Element id = NewFolder("Papers", "inbox");
   reply = SyncFolders(state);
-  EXPECT_EQ(Told(reply), "Create Papers, Update Inbox");
+  EXPECT_EQ(Told(reply), "Update Inbox, Create Papers");
   const std::string second = reply.Find("SyncState").text;
   client.Call("<m:DeleteFolder DeleteType=\"HardDelete\"><m:FolderIds>" + Fid(id) + "</m:FolderIds></m:DeleteFolder>");
-  EXPECT_EQ(Told(SyncFolders(second)), "Delete, Update Inbox");
+  EXPECT_EQ(Told(SyncFolders(second)), "Update Inbox, Delete");
   EXPECT_EQ(Told(SyncFolders(state)), "Update Inbox");
 }
 

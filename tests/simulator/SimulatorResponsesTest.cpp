@@ -285,5 +285,30 @@ TEST_F(SimulatorResponses, ReadReceiptIsSuppressedOnce) {
   EXPECT_EQ(suppress().Code(), "ErrorReadReceiptNotPending");
 }
 
+TEST_F(SimulatorResponses, AReceiptThatWasSuppressedForAWholeFolderDoesNotComeBack) {
+  const Element original = Mail(
+      "From: bob@example.com\r\nTo: alice@example.com\r\nSubject: x\r\n"
+      "Disposition-Notification-To: bob@example.com\r\n\r\ny\r\n");
+  const auto mark = [&](const char* read, const char* suppress) {
+    EXPECT_EQ(client
+                  .Call(std::string("<m:MarkAllItemsAsRead><m:ReadFlag>") + read +
+                        "</m:ReadFlag><m:SuppressReadReceipts>" + suppress +
+                        "</m:SuppressReadReceipts><m:FolderIds><t:DistinguishedFolderId Id=\"inbox\"/></m:FolderIds>"
+                        "</m:MarkAllItemsAsRead>")
+                  .Code(),
+              "NoError");
+  };
+  const auto is_pending = [&] {
+    return Newest(client, "inbox").Child("ResponseObjects")->Child("SuppressReadReceipt") != nullptr;
+  };
+  mark("true", "false");
+  EXPECT_FALSE(is_pending());
+  mark("false", "true");
+  EXPECT_TRUE(is_pending());
+  mark("true", "true");
+  mark("false", "true");
+  EXPECT_FALSE(is_pending());
+}
+
 }  // namespace
 }  // namespace velmore::simulator::testing
