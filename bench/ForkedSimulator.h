@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
@@ -33,7 +34,11 @@ class TForkedSimulator {
       const std::string told = fill(server);
       server.Start();
       const std::string line = server.HttpUrl() + " " + told + "\n";
-      if (write(up[1], line.data(), line.size()) < 0) _exit(1);
+      for (std::size_t sent = 0; sent < line.size();) {
+        const ssize_t size = write(up[1], line.data() + sent, line.size() - sent);
+        if (size < 0) _exit(1);
+        sent += static_cast<std::size_t>(size);
+      }
       char end;
       while (read(down[0], &end, 1) > 0) {
       }
@@ -43,7 +48,10 @@ class TForkedSimulator {
     close(down[0]);
     FDown = down[1];
     std::string line;
-    for (char c; read(up[0], &c, 1) == 1 && c != '\n';) line += c;
+    char piece[65536];
+    for (ssize_t size; (line.empty() || line.back() != '\n') && (size = read(up[0], piece, sizeof piece)) > 0;)
+      line.append(piece, static_cast<std::size_t>(size));
+    line.erase(std::min(line.find('\n'), line.size()));
     close(up[0]);
     FUrl = line.substr(0, line.find(' '));
     FTold = line.substr(line.find(' ') + 1);
@@ -58,6 +66,7 @@ class TForkedSimulator {
     session.GetCredentials().SetPassword("wonder");
     session.SetActive(true);
   }
+  const std::string& Url() const { return FUrl; }
   const std::string& Told() const { return FTold; }
 
  private:
