@@ -58,3 +58,13 @@ endfunction()
 build_with_pkg_config(unread velmore-ews)
 build_with_pkg_config(unread_test velmore-ews velmore-ews-simulator gtest_main)
 run(${PREFIX}-build/unread_test)
+
+# velmore-mail runs from there, with its page of manual and its completion beside it.
+if(UNIX)
+  run(${PREFIX}/bin/velmore-mail --version)
+  foreach(pattern IN ITEMS "share/man/man1/velmore-mail.1" "share/bash-completion/completions/velmore-mail")
+    if(NOT EXISTS ${PREFIX}/${pattern})
+      message(FATAL_ERROR "${pattern} was not installed")
+    endif()
+  endforeach()
+endif()
