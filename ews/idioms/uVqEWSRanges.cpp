@@ -37,4 +37,10 @@ std::int32_t TVqEWSFolderRow::Number(const char* AName) const {
   return VqXMLToIntDef(Element().SelectSingleElement(AName, kSelectQuiet).GetText(), 0);
 }
 
+std::vector<TItemId> VqIdsOf(IVqEWSItems& ATable) {
+  std::vector<TItemId> ids;
+  for (const auto row : ATable) ids.push_back(row.Id());
+  return ids;
+}
+
 }  // namespace velmore

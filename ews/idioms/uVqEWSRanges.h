@@ -18,6 +18,7 @@
 #include <bit>
 #include <concepts>
 #include <iterator>
+#include <vector>
 
 #include "ews/items/uVqEWSAttachments.h"
 #include "ews/model/uVqEWSCategory.h"
@@ -150,6 +151,12 @@ TVqRef<IVqEWSItems> VqItemsOf(IVqEWSFolder& AFolder, const TColumns&... AColumns
   (items->GetFields().Add(AColumns), ...);
   return items;
 }
+
+/// The ids of all items of a table, from its first row on. For a loop that moves, deletes or changes what it walks: the
+/// server counts the rows of the next page from the front, so that each one that has gone makes the table skip another.
+///
+///     for (const TItemId& id : VqIdsOf(*items)) inbox->DeleteItem(id, dtMoveToDeletedItems);
+std::vector<TItemId> VqIdsOf(IVqEWSItems& ATable);
 
 // ---- Lists
 
