@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Holds the pages against what they speak of: check_pages.py code|links|failures|oddities, from the top folder."""
+"""Holds the pages against what they speak of: check_pages.py code|links|names|failures|oddities, from the top folder."""
 import glob
 import os
 import re
@@ -49,6 +49,22 @@ def links():
                 yield f"{page}: there is no {link}"
             elif place and place not in map(anchor, re.findall(r"^#+ (.*)", read(target), re.MULTILINE)):
                 yield f"{page}: {target} has no heading for #{place}"
+
+
+def names():
+    """What the tables of equivalents call ours is declared somewhere, so that a name that changes changes there, too."""
+    known = set()
+    for path in (path for folder in ("platform", "ews") for end in ("h", "inc") for path in glob.glob(f"{folder}/**/*.{end}", recursive=True)):
+        text = read(path)
+        known.update(re.findall(r"\w+", text))
+        known.update(prefix + name for prefix, name in re.findall(r"VQ_TEXT\((\w+), (\w+)\)", text))
+    for page in sorted(glob.glob("docs/guide/from-*.md")):
+        rows = re.findall(r"^\| (?!---|.*\| here \|$)(.*) \|$", read(page), re.MULTILINE)
+        ours = [word for row in rows for code in re.findall(r"`([^`]*)`", re.split(r"(?<!\\) \| ", row)[-1])
+                for word in re.findall(r"\b[A-Z]\w*(?=\(|<)|\b(?:T|I|E)Vq\w+|\bE?FLD_\w+|\b(?:dfin|dt|so|smioc|ra|sff|msgflg|sc)[A-Z]?\w+\b(?!\()", re.sub(r'"[^"]*"', "", code))]
+        yield from (f"{page}: nothing is called {word}" for word in sorted(set(ours)) if word not in known)
+        if len(ours) < 50:
+            yield f"{page}: only {len(ours)} names were found to look for"
 
 
 def failures():
@@ -102,6 +118,6 @@ def oddities():
             yield f"{page} does not tell of what {path} says is meant"
 
 
-found = list({"code": code, "links": links, "failures": failures, "oddities": oddities}[sys.argv[1]]())
+found = list({"code": code, "links": links, "names": names, "failures": failures, "oddities": oddities}[sys.argv[1]]())
 print("\n".join(found) or f"{len(PAGES)} pages looked through.")
 sys.exit(bool(found))

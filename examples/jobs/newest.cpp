@@ -1,0 +1,19 @@
+// The ten newest messages of the inbox, and an answer to each.
+
+#include "job.h"
+
+const char* const kUsage = "newest ANSWER";
+
+void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
+  const auto items = VqItemsOf(*store.GetFolder(dfininbox, ""), FLD_ITEM_SUBJECT);
+  items->SetMaxEntriesPerPage(10);
+  int answered = 0;
+  for (const auto row : items) {
+    if (++answered > 10) break;
+    const auto mail = Supports<IVqEWSEMail>(store.GetItem(row.Id()));
+    const auto reply = mail->CreateReply(false);
+    reply->SetBodyText(arguments[0]);
+    reply->SubmitMessage(true);
+    std::cout << row[FLD_ITEM_SUBJECT].GetAsString() << '\n';
+  }
+}
