@@ -8,6 +8,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <set>
 
 namespace velmore::testing {
 namespace {
@@ -44,6 +46,24 @@ void Deliver(IVqEWSMsgStore& store, TReport& report) {
   mail->SaveChanges(soAutoResolve);
   report.NoteSaved();  // on disk, before the next line
   mail->SubmitMessage(true);
+}
+
+/// Does work that may be done again until it is done. False when `wait` was told to stop.
+bool Persist(const std::function<void()>& work, const std::function<bool(std::chrono::milliseconds)>& wait) {
+  static const std::set<std::uint32_t> kPasses = {VqErrTimeOut,         VqErrNameNotResolved,
+                                                  VqErrCannotConnect,   VqErrConnectionAborted,
+                                                  VqErrConnectionReset, VqErrInvalidServerResponse};
+  for (std::chrono::milliseconds pause(1000);; pause = std::min(pause * 2, std::chrono::milliseconds(60000))) {
+    try {
+      work();
+      return true;
+    } catch (const EVqServerBusy& busy) {
+      if (busy.GetRetryAfter() > 0) pause = std::chrono::milliseconds(busy.GetRetryAfter());
+    } catch (const EVqHTTPApiException& failure) {
+      if (!kPasses.contains(failure.GetNumber())) throw;  // a password, a certificate: somebody has to do something
+    }
+    if (!wait(pause)) return false;
+  }
 }
 
 class GuideRobust : public EWSTest {
@@ -86,6 +106,50 @@ TEST_F(GuideRobust, AReportGoesOutOnceWhateverRequestIsCut) {
   EXPECT_GT(cuts, 20u);  // faults were met
   const auto inbox = Session().OpenDefaultMsgStore();
   std::filesystem::remove(file);
+}
+
+TEST_F(GuideRobust, WorkThatMayBeDoneAgainIsDoneAtLast) {
+  const auto store = Session().OpenDefaultMsgStore();
+  simulator::Fault busy, cut;
+  busy.soap_fault_code = "ErrorServerBusy";
+  busy.back_off_milliseconds = 1250;
+  cut.close_before_reply = true;
+  cut.times = 2;
+  Server().AddFault(busy);
+  Server().AddFault(cut);
+  std::vector<std::int64_t> waits;
+  const auto wait = [&](std::chrono::milliseconds pause) {
+    waits.push_back(pause.count());
+    return true;
+  };
+  std::int32_t items = -1;
+  const auto look = [&] { items = store->GetFolder(dfininbox, "")->GetTotalCount(); };
+  EXPECT_TRUE(Persist(look, wait));
+  EXPECT_EQ(items, 0);
+  EXPECT_EQ(waits, (std::vector<std::int64_t>{1250, 2500, 5000}));
+
+  cut.times = -1;
+  Server().AddFault(cut);
+  EXPECT_FALSE(Persist(look, [](std::chrono::milliseconds) { return false; }));
+}
+
+TEST_F(GuideRobust, WhatNoWaitingMendsIsRaisedAtOnce) {
+  TVqEWSServiceSession session;
+  Configure(session);
+  session.GetCredentials().SetPassword("not this one");
+  EXPECT_THROW(Persist([&] { session.SetActive(true); },
+                       [](std::chrono::milliseconds) {
+                         ADD_FAILURE() << "waits";
+                         return false;
+                       }),
+               EVqHTTPApiException);
+  const auto store = Session().OpenDefaultMsgStore();
+  EXPECT_THROW(Persist(
+                   [&] {
+                     store->GetItem({"AAMk", ""});
+                   },
+                   [](std::chrono::milliseconds) { return false; }),
+               EEWSException);
 }
 
 TEST_F(GuideRobust, AMarkIsLookedForBeforeAnotherAttempt) {
