@@ -12,17 +12,27 @@ RULES = {
 
 
 def rows(table):
+    for kind, arguments, _ in told_rows(table):
+        yield kind, arguments
+
+
+def told_rows(table):
+    """Each row with what the line above it says."""
+    above = ""
     for line in open(os.path.join(ROOT, table), encoding="utf-8"):
         found = ROW.match(line)
         if found:
-            yield found[1], [part.strip().strip('"') for part in re.split(r",\s*(?![^<]*>)", found[2])]
+            yield found[1], [part.strip().strip('"') for part in re.split(r",\s*(?![^<]*>)", found[2])], above
+        above = line[2:].strip() if line.startswith("// ") else ""
 
 
 def enumerations(table):
-    name, values = "", []
-    for kind, arguments in rows(table):
+    name, told, values = "", "", []
+    for kind, arguments, above in told_rows(table):
         if kind == "ENUM":
-            name, values = arguments[0], []
+            name, told, values = arguments[0], above, []
+            if not told.endswith("."):
+                raise SystemExit(f"{table}: nothing above VQ_ENUM({name}) says what it is")
         elif kind == "TEXT":
             values.append(arguments)
         else:
@@ -30,7 +40,7 @@ def enumerations(table):
             texts = f'The wire text is the name without "{prefix}".' if prefix else "The wire text is the name."
             if "URI" in name:
                 texts += ' The first "_" is a ":" there.'
-            yield (f"/** An enumeration of the schema. {texts} @ingroup records */ enum {name} : std::int32_t {{ "
+            yield (f"/** {told} {texts} @ingroup records */ enum {name} : std::int32_t {{ "
                    f"{', '.join(p + t for p, t in values)} }};")
             yield f"/** The wire texts of {name}. @ingroup records */ const TVqEnumInfo& VqEnumInfoOf({name}) noexcept;"
 
