@@ -218,7 +218,7 @@ struct TVqEWSSortKey {
   const TVqEWSFieldDef* Field;    ///< need not be among the columns
   TVqEWSSortDirection Direction;  ///< ascending unless told otherwise
 
-  // NOLINTNEXTLINE(google-explicit-constructor): a field alone is a key
+  /// A field alone is a key.
   TVqEWSSortKey(const TVqEWSFieldDef& AField, TVqEWSSortDirection ADirection = sdAscending) noexcept
       : Field(&AField), Direction(ADirection) {}
 };

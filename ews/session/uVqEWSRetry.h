@@ -23,19 +23,21 @@ namespace velmore {
 /// and gets longer by chance, so that many clients do not come back at once. It blocks the thread of the operation;
 /// Cancel and the stop token end it, and the operation raises EVqHTTPApiException 6.
 struct TVqEWSRetryPolicy {
-  std::int32_t Attempts = 1;                      ///< in all, with the first one; 1: never again
-  std::chrono::milliseconds FirstWait{1000};      ///< where the server does not ask for a time of its own
-  std::chrono::milliseconds LongestWait{30'000};  ///< of one wait; a server that asks for more is not asked again
-  double Jitter = 0.25;                           ///< by which part of itself a wait gets longer at most
+  std::int32_t Attempts = 1;                     ///< in all, with the first one; 1: never again
+  std::chrono::milliseconds FirstWait{1000};     ///< where the server does not ask for a time of its own
+  std::chrono::milliseconds LongestWait{30000};  ///< of one wait; a server that asks for more is not asked again
+  double Jitter = 0.25;                          ///< by which part of itself a wait gets longer at most
   /// Told before each wait, on the thread of the operation: the failure, the number of attempts so far, the wait. What
   /// it raises ends the operation.
-  std::function<void(const EVqException& AFailure, std::int32_t AAttempts, std::chrono::milliseconds AWait)> OnWait{};
+  std::function<void(const EVqException& AFailure, std::int32_t AAttempts, std::chrono::milliseconds AWait)> OnWait =
+      nullptr;
 };
 
 /// Sends with a policy. Owns it. Any thread may send; the policy is set before they do. Raises what the exchange raises
 /// at the last attempt.
 class TVqEWSRetries {
  public:
+  /// The policy, which sends nothing again until another one is set.
   const TVqEWSRetryPolicy& GetPolicy() const noexcept { return FPolicy; }
   /// Raises a plain exception for fewer attempts than one, a negative wait, or a jitter below 0 or above 1.
   void SetPolicy(TVqEWSRetryPolicy AValue);
