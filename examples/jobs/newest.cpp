@@ -9,11 +9,11 @@ void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
   items->SetMaxEntriesPerPage(10);
   int answered = 0;
   for (const auto row : items) {
-    if (++answered > 10) break;
     const auto mail = Supports<IVqEWSEMail>(store.GetItem(row.Id()));
     const auto reply = mail->CreateReply(false);
     reply->SetBodyText(arguments[0]);
     reply->SubmitMessage(true);
     std::cout << row[FLD_ITEM_SUBJECT].GetAsString() << '\n';
+    if (++answered == 10) break;
   }
 }
