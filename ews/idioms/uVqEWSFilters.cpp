@@ -238,7 +238,9 @@ void CheckText(const TVqEWSFieldDef& AFieldDef, const string& AText) try {
 
 // ---- Values
 
-TVqEWSFilterValue::TVqEWSFilterValue(TDateTime AValue) : Text(VqDateTimeToXML(AValue)), Type{tkDateTime, "TDateTime"} {}
+string TVqEWSFilterValue::TimeText(TDateTime AValue) {
+  return VqDateTimeToXML(AValue);
+}
 
 string TVqEWSFilterValue::DoubleText(double AValue) {
   return VqDoubleToXML(AValue);

@@ -77,7 +77,8 @@ struct TVqEWSFilterValue {
   requires(std::convertible_to<T, string> && !std::is_arithmetic_v<T>) TVqEWSFilterValue(const T& AValue)
       : Text(AValue), Type{tkString, "string"} {}
   /// A point in time of the library, in UTC.
-  TVqEWSFilterValue(TDateTime AValue);
+  template <std::same_as<TDateTime> T>
+  TVqEWSFilterValue(T AValue) : Text(TimeText(AValue)), Type{tkDateTime, "TDateTime"} {}
   /// Midnight, UTC, of a day that is in the calendar; raises a plain exception for 30 February.
   TVqEWSFilterValue(std::chrono::year_month_day AValue) : TVqEWSFilterValue(DayOf(AValue)) {}
   /// A point in time of the system's clock; what is finer than a millisecond is cut off.
@@ -87,6 +88,7 @@ struct TVqEWSFilterValue {
 
  private:
   static string DoubleText(double AValue);
+  static string TimeText(TDateTime AValue);
   static std::chrono::sys_days DayOf(std::chrono::year_month_day AValue);
   static TDateTime TimeOf(std::chrono::sys_time<std::chrono::milliseconds> AValue);
 };

@@ -115,11 +115,13 @@ TVqRef<IVqEWSFolders> TVqEWSFolder::GetSubFolders() {
 }
 
 TVqRef<IVqEWSFolder> TVqEWSFolder::GetSubFolder(const string& APath) {
-  return TVqEWSFolderPath(APath).Open(Opener(), GetID());
+  const TVqEWSFolderPath::TPlace place = TVqEWSFolderPath(APath).Get(*this, GetID());
+  return EwsOpenFolder(place.Kind, &Opener(), place.Id);
 }
 
 TVqRef<IVqEWSFolder> TVqEWSFolder::FindSubFolder(const string& APath) {
-  return TVqEWSFolderPath(APath).Find(Opener(), GetID());
+  const auto place = TVqEWSFolderPath(APath).Find(*this, GetID());
+  return place ? EwsOpenFolder(place->Kind, &Opener(), place->Id) : nullptr;
 }
 
 // The store, as for folders that it opens itself; their deletions look at the items.
@@ -304,6 +306,11 @@ TItemId TVqEWSFolder::ImportItem(TVqStream& AStream, TVqEWSMessageFlags AFlags) 
 }
 
 // ---- Calendar folders
+
+TVqRef<IVqEWSFolder> EwsOpenFolder(const string& AElementName, TVqEWSObject* ACreator, const TItemId& AFolderId) {
+  if (AElementName == "CalendarFolder") return MakeRef<TVqEWSCalendarFolder>(ACreator, AFolderId);
+  return MakeRef<TVqEWSFolder>(ACreator, AFolderId);
+}
 
 void TVqEWSCalendarFolder::DeleteItem(const TEwsItemId& AItemId, TVqEWSFolderDeleteType ADeleteType) {
   DeleteItem(IdOf(AItemId), ADeleteType);

@@ -110,6 +110,9 @@ class TVqEWSCalendarFolder : public TVqEWSFolder, public virtual IVqEWSCalendarF
   TSendMeetingCancellations FSendMeetingCancellations = smiocSendToNone;
 };
 
+/// The folder with this id, loaded, of the class for elements of that name: case matters.
+TVqRef<IVqEWSFolder> EwsOpenFolder(const string& AElementName, TVqEWSObject* ACreator, const TItemId& AFolderId);
+
 /// The subfolders of a folder (m:FindFolder). See TVqEWSTable.
 class TVqEWSFolders : public TVqEWSTable, public virtual IVqEWSFolders {
  public:

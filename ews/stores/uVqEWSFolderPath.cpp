@@ -1,5 +1,4 @@
 #include "ews/model/internal/uVqEWSCall.h"
-#include "ews/stores/uVqEWSFolder.h"
 #include "ews/stores/uVqEWSFolderPath_p.h"
 #include "platform/common/uVqSerializer.h"
 
@@ -10,8 +9,8 @@ namespace {
 constexpr char16_t kListedSlash = 0xF8FF;
 
 /// One step: the subfolder of that name, or none. Two names may differ in case alone where another program made them.
-IVqDOMElement FindBelow(TVqEWSObject& creator, const TVqEWSFolderPath::TStart& parent, const string& name) {
-  TVqEWSCall call(creator, "FindFolder");
+IVqDOMElement FindBelow(TVqEWSObject& object, const TVqEWSFolderPath::TStart& parent, const string& name) {
+  TVqEWSCall call(object, "FindFolder");
   call.Set("Traversal", VqEnumToText(ftShallow));
   call.Add("m:FolderShape/t:BaseShape").SetText("IdOnly");
   call.Add("m:FolderShape/t:AdditionalProperties/t:FieldURI").SetAttribute("FieldURI", "folder:DisplayName");
@@ -68,21 +67,20 @@ std::vector<string> VqFolderPathParts(const string& APath) {
   return parts;
 }
 
-TVqRef<IVqEWSFolder> TVqEWSFolderPath::Walk(TVqEWSObject& ACreator, const TStart& AStart) {
+std::optional<TVqEWSFolderPath::TPlace> TVqEWSFolderPath::Find(TVqEWSObject& AObject, const TStart& AStart) {
   TStart at = AStart;
-  bool calendar = false;
+  TPlace place;
   for (FFound = 0; FFound < FParts.size(); ++FFound) {
-    const IVqDOMElement folder = FindBelow(ACreator, at, FParts[FFound]);
-    if (!folder) return {};
-    at = EwsReadId(folder.SelectSingleElement("FolderId", kSelectRequired));
-    calendar = folder.GetLocalName() == "CalendarFolder";
+    const IVqDOMElement folder = FindBelow(AObject, at, FParts[FFound]);
+    if (!folder) return std::nullopt;
+    place = {EwsReadId(folder.SelectSingleElement("FolderId", kSelectRequired)), folder.GetLocalName()};
+    at = place.Id;
   }
-  if (calendar) return MakeRef<TVqEWSCalendarFolder>(&ACreator, std::get<TItemId>(at));
-  return MakeRef<TVqEWSFolder>(&ACreator, std::get<TItemId>(at));
+  return place;
 }
 
-TVqRef<IVqEWSFolder> TVqEWSFolderPath::Open(TVqEWSObject& ACreator, const TStart& AStart) {
-  if (auto folder = Walk(ACreator, AStart)) return folder;
+TVqEWSFolderPath::TPlace TVqEWSFolderPath::Get(TVqEWSObject& AObject, const TStart& AStart) {
+  if (const auto place = Find(AObject, AStart)) return *place;
   string above;
   for (std::size_t i = 0; i < FFound; ++i) above += (i == 0 ? string() : string("/")) + VqFolderPathPart(FParts[i]);
   const string& missing = FParts[FFound];
@@ -90,10 +88,6 @@ TVqRef<IVqEWSFolder> TVqEWSFolderPath::Open(TVqEWSObject& ACreator, const TStart
                       above.empty() ? Format("There is no folder \"%s\".", {missing})
                                     : Format("There is no folder \"%s\" in \"%s\".", {missing, above}),
                       0);
-}
-
-TVqRef<IVqEWSFolder> TVqEWSFolderPath::Find(TVqEWSObject& ACreator, const TStart& AStart) {
-  return Walk(ACreator, AStart);
 }
 
 }  // namespace velmore

@@ -19,15 +19,18 @@ class TVqEWSFolderPath {
   /// Raises a plain exception for a path without a part, or with an empty one.
   explicit TVqEWSFolderPath(const string& APath) : FParts(VqFolderPathParts(APath)) {}
 
-  /// The folder, made by `ACreator`, in whose name requests go out. Raises EEWSException "ErrorFolderNotFound (...)."
-  /// with the part that is missing.
-  TVqRef<IVqEWSFolder> Open(TVqEWSObject& ACreator, const TStart& AStart);
-  /// The same; an empty reference when a part is missing.
-  TVqRef<IVqEWSFolder> Find(TVqEWSObject& ACreator, const TStart& AStart);
+  /// What was found at the end of a path.
+  struct TPlace {
+    TItemId Id;
+    string Kind;  ///< "CalendarFolder" and the like
+  };
+
+  /// Looks for the folder, in the name of `AObject`. None when a part is missing.
+  std::optional<TPlace> Find(TVqEWSObject& AObject, const TStart& AStart);
+  /// The same. Raises EEWSException "ErrorFolderNotFound (...)." with the part that is missing.
+  TPlace Get(TVqEWSObject& AObject, const TStart& AStart);
 
  private:
-  TVqRef<IVqEWSFolder> Walk(TVqEWSObject& ACreator, const TStart& AStart);
-
   std::vector<string> FParts;
   std::size_t FFound = 0;  // how many of the parts are there
 };

@@ -111,19 +111,20 @@ TVqRef<IVqEWSFolder> TVqEWSMsgStore::FolderOf(const IVqDOMElement& AAnswer) {
 }
 
 TVqRef<IVqEWSFolder> TVqEWSMsgStore::GetFolder(const string& APath) {
-  return TVqEWSFolderPath(APath).Open(*this, dfinmsgfolderroot);
+  const TVqEWSFolderPath::TPlace place = TVqEWSFolderPath(APath).Get(*this, dfinmsgfolderroot);
+  return EwsOpenFolder(place.Kind, this, place.Id);
 }
 
 TVqRef<IVqEWSFolder> TVqEWSMsgStore::FindFolder(const string& APath) {
-  return TVqEWSFolderPath(APath).Find(*this, dfinmsgfolderroot);
+  const auto place = TVqEWSFolderPath(APath).Find(*this, dfinmsgfolderroot);
+  return place ? EwsOpenFolder(place->Kind, this, place->Id) : nullptr;
 }
 
 TVqRef<IVqEWSFolder> TVqEWSMsgStore::GetFolder(TDistinguishedFolderIdName AFolderType, const string& AMailbox) {
   if (ActiveSession().GetLeanRoundTrips()) return FolderOf(AskForFolder(AFolderType, AMailbox, "AllProperties"));
   string folderClass;
   const TItemId id = GetFolderIdAndType(AFolderType, folderClass, AMailbox, true);
-  if (folderClass == "CalendarFolder") return MakeRef<TVqEWSCalendarFolder>(this, id);  // case matters here
-  return MakeRef<TVqEWSFolder>(this, id);
+  return EwsOpenFolder(folderClass, this, id);
 }
 
 TVqRef<IVqEWSFolderChanges> TVqEWSMsgStore::SyncFolders(const string& AState) {
