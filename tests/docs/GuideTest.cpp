@@ -212,6 +212,72 @@ TEST_F(Guide, RowsAsARangeAndFiltersAsExpressions) {
   EXPECT_EQ(rows, 1);
 }
 
+TEST_F(Guide, TheTenNewest) {
+  for (int i = 0; i < 12; ++i) AddMessage("Message");
+  const TVqRef<IVqEWSFolder> inbox = Inbox();
+  ::testing::internal::CaptureStdout();
+  auto newest = VqItemsOf(*inbox, FLD_ITEM_SUBJECT);
+  newest->SetSortOrder(FLD_ITEM_DATETIMERECEIVED, sdDescending);
+  newest->SetMaxEntries(10);
+  for (const auto row : newest) std::cout << row[FLD_ITEM_SUBJECT].GetAsString() << '\n';
+
+  newest->SetSortOrder({{FLD_ITEM_IMPORTANCE, sdDescending}, FLD_ITEM_SUBJECT});  // counts from the next request on
+
+  const std::string listed = ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(std::ranges::count(listed, '\n'), 10);
+}
+
+TEST_F(Guide, PathsAndTrees) {
+  for (const char* folder : {"Projects/2026/May", "Projects/A"}) AddMessage("One", folder);
+  IVqEWSMsgStore* const store = &Store();
+  Folder(dfinmsgfolderroot)->CreateFolder(sffFolder, "In / Out");
+  const string name = "A";
+  ::testing::internal::CaptureStdout();
+  auto year = store->GetFolder("Projects/2026");                        // from the top of what people see
+  auto month = year->GetSubFolder("May");                               // from a folder
+  if (!store->FindFolder("Projects/2027")) std::cout << "not yet\n";    // an empty reference instead of an exception
+  auto both = store->GetFolder("In \\/ Out");                           // the folder "In / Out"
+  auto typed = store->GetFolder("Projects/" + VqFolderPathPart(name));  // whatever the name has in it
+
+  for (const TVqEWSFolderNode& folder : VqFolderTree(*store->GetFolder(dfinmsgfolderroot, ""))) {
+    std::cout << folder.Path << ": " << folder.UnreadCount << " of " << folder.TotalCount << '\n';
+  }
+  const std::string listed = ::testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(listed.starts_with("not yet\n")) << listed;
+  EXPECT_NE(listed.find("Projects/2026/May: 1 of 1\n"), std::string::npos) << listed;
+  EXPECT_EQ(month->GetDisplayName(), "May");
+  EXPECT_EQ(both->GetDisplayName(), "In / Out");
+  EXPECT_EQ(typed->GetDisplayName(), "A");
+}
+
+bool Looked = false;
+void LookBeforeRepeating() {
+  Looked = true;
+}
+
+bool Recovers(const EVqException& failure) {
+  std::cerr << failure.what() << '\n';
+  if (VqResponseCode(failure) == "ErrorItemNotFound") return false;  // of any kind of exception, nested ones too
+  if (!failure.SessionUsable()) return false;                        // log on again, or tell a person
+  if (failure.MayHaveHappened()) LookBeforeRepeating();              // the answer was lost
+  std::this_thread::sleep_for(failure.RetryAfter());                 // what the server asks for, or nothing
+  return true;
+}
+
+TEST_F(Guide, WhatAFailureTells) {
+  EXPECT_FALSE(Recovers(EEWSException("ErrorItemNotFound", "Gone.", 0)));
+  EXPECT_FALSE(Recovers(EVqHTTPApiException("api", "Refused.", VqErrLoginFailure)));
+  EXPECT_FALSE(Looked);
+  EXPECT_TRUE(Recovers(EVqHTTPApiException("api", "Cut.", VqErrConnectionAborted)));
+  EXPECT_TRUE(Looked);
+}
+
+TEST_F(Guide, ReadingAgain) {
+  TVqEWSServiceSession& session = Session();
+  session.SetRetryPolicy({.Attempts = 5, .LongestWait = std::chrono::seconds(60)});
+  EXPECT_EQ(session.GetRetryPolicy().Attempts, 5);
+}
+
 TEST_F(Guide, RowsThatLackAColumn) {
   AddItem("inbox", "<t:Message><t:Subject>no sender</t:Subject></t:Message>");
   const TVqRef<IVqEWSItems> items = Inbox()->GetItems();

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ews/idioms/uVqEWSFilters.h"
 #include "ews/schema/uVqEWSPropsEFLD.h"
 #include "ews/schema/uVqEWSPropsFLD.h"
 #include "ews/schema/uVqEWSPropsMFLD.h"
@@ -342,6 +343,44 @@ TEST_F(Restrictions, UnsetChildOrFieldRaisesWhenItIsWritten) {
   EXPECT_EQ(Failure([&] { TextOf(*fields); }), "A restriction has no field.");
   EXPECT_EQ(Failure([&] { Make<IVqEWSRestrictionAnd>(rtAnd)->AddRestriction({}); }),
             "An empty reference is no restriction.");
+}
+
+// A variant keeps a value what it is, whichever type it came in.
+
+TEST(Variant, EveryWholeNumberIsANumber) {
+  EXPECT_EQ(std::get<std::int32_t>(TVqVariant(5)), 5);
+  EXPECT_EQ(std::get<std::int32_t>(TVqVariant(std::int8_t{-5})), -5);
+  EXPECT_EQ(std::get<std::int32_t>(TVqVariant(std::uint16_t{65535})), 65535);
+  EXPECT_EQ(std::get<std::int64_t>(TVqVariant(std::uint32_t{4'000'000'000})), 4'000'000'000);
+  EXPECT_EQ(std::get<std::int64_t>(TVqVariant(std::size_t{5'000'000'000})), 5'000'000'000);
+  EXPECT_EQ(std::get<std::int64_t>(TVqVariant(5LL)), 5);
+  EXPECT_EQ(VqVariantToXML(std::size_t{46000}), "46000") << "no date";
+  EXPECT_THROW(TVqVariant(~std::uint64_t{0}), EConvertError);
+}
+
+TEST(Variant, EnumeratorsAreTheirWireText) {
+  EXPECT_EQ(VqVariantToXML(icHigh), "High");
+  EXPECT_EQ(VqVariantToXML(dtHardDelete), "HardDelete");
+  EXPECT_FALSE((std::is_constructible_v<TVqVariant, TVqTypeKind>)) << "without texts";
+}
+
+TEST(Variant, EverythingElseIsWhatItWas) {
+  EXPECT_EQ(std::get<bool>(TVqVariant(true)), true);
+  EXPECT_EQ(std::get<double>(TVqVariant(1.5f)), 1.5);
+  EXPECT_EQ(std::get<TDateTime>(TVqVariant(TDateTime(2.5))), TDateTime(2.5));
+  for (const TVqVariant& text : {TVqVariant("a"), TVqVariant(u"a"), TVqVariant(std::string("a")),
+                                 TVqVariant(std::string_view("a")), TVqVariant(string("a"))})
+    EXPECT_EQ(std::get<string>(text), "a");
+  EXPECT_TRUE(std::holds_alternative<std::monostate>(TVqVariant()));
+  TVqVariant changing = 5;
+  changing = "text";
+  EXPECT_EQ(changing, TVqVariant("text"));
+  EXPECT_FALSE((std::is_constructible_v<TVqVariant, char>));
+  EXPECT_FALSE((std::is_constructible_v<TVqVariant, char16_t>));
+  EXPECT_FALSE((std::is_constructible_v<TVqVariant, void*>));
+  EXPECT_FALSE((std::is_constructible_v<TVqEWSFilterValue, char>));
+  EXPECT_FALSE((std::is_constructible_v<TVqEWSFilterValue, TVqTypeKind>));
+  EXPECT_FALSE((std::is_constructible_v<TVqEWSFilterValue, std::chrono::hours>));
 }
 
 }  // namespace

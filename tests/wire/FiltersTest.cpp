@@ -121,6 +121,70 @@ TEST_F(Filters, AValueOfAnotherTypeNamesItsField) {
             "FLD_ITEM_SUBJECT holds text and cannot be compared with a whole number.");
 }
 
+TEST_F(Filters, ListsAreComparedWithOneOfTheirEntriesAndRecordsWithText) {
+  EXPECT_EQ(Sent(VqField(FLD_ITEM_CATEGORIES) == "Red"), Comparison("IsEqualTo", "item:Categories", "Red"));
+  const auto text = [](const auto& compose) { return MessageOf<EVqException>([&] { compose(); }); };
+  EXPECT_EQ(text([] { return VqField(FLD_ITEM_CATEGORIES) == 5; }),
+            "FLD_ITEM_CATEGORIES holds text and cannot be compared with a whole number.");
+  EXPECT_EQ(text([] { return VqField(FLD_MESSAGE_FROM) == true; }),
+            "FLD_MESSAGE_FROM holds text and cannot be compared with true or false.");
+  EXPECT_EQ(text([] { return VqField(FLD_CONTACTS_PHONENUMBER_HOMEPHONE) == 555; }),
+            "FLD_CONTACTS_PHONENUMBER_HOMEPHONE holds text and cannot be compared with a whole number.");
+  const TVqEWSPropDef numbers{
+      .PropDefName = "EPR_NUMBERS", .Extended = true, .PropType = ptIntegerArray, .PropertyTag = 0x26};
+  const TVqEWSFieldDef field{.FieldDefName = "EFLD_NUMBERS", .PropDef = &numbers, .FieldType = fdtExtendedField};
+  EXPECT_FALSE((VqField(field) == 3).IsEmpty());
+  EXPECT_EQ(MessageOf<EVqException>([&] { VqField(field) == "3"; }),
+            "EFLD_NUMBERS holds a whole number and cannot be compared with text.");
+}
+
+TEST_F(Filters, FieldsOfDifferentTypesAreNotCompared) {
+  EXPECT_EQ(MessageOf<EVqException>([] { VqField(FLD_ITEM_SIZE) == VqField(FLD_ITEM_SUBJECT); }),
+            "FLD_ITEM_SIZE holds a whole number and cannot be compared with FLD_ITEM_SUBJECT, which holds text.");
+}
+
+TEST_F(Filters, TextThatNoRequestCanCarryNamesItsField) {
+  const auto begins = [](const auto& compose) {
+    const std::string text = MessageOf<EVqXMLError>([&] { compose(); });
+    EXPECT_TRUE(text.starts_with("FLD_ITEM_SUBJECT cannot be compared with this text: ")) << text;
+  };
+  begins([] { return VqField(FLD_ITEM_SUBJECT) == u"a\x0001"; });
+  begins([] { return VqContains(FLD_ITEM_SUBJECT, u"\x0001"); });
+}
+
+TEST_F(Filters, FieldsWithoutANameAreNamedByTheirAddress) {
+  const TVqEWSFieldDef field{.PropDef = FLD_ITEM_SIZE.PropDef, .UnindexedFieldURI = "item:Size"};
+  EXPECT_EQ(MessageOf<EVqException>([&] { VqField(field) == "x"; }),
+            "item:Size holds a whole number and cannot be compared with text.");
+}
+
+TEST_F(Filters, DaysOfTheCalendar) {
+  EXPECT_EQ(Sent(VqField(FLD_ITEM_DATETIMERECEIVED) >= 2026y / 3 / 29),
+            Comparison("IsGreaterThanOrEqualTo", "item:DateTimeReceived", "2026-03-29T00:00:00Z"));
+  EXPECT_EQ(MessageOf<EVqException>([] { VqField(FLD_ITEM_DATETIMERECEIVED) >= 2026y / 2 / 30; }),
+            "A filter cannot compare with a day that is in no calendar.");
+}
+
+// A sub-millisecond is cut off, in times before day zero, too: what is finer would lie in front of the value.
+TEST_F(Filters, EveryClockDurationThatTheStandardHas) {
+  EXPECT_EQ(TVqEWSFilterValue(std::chrono::sys_time<std::chrono::nanoseconds>(1'999'999ns)).Text,
+            "1970-01-01T00:00:00.001Z");
+  EXPECT_EQ(TVqEWSFilterValue(std::chrono::sys_seconds(1s)).Text, "1970-01-01T00:00:01Z");
+  EXPECT_EQ(TVqEWSFilterValue(std::chrono::sys_time<std::chrono::hours>(2h)).Text, "1970-01-01T02:00:00Z");
+}
+
+// Every integral and every floating type, to the letter.
+template <typename T>
+class FilterNumbers : public ::testing::Test {};
+using TNumbers =
+    ::testing::Types<signed char, unsigned char, short, unsigned short, int, unsigned, long, unsigned long, long long,
+                     unsigned long long, std::size_t, std::ptrdiff_t, float, double, long double>;
+TYPED_TEST_SUITE(FilterNumbers, TNumbers);
+TYPED_TEST(FilterNumbers, AreWrittenInDecimal) {
+  EXPECT_EQ(TVqEWSFilterValue(TypeParam{65}).Text, "65");
+  EXPECT_EQ(TVqEWSFilterValue(TypeParam{65}).Type.Kind, std::is_integral_v<TypeParam> ? tkInteger : tkFloat);
+}
+
 TEST_F(Filters, ExtendedFieldsHaveTheTypesOfTheirRows) {
   const TVqEWSPropDef number{.PropDefName = "EPR_NUMBER", .Extended = true, .PropType = ptInteger, .PropertyTag = 0x26};
   const TVqEWSFieldDef field{.FieldDefName = "EFLD_NUMBER", .PropDef = &number, .FieldType = fdtExtendedField};

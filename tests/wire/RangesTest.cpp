@@ -17,6 +17,8 @@ class Ranges : public MailboxTest {
 
 static_assert(std::input_iterator<TVqEWSRowIterator<IVqEWSItems, TVqEWSItemRow>>);
 static_assert(std::input_iterator<TVqEWSEntryIterator<TVqEWSAttachments>>);
+static_assert(std::input_iterator<TVqEWSEntryIterator<IVqEWSResolutionSet>>);
+static_assert(std::input_iterator<TVqSetIterator<TVqEWSMessageFlag>>);
 static_assert(std::input_iterator<TVqEWSEntryIterator<TVqEWSProperties>>);
 
 TEST_F(Ranges, ASecondLoopStartsAtTheFront) {
@@ -123,6 +125,40 @@ TEST_F(Ranges, ListsOfAnItem) {
   for (auto& property : mail->GetProperties()) properties += property.GetRow().PropDefName.empty() ? 0 : 1;
   EXPECT_EQ(properties, mail->GetProperties().Count());
   EXPECT_GT(properties, 0);
+}
+
+TEST_F(Ranges, FieldsOfATableAndMembersOfAList) {
+  const auto items = VqItemsOf(*Inbox(), FLD_ITEM_SUBJECT, FLD_ITEM_SIZE);
+  Names columns;
+  for (auto& field : items->GetFields()) columns.push_back(field.GetName().utf8());
+  EXPECT_EQ(columns, (Names{"PR_SUBJECT", "PR_SIZE"}));
+  const auto list = Folder(dfincontacts)->CreateDistributionList();
+  list->GetMembers()->AddMailbox("Ann", "ann@example.com");
+  list->GetMembers()->AddMailbox("Bob", "bob@example.com");
+  int members = 0;
+  for ([[maybe_unused]] const auto& member : list->GetMembers()) ++members;
+  EXPECT_EQ(members, 2);
+}
+
+TEST_F(Ranges, ValuesOfASetInTheOrderOfTheirEnumeration) {
+  std::vector<TVqEWSMessageFlag> flags;
+  for (const TVqEWSMessageFlag flag : TVqEWSMessageFlags{msgflgFromMe, msgflgRead}) flags.push_back(flag);
+  EXPECT_EQ(flags, (std::vector{msgflgRead, msgflgFromMe}));
+  for ([[maybe_unused]] const TVqEWSMessageFlag flag : TVqEWSMessageFlags{}) FAIL();
+}
+
+TEST_F(Ranges, CandidatesForANameAndCategoriesOfAMailbox) {
+  Names names;
+  for (const auto& candidate : Session().ResolveName("bob", scActiveDirectory))
+    names.push_back(candidate->GetRecipient().GetEmailAddress().utf8());
+  EXPECT_EQ(names, Names{kBob});
+  Server().SetUserConfiguration(
+      kAlice, "calendar", "CategoryList",
+      "<categories default=\"Red\" xmlns=\"CategoryList.xsd\"><category name=\"Red\" color=\"0\"/>"
+      "<category name=\"Blue\" color=\"7\"/></categories>");
+  Names categories;
+  for (const auto& category : Store().GetCategories()) categories.push_back(category.GetName().utf8());
+  EXPECT_EQ(categories, (Names{"Red", "Blue"}));
 }
 
 }  // namespace
