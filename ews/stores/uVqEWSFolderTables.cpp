@@ -4,7 +4,7 @@
 #include "ews/schema/uVqEWSFieldURI.h"
 #include "ews/schema/uVqEWSPropsPR.h"
 #include "ews/stores/uVqEWSFolder.h"
-#include "ews/stores/uVqEWSFolderParts_p.h"
+#include "ews/stores/uVqEWSTableParts_p.h"
 #include "platform/common/uVqSerializer.h"
 #include "platform/xml/uVqStringStream.h"
 #include "platform/xml/uVqXMLUtils.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "ews/model/internal/uVqEWSCall.h"
-#include "ews/stores/uVqEWSFolderParts_p.h"
+#include "ews/stores/uVqEWSTableParts_p.h"
 #include "ews/values/internal/uVqEWSTableCells.h"
 #include "platform/xml/uVqXMLUtils.h"
 

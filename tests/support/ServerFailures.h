@@ -44,7 +44,9 @@ inline bool IsDocumentedOfServers(const std::exception& failure) {
   // What std::throw_with_nested makes has a type of its own, and is never plain.
   const std::string text = failure.what();
   return typeid(failure) == typeid(EVqException) &&
-         (text == "The body of the reply is empty." || text.starts_with("The reply holds no ") ||
+         (text == "The body of the reply is empty." ||
+          text == "The server says that more changes follow, and does not move on." ||
+          text.starts_with("The reply holds no ") ||
           (text.starts_with("The page at row ") && text.find(" does not move on") != std::string::npos));
 }
 

@@ -145,6 +145,22 @@ TEST_F(RoundTrips, OfAFolder) {
     inbox->GetSubFolders();
     inbox->GetItems();
   });
+  TVqRef<IVqEWSItemChanges> items;
+  TVqRef<IVqEWSFolderChanges> folders;
+  Costs("SyncItems, SyncFolders", kNone, [&] {
+    items = inbox->SyncItems("");
+    folders = inbox->SyncFolders("");
+  });
+  Costs("to walk the changes", {"SyncFolderItems", "SyncFolderHierarchy"}, [&] {
+    for (items->Open(); !items->Eof(); items->Next()) items->GetItemId();
+    for (folders->Open(); !folders->Eof(); folders->Next()) folders->GetFolderId();
+  });
+  Costs("MarkAllAsRead, MarkAllAsUnread", {"MarkAllItemsAsRead", "MarkAllItemsAsRead"}, [&] {
+    inbox->MarkAllAsRead(false);
+    inbox->MarkAllAsUnread();
+  });
+  Costs("RemoveContents", {"EmptyFolder"}, [&] { inbox->RemoveContents(dtHardDelete, false); });
+  Refuses<EEWSException>("RemoveFolder", {"DeleteFolder"}, [&] { inbox->RemoveFolder(target, dtHardDelete); });
   Costs("CreateItem", kNone, [&] { inbox->CreateItem(tMessage); });
   Costs("CreateFolder", {"CreateFolder"}, [&] { inbox->CreateFolder(sffFolder, "Below"); });
   TItemId id = AddMessage("Hello");

@@ -220,7 +220,8 @@ class TWriter {
     }
     text += ">";
     const std::vector<TNode> children = Children(node);
-    if (children.empty()) return text + (FAttached > 0 && OfTheServer(name) ? "..." : TextOf(node)) + "</>";
+    if (children.empty())
+      return text + (name == "SyncState" || (FAttached > 0 && OfTheServer(name)) ? "..." : TextOf(node)) + "</>";
     const bool attached = name.ends_with("Attachment");
     if (attached) ++FAttached;
     std::vector<std::pair<std::string, std::string>> parts;

@@ -662,6 +662,12 @@ void TWireTour::Folders() {
   Try("delete a task", [&] {
     Folder(dfintasks)->DeleteItem(Add("tasks", "<t:Task><t:Subject>T</t:Subject></t:Task>"), dtMoveToDeletedItems);
   });
+  Try("mark all", [&] {
+    folder->MarkAllAsUnread();
+    folder->MarkAllAsRead(Chance());
+  });
+  Try("remove contents", [&] { folder->RemoveContents(static_cast<TVqEWSFolderDeleteType>(Below(3)), Chance()); });
+  Try("remove", [&] { inbox->RemoveFolder(made, static_cast<TVqEWSFolderDeleteType>(Below(3))); });
   const auto calendar = Supports<IVqEWSCalendarFolder>(Folder(dfincalendar));
   const std::string meeting =
       "<t:CalendarItem><t:Subject>A</t:Subject><t:Start>2026-03-02T10:00:00Z</t:Start><t:End>2026-03-02T11:00:00Z"
@@ -689,6 +695,20 @@ void TWireTour::Tables() {
     items->First();
   });
   inbox->GetSubFolders()->Open();
+  Try("changes of items", [&] {
+    const auto changes = inbox->SyncItems("");
+    for (const TVqEWSFieldDef* field : kFields) {
+      if (Chance()) changes->GetFields().Add(*field);
+    }
+    changes->SetMaxChangesPerPage(static_cast<std::int32_t>(Below(3)) + 1);
+    changes->Open();
+    for (int i = 0; i < 4 && !changes->Eof(); ++i, changes->Next()) changes->GetItemId();
+  });
+  Try("changes of folders", [&] {
+    const auto changes = Chance() ? FStore->SyncFolders("") : inbox->SyncFolders("");
+    for (changes->Open(); !changes->Eof(); changes->Next()) changes->GetFolderId();
+    changes->Open();
+  });
   const auto calendar = Supports<IVqEWSCalendarFolder>(Folder(dfincalendar));
   const TDateTime start = Time();
   calendar->GetCalendarView(start, start + Below(3) * 10, static_cast<std::int32_t>(Below(3)))->Open();
