@@ -3,8 +3,6 @@
 // What a programmer would write by hand for each job: as few requests as the server allows, over one libcurl handle,
 // read by pugixml where it lies. Knows nothing but its six requests.
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <cstring>
 #include <pugixml.hpp>
@@ -13,34 +11,17 @@
 #include <string>
 #include <vector>
 
+#include "bench/BareCurl.h"
 #include "platform/common/uVqNetEncoding.h"
 
 namespace velmore {
 
 class TBatchedRival {
  public:
-  explicit TBatchedRival(const std::string& url) : FCurl(::curl_easy_init()) {
-    for (const char* header :
-         {"Content-Type: text/xml; charset=utf-8", "Accept: text/xml", "SOAPAction: \"\"", "Expect:"})
-      FHeaders = ::curl_slist_append(FHeaders, header);
-    ::curl_easy_setopt(FCurl, CURLOPT_URL, url.c_str());
-    ::curl_easy_setopt(FCurl, CURLOPT_HTTPHEADER, FHeaders);
-    ::curl_easy_setopt(FCurl, CURLOPT_POST, 1L);
-    ::curl_easy_setopt(FCurl, CURLOPT_HTTPAUTH, CURLAUTH_BASIC);
-    ::curl_easy_setopt(FCurl, CURLOPT_USERPWD, "alice:wonder");
-    ::curl_easy_setopt(FCurl, CURLOPT_WRITEDATA, &FReply);
-    ::curl_easy_setopt(
-        FCurl, CURLOPT_WRITEFUNCTION, +[](char* data, size_t size, size_t count, void* reply) {
-          static_cast<std::string*>(reply)->append(data, size * count);
-          return size * count;
-        });
+  explicit TBatchedRival(const std::string& url) : FCurl(url) {
+    ::curl_easy_setopt(FCurl.Handle(), CURLOPT_HTTPAUTH, CURLAUTH_BASIC);
+    ::curl_easy_setopt(FCurl.Handle(), CURLOPT_USERPWD, "alice:wonder");
   }
-  ~TBatchedRival() {
-    ::curl_easy_cleanup(FCurl);
-    ::curl_slist_free_all(FHeaders);
-  }
-  TBatchedRival(const TBatchedRival&) = delete;
-  TBatchedRival& operator=(const TBatchedRival&) = delete;
 
   /// Requests so far.
   long Requests() const { return FRequests; }
@@ -152,12 +133,9 @@ class TBatchedRival {
         "<t:RequestServerVersion Version=\"Exchange2016\"/></soap:Header><soap:Body>" +
         operation + "</soap:Body></soap:Envelope>";
     ++FRequests;
-    FReply.clear();
-    ::curl_easy_setopt(FCurl, CURLOPT_POSTFIELDS, body.c_str());
-    ::curl_easy_setopt(FCurl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-    if (::curl_easy_perform(FCurl) != CURLE_OK) throw std::runtime_error("The rival got no answer.");
-    if (!FDocument.load_buffer_inplace(FReply.data(), FReply.size()))
-      throw std::runtime_error("The rival got no XML: " + FReply.substr(0, 200));
+    std::string& reply = FCurl.Post(body);
+    if (!FDocument.load_buffer_inplace(reply.data(), reply.size()))
+      throw std::runtime_error("The rival got no XML: " + reply.substr(0, 200));
     std::vector<pugi::xml_node> messages;
     for (const pugi::xml_node message :
          FDocument.document_element().child("s:Body").first_child().child("m:ResponseMessages").children()) {
@@ -169,9 +147,7 @@ class TBatchedRival {
     return messages;
   }
 
-  CURL* FCurl;
-  curl_slist* FHeaders = nullptr;
-  std::string FReply;
+  TBareCurl FCurl;
   pugi::xml_document FDocument;
   long FRequests = 0;
 };

@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "bench/ForkedSimulator.h"
+#include "bench/Measuring.h"
 #include "ews/VelmoreEWS.h"
 #include "ews/items/uVqEWSAttachments.h"
 #include "ews/items/uVqEWSItem.h"
@@ -266,20 +267,6 @@ void DecodeOpenSSL(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
 }
 BENCHMARK(DecodeOpenSSL)->Unit(benchmark::kMillisecond);
-
-/// Takes everything and keeps nothing.
-class TNowhere : public TVqStream {
- public:
-  using TVqStream::Write;
-  std::size_t Read(void*, std::size_t) override { return 0; }
-  void Write(const void*, std::size_t count) override { FSize += count; }
-  std::uint64_t GetPosition() const override { return FSize; }
-  void SetPosition(std::uint64_t) override {}
-  std::uint64_t GetSize() const override { return FSize; }
-
- private:
-  std::uint64_t FSize = 0;
-};
 
 void DecodeOurs(benchmark::State& state) {
   const std::string text = VqBase64Encode(std::string(16 << 20, 'x'));

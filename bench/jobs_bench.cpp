@@ -4,7 +4,6 @@
 //
 //   jobs_bench [--rounds N] [--line MS]... [--job NAME]... [--json FILE]     5 rounds, 0 and 20 ms, all jobs
 
-#include <sched.h>
 #include <sys/resource.h>
 
 #include <cstdio>
@@ -18,6 +17,7 @@
 #include "bench/BatchedRival.h"
 #include "bench/ForkedSimulator.h"
 #include "bench/Line.h"
+#include "bench/Measuring.h"
 #include "ews/schema/uVqEWSPropsFLD.h"
 
 namespace velmore {
@@ -94,14 +94,6 @@ class TStopwatch {
   long FMemory = 0;
 };
 
-/// Client and server have a processor each, where there are two.
-void StayOn(int processor) {
-  cpu_set_t set;
-  CPU_ZERO(&set);
-  CPU_SET(processor % std::max(1, static_cast<int>(::sysconf(_SC_NPROCESSORS_ONLN))), &set);
-  ::sched_setaffinity(0, sizeof set, &set);
-}
-
 // ---- Jobs
 
 /// What a road works on.
@@ -118,20 +110,6 @@ using TRoad = std::function<TCost(const TPlace& place, TStopwatch& watch)>;
 std::span<const std::string> Some(const TPlace& place, std::size_t count) {
   return std::span(place.Ids).first(std::min(count, place.Ids.size()));
 }
-
-/// Takes everything and keeps nothing.
-class TNowhere : public TVqStream {
- public:
-  using TVqStream::Write;
-  std::size_t Read(void*, std::size_t) override { return 0; }
-  void Write(const void*, std::size_t count) override { FSize += count; }
-  std::uint64_t GetPosition() const override { return FSize; }
-  void SetPosition(std::uint64_t) override {}
-  std::uint64_t GetSize() const override { return FSize; }
-
- private:
-  std::uint64_t FSize = 0;
-};
 
 void Expect(bool so, const char* what) {
   if (!so) throw std::runtime_error(what);

@@ -5,12 +5,10 @@
 //   session_bench [requests]      per round; 200 when it is not told. There are 101 rounds of each kind, by turns.
 
 #include <arpa/inet.h>
-#include <curl/curl.h>
 #include <dirent.h>
 #include <malloc.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sched.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -26,6 +24,8 @@
 #include <string>
 #include <vector>
 
+#include "bench/BareCurl.h"
+#include "bench/Measuring.h"
 #include "ews/session/uVqEWS.h"
 
 namespace {
@@ -83,14 +83,6 @@ void Serve(int connection) {
   }
 }
 
-/// Client and server have a processor each, where there are two: else it is the scheduler that is measured.
-void StayOn(int processor) {
-  cpu_set_t set;
-  CPU_ZERO(&set);
-  CPU_SET(processor % std::max(1, static_cast<int>(::sysconf(_SC_NPROCESSORS_ONLN))), &set);
-  ::sched_setaffinity(0, sizeof set, &set);
-}
-
 /// A server in a process of its own, so that its processor time is not ours.
 class TServer {
  public:
@@ -107,7 +99,7 @@ class TServer {
     FChild = ::fork();
     if (FChild == 0) {
       ::signal(SIGCHLD, SIG_IGN);
-      StayOn(1);
+      velmore::StayOn(1);
       for (;;) {
         const int connection = ::accept(listener, nullptr, nullptr);
         if (::fork() == 0) {
@@ -133,25 +125,9 @@ class TServer {
 /// The floor: what a programmer would write by hand for this one job.
 class TFloor {
  public:
-  explicit TFloor(const std::string& url) : FCurl(::curl_easy_init()) {
-    for (const char* header :
-         {"Content-Type: text/xml; charset=utf-8", "Accept: text/xml", "SOAPAction: \"\"", "Expect:"})
-      FHeaders = ::curl_slist_append(FHeaders, header);
-    ::curl_easy_setopt(FCurl, CURLOPT_URL, url.c_str());
-    ::curl_easy_setopt(FCurl, CURLOPT_HTTPHEADER, FHeaders);
-    ::curl_easy_setopt(FCurl, CURLOPT_POST, 1L);
-    ::curl_easy_setopt(FCurl, CURLOPT_ACCEPT_ENCODING, "");
-    ::curl_easy_setopt(FCurl, CURLOPT_USERAGENT, "Velmore EWS Client");
-    ::curl_easy_setopt(FCurl, CURLOPT_WRITEDATA, &FReply);
-    ::curl_easy_setopt(
-        FCurl, CURLOPT_WRITEFUNCTION, +[](char* data, size_t size, size_t count, void* reply) {
-          static_cast<std::string*>(reply)->append(data, size * count);
-          return size * count;
-        });
-  }
-  ~TFloor() {
-    ::curl_easy_cleanup(FCurl);
-    ::curl_slist_free_all(FHeaders);
+  explicit TFloor(const std::string& url) : FCurl(url) {
+    ::curl_easy_setopt(FCurl.Handle(), CURLOPT_ACCEPT_ENCODING, "");
+    ::curl_easy_setopt(FCurl.Handle(), CURLOPT_USERAGENT, "Velmore EWS Client");
   }
 
   std::string Ask() {
@@ -160,12 +136,9 @@ class TFloor {
         "><soap:Header><t:RequestServerVersion Version=\"Exchange2007_SP1\"/></soap:Header><soap:Body>"
         "<m:ConvertId DestinationFormat=\"EwsId\"><m:SourceIds><t:AlternateId Format=\"HexEntryId\" Id=\"" +
         kId + "\" Mailbox=\"ann@example.com\"/></m:SourceIds></m:ConvertId></soap:Body></soap:Envelope>";
-    FReply.clear();
-    ::curl_easy_setopt(FCurl, CURLOPT_POSTFIELDS, body.c_str());
-    ::curl_easy_setopt(FCurl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-    if (::curl_easy_perform(FCurl) != CURLE_OK) throw velmore::EVqException("The floor failed.");
+    std::string& reply = FCurl.Post(body);
     pugi::xml_document document;
-    if (!document.load_buffer_inplace(FReply.data(), FReply.size())) throw velmore::EVqException("The floor failed.");
+    if (!document.load_buffer_inplace(reply.data(), reply.size())) throw velmore::EVqException("The floor failed.");
     const pugi::xml_node message = document.child("s:Envelope")
                                        .child("s:Body")
                                        .child("m:ConvertIdResponse")
@@ -177,9 +150,7 @@ class TFloor {
   }
 
  private:
-  CURL* FCurl;
-  curl_slist* FHeaders = nullptr;
-  std::string FReply;
+  velmore::TBareCurl FCurl;
 };
 
 struct TCost {
@@ -223,7 +194,7 @@ int Descriptors() {
 int main(int argc, char** argv) try {
   const int requests = argc > 1 && std::atoi(argv[1]) > 0 ? std::atoi(argv[1]) : 200;
   const TServer server;
-  StayOn(0);
+  velmore::StayOn(0);
   velmore::TVqEWSServiceSession session;
   session.SetServiceUrl(server.Url());
   session.SetActive(true);
