@@ -1,5 +1,7 @@
 #include "ews/items/uVqEWSContact.h"
 
+#include <algorithm>
+
 #include "ews/items/uVqEWSAttachments.h"
 #include "ews/items/uVqEWSMemberRows_p.h"
 #include "ews/values/internal/uVqEWSEmptyElements.h"
@@ -66,14 +68,13 @@ void TVqEWSContact::DeleteProperty(const TVqEWSPropDef& APropDef) {
 
 void TVqEWSContact::BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) {
   TVqEWSBaseItem::BeforeSaveChanges(ASOAPRequest);
-  for (const char* contact : {"Items/Contact/", "ItemChanges/ItemChange/Updates/SetItemField/Contact/"}) {
-    for (const char* name : kDictionaries) {
-      const string path = string(contact) + name;
-      for (const IVqDOMElement& dictionary : ASOAPRequest.GetMethod().CreateElementList(path, kSelectQuiet)) {
-        RemoveBareEntries(dictionary);
-        const IVqDOMElement parent = dictionary.GetParentElement();
-        if (!dictionary.HasChildElements() && parent.GetParentElement().GetLocalName() == "Items")
-          parent.RemoveChild(dictionary);
+  for (const char* path : {"Items/Contact", "ItemChanges/ItemChange/Updates/SetItemField/Contact"}) {
+    for (const IVqDOMElement& contact : ASOAPRequest.GetMethod().CreateElementList(path, kSelectQuiet)) {
+      const bool isNew = contact.GetParentElement().GetLocalName() == "Items";
+      for (const IVqDOMElement& member : contact.GetChildElements()) {
+        if (std::ranges::find(kDictionaries, member.GetLocalName()) == std::end(kDictionaries)) continue;
+        RemoveBareEntries(member);
+        if (isNew && !member.HasChildElements()) contact.RemoveChild(member);
       }
     }
   }

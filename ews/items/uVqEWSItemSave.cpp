@@ -94,7 +94,7 @@ bool TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
 
   // Of an item whose last save has not been read back, the changes since then are all that there is to send.
   std::optional<TPartIsEnough> part(std::in_place, *this);
-  GetProperties().VisitChanged([&](TVqEWSProperty& property) {
+  GetProperties().ForEachChange([&](TVqEWSProperty& property) {
     const TVqEWSDataUpdateStatus status = property.GetUpdateStatus();
     if (status == dusModified || status == dusInserted) {
       if (AExtendedOnly ? property.GetRow().Extended : property.GetName() != "PR_ATTACHMENTS") {

@@ -169,6 +169,42 @@ class TExtendedRows {
   std::unordered_map<std::string, std::size_t> FPlaces;
 };
 
+// Rows by the name of what they stand for in an answer: for each element that no field of its kind is known for.
+class TRowsByName {
+ public:
+  explicit TRowsByName(const TDictionary<TVqEWSPropDef>& ARows) {
+    ARows.FirstOf([this](const TVqEWSPropDef& row) {
+      Add(&row);
+      return false;
+    });
+  }
+
+  void Add(PVqEWSPropDef ARow) {
+    FByName.try_emplace(ARow->Extended ? ARow->PropDefName.view() : ARow->NodeName.view(), ARow);
+    if (ARow->Extended && ARow->PropDefName.view().starts_with(kHead))
+      FByTail.try_emplace(UpperName(string(ARow->PropDefName.view().substr(kHead.size()))), ARow);
+  }
+
+  // The first row of that element, or of that name; else the first whose name is that one behind "EPR_", in whatever
+  // case.
+  PVqEWSPropDef Find(const string& AName) const {
+    if (const auto row = FByName.find(AName.utf8()); row != FByName.end()) return row->second;
+    const auto row = FByTail.find(UpperName(AName));
+    return row == FByTail.end() ? nullptr : row->second;
+  }
+
+ private:
+  static constexpr std::string_view kHead = "EPR_";
+
+  std::unordered_map<std::string_view, PVqEWSPropDef> FByName;
+  std::unordered_map<std::string, PVqEWSPropDef> FByTail;
+};
+
+TRowsByName& RowsByName() {
+  static auto& rows = *new TRowsByName(PropDefs());
+  return rows;
+}
+
 TExtendedRows& ExtendedRows() {
   static auto& rows = *new TExtendedRows(PropDefs());
   return rows;
@@ -182,8 +218,10 @@ void RegisterProp(PVqEWSPropDef APropDef) {
   if (!APropDef || APropDef->PropDefName.empty())
     throw EVqException("A property definition without a name cannot be registered!");
   TExtendedRows& extended = ExtendedRows();
+  TRowsByName& byName = RowsByName();
   if (!PropDefs().Add(APropDef)) return;
   extended.Add(APropDef);
+  byName.Add(APropDef);
   if (!APropDef->Extended && APropDef->ParentProp) Children()[APropDef->ParentProp].push_back(APropDef);
 }
 
@@ -215,17 +253,7 @@ PVqEWSPropDef GetPropDef(const string& AClassName, const string& AName, bool ARa
   if (!AClassName.empty())
     if (const PVqEWSFieldDef field = GetFieldDef(AClassName, AName, false)) return field->PropDef;
 
-  const std::string name = AName.utf8();
-  PVqEWSPropDef found = PropDefs().FirstOf(
-      [&](const TVqEWSPropDef& row) { return (row.Extended ? row.PropDefName : row.NodeName) == name; });
-  if (!found) {
-    found = PropDefs().FirstOf([&](const TVqEWSPropDef& row) {
-      const std::string_view key = row.PropDefName;
-      // A case mapping never changes the length of an ASCII name, and all these are; so most rows differ by length.
-      return row.Extended && key.size() == name.size() + 4 && key.starts_with("EPR_") &&
-             SameText(string(key.substr(4)), AName);
-    });
-  }
+  const PVqEWSPropDef found = RowsByName().Find(AName);
   if (!found && ARaise)
     throw EVqException(Format("There is no property definition for \"%s:%s\"!", {AClassName, AName}));
   return found;

@@ -1,6 +1,6 @@
 #include "ews/values/uVqEWSProperties.h"
 
-#include <unordered_set>
+#include <algorithm>
 
 #include "ews/schema/internal/uVqEWSWellKnownSets.h"
 #include "ews/values/internal/uVqEWSEmptyElements.h"
@@ -9,8 +9,6 @@
 
 namespace velmore {
 namespace {
-
-using detail::TVqRawElement;
 
 // The row of an extended property as an answer has it.
 PVqEWSPropDef RowOfExtendedProperty(const IVqDOMElement& AProperty) {
@@ -112,41 +110,42 @@ void TVqEWSProperties::Follow() {
   }
 }
 
-std::optional<std::vector<IVqDOMElement>> TVqEWSProperties::DifferentElements() const {
-  const IVqDOMElement current = CurrentRecord().AsElement();
-  std::vector<IVqDOMElement> different;
-  TVqRawElement before = TVqRawElement(GetData()(desOriginal, true)->AsElement()).FirstChild();
-  for (TVqRawElement now = TVqRawElement(current).FirstChild(); now; now = now.Next()) {
-    // What was added stands at the end.
-    if (before && before.LocalName() != now.LocalName()) return std::nullopt;
-    if (!before || !detail::SameInnerXML(before, now)) different.push_back(detail::MakeElement(current, now));
-    if (before) before = before.Next();
-  }
-  return different;
+void TVqEWSProperties::ForEachChange(const std::function<void(TVqEWSProperty&)>& AVisit) {
+  if (Size() == 0) return VisitDifferences(AVisit);
+  Follow();
+  const std::int32_t count = Count();  // once: it compares the list with the tree, which does not change here
+  for (std::int32_t i = 0; i < count; ++i) AVisit(GetItem(i));
 }
 
-void TVqEWSProperties::VisitChanged(const std::function<void(TVqEWSProperty&)>& AVisit) {
-  bool follows = Size() == CurrentRecord().AsElement().ElementCount();  // else the list would be rebuilt
-  for (std::int32_t i = 0; i < Size() && !follows; ++i) follows = At(i).GetExplicitUpdateStatus();
-  const auto different = follows ? std::nullopt : DifferentElements();
-  if (!different) {
-    Follow();
-    const std::int32_t count = Count();
-    for (std::int32_t i = 0; i < count; ++i) AVisit(GetItem(i));
-    return;
-  }
-  const string className = CurrentRecord().ClassName();
-  std::unordered_set<string> visited;  // an extended property may stand there twice
-  const auto visit = [&](const TVqEWSPropDef& def) {
-    if (visited.insert(GetNodePath(def)).second) AVisit(*MakeProperty(def));
+// The trees stand side by side but for what was changed. A child that is the same inside as the one beside it is
+// unmodified, and so is all that it stands for.
+void TVqEWSProperties::VisitDifferences(const std::function<void(TVqEWSProperty&)>& AVisit) {
+  using detail::TVqRawElement;
+  const TVqXMLSchemaElement& record = CurrentRecord();
+  const IVqDOMElement now = record.AsElement(), loaded = GetData()(desOriginal, true)->AsElement();
+  const string className = record.ClassName();
+  std::vector<PVqEWSPropDef> defs;  // all of them first, as an answer that cannot be listed is not half visited
+  const auto add = [&](PVqEWSPropDef def) {
+    if (std::ranges::find(defs, def) == defs.end()) defs.push_back(def);
   };
-  for (const IVqDOMElement& element : *different) {
-    const PVqEWSPropDef def = RowOf(className, element);
-    if (!def) continue;
-    if (def->NodeType == pdntSimple) visit(*def);
+  bool inStep = true;
+  TVqRawElement beside = TVqRawElement(loaded).FirstChild();
+  for (TVqRawElement child = TVqRawElement(now).FirstChild(); child; child = child.Next()) {
+    if (!beside || beside.Name() != child.Name()) beside = TVqRawElement(loaded).Child(child.Name());
+    const bool same = beside && detail::SameInnerXML(beside, child);
+    if (beside) beside = beside.Next();
+    inStep = inStep && same;
+    // Of an extended property that no row has, a save tells even if it is the same; and where they are out of step, the
+    // one beside it may be another one.
+    const bool extended = child.LocalName() == "ExtendedProperty";
+    if (same && !extended) continue;
+    const PVqEWSPropDef def = RowOf(className, detail::MakeElement(now, child));
+    if (!def || inStep) continue;
+    if (def->NodeType == pdntSimple) add(def);
     if (def->NodeType == pdntArray)
-      for (const PVqEWSPropDef part : GetKeyPropDefs(def)) visit(*part);
+      for (const PVqEWSPropDef part : GetKeyPropDefs(def)) add(part);
   }
+  for (const PVqEWSPropDef def : defs) AVisit(*MakeProperty(*def));
 }
 
 void TVqEWSProperties::Rebuild(const TVqXMLSchemaElement& ARecord) {
@@ -274,7 +273,7 @@ TVqEWSProperty& TVqEWSProperties::Filled(TVqEWSProperty& AProperty) {
       AProperty.SetAsBoolean(false);
       break;
     case tkDateTime:
-      AProperty.SetAsDateTime({});
+      AProperty.SetAsDateTime(0);
       break;
     default:
       break;

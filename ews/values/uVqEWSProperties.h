@@ -13,10 +13,6 @@
 /// The difference between an object's two trees is what a save sends; `GetUpdateStatus` of each property tells its
 /// part.
 
-#include <functional>
-#include <optional>
-#include <vector>
-
 #include "ews/values/uVqEWSDataList.h"
 
 namespace velmore {
@@ -102,10 +98,10 @@ class TVqEWSProperties : public TVqEWSDataList<TVqEWSProperty> {
   /// Rebuilds the list unless each element that the object has now has its entry. `Count` compares numbers alone, so
   /// that entries of an earlier load can stand in place of what has changed since; a save must not miss that.
   void Follow();
-  /// Calls `AVisit` for each property that may have changed since the load, in the order of the list. Most objects that
-  /// are saved have one change or two: where nobody has set a status, no property is made for what stands in both trees
-  /// alike. Properties that are not in the list live as long as the call.
-  void VisitChanged(const std::function<void(TVqEWSProperty&)>& AVisit);
+  /// Calls `AVisit` for each property that may differ between the two trees or has an explicit status, in the order of
+  /// the list that `Follow` leaves; those it skips are unmodified. As long as nobody has asked for a property, it makes
+  /// those alone that belong to what differs, and keeps none of them: most saves change little.
+  void ForEachChange(const std::function<void(TVqEWSProperty&)>& AVisit);
   /// Drops all explicit statuses. Called by the object when it gets new data.
   void ResetExplicitStatuses() noexcept;
 
@@ -128,10 +124,9 @@ class TVqEWSProperties : public TVqEWSDataList<TVqEWSProperty> {
     std::unique_ptr<TGUID> Set;
   };
 
-  /// The elements that do not stand in both trees alike; nothing where the two are not in the same order.
-  std::optional<std::vector<IVqDOMElement>> DifferentElements() const;
   void Rebuild(const TVqXMLSchemaElement& ARecord);
   void Renew();
+  void VisitDifferences(const std::function<void(TVqEWSProperty&)>& AVisit);
 
   // What the list was last built from.
   IVqDOMElement FBuiltFrom;

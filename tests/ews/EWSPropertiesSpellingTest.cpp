@@ -226,61 +226,6 @@ TEST(List, OfAsManyEntriesAsElementsMissesNoneInASave) {
   EXPECT_EQ(&message.Properties.GetItem(0), &subject);  // nothing to do
 }
 
-/// The properties with a change and their statuses, as a visit finds them.
-std::string VisitedChanges(TMessage& message, int& visits) {
-  std::string result;
-  visits = 0;
-  message.Properties.VisitChanged([&](TVqEWSProperty& property) {
-    ++visits;
-    if (property.GetUpdateStatus() == dusUnmodified) return;
-    result += property.GetPath().utf8() + "=" + std::to_string(property.GetUpdateStatus()) + ";";
-  });
-  return result;
-}
-
-TEST(List, IsNotMadeToFindWhatHasChanged) {
-  const std::string children = "<t:Subject>a</t:Subject><t:Importance>High</t:Importance><t:Culture>en</t:Culture>" +
-                               ExtendedProperty("PropertyTag=\"0x37\"", "Hello") +
-                               ExtendedProperty("PropertyTag=\"0x70\"", "Topic");
-  const auto subject = [](TMessage& m) { m.New->SetSubject("b"); };
-  const auto culture = [](TMessage& m) { m.Element().GetChildElements().GetItem(2).SetText(""); };
-  const auto topic = [](TMessage& m) { return m.Element().GetChildElements().GetItem(4); };
-  const auto extended = [&](TMessage& m) { topic(m).GetChildElements().GetItem(1).SetText("x"); };
-  const auto twice = [&](TMessage& m) {
-    extended(m);
-    m.Element().AddChild(topic(m).CloneNode(true));
-  };
-  const auto added = [](TMessage& m) { m.Element().AddElement("t:InReplyTo").SetText("c"); };
-  const auto disordered = [](TMessage& m) { m.Element().RemoveChild(m.Element().GetFirstChildElement()); };
-  struct {
-    std::function<void(TMessage&)> Edit;
-    int Visits;  // of all properties where the two trees are not in one order
-  } const rows[] = {{[](TMessage&) {}, 0}, {subject, 1}, {culture, 1}, {extended, 1}, {twice, 1}, {added, 1},
-                    {disordered, 4}};
-  for (const auto& [edit, visits] : rows) {
-    TMessage quick(Message(children)), whole(Message(children));
-    edit(quick);
-    edit(whole);
-    std::string all;
-    for (std::int32_t i = 0; i < whole.Properties.Count(); ++i) {
-      TVqEWSProperty& property = whole.Properties.GetItem(i);
-      if (property.GetUpdateStatus() != dusUnmodified)
-        all += property.GetPath().utf8() + "=" + std::to_string(property.GetUpdateStatus()) + ";";
-    }
-    int seen = 0;
-    EXPECT_EQ(VisitedChanges(quick, seen), all) << &edit - &rows[0].Edit;
-    EXPECT_EQ(seen, visits) << &edit - &rows[0].Edit;
-  }
-}
-
-TEST(List, WithAStatusThatWasSetIsVisitedWhole) {
-  TMessage message(Message("<t:Subject>a</t:Subject><t:Importance>High</t:Importance>"));
-  message.Properties.PropertyByName(PR_SUBJECT).SetModified(true);
-  int visits = 0;
-  EXPECT_EQ(VisitedChanges(message, visits), "Subject=" + std::to_string(dusModified) + ";");
-  EXPECT_EQ(visits, 2);
-}
-
 TEST(List, OfAKindThatARecordDoesNotKnowReadsAsText) {
   TMessage message(
       Message("<t:Start>2026-03-02T10:00:00Z</t:Start><t:SearchParameters><t:A>b</t:A></t:SearchParameters>"));

@@ -171,5 +171,75 @@ TEST(UpdateStatus, ComparingAsksNobodyAndChangesNothing) {
   EXPECT_EQ(message.Element().ElementCount(), 0);
 }
 
+// ---- Walking over what differs
+
+/// "PR_SUBJECT 1" for each property that is not unmodified, in order; the text of the exception, if one is raised.
+template <typename TObject>
+std::vector<std::string> ChangesOf(TObject& AObject) {
+  std::vector<std::string> changes;
+  const std::string raised = test::MessageOf([&] {
+    AObject.Properties.ForEachChange([&](TVqEWSProperty& property) {
+      if (const TVqEWSDataUpdateStatus status = property.GetUpdateStatus(); status != dusUnmodified)
+        changes.push_back(property.GetName().utf8() + " " + std::to_string(status));
+    });
+  });
+  changes.push_back(raised);
+  return changes;
+}
+
+template <typename TObject>
+void ExpectSameChanges(const std::string& AElement, const std::string& AOld, const std::string& ANew) {
+  const auto make = [&] {
+    auto object = std::make_unique<TObject>("<t:" + AElement + ">" + AOld + "</t:" + AElement + ">");
+    object->Element().SetInnerXML(ANew);
+    return object;
+  };
+  const auto asked = make(), untouched = make();
+  asked->Properties.Add(PR_ITEMCLASS);  // a list with an entry is followed as a whole
+  EXPECT_EQ(ChangesOf(*untouched), ChangesOf(*asked)) << AOld << " -> " << ANew;
+  EXPECT_EQ(untouched->Properties.FindProperty(PR_SUBJECT), nullptr) << "nothing is kept";
+}
+
+TEST(ForEachChange, TellsWhatTheWholeListTells) {
+  const std::string a = "<t:Subject>a</t:Subject>", b = "<t:Subject>b</t:Subject>";
+  const std::string high = "<t:Importance>High</t:Importance>", low = "<t:Importance>Low</t:Importance>";
+  const std::string text = "<t:Body BodyType=\"Text\">x</t:Body>", html = "<t:Body BodyType=\"HTML\">x</t:Body>";
+  const std::string one = ExtendedProperty(kTag, "1"), two = ExtendedProperty(kTag, "2");
+  const std::string other = ExtendedProperty("PropertyTag=\"0x1000\" PropertyType=\"String\"", "2");
+  const std::string unknown = ExtendedProperty("PropertyTag=\"0xFEDC\" PropertyType=\"String\"", "2");
+  const std::string parts[] = {"", a, b, high, low, text, html, one, two, other, unknown, "<t:Novelty>1</t:Novelty>"};
+  for (const std::string& first : parts) {
+    for (const std::string& second : parts) {
+      for (const std::string& now : parts) {
+        ExpectSameChanges<TMessage>("Message", first + second, now);
+        ExpectSameChanges<TMessage>("Message", first + second, first + now);
+        ExpectSameChanges<TMessage>("Message", first + second, now + second);
+        ExpectSameChanges<TMessage>("Message", second, now + first);
+      }
+    }
+  }
+}
+
+TEST(ForEachChange, TellsThePartsOfDictionaries) {
+  const auto phones = [](const std::string& home, const std::string& fax) {
+    return "<t:PhoneNumbers><t:Entry Key=\"HomePhone\">" + home + "</t:Entry><t:Entry Key=\"HomeFax\">" + fax +
+           "</t:Entry></t:PhoneNumbers>";
+  };
+  for (const std::string& old : {std::string(), phones("1", "2"), phones("", "2")}) {
+    for (const std::string& now : {std::string(), phones("1", "2"), phones("1", "3"), phones("", "")})
+      ExpectSameChanges<TContact>("Contact", "<t:GivenName>a</t:GivenName>" + old,
+                                  "<t:GivenName>a</t:GivenName>" + now);
+  }
+}
+
+TEST(ForEachChange, MakesNoPropertyOfWhatIsTheSame) {
+  TMessage message("<t:Message><t:Subject>a</t:Subject><t:Importance>High</t:Importance></t:Message>");
+  EXPECT_EQ(ChangesOf(message), std::vector<std::string>{"(nothing raised)"});
+  EXPECT_EQ(message.TableReads, 0);
+  message.Element().SetInnerXML("<t:Subject>b</t:Subject><t:Importance>High</t:Importance>");
+  EXPECT_EQ(ChangesOf(message), (std::vector<std::string>{"PR_SUBJECT 1", "(nothing raised)"}));
+  EXPECT_EQ(message.TableReads, 2);
+}
+
 }  // namespace
 }  // namespace velmore

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "ews/schema/uVqEWSFieldURI.h"
 #include "ews/schema/uVqEWSPropsEPR.h"
 #include "ews/schema/uVqEWSPropsFLD.h"
@@ -97,6 +99,23 @@ TEST(PropertyLookUp, ByRecordFindsSetAndIdOrName) {
   named.Name = "OriginalScl";
   named.PropKind = pkId;
   EXPECT_THROW(GetPropDef(named), EVqException);
+}
+
+TEST(PropertyLookUp, ByNameGivesTheFirstRowOfEachName) {
+  std::map<std::string, PVqEWSPropDef> byName, byTail;
+  ForEachPropDef([&](const TVqEWSPropDef& row) {
+    const std::string key = row.PropDefName.ToString().utf8();
+    byName.try_emplace(row.Extended ? key : row.NodeName.ToString().utf8(), &row);
+    if (key.starts_with("EPR_")) byTail.try_emplace(LowerCase(string(key.substr(4))).utf8(), &row);
+    return true;
+  });
+  for (const auto& [name, row] : byName) EXPECT_EQ(GetPropDef("", name, false), row) << name;
+  for (const auto& [tail, row] : byTail) {
+    if (!byName.contains(tail)) EXPECT_EQ(GetPropDef("", tail, false), row) << tail;
+  }
+  EXPECT_GT(byName.size(), 4000U);
+  EXPECT_EQ(GetPropDef("", "", false), byName.contains("") ? byName.at("") : nullptr);
+  EXPECT_EQ(GetPropDef("", "NoSuchMember", false), nullptr);
 }
 
 TEST(PropertyLookUp, FirstRowWinsAmongAliases) {
