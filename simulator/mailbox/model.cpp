@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "simulator/mailbox/ids.h"
+#include "simulator/mailbox/reach.h"
 
 namespace velmore::simulator {
 
@@ -154,16 +155,19 @@ std::vector<std::shared_ptr<Item>> Folder::Contents() const {
 }
 
 Folder* Mailbox::FindFolder(std::string_view entry_id) const {
+  Reach::Check(*lock);
   const auto found = folders.find(std::string(entry_id));
   return found != folders.end() ? found->second.get() : nullptr;
 }
 
 std::shared_ptr<Item> Mailbox::FindItem(std::string_view entry_id) const {
+  Reach::Check(*lock);
   const auto found = items.find(std::string(entry_id));
   return found != items.end() ? found->second : nullptr;
 }
 
 Folder* Mailbox::Distinguished(std::string_view name) const {
+  Reach::Check(*lock);
   const auto found = distinguished.find(std::string(name));
   return found != distinguished.end() ? FindFolder(found->second) : nullptr;
 }
@@ -237,6 +241,7 @@ Folder& Mailbox::AddFolder(Folder& parent, const std::string& element, const std
 }
 
 Item& Mailbox::Put(Folder& folder, std::shared_ptr<Item> item) {
+  Reach::Check(*lock);
   item->number = ++last_number;
   item->entry_id = ItemEntryId(guid, folder.number, item->number);
   item->folder = folder.entry_id;
@@ -264,6 +269,7 @@ Item& Mailbox::Put(Folder& folder, std::shared_ptr<Item> item) {
 }
 
 Folder* Mailbox::Take(const std::string& entry_id) {
+  Reach::Check(*lock);
   const auto found = items.find(entry_id);
   if (found == items.end()) return nullptr;
   Folder* folder = FindFolder(found->second->folder);
@@ -398,6 +404,7 @@ Folder& Mailbox::CopyFolder(const Folder& folder, Mailbox& to, Folder& parent) c
 }
 
 void Mailbox::Touch(Item& item, const std::string& by) {
+  Reach::Check(*lock);
   item.change = ++last_change;
   item.modified = Now();
   item.modified_by = by;
@@ -419,6 +426,7 @@ void Mailbox::Replace(Item& item, Item&& with, const std::string& by) {
 }
 
 void Mailbox::Touch(Folder& folder) {
+  Reach::Check(*lock);
   folder.change = ++last_change;
   Note(folder.entry_id);
   Tell(StoreChange::Kind::kModified, folder);
@@ -442,6 +450,7 @@ void Mailbox::Adopt(Item& item) {
 }
 
 void Mailbox::CheckQuota(std::size_t more) const {
+  Reach::Check(*lock);
   if (owner.quota_bytes == 0) return;
   std::uint64_t size = more;
   for (const auto& [id, item] : items) size += item->Size();

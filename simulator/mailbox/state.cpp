@@ -260,6 +260,7 @@ Json PackMailbox(const Mailbox& mailbox) {
             {"archive", mailbox.owner.archive},
             {"quota", mailbox.owner.quota_bytes},
             {"site", Pack(mailbox.owner.site)},
+            {"backEnd", mailbox.owner.back_end},
             {"room", mailbox.owner.room},
             {"delivery", PackRules(mailbox.owner.delivery)},
             {"work",
@@ -292,6 +293,7 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
   mailbox->owner.archive = json.value("archive", false);
   mailbox->owner.quota_bytes = json.value("quota", std::uint64_t{0});
   if (json.contains("site")) mailbox->owner.site = Unpack(json.at("site"));
+  mailbox->owner.back_end = json.value("backEnd", 0);
   mailbox->owner.room = json.value("room", false);
   mailbox->owner.delivery = UnpackRules(json.value("delivery", Json()));
   if (json.contains("work"))

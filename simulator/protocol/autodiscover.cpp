@@ -1,6 +1,7 @@
 #include "simulator/protocol/autodiscover.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <set>
 
 #include "simulator/types/text.h"
@@ -90,6 +91,11 @@ std::string Parameter(std::string_view target, std::string_view name) {
   return {};
 }
 
+/// The host that the client asks, without its port, in lower case.
+std::string HostOf(const Autodiscover::Question& question) {
+  return Lower(question.host.substr(0, question.host.rfind(':')));
+}
+
 /// Does a rule speak of an address: by the address itself, or by "@domain"?
 bool Fits(const AutodiscoverRedirect& rule, const std::string& address) {
   return SameText(rule.from, address) ||
@@ -114,7 +120,7 @@ std::vector<std::string> Autodiscover::Domains() const {
 }
 
 std::optional<Autodiscover::Reply> Autodiscover::RedirectOf(const Question& question) const {
-  const std::string host = Lower(question.host.substr(0, question.host.rfind(':')));
+  const std::string host = HostOf(question);
   for (const AutodiscoverRedirect& rule : options_.autodiscover_redirects)
     if (rule.kind == AutodiscoverRedirect::Kind::kLocation && (rule.from.empty() || SameText(rule.from, host)))
       return Reply{302, {}, {}, rule.target};
@@ -201,6 +207,30 @@ Autodiscover::Reply Autodiscover::AnswerXml(const Question& question) const {
   return Xml(Settings(question, *mailbox));
 }
 
+std::optional<Autodiscover::Reply> Autodiscover::JsonRedirectOf(const Question& question, const std::string& address,
+                                                                const std::string& protocol) const {
+  const std::string host = HostOf(question);
+  // The same service elsewhere, whatever the rule tells who asks in XML. Servers count how often they have sent on.
+  const auto to = [&](std::string_view service, const std::string& whom) {
+    const std::size_t authority = service.find("://") + 3;
+    const int count = std::atoi(Parameter(question.target, "RedirectCount").c_str()) + 1;
+    return Reply{302,
+                 {},
+                 {},
+                 std::string(service.substr(0, service.find('/', authority))) + kJsonPath + "/v1.0/" + whom +
+                     "?Protocol=" + protocol + "&RedirectCount=" + std::to_string(count)};
+  };
+  for (const AutodiscoverRedirect& rule : options_.autodiscover_redirects) {
+    if (rule.kind == AutodiscoverRedirect::Kind::kLocation) {
+      if (rule.from.empty() || SameText(rule.from, host)) return to(rule.target, address);
+    } else if (Fits(rule, address)) {
+      const std::string here = (question.secure ? "https://" : "http://") + question.host;
+      return rule.kind == AutodiscoverRedirect::Kind::kAddress ? to(here, rule.target) : to(rule.target, address);
+    }
+  }
+  return std::nullopt;
+}
+
 Autodiscover::Reply Autodiscover::AnswerJson(const Question& question) const {
   const std::string path = question.target.substr(0, question.target.find('?'));
   const std::string begin = std::string(kJsonPath) + "/v1.0/";
@@ -215,6 +245,7 @@ Autodiscover::Reply Autodiscover::AnswerJson(const Question& question) const {
   if (!service && !SameText(protocol, "AutodiscoverV1"))
     return RefusedJson("InvalidProtocol", "The given protocol value '" + protocol +
                                               "' is invalid. Supported values are 'AutodiscoverV1,Ews'.");
+  if (auto elsewhere = JsonRedirectOf(question, address, protocol)) return *std::move(elsewhere);
   if (store_.ByAddress(address) == nullptr) return RefusedJson("UserNotFound", "The given user is not found.", 404);
   const std::string base = question.https.empty() ? question.http : question.https;
   return Json(200, "Protocol", service ? "Ews" : "AutodiscoverV1", "Url",

@@ -50,6 +50,9 @@ class Autodiscover {
   std::vector<std::string> Domains() const;
 
  private:
+  /// Where a question in JSON goes on to, if somewhere else.
+  std::optional<Reply> JsonRedirectOf(const Question& question, const std::string& address,
+                                      const std::string& protocol) const;
   std::string ServiceUrl(const Question& question) const;
   std::string Settings(const Question& question, const Mailbox& mailbox) const;
 

@@ -76,10 +76,12 @@ bool StaysInMailboxes(const std::string& operation, const Element& request) {
 }
 
 OperationLock::OperationLock(Store& store, bool whole) : store_(store) {
-  if (whole)
+  if (whole) {
     whole_ = std::unique_lock(store.mutex);
-  else
+  } else {
     shared_ = std::shared_lock(store.mutex);
+    reach_.emplace();
+  }
 }
 
 void OperationLock::TakeMailboxes(const Element& request, const std::vector<Mailbox*>& of_users) {
@@ -91,7 +93,10 @@ void OperationLock::TakeMailboxes(const Element& request, const std::vector<Mail
   // In one order for all, so that two operations never wait for each other; an archive has the lock of its mailbox.
   std::set<std::mutex*> locks;
   for (const Mailbox* mailbox : found) locks.insert(mailbox->lock.get());
-  for (std::mutex* lock : locks) mailboxes_.emplace_back(*lock);
+  for (std::mutex* lock : locks) {
+    mailboxes_.emplace_back(*lock);
+    reach_->Allow(*lock);
+  }
 }
 
 }  // namespace velmore::simulator

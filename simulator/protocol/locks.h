@@ -3,11 +3,13 @@
 // What an operation holds while it runs.
 
 #include <mutex>
+#include <optional>
 #include <shared_mutex>
 #include <string>
 #include <vector>
 
 #include "simulator/mailbox/model.h"
+#include "simulator/mailbox/reach.h"
 
 namespace velmore::simulator {
 
@@ -29,6 +31,7 @@ class OperationLock {
   std::unique_lock<StoreLock> whole_;
   std::shared_lock<StoreLock> shared_;
   std::vector<std::unique_lock<std::mutex>> mailboxes_;
+  std::optional<Reach> reach_;  // nothing before the locks are taken, the mailboxes that are locked from then on
 };
 
 }  // namespace velmore::simulator

@@ -86,6 +86,36 @@ TEST_F(TwoMailboxes, OnlyThoseThatARequestNamesAreHeld) {
   EXPECT_TRUE(IsFree(*bob->lock)) << "let go at the end";
 }
 
+// Only the right place would be a lucky one: an operation that goes elsewhere fails, whoever runs beside it.
+TEST_F(TwoMailboxes, WhatIsNotHeldIsOutOfReach) {
+  Mailbox& archive = store.AddArchive(*alice);
+  {
+    OperationLock lock(store, false);
+    EXPECT_THROW(alice->Distinguished("inbox"), std::logic_error) << "not taken yet";
+    lock.TakeMailboxes(Request("<m:GetFolder/>"), {alice});
+    Folder* const inbox = alice->Distinguished("inbox");
+    ASSERT_NE(inbox, nullptr);
+    EXPECT_NE(archive.FindFolder(archive.root), nullptr);
+    for (Mailbox* other : {bob, &store.PublicFolders()}) {
+      EXPECT_THROW(other->FindFolder(other->root), std::logic_error);
+      EXPECT_THROW(other->FindItem("item"), std::logic_error);
+      EXPECT_THROW(other->Distinguished("inbox"), std::logic_error);
+      EXPECT_THROW(other->Touch(*inbox), std::logic_error);
+      EXPECT_THROW(other->AddItem(*inbox, std::make_shared<Item>()), std::logic_error);
+      EXPECT_THROW(other->Deliver(std::make_shared<Item>()), std::logic_error);
+      EXPECT_THROW(other->CheckQuota(1), std::logic_error);
+    }
+    {
+      const OperationLock inner(store, false);
+      EXPECT_THROW(alice->Distinguished("inbox"), std::logic_error) << "each has its own";
+    }
+    EXPECT_NE(alice->Distinguished("inbox"), nullptr);
+  }
+  EXPECT_NE(bob->Distinguished("inbox"), nullptr) << "alone with the store";
+  const OperationLock whole(store, true);
+  EXPECT_NE(bob->Distinguished("inbox"), nullptr);
+}
+
 TEST_F(TwoMailboxes, AnArchiveHasTheLockOfItsMailbox) {
   EXPECT_EQ(store.AddArchive(*alice).lock, alice->lock);
   EXPECT_NE(alice->lock, bob->lock);

@@ -506,5 +506,30 @@ TEST_F(SimulatorOrganisation, SettingsTellHowToLogOnAndWhereTo) {
   EXPECT_EQ(client.Get("/autodiscover/autodiscover.json/v1.0/nobody@x.example?Protocol=Ews").status, 404);
 }
 
+// Who asks in JSON is sent to the same service elsewhere, whatever the rule tells who asks in XML.
+TEST_F(SimulatorOrganisation, TheServiceInJsonIsRedirectedByTheSameRules) {
+  using Kind = AutodiscoverRedirect::Kind;
+  Options options = TestOptions();
+  options.autodiscover_redirects = {
+      {Kind::kAddress, "old@example.com", "alice@example.com"},
+      {Kind::kUrl, "@other.example", "https://mail.other.example:4433/autodiscover/autodiscover.xml"},
+      {Kind::kLocation, "moved.example", "https://new.example/autodiscover/autodiscover.xml"}};
+  Started server(options);
+  Client client(server, "alice", "wonder");
+  const std::string path = "/autodiscover/autodiscover.json";
+  const auto location = [&](const std::string& question) {
+    Reply reply = client.Get(path + question);
+    return std::to_string(reply.status) + " " + reply.headers["location"];
+  };
+  const std::string here = client.url.substr(0, client.url.find('/', 8));
+  EXPECT_EQ(location("/v1.0/OLD@example.com?Protocol=Ews"),
+            "302 " + here + path + "/v1.0/alice@example.com?Protocol=Ews&RedirectCount=1");
+  EXPECT_EQ(
+      location("?Email=bob@other.example&Protocol=AutodiscoverV1&RedirectCount=4"),
+      "302 https://mail.other.example:4433" + path + "/v1.0/bob@other.example?Protocol=AutodiscoverV1&RedirectCount=5");
+  EXPECT_EQ(location("/v1.0/alice@example.com?Protocol=Ews"), "200 ");
+  EXPECT_EQ(location("/v1.0/bob@other.example?Protocol=Telegraph"), "400 ") << "refused where it is asked";
+}
+
 }  // namespace
 }  // namespace velmore::simulator::testing
