@@ -82,6 +82,21 @@ std::shared_ptr<Item> NewAppointment(const Item& request) {
   return item;
 }
 
+/// What is otherwise in the series that somebody is invited to.
+void TakeExceptions(Mailbox& mailbox, const Item& request, Item& master) {
+  for (const auto& [original, exception] : request.exceptions) {
+    if (exception == nullptr) {
+      master.exceptions[original] = nullptr;
+      continue;
+    }
+    const std::shared_ptr<Item> item = OpenException(mailbox, master, original);
+    if (item == nullptr) continue;
+    TakeContent(*exception, *item);
+    AwaitAnswer(*item);
+    mailbox.Adopt(*item);
+  }
+}
+
 void AttendToRequest(Mailbox& mailbox, Item& request) {
   if (IsOrganizedBy(request, mailbox)) return;
   request.SetFlag("IsOutOfDate", false);
@@ -91,7 +106,7 @@ void AttendToRequest(Mailbox& mailbox, Item& request) {
   const auto original = ParseTime(request.Text("RecurrenceId"));
   if (meeting == nullptr) {
     request.Set("MeetingRequestType", "NewMeetingRequest");
-    mailbox.AddItem(*mailbox.Distinguished("calendar"), NewAppointment(request));
+    TakeExceptions(mailbox, request, mailbox.AddItem(*mailbox.Distinguished("calendar"), NewAppointment(request)));
     return;
   }
   if (SequenceOf(request) < SequenceOf(*meeting)) {
@@ -109,7 +124,10 @@ void AttendToRequest(Mailbox& mailbox, Item& request) {
   request.Set("MeetingRequestType", moved ? "FullUpdate" : "InformationalUpdate");
   TakeContent(request, *target);
   if (moved) AwaitAnswer(*target);
-  if (moved && target == meeting) target->exceptions.clear();
+  if (moved && target == meeting) {
+    target->exceptions.clear();
+    TakeExceptions(mailbox, request, *target);
+  }
   if (!moved) request.Set("MyResponseType", target->Text("MyResponseType"));
   mailbox.Touch(*meeting, request.modified_by);
 }

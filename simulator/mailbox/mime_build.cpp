@@ -4,6 +4,7 @@
 
 #include <mutex>
 
+#include "simulator/mailbox/calendar_part.h"
 #include "simulator/mailbox/ids.h"
 
 namespace velmore::simulator {
@@ -28,6 +29,18 @@ GMimePart* TextPart(const char* subtype, const std::string& text) {
   return GMIME_PART(part);
 }
 
+/// In base64, so that not even ends of lines are touched.
+GMimePart* BytesPart(const char* type, const char* subtype, const std::string& bytes) {
+  GMimePart* part = g_mime_part_new_with_type(type, subtype);
+  GMimeStream* stream = g_mime_stream_mem_new_with_buffer(bytes.data(), bytes.size());
+  GMimeDataWrapper* content = g_mime_data_wrapper_new_with_stream(stream, GMIME_CONTENT_ENCODING_DEFAULT);
+  g_mime_part_set_content(part, content);
+  g_object_unref(content);
+  g_object_unref(stream);
+  g_mime_part_set_content_encoding(part, GMIME_CONTENT_ENCODING_BASE64);
+  return part;
+}
+
 GMimeObject* AttachmentPart(const Attachment& attachment) {
   if (attachment.is_item) {
     const std::string nested = BuildMime(*attachment.item, true);
@@ -45,13 +58,7 @@ GMimeObject* AttachmentPart(const Attachment& attachment) {
   const std::size_t slash = type.find('/');
   if (slash == std::string::npos || slash == 0 || slash + 1 == type.size()) type = "application/octet-stream";
   const std::size_t at = type.find('/');
-  GMimePart* part = g_mime_part_new_with_type(type.substr(0, at).c_str(), type.substr(at + 1).c_str());
-  GMimeStream* stream = g_mime_stream_mem_new_with_buffer(attachment.content->data(), attachment.content->size());
-  GMimeDataWrapper* content = g_mime_data_wrapper_new_with_stream(stream, GMIME_CONTENT_ENCODING_DEFAULT);
-  g_mime_part_set_content(part, content);
-  g_object_unref(content);
-  g_object_unref(stream);
-  g_mime_part_set_content_encoding(part, GMIME_CONTENT_ENCODING_BASE64);
+  GMimePart* part = BytesPart(type.substr(0, at).c_str(), type.substr(at + 1).c_str(), *attachment.content);
   g_mime_object_set_disposition(GMIME_OBJECT(part), attachment.is_inline ? "inline" : "attachment");
   if (!attachment.name.empty()) g_mime_part_set_filename(part, attachment.name.c_str());
   if (!attachment.content_id.empty()) g_mime_object_set_content_id(GMIME_OBJECT(part), attachment.content_id.c_str());
@@ -125,13 +132,17 @@ std::string BuildMime(const Item& item, bool with_bcc) {
       SetHeader(message, header.AttributeText("HeaderName").c_str(), header.text);
   }
 
-  GMimeObject* body = nullptr;
-  if (!item.html.empty()) {
-    body =
-        Wrapped(GMIME_OBJECT(TextPart("plain", item.text.empty() ? HtmlToText(item.html) : item.text)), "alternative");
-    AddPart(body, GMIME_OBJECT(TextPart("html", item.html)));
-  } else {
-    body = GMIME_OBJECT(TextPart("plain", item.text));
+  const std::optional<CalendarPart> calendar = CalendarPartOf(item);
+  const std::string plain = item.text.empty() && !item.html.empty() ? HtmlToText(item.html) : item.text;
+  GMimeObject* body = GMIME_OBJECT(TextPart("plain", plain));
+  if (!item.html.empty() || calendar) body = Wrapped(body, "alternative");
+  if (!item.html.empty()) AddPart(body, GMIME_OBJECT(TextPart("html", item.html)));
+  if (calendar) {
+    // Last, as the one that tells most.
+    GMimePart* part = BytesPart("text", "calendar", calendar->text);
+    g_mime_object_set_content_type_parameter(GMIME_OBJECT(part), "charset", "utf-8");
+    g_mime_object_set_content_type_parameter(GMIME_OBJECT(part), "method", calendar->method.c_str());
+    AddPart(body, GMIME_OBJECT(part));
   }
   bool related = false;
   bool mixed = false;

@@ -137,6 +137,8 @@ std::shared_ptr<Item> Copy(const Item& item) {
     attachment.number.clear();
     if (attachment.item != nullptr) attachment.item = Copy(*attachment.item);
   }
+  for (auto& [original, exception] : copy->exceptions)
+    if (exception != nullptr) exception = Copy(*exception);
   return copy;
 }
 

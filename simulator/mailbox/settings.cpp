@@ -186,9 +186,19 @@ WorkHours HoursOf(const Field& entry) {
           hours.Minutes("bias", usual.bias)};
 }
 
-void ReadUser(const Field& entry, const fs::path& folder, Options& options, std::vector<std::string>& told) {
+OutsideAnswers OutsideOf(const Field& entry, OutsideAnswers usual) {
+  if (!entry.Has("outsideAnswers")) return usual;
+  const std::string text = entry.At("outsideAnswers").Text();
+  if (text == "none") return OutsideAnswers::kNone;
+  if (text == "known") return OutsideAnswers::kKnown;
+  if (text != "all") entry.At("outsideAnswers").Fail("knows no \"" + text + "\"; known are none, known and all");
+  return OutsideAnswers::kAll;
+}
+
+void ReadUser(const Field& entry, const fs::path& folder, OutsideAnswers outside, Options& options,
+              std::vector<std::string>& told) {
   entry.Object({"name", "smtp", "displayName", "password", "mayImpersonate", "archive", "quota", "site", "access",
-                "fill", "room", "delivery", "workHours", "photo"});
+                "fill", "room", "delivery", "workHours", "photo", "outsideAnswers"});
   User user;
   user.name = entry.At("name").Text();
   user.smtp_address = entry.Address("smtp");
@@ -201,6 +211,7 @@ void ReadUser(const Field& entry, const fs::path& folder, Options& options, std:
   user.room = entry.Flag("room", false);
   user.delivery = RulesOf(entry);
   user.work_hours = HoursOf(entry);
+  user.outside_answers = OutsideOf(entry, outside);
   // A file beside this one, or a picture that is made up.
   user.photo = entry.Text("photo", {});
   if (!user.photo.empty() && user.photo != "painted") user.photo = ReadFile(folder / user.photo);
@@ -251,9 +262,11 @@ void ReadSettings(const std::string& file, Options& options) {
   const Source source(file);
   const Field root(source, source.Root(), {});
   root.Object({"note", "version", "domains", "users", "rooms", "roomLists", "lists", "directory", "fill", "fillSeed",
-               "authentication", "keytab", "ntlmUsers", "requireBinding", "externalUrl", "redirects"});
+               "authentication", "keytab", "ntlmUsers", "requireBinding", "externalUrl", "redirects",
+               "outsideAnswers"});
   std::vector<std::string> told;
-  for (const Field& entry : root.List("users")) ReadUser(entry, fs::path(file).parent_path(), options, told);
+  const OutsideAnswers outside = OutsideOf(root, OutsideAnswers::kAll);
+  for (const Field& entry : root.List("users")) ReadUser(entry, fs::path(file).parent_path(), outside, options, told);
   for (const Field& entry : root.List("rooms")) ReadRoom(entry, options, told);
   for (const Field& entry : root.List("directory")) {
     entry.Object({"smtp", "displayName"});

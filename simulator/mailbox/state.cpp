@@ -267,6 +267,7 @@ Json PackMailbox(const Mailbox& mailbox) {
              {Pack(mailbox.owner.work_hours.days), mailbox.owner.work_hours.start, mailbox.owner.work_hours.end,
               mailbox.owner.work_hours.bias}},
             {"photo", Pack(mailbox.owner.photo)},
+            {"outsideAnswers", static_cast<int>(mailbox.owner.outside_answers)},
             {"guid", mailbox.guid},
             {"root", Pack(mailbox.root)},
             {"access", PackAccess(mailbox.access)},
@@ -300,6 +301,10 @@ std::unique_ptr<Mailbox> UnpackMailbox(const Json& json) {
     mailbox->owner.work_hours = {Unpack(json["work"].at(0)), json["work"].at(1).get<int>(),
                                  json["work"].at(2).get<int>(), json["work"].at(3).get<int>()};
   if (json.contains("photo")) mailbox->owner.photo = Unpack(json["photo"]);
+  const int outside = json.value("outsideAnswers", static_cast<int>(OutsideAnswers::kAll));
+  if (outside < static_cast<int>(OutsideAnswers::kNone) || outside > static_cast<int>(OutsideAnswers::kAll))
+    throw std::out_of_range("an unknown reach of answers");
+  mailbox->owner.outside_answers = static_cast<OutsideAnswers>(outside);
   mailbox->guid = json.at("guid").get<std::string>();
   mailbox->root = Unpack(json.at("root"));
   mailbox->access = UnpackAccess(json.at("access"));

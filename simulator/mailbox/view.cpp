@@ -10,6 +10,7 @@
 #include "simulator/mailbox/mime.h"
 #include "simulator/mailbox/neighbours.h"
 #include "simulator/mailbox/recurrence.h"
+#include "simulator/mailbox/standing_permissions.h"
 
 namespace velmore::simulator {
 
@@ -443,19 +444,6 @@ Element RenderItem(const Item& item, const Shape& shape, const Viewer& viewer) {
 
 namespace {
 
-/// What a folder has for which nobody ever set a permission.
-std::optional<Element> NobodysPermissions(const Folder& folder) {
-  const bool calendar = folder.element == "CalendarFolder";
-  Element set = Types("PermissionSet");
-  Element& list = set.Add(calendar ? "CalendarPermissions" : "Permissions");
-  for (const char* everybody : {"Default", "Anonymous"}) {
-    Element id = Types("UserId");
-    id.Add("DistinguishedUser", everybody);
-    list.Add(PermissionElement(id, {}, calendar));
-  }
-  return set;
-}
-
 std::optional<Element> FolderProperty(const Folder& folder, const Member& member, const Viewer& viewer) {
   const std::string& name = member.name;
   const Mailbox& mailbox = *viewer.mailbox;
@@ -481,7 +469,7 @@ std::optional<Element> FolderProperty(const Folder& folder, const Member& member
                : std::optional(Types(name, (mailbox.is_archive ? "archive" : "") + folder.distinguished));
   if (name == "PermissionSet") {
     if (!viewer.access.Has(Right::kOwns)) return std::nullopt;
-    return folder.permission_set ? folder.permission_set : NobodysPermissions(folder);
+    return folder.permission_set ? *folder.permission_set : StandingPermissions(folder);
   }
   if (name == "SearchParameters") return folder.search_parameters;
   return std::nullopt;

@@ -219,6 +219,23 @@ Element WorkingHoursElement(const WorkHours& hours) {
   return element;
 }
 
+/// Everybody is told when somebody is busy, unless his calendar says otherwise: to this user, or to all.
+bool SeesTimes(const Context& context, const Mailbox& mailbox) {
+  const Folder& calendar = *mailbox.Distinguished("calendar");
+  const Rights rights = context.store.AccessTo(mailbox, calendar, context.user);
+  if (rights.Has(Right::kFreeBusyTime) || rights.Has(Right::kFreeBusyDetails) || rights >= Access::kReviewer)
+    return true;
+  if (!calendar.permission_set) return true;
+  const auto speaks_of_him = [&](const Element& permission) {
+    const Element* user = permission.Child("UserId");
+    return user != nullptr && (user->ChildText("DistinguishedUser") == "Default" ||
+                               SameText(user->ChildText("PrimarySmtpAddress"), context.user.smtp_address));
+  };
+  return std::none_of(
+      calendar.permission_set->children.begin(), calendar.permission_set->children.end(),
+      [&](const Element& list) { return std::any_of(list.children.begin(), list.children.end(), speaks_of_him); });
+}
+
 Element ViewOf(Context& context, const std::string& address, const Zone& zone, const Window& window) {
   Element view = Messages("FreeBusyView");
   const Mailbox* mailbox = context.store.ByAddress(address);
@@ -230,15 +247,15 @@ Element ViewOf(Context& context, const std::string& address, const Zone& zone, c
     std::vector<Event> all;
     for (const std::string& person : PeopleBehind(context.store, address)) {
       const Mailbox* member = context.store.ByAddress(person);
-      if (member == nullptr) continue;
+      if (member == nullptr || !SeesTimes(context, *member)) continue;
       for (Event& event : EventsOf(*member, window)) all.push_back(std::move(event));
     }
     view.Add("FreeBusyViewType", "MergedOnly");
     view.Add("MergedFreeBusy", Merged(all, window));
     return view;
   }
-  const Folder& calendar = *mailbox->Distinguished("calendar");
-  const Rights rights = context.store.AccessTo(*mailbox, calendar, context.user);
+  const Rights rights = context.store.AccessTo(*mailbox, *mailbox->Distinguished("calendar"), context.user);
+  if (!SeesTimes(context, *mailbox)) throw EwsError("ErrorNoFreeBusyAccess");
   const bool details = window.details && (rights.Has(Right::kFreeBusyDetails) || rights >= Access::kReviewer);
   const bool owner = SameText(mailbox->owner.smtp_address, context.user.smtp_address);
   const std::vector<Event> events = EventsOf(*mailbox, window);

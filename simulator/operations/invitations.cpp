@@ -5,6 +5,26 @@
 
 namespace velmore::simulator {
 
+namespace {
+
+/// What is otherwise in a series goes with the invitation to it: who comes later would never hear of it.
+void CarryExceptions(const Item& meeting, Item& request) {
+  if (meeting.Find("Recurrence") == nullptr) return;
+  for (const auto& [original, exception] : meeting.exceptions) {
+    if (exception == nullptr) {
+      // What an attendee took out of his own calendar takes place for others.
+      if (meeting.Text("MyResponseType") == "Organizer") request.exceptions[original] = nullptr;
+      continue;
+    }
+    const std::shared_ptr<Item> carried = Copy(*exception);
+    if (carried->Text("IntendedFreeBusyStatus").empty())
+      carried->Set("IntendedFreeBusyStatus", carried->Text("LegacyFreeBusyStatus"));
+    request.exceptions[original] = carried;
+  }
+}
+
+}  // namespace
+
 std::shared_ptr<Item> MeetingMessage(const Context& context, const Mailbox& from, const Item& meeting,
                                      const char* element, const char* item_class) {
   auto message = std::make_shared<Item>();
@@ -39,6 +59,7 @@ std::shared_ptr<Item> Invitation(const Context& context, const Mailbox& from, co
   request->SetFlag("IsRecurring", meeting.Find("Recurrence") != nullptr || meeting.Flag("IsRecurring"));
   request->SetFlag("MeetingRequestWasSent", true);
   request->Set("AppointmentState", "3");
+  CarryExceptions(meeting, *request);
   return request;
 }
 

@@ -44,6 +44,9 @@ Mailbox& MailboxToSet(Context& context, const Element& request) {
   return *mailbox;
 }
 
+/// Whom outside answers may reach, as the protocol tells it, from nobody on.
+constexpr const char* kAudiences[] = {"None", "Known", "All"};
+
 Element Success() {
   Element message = Messages("ResponseMessage");
   message.Set("ResponseClass", "Success");
@@ -92,9 +95,11 @@ std::optional<AwayMessage> AwayMessageOf(const Mailbox& mailbox, Audience audien
     message.end = ParseTime(settings.Child("Duration")->ChildText("EndTime"));
     if (Now() < *message.start || Now() >= *message.end) return std::nullopt;
   }
-  const std::string& outside = settings.ChildText("ExternalAudience");
-  if (audience == Audience::kStranger && outside != "All") return std::nullopt;
-  if (audience == Audience::kKnown && outside == "None") return std::nullopt;
+  // What the user asks for, as far as the administrator lets it go.
+  const auto asked = std::find(std::begin(kAudiences), std::end(kAudiences), settings.ChildText("ExternalAudience"));
+  const auto reach = std::min(mailbox.owner.outside_answers, static_cast<OutsideAnswers>(asked - kAudiences));
+  if (audience == Audience::kStranger && reach != OutsideAnswers::kAll) return std::nullopt;
+  if (audience == Audience::kKnown && reach == OutsideAnswers::kNone) return std::nullopt;
   const Element* reply = settings.Child(audience == Audience::kInside ? "InternalReply" : "ExternalReply");
   if (reply != nullptr) message.text = reply->ChildText("Message");
   return message;
@@ -156,7 +161,7 @@ Element GetUserOofSettings(Context& context, const Element& request) {
   Element response = Messages("GetUserOofSettingsResponse");
   response.Add(Success());
   response.Add(kept != mailbox.settings.end() ? kept->second : DefaultSettings());
-  response.Add(Messages("AllowExternalOof", "All"));
+  response.Add(Messages("AllowExternalOof", kAudiences[static_cast<std::size_t>(mailbox.owner.outside_answers)]));
   return response;
 }
 

@@ -3,24 +3,15 @@
 #include <algorithm>
 #include <set>
 
+#include "simulator/mailbox/standing_permissions.h"
+
 namespace velmore::simulator {
 
 namespace {
 
-Element Everybody(const char* name) {
-  Element id = Types("UserId");
-  id.Add("DistinguishedUser", name);
-  return id;
-}
-
 /// The list of permissions of a folder, with the entries that each folder has.
 Element& ListOf(Folder& folder) {
-  const bool calendar = folder.element == "CalendarFolder";
-  if (!folder.permission_set) {
-    Element& list =
-        folder.permission_set.emplace(Types("PermissionSet")).Add(calendar ? "CalendarPermissions" : "Permissions");
-    for (const char* name : {"Default", "Anonymous"}) list.Add(PermissionElement(Everybody(name), {}, calendar));
-  }
+  if (!folder.permission_set) folder.permission_set = StandingPermissions(folder);
   return folder.permission_set->children.front();
 }
 
@@ -49,6 +40,7 @@ void SetPermissions(Context& context, Folder& folder, const Element& set) {
     throw EwsError("ErrorCannotSetNonCalendarPermissionOnCalendarFolder");
   Folder changed;
   changed.element = folder.element;
+  changed.distinguished = folder.distinguished;
   Element& list = ListOf(changed);
   std::set<std::string> named;
   for (const Element& permissions : set.children) {

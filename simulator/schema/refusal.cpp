@@ -142,6 +142,7 @@ std::string_view DefaultText(std::string_view code) {
       {"ErrorNoFolderClassOverride", "The folder class cannot be changed for this type of folder."},
       {"ErrorCannotEmptyFolder", "Emptying this folder is not possible."},
       {"ErrorInvalidScheduledOofDuration", "The duration of the absence is invalid, or lies in the past."},
+      {"ErrorNoFreeBusyAccess", "The caller does not have access to free/busy data."},
       {"ErrorMailRecipientNotFound", "The mailbox was not found."},
       {"ErrorInvalidFreeBusyViewType", "The free/busy view type is invalid."},
       {"ErrorInvalidMergedFreeBusyInterval",

@@ -59,6 +59,13 @@ struct WorkHours {
   int bias = 0;  ///< minutes to add to the time there to get UTC
 };
 
+/// Whom outside an administrator lets automatic answers reach.
+enum class OutsideAnswers {
+  kNone,   ///< nobody
+  kKnown,  ///< whoever is among the contacts of the mailbox
+  kAll,    ///< everybody
+};
+
 /// A person with a mailbox, or a room.
 struct User {
   std::string name;          ///< log-on name; "DOMAIN\\name" and the SMTP address are accepted as well
@@ -75,7 +82,8 @@ struct User {
   bool room = false;               ///< stands for a place where people meet
   DeliveryRules delivery = {};     ///< what mail it takes
   WorkHours work_hours = {};       ///< told with free and busy times
-  std::string photo = {};          ///< the picture's bytes; "painted": one in the size asked for; empty: none
+  OutsideAnswers outside_answers = OutsideAnswers::kAll;  ///< at most, whatever the user asks for when he is away
+  std::string photo = {};  ///< the picture's bytes; "painted": one in the size asked for; empty: none
 };
 
 /// An entry of the directory that has no mailbox here.

@@ -70,9 +70,9 @@ auto Kept(WorkHours& hours) {
 }
 auto Kept(User& user) {
   auto& [name, smtp_address, display_name, password, grants, may_impersonate, archive, quota_bytes, site, back_end,
-         room, delivery, work_hours, photo] = user;
+         room, delivery, work_hours, outside_answers, photo] = user;
   return std::tie(name, smtp_address, display_name, password, grants, may_impersonate, archive, quota_bytes, site,
-                  back_end, room, delivery, work_hours, photo);
+                  back_end, room, delivery, work_hours, outside_answers, photo);
 }
 auto Kept(DirectoryContact& contact) {
   auto& [smtp_address, display_name] = contact;
@@ -113,7 +113,9 @@ class Filler {
   void operator()(T& value) { value = static_cast<T>(++last_); }
   template <typename T>
   requires std::is_enum_v<T>
-  void operator()(T& value) { value = static_cast<T>(static_cast<int>(value) + 1); }
+  void operator()(T& value) {
+    value = static_cast<T>(static_cast<int>(value) == 0 ? 1 : static_cast<int>(value) - 1);  // stays in its range
+  }
   template <typename T>
   void operator()(std::optional<T>& value) {
     (*this)(value.emplace());
@@ -268,7 +270,9 @@ class KeptStore : public ::testing::Test {
     mailbox.distinguished["own"] = folder.entry_id;
     fill(folder.permission_set);
     fill(folder.extended);
-    folder.search_parameters = Types("SearchParameters").Set("Traversal", "Deep");
+    Element& search = folder.search_parameters.emplace(Types("SearchParameters").Set("Traversal", "Deep"));
+    search.Add("Restriction").Add("Exists").Add("FieldURI").Set("FieldURI", "item:Subject");
+    search.Add("BaseFolderIds");
     for (std::uint64_t* number : {&folder.change, &folder.born, &folder.content_change, &folder.number}) fill(*number);
     fill(folder.committed);
     mailbox.last_change = 1u << 30;

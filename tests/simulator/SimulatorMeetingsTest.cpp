@@ -1,14 +1,20 @@
 // Meetings as the mailboxes of all who take part live them.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
 
+#include "ProgramTestSupport.h"
 #include "SimulatorTestSupport.h"
+#include "simulator/types/text.h"
 
 namespace velmore::simulator::testing {
 namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 class SimulatorMeetings : public WriteTest {
  protected:
@@ -95,6 +101,25 @@ class SimulatorMeetings : public WriteTest {
     for (const Element* item : reply.All("CalendarItem"))
       all += item->ChildText("Start").substr(5, 8) + " " + item->ChildText("Subject") + "|";
     return all;
+  }
+
+  /// The calendar part of a message, as calendar_part.py reads it.
+  std::string Calendar(const Element& message) {
+    Client& who = message.Child("ItemId") != nullptr &&
+                          client.Call(GetItemXml(message.Child("ItemId")->AttributeText("Id"))).Code() == "NoError"
+                      ? client
+                      : bob;
+    const Reply reply = who.Call(GetItemXml(message.Child("ItemId")->AttributeText("Id"),
+                                            "<t:BaseShape>IdOnly</t:BaseShape><t:IncludeMimeContent>true"
+                                            "</t:IncludeMimeContent>"));
+    const testing::Folder folder;
+    const std::string file = folder.Write("message", DecodeBase64(reply.Find("MimeContent").text));
+    FILE* answer = ::popen(("python3 " VELMORE_CALENDAR_PART " " + file + " 2>&1").c_str(), "r");
+    std::string text;
+    for (char buffer[4096]; const std::size_t got = std::fread(buffer, 1, sizeof buffer, answer);)
+      text.append(buffer, got);
+    EXPECT_EQ(::pclose(answer), 0) << text;
+    return text;
   }
 
   Client bob{server, "bob", "builder"};
@@ -430,6 +455,148 @@ TEST_F(SimulatorMeetings, SeriesAtAnotherTimeIsANewQuestionForEachOfItsDays) {
   EXPECT_EQ(Change(id, Set("Start", "2026-02-02T07:00:00Z")).Code(), "NoError");
   EXPECT_EQ(View(bob), "02-02T07 Lamp|02-09T07 Lamp|02-16T07 Lamp|02-23T07 Lamp|");
   EXPECT_EQ(Last(bob, "calendar").ChildText("MyResponseType"), "NoResponseReceived");
+}
+
+// Who comes later finds the series as it is by now.
+TEST_F(SimulatorMeetings, WhoComesToASeriesLaterSeesWhatWasMovedAndDeletedBefore) {
+  const Element id = Create(Attendees("RequiredAttendees", {"bob"}), "SendToAllAndSaveCopy", Weekly()).Find("ItemId");
+  Answer(bob, "AcceptItem", Last(bob, "inbox"));
+  const Element second = client.Call(GetItemXml(Occurrence(id, 2))).Find("CalendarItem");
+  EXPECT_EQ(
+      Change(*second.Child("ItemId"), Set("Start", "2026-02-10T12:00:00Z") + Set("End", "2026-02-10T13:00:00Z")).Code(),
+      "NoError");
+  const Element third = client.Call(GetItemXml(Occurrence(id, 3))).Find("CalendarItem");
+  EXPECT_EQ(client
+                .Call("<m:DeleteItem DeleteType=\"HardDelete\" SendMeetingCancellations=\"SendToNone\"><m:ItemIds>" +
+                      Ids(*third.Child("ItemId")) + "</m:ItemIds></m:DeleteItem>")
+                .Code(),
+            "NoError");
+  const std::string his = View(bob);
+  EXPECT_EQ(Change(id, Set("OptionalAttendees", Attendees("OptionalAttendees", {"carol"})) + Set("Location", "Cellar"),
+                   "SendToChangedAndSaveCopy")
+                .Code(),
+            "NoError");
+  EXPECT_EQ(View(carol), "02-02T09 Lamp|02-10T12 Lamp|02-23T09 Lamp|");
+  EXPECT_EQ(View(bob), his) << "who knew of it is left as he was";
+  const Element master = *Last(carol, "calendar").Child("ItemId");
+  const Element moved = carol.Call(GetItemXml(Occurrence(master, 2))).Find("CalendarItem");
+  EXPECT_EQ(moved.ChildText("CalendarItemType"), "Exception");
+  EXPECT_EQ(moved.ChildText("OriginalStart"), "2026-02-09T09:00:00Z");
+  EXPECT_EQ(moved.ChildText("MyResponseType"), "NoResponseReceived");
+  EXPECT_EQ(moved.ChildText("LegacyFreeBusyStatus"), "Tentative");
+  EXPECT_EQ(moved.ChildText("Location"), "Cellar");
+  // It is hers: what she does with it is not done to the organizer's.
+  EXPECT_EQ(Answer(carol, "DeclineItem", moved).Code(), "NoError");
+  EXPECT_EQ(View(carol), "02-02T09 Lamp|02-23T09 Lamp|");
+  EXPECT_EQ(View(client), "02-02T09 Lamp|02-10T12 Lamp|02-23T09 Lamp|");
+  EXPECT_THAT(Tracking(*client.Call(GetItemXml(Occurrence(id, 2))).Find("CalendarItem").Child("ItemId")),
+              HasSubstr("Carol Cedar=Decline "));
+  // Another course makes it void for all.
+  EXPECT_EQ(Change(id, Set("Start", "2026-02-02T07:00:00Z")).Code(), "NoError");
+  EXPECT_EQ(View(carol), "02-02T07 Lamp|02-09T07 Lamp|02-16T07 Lamp|02-23T07 Lamp|");
+}
+
+// ---- The part that programs of other makers read
+
+TEST_F(SimulatorMeetings, MessagesHaveACalendarPart) {
+  EXPECT_EQ(Create("<t:RequiredAttendees><t:Attendee><t:Mailbox><t:Name>Bob; &quot;the&quot; Builder\n</t:Name>"
+                   "<t:EmailAddress>bob@example.com</t:EmailAddress></t:Mailbox></t:Attendee></t:RequiredAttendees>",
+                   "SendToAllAndSaveCopy")
+                .Code(),
+            "NoError");
+  const std::string uid = "UID:" + Last(client, "calendar").ChildText("UID");
+  const std::string request = Calendar(Last(bob, "inbox"));
+  EXPECT_THAT(request, StartsWith("multipart/alternative text/plain text/calendar\nmethod REQUEST utf-8\n"
+                                  "BEGIN:VCALENDAR\nMETHOD:REQUEST\n"));
+  for (const std::string& line :
+       {std::string("ORGANIZER;CN=Alice Arden:mailto:alice@example.com"),
+        std::string("ROLE=REQ-PARTICIPANT;PARTSTAT=NEEDS-ACTION;RSVP=TRUE:mailto:bob@example.com"),
+        std::string("SUMMARY:Lamp"), std::string("DESCRIPTION:Bring oil"), uid, std::string("DTSTART:20260202T090000Z"),
+        std::string("DTEND:20260202T100000Z"), std::string("SEQUENCE:0"), std::string("CLASS:PUBLIC"),
+        std::string("PRIORITY:5"), std::string("TRANSP:OPAQUE"), std::string("STATUS:CONFIRMED"),
+        std::string("LOCATION:Tower"), std::string("X-MICROSOFT-CDO-BUSYSTATUS:TENTATIVE"),
+        std::string("X-MICROSOFT-CDO-INTENDEDSTATUS:BUSY")})
+    EXPECT_THAT(request, HasSubstr(line + "\n"));
+  EXPECT_EQ(Calendar(Last(client, "sentitems")), request) << "the sender's copy says the same";
+
+  EXPECT_EQ(Answer(bob, "AcceptItem", Last(bob, "inbox"), "", "SendAndSaveCopy",
+                   "<t:Body BodyType=\"HTML\">&lt;b&gt;Gladly&lt;/b&gt;</t:Body>")
+                .Code(),
+            "NoError");
+  const std::string reply = Calendar(Last(client, "inbox"));
+  EXPECT_THAT(reply, StartsWith("multipart/alternative text/plain text/html text/calendar\nmethod REPLY utf-8\n"));
+  for (const char* line : {"PARTSTAT=ACCEPTED:mailto:bob@example.com", "SUMMARY:Accepted: Lamp", "DESCRIPTION:Gladly\\n"})
+    EXPECT_THAT(reply, HasSubstr(std::string(line) + "\n"));
+  EXPECT_THAT(reply, HasSubstr(uid));
+  EXPECT_EQ(reply.find("RSVP"), std::string::npos) << "he speaks for himself";
+
+  const Element his = Last(bob, "calendar");
+  EXPECT_EQ(Answer(bob, "TentativelyAcceptItem", his,
+                   "<t:ProposedStart>2026-02-02T11:00:00Z</t:ProposedStart><t:ProposedEnd>2026-02-02T12:00:00Z"
+                   "</t:ProposedEnd>")
+                .Code(),
+            "NoError");
+  const std::string counter = Calendar(Last(client, "inbox"));
+  for (const char* line : {"METHOD:COUNTER", "DTSTART:20260202T110000Z", "DTEND:20260202T120000Z",
+                           "X-MS-OLK-ORIGINALSTART:20260202T090000Z"})
+    EXPECT_THAT(counter, HasSubstr(std::string(line) + "\n"));
+
+  EXPECT_EQ(Answer(client, "CancelCalendarItem", Last(client, "calendar")).Code(), "NoError");
+  const std::string cancel = Calendar(Last(bob, "inbox"));
+  for (const char* line : {"METHOD:CANCEL", "STATUS:CANCELLED", "TRANSP:TRANSPARENT", "SUMMARY:Canceled: Lamp"})
+    EXPECT_THAT(cancel, HasSubstr(std::string(line) + "\n"));
+  EXPECT_EQ(Calendar(Last(client, "inbox")), counter) << "and what came before is as it came";
+}
+
+// By the clocks of its zone, whatever the zone does: another library finds the same moments in it as the server.
+TEST_F(SimulatorMeetings, SeriesInACalendarPartTakePlaceWhenTheServerSaysSo) {
+  for (const char* zone : {"W. Europe Standard Time", "Eastern Standard Time", "AUS Eastern Standard Time",
+                           "Nepal Standard Time", "Iran Standard Time", "UTC"}) {
+    const Element id =
+        Create(Attendees("RequiredAttendees", {"bob"}), "SendToAllAndSaveCopy",
+               "<t:Recurrence><t:WeeklyRecurrence><t:Interval>3</t:Interval><t:DaysOfWeek>Monday Friday</t:DaysOfWeek>"
+               "</t:WeeklyRecurrence><t:EndDateRecurrence><t:StartDate>2026-02-02</t:StartDate><t:EndDate>2027-06-01"
+               "</t:EndDate></t:EndDateRecurrence></t:Recurrence><t:StartTimeZone Id=\"" +
+                   std::string(zone) + "\"/>")
+            .Find("ItemId");
+    // One is left out, and one is otherwise, before anybody else hears of it.
+    const Element second = client.Call(GetItemXml(Occurrence(id, 2))).Find("CalendarItem");
+    EXPECT_EQ(Change(*second.Child("ItemId"), Set("Subject", "Candle"), "SendToNone").Code(), "NoError");
+    const Element third = client.Call(GetItemXml(Occurrence(id, 3))).Find("CalendarItem");
+    EXPECT_EQ(client
+                  .Call("<m:DeleteItem DeleteType=\"HardDelete\" SendMeetingCancellations=\"SendToNone\"><m:ItemIds>" +
+                        Ids(*third.Child("ItemId")) + "</m:ItemIds></m:DeleteItem>")
+                  .Code(),
+              "NoError");
+    EXPECT_EQ(Change(id, Set("Location", "Cellar")).Code(), "NoError");
+    const std::string text = Calendar(Last(bob, "inbox"));
+    std::string there, here;
+    for (std::size_t at = text.find("\noccurrence "); at != std::string::npos; at = text.find("\noccurrence ", at + 1))
+      there += text.substr(at + 12, 19) + "Z ";
+    for (int index = 1;; ++index) {
+      const Reply occurrence = client.Call(GetItemXml(Occurrence(id, index)));
+      if (occurrence.Code() == "ErrorCalendarOccurrenceIsDeletedFromRecurrence") continue;
+      if (occurrence.Code() != "NoError") break;
+      here += occurrence.Find("CalendarItem").ChildText("Start") + " ";
+    }
+    EXPECT_EQ(there, here) << zone << ": " << text;
+    EXPECT_THAT(text, HasSubstr("\nRECURRENCE-ID")) << zone;
+    EXPECT_THAT(text, HasSubstr("\nSUMMARY:Candle\n")) << zone;
+    EXPECT_EQ(text.find("BEGIN:VTIMEZONE") == std::string::npos, zone == std::string("UTC"));
+  }
+}
+
+TEST_F(SimulatorMeetings, DaysInACalendarPartAreDays) {
+  const Reply made = client.Call(
+      "<m:CreateItem "
+      "SendMeetingInvitations=\"SendToAllAndSaveCopy\"><m:Items><t:CalendarItem><t:Subject>Fair</t:Subject>"
+      "<t:Start>2026-02-01T23:00:00Z</t:Start><t:End>2026-02-03T23:00:00Z</t:End><t:IsAllDayEvent>true"
+      "</t:IsAllDayEvent>" +
+      Attendees("RequiredAttendees", {"bob"}) +
+      "<t:StartTimeZone Id=\"W. Europe Standard Time\"/></t:CalendarItem></m:Items></m:CreateItem>");
+  ASSERT_EQ(made.Code(), "NoError") << made.body;
+  const std::string text = Calendar(Last(bob, "inbox"));
+  EXPECT_THAT(text, HasSubstr("\nDTSTART;VALUE=DATE:20260202\nDTEND;VALUE=DATE:20260204\n"));
 }
 
 // ---- Others who take part

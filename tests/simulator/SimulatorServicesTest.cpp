@@ -90,6 +90,96 @@ TEST_F(SimulatorServices, ChangesOfAZoneAreKeptToTheMinute) {
   }
 }
 
+// Unless a calendar says otherwise everybody is told when its owner is busy; whoever it shuts out is told so.
+TEST_F(SimulatorServices, WhoMayNotSeeWhenSomebodyIsBusyIsRefused) {
+  AddEvent("2026-01-15T09:00:00Z", "2026-01-15T10:00:00Z");
+  Client bob(server, "bob", "builder"), carol(server, "carol", "cembalo");
+  const std::string ask = Ask(kUtc, "2026-01-15T00:00:00", "2026-01-16T00:00:00");
+  const auto set = [&](const std::string& entries) {
+    const std::string id = client.Call(GetFolderXml(Distinguished("calendar"))).Find("FolderId").AttributeText("Id");
+    const Reply reply = client.Call(
+        "<m:UpdateFolder><m:FolderChanges><t:FolderChange><t:FolderId Id=\"" + id +
+        "\"/><t:Updates><t:SetFolderField><t:FieldURI FieldURI=\"folder:PermissionSet\"/><t:CalendarFolder>"
+        "<t:PermissionSet><t:CalendarPermissions>" +
+        entries +
+        "</t:CalendarPermissions></t:PermissionSet></t:CalendarFolder></t:SetFolderField></t:Updates></t:FolderChange>"
+        "</m:FolderChanges></m:UpdateFolder>");
+    EXPECT_EQ(reply.Code(), "NoError") << reply.body;
+  };
+  const auto entry = [](const std::string& user, const std::string& level) {
+    return "<t:CalendarPermission><t:UserId>" + user + "</t:UserId><t:CalendarPermissionLevel>" + level +
+           "</t:CalendarPermissionLevel></t:CalendarPermission>";
+  };
+  const std::string to_bob = "<t:PrimarySmtpAddress>bob@example.com</t:PrimarySmtpAddress>";
+  const std::string to_all = "<t:DistinguishedUser>Default</t:DistinguishedUser>";
+  EXPECT_EQ(bob.Call(ask).Count("CalendarEvent"), 1u);
+  set(entry(to_bob, "None"));
+  const Reply refused = bob.Call(ask);
+  EXPECT_EQ(refused.Code(), "ErrorNoFreeBusyAccess");
+  EXPECT_EQ(refused.Find("MessageText").text, "The caller does not have access to free/busy data.");
+  EXPECT_EQ(refused.Find("FreeBusyViewType").text, "None");
+  EXPECT_EQ(carol.Call(ask).Count("CalendarEvent"), 1u) << "nothing is said of her";
+  set(entry(to_all, "None") + entry(to_bob, "FreeBusyTimeOnly"));
+  EXPECT_EQ(bob.Call(ask).Count("CalendarEvent"), 1u);
+  EXPECT_EQ(carol.Call(ask).Code(), "ErrorNoFreeBusyAccess");
+  EXPECT_EQ(client.Call(ask).Count("CalendarEvent"), 1u) << "the owner";
+  set(entry(to_all, "None") + entry(to_bob, "Reviewer"));
+  EXPECT_EQ(bob.Call(ask).Count("CalendarEvent"), 1u);
+}
+
+// How far the answers of who is away may go is the administrator's affair, and clients are told it.
+TEST_F(SimulatorServices, AnAdministratorSaysWhomOutsideIsAnswered) {
+  Options options = TestOptions();
+  options.users[0].outside_answers = OutsideAnswers::kNone;
+  options.users[1].outside_answers = OutsideAnswers::kKnown;
+  Started told(options);
+  const auto of = [&](const std::string& user, const std::string& password) {
+    Client who(told, user, password);
+    EXPECT_EQ(who.Call("<m:SetUserOofSettingsRequest><t:Mailbox><t:Address>" + user +
+                       "@example.com</t:Address></t:Mailbox><t:UserOofSettings><t:OofState>Enabled</t:OofState>"
+                       "<t:ExternalAudience>All</t:ExternalAudience><t:InternalReply><t:Message>in</t:Message>"
+                       "</t:InternalReply><t:ExternalReply><t:Message>out</t:Message></t:ExternalReply>"
+                       "</t:UserOofSettings></m:SetUserOofSettingsRequest>")
+                  .Code(),
+              "NoError");
+    const std::size_t before = told.SentOutside().size();
+    told.AddItem(user + "@example.com", "contacts",
+                 "<t:Contact><t:EmailAddresses><t:Entry Key=\"EmailAddress1\">known@elsewhere.example</t:Entry>"
+                 "</t:EmailAddresses></t:Contact>");
+    for (const char* sender : {"known@elsewhere.example", "stranger@elsewhere.example"})
+      told.Deliver(user + "@example.com", "From: " + std::string(sender) + "\r\nSubject: x\r\n\r\nx");
+    return who.Call("<m:GetUserOofSettingsRequest><t:Mailbox><t:Address>" + user +
+                    "@example.com</t:Address></t:Mailbox></m:GetUserOofSettingsRequest>")
+               .Find("AllowExternalOof")
+               .text +
+           " " + std::to_string(told.SentOutside().size() - before);
+  };
+  EXPECT_EQ(of("alice", "wonder"), "None 0");
+  EXPECT_EQ(of("bob", "builder"), "Known 1");
+  EXPECT_EQ(of("carol", "cembalo"), "All 2");
+  const Folder folder;
+  for (const auto& [all, one, expected] : {std::tuple("", "", "All"),
+                                           {"\"outsideAnswers\": \"known\", ", "", "Known"},
+                                           {"\"outsideAnswers\": \"known\", ", ", \"outsideAnswers\": \"all\"", "All"},
+                                           {"", ", \"outsideAnswers\": \"none\"", "None"}}) {
+    Options read;
+    read.settings_file = folder.Write("s.json", std::string("{") + all +
+                                                    "\"users\": [{\"name\": \"a\", \"smtp\": "
+                                                    "\"a@x.example\", \"password\": \"p\"" +
+                                                    one + "}]}");
+    Started server(read);
+    EXPECT_EQ(Client(server, "a", "p")
+                  .Call("<m:GetUserOofSettingsRequest><t:Mailbox><t:Address>a@x.example</t:Address></t:Mailbox>"
+                        "</m:GetUserOofSettingsRequest>")
+                  .Find("AllowExternalOof")
+                  .text,
+              expected);
+  }
+  Options wrong;
+  wrong.settings_file = folder.Write("s.json", "{\"outsideAnswers\": \"some\"}");
+  EXPECT_THROW(Simulator{wrong}, OptionError);
+}
+
 TEST_F(SimulatorServices, MoreThanAThousandEntriesAreTooMany) {
   Options options = TestOptions();
   options.fills = {{"alice@example.com", "calendar", 1001}};
