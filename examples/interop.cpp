@@ -142,6 +142,7 @@ class Tour {
   void Line(const char* name, const char* how, const std::string& why);
 
   void Read();
+  void Services(const string& address);
   void Write();
   void Send();
   void CleanUp();
@@ -285,9 +286,58 @@ void Tour::Read() {
     }
     throw Skip{"no message of the inbox has an attachment"};
   });
+  Services(address);
   Step("open another mailbox (impersonation)", [&] {
     if (!FServer.HasOption("impersonate")) throw Skip{"give an address with --impersonate"};
     FSession.OpenMsgStore(FServer.Option("impersonate"))->GetFolder(dfininbox, "");
+  });
+}
+
+// ---- The services beside mailboxes
+
+void Tour::Services(const string& address) {
+  const auto since = [&](TServerVersion version, const char* name) {
+    if (FSession.GetServerVersion() < version) throw Skip{std::string("servers have it since ") + name};
+  };
+  // What a mailbox or an organisation need not have.
+  const auto unlessMissing = [](const char* what, const auto& action) {
+    try {
+      action();
+    } catch (const EEWSException& refusal) {
+      if (!refusal.Message().Contains(u"ErrorItemNotFound")) throw;
+      throw Skip{what};
+    }
+  };
+  Step("free and busy times (GetUserAvailability)", [&] {
+    const TDateTime today = VqDateOf(VqNow());
+    const auto found =
+        FSession.GetUserAvailibility({address, atRequired, false}, today, today + 1, 30, fbvtFreeBusyMerged);
+    if (found->GetHasError()) throw EVqException(found->GetError());
+  });
+  Step("mail tips (GetMailTips)", [&] {
+    since(Exchange2010, "Exchange2010");
+    FSession.GetMailTips(address);
+  });
+  Step("absence (GetUserOofSettings)", [&] { FStore->GetOOF()->GetState(); });
+  Step("set an absence (SetUserOofSettings)", [] { throw Skip{"it would touch what the user has set"}; });
+  Step("categories (GetUserConfiguration)", [&] {
+    since(Exchange2013, "Exchange2013");
+    unlessMissing("the mailbox has no list of categories", [&] { FStore->GetCategories(); });
+  });
+  string list;
+  Step("lists of rooms (GetRoomLists)", [&] {
+    since(Exchange2010, "Exchange2010");
+    const auto lists = FStore->GetRoomLists();
+    if (lists->Count() > 0) list = lists->GetItem(0)->GetEmailAddress();
+  });
+  Step("rooms of a list (GetRooms)", [&] {
+    if (list.empty()) throw Skip{"there are no lists of rooms"};
+    FStore->GetRooms(list);
+  });
+  Step("a photo (GetUserPhoto)", [&] {
+    since(Exchange2013, "Exchange2013");
+    TVqMemoryStream photo;
+    unlessMissing("the user has no photo", [&] { FStore->GetUserPhoto(photo, HR96X96); });
   });
 }
 

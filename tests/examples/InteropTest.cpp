@@ -24,12 +24,15 @@ class Interop : public EWSTest {
         kAlice, "inbox",
         "Subject: Enclosed\r\nMIME-Version: 1.0\r\nContent-Type: multipart/mixed; boundary=b\r\n\r\n"
         "--b\r\n\r\nText\r\n--b\r\nContent-Disposition: attachment; filename=a.txt\r\n\r\naaa\r\n--b--\r\n");
+    Server().SetUserConfiguration(kAlice, "calendar", "CategoryList", "<categories/>");
     Session().SetStrictSchema(true);  // looking at the mailbox must pass everywhere
     FBefore = Mailboxes();
   }
   static simulator::Options Keeping() {
     simulator::Options options = TwoUsers();
     options.keep_exchanges = 100000;
+    options.users[0].photo = "painted";
+    options.lists = {{"rooms@example.com", "Rooms", {"bob@example.com"}, true}};
     return options;
   }
 
@@ -76,7 +79,7 @@ TEST_F(Interop, ReadsAndWritesNothing) {
   Program tour = Run({});
   EXPECT_EQ(tour.Wait(), 0) << tour.Output();
   for (const char* form : {"default", "own", "schema"})
-    EXPECT_NE(tour.Output().find(std::string("\n") + form + ": 17 worked, 0 refused, 1 skipped;"), std::string::npos)
+    EXPECT_NE(tour.Output().find(std::string("\n") + form + ": 24 worked, 0 refused, 2 skipped;"), std::string::npos)
         << tour.Output();
   EXPECT_NE(tour.Output().find("Nothing was written."), std::string::npos);
   EXPECT_NE(tour.Output().find("Verdict: both forms of requests are the same to this server.\n"
@@ -87,10 +90,23 @@ TEST_F(Interop, ReadsAndWritesNothing) {
   EXPECT_EQ(Mailboxes(), FBefore);
 }
 
+TEST_F(Interop, SkipsWhatAMailboxNeedNotHave) {
+  simulator::Options options = TwoUsers();
+  options.version = "Exchange2010_SP2";
+  simulator::Simulator older(options), bare(TwoUsers());
+  for (simulator::Simulator* server : {&older, &bare}) {
+    server->Start();
+    Program tour({VELMORE_INTEROP, "--url", server->HttpUrl(), "--user", "alice", "--form", "schema"});
+    EXPECT_EQ(tour.Wait(), 0) << tour.Output();
+    for (const char* line : {"there are no lists of rooms", server == &older ? "since Exchange2013" : "has no photo"})
+      EXPECT_NE(tour.Output().find(line), std::string::npos) << tour.Output();
+  }
+}
+
 TEST_F(Interop, WritesAndSendsAndLeavesTheMailboxAsItWas) {
   Program tour = Run({"--write", "--send", "--form", "schema"});
   EXPECT_EQ(tour.Wait(), 0) << tour.Output();
-  EXPECT_NE(tour.Output().find("38 worked, 0 refused, 3 skipped;"), std::string::npos) << tour.Output();
+  EXPECT_NE(tour.Output().find("45 worked, 0 refused, 4 skipped;"), std::string::npos) << tour.Output();
   EXPECT_TRUE(Server().GetCounters().departures.empty()) << "in the form of the schema";
   for (const char* operation : {"CreateFolder", "CreateItem", "UpdateItem", "DeleteItem", "SendItem", "DeleteFolder",
                                 "CopyItem", "CreateAttachment", "DeleteAttachment", "GetAttachment"})

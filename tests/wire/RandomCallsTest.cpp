@@ -1,4 +1,5 @@
-// Calls by chance, with a plain model beside them: what an application does with messages, objects that it holds for
+// Calls by chance, with a plain model beside them: what an application does with messages,
+// contacts, tasks and appointments, objects that it holds for
 // long, other writers, and a failure at any request. After each call the server holds what the model says; after one
 // that failed nothing is lost or doubled, and doing it again brings about what was wanted. VELMORE_SEED plays a round
 // again, VELMORE_SECONDS searches for longer.
@@ -18,14 +19,21 @@ namespace {
 enum class Form { own, schema, healing };
 
 constexpr int kSteps = 60;
-constexpr std::size_t kMostMails = 25;
+constexpr std::size_t kMostItems = 25;
 constexpr std::size_t kMostHeld = 6;
 
 struct TPlace {
   const char* Name;
   TDistinguishedFolderIdName Id;
+  TKind Kind;
+  TItemType Type;
 };
-constexpr TPlace kPlaces[] = {{"drafts", dfindrafts}, {"inbox", dfininbox}, {"junkemail", dfinjunkemail}};
+constexpr TPlace kPlaces[] = {{"drafts", dfindrafts, TKind::mail, tMessage},
+                              {"inbox", dfininbox, TKind::mail, tMessage},
+                              {"junkemail", dfinjunkemail, TKind::mail, tMessage},
+                              {"contacts", dfincontacts, TKind::contact, tContact},
+                              {"tasks", dfintasks, TKind::task, tTask},
+                              {"calendar", dfincalendar, TKind::appointment, tCalendarItem}};
 
 simulator::Options OptionsOf(Form form) {
   simulator::Options options = TwoUsers();
@@ -54,17 +62,22 @@ class RandomCalls : public SaveTest, public ::testing::WithParamInterface<Form> 
   unsigned Below(std::size_t count) { return static_cast<unsigned>(FRandom() % count); }
   bool OneIn(unsigned count) { return Below(count) == 0; }
   const TPlace& AnyPlace() { return kPlaces[Below(std::size(kPlaces))]; }
+  /// One where an item may go.
+  const TPlace& AnyPlace(TKind kind) {
+    for (;;)
+      if (const TPlace& place = AnyPlace(); place.Kind == kind) return place;
+  }
   static const TPlace& Place(const std::string& name) {
     return *std::ranges::find_if(kPlaces, [&](const TPlace& place) { return place.Name == name; });
   }
-  /// Any of the messages; there must be one.
-  Id AnyMail() { return std::next(FMails.begin(), Below(FMails.size()))->first; }
+  /// Any of the items; there must be one.
+  Id AnyItem() { return std::next(FItems.begin(), Below(FItems.size()))->first; }
   std::string Name(const char* kind) { return kind + std::to_string(++FSerial); }
 
   // ---- The truth, seen by a session that nothing happens to
 
-  TVqRef<IVqEWSEMail> Fresh(const Id& id) { return Supports<IVqEWSEMail>(FTruth->GetItem(TItemId{id, ""})); }
-  std::optional<TMailState> TruthOf(const Id& id) {
+  TVqRef<IVqEWSItem> Fresh(const Id& id) { return FTruth->GetItem(TItemId{id, ""}); }
+  std::optional<TItemState> TruthOf(const Id& id) {
     try {
       return StateOf(*Fresh(id));
     } catch (const EEWSException& refusal) {
@@ -75,12 +88,12 @@ class RandomCalls : public SaveTest, public ::testing::WithParamInterface<Form> 
   /// What every write moves.
   std::string KeyOf(const Id& id) { return Fresh(id)->GetID().ChangeKey.utf8(); }
   /// An object as it is loaded.
-  THeldMail Loaded(const TVqRef<IVqEWSEMail>& mail, const Id& id) {
-    THeldMail held;
-    held.Mail = mail;
+  THeldItem Loaded(const TVqRef<IVqEWSItem>& item, const Id& id) {
+    THeldItem held;
+    held.Item = item;
     held.Id = id;
-    held.Loaded = FMails.at(id).State.Values;
-    held.LoadedFiles = FMails.at(id).State.Files;
+    held.Loaded = FItems.at(id).State.Values;
+    held.LoadedFiles = FItems.at(id).State.Files;
     held.Key = KeyOf(id);
     return held;
   }
@@ -92,36 +105,36 @@ class RandomCalls : public SaveTest, public ::testing::WithParamInterface<Form> 
     for (items->Open(); !items->Eof(); items->Next()) ids.insert(items->GetItemId().Id.utf8());
     return ids;
   }
-  /// Messages of a folder that the model does not know: what came of a call whose answer was lost.
+  /// Items of a folder that the model does not know: what came of a call whose answer was lost.
   std::set<Id> Strangers(const std::string& folder) {
     std::set<Id> ids = IdsIn(folder);
-    std::erase_if(ids, [&](const Id& id) { return FMails.contains(id); });
+    std::erase_if(ids, [&](const Id& id) { return FItems.contains(id); });
     return ids;
   }
   void ExpectTruth(const Id& id, const char* what) {
     const auto now = TruthOf(id);
-    ASSERT_TRUE(now) << what << ": the message is gone";
-    EXPECT_EQ(Shown(*now), Shown(FMails.at(id).State)) << what;
+    ASSERT_TRUE(now) << what << ": the item is gone";
+    EXPECT_EQ(Shown(*now), Shown(FItems.at(id).State)) << what;
   }
   void CheckAll() {
     for (const TPlace& place : kPlaces) {
       std::set<Id> expected;
-      for (const auto& [id, mail] : FMails)
+      for (const auto& [id, mail] : FItems)
         if (mail.Folder == place.Name) expected.insert(id);
       EXPECT_EQ(IdsIn(place.Name), expected) << place.Name;
     }
-    for (const auto& [id, mail] : FMails) ExpectTruth(id, "the whole mailbox");
+    for (const auto& [id, mail] : FItems) ExpectTruth(id, "the whole mailbox");
   }
   /// The model takes over what the server has.
   void Adopt(const Id& id, const std::string& folder) {
     const auto now = TruthOf(id);
     ASSERT_TRUE(now);
-    TModelMail& mail = FMails[id];
+    TModelItem& mail = FItems[id];
     mail = {folder, *now};
   }
   void Forget(const Id& id) {
-    FMails.erase(id);
-    std::erase_if(FHeld, [&](const THeldMail& held) { return held.Id == id; });
+    FItems.erase(id);
+    std::erase_if(FHeld, [&](const THeldItem& held) { return held.Id == id; });
   }
 
   // ---- Failures
@@ -181,22 +194,23 @@ class RandomCalls : public SaveTest, public ::testing::WithParamInterface<Form> 
 
   // ---- What an application does
 
-  void DrawEdits(THeldMail& held, unsigned most) {
+  void DrawEdits(THeldItem& held, unsigned most) {
     for (unsigned i = 1 + Below(most); i > 0; --i) {
-      const TMailField& field = kMailFields[Below(kMailFields.size())];
+      const std::vector<TItemField>& fields = FieldsOf(KindOf(*held.Item));
+      const TItemField& field = fields[Below(fields.size())];
       const std::string value = field.Draw(FRandom);
-      if (held.Id.empty() && value.empty()) continue;  // a new message has nothing to be taken away
-      field.Write(*held.Mail, value);
+      if (held.Id.empty() && value.empty()) continue;  // a new item has nothing to be taken away
+      field.Write(*held.Item, value);
       held.Pending[field.Name] = value;
     }
   }
-  void DrawFiles(THeldMail& held) {
+  void DrawFiles(THeldItem& held) {
     for (unsigned i = Below(3); i > 0; --i) {
       const std::string name = Name("file "), content = Name("content ") + std::string(Below(2000), 'x');
-      Attach(*held.Mail, name, content);
+      Attach(*held.Item, name, content);
       held.Added[name] = content;
     }
-    TVqEWSAttachments& list = held.Mail->GetAttachments();
+    TVqEWSAttachments& list = held.Item->GetAttachments();
     for (std::int32_t i = list.Count() - 1; i >= 0 && !held.Id.empty(); --i) {
       const std::string name = list.GetAttachment(i)->GetName().utf8();
       if (held.Added.contains(name)) continue;
@@ -214,15 +228,15 @@ class RandomCalls : public SaveTest, public ::testing::WithParamInterface<Form> 
   }
 
   /// A file that was renamed here, and that somebody else took away before it was ever read, cannot be had.
-  std::set<std::string> RefusalsOf(const THeldMail& held) {
-    const TFiles& files = FMails.at(held.Id).State.Files;
+  std::set<std::string> RefusalsOf(const THeldItem& held) {
+    const TFiles& files = FItems.at(held.Id).State.Files;
     const bool gone = std::ranges::any_of(held.Renamed, [&](const auto& pair) { return !files.contains(pair.first); });
     return gone ? std::set<std::string>{"ErrorItemNotFound"} : std::set<std::string>{};
   }
 
   void Create();
-  void Save(THeldMail& held, TVqEWSSaveOption option);
-  void SaveUntilDone(THeldMail held);
+  void Save(THeldItem& held, TVqEWSSaveOption option);
+  void SaveUntilDone(THeldItem held);
   void Edit();
   void Hold();
   void Others();
@@ -237,50 +251,53 @@ class RandomCalls : public SaveTest, public ::testing::WithParamInterface<Form> 
   TVqEWSServiceSession FObserver;
   TVqRef<IVqEWSMsgStore> FTruth;
   std::mt19937 FRandom;
-  std::map<Id, TModelMail> FMails;
-  std::vector<THeldMail> FHeld;
+  std::map<Id, TModelItem> FItems;
+  std::vector<THeldItem> FHeld;
   unsigned FSerial = 0;
   bool FDrawn = false;
   const char* FStep = "";
 };
 
-// A new message that fails to be saved stands on the server once or not at all, and has what was set.
+// A new item that fails to be saved stands on the server once or not at all, and has what was set.
 void RandomCalls::Create() {
-  THeldMail held;
-  held.Mail = NewMail();
+  // A message goes to the drafts wherever it is made; half of what is made are messages.
+  const TPlace& place = OneIn(2) ? kPlaces[0] : AnyPlace();
+  const std::string at = place.Kind == TKind::mail ? "drafts" : place.Name;
+  THeldItem held;
+  held.Item = Folder(Place(at).Id)->CreateItem(place.Type);
   DrawEdits(held, 6);
   DrawFiles(held);
   DrawFault();
-  const bool done = Call([&] { held.Mail->SaveChanges(soAutoResolve); }) == Outcome::done;
-  held.Id = held.Mail->GetID().Id.utf8();
-  const std::set<Id> made = Strangers("drafts");
+  const bool done = Call([&] { held.Item->SaveChanges(soAutoResolve); }) == Outcome::done;
+  held.Id = held.Item->GetID().Id.utf8();
+  const std::set<Id> made = Strangers(at);
   ASSERT_LE(made.size(), 1u) << "made twice";
   if (done || !held.Id.empty()) {
     ASSERT_EQ(made, std::set<Id>{held.Id});
   }
   if (made.empty()) return;
   const Id id = *made.begin();
-  Adopt(id, "drafts");
-  const TMailState& state = FMails[id].State;
+  Adopt(id, at);
+  const TItemState& state = FItems[id].State;
   for (const auto& [name, value] : held.Pending) EXPECT_EQ(state.Values.at(name), value) << name;
   for (const auto& [name, content] : state.Files) EXPECT_EQ(held.Added.at(name), content) << name;
   if (done) {
     EXPECT_EQ(state.Files, held.Added);
-    EXPECT_EQ(Shown(StateOf(*held.Mail)), Shown(state)) << "the object says what the server has";
+    EXPECT_EQ(Shown(StateOf(*held.Item)), Shown(state)) << "the object says what the server has";
   }
   if (held.Id.empty()) return;
   held.Unsure = !done;
   if (done) {
-    held = Loaded(held.Mail, id);
+    held = Loaded(held.Item, id);
     if (OneIn(2)) FHeld.push_back(held);
   } else {
     SaveUntilDone(held);
   }
 }
 
-void RandomCalls::Save(THeldMail& held, TVqEWSSaveOption option) {
-  TModelMail& mail = FMails.at(held.Id);
-  const TMailState before = mail.State;
+void RandomCalls::Save(THeldItem& held, TVqEWSSaveOption option) {
+  TModelItem& mail = FItems.at(held.Id);
+  const TItemState before = mail.State;
   const bool stale = held.Key != KeyOf(held.Id);
   const bool mayConflict = stale && option != soAlwaysOverwrite;
   std::set<std::string> refusals = RefusalsOf(held);
@@ -288,7 +305,7 @@ void RandomCalls::Save(THeldMail& held, TVqEWSSaveOption option) {
   bool conflict = false;
   const auto save = [&] {
     try {
-      held.Mail->SaveChanges(option);
+      held.Item->SaveChanges(option);
     } catch (const EEWSException& refusal) {
       conflict = refusal.Message().StartsWith("ErrorIrresolvableConflict");
       throw;
@@ -296,12 +313,12 @@ void RandomCalls::Save(THeldMail& held, TVqEWSSaveOption option) {
   };
   const bool done = Call(save, refusals) == Outcome::done;
   const auto now = TruthOf(held.Id);
-  ASSERT_TRUE(now) << "the message is gone";
-  const TMailState after = held.After(before, *now);
+  ASSERT_TRUE(now) << "the item is gone";
+  const TItemState after = held.After(before, *now);
   if (done) {
-    TMailState expected = after;
+    TItemState expected = after;
     // A deletion that the server refused is told, and the file stays as it is.
-    if (!held.Mail->GetRefusedDeletions().empty()) {
+    if (!held.Item->GetRefusedDeletions().empty()) {
       EXPECT_EQ(ViolationOfFailedSave(held, before, *now), "");
       expected.Files = now->Files;
     }
@@ -310,12 +327,12 @@ void RandomCalls::Save(THeldMail& held, TVqEWSSaveOption option) {
       if (!before.Files.contains(from) && now->Files.contains(to)) expected.Files[to] = held.LoadedFiles.at(from);
     EXPECT_EQ(Shown(*now), Shown(expected))
         << "loaded: " << Shown({held.Loaded, held.LoadedFiles}) << "\nset: " << Shown({held.Pending, held.Added});
-    EXPECT_EQ(Shown(StateOf(*held.Mail)), Shown(*now)) << "the object says what the server has";
+    EXPECT_EQ(Shown(StateOf(*held.Item)), Shown(*now)) << "the object says what the server has";
     if (stale && option == soNeverOverwrite && !held.Unsure) {
       EXPECT_EQ(held.Changes(), TFieldValues{}) << "the second of two writers is refused";
     }
     mail.State = *now;
-    held = Loaded(held.Mail, held.Id);
+    held = Loaded(held.Item, held.Id);
     return;
   }
   EXPECT_EQ(ViolationOfFailedSave(held, before, *now), "")
@@ -328,22 +345,22 @@ void RandomCalls::Save(THeldMail& held, TVqEWSSaveOption option) {
 }
 
 // What the guide teaches: the object that failed is saved again, and all is as it was to be.
-void RandomCalls::SaveUntilDone(THeldMail held) {
+void RandomCalls::SaveUntilDone(THeldItem held) {
   for (int i = 0; i < 2; ++i) {
     if (i == 0 && OneIn(2)) DrawFault();
-    TModelMail& mail = FMails.at(held.Id);
-    const TMailState before = mail.State;
+    TModelItem& mail = FItems.at(held.Id);
+    const TItemState before = mail.State;
     // Files that were made by the failed save are there already.
     bool done = false;
     std::string refused;
     const auto save = [&] {
-      held.Mail->SaveChanges(soAlwaysOverwrite);
-      if (!held.Mail->GetRefusedDeletions().empty()) refused = "some";
+      held.Item->SaveChanges(soAlwaysOverwrite);
+      if (!held.Item->GetRefusedDeletions().empty()) refused = "some";
     };
     done = Call(save, RefusalsOf(held)) == Outcome::done;
     const auto now = TruthOf(held.Id);
     ASSERT_TRUE(now);
-    TMailState wanted = held.After(before, *now);
+    TItemState wanted = held.After(before, *now);
     if (done && refused.empty()) {
       // A renamed file may be on its new place already.
       for (const auto& [from, to] : held.Renamed) {
@@ -351,7 +368,7 @@ void RandomCalls::SaveUntilDone(THeldMail held) {
         if (file != now->Files.end()) wanted.Files[to] = file->second;
       }
       EXPECT_EQ(Shown(*now), Shown(wanted));
-      EXPECT_EQ(Shown(StateOf(*held.Mail)), Shown(*now));
+      EXPECT_EQ(Shown(StateOf(*held.Item)), Shown(*now));
     }
     mail.State = *now;
     if (done) return;
@@ -361,7 +378,7 @@ void RandomCalls::SaveUntilDone(THeldMail held) {
 void RandomCalls::Edit() {
   if (FHeld.empty()) return Hold();
   const std::size_t at = Below(FHeld.size());
-  THeldMail held = FHeld[at];
+  THeldItem held = FHeld[at];
   FHeld.erase(FHeld.begin() + static_cast<std::ptrdiff_t>(at));
   DrawEdits(held, 4);
   DrawFiles(held);
@@ -380,40 +397,40 @@ void RandomCalls::Edit() {
 }
 
 void RandomCalls::Hold() {
-  if (FMails.empty() || FHeld.size() >= kMostHeld) return;
-  const Id id = AnyMail();
-  TVqRef<IVqEWSEMail> mail;
+  if (FItems.empty() || FHeld.size() >= kMostHeld) return;
+  const Id id = AnyItem();
+  TVqRef<IVqEWSItem> item;
   DrawFault();
-  if (Call([&] { mail = Mail(TItemId{id, ""}); }) == Outcome::failed) return;
-  FHeld.push_back(Loaded(mail, id));
+  if (Call([&] { item = Store().GetItem(TItemId{id, ""}); }) == Outcome::failed) return;
+  FHeld.push_back(Loaded(item, id));
 }
 
 // Somebody else writes to a message.
 void RandomCalls::Others() {
-  if (FMails.empty()) return;
-  const Id id = AnyMail();
-  THeldMail theirs = Loaded(Fresh(id), id);
+  if (FItems.empty()) return;
+  const Id id = AnyItem();
+  THeldItem theirs = Loaded(Fresh(id), id);
   DrawEdits(theirs, 2);
-  theirs.Mail->SaveChanges(soAlwaysOverwrite);
-  FMails[id].State = theirs.After(FMails[id].State, *TruthOf(id));
+  theirs.Item->SaveChanges(soAlwaysOverwrite);
+  FItems[id].State = theirs.After(FItems[id].State, *TruthOf(id));
   ExpectTruth(id, "written by somebody else");
 }
 
 // Reading gives what is there, and a save behind it changes nothing.
 void RandomCalls::Read() {
-  if (FMails.empty()) return;
-  const Id id = AnyMail();
+  if (FItems.empty()) return;
+  const Id id = AnyItem();
   DrawFault();
-  TMailState state;
-  TVqRef<IVqEWSEMail> mail;
+  TItemState state;
+  TVqRef<IVqEWSItem> item;
   const auto read = [&] {
-    mail = Mail(TItemId{id, ""});
-    state = StateOf(*mail);
+    item = Store().GetItem(TItemId{id, ""});
+    state = StateOf(*item);
   };
   if (Call(read) == Outcome::failed) return;
-  EXPECT_EQ(Shown(state), Shown(FMails[id].State));
+  EXPECT_EQ(Shown(state), Shown(FItems[id].State));
   if (!OneIn(3)) return;
-  mail->SaveChanges(soNeverOverwrite);
+  item->SaveChanges(soNeverOverwrite);
   ExpectTruth(id, "saved without a change");
 }
 
@@ -434,26 +451,28 @@ void RandomCalls::List() {
       items->Filter(filter);
     }
     for (items->Open(); !items->Eof(); items->Next())
-      found.insert(items->GetItemId().Id.utf8() + " " + items->FieldByName(FLD_ITEM_SUBJECT).GetAsString().utf8());
+      found.insert(items->GetItemId().Id.utf8() + " " +
+                   (place.Kind == TKind::contact ? "" : items->FieldByName(FLD_ITEM_SUBJECT).GetAsString().utf8()));
   };
   if (Call(list) == Outcome::failed) return;
-  for (const auto& [id, mail] : FMails) {
+  for (const auto& [id, mail] : FItems) {
     if (mail.Folder != place.Name || (!value.empty() && mail.State.Values.at("Importance") != value)) continue;
-    expected.insert(id + " " + mail.State.Values.at("Subject"));
+    // A contact is named by its server.
+    expected.insert(id + " " + (place.Kind == TKind::contact ? "" : mail.State.Values.at("Subject")));
   }
   EXPECT_EQ(found, expected) << place.Name;
 }
 
 // A copy stands there once, or not at all when the copying failed; the original stays as it is.
 void RandomCalls::Copy() {
-  if (FMails.empty() || FMails.size() >= kMostMails) return;
-  const Id id = AnyMail();
-  const std::string target = AnyPlace().Name;
+  if (FItems.empty() || FItems.size() >= kMostItems) return;
+  const Id id = AnyItem();
+  const std::string target = AnyPlace(Place(FItems[id].Folder).Kind).Name;
   DrawFault();
   Id told;
   const auto copy = [&] {
     const TItemId folder = Folder(Place(target).Id)->GetID();
-    told = Folder(Place(FMails[id].Folder).Id)->CopyItem(TItemId{id, ""}, folder).Id.utf8();
+    told = Folder(Place(FItems[id].Folder).Id)->CopyItem(TItemId{id, ""}, folder).Id.utf8();
   };
   const bool done = Call(copy) == Outcome::done;
   const std::set<Id> made = Strangers(target);
@@ -463,17 +482,17 @@ void RandomCalls::Copy() {
   ASSERT_LE(made.size(), 1u);
   for (const Id& each : made) {
     Adopt(each, target);
-    EXPECT_EQ(Shown(FMails[each].State), Shown(FMails[id].State)) << "the copy";
+    EXPECT_EQ(Shown(FItems[each].State), Shown(FItems[id].State)) << "the copy";
   }
   ExpectTruth(id, "the original");
 }
 
-// A move that failed leaves the message at its place, at the other, or at both.
+// A move that failed leaves the item at its place, at the other, or at both.
 void RandomCalls::Move() {
-  if (FMails.empty()) return;
-  const Id id = AnyMail();
-  const TModelMail before = FMails[id];
-  const std::string target = AnyPlace().Name;
+  if (FItems.empty()) return;
+  const Id id = AnyItem();
+  const TModelItem before = FItems[id];
+  const std::string target = AnyPlace(Place(before.Folder).Kind).Name;
   DrawFault();
   Id told;
   const auto move = [&] {
@@ -484,7 +503,7 @@ void RandomCalls::Move() {
   const std::set<Id> made = Strangers(target);
   const bool stays = TruthOf(id).has_value();
   ASSERT_LE(made.size(), 1u);
-  EXPECT_TRUE(stays || !made.empty()) << "the message is lost";
+  EXPECT_TRUE(stays || !made.empty()) << "the item is lost";
   if (done) {
     EXPECT_FALSE(stays);
     EXPECT_EQ(made, std::set<Id>{told});
@@ -492,16 +511,16 @@ void RandomCalls::Move() {
   if (!stays) Forget(id);
   for (const Id& each : made) {
     Adopt(each, target);
-    EXPECT_EQ(Shown(FMails[each].State), Shown(before.State)) << "the moved message";
+    EXPECT_EQ(Shown(FItems[each].State), Shown(before.State)) << "the moved item";
   }
 }
 
 void RandomCalls::Delete() {
-  if (FMails.empty()) return;
-  const Id id = AnyMail();
+  if (FItems.empty()) return;
+  const Id id = AnyItem();
   DrawFault();
   const bool done = Call([&] {
-                      Folder(Place(FMails[id].Folder).Id)->DeleteItem(TItemId{id, ""}, dtHardDelete);
+                      Folder(Place(FItems[id].Folder).Id)->DeleteItem(TItemId{id, ""}, dtHardDelete);
                     }) == Outcome::done;
   const auto now = TruthOf(id);
   EXPECT_FALSE(done && now);
@@ -515,24 +534,25 @@ void RandomCalls::Delete() {
 // A message that is saved goes out once; when sending failed it went out and its draft is gone, or it did not and the
 // draft is there.
 void RandomCalls::Send() {
-  THeldMail held;
-  held.Mail = NewMail();
+  const TVqRef<IVqEWSEMail> mail = NewMail();
+  THeldItem held;
+  held.Item = mail;
   DrawEdits(held, 3);
   DrawFiles(held);
-  const auto to = held.Mail->GetToRecipients();
+  const auto to = mail->GetToRecipients();
   to->Clear();
   to->AddMailbox("", kBob);
   held.Pending["To"] = kBob;
   const bool savedFirst = OneIn(2);
   if (savedFirst) {
-    held.Mail->SaveChanges(soAutoResolve);
-    held.Id = held.Mail->GetID().Id.utf8();
+    held.Item->SaveChanges(soAutoResolve);
+    held.Id = held.Item->GetID().Id.utf8();
     Adopt(held.Id, "drafts");
   }
   const std::size_t before = Server().CountItems(kBob, "inbox"), sent = Server().CountItems(kAlice, "sentitems");
   const bool copy = OneIn(2);
   DrawFault();
-  const bool done = Call([&] { held.Mail->SubmitMessage(copy); }) == Outcome::done;
+  const bool done = Call([&] { mail->SubmitMessage(copy); }) == Outcome::done;
   const std::size_t arrived = Server().CountItems(kBob, "inbox") - before;
   ASSERT_LE(arrived, 1u) << "it went out twice";
   if (done) {
@@ -550,15 +570,15 @@ void RandomCalls::Send() {
   const auto draft = TruthOf(held.Id);
   EXPECT_EQ(draft.has_value(), arrived == 0u);
   if (draft) {
-    EXPECT_EQ(Shown(*draft), Shown(FMails[held.Id].State));
+    EXPECT_EQ(Shown(*draft), Shown(FItems[held.Id].State));
   } else {
     Forget(held.Id);
   }
 }
 
 void RandomCalls::Import() {
-  if (FMails.size() >= kMostMails) return;
-  const TPlace& place = AnyPlace();
+  if (FItems.size() >= kMostItems) return;
+  const TPlace& place = AnyPlace(TKind::mail);
   const std::string subject = Name("Import ");
   DrawFault();
   const bool done = Call([&] {
@@ -572,7 +592,7 @@ void RandomCalls::Import() {
   EXPECT_FALSE(done && made.empty());
   for (const Id& id : made) {
     Adopt(id, place.Name);
-    EXPECT_EQ(FMails[id].State.Values["Subject"], subject);
+    EXPECT_EQ(FItems[id].State.Values["Subject"], subject);
   }
 }
 
@@ -598,7 +618,7 @@ void RandomCalls::Play(unsigned seed) {
     while ((drawn -= call->Weight) >= 0) ++call;
     FStep = call->Name;
     SCOPED_TRACE("step " + std::to_string(step) + ": " + call->Name);
-    if (call->Do == &RandomCalls::Create && FMails.size() >= kMostMails) continue;
+    if (call->Do == &RandomCalls::Create && FItems.size() >= kMostItems) continue;
     (this->*call->Do)();
   }
   if (!HasFailure()) CheckAll();
@@ -616,7 +636,7 @@ TEST_P(RandomCalls, DoWhatTheModelSays) {
     for (const TPlace& place : kPlaces)
       for (const std::string& id : IdsIn(place.Name))
         FTruth->GetFolder(place.Id, "")->DeleteItem(TItemId{id, ""}, dtHardDelete);
-    FMails.clear();
+    FItems.clear();
   } while (run.GoesOn());
   std::cout << "[  NOTE    ] " << FCalls << " calls, " << FFailed << " of them failed\n";
   EXPECT_GT(FFailed * 10, FCalls) << "failures are played";

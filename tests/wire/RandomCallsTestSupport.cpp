@@ -31,86 +31,177 @@ std::vector<std::string> Parts(const std::string& text) {
 constexpr const char* kImportances[] = {"Low", "Normal", "High"};
 constexpr const char* kSensitivities[] = {"Normal", "Personal", "Private", "Confidential"};
 constexpr const char* kCultures[] = {"de-AT", "fr-CH", "en-US"};
+constexpr const char* kBusy[] = {"Free", "Tentative", "Busy", "OOF"};
 
-}  // namespace
+IVqEWSEMail& MailOf(IVqEWSItem& item) {
+  return dynamic_cast<IVqEWSEMail&>(item);
+}
+IVqEWSContact& ContactOf(IVqEWSItem& item) {
+  return dynamic_cast<IVqEWSContact&>(item);
+}
+IVqEWSTask& TaskOf(IVqEWSItem& item) {
+  return dynamic_cast<IVqEWSTask&>(item);
+}
+IVqEWSCalendarItem& AppointmentOf(IVqEWSItem& item) {
+  return dynamic_cast<IVqEWSCalendarItem&>(item);
+}
 
-const std::vector<TMailField> kMailFields = {
-    {"Subject", [](IVqEWSEMail& mail, const std::string& value) { mail.SetSubject(value); },
-     [](IVqEWSEMail& mail) { return mail.GetSubject().utf8(); }, DrawText},
-    {"Body", [](IVqEWSEMail& mail, const std::string& value) { mail.SetBodyText(value); },
-     [](IVqEWSEMail& mail) { return mail.GetBodyText().utf8(); },
+const TItemField kSubject = {"Subject", [](IVqEWSItem& item, const std::string& value) { item.SetSubject(value); },
+                             [](IVqEWSItem& item) { return item.GetSubject().utf8(); }, DrawText};
+
+/// What every kind has.
+const std::vector<TItemField> kCommonFields = {
+    {"Body", [](IVqEWSItem& item, const std::string& value) { item.SetBodyText(value); },
+     [](IVqEWSItem& item) { return item.GetBodyText().utf8(); },
      [](std::mt19937& random) {
        return random() % 2 == 0 ? "text " + DrawText(random) : "<p>" + std::to_string(random()) + "</p>";
      }},
     {"Importance",
-     [](IVqEWSEMail& mail, const std::string& value) { mail.SetImportance(VqTextToEnum<TImportanceChoices>(value)); },
-     [](IVqEWSEMail& mail) { return VqEnumToText(mail.GetImportance()).utf8(); },
+     [](IVqEWSItem& item, const std::string& value) { item.SetImportance(VqTextToEnum<TImportanceChoices>(value)); },
+     [](IVqEWSItem& item) { return VqEnumToText(item.GetImportance()).utf8(); },
      [](std::mt19937& random) { return DrawOf(random, kImportances); }},
     {"Sensitivity",
-     [](IVqEWSEMail& mail, const std::string& value) { mail.SetSensitivity(VqTextToEnum<TSensitivityChoices>(value)); },
-     [](IVqEWSEMail& mail) { return VqEnumToText(mail.GetSensitivity()).utf8(); },
+     [](IVqEWSItem& item, const std::string& value) { item.SetSensitivity(VqTextToEnum<TSensitivityChoices>(value)); },
+     [](IVqEWSItem& item) { return VqEnumToText(item.GetSensitivity()).utf8(); },
      [](std::mt19937& random) { return DrawOf(random, kSensitivities); }},
-    {"InReplyTo", [](IVqEWSEMail& mail, const std::string& value) { mail.SetInReplyTo(value); },
-     [](IVqEWSEMail& mail) { return mail.GetInReplyTo().utf8(); }, DrawText},
-    {"Culture", [](IVqEWSEMail& mail, const std::string& value) { mail.SetCulture(value); },
-     [](IVqEWSEMail& mail) { return mail.GetCulture().utf8(); },
+    {"Culture", [](IVqEWSItem& item, const std::string& value) { item.SetCulture(value); },
+     [](IVqEWSItem& item) { return item.GetCulture().utf8(); },
      [](std::mt19937& random) { return DrawOf(random, kCultures); }},
-    {"Minutes",
-     [](IVqEWSEMail& mail, const std::string& value) { mail.SetReminderMinutesBeforeStart(std::stoi(value)); },
-     [](IVqEWSEMail& mail) { return std::to_string(mail.GetReminderMinutesBeforeStart()); },
-     [](std::mt19937& random) { return std::to_string(random() % 10000 + 1); }},
-    {"IsRead", [](IVqEWSEMail& mail, const std::string& value) { mail.SetIsRead(value == "true"); },
-     [](IVqEWSEMail& mail) { return std::string(mail.GetIsRead() ? "true" : "false"); }, DrawFlag},
     {"Categories",
-     [](IVqEWSEMail& mail, const std::string& value) {
-       mail.GetCategories().Clear();
-       for (const std::string& category : Parts(value)) mail.GetCategories().Add(category);
+     [](IVqEWSItem& item, const std::string& value) {
+       item.GetCategories().Clear();
+       for (const std::string& category : Parts(value)) item.GetCategories().Add(category);
      },
-     [](IVqEWSEMail& mail) { return mail.GetCategories().AsString(";").utf8(); },
+     [](IVqEWSItem& item) { return item.GetCategories().AsString(";").utf8(); },
      [](std::mt19937& random) {
        std::string list;
        for (unsigned i = static_cast<unsigned>(random() % 4); i > 0; --i)
          list += (list.empty() ? "" : ";") + ("Category " + std::to_string(i * 100 + random() % 100));
        return list;
      }},
-    {"To",
-     [](IVqEWSEMail& mail, const std::string& value) {
-       const auto list = mail.GetToRecipients();
-       list->Clear();
-       for (const std::string& address : Parts(value)) list->AddMailbox("", address);
-     },
-     [](IVqEWSEMail& mail) {
-       std::string text;
-       const auto list = mail.GetToRecipients();
-       for (std::int32_t i = 0; i < list->Count(); ++i)
-         text += (text.empty() ? "" : ";") + list->GetItem(i)->GetEmailAddress().utf8();
-       return text;
-     },
-     [](std::mt19937& random) {
-       std::string list;
-       for (unsigned i = static_cast<unsigned>(random() % 3); i > 0; --i)
-         list += (list.empty() ? "u" : ";u") + std::to_string(i * 100 + random() % 100) + "@elsewhere.example";
-       return list;
-     }},
     {"Billing",
-     [](IVqEWSEMail& mail, const std::string& value) {
+     [](IVqEWSItem& item, const std::string& value) {
        if (value.empty()) {
-         mail.DeleteProperty(EPR_BILLING);
+         item.DeleteProperty(EPR_BILLING);
        } else {
-         mail.PropertyByName(EPR_BILLING).SetAsString(value);
+         item.PropertyByName(EPR_BILLING).SetAsString(value);
        }
      },
-     [](IVqEWSEMail& mail) {
-       return mail.HasProperty(EPR_BILLING) ? mail.PropertyByName(EPR_BILLING).GetAsString().utf8() : std::string();
+     [](IVqEWSItem& item) {
+       return item.HasProperty(EPR_BILLING) ? item.PropertyByName(EPR_BILLING).GetAsString().utf8() : std::string();
      },
      [](std::mt19937& random) { return random() % 3 == 0 ? std::string() : DrawText(random); }},
 };
 
-const TMailField& MailField(const std::string& name) {
-  return *std::ranges::find_if(kMailFields, [&](const TMailField& field) { return field.Name == name; });
+/// What one kind has.
+const std::map<TKind, std::vector<TItemField>> kOwnFields = {
+    {TKind::mail,
+     {kSubject,
+      {"InReplyTo", [](IVqEWSItem& item, const std::string& value) { item.SetInReplyTo(value); },
+       [](IVqEWSItem& item) { return item.GetInReplyTo().utf8(); }, DrawText},
+      {"Minutes",
+       [](IVqEWSItem& item, const std::string& value) { item.SetReminderMinutesBeforeStart(std::stoi(value)); },
+       [](IVqEWSItem& item) { return std::to_string(item.GetReminderMinutesBeforeStart()); },
+       [](std::mt19937& random) { return std::to_string(random() % 10000 + 1); }},
+      {"IsRead", [](IVqEWSItem& item, const std::string& value) { MailOf(item).SetIsRead(value == "true"); },
+       [](IVqEWSItem& item) { return std::string(MailOf(item).GetIsRead() ? "true" : "false"); }, DrawFlag},
+      {"To",
+       [](IVqEWSItem& item, const std::string& value) {
+         const auto list = MailOf(item).GetToRecipients();
+         list->Clear();
+         for (const std::string& address : Parts(value)) list->AddMailbox("", address);
+       },
+       [](IVqEWSItem& item) {
+         std::string text;
+         const auto list = MailOf(item).GetToRecipients();
+         for (std::int32_t i = 0; i < list->Count(); ++i)
+           text += (text.empty() ? "" : ";") + list->GetItem(i)->GetEmailAddress().utf8();
+         return text;
+       },
+       [](std::mt19937& random) {
+         std::string list;
+         for (unsigned i = static_cast<unsigned>(random() % 3); i > 0; --i)
+           list += (list.empty() ? "u" : ";u") + std::to_string(i * 100 + random() % 100) + "@elsewhere.example";
+         return list;
+       }}}},
+    {TKind::contact,
+     {{"Surname", [](IVqEWSItem& item, const std::string& value) { ContactOf(item).SetSurname(value); },
+       [](IVqEWSItem& item) { return ContactOf(item).GetSurname().utf8(); }, DrawText},
+      {"Company", [](IVqEWSItem& item, const std::string& value) { ContactOf(item).SetCompanyName(value); },
+       [](IVqEWSItem& item) { return ContactOf(item).GetCompanyName().utf8(); }, DrawText},
+      {"Job", [](IVqEWSItem& item, const std::string& value) { ContactOf(item).SetJobTitle(value); },
+       [](IVqEWSItem& item) { return ContactOf(item).GetJobTitle().utf8(); }, DrawText},
+      {"Mobile",
+       [](IVqEWSItem& item, const std::string& value) {
+         ContactOf(item).GetPhoneNumbers().GetEntry(pnkMobilePhone).SetValue(value);
+       },
+       [](IVqEWSItem& item) { return ContactOf(item).GetPhoneNumbers().GetEntry(pnkMobilePhone).GetValue().utf8(); },
+       [](std::mt19937& random) { return "+43 " + std::to_string(random() % 1000000); }}}},
+    {TKind::task,
+     {kSubject,
+      {"Percent", [](IVqEWSItem& item, const std::string& value) { TaskOf(item).SetPercentComplete(std::stoi(value)); },
+       [](IVqEWSItem& item) { return std::to_string(static_cast<int>(TaskOf(item).GetPercentComplete())); },
+       [](std::mt19937& random) { return std::to_string(random() % 101); }},
+      {"Work", [](IVqEWSItem& item, const std::string& value) { TaskOf(item).SetActualWork(std::stoi(value)); },
+       [](IVqEWSItem& item) { return std::to_string(TaskOf(item).GetActualWork()); },
+       [](std::mt19937& random) { return std::to_string(random() % 10000 + 1); }},
+      {"Mileage", [](IVqEWSItem& item, const std::string& value) { TaskOf(item).SetMileage(value); },
+       [](IVqEWSItem& item) { return TaskOf(item).GetMileage().utf8(); }, DrawText}}},
+    {TKind::appointment,
+     {kSubject,
+      {"Location", [](IVqEWSItem& item, const std::string& value) { AppointmentOf(item).SetLocation(value); },
+       [](IVqEWSItem& item) { return AppointmentOf(item).GetLocation().utf8(); }, DrawText},
+      {"Busy",
+       [](IVqEWSItem& item, const std::string& value) {
+         AppointmentOf(item).SetLegacyFreeBusyStatus(VqTextToEnum<TLegacyFreeBusy>(value));
+       },
+       [](IVqEWSItem& item) { return VqEnumToText(AppointmentOf(item).GetLegacyFreeBusyStatus()).utf8(); },
+       [](std::mt19937& random) { return DrawOf(random, kBusy); }},
+      // Begin and length together: servers refuse what ends before it begins.
+      {"When",
+       [](IVqEWSItem& item, const std::string& value) {
+         const TDateTime start = VqXMLToDateTime(value.substr(0, 20));
+         AppointmentOf(item).SetStartDateTime(start);
+         AppointmentOf(item).SetEndDateTime(VqXMLToDateTime(value.substr(21)));
+       },
+       [](IVqEWSItem& item) {
+         return VqDateTimeToXML(AppointmentOf(item).GetStartDateTime()).utf8() + "/" +
+                VqDateTimeToXML(AppointmentOf(item).GetEndDateTime()).utf8();
+       },
+       [](std::mt19937& random) {
+         char text[48];
+         const auto day = static_cast<unsigned>(random() % 28 + 1), hour = static_cast<unsigned>(random() % 12);
+         std::snprintf(text, sizeof text, "2026-03-%02uT%02u:15:30Z/2026-03-%02uT%02u:45:00Z", day, hour, day,
+                       hour + static_cast<unsigned>(random() % 11));
+         return std::string(text);
+       }}}},
+};
+
+}  // namespace
+
+const std::vector<TItemField>& FieldsOf(TKind kind) {
+  static const auto all = [] {
+    std::map<TKind, std::vector<TItemField>> made;
+    for (const TKind each : {TKind::mail, TKind::contact, TKind::task, TKind::appointment}) {
+      made[each] = kOwnFields.at(each);
+      made[each].insert(made[each].end(), kCommonFields.begin(), kCommonFields.end());
+    }
+    return made;
+  }();
+  return all.at(kind);
 }
 
-std::string Shown(const TMailState& state) {
+const TItemField& ItemField(TKind kind, const std::string& name) {
+  return *std::ranges::find_if(FieldsOf(kind), [&](const TItemField& field) { return field.Name == name; });
+}
+
+TKind KindOf(IVqEWSItem& item) {
+  if (dynamic_cast<IVqEWSContact*>(&item)) return TKind::contact;
+  if (dynamic_cast<IVqEWSTask*>(&item)) return TKind::task;
+  return dynamic_cast<IVqEWSCalendarItem*>(&item) ? TKind::appointment : TKind::mail;
+}
+
+std::string Shown(const TItemState& state) {
   std::string text;
   for (const auto& [name, value] : state.Values) text += name + "=" + value + "|";
   for (const auto& [name, content] : state.Files)
@@ -118,11 +209,11 @@ std::string Shown(const TMailState& state) {
   return text;
 }
 
-TMailState StateOf(IVqEWSEMail& mail) {
-  TMailState state;
-  for (const TMailField& field : kMailFields) state.Values[field.Name] = field.Read(mail);
-  for (std::int32_t i = 0; i < mail.GetAttachments().Count(); ++i) {
-    const auto file = Supports<IVqEWSFileAttachment>(mail.GetAttachments().GetAttachment(i));
+TItemState StateOf(IVqEWSItem& item) {
+  TItemState state;
+  for (const TItemField& field : FieldsOf(KindOf(item))) state.Values[field.Name] = field.Read(item);
+  for (std::int32_t i = 0; i < item.GetAttachments().Count(); ++i) {
+    const auto file = Supports<IVqEWSFileAttachment>(item.GetAttachments().GetAttachment(i));
     TVqMemoryStream stream;
     file->SaveToStream(stream);
     const bool first = state.Files.emplace(file->GetName().utf8(), stream.TakeBytes()).second;
@@ -131,7 +222,7 @@ TMailState StateOf(IVqEWSEMail& mail) {
   return state;
 }
 
-TFieldValues THeldMail::Changes() const {
+TFieldValues THeldItem::Changes() const {
   TFieldValues changes;
   for (const auto& [name, value] : Pending) {
     const auto loaded = Loaded.find(name);
@@ -140,7 +231,7 @@ TFieldValues THeldMail::Changes() const {
   return changes;
 }
 
-TMailState THeldMail::After(TMailState before, const TMailState& now) const {
+TItemState THeldItem::After(TItemState before, const TItemState& now) const {
   for (const auto& [name, value] : Changes()) before.Values[name] = value;
   for (const auto& [name, value] : Pending)
     if (value.empty() && now.Values.at(name).empty()) before.Values[name] = value;
@@ -152,8 +243,8 @@ TMailState THeldMail::After(TMailState before, const TMailState& now) const {
   return before;
 }
 
-std::string ViolationOfFailedSave(const THeldMail& held, const TMailState& before, const TMailState& now) {
-  const TMailState after = held.After(before, now);
+std::string ViolationOfFailedSave(const THeldItem& held, const TItemState& before, const TItemState& now) {
+  const TItemState after = held.After(before, now);
   if (now.Values != before.Values && now.Values != after.Values) return "the values are neither old nor new";
   for (const auto& [name, content] : before.Files) {
     if (held.Removed.contains(name) || held.Renamed.contains(name)) continue;

@@ -14,59 +14,63 @@
 
 namespace velmore::testing {
 
-/// Values by the names of kMailFields.
+/// What an item is.
+enum class TKind { mail, contact, task, appointment };
+TKind KindOf(IVqEWSItem& item);
+
+/// Values by the names of the fields of a kind.
 using TFieldValues = std::map<std::string, std::string>;
 /// Contents by the names of the files.
 using TFiles = std::map<std::string, std::string>;
 
-/// One property of a message: how a text is written to it, and read from it.
-struct TMailField {
+/// One property of an item: how a text is written to it, and read from it.
+struct TItemField {
   const char* Name;
-  void (*Write)(IVqEWSEMail& mail, const std::string& value);
-  std::string (*Read)(IVqEWSEMail& mail);
+  void (*Write)(IVqEWSItem& item, const std::string& value);
+  std::string (*Read)(IVqEWSItem& item);
   /// A text that the property can have.
   std::string (*Draw)(std::mt19937& random);
 };
-extern const std::vector<TMailField> kMailFields;
-const TMailField& MailField(const std::string& name);
+const std::vector<TItemField>& FieldsOf(TKind kind);
+const TItemField& ItemField(TKind kind, const std::string& name);
 
-/// A message as the server has it.
-struct TMailState {
+/// An item as the server has it.
+struct TItemState {
   TFieldValues Values;
   TFiles Files;
-  friend bool operator==(const TMailState&, const TMailState&) = default;
+  friend bool operator==(const TItemState&, const TItemState&) = default;
 };
-std::string Shown(const TMailState& state);
+std::string Shown(const TItemState& state);
 
-/// All that an object says of its message. Adds a failure when two files have one name.
-TMailState StateOf(IVqEWSEMail& mail);
+/// All that an object says of its item. Adds a failure when two files have one name.
+TItemState StateOf(IVqEWSItem& item);
 
-/// A message of the model.
-struct TModelMail {
+/// An item of the model.
+struct TModelItem {
   std::string Folder;
-  TMailState State;
+  TItemState State;
 };
 
 /// An object that is held, with what was done to it since it was loaded.
-struct THeldMail {
-  TVqRef<IVqEWSEMail> Mail;
+struct THeldItem {
+  TVqRef<IVqEWSItem> Item;
   std::string Id;  // empty: the server does not know it
   TFieldValues Loaded, Pending;
   TFiles LoadedFiles, Added;
   std::set<std::string> Removed;
   std::map<std::string, std::string> Renamed;  // new names by the old ones
-  std::string Key;                             // of the message, when this was loaded
+  std::string Key;                             // of the item, when this was loaded
   bool Unsure = false;                         // a save of it failed
 
   /// What a save changes.
   TFieldValues Changes() const;
-  /// What the server holds after a save, by what it holds now: what was absent when the message was loaded is asked for
+  /// What the server holds after a save, by what it holds now: what was absent when the item was loaded is asked for
   /// when it is set, so that setting it to nothing can be a change or none.
-  TMailState After(TMailState before, const TMailState& now) const;
+  TItemState After(TItemState before, const TItemState& now) const;
 };
 
 /// Nothing is lost and nothing is doubled by a save that failed somewhere: the values are those of before or those that
 /// were to be, all of them; files that were not touched are there. Empty when it holds.
-std::string ViolationOfFailedSave(const THeldMail& held, const TMailState& before, const TMailState& now);
+std::string ViolationOfFailedSave(const THeldItem& held, const TItemState& before, const TItemState& now);
 
 }  // namespace velmore::testing

@@ -31,6 +31,7 @@ simulator::Options OptionsOf(const std::string& version, bool refusing) {
   options.lists = {{"rooms@example.com", "Rooms", {kBob}, true}};
   options.accept_departures = !refusing;
   options.keep_exchanges = 100000;
+  options.stream_minute = std::chrono::milliseconds(200);  // who stands between may have to wait for the end of it
   return options;
 }
 

@@ -26,6 +26,9 @@ class TWireTour {
   /// Each kind of request once, with other values at each call.
   void Round();
 
+  /// The operations that Round leaves out, as nobody can tell the order of their requests: folders are watched.
+  void Beyond();
+
   /// For a tour among replies that are not as they should be: what happens before each step, and what is raised.
   struct THooks {
     std::function<void()> BeforeStep;
@@ -92,6 +95,7 @@ class TWireTour {
   void Tables();
   void Filters();
   void Impersonated();
+  void Watching();
   TVqRef<IVqEWSRestriction> Restriction(IVqEWSTableBase& table, unsigned depth);
 
   std::mt19937 FRandom;

@@ -1,0 +1,46 @@
+// What the tour does beyond the two forms of requests: operations that come when a thread of their own likes.
+
+#include <condition_variable>
+#include <mutex>
+
+#include "ews/events/uVqEWSFolderEvents.h"
+#include "tests/wire/WireFormsTourTestSupport.h"
+
+namespace velmore::testing {
+
+using namespace std::chrono_literals;
+
+void TWireTour::Beyond() {
+  if (FHooks.BeforeStep) FHooks.BeforeStep();
+  Try("Watching", [&] { Watching(); });
+}
+
+// Subscribes, listens until the stream has told of a message or has met trouble, and goes.
+void TWireTour::Watching() {
+  std::mutex mutex;
+  std::condition_variable changed;
+  int told = 0, troubles = 0;
+  TVqEWSFolderEvents events;
+  events.SetThreadedEvents(true);
+  events.SetOnItemCreated([&](const TVqRef<IVqEWSFolder>&, TDateTime, const TItemId&, const TItemId&) {
+    const std::scoped_lock lock(mutex);
+    ++told;
+    changed.notify_all();
+  });
+  events.SetOnConnectionState([&](const TVqEWSConnectionReport& report) {
+    const std::scoped_lock lock(mutex);
+    if (report.State == TVqEWSConnectionState::connected) return;
+    ++troubles;
+    changed.notify_all();
+  });
+  Try("subscribe", [&] {
+    events.Subscribe(Folder(dfininbox));
+    events.Start();
+    Add("inbox", "<t:Message><t:Subject>Watched</t:Subject></t:Message>");
+    std::unique_lock lock(mutex);
+    changed.wait_for(lock, 10s, [&] { return told > 0 || troubles > 1; });
+  });
+  Try("unsubscribe", [&] { events.Stop(); });
+}
+
+}  // namespace velmore::testing
