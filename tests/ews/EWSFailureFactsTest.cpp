@@ -12,6 +12,7 @@
 
 #include "ews/idioms/uVqEWSFailures.h"
 #include "ews/model/uVqEWSCalendarInterfaces.h"
+#include "ews/model/uVqEWSSyncInterfaces.h"
 #include "ews/stores/uVqEWSFolder.h"
 #include "platform/crypt/uVqCNG.h"
 #include "platform/os/uVqDns.h"
@@ -136,6 +137,8 @@ std::vector<TInstance> Instances() {
         "ErrorCallerIsInvalidADAccount", "ErrorOrganizationAccessBlocked", "ErrorInvalidServerVersion"}) {
     add("EEWSException", Of<EEWSException>(wrong, "text", 0), 0, wrong, 0ms, false, false);
   }
+  add("EVqEWSSyncStateInvalid", Of<EVqEWSSyncStateInvalid>("ErrorInvalidSyncStateData", "text", 0), 0,
+      "ErrorInvalidSyncStateData");
   add("EEWSServerBusy", Of<EEWSServerBusy>("ErrorServerBusy", "text", 5000), 0, "ErrorServerBusy", 5s);
   add("EVqEWSUnclearAnswer", Of<EVqEWSUnclearAnswer>("text"), 0, "", 0ms, true);
   add("EVqEWSIdNotTold", Of<EVqEWSIdNotTold>("text"), 0, "", 0ms, true);
