@@ -1,5 +1,5 @@
 # Debian packages by CPack, from a build with BUILD_SHARED_LIBS: `./dev package`. The runtime is the shared library; -dev has headers, the static library, examples and what finds them; -simulator has
-# the program and the library that tests link.
+# the program and the library that tests link; velmore-mail is a program by itself.
 
 set(CPACK_PACKAGE_NAME velmore-ews)
 set(CPACK_PACKAGE_VENDOR "Velmore")
@@ -44,6 +44,13 @@ if(TARGET velmore_simulator)
   set(CPACK_DEBIAN_SIMULATOR_PACKAGE_RECOMMENDS "gss-ntlmssp")
   # For tests that link the library.
   set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SUGGESTS "libvelmore-ews-dev (= ${PROJECT_VERSION}), libxml2-dev, libgmime-3.0-dev, libical-dev, libicu-dev, libssl-dev, zlib1g-dev, libkrb5-dev")
+endif()
+if(VELMORE_BUILD_PROGRAMS AND UNIX)
+  list(APPEND CPACK_COMPONENTS_ALL mail)
+  set(CPACK_COMPONENT_MAIL_DESCRIPTION "An Exchange mailbox from the command line: check a logon, list, read, send, export, import")
+  set(CPACK_DEBIAN_MAIL_PACKAGE_NAME velmore-mail)
+  set(CPACK_DEBIAN_MAIL_PACKAGE_SECTION mail)
+  set(CPACK_DEBIAN_MAIL_PACKAGE_RECOMMENDS "gss-ntlmssp")
 endif()
 set(CPACK_OUTPUT_CONFIG_FILE ${PROJECT_BINARY_DIR}/CPackConfig.cmake)
 include(CPack)

@@ -8,6 +8,8 @@
 #include "ews/model/uVqEWSBase.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// The names on the way to a folder. A value. See IVqEWSMsgStore::GetFolder about what a path is.
@@ -36,3 +38,5 @@ class TVqEWSFolderPath {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

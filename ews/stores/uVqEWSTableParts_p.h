@@ -4,6 +4,8 @@
 
 #include "ews/model/uVqEWSFolderInterfaces.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// The store along the creators of an object; empty when there is none.
@@ -14,3 +16,5 @@ TVqRef<IVqEWSMsgStore> EwsStoreAbove(IVqEWSObject& AObject);
 void EwsAddItemShape(const IVqDOMElement& AMethod, TVqEWSFields& AFields, const string& AWithoutColumns);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

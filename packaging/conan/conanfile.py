@@ -56,6 +56,7 @@ class VelmoreEws(ConanFile):
         toolchain = CMakeToolchain(self)
         toolchain.cache_variables["VELMORE_BUILD_TESTS"] = False
         toolchain.cache_variables["VELMORE_BUILD_EXAMPLES"] = False
+        toolchain.cache_variables["VELMORE_BUILD_PROGRAMS"] = False
         toolchain.cache_variables["VELMORE_BUILD_SIMULATOR"] = bool(self.options.simulator)
         toolchain.generate()
         CMakeDeps(self).generate()

@@ -2,7 +2,7 @@
 get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
 
 vcpkg_check_features(OUT_FEATURE_OPTIONS options FEATURES simulator VELMORE_BUILD_SIMULATOR)
-vcpkg_cmake_configure(SOURCE_PATH "${SOURCE_PATH}" OPTIONS ${options} -DVELMORE_BUILD_TESTS=OFF -DVELMORE_BUILD_EXAMPLES=OFF)
+vcpkg_cmake_configure(SOURCE_PATH "${SOURCE_PATH}" OPTIONS ${options} -DVELMORE_BUILD_TESTS=OFF -DVELMORE_BUILD_EXAMPLES=OFF -DVELMORE_BUILD_PROGRAMS=OFF)
 vcpkg_cmake_install()
 vcpkg_cmake_config_fixup(PACKAGE_NAME VelmoreEWS CONFIG_PATH lib/cmake/VelmoreEWS)
 vcpkg_fixup_pkgconfig()

@@ -66,6 +66,7 @@ with tempfile.NamedTemporaryFile("w", suffix=".cmake") as file:
 if told.returncode != 0 or f"SOURCE_PATH;{os.path.abspath(source)};" not in told.stdout:
     problems.append("vcpkg: the port file does not run:\n" + told.stdout)
 options = set(re.findall(r"-D(VELMORE_\w+)=", told.stdout))
+told_off = {"vcpkg": set(options)}  # what the build makes unless it is told otherwise asks for more than the recipe does
 
 # ---- Conan
 
@@ -107,6 +108,7 @@ for with_simulator, wanted in {False: library, True: library | simulator}.items(
     recipe["CMakeToolchain"] = lambda package, toolchain=toolchain: toolchain
     package.generate()
     options |= set(toolchain.cache_variables)
+    told_off["Conan"] = set(toolchain.cache_variables)
 if recipe["VelmoreEws"].version != version:
     problems.append("Conan: another version")
 for part in re.findall(r'"([\w./*]+)"', re.search(r"for part in \((.*?)\)", read("packaging/conan/conanfile.py"))[1]):
@@ -115,6 +117,16 @@ for part in re.findall(r'"([\w./*]+)"', re.search(r"for part in \((.*?)\)", read
 
 for option in options - set(re.findall(r"option\((\w+)", read("CMakeLists.txt"))):
     problems.append(f"the build has no option {option}")
+
+for option in re.findall(r"option\((VELMORE_BUILD_\w+) .*(?:ON|\{PROJECT_IS_TOP_LEVEL\})\)", read("CMakeLists.txt")):
+    problems.extend(f"{recipe_of}: says nothing of {option}, which is on" for recipe_of, told_of in told_off.items() if option not in told_of)
+
+# ---- The container of the simulator
+
+build_packages = set(re.search(r"^build_packages=\((.*?)\)", read("dev"), re.MULTILINE | re.DOTALL)[1].split()) - {"ccache", "libncurses-dev"}
+lacking = build_packages - set(read("simulator/packaging/Containerfile").split())
+if lacking:
+    problems.append(f"the Containerfile does not install {sorted(lacking)}")
 
 print("\n".join(problems) or f"recipes for {version}: {len(whole)} dependencies by vcpkg, {len(set(asked))} by Conan")
 sys.exit(1 if problems else 0)

@@ -34,7 +34,7 @@ os.makedirs(work)
 run("cpack", "-G", "DEB", "-B", work + "/packages", "--config", build + "/CPackConfig.cmake", cwd=work)
 debs = {fields(deb)["Package"]: deb for deb in glob.glob(work + "/packages/*.deb")}
 runtime = next(name for name in debs if re.fullmatch(r"libvelmore-ews\d+\.\d+", name))
-assert set(debs) == {runtime, "libvelmore-ews-dev", "velmore-ews-simulator"}, debs
+assert set(debs) - {"velmore-mail"} == {runtime, "libvelmore-ews-dev", "velmore-ews-simulator"}, debs
 
 contents = {name: [line.split()[5].lstrip(".") for line in run("dpkg-deb", "-c", deb).splitlines() if not line.startswith("d")] for name, deb in debs.items()}
 files = [path for paths in contents.values() for path in paths]
@@ -45,7 +45,10 @@ for name, needed in {
                            r"/usr/lib/.*pkgconfig/velmore-ews\.pc", r"/usr/lib/.*VelmoreEWSConfig\.cmake", r".*/examples/quickstart\.cpp", r".*/examples/CMakeLists\.txt"],
     "velmore-ews-simulator": [r"/usr/bin/velmore-ews-simulator", r"/usr/share/man/man1/velmore-ews-simulator\.1", r"/usr/include/velmore-ews/velmore/simulator\.h", r".*/samples/.*\.eml",
                               r"/lib/systemd/system/velmore-ews-simulator\.service|/usr/lib/systemd/system/velmore-ews-simulator\.service"],
+    "velmore-mail": [r"/usr/bin/velmore-mail", r"/usr/share/man/man1/velmore-mail\.1", r"/usr/share/bash-completion/completions/velmore-mail"],
 }.items():
+    if name not in debs:
+        continue  # VELMORE_BUILD_PROGRAMS is off
     for pattern in needed + [f"/usr/share/doc/{re.escape(name)}/copyright"]:
         assert any(re.fullmatch(pattern, path) for path in contents[name]), f"{name} has no {pattern}"
 assert not any(re.search(r"_p\.h$|/internal/", path) for path in files), "headers of the library's own"
@@ -93,4 +96,6 @@ run("cmake", "--build", program + "/build")
 run(program + "/build/unread_test")
 assert "libvelmore-ews.so." in run("readelf", "-d", program + "/build/unread"), "the program links the shared library"
 assert "velmore-ews-simulator" in run(root + "/usr/bin/velmore-ews-simulator", "--help")
+if "velmore-mail" in debs:
+    assert "velmore-mail" in run(root + "/usr/bin/velmore-mail", "--help")
 print("packages:", *sorted(os.path.basename(deb) for deb in debs.values()))

@@ -28,7 +28,7 @@ run(${CMAKE_COMMAND} -S ${folder} -B ${folder}/build -G ${GENERATOR} -DCMAKE_CXX
 file(GLOB_RECURSE examples ${PREFIX}/*/quickstart.cpp)
 get_filename_component(folder ${examples} DIRECTORY)
 run(${CMAKE_COMMAND} -S ${folder} -B ${PREFIX}-build/examples -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_PREFIX_PATH=${PREFIX})
-run(${CMAKE_COMMAND} --build ${PREFIX}-build/examples --target list-folder)
+run(${CMAKE_COMMAND} --build ${PREFIX}-build/examples --target list-folder job-newest)
 run(${PREFIX}-build/examples/list-folder)
 
 # Everything that belongs to an installation.
