@@ -273,7 +273,7 @@ TVqEWSProperty& TVqEWSProperties::Filled(TVqEWSProperty& AProperty) {
       AProperty.SetAsBoolean(false);
       break;
     case tkDateTime:
-      AProperty.SetAsDateTime(0);
+      AProperty.SetAsDateTime({});
       break;
     default:
       break;

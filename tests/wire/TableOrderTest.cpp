@@ -107,7 +107,7 @@ TEST_P(TableOrder, HoldsForEveryPage) {
 }
 
 TEST_P(TableOrder, ACalendarViewHasAnOrderOfItsOwn) {
-  const auto view = Supports<IVqEWSCalendarFolder>(Folder(dfincalendar))->GetCalendarView(46000, 46010, 5);
+  const auto view = Supports<IVqEWSCalendarFolder>(Folder(dfincalendar))->GetCalendarView(46000.0, 46010.0, 5);
   view->SetSortOrder(FLD_ITEM_SUBJECT);
   Forget();
   EXPECT_EQ(MessageOf<EVqException>([&] { view->Open(); }), "A calendar view is ordered by the start of its items.");
@@ -175,7 +175,7 @@ TEST_P(TableOrder, CalendarViewsAndFoldersEndToo) {
   AddItem("calendar",
           "<t:CalendarItem><t:Subject>Two</t:Subject><t:Start>2026-03-03T10:00:00Z</t:Start>"
           "<t:End>2026-03-03T11:00:00Z</t:End></t:CalendarItem>");
-  const auto view = Supports<IVqEWSCalendarFolder>(Folder(dfincalendar))->GetCalendarView(46083, 46090, 50);
+  const auto view = Supports<IVqEWSCalendarFolder>(Folder(dfincalendar))->GetCalendarView(46083.0, 46090.0, 50);
   view->GetFields().Add(FLD_ITEM_SUBJECT);
   view->SetMaxEntries(1);
   Forget();
