@@ -18,6 +18,11 @@ endif()
 
 find_package(Threads REQUIRED)
 
+# Windows' headers as small as they get, without macros for min and max, for Windows 10.
+if(WIN32)
+  add_compile_definitions(WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+endif()
+
 add_library(velmore_warnings INTERFACE)
 if(MSVC)
   target_compile_options(velmore_warnings INTERFACE /W4 /wd4250 /wd4068 /utf-8)  # 4250: inheritance by dominance is how interfaces are met; 4068: visibility is for other systems
@@ -67,12 +72,19 @@ function(velmore_room name)
   set_property(GLOBAL APPEND PROPERTY VELMORE_ROOM_LIBRARIES ${ROOM_PRIVATE})
 endfunction()
 
-# velmore_add_tests(<name> LIBRARIES ...)
-# All *Test.cpp of the calling folder as one program, each test a CTest of its own. Those named *ThreadsTest.cpp are a program apart, labelled
+# velmore_add_tests(<name> LIBRARIES ... [EXCEPT files...])
+# All *Test.cpp of the calling folder but those that are excepted as one program, each test a CTest of its own. Those named *ThreadsTest.cpp are a program apart, labelled
 # "threads": what ThreadSanitizer is to look at (ctest -L threads).
 function(velmore_add_tests name)
-  cmake_parse_arguments(TESTS "" "" "LIBRARIES" ${ARGN})
+  cmake_parse_arguments(TESTS "" "" "LIBRARIES;EXCEPT" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS *Test.cpp)
+  if(WIN32)  # what is Windows' own
+    file(GLOB own CONFIGURE_DEPENDS win/*Test.cpp)
+    list(APPEND sources ${own})
+  endif()
+  foreach(file IN LISTS TESTS_EXCEPT)
+    list(REMOVE_ITEM sources ${CMAKE_CURRENT_SOURCE_DIR}/${file})
+  endforeach()
   file(GLOB support CONFIGURE_DEPENDS *TestSupport.cpp *TestSupport.h)
   set(threads ${sources})
   list(FILTER threads INCLUDE REGEX "ThreadsTest\\.cpp$")
@@ -85,9 +97,30 @@ function(velmore_add_tests name)
   endif()
 endfunction()
 
+# On Windows: with what tests take from POSIX, with the list of what cannot be tested there, and in a few pieces instead of a process a test.
+function(velmore_windows_test_program program prefix label libraries)
+  target_sources(${program} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/win/SkipListener.cpp $<TARGET_OBJECTS:velmore_posix_for_tests>)
+  target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  target_compile_definitions(${program} PRIVATE VELMORE_SKIPPED="${PROJECT_SOURCE_DIR}/tests/support/win/skipped.txt")
+  target_link_libraries(${program} PRIVATE velmore_warnings velmore_posix_for_tests ${libraries} GTest::gmock GTest::gtest_main)
+  set(pieces 4)
+  math(EXPR last "${pieces} - 1")
+  foreach(piece RANGE ${last})
+    add_test(NAME ${prefix}${label}${piece} COMMAND ${program} --gtest_brief=1)
+    set_tests_properties(${prefix}${label}${piece} PROPERTIES TIMEOUT 900 ENVIRONMENT "GTEST_TOTAL_SHARDS=${pieces};GTEST_SHARD_INDEX=${piece}")
+    if(label)
+      set_tests_properties(${prefix}${label}${piece} PROPERTIES LABELS ${label})
+    endif()
+  endforeach()
+endfunction()
+
 # velmore_test_program(<program> <prefix of its tests> <label or nothing> <sources> <libraries>)
 function(velmore_test_program program prefix label sources libraries)
   add_executable(${program} ${sources} ${PROJECT_SOURCE_DIR}/tests/support/LeakListener.cpp ${PROJECT_SOURCE_DIR}/tests/support/GssLeaks.cpp)
+  if(WIN32)
+    velmore_windows_test_program(${program} ${prefix} "${label}" "${libraries}")
+    return()
+  endif()
   target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
   target_link_libraries(${program} PRIVATE velmore_warnings ${libraries} GTest::gmock GTest::gtest_main)
   set(properties TIMEOUT 300)

@@ -60,15 +60,12 @@ TImage ReadImage(TCursor& cursor, const std::string& scheme, const TVqInlineImag
     return {type, std::make_unique<TVqMemoryStream>(VqBase64Decode(cursor.From(mark)))};
   }
   if (scheme == "file") {
-#ifdef _WIN32
-    cursor.Skip('/');
-#else
-    // The slashes belong to the notation; the last one begins the absolute path.
+    // The slashes belong to the notation; the last one begins the absolute path, unless a drive's letter does.
     while (cursor.Peek(2) == "//") cursor.Step();
-#endif
     const std::size_t mark = cursor.Position();
     cursor.SkipTo("\"");
-    const std::string path = cursor.From(mark);
+    std::string path = cursor.From(mark);
+    if (path.size() > 2 && path[2] == ':') path.erase(0, 1);
     if (!images.TakesFile(cursor.From(value))) return {};
     std::error_code error;
     if (!std::filesystem::is_regular_file(std::filesystem::path(string(path).utf16()), error)) return {};

@@ -21,8 +21,11 @@ namespace {
 std::atomic<std::int64_t> LiveObjects{0};
 
 // Protects what every component owns. One for all: components with an owner are made seldom, and a mutex in each
-// component would cost more.
-constinit std::mutex OwnedMutex;
+// component would cost more. Never destroyed: components may outlive all other statics.
+std::mutex& OwnedMutex() {
+  static std::mutex& mutex = *new std::mutex;
+  return mutex;
+}
 
 [[noreturn]] void RaiseFileError(const string& name, const char* what, int error = errno) {
   throw EStreamError("The file \"" + name + "\" could not be " + what + ": " + std::generic_category().message(error) +
@@ -60,7 +63,7 @@ std::int32_t TVqObject::_Release() noexcept {
 
 TVqComponent::TVqComponent(TVqComponent* AOwner) : FOwner(AOwner) {
   if (!FOwner) return;
-  const std::scoped_lock lock(OwnedMutex);
+  const std::scoped_lock lock(OwnedMutex());
   FOwner->FComponents.push_back(this);
 }
 
@@ -77,12 +80,12 @@ TVqComponent::~TVqComponent() {
   }
   while (TVqComponent* last = TakeLastOwned()) delete last;
   if (!FOwner) return;
-  const std::scoped_lock lock(OwnedMutex);
+  const std::scoped_lock lock(OwnedMutex());
   std::erase(FOwner->FComponents, this);
 }
 
 TVqComponent* TVqComponent::TakeLastOwned() noexcept {
-  const std::scoped_lock lock(OwnedMutex);
+  const std::scoped_lock lock(OwnedMutex());
   if (FComponents.empty()) return nullptr;
   TVqComponent* last = FComponents.back();
   FComponents.pop_back();

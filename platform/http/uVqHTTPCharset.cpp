@@ -1,11 +1,6 @@
 // The text of a reply's bytes.
 
-#ifndef _WIN32
-#include <iconv.h>
-
-#include <cerrno>
-#endif
-
+#include "platform/http/uVqHTTPCharset_p.h"
 #include "platform/http/uVqHTTPEngine_p.h"
 
 namespace velmore {
@@ -57,32 +52,6 @@ string FromWindows1252(std::string_view bytes) {
   return text;
 }
 
-#ifndef _WIN32
-bool FromOther(std::string_view bytes, const std::string& charset, string& result) {
-  const iconv_t converter = iconv_open("UTF-8", charset.c_str());
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): the way in which iconv fails
-  if (converter == reinterpret_cast<iconv_t>(-1)) return false;
-  std::string utf8;
-  char buffer[4096];
-  auto* in = const_cast<char*>(bytes.data());
-  std::size_t left = bytes.size();
-  while (left > 0) {
-    char* out = buffer;
-    std::size_t room = sizeof buffer;
-    const std::size_t done = iconv(converter, &in, &left, &out, &room);
-    utf8.append(buffer, sizeof buffer - room);
-    if (done != static_cast<std::size_t>(-1) || errno == E2BIG) continue;
-    utf8 += "\xEF\xBF\xBD";
-    if (errno != EILSEQ) break;
-    ++in;
-    --left;
-  }
-  iconv_close(converter);
-  result = utf8;
-  return true;
-}
-#endif
-
 }  // namespace
 
 string VqDecodeBody(std::string_view bytes, std::string_view contentType) {
@@ -97,9 +66,7 @@ string VqDecodeBody(std::string_view bytes, std::string_view contentType) {
   if (VqSameAscii(charset, "utf-16") || VqSameAscii(charset, "utf-16le")) return FromUtf16(bytes, false);
   if (VqSameAscii(charset, "utf-16be")) return FromUtf16(bytes, true);
   if (VqSameAscii(charset, "iso-8859-1") || VqSameAscii(charset, "windows-1252")) return FromWindows1252(bytes);
-#ifndef _WIN32
-  if (string text; FromOther(bytes, charset, text)) return text;
-#endif
+  if (string text; VqDecodeCharset(bytes, charset, text)) return text;
   return bytes;  // an unknown charset: UTF-8 loses the least
 }
 

@@ -1,10 +1,10 @@
 #include "platform/os/uVqDns.h"
 
-#include <unicode/uidna.h>
-
 #include <algorithm>
 #include <memory>
 #include <mutex>
+
+#include "platform/os/uVqDns_p.h"
 
 namespace velmore {
 namespace {
@@ -19,24 +19,6 @@ struct TFunctions {
 TFunctions& Functions() {
   static TFunctions functions;
   return functions;
-}
-
-/// The 8-bit form of a name; empty when it has none.
-std::string Encoded(const string& name) {
-  const std::string utf8 = name.utf8();
-  const auto byte = [](char c) { return static_cast<unsigned char>(c); };
-  if (std::any_of(utf8.begin(), utf8.end(), [&](char c) { return byte(c) <= 0x20 || byte(c) == 0x7F; })) return {};
-  if (std::all_of(utf8.begin(), utf8.end(), [&](char c) { return byte(c) < 0x80; })) return utf8;
-  UErrorCode error = U_ZERO_ERROR;
-  const std::unique_ptr<UIDNA, decltype(&uidna_close)> idna(uidna_openUTS46(UIDNA_NONTRANSITIONAL_TO_ASCII, &error),
-                                                            uidna_close);
-  if (U_FAILURE(error)) return {};
-  char ascii[256];
-  UIDNAInfo info = UIDNA_INFO_INITIALIZER;
-  const std::int32_t length = uidna_nameToASCII_UTF8(idna.get(), utf8.data(), static_cast<std::int32_t>(utf8.size()),
-                                                     ascii, sizeof ascii, &info, &error);
-  if (U_FAILURE(error) || info.errors != 0 || length > static_cast<std::int32_t>(sizeof ascii)) return {};
-  return std::string(ascii, static_cast<std::size_t>(length));
 }
 
 /// What a stranger answers becomes a part of addresses: only what a host can be called passes.
@@ -74,7 +56,7 @@ void VqSetDnsFunctions(TVqDnsFunctions AFunctions, std::function<TVqDnsFunctions
 TVqDnsAnswer VqLookUpService(const string& AName, const TVqDnsOptions& AOptions) {
   const TVqDnsFunctions functions = VqGetDnsFunctions();
   TVqDnsAnswer answer;
-  const std::string name = Encoded(AName);
+  const std::string name = VqAsciiHostName(AName);
   if (name.empty()) {
     answer.Status = kVqDnsBadName;
     return answer;

@@ -1,8 +1,6 @@
 // Data protection by Windows. Its blobs are written and read as they are, so that profiles which other programs of the
 // same user wrote can be read.
 
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 // After windows.h, which they need.
 #include <dpapi.h>

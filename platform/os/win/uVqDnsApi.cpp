@@ -1,7 +1,5 @@
 // Service records by dnsapi.dll, which is loaded when the first name is looked up.
 
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 // After windows.h, which it needs.
 #include <windns.h>
@@ -21,6 +19,7 @@ void Release(TVqDnsRecord* records) {
 }
 
 std::int32_t Run(TQuery query, TFree free, const std::string& name, std::uint16_t type, TVqDnsRecord*& records) {
+  if (type != DNS_TYPE_SRV) return static_cast<std::int32_t>(kVqDnsNotSupported);
   PDNS_RECORDA found = nullptr;
   const DNS_STATUS status = query(name.c_str(), type, DNS_QUERY_STANDARD, nullptr, &found, nullptr);
   TVqDnsRecord** last = &records;

@@ -1,7 +1,5 @@
 // The registry of Windows behind the same interface as the tree in a file.
 
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 
 #include <system_error>
