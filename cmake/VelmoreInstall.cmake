@@ -86,7 +86,7 @@ install(FILES examples/installed/CMakeLists.txt DESTINATION ${doc}/libvelmore-ew
 
 # ---- The simulator
 
-if(TARGET velmore_simulator)
+if(TARGET velmore-ews-simulator)
   install(TARGETS velmore_simulator EXPORT VelmoreSimulatorTargets ARCHIVE COMPONENT simulator)
   install(EXPORT VelmoreSimulatorTargets NAMESPACE Velmore:: DESTINATION ${package} COMPONENT simulator)
   install(TARGETS velmore-ews-simulator RUNTIME COMPONENT simulator)

@@ -61,12 +61,6 @@ Arrival ArrivalOf(const HttpRequest& request) {
 
 }  // namespace
 
-std::string Exchange::RequestHeader(std::string_view name) const {
-  for (const auto& [key, value] : request_headers)
-    if (SameText(key, name)) return value;
-  return {};
-}
-
 struct Simulator::Impl {
   Options options;
   Store store;
