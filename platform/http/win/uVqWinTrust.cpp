@@ -1,0 +1,208 @@
+#include "platform/http/win/uVqWinTrust_p.h"
+
+#include <limits>
+#include <vector>
+
+#include "platform/os/uVqFiles.h"
+
+namespace velmore {
+
+namespace {
+
+/// Calls `take` with the bytes of each PEM block of a kind; gives how many it took.
+template <typename TTake>
+int ForEachBlock(const std::string& text, const std::string& kind, TTake take) {
+  const std::string begin = "-----BEGIN " + kind + "-----", end = "-----END " + kind + "-----";
+  int taken = 0;
+  for (std::size_t at = text.find(begin); at != std::string::npos; at = text.find(begin, at)) {
+    at += begin.size();
+    const std::size_t stop = text.find(end, at);
+    if (stop == std::string::npos || stop - at > std::numeric_limits<DWORD>::max()) break;
+    const auto length = static_cast<DWORD>(stop - at);
+    DWORD size = 0;
+    if (!CryptStringToBinaryA(text.data() + at, length, CRYPT_STRING_BASE64, nullptr, &size, nullptr, nullptr))
+      continue;
+    std::vector<BYTE> bytes(size);
+    if (CryptStringToBinaryA(text.data() + at, length, CRYPT_STRING_BASE64, bytes.data(), &size, nullptr, nullptr) &&
+        take(bytes.data(), size)) {
+      ++taken;
+    }
+  }
+  return taken;
+}
+
+std::string FileOf(const std::string& name) {
+  try {
+    return VqTryReadFile(string(name)).value_or(std::string());
+  } catch (const EVqFileError&) {
+    return {};  // told as what cannot be read
+  }
+}
+
+HCERTSTORE NewStore() {
+  const HCERTSTORE store = CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, CERT_STORE_CREATE_NEW_FLAG, nullptr);
+  if (!store) throw EVqHTTPApiException("CertOpenStore", "There is not enough memory.", VqErrNotEnoughMemory);
+  return store;
+}
+
+constexpr DWORD kDates = CERT_TRUST_IS_NOT_TIME_VALID;
+constexpr DWORD kIssuers = CERT_TRUST_IS_UNTRUSTED_ROOT | CERT_TRUST_IS_PARTIAL_CHAIN;
+constexpr DWORD kUsage = CERT_TRUST_IS_NOT_VALID_FOR_USAGE;
+// Of lists that Windows has at hand itself; the file's are looked at apart.
+constexpr DWORD kRevocation =
+    CERT_TRUST_IS_REVOKED | CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION;
+
+}  // namespace
+
+void TVqWinTrust::Close() noexcept {
+  if (FEngine) CertFreeCertificateChainEngine(FEngine);
+  if (FAuthorities) CertCloseStore(FAuthorities, 0);
+  if (FLists) CertCloseStore(FLists, 0);
+  FEngine = nullptr;
+  FAuthorities = FLists = nullptr;
+}
+
+void TVqWinTrust::Open(const TVqHTTPSessionSettings& session, TVqHTTPSecurityFlags flags) {
+  Close();
+  FFlags = flags;
+  if (session.CAFile.empty() && session.CRLFile.empty()) return;
+  FAuthorities = NewStore();
+  if (!session.CAFile.empty() && ForEachBlock(FileOf(session.CAFile), "CERTIFICATE", [this](BYTE* bytes, DWORD size) {
+                                   return CertAddEncodedCertificateToStore(FAuthorities, X509_ASN_ENCODING, bytes, size,
+                                                                           CERT_STORE_ADD_ALWAYS, nullptr);
+                                 }) == 0) {
+    throw EVqHTTPInvalidArgument(
+        "SetCAFile", Format("The file \"%s\" holds no certificates that can be read.", {string(session.CAFile)}));
+  }
+  if (!session.CRLFile.empty()) {
+    FLists = NewStore();
+    if (ForEachBlock(FileOf(session.CRLFile), "X509 CRL", [this](BYTE* bytes, DWORD size) {
+          return CertAddEncodedCRLToStore(FLists, X509_ASN_ENCODING, bytes, size, CERT_STORE_ADD_ALWAYS, nullptr);
+        }) == 0) {
+      throw EVqHTTPInvalidArgument("SetCRLFile", Format("The file \"%s\" holds no revocation list that can be read.",
+                                                        {string(session.CRLFile)}));
+    }
+  }
+  if (session.CAFile.empty()) return;  // the machine's authorities alone
+  CERT_CHAIN_ENGINE_CONFIG config = {};
+  config.cbSize = sizeof config;
+  config.hExclusiveRoot = FAuthorities;
+  config.dwExclusiveFlags = CERT_CHAIN_EXCLUSIVE_ENABLE_CA_FLAG;
+  if (!CertCreateCertificateChainEngine(&config, &FEngine)) {
+    throw EVqHTTPApiException("CertCreateCertificateChainEngine",
+                              "The authorities of the file could not be put to use.", VqErrSecureFailure);
+  }
+}
+
+std::uint32_t TVqWinTrust::RevocationOf(PCCERT_CHAIN_CONTEXT chain) const noexcept {
+  if (!FLists || chain->cChain == 0) return 0;
+  const CERT_SIMPLE_CHAIN& simple = *chain->rgpChain[0];
+  // The root is trusted as it is: its issuer is itself.
+  for (DWORD i = 0; i + 1 < simple.cElement; ++i) {
+    PCCERT_CONTEXT const certificate = simple.rgpElement[i]->pCertContext;
+    PCCERT_CONTEXT const issuer = simple.rgpElement[i + 1]->pCertContext;
+    bool listed = false;
+    PCCRL_CONTEXT list = nullptr;
+    while ((list = CertFindCRLInStore(FLists, X509_ASN_ENCODING,
+                                      CRL_FIND_ISSUED_BY_SIGNATURE_FLAG | CRL_FIND_ISSUED_BY_AKI_FLAG,
+                                      CRL_FIND_ISSUED_BY, issuer, list)) != nullptr) {
+      if (CertVerifyCRLTimeValidity(nullptr, list->pCrlInfo) != 0) continue;
+      listed = true;
+      PCRL_ENTRY entry = nullptr;
+      if (CertFindCertificateInCRL(certificate, list, 0, nullptr, &entry) && entry) {
+        CertFreeCRLContext(list);
+        return VqErrCertRevoked;
+      }
+    }
+    if (!listed) return VqErrRevocationCheckFailed;
+  }
+  return 0;
+}
+
+/// The bits of what is wrong by one chain engine; whether the certificate is made out to the host.
+DWORD TVqWinTrust::TrustOf(PCCERT_CONTEXT certificate, HCERTCHAINENGINE engine, bool& named, const std::wstring& host,
+                           std::uint32_t& revocation) const noexcept {
+  char usage[] = szOID_PKIX_KP_SERVER_AUTH;
+  LPSTR usages[] = {usage};
+  CERT_CHAIN_PARA wanted = {};
+  wanted.cbSize = sizeof wanted;
+  wanted.RequestedUsage.dwType = USAGE_MATCH_TYPE_OR;
+  wanted.RequestedUsage.Usage.cUsageIdentifier = 1;
+  wanted.RequestedUsage.Usage.rgpszUsageIdentifier = usages;
+  PCCERT_CHAIN_CONTEXT chain = nullptr;
+  if (!CertGetCertificateChain(engine, certificate, nullptr, certificate->hCertStore, &wanted, 0, nullptr, &chain))
+    return CERT_TRUST_IS_PARTIAL_CHAIN;
+  SSL_EXTRA_CERT_CHAIN_POLICY_PARA server = {};
+  server.cbSize = sizeof server;
+  server.dwAuthType = AUTHTYPE_SERVER;
+  // The name alone: everything else is judged by the bits.
+  server.fdwChecks = 0x00000080 | 0x00000100 | 0x00000200 | 0x00002000;  // revocation, authority, usage, date
+  server.pwszServerName = const_cast<wchar_t*>(host.c_str());
+  CERT_CHAIN_POLICY_PARA policy = {};
+  policy.cbSize = sizeof policy;
+  policy.dwFlags = CERT_CHAIN_POLICY_ALLOW_UNKNOWN_CA_FLAG | CERT_CHAIN_POLICY_IGNORE_ALL_NOT_TIME_VALID_FLAGS |
+                   CERT_CHAIN_POLICY_IGNORE_WRONG_USAGE_FLAG | CERT_CHAIN_POLICY_IGNORE_ALL_REV_UNKNOWN_FLAGS;
+  policy.pvExtraPolicyPara = &server;
+  CERT_CHAIN_POLICY_STATUS status = {};
+  status.cbSize = sizeof status;
+  const bool judged = CertVerifyCertificateChainPolicy(CERT_CHAIN_POLICY_SSL, chain, &policy, &status) != 0;
+  named = judged && status.dwError != static_cast<DWORD>(CERT_E_CN_NO_MATCH);
+  revocation = RevocationOf(chain);
+  const DWORD errors = chain->TrustStatus.dwErrorStatus;
+  CertFreeCertificateChain(chain);
+  return errors;
+}
+
+std::uint32_t TVqWinTrust::Judge(PCCERT_CONTEXT certificate, const std::wstring& host) const noexcept {
+  bool named = false;
+  std::uint32_t revocation = 0;
+  DWORD errors = TrustOf(certificate, FEngine, named, host, revocation);
+  // The file adds to the machine's authorities: either may know the issuer.
+  if (FEngine && (errors & kIssuers)) {
+    std::uint32_t again = 0;
+    const DWORD byMachine = TrustOf(certificate, nullptr, named, host, again);
+    if (!(byMachine & kIssuers)) {
+      errors = byMachine;
+      revocation = again;
+    }
+  }
+  // What stands in the file itself is trusted, whoever issued it.
+  if (errors & kIssuers) {
+    PCCERT_CONTEXT const same =
+        CertFindCertificateInStore(FAuthorities, X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate, nullptr);
+    if (same) {
+      CertFreeCertificateContext(same);
+      errors &= ~kIssuers;
+    }
+  }
+  const auto fails = [&](DWORD bits, TVqHTTPSecurityFlag flag) { return (errors & bits) && !FFlags.Contains(flag); };
+  if (fails(kIssuers, TVqHTTPSecurityFlag::IgnoreUnknownCA)) return VqErrInvalidCA;
+  if (fails(kDates, TVqHTTPSecurityFlag::IgnoreInvalidCertDate)) return VqErrCertDateInvalid;
+  if (fails(kUsage, TVqHTTPSecurityFlag::IgnoreWrongUsage)) return VqErrCertWrongUsage;
+  if (errors & ~(kIssuers | kDates | kUsage | kRevocation | CERT_TRUST_IS_NOT_TIME_NESTED))
+    return VqErrInvalidCertificate;
+  if (revocation != 0 && !FFlags.Contains(TVqHTTPSecurityFlag::IgnoreRevocation)) return revocation;
+  if (!named && !FFlags.Contains(TVqHTTPSecurityFlag::IgnoreInvalidCommonName)) return VqErrCertCommonNameInvalid;
+  return 0;
+}
+
+const char* VqCertificateText(std::uint32_t number) noexcept {
+  switch (number) {
+    case VqErrCertDateInvalid:
+      return "it has expired or is not valid yet";
+    case VqErrInvalidCA:
+      return "its issuer is not trusted";
+    case VqErrCertCommonNameInvalid:
+      return "it is made out to another name";
+    case VqErrCertWrongUsage:
+      return "it was not made for servers";
+    case VqErrCertRevoked:
+      return "it is revoked";
+    case VqErrRevocationCheckFailed:
+      return "whether it is revoked could not be found out";
+    default:
+      return "it is not valid";
+  }
+}
+
+}  // namespace velmore
