@@ -60,16 +60,17 @@ TVqBytes TVqDataProtection::Decrypt(const TVqBytes& ABytes) const {
     Raise(TVqProtectionFailure::otherSystem,
           "This was protected where there is no Windows and cannot be read here. Enter the secret anew.");
   }
+  DATA_BLOB data = BlobOf(ABytes);
+  TResult result;
+  if (CryptUnprotectData(&data, nullptr, nullptr, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &result))
+    return result.Bytes();
+  const auto number = static_cast<std::uint32_t>(GetLastError());
   if (!blob.starts_with(kVqWindowsBlobMark)) {
     const bool cut = !blob.empty() && kVqWindowsBlobMark.starts_with(blob);
     if (cut) Raise(TVqProtectionFailure::truncated, "The protected bytes are not complete: their end is missing.");
     Raise(TVqProtectionFailure::foreignBytes, "These are no protected bytes.");
   }
-  DATA_BLOB data = BlobOf(ABytes);
-  TResult result;
-  if (CryptUnprotectData(&data, nullptr, nullptr, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &result))
-    return result.Bytes();
-  switch (const auto number = static_cast<std::uint32_t>(GetLastError()); number) {
+  switch (number) {
     case ERROR_INVALID_DATA:  // Windows does not tell the one from the other
       Raise(TVqProtectionFailure::tampered, "The protected bytes were changed, or their end is missing.");
     case 0x80090005:  // NTE_BAD_DATA

@@ -105,9 +105,10 @@ void TVqWinHTTPCall::Report(HINTERNET handle, DWORD status, void* information, D
   }
   {
     const std::scoped_lock lock(FMutex);
-    if (step != TStep::none || distrust != 0) {
+    // The first failure is the one to tell: a handle that is closed for it fails once more.
+    if (FStep != TStep::failed && (step != TStep::none || distrust != 0)) {
       FStep = distrust != 0 ? TStep::failed : step;
-      FError = distrust != 0 ? ERROR_WINHTTP_SECURE_FAILURE : error;
+      FError = distrust != 0 ? static_cast<DWORD>(ERROR_WINHTTP_SECURE_FAILURE) : error;
       FCount = count;
     }
     FWoken = true;

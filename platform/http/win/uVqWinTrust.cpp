@@ -1,5 +1,9 @@
 #include "platform/http/win/uVqWinTrust_p.h"
 
+#include <ws2tcpip.h>
+
+#include <algorithm>
+#include <cstddef>
 #include <limits>
 #include <vector>
 
@@ -43,6 +47,33 @@ HCERTSTORE NewStore() {
   const HCERTSTORE store = CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, CERT_STORE_CREATE_NEW_FLAG, nullptr);
   if (!store) throw EVqHTTPApiException("CertOpenStore", "There is not enough memory.", VqErrNotEnoughMemory);
   return store;
+}
+
+/// Whether a certificate is made out to an address: Windows looks for names alone, in older releases.
+bool IsMadeOutTo(PCCERT_CONTEXT certificate, const std::wstring& host) noexcept {
+  BYTE address[16];
+  DWORD size = 4;
+  if (InetPtonW(AF_INET, host.c_str(), address) != 1) {
+    size = 16;
+    if (InetPtonW(AF_INET6, host.c_str(), address) != 1) return false;
+  }
+  const CERT_INFO& info = *certificate->pCertInfo;
+  char oid[] = szOID_SUBJECT_ALT_NAME2;
+  const CERT_EXTENSION* const names = CertFindExtension(oid, info.cExtension, info.rgExtension);
+  CERT_ALT_NAME_INFO* list = nullptr;
+  DWORD length = 0;
+  if (!names || !CryptDecodeObjectEx(X509_ASN_ENCODING, X509_ALTERNATE_NAME, names->Value.pbData, names->Value.cbData,
+                                     CRYPT_DECODE_ALLOC_FLAG, nullptr, static_cast<void*>(&list), &length)) {
+    return false;
+  }
+  bool found = false;
+  for (DWORD i = 0; i < list->cAltEntry; ++i) {
+    const CERT_ALT_NAME_ENTRY& entry = list->rgAltEntry[i];
+    found = found || (entry.dwAltNameChoice == CERT_ALT_NAME_IP_ADDRESS && entry.IPAddress.cbData == size &&
+                      std::equal(address, address + size, entry.IPAddress.pbData));
+  }
+  LocalFree(list);
+  return found;
 }
 
 constexpr DWORD kDates = CERT_TRUST_IS_NOT_TIME_VALID;
@@ -89,6 +120,11 @@ void TVqWinTrust::Open(const TVqHTTPSessionSettings& session, TVqHTTPSecurityFla
   config.hExclusiveRoot = FAuthorities;
   config.dwExclusiveFlags = CERT_CHAIN_EXCLUSIVE_ENABLE_CA_FLAG;
   if (!CertCreateCertificateChainEngine(&config, &FEngine)) {
+    // Windows 7 does not know the last field: authorities below a root do not count there.
+    config.cbSize = offsetof(CERT_CHAIN_ENGINE_CONFIG, dwExclusiveFlags);
+    if (!CertCreateCertificateChainEngine(&config, &FEngine)) FEngine = nullptr;
+  }
+  if (!FEngine) {
     throw EVqHTTPApiException("CertCreateCertificateChainEngine",
                               "The authorities of the file could not be put to use.", VqErrSecureFailure);
   }
@@ -146,7 +182,7 @@ DWORD TVqWinTrust::TrustOf(PCCERT_CONTEXT certificate, HCERTCHAINENGINE engine, 
   CERT_CHAIN_POLICY_STATUS status = {};
   status.cbSize = sizeof status;
   const bool judged = CertVerifyCertificateChainPolicy(CERT_CHAIN_POLICY_SSL, chain, &policy, &status) != 0;
-  named = judged && status.dwError != static_cast<DWORD>(CERT_E_CN_NO_MATCH);
+  named = (judged && status.dwError != static_cast<DWORD>(CERT_E_CN_NO_MATCH)) || IsMadeOutTo(certificate, host);
   revocation = RevocationOf(chain);
   const DWORD errors = chain->TrustStatus.dwErrorStatus;
   CertFreeCertificateChain(chain);

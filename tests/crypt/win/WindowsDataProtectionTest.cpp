@@ -41,7 +41,9 @@ TEST(WindowsProtection, WhatIsNoneOfWindowsIsNamed) {
   const std::string blob = TextOf(TVqDataProtection().Encrypt(TVqBytes(std::string("secret")), false));
   EXPECT_EQ(FailureOf(TVqBytes(std::string("nothing of the kind"))), TVqProtectionFailure::foreignBytes);
   EXPECT_EQ(FailureOf(TVqBytes(std::string())), TVqProtectionFailure::foreignBytes);
-  EXPECT_EQ(FailureOf(TVqBytes(blob.substr(0, 3))), TVqProtectionFailure::truncated);
+  EXPECT_EQ(FailureOf(TVqBytes(std::string("\x01\0\0", 3))), TVqProtectionFailure::truncated);
+  EXPECT_NE(FailureOf(TVqBytes(blob.substr(0, blob.size() - 1))), TVqProtectionFailure::otherSystem);
+  EXPECT_EQ(FailureOf(TVqBytes(std::string("VqDP\x01 and what follows"))), TVqProtectionFailure::otherSystem);
 }
 
 TEST(WindowsProtection, DigestsAndRandomBytesAreTheSystems) {

@@ -123,7 +123,10 @@ int Shutdown(int socket, int how) {
   int size = sizeof listens;
   if (getsockopt(Of(socket), SOL_SOCKET, SO_ACCEPTCONN, reinterpret_cast<char*>(&listens), &size) == 0 && listens)
     return closesocket(Of(socket));
-  return ::shutdown(Of(socket), how);
+  const int done = ::shutdown(Of(socket), how);
+  // Nor does it end a wait for bytes.
+  if (how == SD_BOTH) CancelIoEx(reinterpret_cast<HANDLE>(Of(socket)), nullptr);
+  return done;
 }
 long long Send(int socket, const void* bytes, std::size_t count, int flags) {
   return ::send(Of(socket), static_cast<const char*>(bytes), static_cast<int>(count), flags);
