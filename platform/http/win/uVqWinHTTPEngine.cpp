@@ -425,6 +425,8 @@ void TVqWinHTTPEngine::TakeBody() {
     if (!WinHttpReadData(FCall->Handle(), FCall->Room.data(), available, nullptr)) RaiseLast("WinHttpReadData");
     Await(TStep::read);
     if (FCall->Count() == 0) break;
+    // More than there is room for: a length that the server made up came through.
+    if (FCall->Count() > available) Raise("WinHttpReadData", ERROR_WINHTTP_INVALID_SERVER_RESPONSE);
     taken += FCall->Count();
     FIntake.Take({FCall->Room.data(), FCall->Count()}, [&](std::string_view unpacked) {
       if (request.OnBody) request.OnBody(unpacked);
