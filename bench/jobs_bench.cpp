@@ -321,6 +321,7 @@ const TRow kRows[] = {
 TCost Measure(const TRow& row, const TPlace& place) {
   int ends[2];
   if (::pipe(ends) != 0) throw std::runtime_error("no pipe");
+  std::fflush(nullptr);  // or the child would print it, too
   const pid_t child = ::fork();
   if (child == 0) {
     ::close(ends[0]);
@@ -333,7 +334,6 @@ TCost Measure(const TRow& row, const TPlace& place) {
     } catch (const std::exception& failure) {
       std::fprintf(stderr, "%s by %s: %s\n", row.Job, row.Road, failure.what());
     }
-    std::fflush(nullptr);
     ::_exit(code);
   }
   ::close(ends[1]);
