@@ -18,6 +18,9 @@
 #include "bench/ForkedSimulator.h"
 #include "bench/Line.h"
 #include "bench/Measuring.h"
+#if __has_include("ews/bulk/uVqEWSBulk.h")
+#include "ews/bulk/uVqEWSBulk.h"
+#endif
 #include "ews/schema/uVqEWSPropsFLD.h"
 
 namespace velmore {
@@ -134,6 +137,8 @@ class TOurs {
     FStore = FSession.OpenDefaultMsgStore();
   }
   IVqEWSMsgStore& Store() { return *FStore; }
+  const TVqRef<IVqEWSMsgStore>& Mailbox() const { return FStore; }
+  TVqEWSServiceSession& Session() { return FSession; }
 
  private:
   TVqEWSServiceSession FSession;
@@ -305,6 +310,98 @@ TCost WeMarkOneByOne(const TPlace& place, TStopwatch& watch) {
   return watch.Stop(ScaleOf(ids.size(), kMany));
 }
 
+#if __has_include("ews/bulk/uVqEWSBulk.h")
+// ---- Many at once, in requests of the rival's size
+
+TVqEWSBulk Many(TOurs& ours, std::size_t requestSize) {
+  TVqEWSBulk bulk(ours.Mailbox());
+  bulk.SetRequestSize(requestSize);
+  return bulk;
+}
+
+std::vector<TItemId> IdsOf(std::span<const std::string> texts) {
+  std::vector<TItemId> ids;
+  for (const std::string& text : texts) ids.push_back({text, ""});
+  return ids;
+}
+template <typename T>
+void ExpectAll(const std::vector<T>& results, std::size_t count) {
+  Expect(results.size() == count, "results are missing");
+  for (const T& result : results) {
+    if (!result) throw std::runtime_error(result.FailureText().utf8());
+  }
+}
+
+TCost WeLoadManyAtOnce(const TPlace& place, TStopwatch& watch) {
+  TOurs ours(place, watch);
+  const auto ids = IdsOf(Some(place, kMany));
+  watch.Start();
+  std::size_t letters = 0;
+  Many(ours, kLoadBatch).GetItems(ids, [&](std::size_t, const TVqEWSItemResult& result) {
+    const auto& item = result.Value();
+    letters += item->GetSubject().utf8().size() + item->GetBodyText().utf8().size();
+  });
+  Expect(letters > kMany * kBody.size(), "bodies are missing");
+  return watch.Stop(1);
+}
+
+TCost WeExportManyAtOnce(const TPlace& place, TStopwatch& watch) {
+  TOurs ours(place, watch);
+  const auto ids = IdsOf(Some(place, kMany));
+  watch.Start();
+  TNowhere nowhere;
+  ExpectAll(Many(ours, kLoadBatch)
+                .ExportItems(ids, [&](std::size_t, const TVqEWSMimeText& text) { text.SaveToStream(nowhere); }),
+            kMany);
+  Expect(nowhere.GetSize() > kMany * kBody.size(), "texts are missing");
+  return watch.Stop(1);
+}
+
+TCost WeExportAll(const TPlace& place, TStopwatch& watch) {
+  TOurs ours(place, watch);
+  watch.Start();
+  const auto ids = IdsOf(place.Ids);
+  TNowhere nowhere;
+  ExpectAll(Many(ours, kExportBatch)
+                .ExportItems(ids, [&](std::size_t, const TVqEWSMimeText& text) { text.SaveToStream(nowhere); }),
+            kListed);
+  Expect(nowhere.GetSize() > kListed * kBody.size(), "texts are missing");
+  return watch.Stop(1);
+}
+
+TCost WeSendManyAtOnce(const TPlace& place, TStopwatch& watch) {
+  TOurs ours(place, watch);
+  const auto drafts = ours.Store().GetFolder(dfindrafts, "");
+  watch.Requests = 0;
+  watch.Start();
+  std::vector<TVqRef<IVqEWSItem>> mails;
+  for (int i = 0; i < kSent; ++i) mails.emplace_back(NewMail(*drafts, i));
+  ExpectAll(Many(ours, kSent).SendItems(mails, false), kSent);
+  return watch.Stop(1);
+}
+
+TCost WeMarkManyAtOnce(const TPlace& place, TStopwatch& watch) {
+  TOurs ours(place, watch);
+  const auto ids = IdsOf(Some(place, kMany));
+  watch.Start();
+  ExpectAll(Many(ours, kMarkBatch).MarkAsRead(ids, place.Flag), kMany);
+  return watch.Stop(1);
+}
+
+#endif
+
+#if __has_include("ews/items/uVqEWSItemLean.cpp")
+TCost WeLogOnLean(const TPlace& place, TStopwatch& watch) {
+  watch.Start();
+  TOurs ours(place, watch, false);
+  ours.Session().SetLeanRoundTrips(true);
+  ours.LogOn();
+  Expect(!ours.Store().GetFolderId(dfininbox).Id.empty(), "no inbox");
+  return watch.Stop(1);
+}
+#endif
+
+// The rival of a job stands first.
 const TRow kRows[] = {
     {"logon", "rival", RivalLogsOn},      {"logon", "single", WeLogOn},
     {"list", "rival", RivalLists},        {"list", "table", WeList},
@@ -313,6 +410,14 @@ const TRow kRows[] = {
     {"send", "rival", RivalSends},        {"send", "single", WeSendOneByOne},
     {"mark", "rival", RivalMarks},        {"mark", "single", WeMarkOneByOne},
     {"export", "rival", RivalExportsAll},
+#if __has_include("ews/bulk/uVqEWSBulk.h")
+    {"load", "bulk", WeLoadManyAtOnce},   {"mime", "bulk", WeExportManyAtOnce},
+    {"send", "bulk", WeSendManyAtOnce},   {"mark", "bulk", WeMarkManyAtOnce},
+    {"export", "bulk", WeExportAll},
+#endif
+#if __has_include("ews/items/uVqEWSItemLean.cpp")
+    {"logon", "lean", WeLogOnLean},
+#endif
 };
 
 // ---- Measuring
@@ -422,15 +527,14 @@ int Main(int argc, char** argv) {
     place.Slow = line > 0;
     std::printf("\nover a line of %d ms (medians of %d)\n%-8s %-10s %12s %10s %10s %9s %12s\n", line, settings.Rounds,
                 "job", "road", "wall s", "CPU s", "peak MB", "requests", "wall/rival");
-    std::map<const TRow*, std::vector<TCost>> costs;
-    for (std::size_t first = 0; first < std::size(kRows);) {
-      std::size_t behind = first;
-      while (behind < std::size(kRows) && std::strcmp(kRows[behind].Job, kRows[first].Job) == 0) ++behind;
-      const std::span<const TRow> roads(kRows + first, behind - first);
-      first = behind;
-      if (!settings.Jobs.empty() && !settings.Jobs.contains(roads.front().Job)) continue;
+    for (const char* const job : {"logon", "list", "load", "mime", "send", "mark", "export"}) {
+      std::vector<TRow> roads;
+      std::ranges::copy_if(kRows, std::back_inserter(roads),
+                           [&](const TRow& row) { return row.Job == std::string(job); });
+      if (!settings.Jobs.empty() && !settings.Jobs.contains(job)) continue;
       double rival = 0;
       std::map<const TRow*, long> requests;
+      std::map<const TRow*, std::vector<TCost>> costs;
       for (int round = -1; round < settings.Rounds; ++round) {
         for (const TRow& road : roads) {
           place.Flag = !place.Flag;
