@@ -15,7 +15,7 @@ void Job(IVqEWSMsgStore& store, std::span<char*>) {
   try {
     here->SaveChanges(soAutoResolve);
   } catch (const EEWSException& refusal) {
-    if (!refusal.Message().StartsWith("ErrorIrresolvableConflict")) throw;
+    if (refusal.ResponseCode() != "ErrorIrresolvableConflict") throw;
     here = store.GetItem(draft->GetID());
     here->SetSubject(here->GetSubject() + " at one");
     here->SaveChanges(soAutoResolve);

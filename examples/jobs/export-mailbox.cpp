@@ -4,20 +4,18 @@
 
 const char* const kUsage = "export-mailbox TARGET";
 
-int written = 0;
-
-void Export(IVqEWSMsgStore& store, IVqEWSFolder& folder, const fs::path& target) {
-  fs::create_directories(target);
-  for (const auto row : VqItemsOf(folder, FLD_ITEM_SUBJECT)) try {
-      written += SaveOnce(folder, row.Id(), row[FLD_ITEM_SUBJECT].GetAsString(), target);
-    } catch (const EEWSException& refusal) {  // kinds that have no form outside of the server
-      std::cerr << row[FLD_ITEM_SUBJECT].GetAsString() << ": " << refusal.what() << '\n';
-    }
-  for (const auto row : folder.GetSubFolders())
-    Export(store, *store.GetFolder(row.Id()), target / VqSafeFileName(row.DisplayName()).utf8());
-}
-
 void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
-  Export(store, *store.GetFolder(dfinmsgfolderroot, ""), arguments[0]);
+  int written = 0;
+  for (const TVqEWSFolderNode& node : VqFolderTree(*store.GetFolder(dfinmsgfolderroot, ""))) {
+    fs::path target = arguments[0];
+    for (const string& name : VqFolderPathParts(node.Path)) target /= VqSafeFileName(name.Replace("/", "_")).utf8();
+    fs::create_directories(target);
+    const auto folder = store.GetFolder(node.Id);
+    for (const auto row : VqItemsOf(*folder, FLD_ITEM_SUBJECT)) try {
+        written += SaveOnce(*folder, row.Id(), row[FLD_ITEM_SUBJECT].GetAsString(), target);
+      } catch (const EEWSException& refusal) {  // kinds that have no form outside of the server
+        std::cerr << row[FLD_ITEM_SUBJECT].GetAsString() << ": " << refusal.what() << '\n';
+      }
+  }
   std::cout << written << " written\n";
 }

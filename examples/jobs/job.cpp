@@ -12,10 +12,8 @@ void LogOn(TVqEWSServiceSession& session) {
 }
 
 TVqRef<IVqEWSFolder> FolderBelow(IVqEWSFolder& parent, const string& name) {
-  const auto store = Supports<IVqEWSMsgStore>(parent.GetMsgStore());
-  for (const auto row : parent.GetSubFolders())
-    if (SameText(row.DisplayName(), name)) return store->GetFolder(row.Id());
-  return store->GetFolder(parent.CreateFolder(sffFolder, name));
+  if (const auto folder = parent.FindSubFolder(VqFolderPathPart(name))) return folder;
+  return Supports<IVqEWSMsgStore>(parent.GetMsgStore())->GetFolder(parent.CreateFolder(sffFolder, name));
 }
 
 bool SaveOnce(IVqEWSFolder& folder, const TItemId& id, const string& subject, const fs::path& target) {
@@ -31,8 +29,8 @@ bool SaveOnce(IVqEWSFolder& folder, const TItemId& id, const string& subject, co
 
 int main(int argc, char** argv) try {
   const std::string_view usage = kUsage;
-  if (argc <= std::ranges::count(usage, ' ') - std::ranges::count(usage, '['))
-    throw EVqException("usage: " + string(usage));
+  const auto words = std::ranges::count(usage, ' ') - std::ranges::count(usage, '[');
+  if (argc <= words) throw EVqException("usage: " + string(usage));
   TVqEWSServiceSession session;
   LogOn(session);
   Job(*session.OpenDefaultMsgStore(), std::span(argv + 1, argv + argc));
