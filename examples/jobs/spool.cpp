@@ -3,32 +3,25 @@
 
 #include <atomic>
 #include <csignal>
+#include <thread>
 
 #include "job.h"
 
 const char* const kUsage = "spool TARGET";
 
-std::atomic<bool> ended{false}, look{true};
+std::atomic<bool> ended{false};
 
 void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
-  for (const int signal : {SIGINT, SIGTERM}) std::signal(signal, [](int) { ended = true; });
+  std::signal(SIGTERM, [](int) { ended = true; });
   fs::create_directories(arguments[0]);
   const auto inbox = store.GetFolder(dfininbox, "");
-  TVqEWSFolderEvents events;
-  events.SetEagerDispatch(true);
-  events.SetResubscribe(true);
-  events.SetOnItemCreated([](const auto&...) { look = true; });
-  events.SetOnConnectionState([](const auto&) { look = true; });  // what came in a gap is told by nobody
-  events.Subscribe(inbox);
-  events.Start();
-  while (!ended) try {
-      if (look.exchange(false))
-        for (const auto row : VqItemsOf(*inbox, FLD_ITEM_SUBJECT))
-          if (SaveOnce(*inbox, row.Id(), "", arguments[0]))
-            std::cout << row[FLD_ITEM_SUBJECT].GetAsString() << std::endl;
-      VqProcessMainThreadQueue(std::chrono::seconds(1));
+  const auto changes = VqChangesOf(*inbox, "", FLD_ITEM_SUBJECT);
+  for (; !ended; std::this_thread::sleep_for(std::chrono::seconds(2))) try {
+      for (const auto change : changes)
+        if (change.Kind() == TVqEWSChangeKind::created && SaveOnce(*inbox, change.Id(), "", arguments[0]))
+          std::cout << change[FLD_ITEM_SUBJECT].GetAsString() << std::endl;
     } catch (const EVqException& failure) {
-      std::cerr << failure.what() << '\n';
-      look = true;
+      std::cerr << failure.what() << std::endl;
+      changes->SetState("");  // all is told again, and what is there already does no harm
     }
 }
