@@ -37,6 +37,9 @@ void RemoveBareEntries(const IVqDOMElement& dictionary) {
 TVqEWSContact::TVqEWSContact(TVqComponent* ACreator, const TItemId& AItemId) : TVqEWSBaseItem(ACreator) {
   Initialize(AItemId);
 }
+TVqEWSContact::TVqEWSContact(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded) : TVqEWSBaseItem(ACreator) {
+  Initialize(ALoaded);
+}
 
 const TVqEWSMemberTable& TVqEWSContact::MemberTable() const {
   static const TVqEWSMemberTable table{"TVqEWSContact", &TVqEWSItemCore::MemberTable(), kContactMembers};
@@ -121,6 +124,10 @@ TVqEWSDistributionList::TVqEWSDistributionList(TVqComponent* ACreator, const TIt
     : TVqEWSBaseItem(ACreator) {
   Initialize(AItemId);
 }
+TVqEWSDistributionList::TVqEWSDistributionList(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded)
+    : TVqEWSBaseItem(ACreator) {
+  Initialize(ALoaded);
+}
 
 TVqEWSDistributionList::~TVqEWSDistributionList() {
   *FMembersAlive = false;
@@ -140,8 +147,7 @@ TVqRef<TVqEWSMembersList> TVqEWSDistributionList::GetMembers() {
   return FMembers;
 }
 
-void TVqEWSDistributionList::ReloadItem(const TItemId& AItemId) {
-  TVqEWSBaseItem::ReloadItem(AItemId);
+void TVqEWSDistributionList::AfterLoad() {
   *FMembersAlive = false;
   FMembersAlive = std::make_shared<bool>(true);
   FMembers = nullptr;

@@ -11,6 +11,8 @@ class TVqEWSContact : public TVqEWSBaseItem<TEwsContactItem>, public virtual IVq
  public:
   /// An empty id makes a new contact in `ACreator` (a folder, for its place); any other loads the contact (m:GetItem).
   TVqEWSContact(TVqComponent* ACreator, const TItemId& AItemId);
+  /// The contact that an answer to m:GetItem holds. Asks nothing.
+  TVqEWSContact(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded);
 
   TItemType GetItemType() override { return tContact; }
   /// From Exchange2016 on a member of the contact's own, which leaves the sensitivity alone.
@@ -45,15 +47,18 @@ class TVqEWSDistributionList : public TVqEWSBaseItem<TEwsDistributionList>, publ
  public:
   /// An empty id makes a new list in `ACreator` (a folder, for its place); any other loads the list (m:GetItem).
   TVqEWSDistributionList(TVqComponent* ACreator, const TItemId& AItemId);
+  /// The list that an answer to m:GetItem holds. Asks nothing.
+  TVqEWSDistributionList(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded);
 
   TItemType GetItemType() override { return tDistributionList; }
-  void ReloadItem(const TItemId& AItemId) override;
   TVqRef<TVqEWSMembersList> GetMembers() override;
 
   const TVqEWSMemberTable& MemberTable() const override;
 
  protected:
   ~TVqEWSDistributionList() override;
+
+  void AfterLoad() override;
 
  private:
   TVqRef<TVqEWSMembersList> FMembers;

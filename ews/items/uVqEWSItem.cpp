@@ -40,6 +40,9 @@ TVqEWSItemCore::~TVqEWSItemCore() {
 TVqEWSItem::TVqEWSItem(TVqComponent* ACreator, const TItemId& AItemId) : TVqEWSBaseItem(ACreator) {
   Initialize(AItemId);
 }
+TVqEWSItem::TVqEWSItem(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded) : TVqEWSBaseItem(ACreator) {
+  Initialize(ALoaded);
+}
 
 // ---- Where it hangs
 

@@ -14,6 +14,8 @@
 namespace velmore {
 
 class TVqBinResponse;
+class TVqEWSCall;
+struct TVqEWSLoadedItem;
 
 /// The type of a setter's argument: texts and bytes go by reference.
 template <typename T>
@@ -64,9 +66,6 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
 
   /// Reads the item again (m:GetItem): the records are new, and no attachments, categories or recipients are in hand.
   virtual void ReloadItem(const TItemId& AItemId);
-  /// Takes over an answer that is there already (of an m:GetItem for all properties), in place of a load. `AItem` is
-  /// the item in it.
-  void TakeLoad(const TVqRef<IVqSOAPEnvelope>& AAnswer, const IVqDOMElement& AItem);
   /// Deletes the inline images that a save made out of the body's pictures ("_inlineImg0" and so on). In memory: the
   /// save sends it.
   void ClearInlineAttachments();
@@ -79,10 +78,15 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   ~TVqEWSItemCore() override;
 
   /// What a constructor ends with: a new item (empty id) prepares its m:CreateItem, any other one is loaded, at once or
-  /// when it is first read.
+  /// when it is first read, or takes what was loaded already.
   void Initialize(const TItemId& AItemId);
+  void Initialize(const TVqEWSLoadedItem& ALoaded) { TakeLoaded(ALoaded); }
 
   void SetPropData(const IVqDOMElement& AElement) override;
+  /// Called when other records have taken the place of the former ones, which views that the item keeps belong to.
+  virtual void AfterLoad() {}
+  /// Called first in each save, before anything is composed.
+  virtual void PrepareSave() {}
   /// Called with each m:CreateItem and m:UpdateItem of a save before it is sent. The base moves pictures of an HTML
   /// body ("data:" and "file:") into inline attachments. Overriders call it first.
   virtual void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest);
@@ -131,9 +135,13 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   };
 
  private:
+  friend class TVqEWSItemParts;
   enum class TLater : std::uint8_t { no, opened, saved };
 
   void PrepareCreateItem();
+  void TakeLoaded(const TVqEWSLoadedItem& ALoaded);
+  void BeginSave();
+  bool IsToBeCreated();
   void OnGetSOAPElement(TVqXMLSchemaElement* ARecord, const TVqXMLSchemaInfo& AInfo);
   TVqRef<TVqBinResponse> FetchMimeContent();
   void AddPropertyURI(const IVqDOMElement& AProperties, const string& AEntry);
@@ -144,7 +152,10 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   void MergeDefinition(const IVqDOMElement& AAnswer, const string& AName);
   /// False when nothing was sent.
   bool UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly);
+  IVqDOMElement ComposeUpdate(const TVqEWSCall& ACall, TVqEWSSaveOption ASaveOption, bool AExtendedOnly);
   bool CreateItem();
+  /// True when extended properties were left out, which go out behind it.
+  bool ComposeCreate(const TVqEWSCall& ACall);
   void AddEntries(const IVqDOMElement& AUpdates, const char* AURI, TVqEWSProperty& AProperty,
                   const IVqDOMElement& ANow);
   std::vector<TVqRef<IVqEWSAttachment>> OwnAttachments();
@@ -214,6 +225,8 @@ class TVqEWSItem : public TVqEWSBaseItem<TEwsItem> {
  public:
   /// An empty id makes a new item in `ACreator` (a folder); any other loads the item (m:GetItem).
   TVqEWSItem(TVqComponent* ACreator, const TItemId& AItemId);
+  /// The item that an answer to m:GetItem holds. Asks nothing.
+  TVqEWSItem(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded);
 
  protected:
   ~TVqEWSItem() override = default;

@@ -72,6 +72,7 @@ void TVqEWSItemCore::LoadLater(const TItemId& AItemId) {
   FItem = nullptr;
   SetPartOfPropData(part, [this] { LoadNow(); });
   ForgetHandedOut();
+  AfterLoad();
 }
 
 void TVqEWSItemCore::LoadNow() {

@@ -32,7 +32,25 @@ PVqEWSPropDef AskingDefinition(const std::string& name) {
   return definition->Extended ? definition : GetPropDef("M" + name, true);
 }
 
+void AddLoadIds(const TVqEWSCall& call, std::span<const TItemId> ids) {
+  const IVqDOMElement list = call.Add("m:ItemIds");
+  for (const TItemId& id : ids) call.AddLoadId(list, "t:ItemId", id);
+}
+
 }  // namespace
+
+// ---- What is asked
+
+void EwsAskForItems(const TVqEWSCall& ACall, std::span<const TItemId> AIds) {
+  ACall.Add("m:ItemShape/t:BaseShape").SetText("AllProperties");
+  AddLoadIds(ACall, AIds);
+}
+
+void EwsAskForMime(const TVqEWSCall& ACall, std::span<const TItemId> AIds) {
+  ACall.Add("m:ItemShape/t:BaseShape").SetText("IdOnly");
+  ACall.Add("m:ItemShape/t:AdditionalProperties/t:FieldURI").SetAttribute("FieldURI", "item:MimeContent");
+  AddLoadIds(ACall, AIds);
+}
 
 // ---- New and loaded items
 
@@ -91,16 +109,17 @@ void TVqEWSItemCore::ReloadItem(const TItemId& AItemId) {
   FIsNewItem = false;
   if (FLater != TLater::no) return LoadLater(AItemId);
   TVqEWSCall call(*this, "GetItem");
-  call.Add("m:ItemShape/t:BaseShape").SetText("AllProperties");
-  call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", AItemId);
+  EwsAskForItems(call, {&AItemId, 1});
   const IVqDOMElement item = call.SendForItem();
-  TakeLoad(call.Response(), item);
+  TakeLoaded({item, call.Response()});
 }
 
-void TVqEWSItemCore::TakeLoad(const TVqRef<IVqSOAPEnvelope>& AAnswer, const IVqDOMElement& AItem) {
-  FPropDataElm = AItem;
-  FItem = AAnswer;
+void TVqEWSItemCore::TakeLoaded(const TVqEWSLoadedItem& ALoaded) {
+  FIsNewItem = false;
+  FPropDataElm = ALoaded.Element;
+  FItem = ALoaded.Envelope;
   SetPropData(FPropDataElm);
+  AfterLoad();
 }
 
 // ---- Lazy loading
@@ -275,9 +294,8 @@ void TVqEWSItemCore::SaveToStream(TVqStream& AStream) {
 
 TVqRef<TVqBinResponse> TVqEWSItemCore::FetchMimeContent() {
   TVqEWSCall call(*this, "GetItem");
-  call.Add("m:ItemShape/t:BaseShape").SetText("IdOnly");
-  call.Add("m:ItemShape/t:AdditionalProperties/t:FieldURI").SetAttribute("FieldURI", "item:MimeContent");
-  call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", GetID());
+  const TItemId id = GetID();
+  EwsAskForMime(call, {&id, 1});
   call.SendForItem([](std::string bytes, const string& name) -> TVqRef<TVqSOAPResponse> {
     return MakeRef<TVqBinResponse>(std::move(bytes), name);
   });

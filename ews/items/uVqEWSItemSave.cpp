@@ -64,20 +64,28 @@ void EwsRemoveEmptyMembers(const IVqDOMElement& AItem) {
   RemoveChildren(AItem, HoldsNothing);
 }
 
-void TVqEWSItemCore::SaveChanges(TVqEWSSaveOption ASaveOption) {
-  const bool withAttachments = !IsResponse();
+bool TVqEWSItemCore::IsToBeCreated() {
+  return GetID().Id.empty() && NewItemRequest();
+}
+
+void TVqEWSItemCore::BeginSave() {
+  PrepareSave();
   FSent.clear();
   if (HasEmptiedPart()) LoadNow();
-  if (withAttachments) PrepareAttachments();
+  if (!IsResponse()) PrepareAttachments();
+}
+
+void TVqEWSItemCore::SaveChanges(TVqEWSSaveOption ASaveOption) {
+  BeginSave();
   bool keyIsFresh = true;
-  if (GetID().Id.empty() && NewItemRequest()) {
+  if (IsToBeCreated()) {
     // Servers before Exchange2013_SP1 get extended properties in an update of their own.
     if (CreateItem()) UpdateItem(ASaveOption, true);
   } else {
     keyIsFresh = UpdateItem(ASaveOption, false);
   }
   if (GetID().Id.empty() && MayBeGone()) return;  // sent
-  if (withAttachments) SaveAttachments(keyIsFresh);
+  if (!IsResponse()) SaveAttachments(keyIsFresh);
   ReadBack();
 }
 
@@ -85,10 +93,24 @@ void TVqEWSItemCore::SaveChanges(TVqEWSSaveOption ASaveOption) {
 
 bool TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly) {
   const bool inSchemasForm = ActiveSession().GetWireForm() == TVqEWSWireForm::schema;
-  TVqEWSCall call(*this, {"UpdateItem", "m:UpdateItemResponse"});
-  call.Set("MessageDisposition", "SaveOnly");
-  call.Set("ConflictResolution", VqEnumToText(ASaveOption));
-  const IVqDOMElement change = call.Add("m:ItemChanges/t:ItemChange");
+  TVqEWSCall call(*this, kUpdateItem);
+  // An update without changes is sent, too: it refreshes the change key that attachments need.
+  const IVqDOMElement updates = ComposeUpdate(call, ASaveOption, AExtendedOnly);
+  if (inSchemasForm && !AExtendedOnly && !updates.HasChildElements()) FillEmptyUpdate(updates);
+  const std::optional<TItemId> id = EwsSendUpdate(ActiveSession(), call, updates);
+  // Its refusal has told that the server wants the schema's form, in which an update may be more than nothing.
+  if (!id && !inSchemasForm) return UpdateItem(ASaveOption, AExtendedOnly);
+  if (id) {
+    SetId(*id);
+    for (const IVqDOMElement& item : updates.CreateElementList("SetItemField/*", kSelectQuiet)) KeepSent(item);
+  }
+  return id.has_value();
+}
+
+IVqDOMElement TVqEWSItemCore::ComposeUpdate(const TVqEWSCall& ACall, TVqEWSSaveOption ASaveOption, bool AExtendedOnly) {
+  ACall.Set("MessageDisposition", "SaveOnly");
+  ACall.Set("ConflictResolution", VqEnumToText(ASaveOption));
+  const IVqDOMElement change = ACall.Add("m:ItemChanges/t:ItemChange");
   EwsWriteId(change.AddElement("t:ItemId"), GetID());
   const IVqDOMElement updates = change.AddElement("t:Updates");
 
@@ -113,17 +135,8 @@ bool TVqEWSItemCore::UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly
     }
   });
   part.reset();
-  // An update without changes is sent, too: it refreshes the change key that attachments need.
-  BeforeSaveChanges(*call.Request());
-  if (inSchemasForm && !AExtendedOnly && !updates.HasChildElements()) FillEmptyUpdate(updates);
-  const std::optional<TItemId> id = EwsSendUpdate(ActiveSession(), call, updates);
-  // Its refusal has told that the server wants the schema's form, in which an update may be more than nothing.
-  if (!id && !inSchemasForm) return UpdateItem(ASaveOption, AExtendedOnly);
-  if (id) {
-    SetId(*id);
-    for (const IVqDOMElement& item : updates.CreateElementList("SetItemField/*", kSelectQuiet)) KeepSent(item);
-  }
-  return id.has_value();
+  BeforeSaveChanges(*ACall.Request());
+  return updates;
 }
 
 void TVqEWSItemCore::AddSetItemField(const IVqDOMElement& AUpdates, TVqEWSProperty& AProperty) {
@@ -183,10 +196,19 @@ void TVqEWSItemCore::AddEntries(const IVqDOMElement& AUpdates, const char* AURI,
 }
 
 bool TVqEWSItemCore::CreateItem() {
-  // A copy goes out, so that a save that fails leaves the item as it was.
   TVqEWSCall call(*this, kCreateItem);
-  call.Request()->LoadEnvelope(*NewItemRequest());
-  const IVqDOMElement method = call.Method();
+  const bool extendedLeftOut = ComposeCreate(call);
+  const IVqDOMElement message = call.Send();
+  if (MayBeGone() && !message.SelectSingleElement("//ItemId", kSelectQuiet)) return false;
+  SetId(EwsReadId(call.FindMade(message, "//ItemId")));
+  KeepSent(call.Method().SelectSingleElement("Items/*", kSelectQuiet));
+  return extendedLeftOut;
+}
+
+bool TVqEWSItemCore::ComposeCreate(const TVqEWSCall& ACall) {
+  // A copy goes out, so that a save that fails leaves the item as it was.
+  ACall.Request()->LoadEnvelope(*NewItemRequest());
+  const IVqDOMElement method = ACall.Method();
   if (const IVqDOMElement attachments = method.SelectSingleElement("Items/*/Attachments", kSelectQuiet)) {
     attachments.GetParentElement().RemoveChild(attachments);
   }
@@ -198,11 +220,7 @@ bool TVqEWSItemCore::CreateItem() {
       if (withoutExtended) extended += RemoveChildren(item, IsExtended);
     }
   }
-  BeforeSaveChanges(*call.Request());
-  const IVqDOMElement message = call.Send();
-  if (MayBeGone() && !message.SelectSingleElement("//ItemId", kSelectQuiet)) return false;
-  SetId(EwsReadId(call.FindMade(message, "//ItemId")));
-  KeepSent(method.SelectSingleElement("Items/*", kSelectQuiet));
+  BeforeSaveChanges(*ACall.Request());
   return extended > 0;
 }
 

@@ -58,6 +58,9 @@ void RemoveSavedItemFolderId(const IVqDOMElement& method) {
 TVqEWSEMail::TVqEWSEMail(TVqComponent* ACreator, const TItemId& AItemId) : TVqEWSBaseItem(ACreator) {
   Initialize(AItemId);
 }
+TVqEWSEMail::TVqEWSEMail(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded) : TVqEWSBaseItem(ACreator) {
+  Initialize(ALoaded);
+}
 
 const TVqEWSMemberTable& TVqEWSEMail::MemberTable() const {
   static const TVqEWSMemberTable table{"TVqEWSEMail", &TVqEWSItemCore::MemberTable(), kMembers};
@@ -136,33 +139,35 @@ TEwsMimeContent& TVqEWSEMail::GetMimeContent() {
   return content;
 }
 
-// ---- Loading, saving, sending
+// ---- Saving and sending
 
-void TVqEWSEMail::ReloadItem(const TItemId& AItemId) {
-  TVqEWSBaseItem::ReloadItem(AItemId);
-  FRecipients.Drop();
-}
-
-void TVqEWSEMail::SaveChanges(TVqEWSSaveOption ASaveOption) {
+void TVqEWSEMail::PrepareSave() {
   if (const auto request = Supports<IVqSOAPRequest>(Envelope()))
     request->GetMethod().SetAttribute(kDisposition, "SaveOnly");
-  TVqEWSBaseItem::SaveChanges(ASaveOption);
+}
+
+void TVqEWSEMail::CheckNotSubmitted() {
+  if (GetIsSubmitted()) throw EVqException("The message has already been submitted!");
+}
+
+// Attachments go up one by one, and old servers send what they hold: both need the message saved first. The tree is
+// asked, not the accessor, which would ask the server and leave an empty element in the request.
+bool TVqEWSEMail::SendsInOneStep() {
+  return ServerVersion() > Exchange2013 && !NewRecord().FindNode("t:Attachments").HasChildren();
 }
 
 void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
-  if (GetIsSubmitted()) throw EVqException("The message has already been submitted!");
-  // Attachments go up one by one, and old servers send what they hold: both need the message saved first. The tree is
-  // asked, not the accessor, which would ask the server and leave an empty element in the request.
-  const bool hasAttachments = NewRecord().FindNode("t:Attachments").HasChildren();
-  const bool inOneStep = ServerVersion() > Exchange2013 && !hasAttachments;
+  CheckNotSubmitted();
   bool saved = false;
   const TReadBackAtOnce atOnce(*this);
-  if (!inOneStep && Supports<IVqSOAPRequest>(Envelope())) {
+  if (!SendsInOneStep() && Supports<IVqSOAPRequest>(Envelope())) {
     SaveChanges(soAutoResolve);  // which sets the disposition "SaveOnly"
     saved = true;
   }
-  if (const TVqRef<IVqSOAPRequest> request = NewItemRequest(); request && GetID().Id.empty()) {
-    SendNewItem(*request, AMoveToSentItems);
+  if (NewItemRequest() && GetID().Id.empty()) {
+    TVqEWSCall call(*this, kCreateItem);
+    ComposeSend(call, AMoveToSentItems);
+    call.Send();
   } else {
     if (!saved) SaveChanges(soAutoResolve);
     SendSavedItem(AMoveToSentItems);
@@ -171,10 +176,9 @@ void TVqEWSEMail::SubmitMessage(bool AMoveToSentItems) {
 }
 
 // A copy goes out: when it fails, the message stands as it was, and a save puts it where it was to go.
-void TVqEWSEMail::SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems) {
-  TVqEWSCall call(*this, kCreateItem);
-  call.Request()->LoadEnvelope(ARequest);
-  const IVqDOMElement method = call.Method();
+void TVqEWSEMail::ComposeSend(const TVqEWSCall& ACall, bool AMoveToSentItems) {
+  ACall.Request()->LoadEnvelope(*NewItemRequest());
+  const IVqDOMElement method = ACall.Method();
   method.SetAttribute(kDisposition, AMoveToSentItems ? "SendAndSaveCopy" : "SendOnly");
   if (AMoveToSentItems) {
     SetSentItems(
@@ -190,21 +194,30 @@ void TVqEWSEMail::SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems) {
     if (EwsIsEmpty(member) && NewRecord().GetTypeInfo(member.GetQualifiedName()).Kind == tkClass)
       item.RemoveChild(member);
   }
-  call.Send();
+}
+
+void TVqEWSEMail::CheckRefusedDeletions() {
+  if (!GetRefusedDeletions().empty()) throw EEWSException(GetRefusedDeletions().front().Refusal);
 }
 
 void TVqEWSEMail::SendSavedItem(bool AMoveToSentItems) {
-  // What was taken away is not to reach anybody.
-  if (!GetRefusedDeletions().empty()) throw EEWSException(GetRefusedDeletions().front().Refusal);
-  TVqEWSCall call(*this, {"SendItem", "m:SendItemResponse", TVqEWSAnswerPath::prefixed});
-  EwsWriteId(call.Add("m:ItemIds/t:ItemId"), GetID());
-  call.Set("SaveItemToFolder", AMoveToSentItems ? "true" : "false");
-  if (!AMoveToSentItems) {
-    RemoveSavedItemFolderId(call.Method());
-  } else if (ServerVersion() > Exchange2013) {
-    SetSentItems(call.Method().SelectSingleElement("SavedItemFolderId", kSelectCreate));
-  }
+  CheckRefusedDeletions();  // what was taken away is not to reach anybody
+  TVqEWSCall call(*this, kSendItem);
+  const TItemId id = GetID();
+  EwsAskToSend(call, {&id, 1}, AMoveToSentItems, ServerVersion());
   call.Send();
+}
+
+void EwsAskToSend(const TVqEWSCall& ACall, std::span<const TItemId> AIds, bool AMoveToSentItems,
+                  TServerVersion AVersion) {
+  const IVqDOMElement ids = ACall.Add("m:ItemIds");
+  for (const TItemId& id : AIds) EwsWriteId(ids.AddElement("t:ItemId"), id);
+  ACall.Set("SaveItemToFolder", AMoveToSentItems ? "true" : "false");
+  if (!AMoveToSentItems) {
+    RemoveSavedItemFolderId(ACall.Method());
+  } else if (AVersion > Exchange2013) {
+    SetSentItems(ACall.Method().SelectSingleElement("SavedItemFolderId", kSelectCreate));
+  }
 }
 
 }  // namespace velmore

@@ -13,12 +13,12 @@ class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMa
  public:
   /// An empty id makes a new message in `ACreator` (a folder, for its place); any other loads the message (m:GetItem).
   TVqEWSEMail(TVqComponent* ACreator, const TItemId& AItemId);
+  /// The message that an answer to m:GetItem holds. Asks nothing.
+  TVqEWSEMail(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded);
 
   TItemType GetItemType() override { return tMessage; }
   /// Of a draft: the content with "X-Unsent: 1" as its first line, in place of the first such line. Changes the record.
   TEwsMimeContent& GetMimeContent() override;
-  void ReloadItem(const TItemId& AItemId) override;
-  void SaveChanges(TVqEWSSaveOption ASaveOption) override;
 
   TVqRef<IVqEWSRecipient> GetSender() override;
   TVqRef<IVqEWSRecipient> GetFrom() override;
@@ -37,10 +37,18 @@ class TVqEWSEMail : public TVqEWSBaseItem<TEwsMessage>, public virtual IVqEWSEMa
  protected:
   ~TVqEWSEMail() override = default;
 
+  void AfterLoad() override { FRecipients.Drop(); }
+  void PrepareSave() override;
+
  private:
+  friend class TVqEWSItemParts;
+
   TVqRef<IVqEWSRecipient> Single(const char* AName, TEwsSingleRecipient& (TEwsMessage::*AGetter)() const);
   TVqRef<IVqEWSRecipients> Many(const char* AName, TEwsArrayOfRecipients& (TEwsMessage::*AGetter)() const);
-  void SendNewItem(IVqSOAPRequest& ARequest, bool AMoveToSentItems);
+  void CheckNotSubmitted();
+  void CheckRefusedDeletions();
+  bool SendsInOneStep();
+  void ComposeSend(const TVqEWSCall& ACall, bool AMoveToSentItems);
   void SendSavedItem(bool AMoveToSentItems);
 
   TVqEWSRecipientViews FRecipients;

@@ -52,6 +52,10 @@ bool IsOfTheServer(const string& uri) {
 TVqEWSCalendarItem::TVqEWSCalendarItem(TVqComponent* ACreator, const TItemId& AItemId) : TVqEWSBaseItem(ACreator) {
   Initialize(AItemId);
 }
+TVqEWSCalendarItem::TVqEWSCalendarItem(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded)
+    : TVqEWSBaseItem(ACreator) {
+  Initialize(ALoaded);
+}
 
 const TVqEWSMemberTable& TVqEWSCalendarItem::MemberTable() const {
   static const TVqEWSMemberTable table{"TVqEWSCalendarItem", &TVqEWSItemCore::MemberTable(), kMembers};
@@ -176,14 +180,13 @@ TCalendarItemType TVqEWSCalendarItem::GetCalendarItemType() {
 
 // ---- Saving
 
-void TVqEWSCalendarItem::SaveChanges(TVqEWSSaveOption ASaveOption) {
+void TVqEWSCalendarItem::PrepareSave() {
   // What nobody has read since the last save was not changed.
   if (const IVqDOMElement recurrence(KnownRecord().FindNode("t:Recurrence")); recurrence) {
     const IVqDOMElement loaded(KnownOldRecord().FindNode("t:Recurrence"));
     // Emptied, it is deleted; one that is empty because reading made it is not sent.
     PropertyByName(PR_RECURRENCE).SetDeleted(!EwsFirstPart(recurrence) && loaded && EwsFirstPart(loaded));
   }
-  TVqEWSBaseItem::SaveChanges(ASaveOption);
 }
 
 void TVqEWSCalendarItem::BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) {

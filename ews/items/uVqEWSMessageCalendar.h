@@ -15,6 +15,8 @@ class TVqEWSCalendarItem : public TVqEWSBaseItem<TEwsCalendarItem>, public virtu
  public:
   /// An empty id makes a new appointment in `ACreator` (a folder, for its place); any other loads it (m:GetItem).
   TVqEWSCalendarItem(TVqComponent* ACreator, const TItemId& AItemId);
+  /// The appointment that an answer to m:GetItem holds. Asks nothing.
+  TVqEWSCalendarItem(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded);
 
   TItemType GetItemType() override { return tCalendarItem; }
   TDateTime GetStartDateTime() override;
@@ -29,9 +31,6 @@ class TVqEWSCalendarItem : public TVqEWSBaseItem<TEwsCalendarItem>, public virtu
   bool GetIsAllDayEvent() override;
   void SetIsAllDayEvent(bool AValue) override;
   TCalendarItemType GetCalendarItemType() override;
-  /// Tells nobody: "SendToNone".
-  void SaveChanges(TVqEWSSaveOption ASaveOption) override;
-
   void SaveMeeting(TVqEWSSaveOption ASaveOption,
                    TSendMeetingInvitationsOrCancellations ASendMeetingInvitationsOrCancellations) override;
   TVqRef<IVqEWSCalendarItem> GetOccurrence(std::int32_t AIndex) override;
@@ -45,6 +44,8 @@ class TVqEWSCalendarItem : public TVqEWSBaseItem<TEwsCalendarItem>, public virtu
  protected:
   ~TVqEWSCalendarItem() override = default;
 
+  void PrepareSave() override;
+  /// Tells nobody: "SendToNone".
   void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) override;
 
  private:

@@ -13,6 +13,9 @@ class TVqEWSCalendarItemEx : public TVqEWSCalendarItem {
  public:
   /// An empty id makes a new item in `ACreator` (a folder, for its place); any other loads it (m:GetItem).
   TVqEWSCalendarItemEx(TVqComponent* ACreator, const TItemId& AItemId) : TVqEWSCalendarItem(ACreator, AItemId) {}
+  /// The calendar item that an answer to m:GetItem holds. Asks nothing.
+  TVqEWSCalendarItemEx(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded)
+      : TVqEWSCalendarItem(ACreator, ALoaded) {}
 
   void SaveChanges(TVqEWSSaveOption ASaveOption) override;
   void SaveMeeting(TVqEWSSaveOption ASaveOption,

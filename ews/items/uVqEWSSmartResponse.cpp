@@ -37,7 +37,7 @@ TKind KindOf(TVqEWSSmartResponseType type) {
 
 TVqEWSSmartResponse::TVqEWSSmartResponse(TVqEWSEMail* ACreator, TVqEWSSmartResponseType AResponseType)
     : TVqEWSBaseItem(ACreator), FOriginal(*ACreator), FResponseType(AResponseType) {
-  Initialize({});
+  Initialize(TItemId());
   EwsWriteId(GetReferenceItemId().AsElement(), FOriginal.GetID());
   SetResponseType(AResponseType);
 }
@@ -121,11 +121,6 @@ TVqRef<IVqEWSRecipient> TVqEWSSmartResponse::GetReceivedRepresenting() {
 }
 
 // ---- Saving and sending
-
-void TVqEWSSmartResponse::ReloadItem(const TItemId& AItemId) {
-  TVqEWSBaseItem::ReloadItem(AItemId);
-  FRecipients.Drop();
-}
 
 void TVqEWSSmartResponse::BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) {
   TVqEWSBaseItem::BeforeSaveChanges(ASOAPRequest);

@@ -26,7 +26,6 @@ class TVqEWSSmartResponse : public TVqEWSBaseItem<TEwsSmartResponse>, public vir
   TVqRef<IVqEWSRecipient> GetReceivedBy() override;
   TVqRef<IVqEWSRecipient> GetReceivedRepresenting() override;
 
-  void ReloadItem(const TItemId& AItemId) override;
   /// What is called through IVqEWSItem.
   void SaveChanges(TVqEWSSaveOption ASaveOption) override;
   TVqRef<IVqEWSEMail> SaveChanges(const TVqEWSSaveOption& ASaveOption) override;
@@ -36,6 +35,7 @@ class TVqEWSSmartResponse : public TVqEWSBaseItem<TEwsSmartResponse>, public vir
 
  protected:
   ~TVqEWSSmartResponse() override = default;
+  void AfterLoad() override { FRecipients.Drop(); }
   void BeforeSaveChanges(IVqSOAPRequest& ASOAPRequest) override;
   const char* BodyMember() override;
   string LoadedElementName() override { return AsElement().GetLocalName(); }

@@ -20,6 +20,10 @@ TVqEWSTask::TVqEWSTask(TVqComponent* ACreator, const TItemId& AItemId) : TVqEWSB
   if (AItemId.Id.empty() && NewItemRequest()) NewData().SetPercentComplete(0);
 }
 
+TVqEWSTask::TVqEWSTask(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded) : TVqEWSBaseItem(ACreator) {
+  Initialize(ALoaded);
+}
+
 const TVqEWSMemberTable& TVqEWSTask::MemberTable() const {
   static const TVqEWSMemberTable table{"TVqEWSTask", &TVqEWSItemCore::MemberTable(), kMembers};
   return table;

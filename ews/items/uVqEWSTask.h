@@ -14,6 +14,8 @@ class TVqEWSTask : public TVqEWSBaseItem<TEwsTask>, public virtual IVqEWSTask {
   /// An empty id makes a new task in `ACreator` (a folder, for its place), of which 0 percent are done; any other loads
   /// the task (m:GetItem).
   TVqEWSTask(TVqComponent* ACreator, const TItemId& AItemId);
+  /// The task that an answer to m:GetItem holds. Asks nothing.
+  TVqEWSTask(TVqComponent* ACreator, const TVqEWSLoadedItem& ALoaded);
 
   TItemType GetItemType() override { return tTask; }
   /// Servers before Exchange2013: of a new task as m:CreateItem, and then always an m:UpdateItem, with the due date if

@@ -4,10 +4,10 @@
 
 namespace velmore {
 
-TVqEWSCall::TVqEWSCall(TVqEWSObject& AObject, const TVqEWSOperation& AOperation)
+TVqEWSCall::TVqEWSCall(TVqEWSObject& AObject, const TVqEWSOperation& AOperation, TVqSOAPClient* AClient)
     : FSession(AObject.ActiveSession()),
       FOperation(AOperation),
-      FRequest(AObject.CreateRequest(nullptr, string("m:") + AOperation.Name, AOperation.ResponseName)) {}
+      FRequest(AObject.CreateRequest(AClient, string("m:") + AOperation.Name, AOperation.ResponseName)) {}
 
 TVqEWSCall::TVqEWSCall(IVqEWSSession& ASession, const TVqEWSOperation& AOperation)
     : TVqEWSCall(ASession, AOperation,
@@ -18,10 +18,11 @@ TVqEWSCall::TVqEWSCall(IVqEWSSession& ASession, const TVqEWSOperation& AOperatio
 
 // ---- The request
 
-void TVqEWSCall::AddId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const {
+IVqDOMElement TVqEWSCall::AddId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const {
   const IVqDOMElement id = AIds.AddElement(AElementName);
   id.SetAttribute("Id", AId.Id);
   if (WritesChangeKey()) id.SetAttribute("ChangeKey", AId.ChangeKey);
+  return id;
 }
 
 void TVqEWSCall::AddLoadId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const {
@@ -38,7 +39,7 @@ IVqDOMElement TVqEWSCall::Send(const TVqSOAPResponseFactory& AFactory) {
 }
 
 IVqDOMElement TVqEWSCall::SendUnchecked(const TVqSOAPResponseFactory& AFactory) {
-  FRequest->Send(FResponse, TVqSOAPSendKind::synchronous, AFactory);
+  Exchange(AFactory);
   return Select(MessagePath());
 }
 
@@ -49,20 +50,20 @@ IVqDOMElement TVqEWSCall::SendAll() {
 }
 
 IVqDOMElement TVqEWSCall::SendAllUnchecked() {
-  FRequest->Send(FResponse);
-  return Select(MessagesPath());
+  Exchange();
+  return Messages();
 }
 
 IVqDOMElement TVqEWSCall::SendForItem(const TVqSOAPResponseFactory& AFactory) {
-  return SendForOnly("Item", AFactory);
+  return OnlyItem(Send(AFactory));
 }
 
 IVqDOMElement TVqEWSCall::SendForFolder() {
-  return SendForOnly("Folder", nullptr);
+  return OnlyFolder(Send());
 }
 
-IVqDOMElement TVqEWSCall::SendForOnly(const string& AKind, const TVqSOAPResponseFactory& AFactory) {
-  const IVqDOMElement list = Send(AFactory).SelectSingleElement(AKind + "s", kSelectRequired);
+IVqDOMElement TVqEWSCall::Only(const IVqDOMElement& AMessage, const string& AKind) {
+  const IVqDOMElement list = AMessage.SelectSingleElement(AKind + "s", kSelectRequired);
   if (list.ElementCount() != 1)
     throw EEWSException("Error" + AKind + "NotFound", "There was no " + AKind + "Id in the SOAP Response!", 0);
   return list.GetFirstChildElement();

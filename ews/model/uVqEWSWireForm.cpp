@@ -81,11 +81,10 @@ void DropTitles(const IVqDOMElement& method) {
     parent.RemoveChild(uri);
     if (!parent.HasChildElements()) parent.GetParentElement().RemoveChild(parent);
   }
-  const IVqDOMElement title = method.SelectSingleElement("Items/Contact/DisplayNamePrefix", kSelectQuiet);
-  if (title && title.GetTextAsUtf8().empty())
+  for (const IVqDOMElement& title : method.CreateElementList("Items/Contact/DisplayNamePrefix", kSelectQuiet)) {
+    if (!title.GetTextAsUtf8().empty()) refuse();
     title.GetParentElement().RemoveChild(title);
-  else if (title)
-    refuse();
+  }
 }
 
 /// An address as one value -> each of its parts. A filter takes a part only.

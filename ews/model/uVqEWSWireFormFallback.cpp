@@ -45,19 +45,12 @@ string CodeOf(const EVqSOAPFault& fault) {
   return fault.FaultCode().Copy(fault.FaultCode().Pos(u":") == string::npos ? 0 : fault.FaultCode().Pos(u":") + 1);
 }
 
-/// The request was not accepted as valid, so that nothing was carried out.
-bool SaysNotValid(const EVqSOAPFault& fault) {
-  if (CodeOf(fault) == kNotValid) return true;
-  static constexpr const char* kClient[] = {"client", "sender"};
-  return HasOneOf(fault.FaultCode(), kClient) && HasOneOf(fault.FaultString(), kOfValidators);
-}
-
 bool IsOfTheCaller(const EVqSOAPFault& fault) {
   return dynamic_cast<const EVqServerBusy*>(&fault) || HasOneOf(CodeOf(fault), kOfTheCaller);
 }
 
 bool RefusesTheForm(const string& operation, const EVqSOAPFault& fault) {
-  if (SaysNotValid(fault)) return true;
+  if (EwsSaysNotValid(fault)) return true;
   return EwsOnlyReads(operation) && !IsOfTheCaller(fault);
 }
 
@@ -88,6 +81,12 @@ bool IsEmptyUpdate(const IVqDOMElement& method) {
 
 }  // namespace
 
+bool EwsSaysNotValid(const EVqSOAPFault& AFault) {
+  if (CodeOf(AFault) == kNotValid) return true;
+  static constexpr const char* kClient[] = {"client", "sender"};
+  return HasOneOf(AFault.FaultCode(), kClient) && HasOneOf(AFault.FaultString(), kOfValidators);
+}
+
 void TVqEWSWireForms::Send(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AResponse,
                            const std::function<void()>& AExchange) {
   if (GetForm() == TVqEWSWireForm::schema) {
@@ -97,7 +96,7 @@ void TVqEWSWireForms::Send(IVqSOAPRequest& ARequest, TVqRef<IVqSOAPResponse>& AR
   try {
     AExchange();
   } catch (const EVqSOAPFault& fault) {
-    if (!FSchemaFallback && SaysNotValid(fault)) RaiseWithRemedy(fault);
+    if (!FSchemaFallback && EwsSaysNotValid(fault)) RaiseWithRemedy(fault);
     if (!FSchemaFallback || !RefusesTheForm(ARequest.GetMethod().GetLocalName(), fault)) throw;
     const std::exception_ptr first = std::current_exception();
     return SendOther(ARequest, AResponse, AExchange, [&] { std::rethrow_exception(first); });

@@ -1,8 +1,8 @@
 #include "ews/stores/uVqEWSFolder.h"
 
 #include "ews/items/uVqEWSItemClasses.h"
-#include "ews/model/internal/uVqEWSCall.h"
 #include "ews/schema/uVqEWSPropsPR.h"
+#include "ews/stores/internal/uVqEWSFolderCalls.h"
 #include "ews/stores/uVqEWSFolderPath_p.h"
 #include "ews/stores/uVqEWSSync.h"
 #include "ews/stores/uVqEWSTableParts_p.h"
@@ -48,9 +48,19 @@ TVqEWSFolder::TVqEWSFolder(TVqComponent* ACreator, const IVqDOMElement& AFolder)
 
 void TVqEWSFolder::Load(const TItemId& AFolderId) {
   TVqEWSCall call(*this, "GetFolder");
-  call.Add("m:FolderShape/t:BaseShape").SetText("AllProperties");
-  call.AddLoadId(call.Add("m:FolderIds"), "t:FolderId", AFolderId);
+  EwsAskForFolders(call, {&AFolderId, 1});
   SetPropData(call.SendForFolder());
+}
+
+TVqRef<IVqEWSFolder> EwsTakeFolder(TVqComponent* ACreator, const IVqDOMElement& ALoaded) {
+  if (ALoaded.GetLocalName() == "CalendarFolder") return MakeRef<TVqEWSCalendarFolder>(ACreator, ALoaded);
+  return MakeRef<TVqEWSFolder>(ACreator, ALoaded);
+}
+
+void EwsAskForFolders(const TVqEWSCall& ACall, std::span<const TItemId> AIds) {
+  ACall.Add("m:FolderShape/t:BaseShape").SetText("AllProperties");
+  const IVqDOMElement ids = ACall.Add("m:FolderIds");
+  for (const TItemId& id : AIds) ACall.AddLoadId(ids, "t:FolderId", id);
 }
 
 TVqRef<IVqEWSMsgStore> TVqEWSFolder::FindMsgStore() {
@@ -276,33 +286,47 @@ TItemId TVqEWSFolder::ImportItem(const string& AFileName, std::uint16_t, TVqEWSM
 
 TItemId TVqEWSFolder::ImportItem(TVqStream& AStream, TVqEWSMessageFlags AFlags) {
   TVqEWSCall call(*this, "CreateItem");
-  const bool mail = GetFolderFieldType() == sffFolder;
+  const TVqEWSImport import(*this, AFlags);
+  import.Add(import.Begin(call), AStream);
+  return call.SendForId("//ItemId");
+}
+
+TVqEWSImport::TVqEWSImport(IVqEWSFolder& AFolder, TVqEWSMessageFlags AFlags)
+    : FFolder(AFolder.GetID()), FMail(AFolder.GetFolderFieldType() == sffFolder) {
   bool draft = false;
-  if (mail) {
-    call.Set("MessageDisposition", "SaveOnly");
-    draft = GetID().Id == FindMsgStore()->GetFolder(dfindrafts, string())->GetID().Id;
+  if (FMail) {
+    const auto store = Supports<IVqEWSMsgStore>(AFolder.GetMsgStore());
+    draft = FFolder.Id == store->GetFolder(dfindrafts, string())->GetID().Id;
   }
-  call.AddId(call.Add("m:SavedItemFolderId"), "t:FolderId", GetID());
-  const IVqDOMElement message = call.Add("m:Items/t:Message");
+  if (!AFlags.empty()) {
+    FFlags = MessageFlagsValue(AFlags);
+  } else if (FMail) {
+    FFlags = draft ? "10" : "2";
+  }
+}
+
+IVqDOMElement TVqEWSImport::Begin(const TVqEWSCall& ACall) const {
+  if (FMail) ACall.Set("MessageDisposition", "SaveOnly");
+  ACall.AddId(ACall.Add("m:SavedItemFolderId"), "t:FolderId", FFolder);
+  return ACall.Add("m:Items");
+}
+
+void TVqEWSImport::Add(const IVqDOMElement& AItems, TVqStream& AMime) const {
+  // The stream is read whole. The message is text on its way: bytes that are no UTF-8 arrive as U+FFFD.
+  AMime.SetPosition(0);
+  std::string bytes = AMime.ReadAll();
+  if (!VqIsUtf8(bytes)) bytes = string(bytes).utf8();
+  const IVqDOMElement message = AItems.AddElement("t:Message");
   const IVqDOMElement mime = message.AddElement("t:MimeContent");
   mime.SetAttribute("CharacterSet", "UTF-8");
-  const string flags = !AFlags.empty() ? MessageFlagsValue(AFlags)
-                       : draft         ? string("10")
-                       : mail          ? string("2")
-                                       : string();
-  if (!flags.empty()) {
+  if (!FFlags.empty()) {
     const IVqDOMElement property = message.AddElement("t:ExtendedProperty");
     const IVqDOMElement uri = property.AddElement("t:ExtendedFieldURI");
     uri.SetAttribute("PropertyTag", kMessageFlagsTag);
     uri.SetAttribute("PropertyType", "Integer");
-    property.AddElement("t:Value").SetText(flags);
+    property.AddElement("t:Value").SetText(FFlags);
   }
-  // The stream is read whole. The message is text on its way: bytes that are no UTF-8 arrive as U+FFFD.
-  AStream.SetPosition(0);
-  std::string bytes = AStream.ReadAll();
-  if (!VqIsUtf8(bytes)) bytes = string(bytes).utf8();
   mime.SetText(VqBase64Encode(bytes));
-  return call.SendForId("//ItemId");
 }
 
 // ---- Calendar folders

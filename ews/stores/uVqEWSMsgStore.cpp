@@ -1,5 +1,6 @@
 #include "ews/stores/uVqEWSMsgStore.h"
 
+#include "ews/items/internal/uVqEWSItemParts.h"
 #include "ews/items/uVqEWSItemClasses.h"
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/internal/uVqEWSConstants.h"
@@ -135,10 +136,9 @@ TVqRef<IVqEWSFolderChanges> TVqEWSMsgStore::SyncFolders(const string& AState) {
 
 TVqRef<IVqEWSItem> TVqEWSMsgStore::GetItem(const TItemId& AItemId) {
   TVqEWSCall call(*this, "GetItem");
-  call.Add("m:ItemShape/t:BaseShape").SetText("AllProperties");
-  call.AddLoadId(call.Add("m:ItemIds"), "t:ItemId", AItemId);
+  EwsAskForItems(call, {&AItemId, 1});
   const IVqDOMElement item = call.SendForItem();
-  if (ActiveSession().GetLeanRoundTrips()) return EwsOpenAnsweredItem(call.Response(), item, this, AItemId);
+  if (ActiveSession().GetLeanRoundTrips()) return EwsOpenItem(this, {item, call.Response()});
   // This answer only tells the class: the object loads itself by a request of its own.
   return EwsOpenItem(item.GetLocalName(), this, AItemId);
 }

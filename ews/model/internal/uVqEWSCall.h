@@ -23,6 +23,9 @@ void EwsWriteId(const IVqDOMElement& AElement, const TItemId& AId);
 /// Whether an operation ("GetItem") leaves everything as it is, so that it may be repeated unseen.
 bool EwsOnlyReads(const string& AOperation);
 
+/// Whether a fault says that the request was not accepted as valid, so that nothing was carried out.
+bool EwsSaysNotValid(const EVqSOAPFault& AFault);
+
 /// Where the response messages of an operation stand, for "GetItem".
 enum class TVqEWSAnswerPath {  // those with "ResponseMessages" first
   plain,                       ///< "/Envelope/Body/GetItemResponse/ResponseMessages/GetItemResponseMessage"
@@ -52,8 +55,9 @@ struct TVqEWSOperation {
 /// changes something.
 class TVqEWSCall {
  public:
-  /// A request in the name of an object: each of its creators may add to it.
-  TVqEWSCall(TVqEWSObject& AObject, const TVqEWSOperation& AOperation);
+  /// A request in the name of an object: each of its creators may add to it. It goes out through the session's own
+  /// client unless another one is given.
+  TVqEWSCall(TVqEWSObject& AObject, const TVqEWSOperation& AOperation, TVqSOAPClient* AClient = nullptr);
   /// A request of the session's own.
   TVqEWSCall(IVqEWSSession& ASession, const TVqEWSOperation& AOperation);
   /// A request that is there already, to be sent as it stands.
@@ -73,8 +77,8 @@ class TVqEWSCall {
   void Set(const string& AName, const string& AValue) const { Method().SetAttribute(AName, AValue); }
 
   /// An id below a list of ids. Its change key goes along, as an attribute, where later servers than Exchange2013 are
-  /// asked.
-  void AddId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const;
+  /// asked. Gives the new element.
+  IVqDOMElement AddId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const;
   /// The same for what is to be loaded: the change key stands in an element of its own, beside the id and under the
   /// attribute name "Id". Wanted as it stands; see uVqEWSWireForm.h for the other form.
   void AddLoadId(const IVqDOMElement& AIds, const string& AElementName, const TItemId& AId) const;
@@ -91,10 +95,21 @@ class TVqEWSCall {
   /// The same, checked by the caller one by one, or not at all.
   IVqDOMElement SendAllUnchecked();
 
+  /// Sends it and reads nothing yet. The thread that the request's client belongs to may do this, whichever composed
+  /// the request.
+  void Exchange(const TVqSOAPResponseFactory& AFactory = nullptr) {
+    FRequest->Send(FResponse, TVqSOAPSendKind::synchronous, AFactory);
+  }
+  /// The element of all response messages of an answer that is there.
+  IVqDOMElement Messages() const { return Select(MessagesPath()); }
+
   /// Sends it and gives the only item, or folder, of the response message. Raises EEWSException "ErrorItemNotFound" or
   /// "ErrorFolderNotFound", and the text "There was no ItemId in the SOAP Response!", for any other number than one.
   IVqDOMElement SendForItem(const TVqSOAPResponseFactory& AFactory = nullptr);
   IVqDOMElement SendForFolder();
+  /// The same for a message that is there and was checked.
+  static IVqDOMElement OnlyItem(const IVqDOMElement& AMessage) { return Only(AMessage, "Item"); }
+  static IVqDOMElement OnlyFolder(const IVqDOMElement& AMessage) { return Only(AMessage, "Folder"); }
   /// Sends it and gives the element that tells what was made ("//ItemId"), or the id in it. Raises EVqEWSIdNotTold when
   /// the answer lacks it.
   IVqDOMElement SendForMade(const string& APath) { return FindMade(Send(), APath); }
@@ -117,7 +132,7 @@ class TVqEWSCall {
   string MessagesPath() const;
   string MessagePath() const;
   IVqDOMElement Select(const string& APath) const;
-  IVqDOMElement SendForOnly(const string& AKind, const TVqSOAPResponseFactory& AFactory);
+  static IVqDOMElement Only(const IVqDOMElement& AMessage, const string& AKind);
 
   IVqEWSSession& FSession;
   TVqEWSOperation FOperation;
