@@ -4,6 +4,7 @@
 /// stay out: include the family that you use (uVqEWSPropsFLD.h for FLD_ITEM_SUBJECT, uVqEWSPropsPR.h for PR_SUBJECT,
 /// and so on).
 
+#include "ews/bulk/uVqEWSBulk.h"
 #include "ews/dialogs/uVqEWSAddressbook.h"
 #include "ews/dialogs/uVqEWSFolderDialog.h"
 #include "ews/events/uVqEWSFolderEvents.h"

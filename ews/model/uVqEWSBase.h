@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <stop_token>
 
 #include "ews/model/uVqEWSInterfaces.h"
 #include "ews/values/uVqEWSProperties.h"
@@ -49,6 +50,16 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
 
   /// The address that the session's own user is likely to have, without asking anybody; empty when nothing tells one.
   virtual string GetOwnAddress() { return {}; }
+
+  /// The stop token of the session's own client; see TVqEWSCustomSession::SetStopToken.
+  virtual std::stop_token GetStopToken() const { return {}; }
+  /// For operations of several requests, which end by the session's Cancel as a whole, waits between requests included:
+  /// from the first call to the second, Cancel asks this source for a stop. Nothing here.
+  virtual void BeginOperation(const std::stop_source&) {}
+  virtual void EndOperation(const std::stop_source&) noexcept {}
+  /// A client for an operation that works with several at a time: as CreateHTTPClient gives it on the session's
+  /// connections, with the session's time-outs.
+  virtual TVqRef<IVqHTTPClient> CreateWorkingClient() { return CreateHTTPClient(true); }
 
   /// What binds the session to one server of a farm; empty until a reply brings it.
   const string& GetExchangeCookie() const noexcept { return FExchangeCookie; }

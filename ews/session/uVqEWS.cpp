@@ -425,6 +425,12 @@ TVqRef<IVqHTTPClient> TVqEWSCustomSession::CreateHTTPClient(bool AUseSession) {
   return result;
 }
 
+TVqRef<IVqHTTPClient> TVqEWSCustomSession::CreateWorkingClient() {
+  const TVqRef<IVqHTTPClient> client = CreateHTTPClient(true);
+  client->GetComponent()->SetTimeOuts(FTimeOuts);
+  return client;
+}
+
 void TVqEWSCustomSession::InitSOAPEnv(TVqSOAPClient& AClient) {
   AClient.InitSOAPEnv(FServiceUrl, "soap",
                       {{"xmlns:xsi", "http://www.w3.org/2001/XMLSchema-instance"},
@@ -515,7 +521,18 @@ void TVqEWSCustomSession::CheckResponseError(const IVqDOMElement& AElement) {
 
 void TVqEWSCustomSession::Cancel() noexcept {
   const std::scoped_lock lock(FClientMutex);
+  for (std::stop_source& operation : FOperations) operation.request_stop();
   if (FHTTPClient) FHTTPClient->Cancel();
+}
+
+void TVqEWSCustomSession::BeginOperation(const std::stop_source& AStop) {
+  const std::scoped_lock lock(FClientMutex);
+  FOperations.push_back(AStop);
+}
+
+void TVqEWSCustomSession::EndOperation(const std::stop_source& AStop) noexcept {
+  const std::scoped_lock lock(FClientMutex);
+  std::erase(FOperations, AStop);
 }
 
 void TVqEWSCustomSession::SetStopToken(std::stop_token AValue) {

@@ -380,11 +380,16 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   // ---- Cancelling and watching
 
   /// Ends, within 100 ms, the request that the session's own client has under way: the operation raises
-  /// EVqHTTPApiException 6. Does nothing when there is none. Any thread may call it.
+  /// EVqHTTPApiException 6. An operation on many items (uVqEWSBulk.h) ends as a whole, with all of its connections and
+  /// waits. Does nothing when there is none. Any thread may call it.
   void Cancel() noexcept;
   /// Does the same when a stop is requested through this token, and also ends every request that would follow, until
   /// another token is set: for operations of several requests. An empty token, the default, never requests a stop.
   void SetStopToken(std::stop_token AValue);
+  std::stop_token GetStopToken() const override { return FStopToken; }
+  void BeginOperation(const std::stop_source& AStop) override;
+  void EndOperation(const std::stop_source& AStop) noexcept override;
+  TVqRef<IVqHTTPClient> CreateWorkingClient() override;
   /// Handlers that see each message of the session's own client: a request before it goes out, a reply once it has come
   /// in whole. Secrets are masked.
   void SetOnRequest(TVqEWSTrafficEvent AValue) { FOnRequest = std::move(AValue); }
@@ -504,8 +509,9 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   TServerVersion FRequestVersion = Exchange2007;
   TVqWindowHandle FParentWnd = 0;
   std::unique_ptr<TVqHTTPSessionBase> FHTTPSession;
-  std::mutex FClientMutex;  // protects which client the next is, against Cancel
+  std::mutex FClientMutex;  // protects which client the next is, and the operations, against Cancel
   std::unique_ptr<TVqHTTPClientBase> FHTTPClient;
+  std::vector<std::stop_source> FOperations;
   std::unique_ptr<TVqSOAPClient> FSOAPClient;
   TVqNotifyEvent FAfterLogon, FBeforeLogoff, FAfterLogoff;
   bool FTimeZoneIsOpen = false;  // the server's list was not asked for yet

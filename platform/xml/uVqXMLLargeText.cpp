@@ -1,6 +1,7 @@
 #include "platform/xml/internal/uVqXMLLargeText.h"
 
 #include <algorithm>
+#include <charconv>
 
 #include "platform/xml/uVqXMLDOMData_p.h"
 #include "platform/xml/uVqXMLScan_p.h"
@@ -44,22 +45,41 @@ bool IsPlain(std::string_view text) {
   return foreign == 0;
 }
 
-}  // namespace
+/// Where a text stands; nothing when both are the same.
+struct TPlace {
+  std::size_t Start = 0;
+  std::size_t End = 0;
+};
 
-TVqSharedText CutText(std::string& bytes, std::string_view localName) {
+/// The text of the next element of this local name, if it is one to be cut. `from` goes behind its start tag, or is
+/// npos when there is no more such element.
+TPlace FindText(std::string_view bytes, std::string_view localName, std::size_t& from) {
   std::size_t name = std::string::npos;
-  for (std::size_t at = bytes.find('<'); at != std::string::npos; at = bytes.find('<', at + 1)) {
+  for (std::size_t at = bytes.find('<', from); at != std::string::npos; at = bytes.find('<', at + 1)) {
     name = BehindName(bytes, at, localName);
     if (name != std::string::npos) break;
   }
-  if (name == std::string::npos) return nullptr;
+  from = name;
+  if (name == std::string::npos) return {};
   std::size_t start = EndOfTag(bytes, name);
-  if (start == std::string::npos || bytes[start - 1] == '/') return nullptr;
+  if (start == std::string::npos || bytes[start - 1] == '/') return {};
   ++start;
   const std::size_t end = bytes.find('<', start);
   // A text in several pieces, around a comment or a section, is for the parser.
-  if (end == std::string::npos || end == start || bytes.compare(end, 2, "</") != 0) return nullptr;
-  if (!IsPlain(std::string_view(bytes).substr(start, end - start))) return nullptr;
+  if (end == std::string::npos || end == start || bytes.compare(end, 2, "</") != 0) return {};
+  if (!IsPlain(bytes.substr(start, end - start))) return {};
+  from = end;
+  return {start, end};
+}
+
+constexpr char kMark = '#';  // no base64 has it
+
+}  // namespace
+
+TVqSharedText CutText(std::string& bytes, std::string_view localName) {
+  std::size_t from = 0;
+  const auto [start, end] = FindText(bytes, localName, from);
+  if (end == start) return nullptr;
 
   // The text is what is large: it stays where it is, and what is around it moves.
   std::string around;
@@ -71,6 +91,29 @@ TVqSharedText CutText(std::string& bytes, std::string_view localName) {
   text.erase(0, start);
   if (text.find('\r') != std::string::npos) text = WithLines(text);
   return std::make_shared<const std::string>(std::move(text));
+}
+
+TVqCutTexts CutTexts(std::string& bytes, std::string_view localName) {
+  auto whole = std::make_shared<const std::string>(std::move(bytes));
+  TVqCutTexts texts{whole, {}};
+  bytes.clear();
+  std::size_t copied = 0;
+  for (std::size_t from = 0; from != std::string::npos;) {
+    const auto [start, end] = FindText(*whole, localName, from);
+    if (end == start) continue;
+    bytes.append(*whole, copied, start - copied).append(1, kMark).append(std::to_string(texts.Texts.size()));
+    texts.Texts.push_back(std::string_view(*whole).substr(start, end - start));
+    copied = end;
+  }
+  bytes.append(*whole, copied);
+  return texts;
+}
+
+std::string_view CutTextOf(const TVqCutTexts& texts, const IVqDOMElement& element, std::string& own) {
+  own = element.GetTextAsUtf8();
+  std::size_t which = texts.Texts.size();
+  if (!own.empty() && own.front() == kMark) std::from_chars(own.data() + 1, own.data() + own.size(), which);
+  return which < texts.Texts.size() ? texts.Texts[which] : std::string_view(own);
 }
 
 void ShareText(const IVqDOMElement& target, TVqSharedText text) {

@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/xml/uVqXMLDOM.h"
 
@@ -27,6 +28,19 @@ using TVqSharedText = std::shared_ptr<const std::string>;
 /// parsed. None, and the bytes are as they were, when there is no such element, or when its text is anything but
 /// characters of ASCII that stand for themselves, as base64 is: that is for the parser.
 TVqSharedText CutText(std::string& bytes, std::string_view localName);
+
+/// Texts that were cut out of the bytes of one document: views of these, which are held once.
+struct TVqCutTexts {
+  std::shared_ptr<const std::string> Bytes;
+  std::vector<std::string_view> Texts;
+};
+
+/// Cuts the texts of all elements of this local name, as CutText does with the first. In their places stand marks,
+/// which tell which text it was; see CutTextOf. Line breaks in the texts are as they came.
+TVqCutTexts CutTexts(std::string& bytes, std::string_view localName);
+/// The text that was cut out of an element, or the one that stands in it: that is put into `own`, which must outlive
+/// the view.
+std::string_view CutTextOf(const TVqCutTexts& texts, const IVqDOMElement& element, std::string& own);
 
 /// Replaces what is inside `target` by a text, which must be one that XML can carry. None is the empty text.
 void ShareText(const IVqDOMElement& target, TVqSharedText text);

@@ -1,0 +1,63 @@
+#pragma once
+
+// What the operations on many have in common: their results, and requests that are filled with ids.
+
+#include "ews/bulk/uVqEWSBulkRun_p.h"
+#include "ews/items/internal/uVqEWSItemParts.h"
+
+namespace velmore {
+
+/// Items in one request, unless the application says otherwise: where objects or texts travel, and where ids do.
+inline constexpr std::size_t kEwsUsualSize = 100;
+inline constexpr std::size_t kEwsUsualSizeOfIds = 500;
+
+/// The results of an operation, as its jobs fill them.
+template <typename T>
+class TVqEWSResults {
+ public:
+  /// So many, of items whose turn has not come.
+  explicit TVqEWSResults(std::size_t ACount) : FResults(ACount) {}
+
+  TVqEWSResult<T>& operator[](std::size_t AItem) { return FResults[AItem]; }
+  /// For a job's Fail.
+  auto Fail() {
+    return [this](std::size_t item, const std::exception_ptr& failure, bool sent) {
+      FResults[item] = TVqEWSResult<T>(failure, sent);
+    };
+  }
+  std::vector<TVqEWSResult<T>> Take() { return std::move(FResults); }
+
+ private:
+  std::vector<TVqEWSResult<T>> FResults;
+};
+
+/// A job over ids: `AFill` puts those of one request into it.
+template <typename TFill>
+TVqEWSBulkJob EwsJobOf(const TVqEWSOperation& AOperation, TVqEWSObject& AStore, std::span<const TItemId> AIds,
+                       TFill AFill) {
+  TVqEWSBulkJob job;
+  job.Operation = AOperation.Name;
+  job.Count = AIds.size();
+  job.Compose = [AOperation, &AStore, AIds, AFill](std::span<const std::size_t> offered, TVqSOAPClient* client,
+                                                   TVqEWSBulkRequest& request) {
+    request.Call = std::make_shared<TVqEWSCall>(AStore, AOperation, client);
+    request.Items.assign(offered.begin(), offered.end());
+    std::vector<TItemId> chosen;
+    chosen.reserve(offered.size());
+    for (const std::size_t item : offered) chosen.push_back(AIds[item]);
+    AFill(*request.Call, chosen);
+    return offered.size();
+  };
+  return job;
+}
+
+/// A job of m:SendItem.
+inline TVqEWSBulkJob EwsSendJob(TVqEWSObject& AStore, std::span<const TItemId> AIds, bool AMoveToSentItems) {
+  return EwsJobOf(kSendItem, AStore, AIds,
+                  [AMoveToSentItems, version = AStore.ActiveSession().GetServerVersion()](
+                      const TVqEWSCall& call, std::span<const TItemId> ids) {
+                    EwsAskToSend(call, ids, AMoveToSentItems, version);
+                  });
+}
+
+}  // namespace velmore
