@@ -1,32 +1,11 @@
 #include "ews/bulk/uVqEWSBulk.h"
 
 #include "ews/bulk/uVqEWSBulkJobs_p.h"
-#include "ews/items/internal/uVqEWSItemParts.h"
+#include "ews/items/internal/uVqEWSItemCalls.h"
 #include "ews/items/uVqEWSItemClasses.h"
 #include "ews/stores/internal/uVqEWSFolderParts.h"
-#include "ews/stores/uVqEWSFolder.h"
 
 namespace velmore {
-// ---- Results
-
-TVqEWSResultBase::TVqEWSResultBase() {
-  static const std::exception_ptr pending = std::make_exception_ptr(EAbort("The turn of this item did not come."));
-  FFailure = pending;
-}
-
-string TVqEWSResultBase::FailureText() const {
-  if (!FFailure) return {};
-  try {
-    std::rethrow_exception(FFailure);
-  } catch (const EVqException& failure) {
-    return failure.Message();
-  } catch (const std::exception& failure) {
-    return failure.what();
-  } catch (...) {
-    return "An exception of an unknown kind.";
-  }
-}
-
 // ---- Settings
 
 TVqEWSBulk::TVqEWSBulk(TVqRef<IVqEWSMsgStore> AStore) : FStore(std::move(AStore)) {
@@ -72,14 +51,10 @@ std::vector<TVqEWSItemResult> TVqEWSBulk::GetItems(std::span<const TItemId> AIds
 
 std::vector<TVqEWSFolderResult> TVqEWSBulk::GetFolders(std::span<const TItemId> AIds) {
   TVqEWSObject& store = Store();
-  TVqEWSResults<TVqRef<IVqEWSFolder>> results(AIds.size());
-  TVqEWSBulkJob job = EwsJobOf("GetFolder", store, AIds, EwsAskForFolders);
-  job.Read = [&](std::size_t item, const TVqEWSCall&, const IVqDOMElement& message) {
-    results[item] = TVqEWSFolderResult(EwsTakeFolder(&store, TVqEWSCall::OnlyFolder(message)));
-  };
-  job.Fail = results.Fail();
-  TVqEWSBulkRun(store.ActiveSession(), Settings(), AIds.size(), kEwsUsualSize).Run(job);
-  return results.Take();
+  return EwsRunOver<TVqRef<IVqEWSFolder>>(AIds, "GetFolder", store, Settings(), kEwsUsualSize, EwsAskForFolders,
+                                          [&](std::size_t, const TVqEWSCall&, const IVqDOMElement& message) {
+                                            return EwsTakeFolder(&store, TVqEWSCall::OnlyFolder(message));
+                                          });
 }
 
 // ---- Writing, by ids
@@ -90,6 +65,15 @@ namespace {
 void AddId(const TVqEWSCall& call, const IVqDOMElement& ids, const TItemId& id) {
   const IVqDOMElement added = call.AddId(ids, "t:ItemId", id);
   if (id.ChangeKey.empty() && added.HasAttribute("ChangeKey")) added.RemoveAttribute("ChangeKey");
+}
+
+TItemId NewId(std::size_t, const TVqEWSCall& call, const IVqDOMElement& message) {
+  return EwsReadId(call.FindMade(message, ".//ItemId"));
+}
+
+/// What is done to an item leaves nothing to be told but its own id.
+auto SameId(std::span<const TItemId> ids) {
+  return [ids](std::size_t item, const TVqEWSCall&, const IVqDOMElement&) { return ids[item]; };
 }
 
 }  // namespace
@@ -113,32 +97,17 @@ std::vector<TVqEWSIdResult> TVqEWSBulk::MarkAsRead(std::span<const TItemId> AIds
       field.AddElement("t:Message").AddElement("t:IsRead").SetText(VqBoolToXML(ARead));
     }
   };
-  TVqEWSResults<TItemId> results(AIds.size());
-  TVqEWSBulkJob job = EwsJobOf(kUpdateItem, store, AIds, fill);
-  job.Read = [&](std::size_t item, const TVqEWSCall& call, const IVqDOMElement& message) {
-    results[item] = TVqEWSIdResult(EwsReadId(call.FindMade(message, ".//ItemId")));
-  };
-  job.Fail = results.Fail();
-  TVqEWSBulkRun(store.ActiveSession(), Settings(), AIds.size(), kEwsUsualSizeOfIds).Run(job);
-  return results.Take();
+  return EwsRunOver<TItemId>(AIds, kUpdateItem, store, Settings(), kEwsUsualSizeOfIds, fill, NewId);
 }
 
 std::vector<TVqEWSIdResult> TVqEWSBulk::CopyOrMove(const char* AOperation, std::span<const TItemId> AIds,
                                                    const TItemId& AFolderId) {
-  TVqEWSObject& store = Store();
   const auto fill = [&](const TVqEWSCall& call, std::span<const TItemId> ids) {
     call.AddId(call.Add("m:ToFolderId"), "t:FolderId", AFolderId);
     const IVqDOMElement list = call.Add("m:ItemIds");
     for (const TItemId& id : ids) AddId(call, list, id);
   };
-  TVqEWSResults<TItemId> results(AIds.size());
-  TVqEWSBulkJob job = EwsJobOf(AOperation, store, AIds, fill);
-  job.Read = [&](std::size_t item, const TVqEWSCall& call, const IVqDOMElement& message) {
-    results[item] = TVqEWSIdResult(EwsReadId(call.FindMade(message, ".//ItemId")));
-  };
-  job.Fail = results.Fail();
-  TVqEWSBulkRun(store.ActiveSession(), Settings(), AIds.size(), kEwsUsualSizeOfIds).Run(job);
-  return results.Take();
+  return EwsRunOver<TItemId>(AIds, AOperation, Store(), Settings(), kEwsUsualSizeOfIds, fill, NewId);
 }
 
 std::vector<TVqEWSIdResult> TVqEWSBulk::MoveItems(std::span<const TItemId> AIds, const TItemId& AFolderId) {
@@ -153,7 +122,6 @@ std::vector<TVqEWSIdResult> TVqEWSBulk::DeleteItems(std::span<const TItemId> AId
                                                     TSendMeetingCancellations ACancellations) {
   if (ACancellations > smiocSendToAllAndSaveCopy)
     throw EVqException("A deletion cannot announce itself to some attendees only.");
-  TVqEWSObject& store = Store();
   const auto fill = [&](const TVqEWSCall& call, std::span<const TItemId> ids) {
     call.Set("DeleteType", VqEnumToText(ADeleteType));
     // What the items are is not asked: servers look at these for appointments and tasks alone.
@@ -162,27 +130,16 @@ std::vector<TVqEWSIdResult> TVqEWSBulk::DeleteItems(std::span<const TItemId> AId
     const IVqDOMElement list = call.Add("m:ItemIds");
     for (const TItemId& id : ids) AddId(call, list, id);
   };
-  TVqEWSResults<TItemId> results(AIds.size());
-  TVqEWSBulkJob job = EwsJobOf("DeleteItem", store, AIds, fill);
-  job.Read = [&](std::size_t item, const TVqEWSCall&, const IVqDOMElement&) {
-    results[item] = TVqEWSIdResult(AIds[item]);
-  };
-  job.Fail = results.Fail();
-  TVqEWSBulkRun(store.ActiveSession(), Settings(), AIds.size(), kEwsUsualSizeOfIds).Run(job);
-  return results.Take();
+  return EwsRunOver<TItemId>(AIds, "DeleteItem", Store(), Settings(), kEwsUsualSizeOfIds, fill, SameId(AIds));
 }
 
 std::vector<TVqEWSIdResult> TVqEWSBulk::SendItems(std::span<const TItemId> AIds, bool AMoveToSentItems) {
   TVqEWSObject& store = Store();
-  TVqEWSBulkRun run(store.ActiveSession(), Settings(), AIds.size(), kEwsUsualSize);
-  TVqEWSResults<TItemId> results(AIds.size());
-  TVqEWSBulkJob job = EwsSendJob(store, AIds, AMoveToSentItems);
-  job.Read = [&](std::size_t item, const TVqEWSCall&, const IVqDOMElement&) {
-    results[item] = TVqEWSIdResult(AIds[item]);
+  const TServerVersion version = store.ActiveSession().GetServerVersion();
+  const auto fill = [&](const TVqEWSCall& call, std::span<const TItemId> ids) {
+    EwsAskToSend(call, ids, AMoveToSentItems, version);
   };
-  job.Fail = results.Fail();
-  run.Run(job);
-  return results.Take();
+  return EwsRunOver<TItemId>(AIds, kSendItem, store, Settings(), kEwsUsualSize, fill, SameId(AIds));
 }
 
 }  // namespace velmore

@@ -3,7 +3,7 @@
 // What the operations on many have in common: their results, and requests that are filled with ids.
 
 #include "ews/bulk/uVqEWSBulkRun_p.h"
-#include "ews/items/internal/uVqEWSItemParts.h"
+#include "ews/items/internal/uVqEWSItemCalls.h"
 
 namespace velmore {
 
@@ -51,13 +51,19 @@ TVqEWSBulkJob EwsJobOf(const TVqEWSOperation& AOperation, TVqEWSObject& AStore, 
   return job;
 }
 
-/// A job of m:SendItem.
-inline TVqEWSBulkJob EwsSendJob(TVqEWSObject& AStore, std::span<const TItemId> AIds, bool AMoveToSentItems) {
-  return EwsJobOf(kSendItem, AStore, AIds,
-                  [AMoveToSentItems, version = AStore.ActiveSession().GetServerVersion()](
-                      const TVqEWSCall& call, std::span<const TItemId> ids) {
-                    EwsAskToSend(call, ids, AMoveToSentItems, version);
-                  });
+/// An operation of one job over ids: `ARead` makes the value of one out of its message.
+template <typename T, typename TFill, typename TRead>
+std::vector<TVqEWSResult<T>> EwsRunOver(std::span<const TItemId> AIds, const TVqEWSOperation& AOperation,
+                                        TVqEWSObject& AStore, const TVqEWSBulkSettings& ASettings,
+                                        std::size_t AUsualSize, TFill AFill, TRead ARead) {
+  TVqEWSResults<T> results(AIds.size());
+  TVqEWSBulkJob job = EwsJobOf(AOperation, AStore, AIds, AFill);
+  job.Read = [&](std::size_t item, const TVqEWSCall& call, const IVqDOMElement& message) {
+    results[item] = TVqEWSResult<T>(ARead(item, call, message));
+  };
+  job.Fail = results.Fail();
+  TVqEWSBulkRun(AStore.ActiveSession(), ASettings, AIds.size(), AUsualSize).Run(job);
+  return results.Take();
 }
 
 }  // namespace velmore

@@ -1,7 +1,8 @@
 // MIME texts of many messages, out of a mailbox and into one.
 
+#include "ews/bulk/uVqEWSBulk.h"
 #include "ews/bulk/uVqEWSBulkJobs_p.h"
-#include "ews/items/internal/uVqEWSItemParts.h"
+#include "ews/items/internal/uVqEWSItemCalls.h"
 #include "ews/stores/internal/uVqEWSFolderParts.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/internal/uVqXMLLargeText.h"

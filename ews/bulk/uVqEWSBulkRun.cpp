@@ -77,7 +77,7 @@ void TVqEWSBulkRun::Run(const TVqEWSBulkJob& AJob) {
   FNext = 0;
   FPending.resize(AJob.Count);
   for (std::size_t i = 0; i < AJob.Count; ++i) FPending[i] = i;
-  if (FEnd) End(FEnd);
+  if (const std::exception_ptr ended = Ended()) LeaveRest(ended);
   for (;;) {
     Deliver();
     Fill();
@@ -92,8 +92,8 @@ void TVqEWSBulkRun::Run(const TVqEWSBulkJob& AJob) {
 void TVqEWSBulkRun::RunAlone(std::size_t AItem, const TVqEWSBulkJob& AJob, const std::function<void()>& AAction) {
   FJob = &AJob;
   CheckStopped();
-  if (FEnd) {
-    Fail({&AItem, 1}, FEnd, false);
+  if (const std::exception_ptr ended = Ended()) {
+    Fail({&AItem, 1}, ended, false);
   } else {
     try {
       AAction();
@@ -107,6 +107,7 @@ void TVqEWSBulkRun::RunAlone(std::size_t AItem, const TVqEWSBulkJob& AJob, const
   }
   FNext = AItem;
   Deliver();
+  if (AJob.IsLast) Report();
   FJob = nullptr;
 }
 
@@ -141,7 +142,7 @@ void TVqEWSBulkRun::Start() {
   for (const std::size_t item : exchange.Request.Skipped) FArrived[item] = {};
   for (const auto& [item, failure] : exchange.Request.Refused) Fail({&item, 1}, failure, false);
   if (exchange.Request.Items.empty()) return Deliver();
-  const auto send = [call = exchange.Request.Call, &factory = FJob->Factory] { call->Exchange(factory); };
+  const auto send = [call = exchange.Request.Call, factory = FJob->Factory] { call->Exchange(factory); };
   if (lane.SOAP) {
     lane.Busy = true;
     exchange.Sent = std::async(std::launch::async, send);
@@ -298,8 +299,16 @@ void TVqEWSBulkRun::Deliver() {
 
 // ---- The end, and waits
 
+std::exception_ptr TVqEWSBulkRun::Ended() const {
+  return FEnd || FJob->Finishes ? FEnd : FStopAsked;
+}
+
 void TVqEWSBulkRun::End(const std::exception_ptr& AFailure) {
   FEnd = AFailure;
+  LeaveRest(AFailure);
+}
+
+void TVqEWSBulkRun::LeaveRest(const std::exception_ptr& AFailure) {
   const std::vector<std::size_t> left(FPending.begin(), FPending.end());
   FPending.clear();
   Fail(left, AFailure, false);
@@ -314,8 +323,9 @@ void TVqEWSBulkRun::Report(milliseconds AWaiting) {
   if (!FSettings.OnProgress) return;
   FProgress.RequestSize = FSize;
   FProgress.Waiting = AWaiting;
-  if (!FSettings.OnProgress(FProgress) && !FEnd)
-    End(std::make_exception_ptr(EAbort("The operation was stopped before the turn of this item came.")));
+  if (FSettings.OnProgress(FProgress) || FStopAsked) return;
+  FStopAsked = std::make_exception_ptr(EAbort("The operation was stopped before the turn of this item came."));
+  if (!FJob->Finishes) LeaveRest(FStopAsked);
 }
 
 void TVqEWSBulkRun::Wait(milliseconds ATime) {
@@ -326,9 +336,9 @@ void TVqEWSBulkRun::Wait(milliseconds ATime) {
   for (;;) {
     CheckStopped();
     const auto left = std::chrono::ceil<milliseconds>(until - std::chrono::steady_clock::now());
-    if (FEnd || left <= milliseconds(0)) return;
+    if (Ended() || left <= milliseconds(0)) return;
     Report(left);
-    if (FEnd) return;
+    if (Ended()) return;
     never.wait_for(lock, FStop.get_token(), std::min(left, kBetweenReports), [] { return false; });
   }
 }

@@ -6,8 +6,13 @@
 #include <deque>
 #include <future>
 #include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stop_token>
+#include <vector>
 
-#include "ews/bulk/uVqEWSBulk.h"
+#include "ews/bulk/uVqEWSBulkTypes.h"
 #include "ews/model/internal/uVqEWSCall.h"
 
 namespace velmore {
@@ -47,6 +52,8 @@ struct TVqEWSBulkJob {
   std::function<void(std::size_t AItem)> Tell = nullptr;
   /// Whether a success is the item's result, and not one of several steps.
   bool IsLast = true;
+  /// Whether it ends what was begun, and is not left out when the progress handler asks for a stop.
+  bool Finishes = false;
 };
 
 /// One operation on many: its connections, its waits and its progress, through one job or several.
@@ -100,6 +107,8 @@ class TVqEWSBulkRun {
   void AgainLater(std::span<const std::size_t> AItems, const std::exception_ptr& AFailure, std::int32_t ARetryAfter);
   void Succeeded();
   void Deliver();
+  std::exception_ptr Ended() const;
+  void LeaveRest(const std::exception_ptr& AFailure);
   void End(const std::exception_ptr& AFailure);
   void CheckStopped();
   void Report(std::chrono::milliseconds AWaiting = {});
@@ -116,7 +125,8 @@ class TVqEWSBulkRun {
   int FBusyInRow = 0;                    // requests and messages, since anything was done
   int FAloneInRow = 0;                   // requests with one item that failed as a whole, since one did not
   TVqEWSBulkProgress FProgress;
-  std::exception_ptr FEnd;  // why nothing more is sent
+  std::exception_ptr FEnd;        // why nothing more is sent
+  std::exception_ptr FStopAsked;  // the same, but for what ends what was begun
   std::stop_source FStop;
   std::optional<std::stop_callback<std::function<void()>>> FSessionStop;
   std::vector<std::unique_ptr<TLane>> FLanes;

@@ -5,7 +5,9 @@
 #include <tuple>
 #include <unordered_set>
 
+#include "ews/bulk/uVqEWSBulk.h"
 #include "ews/bulk/uVqEWSBulkJobs_p.h"
+#include "ews/items/internal/uVqEWSItemParts.h"
 #include "ews/items/uVqEWSItem.h"
 
 namespace velmore {
@@ -57,8 +59,9 @@ class TItems {
   using TIndices = std::vector<std::size_t>;
 
   /// A step that one item takes by itself. False when it failed.
-  bool Try(std::size_t item, bool isStep, const std::function<void()>& action) {
+  bool Try(std::size_t item, bool isStep, const std::function<void()>& action, bool finishes = false) {
     TVqEWSBulkJob job;
+    job.Finishes = finishes;
     job.Operation = "UpdateItem";
     job.Fail = [&](std::size_t at, const std::exception_ptr& failure, bool sent) { Fail(at, failure, sent); };
     job.IsLast = !isStep;
@@ -67,7 +70,7 @@ class TItems {
   }
 
   void Fail(std::size_t item, const std::exception_ptr& failure, bool sent) {
-    FResults[item] = TVqEWSIdResult(failure, sent);
+    FResults[item] = TVqEWSIdResult(failure, sent || FBegun[item]);
     FFailed[item] = true;
   }
   void Succeed(std::size_t item, const TItemId& id) { FResults[item] = TVqEWSIdResult(id); }
@@ -105,8 +108,9 @@ class TItems {
   /// whether there is anything to be sent; `list` is the element that holds the item.
   template <typename TCompose, typename TRead>
   void RunMerged(const TVqEWSOperation& operation, const char* list, const TIndices& items, TCompose compose,
-                 TRead read, bool isLast) {
+                 TRead read, bool isLast, bool finishes = false) {
     TVqEWSBulkJob job;
+    job.Finishes = finishes;
     job.Operation = operation.Name;
     job.Count = items.size();
     job.IsLast = isLast;
@@ -161,7 +165,7 @@ class TItems {
     std::vector<bool> fresh(FCores.size());
     const auto takeId = [&](std::size_t item, const TVqEWSCall& call, const IVqDOMElement& message) {
       FCores[item]->SetId(EwsReadId(call.FindMade(message, ".//ItemId")));
-      fresh[item] = true;
+      fresh[item] = FBegun[item] = true;
     };
     RunMerged(
         kCreateItem, "Items", created,
@@ -178,7 +182,8 @@ class TItems {
         takeId, false);
     DropFailed(saved);
     for (const std::size_t item : saved)
-      Try(item, true, [&] { TVqEWSItemParts::SaveAttachments(*FCores[item], fresh[item]); });
+      Try(
+          item, true, [&] { TVqEWSItemParts::SaveAttachments(*FCores[item], fresh[item]); }, true);
     DropFailed(saved);
     RunMerged(
         "GetItem", "ItemIds", saved,
@@ -192,7 +197,7 @@ class TItems {
           TVqEWSItemParts::TakeLoaded(*FCores[item], {TVqEWSCall::OnlyItem(message), call.Response()});
           Succeed(item, FCores[item]->GetID());
         },
-        isLast);
+        isLast, true);
   }
 
   /// The ways of TVqEWSEMail::SubmitMessage.
@@ -249,6 +254,7 @@ class TItems {
   TVqEWSResults<TItemId> FResults;
   std::vector<TVqEWSItemCore*> FCores;
   std::vector<bool> FFailed = std::vector<bool>(FCores.size());
+  std::vector<bool> FBegun = std::vector<bool>(FCores.size());  // a step has changed something on the server
   TVqEWSBulkRun FRun;
 };
 
@@ -271,15 +277,15 @@ std::vector<TVqEWSIdResult> TVqEWSBulk::MarkAsRead(std::span<const TVqRef<IVqEWS
                                                    bool ASuppressReceipts) {
   std::vector<TItemId> ids;
   ids.reserve(AItems.size());
-  for (const auto& item : AItems) ids.push_back(item->GetID());
+  for (const auto& item : AItems) ids.push_back(item ? item->GetID() : TItemId());
   auto results = MarkAsRead(ids, ARead, ASuppressReceipts);
   const IVqDOMDocument marked =
       VqCreateDOM(string("<t:Message xmlns:t=\"t\"><t:IsRead>") + VqBoolToXML(ARead) + "</t:IsRead></t:Message>");
   for (std::size_t i = 0; i < AItems.size(); ++i) {
-    if (!results[i]) continue;
-    auto& core = dynamic_cast<TVqEWSItemCore&>(*AItems[i]);
-    TVqEWSItemParts::Merge(core, marked.GetDocumentElement(), "IsRead");
-    core.SetId(results[i].Value());
+    const auto core = Supports<TVqEWSItemCore>(AItems[i]);
+    if (!results[i] || !core) continue;
+    TVqEWSItemParts::Merge(*core, marked.GetDocumentElement(), "IsRead");
+    core->SetId(results[i].Value());
   }
   return results;
 }

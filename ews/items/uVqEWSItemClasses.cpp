@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "ews/items/internal/uVqEWSItemParts.h"
+#include "ews/items/internal/uVqEWSItemCalls.h"
 #include "ews/items/uVqEWSContact.h"
 #include "ews/items/uVqEWSMessage.h"
 #include "ews/items/uVqEWSMessageEx.h"

@@ -2,8 +2,8 @@
 
 #include "ews/items/uVqEWSItem.h"
 
+#include "ews/items/internal/uVqEWSItemCalls.h"
 #include "ews/items/uVqEWSAttachments.h"
-#include "ews/items/uVqEWSItemCalls_p.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/schema/internal/uVqEWSWellKnownSets.h"
 #include "ews/schema/uVqEWSFieldURI.h"

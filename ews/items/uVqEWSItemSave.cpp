@@ -3,7 +3,7 @@
 
 #include "ews/items/uVqEWSItem.h"
 
-#include "ews/items/uVqEWSItemCalls_p.h"
+#include "ews/items/internal/uVqEWSItemCalls.h"
 #include "ews/model/uVqEWSWireForm.h"
 #include "ews/schema/internal/uVqEWSWellKnownSets.h"
 #include "ews/schema/uVqEWSFieldURI.h"

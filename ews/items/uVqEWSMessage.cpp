@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "ews/items/uVqEWSItemCalls_p.h"
+#include "ews/items/internal/uVqEWSItemCalls.h"
 #include "ews/items/uVqEWSMemberRows_p.h"
 #include "ews/values/internal/uVqEWSEmptyElements.h"
 #include "platform/common/uVqNetEncoding.h"

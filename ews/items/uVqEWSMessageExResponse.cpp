@@ -2,7 +2,7 @@
 
 #include "ews/items/uVqEWSMessageEx.h"
 
-#include "ews/items/uVqEWSItemCalls_p.h"
+#include "ews/items/internal/uVqEWSItemCalls.h"
 #include "ews/schema/uVqEWSPropsMPR.h"
 #include "ews/values/internal/uVqEWSEmptyElements.h"
 

@@ -1,6 +1,6 @@
 #include "ews/stores/uVqEWSMsgStore.h"
 
-#include "ews/items/internal/uVqEWSItemParts.h"
+#include "ews/items/internal/uVqEWSItemCalls.h"
 #include "ews/items/uVqEWSItemClasses.h"
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/internal/uVqEWSConstants.h"

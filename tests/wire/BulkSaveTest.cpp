@@ -279,6 +279,36 @@ TEST_P(BulkSave, AStopBetweenWindowsLeavesTheOthersAsTheyWere) {
   EXPECT_EQ(CountIn(dfindrafts), 2u);
 }
 
+TEST_P(BulkSave, AStopLetsWhatWasBegunBeReadBack) {
+  TItems items = NewMails(4);
+  auto bulk = Bulk();
+  bulk.SetRequestSize(2);
+  bulk.SetOnProgress([](const TVqEWSBulkProgress&) { return false; });
+  Forget();
+  const auto results = bulk.SaveItems(items);
+  EXPECT_EQ(Operations(), (Names{"CreateItem", "GetItem"}));
+  EXPECT_TRUE(results[0]);
+  EXPECT_TRUE(results[1]);
+  EXPECT_THROW(results[2].Value(), EAbort);
+  EXPECT_FALSE(results[2].WasSent());
+}
+
+TEST_P(BulkSave, WhatWasMadeWasSentAlthoughTheOperationEndedThen) {
+  TItems items = NewMails(2);
+  Attach(*items[0], "a.txt", "content");
+  Attach(*items[1], "a.txt", "content");
+  CutNext("CreateAttachment", Cut::before);
+  const auto results = Bulk().SaveItems(items);
+  EXPECT_EQ(CountOf(results), 0u);
+  for (std::size_t i = 0; i < 2; ++i) {
+    EXPECT_TRUE(results[i].WasSent());
+    EXPECT_TRUE(items[i]->GetIsSaved());
+  }
+  EXPECT_EQ(CountOf(Bulk().SaveItems(items)), 2u);
+  EXPECT_EQ(AttachmentsOf(*items[0]), "a.txt=content;");
+  EXPECT_EQ(CountIn(dfindrafts), 2u);
+}
+
 TEST_P(BulkSave, AnInvalidOneAmongContactsDoesNotKeepTheOthersBack) {
   const auto contacts = Folder(dfincontacts);
   TItems items;

@@ -3,33 +3,11 @@
 /// What one item does to be loaded, saved and sent, in steps: the operations on a single item take them one after the
 /// other, those on many (ews/bulk) put the requests of several items together in between.
 
-#include <span>
-
-#include "ews/model/internal/uVqEWSCall.h"
-#include "ews/model/uVqEWSItemInterfaces.h"
+#include "ews/items/internal/uVqEWSItemCalls.h"
 
 namespace velmore {
 
 class TVqEWSItemCore;
-
-/// What carries a new item, whether it is saved or sent.
-inline constexpr TVqEWSOperation kCreateItem{"CreateItem", "m:CreateItemResponse", TVqEWSAnswerPath::prefixed};
-/// What carries the changes of an item, and what sends a saved message.
-inline constexpr TVqEWSOperation kUpdateItem{"UpdateItem", "m:UpdateItemResponse"};
-inline constexpr TVqEWSOperation kSendItem{"SendItem", "m:SendItemResponse", TVqEWSAnswerPath::prefixed};
-
-/// An item's element in an answer, and the envelope that carries it.
-struct TVqEWSLoadedItem {
-  IVqDOMElement Element;
-  TVqRef<IVqSOAPEnvelope> Envelope;
-};
-
-/// Fills an m:GetItem that asks for all members, or for the MIME text alone.
-void EwsAskForItems(const TVqEWSCall& ACall, std::span<const TItemId> AIds);
-void EwsAskForMime(const TVqEWSCall& ACall, std::span<const TItemId> AIds);
-/// Fills an m:SendItem.
-void EwsAskToSend(const TVqEWSCall& ACall, std::span<const TItemId> AIds, bool AMoveToSentItems,
-                  TServerVersion AVersion);
 
 /// The steps of one item. Free functions in a class, so that items need one friend.
 class TVqEWSItemParts {

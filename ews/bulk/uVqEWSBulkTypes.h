@@ -1,0 +1,83 @@
+#pragma once
+
+/// What operations on many items give back, and what they tell while they run. See uVqEWSBulk.h.
+
+#include <chrono>
+#include <exception>
+#include <functional>
+
+#include "ews/model/uVqEWSFolderInterfaces.h"
+#include "ews/model/uVqEWSItemInterfaces.h"
+
+namespace velmore {
+
+/// The part of TVqEWSResult<T> that is the same for every value. A copy shares the failure.
+class TVqEWSResultBase {
+ public:
+  /// Whether there is a value.
+  bool Succeeded() const noexcept { return !FFailure; }
+  explicit operator bool() const noexcept { return Succeeded(); }
+  /// The exception that the item alone would have raised; null after a success.
+  const std::exception_ptr& Failure() const noexcept { return FFailure; }
+  /// Its text; empty after a success.
+  string FailureText() const;
+  /// False when the item's turn never came: the operation was stopped before, or could not go on. Nothing was done to
+  /// it then.
+  bool WasSent() const noexcept { return FSent; }
+
+ protected:
+  /// Of an item whose turn has not come yet.
+  TVqEWSResultBase();
+  /// A success, or a failure where `AFailure` is not null.
+  TVqEWSResultBase(std::exception_ptr AFailure, bool ASent) noexcept : FFailure(std::move(AFailure)), FSent(ASent) {}
+
+ private:
+  std::exception_ptr FFailure;
+  bool FSent = false;
+};
+
+/// What came of one item: a value, or the exception that it alone would have raised. Values, copied like their T.
+template <typename T>
+class TVqEWSResult : public TVqEWSResultBase {
+ public:
+  /// Of an item whose turn has not come yet.
+  TVqEWSResult() = default;
+  /// A success.
+  explicit TVqEWSResult(T AValue) : TVqEWSResultBase(nullptr, true), FValue(std::move(AValue)) {}
+  /// A failure.
+  TVqEWSResult(std::exception_ptr AFailure, bool ASent) noexcept : TVqEWSResultBase(std::move(AFailure), ASent) {}
+
+  /// The value. Raises the failure when there is none.
+  const T& Value() const {
+    if (Failure()) std::rethrow_exception(Failure());
+    return FValue;
+  }
+
+ private:
+  T FValue{};
+};
+
+using TVqEWSItemResult = TVqEWSResult<TVqRef<IVqEWSItem>>;
+using TVqEWSFolderResult = TVqEWSResult<TVqRef<IVqEWSFolder>>;
+using TVqEWSIdResult = TVqEWSResult<TItemId>;
+
+/// How far an operation has come.
+struct TVqEWSBulkProgress {
+  /// Items whose result is there, and how many of these are failures; of how many.
+  std::size_t Done = 0;
+  std::size_t Failed = 0;
+  std::size_t Total = 0;
+  /// Requests that were answered, those that were made again included.
+  std::size_t Requests = 0;
+  /// Items in the next request at most.
+  std::size_t RequestSize = 0;
+  /// What is left of a wait that a busy server has asked for; 0 outside of waits.
+  std::chrono::milliseconds Waiting{0};
+};
+
+/// Told after each answer, and ten times a second while a busy server is waited for. False stops the operation: what is
+/// under way is waited for, what was not sent is left. Runs on the caller's thread; what it raises comes out of the
+/// operation.
+using TVqEWSBulkProgressEvent = std::function<bool(const TVqEWSBulkProgress& AProgress)>;
+
+}  // namespace velmore
