@@ -3,7 +3,7 @@
 #include "ews/bulk/uVqEWSBulkJobs_p.h"
 #include "ews/items/internal/uVqEWSItemCalls.h"
 #include "ews/items/uVqEWSItemClasses.h"
-#include "ews/stores/internal/uVqEWSFolderParts.h"
+#include "ews/stores/internal/uVqEWSFolderCalls.h"
 
 namespace velmore {
 // ---- Settings

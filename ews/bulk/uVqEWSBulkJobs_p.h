@@ -5,6 +5,8 @@
 #include "ews/bulk/uVqEWSBulkRun_p.h"
 #include "ews/items/internal/uVqEWSItemCalls.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Items in one request, unless the application says otherwise: where objects or texts travel, and where ids do.
@@ -67,3 +69,5 @@ std::vector<TVqEWSResult<T>> EwsRunOver(std::span<const TItemId> AIds, const TVq
 }
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -3,7 +3,7 @@
 #include "ews/bulk/uVqEWSBulk.h"
 #include "ews/bulk/uVqEWSBulkJobs_p.h"
 #include "ews/items/internal/uVqEWSItemCalls.h"
-#include "ews/stores/internal/uVqEWSFolderParts.h"
+#include "ews/stores/internal/uVqEWSFolderCalls.h"
 #include "platform/common/uVqNetEncoding.h"
 #include "platform/xml/internal/uVqXMLLargeText.h"
 

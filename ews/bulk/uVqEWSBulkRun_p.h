@@ -15,6 +15,8 @@
 #include "ews/bulk/uVqEWSBulkTypes.h"
 #include "ews/model/internal/uVqEWSCall.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// The settings of TVqEWSBulk as they are for one operation.
@@ -140,3 +142,5 @@ class TVqEWSBulkRun {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

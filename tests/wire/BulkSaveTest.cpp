@@ -153,8 +153,8 @@ TEST_P(BulkSave, ItemsOfSeveralKindsAndPlacesFindTheirs) {
                   calendar->CreateItem(tCalendarItem)};
   for (std::size_t i = 0; i < items.size(); ++i) {
     if (const auto appointment = Supports<IVqEWSCalendarItem>(items[i])) {
-      appointment->SetStartDateTime(46000);
-      appointment->SetEndDateTime(46000.5);
+      appointment->SetStartDateTime(TDateTime(46000));
+      appointment->SetEndDateTime(TDateTime(46000.5));
     }
     items[i]->SetSubject("Item " + std::to_string(i));
   }

@@ -7,6 +7,8 @@
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/uVqEWSItemInterfaces.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// What carries a new item, whether it is saved or sent.
@@ -32,3 +34,5 @@ void EwsAskToSend(const TVqEWSCall& ACall, std::span<const TItemId> AIds, bool A
 void EwsRemoveEmptyMembers(const IVqDOMElement& AItem);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -6,8 +6,12 @@
 #include "ews/items/internal/uVqEWSItemCalls.h"
 
 namespace velmore {
-
 class TVqEWSItemCore;
+}  // namespace velmore
+
+#pragma GCC visibility push(hidden)
+
+namespace velmore {
 
 /// The steps of one item. Free functions in a class, so that items need one friend.
 class TVqEWSItemParts {
@@ -49,3 +53,5 @@ class TVqEWSItemParts {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -8,6 +8,8 @@
 #include "ews/model/internal/uVqEWSCall.h"
 #include "ews/model/uVqEWSFolderInterfaces.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// Fills an m:GetFolder that asks for all members.
@@ -36,3 +38,5 @@ class TVqEWSImport {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop
