@@ -49,7 +49,7 @@ NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Grant, mailbox, folder, access)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(DeliveryRules, mail_tip, moderated, accepts_from, max_message_bytes)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(WorkHours, days, start, end, bias)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(User, name, smtp_address, display_name, password, grants, may_impersonate, archive,
-                                   quota_bytes, site, back_end, room, delivery, work_hours, photo)
+                                   quota_bytes, site, back_end, room, delivery, work_hours, outside_answers, photo)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(DirectoryContact, smtp_address, display_name)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(DirectoryList, smtp_address, display_name, members, of_rooms, delivery)
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Fill, mailbox, folder, count)
