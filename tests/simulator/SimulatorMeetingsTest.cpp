@@ -525,7 +525,8 @@ TEST_F(SimulatorMeetings, MessagesHaveACalendarPart) {
             "NoError");
   const std::string reply = Calendar(Last(client, "inbox"));
   EXPECT_THAT(reply, StartsWith("multipart/alternative text/plain text/html text/calendar\nmethod REPLY utf-8\n"));
-  for (const char* line : {"PARTSTAT=ACCEPTED:mailto:bob@example.com", "SUMMARY:Accepted: Lamp", "DESCRIPTION:Gladly\\n"})
+  for (const char* line :
+       {"PARTSTAT=ACCEPTED:mailto:bob@example.com", "SUMMARY:Accepted: Lamp", "DESCRIPTION:Gladly\\n"})
     EXPECT_THAT(reply, HasSubstr(std::string(line) + "\n"));
   EXPECT_THAT(reply, HasSubstr(uid));
   EXPECT_EQ(reply.find("RSVP"), std::string::npos) << "he speaks for himself";
