@@ -1,6 +1,7 @@
 #include "programs/velmore-mail/Account.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -42,9 +43,11 @@ class HiddenTerminal {
   std::string Read() const {
     std::string line;
     for (char c = 0;;) {
-      const auto count = ::read(file_, &c, 1);
+      pollfd waiting{file_, POLLIN, 0};
+      const int ready = ::poll(&waiting, 1, 100);  // a signal that came just before would not end it
       CheckInterrupted();
-      if (count != 1 || c == '\n') return line;
+      if (ready <= 0) continue;
+      if (::read(file_, &c, 1) != 1 || c == '\n') return line;
       line += c;
     }
   }
