@@ -57,8 +57,11 @@ class TVqEWSResult : public TVqEWSResultBase {
   T FValue{};
 };
 
+/// What became of an item that is loaded, saved or made.
 using TVqEWSItemResult = TVqEWSResult<TVqRef<IVqEWSItem>>;
+/// What became of a folder.
 using TVqEWSFolderResult = TVqEWSResult<TVqRef<IVqEWSFolder>>;
+/// What became of an item of which the id is all that is told.
 using TVqEWSIdResult = TVqEWSResult<TItemId>;
 
 /// How far an operation has come.

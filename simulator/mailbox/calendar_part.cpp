@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "simulator/mailbox/expansion.h"
+#include "simulator/mailbox/html.h"
 #include "simulator/mailbox/item_zone.h"
-#include "simulator/mailbox/mime.h"
 
 namespace velmore::simulator {
 

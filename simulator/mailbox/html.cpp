@@ -1,9 +1,11 @@
+#include "simulator/mailbox/html.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <utility>
 
-#include "simulator/mailbox/mime.h"
+#include "simulator/types/text.h"
 
 namespace velmore::simulator {
 

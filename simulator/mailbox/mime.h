@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "simulator/mailbox/html.h"
 #include "simulator/mailbox/model.h"
 
 namespace velmore::simulator {
@@ -24,10 +25,6 @@ std::shared_ptr<const std::string> MimeOf(const Item& item);
 std::string HeaderBlock(const std::string& mime);
 /// The headers of a block as t:InternetMessageHeaders.
 Element HeadersElement(const std::string& block);
-
-/// Plain text of HTML, and HTML for plain text.
-std::string HtmlToText(const std::string& html);
-std::string TextToHtml(const std::string& text);
 
 /// t:Mailbox with name, address, routing type and sort.
 Element MailboxElement(const std::string& name, const std::string& address, const std::string& mailbox_type = "OneOff");

@@ -67,6 +67,8 @@ inline int RunThisProgram(std::vector<std::string> arguments, std::vector<std::s
     return result;
   };
   arguments.insert(arguments.begin(), "this test program");
+  // Where tests are dealt out to several runs, all of this one are meant.
+  environment.insert(environment.end(), {"GTEST_TOTAL_SHARDS=1", "GTEST_SHARD_INDEX=0"});
   for (char** line = ::environ; *line != nullptr; ++line) environment.emplace_back(*line);
   pid_t pid = 0;
   if (::posix_spawn(&pid, "/proc/self/exe", nullptr, nullptr, pointers(arguments).data(),

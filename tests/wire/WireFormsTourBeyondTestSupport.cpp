@@ -1,8 +1,10 @@
-// What the tour does beyond the two forms of requests: operations that come when a thread of their own likes.
+// What the tour does beyond the two forms of requests: operations that come when a thread of their own likes, and those
+// on many items.
 
 #include <condition_variable>
 #include <mutex>
 
+#include "ews/bulk/uVqEWSBulk.h"
 #include "ews/events/uVqEWSFolderEvents.h"
 #include "tests/wire/WireFormsTourTestSupport.h"
 
@@ -13,6 +15,12 @@ using namespace std::chrono_literals;
 void TWireTour::Beyond() {
   if (FHooks.BeforeStep) FHooks.BeforeStep();
   Try("Watching", [&] { Watching(); });
+  Try("MoveItems", [&] {
+    const TItemId ids[] = {Add("inbox", "<t:Message><t:Subject>One</t:Subject></t:Message>"),
+                           Add("inbox", "<t:Message><t:Subject>Two</t:Subject></t:Message>")};
+    for (const TVqEWSIdResult& moved : TVqEWSBulk(FStore).MoveItems(ids, FStore->GetFolderId(dfindrafts)))
+      moved.Value();
+  });
 }
 
 // Subscribes, listens until the stream has told of a message or has met trouble, and goes.
