@@ -15,9 +15,8 @@
 ///   said that it carried nothing out.
 /// - Nothing is carried out twice. When the answer to a request that changes something is lost, each of its items has
 ///   that failure, and may have been carried out: see docs/guide/robust.md.
-/// - A failure of the connection, of the credentials, or by Cancel ends the operation: those that were not sent have
-/// it,
-///   too, and `WasSent` says false.
+/// - A failure of the connection, of the credentials, or by Cancel ends the operation: those that were not sent have it
+///   as well, and `WasSent` says false.
 /// - Memory: what an operation holds besides its results is one answer, or one a connection.
 
 #include <memory>

@@ -252,9 +252,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// - A save takes the new id from its answer and is read back when something is read that it could not know. What
   ///   would raise from a load, raises from that read; an item that is deleted, moved or sent meanwhile cannot be read
   ///   back.
-  /// - Whose mailbox the default store is, is asked by GetIdentity and not by OpenDefaultMsgStore. Requests are
-  /// anchored
-  ///   on AutodiscoverEMail until then, else on a user name that is an address.
+  /// - Whose mailbox the default store is, is asked by GetIdentity and not by OpenDefaultMsgStore. Until then requests
+  ///   are anchored on AutodiscoverEMail, else on a user name that is an address.
   /// - The server's time zones are asked (m:GetServerTimeZones) by GetCurrentTimeZoneContext, or before the first
   ///   request of the session's own client that writes an appointment or a task, or opens a calendar view.
   bool GetLeanRoundTrips() const override { return FLeanRoundTrips; }
