@@ -197,8 +197,14 @@ class TDateTime {
     using std::chrono::milliseconds;
     // Behind this check, nothing overflows.
     CheckDays(std::chrono::duration<double, std::chrono::days::period>(since).count());
-    const auto whole = std::chrono::floor<milliseconds>(since);
-    const bool up = 2 * (since - whole) >= milliseconds(1);
+    // Cut towards zero first: the whole before the earliest point of a fine clock is none of that clock's.
+    auto whole = std::chrono::duration_cast<milliseconds>(since);
+    auto rest = since - whole;
+    if (rest < rest.zero()) {
+      whole -= milliseconds(1);
+      rest += milliseconds(1);
+    }
+    const bool up = 2 * rest >= milliseconds(1);
     return {whole.count() + up, up};
   }
   static void CheckDays(double since);
