@@ -4,6 +4,8 @@
 
 #include "platform/os/uVqTimeZone.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// The two parts of an offset, in minutes.
@@ -15,3 +17,5 @@ struct TVqOffsetParts {
 TVqOffsetParts VqOffsetsOf(const string& ianaId, TDateTime utc);
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -1,10 +1,11 @@
-"""Holds the one dialect of the sources that no formatter knows: rulers and names.
+"""Holds the one dialect of the sources that no formatter knows: rulers, names and what is hidden.
 
 usage: check_style.py SOURCE_FOLDER
 
 - A section begins with "// ---- Title", nothing behind the title.
 - Constants of a source file of the library are named kLikeThis, types TVqLikeThis or another letter of the table in ARCHITECTURE.md. The simulator is written in
   the field's usual dialect (Types, functions, snake_case members), and so are tests and examples; constants are kLikeThis there, too.
+- A header of the library that is not installed hides what it declares, so that the shared library shows public names alone.
 
 Prints one line an offence and ends with 1 if there are any.
 """
@@ -19,11 +20,14 @@ GOOD_RULER = re.compile(r"^\s*// ---- \S.*[^-=*~\s]$")
 CONSTANT = re.compile(r"^(?:static |inline )*(?:constexpr|consteval) (?:const )?[^(={;]*?[ *&](\w+)(?:\[\w*\])?(?: =|\{|;)")
 TYPE = re.compile(r"^(?:class|struct|enum(?: class)?) (\w+)(?: final)?(?: :| \{|$)")
 LIBRARY = ("platform/", "ews/")
+INTERNAL_HEADER = re.compile(r"_p\.h$|/internal/.*\.h$")
 ROW_WORDS = {"Any", "Unlinked"}  # the tables' rows speak so, and who expands them gives the words a meaning
 
 
 def offences_of(path, text):
     found = []
+    if path.startswith(LIBRARY) and INTERNAL_HEADER.search(path) and "#pragma GCC visibility push(hidden)" not in text:
+        found.append(f"{path}: is not installed and does not hide what it declares (#pragma GCC visibility)")
     for number, line in enumerate(text.splitlines(), 1):
         if RULER.match(line) and not GOOD_RULER.match(line):
             found.append(f"{path}:{number}: a ruler is \"// ---- Title\"")

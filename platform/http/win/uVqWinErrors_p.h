@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 struct TVqWinError {
@@ -18,3 +20,5 @@ TVqWinError VqWinErrorOf(std::uint32_t error, bool answered) noexcept;
 std::uint32_t VqWinCertificateNumber(std::uint32_t bits) noexcept;
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -15,6 +15,8 @@
 #include "platform/http/uVqHTTPIntake_p.h"
 #include "platform/http/win/uVqWinTrust_p.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 /// For exceptions: where a wait was.
@@ -91,3 +93,5 @@ class TVqWinHTTPCall {
 };
 
 }  // namespace velmore
+
+#pragma GCC visibility pop

@@ -11,6 +11,8 @@
 
 #include "platform/http/uVqHTTPEngine_p.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace velmore {
 
 class TVqWinTrust {
@@ -44,3 +46,5 @@ class TVqWinTrust {
 const char* VqCertificateText(std::uint32_t number) noexcept;
 
 }  // namespace velmore
+
+#pragma GCC visibility pop
