@@ -6,36 +6,18 @@
 #include <iostream>
 #include <map>
 
-#ifndef _WIN32
-#include <termios.h>
-#include <unistd.h>
-#endif
-
 #include "ews/session/uVqEWS.h"
 #include "ews/session/uVqEWSProfileFile.h"
 #include "platform/common/uVqSerializer.h"
 #include "platform/os/uVqDns.h"
 #include "simulator/simulator.h"
+#include "support/PasswordPrompt.h"
 
 namespace {
 
 std::string ReadPassword(const std::string& user) {
   if (const char* variable = std::getenv("VELMORE_PASSWORD")) return variable;
-  std::cerr << "Password of " << user << ": ";
-  std::string password;
-#ifdef _WIN32
-  std::getline(std::cin, password);
-#else
-  termios shown{};
-  const bool terminal = tcgetattr(STDIN_FILENO, &shown) == 0;
-  termios hidden = shown;
-  hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-  if (terminal) tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
-  std::getline(std::cin, password);
-  if (terminal) tcsetattr(STDIN_FILENO, TCSAFLUSH, &shown);
-  std::cerr << '\n';
-#endif
-  return password;
+  return PromptForPassword("Password of " + user + ": ");
 }
 
 }  // namespace

@@ -259,13 +259,6 @@ TEST(Base64, EncodingStartsAtThePositionAndNeedsNoRoomBeyondTheText) {
   EXPECT_LT(text.capacity(), text.size() + 64);
 }
 
-#ifdef __linux__
-TEST(Base64, AFullDiskIsReported) {
-  TVqFileStream target("/dev/full", TVqFileMode::fmCreate);
-  EXPECT_THROW(VqBase64Decode(std::string(1 << 20, 'x'), target), EStreamError);
-}
-#endif
-
 TEST(Base64Url, HasItsOwnAlphabetAndNoPadding) {
   EXPECT_EQ(VqBase64UrlEncode("\xFB\xFF\xBF"), "-_-_");
   EXPECT_EQ(VqBase64UrlEncode("f"), "Zg");

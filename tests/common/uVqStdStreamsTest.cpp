@@ -1,6 +1,7 @@
 #include "platform/common/uVqStdStreams.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <array>
 #include <filesystem>
@@ -8,10 +9,6 @@
 #include <sstream>
 
 #include "platform/common/uVqNetEncoding.h"
-
-#ifndef _WIN32
-#include <unistd.h>
-#endif
 
 namespace velmore {
 namespace {

@@ -1,16 +1,13 @@
 // Streams of platform/common/uVqClasses.h.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <limits>
 
 #include "platform/common/uVqClasses.h"
-
-#ifndef _WIN32
-#include <unistd.h>
-#endif
 
 namespace velmore {
 namespace {
@@ -236,58 +233,6 @@ TEST_F(Files, ClosedOnesRaise) {
   closed([&] { file.SetPosition(0); });
   closed([&] { static_cast<void>(file.GetSize()); });
 }
-
-#ifdef __linux__
-TEST(FullDisk, IsReportedAtTheLatestByClose) {
-  TVqFileStream file("/dev/full", TVqFileMode::fmCreate);
-  file.Write("a few bytes wait in the buffer");
-  try {
-    file.Close();
-    FAIL();
-  } catch (const EStreamError& error) {
-    EXPECT_STREQ(error.what(), "The file \"/dev/full\" could not be closed: No space left on device.");
-  }
-  file.Close();  // there is nothing left to close
-}
-
-TEST(FullDisk, IsReportedByTheWriteThatReachesIt) {
-  TVqFileStream file("/dev/full", TVqFileMode::fmCreate);
-  try {
-    file.Write(std::string(1 << 20, 'x'));
-    FAIL();
-  } catch (const EStreamError& error) {
-    EXPECT_STREQ(error.what(), "The file \"/dev/full\" could not be written: No space left on device.");
-  }
-}
-
-TEST(FullDisk, IsReportedWhenTheSizeIsAsked) {
-  TVqFileStream file("/dev/full", TVqFileMode::fmCreate);
-  file.Write("x");
-  EXPECT_THROW(static_cast<void>(file.GetSize()), EStreamError);
-}
-
-TEST(FullDisk, UnreportedDoesNotEndTheProcess) {
-  TVqFileStream file("/dev/full", TVqFileMode::fmCreate);
-  file.Write("lost");
-}
-
-TEST(Folder, CannotBeReadAsAFile) {
-  TVqFileStream file("/", TVqFileMode::fmOpenRead);
-  char byte;
-  try {
-    file.Read(&byte, 1);
-    FAIL();
-  } catch (const EStreamError& error) {
-    EXPECT_STREQ(error.what(), "The file \"/\" could not be read: Is a directory.");
-  }
-}
-
-TEST(Device, HasNoSizeAndIsReadAllTheSame) {
-  TVqFileStream file("/proc/self/status", TVqFileMode::fmOpenRead);
-  EXPECT_EQ(file.GetSize(), 0u);
-  EXPECT_NE(file.ReadAll().find("Pid:"), std::string::npos);
-}
-#endif
 
 }  // namespace
 }  // namespace velmore

@@ -1,6 +1,8 @@
 #include "platform/os/uVqTimeZone.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -9,10 +11,6 @@
 #include "platform/common/uVqDateTimeUtils.h"
 #include "platform/common/uVqSysUtils.h"
 #include "platform/os/uVqPosixTimeZone_p.h"
-
-#ifndef _WIN32
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace velmore {
 namespace {
@@ -535,4 +533,3 @@ TEST(ZoneRule, OfThisMachineIsThatOfItsVariable) {
 
 }  // namespace
 }  // namespace velmore
-#endif
