@@ -6,6 +6,7 @@ usage: check_style.py SOURCE_FOLDER
 - Constants of a source file of the library are named kLikeThis, types TVqLikeThis or another letter of the table in ARCHITECTURE.md. The simulator is written in
   the field's usual dialect (Types, functions, snake_case members), and so are tests and examples; constants are kLikeThis there, too.
 - A header of the library that is not installed hides what it declares, so that the shared library shows public names alone.
+- Outside platform/ nothing asks the preprocessor for the operating system: what only one of them has stands in a folder posix/ or win/.
 
 Prints one line an offence and ends with 1 if there are any.
 """
@@ -21,6 +22,7 @@ CONSTANT = re.compile(r"^(?:static |inline )*(?:constexpr|consteval) (?:const )?
 TYPE = re.compile(r"^(?:class|struct|enum(?: class)?) (\w+)(?: final)?(?: :| \{|$)")
 LIBRARY = ("platform/", "ews/")
 INTERNAL_HEADER = re.compile(r"_p\.h$|/internal/.*\.h$")
+SYSTEM = re.compile(r"^\s*#\s*(?:if|ifdef|ifndef|elif)\b.*\b(?:_WIN32|_WIN64|__MINGW\w+|__linux__|__APPLE__|__unix__)\b")
 ROW_WORDS = {"Any", "Unlinked"}  # the tables' rows speak so, and who expands them gives the words a meaning
 
 
@@ -31,6 +33,8 @@ def offences_of(path, text):
     for number, line in enumerate(text.splitlines(), 1):
         if RULER.match(line) and not GOOD_RULER.match(line):
             found.append(f"{path}:{number}: a ruler is \"// ---- Title\"")
+        if SYSTEM.match(line) and not path.startswith("platform/"):
+            found.append(f"{path}:{number}: a folder posix/ or win/ keeps systems apart, not a condition")
         if not path.endswith(".cpp"):
             continue
         constant = CONSTANT.match(line)
