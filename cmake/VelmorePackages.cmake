@@ -18,7 +18,7 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)  # with the trigger for ldconfig
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY >=)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 
-# What programs need that link the static library.
+# What the static library stands on. The shared one knows it, but pkg-config wants the files of all of it, whichever is linked.
 set(static_needs "libpugixml-dev, libcurl4-openssl-dev, libc-ares-dev, libssl-dev, libkrb5-dev, libicu-dev, libhwy-dev, zlib1g-dev")
 set(version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 
@@ -31,11 +31,9 @@ if(VELMORE_SHARED)
   set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "${PROJECT_DESCRIPTION}: the shared library")
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvelmore-ews${version})
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS "gss-ntlmssp")
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libvelmore-ews${version} (= ${PROJECT_VERSION})")
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "${static_needs}")
-else()
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${static_needs}")
+  string(PREPEND static_needs "libvelmore-ews${version} (= ${PROJECT_VERSION}), ")
 endif()
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${static_needs}")
 if(TARGET velmore_simulator)
   list(APPEND CPACK_COMPONENTS_ALL simulator)
   set(CPACK_COMPONENT_SIMULATOR_DESCRIPTION "A server of Exchange Web Services in memory: the program, and the library for tests")

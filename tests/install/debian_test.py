@@ -56,7 +56,7 @@ assert not any(re.search(r"_p\.h$|/internal/", path) for path in files), "header
 # ---- Installing them where there is nothing but what they ask for
 
 depends = {name: names(fields(deb).get("Depends", "")) for name, deb in debs.items()}
-assert depends["libvelmore-ews-dev"] == [runtime]
+assert depends["libvelmore-ews-dev"][0] == runtime
 there = open("/var/lib/dpkg/status", encoding="utf-8").read().split("\n\n")
 wanted = {name for parts in depends.values() for name in parts} - set(debs)
 os.makedirs(root + "/var/lib/dpkg/info")
