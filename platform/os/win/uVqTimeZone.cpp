@@ -94,7 +94,7 @@ DYNAMIC_TIME_ZONE_INFORMATION MachineZone() {
 
 /// When a rule of Windows ("the last Sunday in March") takes effect in a year.
 TDateTime DateOf(const SYSTEMTIME& rule, std::int32_t year) {
-  if (rule.wMonth == 0) return 0;
+  if (rule.wMonth == 0) return {};
   const TDateTime time = VqEncodeTime(rule.wHour, rule.wMinute, rule.wSecond);
   if (rule.wYear != 0) return VqEncodeDate(rule.wYear, rule.wMonth, rule.wDay) + time;
   return VqNthWeekday(year, rule.wMonth, rule.wDay, rule.wDayOfWeek) + time;
