@@ -216,9 +216,10 @@ bool TVqEWSProfileConfigFileContainer::LoadProfile(TVqEWSCustomSession& ASession
     }
     return true;
   };
-  EwsApplyProfile(ASession, read, false);
+  const std::exception_ptr foreign = EwsApplyProfile(ASession, read, false);
   ASession.SetAdditionalMailboxes(mailboxes);
   TVqEWSProfileCustomContainer::LoadProfile(ASession, AProfileName);
+  if (foreign) std::rethrow_exception(foreign);
   return true;
 }
 

@@ -81,6 +81,7 @@ std::int32_t TVqEWSProfileRegistryContainer::GetProfileNames(TVqStrings& AString
 bool TVqEWSProfileRegistryContainer::LoadProfile(TVqEWSCustomSession& ASession, const string& AProfileName) {
   const string path = FKey + "\\" + AProfileName;
   const bool canBe = !AProfileName.empty() && !AProfileName.Contains("\\");
+  std::exception_ptr foreign;
   if (const TVqRef<IVqRegistryKey> key = canBe ? TryOpen(path, kProfileRead, false) : nullptr) {
     TVqStrings mailboxes;
     if (const TVqRef<IVqRegistryKey> list = TryOpen(path + kMailboxes, kProfileRead, true)) {
@@ -95,10 +96,11 @@ bool TVqEWSProfileRegistryContainer::LoadProfile(TVqEWSCustomSession& ASession, 
       }
       return true;
     };
-    EwsApplyProfile(ASession, read, true);
+    foreign = EwsApplyProfile(ASession, read, true);
     ASession.SetAdditionalMailboxes(mailboxes);
   }
   TVqEWSProfileCustomContainer::LoadProfile(ASession, AProfileName);
+  if (foreign) std::rethrow_exception(foreign);
   return true;
 }
 

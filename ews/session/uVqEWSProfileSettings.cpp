@@ -140,7 +140,17 @@ std::vector<TVqEWSProfileValue> EwsProfileOf(TVqEWSCustomSession& session,
   return values;
 }
 
-void EwsApplyProfile(TVqEWSCustomSession& session, const TVqEWSProfileReader& reader, bool resetFlags) {
+std::exception_ptr EwsApplyProfile(TVqEWSCustomSession& session, const TVqEWSProfileReader& reader, bool resetFlags) {
+  std::exception_ptr foreign;
+  const auto readable = [&foreign](auto secret) -> string {
+    try {
+      return secret();
+    } catch (const EVqDataProtection& failure) {
+      if (failure.GetFailure() != TVqProtectionFailure::otherSystem) throw;
+      foreign = std::current_exception();
+      return {};  // never the session's own, which may be of another account
+    }
+  };
   struct TFound {
     const TRow* Row;
     TVqEWSProfileValue Value;
@@ -151,10 +161,11 @@ void EwsApplyProfile(TVqEWSCustomSession& session, const TVqEWSProfileReader& re
   for (const TRow& row : kRows) {
     TVqEWSProfileValue value{row.Name, row.IsBoolean(), false, {}};
     if (!reader(value)) continue;
-    if (row.Kind == TRowKind::SecretWord && secret) secret->Value.Text = PlainSecret(secret->Value.Text, value.Text);
+    if (row.Kind == TRowKind::SecretWord && secret)
+      secret->Value.Text = readable([&] { return PlainSecret(secret->Value.Text, value.Text); });
     if (row.Kind == TRowKind::PasswordWord || row.Kind == TRowKind::SecretWord) continue;
     if (row.Kind == TRowKind::Password || row.Kind == TRowKind::ProxyPassword) {
-      value.Text = TVqEWSProfileCustomContainer::DecryptPassword(value.Text.utf8());
+      value.Text = readable([&] { return TVqEWSProfileCustomContainer::DecryptPassword(value.Text.utf8()); });
     }
     found.push_back({&row, std::move(value)});
     if (row.Kind == TRowKind::Secret) secret = &found.back();
@@ -171,6 +182,7 @@ void EwsApplyProfile(TVqEWSCustomSession& session, const TVqEWSProfileReader& re
     }
     VqWipe(value.Text);  // some of them are secrets
   }
+  return foreign;
 }
 
 void EwsCheckProfileName(const string& name, bool inRegistry) {

@@ -2,6 +2,7 @@
 
 // The settings of a profile: one row each, in the order in which they are written, for every container.
 
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -43,8 +44,11 @@ std::vector<TVqEWSProfileValue> EwsProfileOf(TVqEWSCustomSession& session,
 using TVqEWSProfileReader = std::function<bool(TVqEWSProfileValue& value)>;
 /// Reads all rows, then sets those that were there, in their order. A reader that raises, or a secret that cannot be
 /// read, leaves the session as it was. With `resetFlags` the checks that certificates are spared are all asked for
-/// again before those of the profile are lifted.
-void EwsApplyProfile(TVqEWSCustomSession& session, const TVqEWSProfileReader& reader, bool resetFlags);
+/// again before those of the profile are lifted. What another system protected (a profile that came from Windows) can
+/// never be read here: such secrets are set empty, everything else counts, and the result is the failure, for the
+/// container to raise when it has loaded its own. Null without such a secret.
+[[nodiscard]] std::exception_ptr EwsApplyProfile(TVqEWSCustomSession& session, const TVqEWSProfileReader& reader,
+                                                 bool resetFlags);
 
 /// Raises a plain exception for a name that no profile can have.
 void EwsCheckProfileName(const string& name, bool inRegistry);

@@ -38,9 +38,10 @@ class TVqEWSProfileCustomContainer : public TVqComponent {
   /// Forgets a profile; one that is not there is no error.
   virtual void DeleteProfile(const string& AProfileName) = 0;
   /// Sets the session's properties from a profile; what the profile does not hold stays as it is, and so does
-  /// everything when reading fails. The base checks what was loaded: it raises EEWSException for a session with neither
-  /// a service URL nor an Autodiscover address, and otherwise gives false; each container calls it at the end of its
-  /// own.
+  /// everything when reading fails. Only of secrets that another system protected, as those of a profile from Windows
+  /// are elsewhere, EVqDataProtection (`otherSystem`) tells when all else is loaded: they are empty then. The base
+  /// checks what was loaded: it raises EEWSException for a session with neither a service URL nor an Autodiscover
+  /// address, and otherwise gives false; each container calls it at the end of its own.
   virtual bool LoadProfile(TVqEWSCustomSession& ASession, const string& AProfileName);
 
   /// True when GetProfileNames gives this name.

@@ -3,6 +3,7 @@
 
 #include "EWSProfileTestSupport.h"
 
+#include "platform/crypt/uVqCNG_p.h"
 #include "platform/os/uVqFiles.h"
 
 namespace velmore::testing {
@@ -29,6 +30,13 @@ class Profiles : public ProfileTest, public ::testing::WithParamInterface<TStore
     return registry;
   }
   TVqEWSProfileCustomContainer& Store() { return *FStore; }
+
+  /// A secret as a profile has it that was made where secrets are protected in another way.
+  static string FromTheOtherSystem() {
+    const TVqBytes here = TVqDataProtection().Encrypt(TVqBytes(std::string("x")), false);
+    const std::string_view mark = here.View().starts_with(kVqBlobMark) ? kVqWindowsBlobMark : kVqBlobMark;
+    return TVqBytes(std::string(mark) + "and what follows").Encode();
+  }
 
   /// A setting as it stands in the store; nothing when it is not there.
   std::optional<string> Stored(const string& profile, const string& name) {
@@ -296,6 +304,38 @@ TEST_P(Profiles, ASecretThatCannotBeReadLeavesTheSessionAsItWas) {
     const std::string settings = Settings(loaded);
     EXPECT_THROW(Store().LoadProfile(loaded, "Anna"), EVqException) << name;
     EXPECT_EQ(Settings(loaded), settings);
+    SetStored("Anna", name, before);
+  }
+}
+
+TEST_P(Profiles, OfAProfileFromAnotherSystemAllButTheSecretsIsRead) {
+  Fill(FSession);
+  Store().SaveProfile(FSession, "Anna");
+  const std::string all = Settings(FSession);
+  for (const char* name : {"Password", "ProxyPassword", "ClientSecret"}) {
+    SCOPED_TRACE(name);
+    const string before = *Stored("Anna", name);
+    SetStored("Anna", name, FromTheOtherSystem());
+    TVqEWSServiceSession loaded;
+    loaded.GetCredentials().SetPassword("of another account");
+    loaded.GetProxyCredentials().SetPassword("of another account");
+    loaded.GetOAuth().SetClientSecret("of another account");
+    try {
+      Store().LoadProfile(loaded, "Anna");
+      ADD_FAILURE() << "it was read";
+    } catch (const EVqDataProtection& failure) {
+      EXPECT_EQ(failure.GetFailure(), TVqProtectionFailure::otherSystem);
+      EXPECT_TRUE(string(failure.what()).EndsWith("cannot be read here. Enter the secret anew.")) << failure.what();
+    }
+    const string secret = Odd(name == std::string("Password")        ? "password"
+                              : name == std::string("ProxyPassword") ? "proxy-password"
+                                                                     : "secret");
+    std::string rest = all;
+    const std::string line = std::string(name) + "=" + secret.utf8() + "\n";
+    const std::size_t at = rest.find("\n" + line);
+    ASSERT_NE(at, std::string::npos);
+    rest.replace(at + 1, line.size(), std::string(name) + "=\n");
+    EXPECT_EQ(Settings(loaded), rest) << "all else is there, and no secret of before";
     SetStored("Anna", name, before);
   }
 }
