@@ -5,6 +5,7 @@
 
 #include <csignal>
 
+#include "platform/os/uVqEnvironment.h"
 #include "platform/os/uVqFileRegistry.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryFolder.h"
@@ -298,7 +299,7 @@ TEST_F(RegistryTest, ADamagedFileIsNamedWithItsLineAndNeverWrittenOver) {
   };
   for (const auto& [text, reason] : files) {
     SetFile(text);
-    const string expected = "The registry's file \"" + File() + "\" is damaged: " + reason +
+    const string expected = "The registry's file \"" + VqNativePath(File()) + "\" is damaged: " + reason +
                             ". Repair it or bring back an older one; it is not written over.";
     EXPECT_EQ(FailureOf([&] { Open("A"); }).Message(), expected);
     EXPECT_EQ(FailureOf([&] { Make("A"); }).Message(), expected);

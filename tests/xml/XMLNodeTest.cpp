@@ -523,7 +523,7 @@ TEST(Saving, CDataAndNamesThatTheCodePageLacks) {
 }
 
 TEST(Saving, ToAFileAndBack) {
-  const std::string name = (std::filesystem::temp_directory_path() / "velmore-xml-\xC3\xBC.xml").string();
+  const std::filesystem::path name = std::filesystem::temp_directory_path() / u8"velmore-xml-\u00FC.xml";
   TVqDOMDocument document(u"<a>\u20AC</a>");
   document.SaveToFile(name, true, false);
   document.SaveToFile(name, true, true);
