@@ -11,28 +11,38 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-/// Length of the leading run of ASCII, eight bytes at a time.
-std::size_t AsciiRun(const char* data, std::size_t size) noexcept {
-  std::size_t i = 0;
-  for (; i + 8 <= size; i += 8) {
+/// Units of one width, taken a machine word at a time: `High` are the bits that no character of ASCII has.
+template <typename TUnit, std::uint64_t High>
+std::size_t AsciiRun(const TUnit* data, std::size_t size) noexcept {
+  constexpr std::size_t kBlock = sizeof(std::uint64_t) / sizeof(TUnit);
+  const auto isAscii = [&](std::size_t at) {
     std::uint64_t block;
-    std::memcpy(&block, data + i, sizeof block);
-    if (block & 0x8080808080808080u) break;
-  }
-  while (i < size && static_cast<unsigned char>(data[i]) < 0x80) ++i;
+    std::memcpy(&block, data + at, sizeof block);
+    return (block & High) == 0;
+  };
+  std::size_t i = 0;
+  while (i + kBlock <= size && isAscii(i)) i += kBlock;
+  // The last block may begin within the one before it: what is less than a block is no loop of its own.
+  if (i + kBlock > size && size >= kBlock && isAscii(size - kBlock)) return size;
+  while (i < size && static_cast<std::make_unsigned_t<TUnit>>(data[i]) < 0x80) ++i;
   return i;
 }
 
-/// Length of the run of ASCII at `from`, four units at a time.
-std::size_t AsciiRun(std::u16string_view text, std::size_t from) noexcept {
-  std::size_t i = from;
-  for (; i + 4 <= text.size(); i += 4) {
-    std::uint64_t block;
-    std::memcpy(&block, text.data() + i, sizeof block);
-    if (block & 0xFF80FF80FF80FF80u) break;
-  }
-  while (i < text.size() && text[i] < 0x80) ++i;
-  return i - from;
+/// Length of the leading run of ASCII.
+std::size_t AsciiRun(std::string_view text) noexcept {
+  return AsciiRun<char, 0x8080808080808080u>(text.data(), text.size());
+}
+std::size_t AsciiRun(std::u16string_view text) noexcept {
+  return AsciiRun<char16_t, 0xFF80FF80FF80FF80u>(text.data(), text.size());
+}
+
+/// Appends ASCII in units of another width.
+template <typename TTarget, typename TUnit>
+void AppendAscii(TTarget& out, const TUnit* data, std::size_t size) {
+  const std::size_t old = out.size();
+  out.resize(old + size);
+  auto* const to = out.data() + old;  // a unit written through the text itself could be the text's own size
+  for (std::size_t k = 0; k < size; ++k) to[k] = static_cast<typename TTarget::value_type>(data[k]);
 }
 
 /// Reads one character at `i` and moves behind it. What is malformed gives `kReplacement` and moves behind the longest
@@ -108,7 +118,7 @@ void AppendUtf8(std::string& out, char32_t value) {
 
 bool VqIsUtf8(std::string_view bytes) noexcept {
   for (std::size_t i = 0;;) {
-    i += AsciiRun(bytes.data() + i, bytes.size() - i);
+    i += AsciiRun(bytes.substr(i));
     if (i >= bytes.size()) return true;
     bool valid;
     NextUtf8(bytes, i, valid);
@@ -117,14 +127,13 @@ bool VqIsUtf8(std::string_view bytes) noexcept {
 }
 
 std::string VqToUtf8(std::u16string_view text) {
+  std::size_t run = AsciiRun(text);
+  if (run == text.size()) return {text.begin(), text.end()};  // which fills nothing with zeros first
   std::string out;
   out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (const std::size_t run = AsciiRun(text, i); run > 0) {
-      const std::size_t old = out.size();
-      out.resize(old + run);
-      char* const to = out.data() + old;  // a byte written through the string itself could be the string's own size
-      for (std::size_t k = 0; k < run; ++k) to[k] = static_cast<char>(text[i + k]);
+  for (std::size_t i = 0; i < text.size(); ++i, run = AsciiRun(text.substr(i))) {
+    if (run > 0) {
+      AppendAscii(out, text.data() + i, run);
       i += run;
       if (i == text.size()) break;
     }
@@ -165,11 +174,14 @@ TVqString::operator std::u8string() const {
 }
 
 TVqString& TVqString::AppendUtf8(std::string_view utf8) {
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(utf8.data());
   for (std::size_t i = 0;;) {
-    const std::size_t run = AsciiRun(utf8.data() + i, utf8.size() - i);
-    const std::size_t old = FText.size();
-    FText.resize(old + run);
-    for (std::size_t k = 0; k < run; ++k) FText[old + k] = static_cast<unsigned char>(utf8[i + k]);
+    const std::size_t run = AsciiRun(utf8.substr(i));
+    if (run == utf8.size() && FText.empty()) {
+      FText = std::u16string(bytes, bytes + run);  // which fills nothing with zeros first
+      return *this;
+    }
+    AppendAscii(FText, bytes + i, run);
     i += run;
     if (i >= utf8.size()) return *this;
     bool valid;
