@@ -154,24 +154,29 @@ void Align(const TVqSide& a, const TVqSide& b) {
 
 bool SameInnerXML(TVqRawElement a, TVqRawElement b) {
   const pugi::xml_node top = RawNode(a.Node()), otherTop = RawNode(b.Node());
-  if (!top || !otherTop) return !a.HasChildren() && !b.HasChildren();
+  if (!a || !b) return !a.HasChildren() && !b.HasChildren();
   TVqSide left{*a.Data(), top}, right{*b.Data(), otherTop};
   pugi::xml_node &one = left.Node, &other = right.Node;
   for (;;) {
-    if (IsElement(one) && IsElement(other)) Align(left, right);
-    if (!(one == top ? SameValue(left, right) : SameNode(left, right))) return false;
-    const pugi::xml_node child = one.first_child(), otherChild = other.first_child();
-    if (static_cast<bool>(child) != static_cast<bool>(otherChild)) return false;
-    if (child) {
+    pugi::xml_node child = one.first_child(), otherChild = other.first_child();
+    // Only beside children a text can stand in one of two forms.
+    if ((RawPointer(child) || RawPointer(otherChild)) && IsElement(one) && IsElement(other)) {
+      Align(left, right);
+      child = one.first_child();
+      otherChild = other.first_child();
+    }
+    if (!(RawPointer(one) == a.Node() ? SameValue(left, right) : SameNode(left, right))) return false;
+    if (!RawPointer(child) != !RawPointer(otherChild)) return false;
+    if (RawPointer(child)) {
       one = child;
       other = otherChild;
       continue;
     }
     for (;;) {
-      if (one == top) return true;
+      if (RawPointer(one) == a.Node()) return true;
       const pugi::xml_node next = one.next_sibling(), otherNext = other.next_sibling();
-      if (static_cast<bool>(next) != static_cast<bool>(otherNext)) return false;
-      if (next) {
+      if (!RawPointer(next) != !RawPointer(otherNext)) return false;
+      if (RawPointer(next)) {
         one = next;
         other = otherNext;
         break;

@@ -94,7 +94,9 @@ TEncoding DetectEncoding(std::string_view bytes, std::int32_t codePage) {
   if (bytes.size() >= 2 && bytes[0] == '<' && bytes[1] == '\0') return {kVqCodePageUtf16LE, 0};
   if (bytes.size() >= 2 && bytes[0] == '\0' && bytes[1] == '<') return {kVqCodePageUtf16BE, 0};
   const TVqXMLDeclaration declaration = ReadDeclaration(bytes);
-  if (declaration.Encoding.empty()) return {kVqCodePageUtf8, 0};
+  // As nearly every document says it; any other spelling is looked up.
+  const bool usual = declaration.Encoding == "utf-8" || declaration.Encoding == "UTF-8";
+  if (usual || declaration.Encoding.empty()) return {kVqCodePageUtf8, 0};
   const std::int32_t declared = CodePageOfEncoding(declaration.Encoding);
   if (declared == 0) {
     constexpr std::size_t most = 100;  // no name is longer

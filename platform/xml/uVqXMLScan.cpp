@@ -34,8 +34,9 @@ bool IsNameChar(char32_t c) noexcept {
 
 bool IsName(std::string_view name) noexcept {
   for (std::size_t i = 0; i < name.size();) {
-    std::size_t length;
-    const char32_t c = DecodeUtf8(name, i, length);
+    std::size_t length = 1;
+    char32_t c = static_cast<unsigned char>(name[i]);
+    if (c >= 0x80) c = DecodeUtf8(name, i, length);
     if (length == 0 || !(i == 0 ? IsNameStart(c) : IsNameChar(c))) return false;
     i += length;
   }
