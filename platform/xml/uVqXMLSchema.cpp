@@ -216,6 +216,14 @@ struct TVqXMLSchemaElement::TMember {
   bool IsAttribute = false;
   const TVqXMLSchemaInfo* Info = nullptr;  // of a member that the application registered
   std::int32_t Index = -1;
+
+  // The first child element of its name in a record that has an element.
+  TVqRawElement PlaceIn(const TVqXMLSchemaElement& record) const {
+    const TVqRawElement element(record.Element());
+    if (!record.FExtras || Info) return element.Child(Name);
+    const TVqXMLSchemaClass& schema = record.GetSchemaClass();
+    return record.FExtras->Places.Find(element, schema.NameIndex(), schema.GetMemberCount(), Name, Index);
+  }
 };
 
 void TVqXMLSchemaElement::Prepare() const {
@@ -296,7 +304,7 @@ IVqDOMNode TVqXMLSchemaElement::NodeOf(const TMember& member) const {
   const IVqDOMElement& element = Element();
   if (!element) return {};
   if (member.IsAttribute) return element.GetAttributeNode(member.Name);
-  const TVqRawElement child = TVqRawElement(element).Child(member.Name);
+  const TVqRawElement child = member.PlaceIn(*this);
   return child ? detail::MakeElement(element, child) : IVqDOMElement();
 }
 
@@ -363,9 +371,8 @@ std::string_view TVqXMLSchemaElement::ReadText(std::int32_t index, std::string& 
   const auto look = [&]() -> std::optional<std::string_view> {
     const IVqDOMElement& element = Element();
     if (!element) return std::nullopt;
-    const TVqRawElement raw(element);
-    if (member.IsAttribute) return raw.Attribute(member.Name);
-    if (const TVqRawElement child = raw.Child(member.Name)) return child.Text(scratch);
+    if (member.IsAttribute) return TVqRawElement(element).Attribute(member.Name);
+    if (const TVqRawElement child = member.PlaceIn(*this)) return child.Text(scratch);
     return std::nullopt;
   };
   auto text = look();

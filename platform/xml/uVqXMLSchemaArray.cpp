@@ -39,6 +39,29 @@ std::int32_t TVqXMLNameIndex::Look(const TTable& table, std::string_view name) n
   return table[at].Index;
 }
 
+TVqRawElement TVqXMLPlaces::Find(TVqRawElement element, const TVqXMLNameIndex& names, std::int32_t count,
+                                 std::string_view name, std::int32_t index) {
+  const std::uint32_t structure = element.Data()->Structure;
+  if (structure != FStructure) {
+    FStructure = structure;
+    FLooks = 0;
+    FNodes.clear();
+  }
+  if (FNodes.empty()) {
+    if (++FLooks < kWorthIt) return element.Child(name);
+    FNodes.resize(static_cast<std::size_t>(count));
+    for (TVqRawElement child = element.FirstChild(); child; child = child.Next()) {
+      const std::int32_t at = names.FindExact(child.Name());
+      if (at < 0) continue;
+      void*& node = FNodes[static_cast<std::size_t>(at)];
+      if (!node) node = child.Node();
+    }
+  }
+  void* const node = FNodes[static_cast<std::size_t>(index)];
+  // Of a name that the class and a base of it declare, the last one alone is known by its index.
+  return node ? TVqRawElement(element.Data(), node) : element.Child(name);
+}
+
 // ---- Arrays
 
 TVqXMLSchemaArray::TVqXMLSchemaArray(const IVqDOMElement& AParent, std::string_view AName)

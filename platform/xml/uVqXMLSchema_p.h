@@ -61,6 +61,22 @@ struct TVqXMLOwnMember {
   }
 };
 
+/// Where the members of a record stand. A record that is read member by member would walk its children for each; this
+/// one walks them once, from the third member on that is looked for while no element comes, goes or changes its name.
+class TVqXMLPlaces {
+ public:
+  /// The first child element with the name of the member at this index, one of `count`.
+  TVqRawElement Find(TVqRawElement element, const TVqXMLNameIndex& names, std::int32_t count, std::string_view name,
+                     std::int32_t index);
+
+ private:
+  static constexpr std::uint32_t kWorthIt = 3;
+
+  std::vector<void*> FNodes;  // by index; empty while they are not known
+  std::uint32_t FStructure = 0;
+  std::uint32_t FLooks = 0;
+};
+
 struct TVqXMLChildRecord {
   std::unique_ptr<TVqXMLSchemaElement> Record;
   TVqXMLSchemaClass::TFactory Factory;
@@ -73,6 +89,7 @@ struct TVqXMLChildArray {
 };
 
 struct TVqXMLSchemaExtras {
+  TVqXMLPlaces Places;
   std::vector<TVqXMLChildRecord> Children;
   std::vector<TVqXMLChildArray> Arrays;
   std::vector<std::unique_ptr<TVqXMLSchemaElement>> ParkedRecords;
