@@ -324,16 +324,23 @@ TVqTypeInfo TVqEWSData::GetReadType() {
 }
 
 bool TVqEWSData::ReadsEmpty(const IVqDOMElement& ANode) const {
-  return AbsentIsEmpty() && !ANode.HasChildElements() && ANode.AttributeCount() == 0 && ANode.GetTextAsUtf8().empty();
+  if (!AbsentIsEmpty() || ANode.HasChildElements() || ANode.AttributeCount() != 0) return false;
+  std::string scratch;
+  return TVqRawElement(ANode).Text(scratch).empty();
 }
 
 string TVqEWSData::GetAsString() {
   const IVqDOMElement node = GetValueNode();
-  if (ReadsEmpty(node)) return {};
+  const TVqRawElement raw(node);
+  const bool hasParts = static_cast<bool>(raw.FirstChild());
+  std::string scratch;
+  const std::string_view text = hasParts ? std::string_view() : raw.Text(scratch);
+  if (!hasParts && text.empty() && ReadsEmpty(node)) return {};
   const std::optional<TVqTypeInfo> type = FindTypeInfo();
   // Without a type the element tells: text, or parts.
-  const bool isText = type ? type->IsSimple() || type->Kind == tkArray : !node.HasChildElements();
-  return isText ? node.GetText() : node.GetXML();
+  const bool isText = type ? type->IsSimple() || type->Kind == tkArray : !hasParts;
+  if (!isText) return node.GetXML();
+  return hasParts ? node.GetText() : detail::TextFromUtf8(text);
 }
 
 std::vector<string> TVqEWSData::GetAsStrings() {

@@ -14,13 +14,23 @@ bool SameName(std::string_view a, std::string_view b) noexcept {
   return std::ranges::equal(a, b, {}, Lower, Lower);
 }
 
+// Whether this is an element's name without its prefix, which need not be looked for then.
+bool IsCalled(detail::TVqRawElement element, std::string_view local) noexcept {
+  const std::string_view name = element.Name();
+  if (!name.ends_with(local)) return false;
+  const std::string_view before = name.substr(0, name.size() - local.size());
+  return before.empty() || (before.back() == ':' && before.find(':') == before.size() - 1);
+}
+
 }  // namespace
 
 void TVqEWSTableCells::Find(const IVqDOMElement& ARow) {
   FCells.assign(FNames.size(), {});
   std::size_t place = 0;
   for (detail::TVqRawElement child = detail::TVqRawElement(ARow).FirstChild(); child; child = child.Next()) {
-    const std::size_t column = ColumnOf(child.LocalName(), FBehind[place]);
+    const std::size_t expected = FBehind[place];
+    const bool asExpected = expected < FNames.size() && IsCalled(child, FNames[expected]);
+    const std::size_t column = asExpected ? expected : ColumnOf(child.LocalName());
     if (column == kNone) continue;
     if (!FCells[column]) FCells[column] = child;
     FBehind[place] = column;
@@ -30,8 +40,7 @@ void TVqEWSTableCells::Find(const IVqDOMElement& ARow) {
   FStructure = FDocument.GetStructureCount();
 }
 
-std::size_t TVqEWSTableCells::ColumnOf(std::string_view AName, std::size_t AExpected) const noexcept {
-  if (AExpected < FNames.size() && FNames[AExpected] == AName) return AExpected;
+std::size_t TVqEWSTableCells::ColumnOf(std::string_view AName) const noexcept {
   for (std::size_t i = 0; i < FNames.size(); ++i) {
     if (SameName(FNames[i], AName)) return i;
   }

@@ -44,7 +44,7 @@ class TVqEWSTableCells {
  private:
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-  std::size_t ColumnOf(std::string_view AName, std::size_t AExpected) const noexcept;
+  std::size_t ColumnOf(std::string_view AName) const noexcept;
 
   std::vector<std::string> FNames;         // of the columns, without prefix
   std::uint32_t FVersion = 0;              // of the list that they are from
