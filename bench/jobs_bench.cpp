@@ -18,9 +18,7 @@
 #include "bench/ForkedSimulator.h"
 #include "bench/Line.h"
 #include "bench/Measuring.h"
-#if __has_include("ews/bulk/uVqEWSBulk.h")
 #include "ews/bulk/uVqEWSBulk.h"
-#endif
 #include "ews/schema/uVqEWSPropsFLD.h"
 
 namespace velmore {
@@ -310,7 +308,6 @@ TCost WeMarkOneByOne(const TPlace& place, TStopwatch& watch) {
   return watch.Stop(ScaleOf(ids.size(), kMany));
 }
 
-#if __has_include("ews/bulk/uVqEWSBulk.h")
 // ---- Many at once, in requests of the rival's size
 
 TVqEWSBulk Many(TOurs& ours, std::size_t requestSize) {
@@ -345,28 +342,24 @@ TCost WeLoadManyAtOnce(const TPlace& place, TStopwatch& watch) {
   return watch.Stop(1);
 }
 
-TCost WeExportManyAtOnce(const TPlace& place, TStopwatch& watch) {
+TCost ExportsAtOnce(const TPlace& place, TStopwatch& watch, std::size_t count, std::size_t batch) {
   TOurs ours(place, watch);
-  const auto ids = IdsOf(Some(place, kMany));
   watch.Start();
+  const auto ids = IdsOf(Some(place, count));
   TNowhere nowhere;
-  ExpectAll(Many(ours, kLoadBatch)
-                .ExportItems(ids, [&](std::size_t, const TVqEWSMimeText& text) { text.SaveToStream(nowhere); }),
-            kMany);
-  Expect(nowhere.GetSize() > kMany * kBody.size(), "texts are missing");
+  ExpectAll(
+      Many(ours, batch).ExportItems(ids, [&](std::size_t, const TVqEWSMimeText& text) { text.SaveToStream(nowhere); }),
+      count);
+  Expect(nowhere.GetSize() > count * kBody.size(), "texts are missing");
   return watch.Stop(1);
 }
 
+TCost WeExportManyAtOnce(const TPlace& place, TStopwatch& watch) {
+  return ExportsAtOnce(place, watch, kMany, kLoadBatch);
+}
+
 TCost WeExportAll(const TPlace& place, TStopwatch& watch) {
-  TOurs ours(place, watch);
-  watch.Start();
-  const auto ids = IdsOf(place.Ids);
-  TNowhere nowhere;
-  ExpectAll(Many(ours, kExportBatch)
-                .ExportItems(ids, [&](std::size_t, const TVqEWSMimeText& text) { text.SaveToStream(nowhere); }),
-            kListed);
-  Expect(nowhere.GetSize() > kListed * kBody.size(), "texts are missing");
-  return watch.Stop(1);
+  return ExportsAtOnce(place, watch, kListed, kExportBatch);
 }
 
 TCost WeSendManyAtOnce(const TPlace& place, TStopwatch& watch) {
@@ -388,9 +381,6 @@ TCost WeMarkManyAtOnce(const TPlace& place, TStopwatch& watch) {
   return watch.Stop(1);
 }
 
-#endif
-
-#if __has_include("ews/items/uVqEWSItemLean.cpp")
 TCost WeLogOnLean(const TPlace& place, TStopwatch& watch) {
   watch.Start();
   TOurs ours(place, watch, false);
@@ -399,7 +389,6 @@ TCost WeLogOnLean(const TPlace& place, TStopwatch& watch) {
   Expect(!ours.Store().GetFolderId(dfininbox).Id.empty(), "no inbox");
   return watch.Stop(1);
 }
-#endif
 
 // The rival of a job stands first.
 const TRow kRows[] = {
@@ -409,15 +398,10 @@ const TRow kRows[] = {
     {"mime", "rival", RivalExports},      {"mime", "single", WeExportOneByOne},
     {"send", "rival", RivalSends},        {"send", "single", WeSendOneByOne},
     {"mark", "rival", RivalMarks},        {"mark", "single", WeMarkOneByOne},
-    {"export", "rival", RivalExportsAll},
-#if __has_include("ews/bulk/uVqEWSBulk.h")
-    {"load", "bulk", WeLoadManyAtOnce},   {"mime", "bulk", WeExportManyAtOnce},
-    {"send", "bulk", WeSendManyAtOnce},   {"mark", "bulk", WeMarkManyAtOnce},
-    {"export", "bulk", WeExportAll},
-#endif
-#if __has_include("ews/items/uVqEWSItemLean.cpp")
+    {"export", "rival", RivalExportsAll}, {"load", "bulk", WeLoadManyAtOnce},
+    {"mime", "bulk", WeExportManyAtOnce}, {"send", "bulk", WeSendManyAtOnce},
+    {"mark", "bulk", WeMarkManyAtOnce},   {"export", "bulk", WeExportAll},
     {"logon", "lean", WeLogOnLean},
-#endif
 };
 
 // ---- Measuring
