@@ -36,6 +36,15 @@ std::string_view EncodingName(std::int32_t codePage) {
   return page ? page->Name : kPages[0].Name;
 }
 
+void EncodeText(std::string& out, std::string_view utf8, std::int32_t codePage, TVqMisfit misfit) {
+  CheckCodePage(codePage);
+  if (codePage == kVqCodePageUtf8) {
+    out.append(utf8);
+  } else {
+    EncodeUnits(out, VqToUtf16(utf8), codePage, misfit);
+  }
+}
+
 }  // namespace detail
 
 std::int32_t VqGetCodePage(TVqStream& AStream) {

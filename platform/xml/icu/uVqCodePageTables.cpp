@@ -43,18 +43,14 @@ TVqConverter Open(std::int32_t codePage) {
 
 /// The characters of a code page that has not all of them; made once each.
 const USet* CharactersOf(std::int32_t codePage) {
-  const auto make = [](std::int32_t page) {
+  return OnceForPage(codePage, [](std::int32_t page) {
     UErrorCode error = U_ZERO_ERROR;
     USet* characters = uset_openEmpty();
     ucnv_getUnicodeSet(Open(page).get(), characters, UCNV_ROUNDTRIP_SET, &error);
     Check(error, IcuName(page));
     uset_freeze(characters);
     return characters;
-  };
-  static const USet* const windows = make(kVqCodePage1252);
-  static const USet* const latin1 = make(kVqCodePageLatin1);
-  static const USet* const ascii = make(kVqCodePageAscii);
-  return codePage == kVqCodePage1252 ? windows : codePage == kVqCodePageLatin1 ? latin1 : ascii;
+  });
 }
 
 /// ICU's own name of an encoding, whatever the alias; empty for an unknown one.
@@ -80,13 +76,7 @@ std::int32_t CodePageOfEncoding(std::string_view name) {
   return 0;
 }
 
-void EncodeText(std::string& out, std::string_view utf8, std::int32_t codePage, TVqMisfit misfit) {
-  CheckCodePage(codePage);
-  if (codePage == kVqCodePageUtf8) {
-    out.append(utf8);
-    return;
-  }
-  const std::u16string text = VqToUtf16(utf8);
+void EncodeUnits(std::string& out, std::u16string_view text, std::int32_t codePage, TVqMisfit misfit) {
   const TVqConverter converter = Open(codePage);
   UErrorCode error = U_ZERO_ERROR;
   if (misfit == TVqMisfit::mReference) {

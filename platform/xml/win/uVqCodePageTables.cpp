@@ -114,10 +114,7 @@ struct TVqTable {
 };
 
 const TVqTable& TableOf(std::int32_t codePage) {
-  static const TVqTable windows(static_cast<UINT>(kVqCodePage1252));
-  static const TVqTable latin1(static_cast<UINT>(kVqCodePageLatin1));
-  static const TVqTable ascii(static_cast<UINT>(kVqCodePageAscii));
-  return codePage == kVqCodePage1252 ? windows : codePage == kVqCodePageLatin1 ? latin1 : ascii;
+  return OnceForPage(codePage, [](std::int32_t page) { return TVqTable(static_cast<UINT>(page)); });
 }
 
 constexpr bool IsLead(char32_t unit) {
@@ -200,13 +197,7 @@ std::int32_t CodePageOfEncoding(std::string_view name) {
   return 0;
 }
 
-void EncodeText(std::string& out, std::string_view utf8, std::int32_t codePage, TVqMisfit misfit) {
-  CheckCodePage(codePage);
-  if (codePage == kVqCodePageUtf8) {
-    out.append(utf8);
-    return;
-  }
-  const std::u16string text = VqToUtf16(utf8);
+void EncodeUnits(std::string& out, std::u16string_view text, std::int32_t codePage, TVqMisfit misfit) {
   if (IsUnicode(codePage)) {
     const bool bigEndian = codePage == kVqCodePageUtf16BE;
     out.reserve(out.size() + text.size() * 2);
