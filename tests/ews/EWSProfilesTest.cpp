@@ -33,9 +33,9 @@ class Profiles : public ProfileTest, public ::testing::WithParamInterface<TStore
 
   /// A secret as a profile has it that was made where secrets are protected in another way.
   static string FromTheOtherSystem() {
-    const TVqBytes here = TVqDataProtection().Encrypt(TVqBytes(std::string("x")), false);
+    const TVqBytes here = TVqDataProtection().Encrypt(TVqBytes(TBytes{1}), false);
     const std::string_view mark = here.View().starts_with(kVqBlobMark) ? kVqWindowsBlobMark : kVqBlobMark;
-    return TVqBytes(std::string(mark) + "and what follows").Encode();
+    return TVqBytes(TBytes(mark.begin(), mark.end())).Encode();
   }
 
   /// A setting as it stands in the store; nothing when it is not there.
