@@ -14,9 +14,9 @@
 ///   of the items, down to single ones; see SetBusyRetries. What changes something is made again only where the server
 ///   said that it carried nothing out.
 /// - Nothing is carried out twice. When the answer to a request that changes something is lost, each of its items has
-///   that failure, and may have been carried out: see docs/guide/robust.md.
-/// - A failure of the connection, of the credentials, or by Cancel ends the operation: those that were not sent have it
-///   as well, and `WasSent` says false.
+///   that failure, and `MayHaveHappened` says true: see docs/guide/robust.md.
+/// - A failure of the connection or by Cancel, and one after which no request can succeed (`SessionUsable`), ends the
+///   operation: those that were not sent have it as well, `WasSent` and `MayHaveHappened` say false.
 /// - Memory: what an operation holds besides its results is one answer, or one a connection.
 
 #include <memory>
@@ -56,6 +56,7 @@ class TVqEWSBulk {
  public:
   /// Requests go out in the name of this store, and objects that come out belong to it.
   explicit TVqEWSBulk(TVqRef<IVqEWSMsgStore> AStore);
+  explicit TVqEWSBulk(IVqEWSMsgStore& AStore) : TVqEWSBulk(TVqRef<IVqEWSMsgStore>(&AStore)) {}
 
   // ---- Settings, in force from the next operation on
 
@@ -74,7 +75,8 @@ class TVqEWSBulk {
   void SetConnections(std::int32_t AValue);
   /// How many times in a row the operation waits for a busy server before it gives up: 5 at first, none with 0. It
   /// waits as long as the server asks, else 1, 2, 4 ... seconds, and goes on with half of the items and half of the
-  /// connections.
+  /// connections. A retry policy of the session (TVqEWSRetryPolicy) leaves a busy server to this, and waits out what
+  /// else may pass.
   std::int32_t GetBusyRetries() const noexcept { return FBusyRetries; }
   void SetBusyRetries(std::int32_t AValue) noexcept { FBusyRetries = AValue; }
   /// The longest wait; it gives up at once when the server asks for more. 5 minutes at first.
@@ -98,6 +100,12 @@ class TVqEWSBulk {
   /// ids, with the change keys as they are now. What the handler raises ends the operation and comes out of it.
   using TMimeHandler = std::function<void(std::size_t AIndex, const TVqEWSMimeText& AMime)>;
   std::vector<TVqEWSIdResult> ExportItems(std::span<const TItemId> AIds, const TMimeHandler& AHandler);
+  /// The same into files. A file that is there stays as it is, and its item is not asked for, unless `AReplace` says
+  /// so: with names that stay the same (VqItemFileName), an export that is started again goes on where it ended.
+  /// Directories are made. A file is written beside its place, with ".part" behind its name, and put there when it is
+  /// whole: what bears the name is never half a message. Gives a result for each item that was asked for, in order.
+  /// A file that cannot be written ends the operation with EStreamError.
+  std::vector<TVqEWSFileResult> ExportItems(std::span<const TVqEWSItemFile> AFiles, bool AReplace = false);
 
   // ---- Writing. Ids of the results have the new change key where the server tells one
 
@@ -140,8 +148,8 @@ class TVqEWSBulk {
   std::vector<TVqEWSIdResult> ImportItems(IVqEWSFolder& AFolder, std::size_t ACount, const TMimeSource& ASource,
                                           TVqEWSMessageFlags AFlags = {});
   /// The same from files.
-  std::vector<TVqEWSIdResult> ImportItems(IVqEWSFolder& AFolder, std::span<const string> AFileNames,
-                                          TVqEWSMessageFlags AFlags = {});
+  std::vector<TVqEWSFileResult> ImportItems(IVqEWSFolder& AFolder, std::span<const string> AFileNames,
+                                            TVqEWSMessageFlags AFlags = {});
 
  private:
   TVqEWSObject& Store() const;

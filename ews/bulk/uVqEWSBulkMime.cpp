@@ -1,5 +1,7 @@
 // MIME texts of many messages, out of a mailbox and into one.
 
+#include <filesystem>
+
 #include "ews/bulk/uVqEWSBulk.h"
 #include "ews/bulk/uVqEWSBulkJobs_p.h"
 #include "ews/items/internal/uVqEWSItemCalls.h"
@@ -9,6 +11,8 @@
 
 namespace velmore {
 namespace {
+
+namespace fs = std::filesystem;
 
 /// A reply whose MIME texts never become part of the tree: they stay in the bytes that came, once.
 class TMimeResponse : public TVqSOAPResponse {
@@ -78,6 +82,41 @@ std::vector<TVqEWSIdResult> TVqEWSBulk::ExportItems(std::span<const TItemId> AId
   return results.Take();
 }
 
+namespace {
+
+std::vector<TVqEWSFileResult> WithNames(std::vector<TVqEWSIdResult> results, std::span<const string> names) {
+  std::vector<TVqEWSFileResult> named;
+  named.reserve(results.size());
+  for (std::size_t i = 0; i < results.size(); ++i) named.push_back({std::move(results[i]), names[i]});
+  return named;
+}
+
+/// Writes a text beside its place, and puts it there when it is whole.
+void SaveWhole(const TVqEWSMimeText& mime, const string& fileName) {
+  const string part = fileName + ".part";
+  const fs::path place(fileName.utf16());
+  std::error_code error;
+  if (place.has_parent_path()) fs::create_directories(place.parent_path(), error);  // what is wrong is told below
+  mime.SaveToFile(part);
+  fs::rename(fs::path(part.utf16()), place, error);
+  if (error) throw EStreamError("Failed to write \"" + fileName + "\": " + string(error.message()));
+}
+
+}  // namespace
+
+std::vector<TVqEWSFileResult> TVqEWSBulk::ExportItems(std::span<const TVqEWSItemFile> AFiles, bool AReplace) {
+  std::vector<TItemId> ids;
+  std::vector<string> names;
+  for (const TVqEWSItemFile& file : AFiles) {
+    std::error_code unknown;
+    if (!AReplace && fs::exists(fs::path(file.FileName.utf16()), unknown)) continue;
+    ids.push_back(file.Id);
+    names.push_back(file.FileName);
+  }
+  return WithNames(
+      ExportItems(ids, [&](std::size_t index, const TVqEWSMimeText& mime) { SaveWhole(mime, names[index]); }), names);
+}
+
 // ---- In
 
 std::vector<TVqEWSIdResult> TVqEWSBulk::ImportItems(IVqEWSFolder& AFolder, std::size_t ACount,
@@ -119,12 +158,12 @@ std::vector<TVqEWSIdResult> TVqEWSBulk::ImportItems(IVqEWSFolder& AFolder, std::
   return results.Take();
 }
 
-std::vector<TVqEWSIdResult> TVqEWSBulk::ImportItems(IVqEWSFolder& AFolder, std::span<const string> AFileNames,
-                                                    TVqEWSMessageFlags AFlags) {
-  return ImportItems(
-      AFolder, AFileNames.size(),
-      [&](std::size_t index) { return std::make_unique<TVqFileStream>(AFileNames[index], TVqFileMode::fmOpenRead); },
-      AFlags);
+std::vector<TVqEWSFileResult> TVqEWSBulk::ImportItems(IVqEWSFolder& AFolder, std::span<const string> AFileNames,
+                                                      TVqEWSMessageFlags AFlags) {
+  const auto open = [&](std::size_t index) {
+    return std::make_unique<TVqFileStream>(AFileNames[index], TVqFileMode::fmOpenRead);
+  };
+  return WithNames(ImportItems(AFolder, AFileNames.size(), open, AFlags), AFileNames);
 }
 
 }  // namespace velmore

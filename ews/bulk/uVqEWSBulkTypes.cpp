@@ -7,6 +7,18 @@ TVqEWSResultBase::TVqEWSResultBase() {
   FFailure = pending;
 }
 
+TVqEWSResultBase::TVqEWSResultBase(std::exception_ptr AFailure, bool ASent, bool ABegun)
+    : FFailure(std::move(AFailure)), FSent(ASent || ABegun), FMayHaveHappened(FFailure && ABegun) {
+  if (!FFailure || !ASent || ABegun) return;
+  try {
+    std::rethrow_exception(FFailure);
+  } catch (const EVqException& failure) {
+    FMayHaveHappened = failure.MayHaveHappened();
+  } catch (...) {
+    FMayHaveHappened = true;  // nobody knows, and to look does no harm
+  }
+}
+
 string TVqEWSResultBase::FailureText() const {
   if (!FFailure) return {};
   try {

@@ -3,8 +3,10 @@
 /// What operations on many items give back, and what they tell while they run. See uVqEWSBulk.h.
 
 #include <chrono>
+#include <concepts>
 #include <exception>
 #include <functional>
+#include <vector>
 
 #include "ews/model/uVqEWSFolderInterfaces.h"
 #include "ews/model/uVqEWSItemInterfaces.h"
@@ -24,16 +26,21 @@ class TVqEWSResultBase {
   /// False when the item's turn never came: the operation was stopped before, or could not go on. Nothing was done to
   /// it then.
   bool WasSent() const noexcept { return FSent; }
+  /// Of a failure: whether something may have been done to the item all the same, or was, as for a new one that could
+  /// not be read back. Look before you repeat it. False after a success, for what only reads, and where `WasSent` is.
+  bool MayHaveHappened() const noexcept { return FMayHaveHappened; }
 
  protected:
   /// Of an item whose turn has not come yet.
   TVqEWSResultBase();
-  /// A success, or a failure where `AFailure` is not null.
-  TVqEWSResultBase(std::exception_ptr AFailure, bool ASent) noexcept : FFailure(std::move(AFailure)), FSent(ASent) {}
+  /// A success, or a failure where `AFailure` is not null, which came when something was done to the item already where
+  /// `ABegun` says so.
+  TVqEWSResultBase(std::exception_ptr AFailure, bool ASent, bool ABegun = false);
 
  private:
   std::exception_ptr FFailure;
   bool FSent = false;
+  bool FMayHaveHappened = false;
 };
 
 /// What came of one item: a value, or the exception that it alone would have raised. Values, copied like their T.
@@ -45,7 +52,8 @@ class TVqEWSResult : public TVqEWSResultBase {
   /// A success.
   explicit TVqEWSResult(T AValue) : TVqEWSResultBase(nullptr, true), FValue(std::move(AValue)) {}
   /// A failure.
-  TVqEWSResult(std::exception_ptr AFailure, bool ASent) noexcept : TVqEWSResultBase(std::move(AFailure), ASent) {}
+  TVqEWSResult(std::exception_ptr AFailure, bool ASent, bool ABegun = false)
+      : TVqEWSResultBase(std::move(AFailure), ASent, ABegun) {}
 
   /// The value. Raises the failure when there is none.
   const T& Value() const {
@@ -63,6 +71,24 @@ using TVqEWSItemResult = TVqEWSResult<TVqRef<IVqEWSItem>>;
 using TVqEWSFolderResult = TVqEWSResult<TVqRef<IVqEWSFolder>>;
 /// What became of an item of which the id is all that is told.
 using TVqEWSIdResult = TVqEWSResult<TItemId>;
+
+/// An item, and the file that its MIME text goes into.
+struct TVqEWSItemFile {
+  TItemId Id;       ///< of the item
+  string FileName;  ///< absolute, or from the program's folder
+};
+/// What became of one.
+struct TVqEWSFileResult : TVqEWSIdResult {
+  string FileName;  ///< as it was given
+};
+
+/// Raises the first failure among results; nothing when all went well.
+///
+///     VqCheckResults(bulk.MoveItems(ids, archive->GetID()));
+template <std::derived_from<TVqEWSResultBase> TResult>
+void VqCheckResults(const std::vector<TResult>& AResults) {
+  for (const TResult& result : AResults) result.Value();
+}
 
 /// How far an operation has come.
 struct TVqEWSBulkProgress {

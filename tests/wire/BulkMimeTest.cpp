@@ -10,6 +10,21 @@ namespace {
 
 using Sizes = std::vector<std::int32_t>;
 
+/// A folder of its own, gone in the end.
+struct TFolder {
+  std::filesystem::path Name = std::filesystem::temp_directory_path() / ("bulk-files" + std::to_string(getpid()));
+  TFolder() { std::filesystem::create_directories(Name); }
+  ~TFolder() { std::filesystem::remove_all(Name); }
+  TFolder(const TFolder&) = delete;
+  TFolder& operator=(const TFolder&) = delete;
+  std::string Path(const std::string& name) const { return (Name / name).string(); }
+};
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 class BulkMime : public BulkTest {
  protected:
   static std::string TextOf(const TVqEWSMimeText& mime) {
@@ -66,6 +81,46 @@ TEST_P(BulkMime, AsFiles) {
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), TextOfOne(ids[i]));
   }
   std::filesystem::remove_all(folder);
+}
+
+TEST_P(BulkMime, FilesThatAreThereStayUnlessTheyAreToBeReplaced) {
+  auto ids = AddMessages(3);
+  const TFolder folder;
+  std::vector<TVqEWSItemFile> files;
+  for (std::size_t i = 0; i < 3; ++i) files.push_back({ids[i], folder.Path("a/b/" + std::to_string(i) + ".eml")});
+  files[1].Id.Id = "no id";
+  auto bulk = Bulk();
+  const auto first = bulk.ExportItems(files);
+  ASSERT_EQ(first.size(), 3u);
+  EXPECT_EQ(CodesOf(first), (Names{"", "ErrorInvalidIdMalformed", ""}));
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(first[i].FileName, files[i].FileName);
+  EXPECT_EQ(ReadFile(files[2].FileName.utf8()), TextOfOne(ids[2]));
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("a/b/1.eml")));
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("a/b/0.eml.part")));
+
+  files[1].Id = ids[1];
+  std::ofstream(files[0].FileName.utf8()) << "mine";
+  Forget();
+  const auto second = bulk.ExportItems(files);
+  ASSERT_EQ(second.size(), 1u) << "what is there is not asked for";
+  EXPECT_EQ(second[0].FileName, files[1].FileName);
+  EXPECT_EQ(SizesOfGetItem(), Sizes{1});
+  EXPECT_EQ(ReadFile(files[0].FileName.utf8()), "mine");
+  EXPECT_EQ(bulk.ExportItems(files, true).size(), 3u);
+  EXPECT_EQ(ReadFile(files[0].FileName.utf8()), TextOfOne(ids[0]));
+}
+
+TEST_P(BulkMime, AFileThatCannotBeWrittenEndsIt) {
+  const auto ids = AddMessages(2);
+  const TFolder folder;
+  const std::string file = folder.Path("file");
+  std::ofstream(file) << "x";
+  const std::vector<TVqEWSItemFile> files = {{ids[0], file + "/0.eml"}, {ids[1], folder.Path("1.eml")}};
+  auto bulk = Bulk();
+  EXPECT_THROW(bulk.ExportItems(files), EStreamError);
+  std::filesystem::create_directory(folder.Path("2.eml"));
+  const std::vector<TVqEWSItemFile> taken = {{ids[0], folder.Path("2.eml")}};
+  EXPECT_EQ(MessageOf<EStreamError>([&] { bulk.ExportItems(taken, true); }).find("Failed to write \""), 0u);
 }
 
 TEST_P(BulkMime, AnAnswerWithoutATextIsAnEmptyOne) {
@@ -208,6 +263,7 @@ TEST_P(BulkMime, FromFiles) {
   const auto results = Bulk().ImportItems(*Inbox(), names);
   EXPECT_EQ(Store().GetItem(results[0].Value())->GetSubject(), "From a file");
   EXPECT_THROW(results[1].Value(), EStreamError);
+  EXPECT_EQ(results[1].FileName, names[1]);
   std::filesystem::remove(path);
 }
 
