@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <condition_variable>
 
+#include "platform/soap/internal/uVqSOAPOwnPace.h"
 #include "platform/soap/uVqSOAPClient.h"
 
 namespace velmore {
@@ -16,33 +17,57 @@ constexpr milliseconds kBetweenReports{100};
 constexpr int kBeforeGrowth = 8;
 // When so many single items in a row fail with their whole request, what follows would fare no better.
 constexpr int kMostAloneInRow = 3;
-constexpr std::uint32_t kRequestTooLarge = 413;
 
 /// What a failed exchange says about the other requests. `none`: no request will do better. `later`: the server is busy
-/// and did nothing. `smaller`: nothing was done, fewer items may do. `unsent`: the same, and the server was not even
-/// asked. `items`: it is the affair of these items.
-enum class TOutlook { none, later, smaller, unsent, items };
+/// and did nothing. `smaller`: nothing was done, fewer items may do. `items`: it is the affair of these items.
+enum class TOutlook { none, later, smaller, items };
 
-TOutlook OutlookOf(const std::exception_ptr& failure, bool onlyReads, std::int32_t& retryAfter) {
+struct TVerdict {
+  TOutlook Outlook = TOutlook::none;
+  milliseconds RetryAfter{0};
+  /// Whether the server was asked.
+  bool Sent = true;
+};
+
+/// The failure itself knows most of it; what it does not know is whether fewer items would do better.
+TVerdict VerdictOf(const std::exception_ptr& failure) {
+  TVerdict verdict;
   try {
     std::rethrow_exception(failure);
-  } catch (const EVqServerBusy& busy) {
-    retryAfter = busy.GetRetryAfter();
-    return TOutlook::later;
-  } catch (const EVqOAuthException&) {
-    return TOutlook::none;
-  } catch (const EVqHTTPClientApiException& broken) {
+  } catch (const EVqException& told) {
+    const auto* client = dynamic_cast<const EVqHTTPClientApiException*>(&told);
     // An answer that is too long, among others.
-    return onlyReads && broken.GetNumber() == VqErrInvalidServerResponse ? TOutlook::smaller : TOutlook::none;
-  } catch (const EVqHTTPException& status) {
-    return onlyReads || status.GetNumber() == kRequestTooLarge ? TOutlook::smaller : TOutlook::items;
-  } catch (const EVqSOAPFault& fault) {
-    return onlyReads || EwsSaysNotValid(fault) ? TOutlook::smaller : TOutlook::items;
-  } catch (const EVqException& other) {
-    if (typeid(other) == typeid(EVqException)) return TOutlook::unsent;  // plain ones are of misuse
-    return onlyReads ? TOutlook::smaller : TOutlook::items;
+    const bool unreadable = client && client->GetNumber() == VqErrInvalidServerResponse && !told.MayHaveHappened();
+    verdict.Sent = typeid(told) != typeid(EVqException) || told.MayHaveHappened();  // plain ones are of misuse
+    if (dynamic_cast<const EVqServerBusy*>(&told)) {
+      verdict.Outlook = TOutlook::later;
+      verdict.RetryAfter = told.RetryAfter();
+    } else if (!told.SessionUsable() || dynamic_cast<const EVqOAuthException*>(&told) || (client && !unreadable)) {
+      verdict.Outlook = TOutlook::none;
+    } else {
+      verdict.Outlook = told.MayHaveHappened() ? TOutlook::items : TOutlook::smaller;
+    }
   } catch (...) {
-    return TOutlook::none;
+    // Whatever it is: not for the library to go on behind it.
+  }
+  return verdict;
+}
+
+/// The failure that ends an operation, as those have it that were not sent: a lost answer leaves nothing open for them.
+std::exception_ptr ForTheUnsent(const std::exception_ptr& failure) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const EVqException& told) {
+    if (!told.MayHaveHappened()) return failure;
+    const auto closed = [](auto copy) {
+      copy.NoteMayHaveHappened(false);
+      return std::make_exception_ptr(copy);
+    };
+    if (const auto* engine = dynamic_cast<const EVqHTTPApiException*>(&told)) return closed(*engine);
+    if (const auto* client = dynamic_cast<const EVqHTTPClientApiException*>(&told)) return closed(*client);
+    return failure;
+  } catch (...) {
+    return failure;
   }
 }
 
@@ -101,8 +126,7 @@ void TVqEWSBulkRun::RunAlone(std::size_t AItem, const TVqEWSBulkJob& AJob, const
     } catch (...) {
       const std::exception_ptr failure = std::current_exception();
       Fail({&AItem, 1}, failure, true);
-      std::int32_t retryAfter = 0;
-      if (OutlookOf(failure, false, retryAfter) == TOutlook::none) End(failure);
+      if (VerdictOf(failure).Outlook == TOutlook::none) End(failure);
     }
   }
   FNext = AItem;
@@ -142,6 +166,8 @@ void TVqEWSBulkRun::Start() {
   for (const std::size_t item : exchange.Request.Skipped) FArrived[item] = {};
   for (const auto& [item, failure] : exchange.Request.Refused) Fail({&item, 1}, failure, false);
   if (exchange.Request.Items.empty()) return Deliver();
+  // A busy server is waited for here, where fewer items can be asked for and the application is told.
+  if (auto* pace = dynamic_cast<IVqSOAPOwnPace*>(exchange.Request.Call->Request().get())) pace->KeepOwnPace();
   const auto send = [call = exchange.Request.Call, factory = FJob->Factory] { call->Exchange(factory); };
   if (lane.SOAP) {
     lane.Busy = true;
@@ -187,16 +213,18 @@ void TVqEWSBulkRun::Read(TVqEWSBulkRequest& ARequest) {
   std::vector<std::size_t> busy;
   std::vector<std::size_t> stopped;
   std::exception_ptr refusal;
-  std::int32_t retryAfter = 0;
+  milliseconds retryAfter{0};
+  std::size_t hopeless = 0;
   for (std::size_t i = 0; i < count; ++i) {
     const IVqDOMElement message = messages.GetItem(static_cast<std::int32_t>(i));
     const string code = CodeOf(message);
+    if (!VqSOAPLeavesSessionUsable(code)) ++hopeless;
     if (code == "ErrorServerBusy") {
       try {
         ARequest.Call->Check(message);
       } catch (const EEWSServerBusy& failure) {
         refusal = std::current_exception();
-        retryAfter = std::max(retryAfter, failure.GetRetryAfter());
+        retryAfter = std::max(retryAfter, failure.RetryAfter());
       }
       busy.push_back(ARequest.Items[i]);
     } else if (code == "ErrorBatchProcessingStopped") {
@@ -220,6 +248,15 @@ void TVqEWSBulkRun::Read(TVqEWSBulkRequest& ARequest) {
   } else {
     FPending.insert(FPending.begin(), stopped.begin(), stopped.end());
   }
+  if (hopeless == count) EndBy(*ARequest.Call, messages.GetItem(0));  // an account that was closed, and its like
+}
+
+void TVqEWSBulkRun::EndBy(const TVqEWSCall& ACall, const IVqDOMElement& ARefusal) {
+  try {
+    ACall.Check(ARefusal);
+  } catch (const EVqException&) {
+    End(std::current_exception());
+  }
 }
 
 void TVqEWSBulkRun::Succeeded() {
@@ -230,22 +267,19 @@ void TVqEWSBulkRun::Succeeded() {
 }
 
 void TVqEWSBulkRun::Failed(const TVqEWSBulkRequest& ARequest, const std::exception_ptr& AFailure) {
-  std::int32_t retryAfter = 0;
-  switch (OutlookOf(AFailure, OnlyReads(), retryAfter)) {
+  const TVerdict verdict = VerdictOf(AFailure);
+  switch (verdict.Outlook) {
     case TOutlook::later:
-      return AgainLater(ARequest.Items, AFailure, retryAfter);
+      return AgainLater(ARequest.Items, AFailure, verdict.RetryAfter);
     case TOutlook::smaller:
       if (ARequest.Items.size() > 1) return AgainSmaller(ARequest.Items);
-      Fail(ARequest.Items, AFailure, true);
-      if (++FAloneInRow == kMostAloneInRow) End(AFailure);
+      Fail(ARequest.Items, AFailure, verdict.Sent);
+      if (verdict.Sent && ++FAloneInRow == kMostAloneInRow) End(AFailure);
       return;
-    case TOutlook::unsent:
-      if (ARequest.Items.size() > 1) return AgainSmaller(ARequest.Items);
-      return Fail(ARequest.Items, AFailure, false);
     case TOutlook::items:
       return Fail(ARequest.Items, AFailure, true);
     case TOutlook::none:
-      Fail(ARequest.Items, AFailure, true);
+      Fail(ARequest.Items, AFailure, verdict.Sent);
       return End(AFailure);
   }
 }
@@ -261,8 +295,8 @@ void TVqEWSBulkRun::AgainSmaller(std::span<const std::size_t> AItems) {
 }
 
 void TVqEWSBulkRun::AgainLater(std::span<const std::size_t> AItems, const std::exception_ptr& AFailure,
-                               std::int32_t ARetryAfter) {
-  const milliseconds time = ARetryAfter > 0 ? milliseconds(ARetryAfter) : kFirstWait * (1 << std::min(FBusyInRow, 16));
+                               milliseconds ARetryAfter) {
+  const milliseconds time = ARetryAfter.count() > 0 ? ARetryAfter : kFirstWait * (1 << std::min(FBusyInRow, 16));
   if (++FBusyInRow > FSettings.BusyRetries || time > FSettings.LongestWait) {
     Fail(AItems, AFailure, true);
     return End(AFailure);
@@ -304,8 +338,8 @@ std::exception_ptr TVqEWSBulkRun::Ended() const {
 }
 
 void TVqEWSBulkRun::End(const std::exception_ptr& AFailure) {
-  FEnd = AFailure;
-  LeaveRest(AFailure);
+  FEnd = ForTheUnsent(AFailure);
+  LeaveRest(FEnd);
 }
 
 void TVqEWSBulkRun::LeaveRest(const std::exception_ptr& AFailure) {

@@ -103,10 +103,12 @@ class TVqEWSBulkRun {
   void Start();
   void Settle();
   void Read(TVqEWSBulkRequest& ARequest);
+  void EndBy(const TVqEWSCall& ACall, const IVqDOMElement& ARefusal);
   void Failed(const TVqEWSBulkRequest& ARequest, const std::exception_ptr& AFailure);
   void Fail(std::span<const std::size_t> AItems, const std::exception_ptr& AFailure, bool ASent);
   void AgainSmaller(std::span<const std::size_t> AItems);
-  void AgainLater(std::span<const std::size_t> AItems, const std::exception_ptr& AFailure, std::int32_t ARetryAfter);
+  void AgainLater(std::span<const std::size_t> AItems, const std::exception_ptr& AFailure,
+                  std::chrono::milliseconds ARetryAfter);
   void Succeeded();
   void Deliver();
   std::exception_ptr Ended() const;

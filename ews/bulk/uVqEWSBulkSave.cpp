@@ -70,7 +70,7 @@ class TItems {
   }
 
   void Fail(std::size_t item, const std::exception_ptr& failure, bool sent) {
-    FResults[item] = TVqEWSIdResult(failure, sent || FBegun[item]);
+    FResults[item] = TVqEWSIdResult(failure, sent, FBegun[item]);
     FFailed[item] = true;
   }
   void Succeed(std::size_t item, const TItemId& id) { FResults[item] = TVqEWSIdResult(id); }

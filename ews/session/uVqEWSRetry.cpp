@@ -5,6 +5,7 @@
 #include <random>
 
 #include "ews/model/internal/uVqEWSCall.h"
+#include "platform/soap/internal/uVqSOAPOwnPace.h"
 #include "platform/xml/uVqXMLUtils.h"
 
 namespace velmore {
@@ -24,8 +25,14 @@ bool MayPass(const EVqException& failure) {
   return transport && VqHTTPMayPass(transport->GetNumber());
 }
 
+/// Whether a busy server is the affair of whoever made the request.
+bool KeepsOwnPace(const IVqSOAPRequest& request) {
+  const auto* pace = dynamic_cast<const IVqSOAPOwnPace*>(&request);
+  return pace && pace->KeepsOwnPace();
+}
+
 /// The refusal of an answer all of whose messages tell of something that may pass, or none.
-std::optional<EEWSServerBusy> RefusalOf(IVqSOAPResponse& response) {
+std::optional<EEWSServerBusy> RefusalOf(IVqSOAPResponse& response, bool withBusy) {
   const IVqDOMElement messages =
       response.GetBody().GetFirstChildElement().SelectSingleElement("ResponseMessages", kSelectQuiet);
   if (!messages.HasChildElements()) return std::nullopt;
@@ -33,7 +40,7 @@ std::optional<EEWSServerBusy> RefusalOf(IVqSOAPResponse& response) {
   std::int32_t hint = 0;
   for (const IVqDOMElement& message : messages.GetChildElements()) {
     code = message.SelectSingleElement("ResponseCode", kSelectQuiet).GetText();
-    if (!VqSOAPMayPass(code)) return std::nullopt;
+    if (!VqSOAPMayPass(code) || (code == "ErrorServerBusy" && !withBusy)) return std::nullopt;
     const IVqDOMElement backOff =
         message.SelectSingleElement("MessageXml/Value[@Name=\"BackOffMilliseconds\"]", kSelectQuiet);
     if (backOff) hint = std::max(hint, VqXMLToIntDef(backOff.GetText(), 0));
@@ -75,6 +82,7 @@ void TVqEWSRetries::SetPolicy(TVqEWSRetryPolicy AValue) {
 void TVqEWSRetries::Send(IVqSOAPRequest& ARequest, const TVqRef<IVqSOAPResponse>& AResponse,
                          const std::function<void()>& AExchange, const std::function<void(milliseconds)>& AWait) const {
   if (FPolicy.Attempts == 1 || !MayBeRepeated(ARequest.GetMethod().GetLocalName())) return AExchange();
+  const bool withBusy = !KeepsOwnPace(ARequest);
   for (std::int32_t attempts = 1;; ++attempts) {
     const bool last = attempts >= FPolicy.Attempts;
     std::optional<milliseconds> wait;
@@ -87,9 +95,9 @@ void TVqEWSRetries::Send(IVqSOAPRequest& ARequest, const TVqRef<IVqSOAPResponse>
     try {
       AExchange();
       answered = true;
-      if (!last) refusal = RefusalOf(*AResponse);
+      if (!last) refusal = RefusalOf(*AResponse, withBusy);
     } catch (const EVqException& failure) {
-      decide(failure);
+      if (withBusy || !dynamic_cast<const EVqServerBusy*>(&failure)) decide(failure);
       if (!wait) throw;
     }
     if (refusal) decide(*refusal);

@@ -1,6 +1,7 @@
 #include "platform/soap/uVqSOAPClient.h"
 
 #include "platform/http/internal/uVqHTTPBody.h"
+#include "platform/soap/internal/uVqSOAPOwnPace.h"
 #include "platform/soap/uVqSOAPFailures_p.h"
 #include "platform/xml/internal/uVqXMLWriter.h"
 
@@ -135,6 +136,21 @@ class TVqSOAPRequest : public TVqObject, public virtual IVqSOAPRequest {
   TVqHTTPResponseHandler FResponseHandler;
 };
 
+namespace {
+
+/// What is handed out; apart, as the class above is named by a public header and this base is not for others to see.
+class TPacedRequest final : public TVqSOAPRequest, public IVqSOAPOwnPace {
+ public:
+  using TVqSOAPRequest::TVqSOAPRequest;
+  void KeepOwnPace() noexcept override { FKeepsOwnPace = true; }
+  bool KeepsOwnPace() const noexcept override { return FKeepsOwnPace; }
+
+ private:
+  bool FKeepsOwnPace = false;
+};
+
+}  // namespace
+
 TVqSOAPClient::TVqSOAPClient(TVqComponent* AOwner) : TVqComponent(AOwner) {}
 
 void TVqSOAPClient::SetHTTPClient(TVqComponent* AClient) {
@@ -166,7 +182,7 @@ const IVqDOMDocument& TVqSOAPClient::EmptyEnvelope() {
 }
 
 TVqRef<IVqSOAPRequest> TVqSOAPClient::CreateRequest(const string& AMethod, const string& AResponseName) {
-  return MakeRef<TVqSOAPRequest>(*this, AMethod, AResponseName);
+  return MakeRef<TPacedRequest>(*this, AMethod, AResponseName);
 }
 
 TVqCredentials& TVqSOAPClient::GetCredentials() {

@@ -25,6 +25,14 @@ class BulkRequests : public BulkTest {
     fault.times = times;
     Server().AddFault(fault);
   }
+  static bool SaysThatItMayHaveHappened(const TVqEWSIdResult& result) {
+    try {
+      result.Value();
+    } catch (const EVqException& failure) {
+      return failure.MayHaveHappened();
+    }
+    return false;
+  }
   Sizes SizesOfUpdate() { return SizesOf("UpdateItem", "ItemChanges/ItemChange"); }
   bool IsReadOnServer(const TItemId& id) { return Mail(id)->GetIsRead(); }
 };
@@ -143,6 +151,57 @@ TEST_P(BulkRequests, WhatAServerDidNotComeToIsAskedForAgain) {
   EXPECT_EQ(SizesOfUpdate(), (Sizes{3, 1}));
 }
 
+TEST_P(BulkRequests, ABusyReadIsWaitedForOnceThoughTheSessionHasAPolicy) {
+  const auto ids = AddMessages(8);
+  auto bulk = Bulk();
+  bulk.SetRequestSize(8);
+  int waitsOfThePolicy = 0, waitsTold = 0;
+  TVqEWSRetryPolicy policy{.Attempts = 4, .FirstWait = milliseconds(1), .Jitter = 0};
+  policy.OnWait = [&](const EVqException&, std::int32_t, milliseconds) { ++waitsOfThePolicy; };
+  Session().SetRetryPolicy(policy);
+  bulk.SetOnProgress([&](const TVqEWSBulkProgress& at) {
+    waitsTold += at.Waiting > milliseconds(0);
+    return true;
+  });
+  BusyNext("GetItem", 20);
+  Forget();
+  EXPECT_EQ(CountOf(bulk.GetItems(ids)), 8u);
+  EXPECT_EQ(SizesOfGetItem(), (Sizes{8, 4, 4}));
+  EXPECT_EQ(waitsOfThePolicy, 0);
+  EXPECT_GE(waitsTold, 1);
+  // Of a single item, which has a message of its own to be refused in.
+  simulator::Fault refusal;
+  refusal.operation = "GetItem";
+  refusal.response_code = "ErrorServerBusy";
+  refusal.back_off_milliseconds = 20;
+  Server().AddFault(refusal);
+  EXPECT_EQ(CountOf(bulk.GetItems(std::span(ids).first(1))), 1u);
+  EXPECT_EQ(waitsOfThePolicy, 0);
+  // What is no operation on many is the policy's, during one too.
+  Server().AddFault(refusal);
+  Store().GetItem(ids[0]);
+  EXPECT_EQ(waitsOfThePolicy, 1);
+}
+
+TEST_P(BulkRequests, WhatElseMayPassIsThePolicysAffair) {
+  const auto ids = AddMessages(4);
+  auto bulk = Bulk();
+  int waits = 0;
+  TVqEWSRetryPolicy policy{.Attempts = 4, .FirstWait = milliseconds(1), .Jitter = 0};
+  policy.OnWait = [&](const EVqException&, std::int32_t, milliseconds) { ++waits; };
+  Session().SetRetryPolicy(policy);
+  CutNext("GetItem", Cut::before);
+  StatusNext("GetItem", 502);
+  Forget();
+  EXPECT_EQ(CountOf(bulk.GetItems(ids)), 4u);
+  EXPECT_EQ(SizesOfGetItem(), (Sizes{4, 4, 4}));
+  EXPECT_EQ(waits, 2);
+  // What changes something is not sent again by either.
+  CutNext("UpdateItem", Cut::before);
+  EXPECT_EQ(CountOf(bulk.MarkAsRead(ids)), 0u);
+  EXPECT_EQ(waits, 2);
+}
+
 // ---- Too large, not to be read
 
 TEST_P(BulkRequests, AnAnswerThatIsTooLargeIsAskedForInHalves) {
@@ -251,8 +310,93 @@ TEST_P(BulkRequests, AWriteWhoseAnswerIsLostIsNotRepeated) {
   for (std::size_t i = 0; i < 4; ++i) {
     EXPECT_THROW(results[i].Value(), EVqHTTPApiException);
     EXPECT_EQ(results[i].WasSent(), i < 2);
+    EXPECT_EQ(results[i].MayHaveHappened(), i < 2);
+    EXPECT_EQ(SaysThatItMayHaveHappened(results[i]), i < 2) << "whoever asks the exception is told the same";
     EXPECT_EQ(IsReadOnServer(ids[i]), i < 2);
   }
+}
+
+TEST_P(BulkRequests, AWriteThatNeverArrivedMayHaveHappenedForAllThatAnybodyKnows) {
+  const auto ids = AddMessages(4);
+  auto bulk = Bulk();
+  bulk.SetRequestSize(2);
+  for (const Cut cut : {Cut::before, Cut::within}) {
+    CutNext("UpdateItem", cut, 1);
+    const auto results = bulk.MarkAsRead(ids);
+    EXPECT_EQ(CountOf(results), 2u);
+    for (std::size_t i = 2; i < 4; ++i) {
+      EXPECT_TRUE(results[i].WasSent());
+      EXPECT_TRUE(results[i].MayHaveHappened());
+    }
+    EXPECT_FALSE(results[0].MayHaveHappened()) << "of a success there is no doubt";
+  }
+}
+
+TEST_P(BulkRequests, WhatOnlyReadsNeverHappened) {
+  const auto ids = AddMessages(2);
+  auto bulk = Bulk();
+  CutNext("GetItem", Cut::after);
+  const auto results = bulk.GetItems(ids);
+  EXPECT_TRUE(results[0].WasSent());
+  EXPECT_FALSE(results[0].MayHaveHappened());
+}
+
+TEST_P(BulkRequests, AWriteThatWasRefusedAsAWholeIsDivided) {
+  const auto ids = AddMessages(4);
+  auto bulk = Bulk();
+  FaultNext("UpdateItem", "ErrorInvalidIdMalformed");
+  StatusNext("UpdateItem", 400);
+  Forget();
+  EXPECT_EQ(CountOf(bulk.MarkAsRead(ids)), 4u);
+  EXPECT_EQ(SizesOfUpdate(), (Sizes{4, 2, 1, 1, 1, 1}));
+  // But what may have been done is not.
+  StatusNext("UpdateItem", 502);
+  Forget();
+  const auto results = bulk.MarkAsRead(ids);
+  EXPECT_EQ(SizesOfUpdate(), Sizes{4});
+  for (const auto& result : results) EXPECT_TRUE(result.MayHaveHappened());
+}
+
+TEST_P(BulkRequests, WhatEveryRequestWouldMeetEndsIt) {
+  const auto ids = AddMessages(6);
+  auto bulk = Bulk();
+  bulk.SetRequestSize(2);
+  for (const char* operation : {"GetItem", "UpdateItem"}) {
+    StatusNext(operation, 403);
+    Forget();
+    std::vector<std::pair<bool, std::string>> sent;
+    const auto note = [&](const TVqEWSResultBase& result) {
+      EXPECT_FALSE(result.MayHaveHappened());
+      sent.emplace_back(result.WasSent(), result.FailureText().utf8());
+    };
+    if (operation == std::string("GetItem")) {
+      for (const auto& result : bulk.GetItems(ids)) note(result);
+    } else {
+      for (const auto& result : bulk.MarkAsRead(ids)) note(result);
+    }
+    EXPECT_EQ(Operations(), Names{operation});
+    for (std::size_t i = 0; i < 6; ++i) {
+      EXPECT_EQ(sent[i].first, i < 2) << i;
+      EXPECT_EQ(sent[i].second, sent[0].second);
+    }
+  }
+}
+
+TEST_P(BulkRequests, AnAccountThatWasClosedEndsIt) {
+  const auto ids = AddMessages(4);
+  auto bulk = Bulk();
+  bulk.SetRequestSize(1);
+  simulator::Fault closed;
+  closed.operation = "UpdateItem";
+  closed.skip = 1;
+  closed.response_code = "ErrorAccountDisabled";
+  Server().AddFault(closed);
+  Forget();
+  const auto results = bulk.MarkAsRead(ids);
+  EXPECT_EQ(CodesOf(results), (Names{"", "ErrorAccountDisabled", "ErrorAccountDisabled", "ErrorAccountDisabled"}));
+  EXPECT_EQ(SizesOfUpdate(), (Sizes{1, 1}));
+  EXPECT_TRUE(results[1].WasSent());
+  EXPECT_FALSE(results[2].WasSent());
 }
 
 TEST_P(BulkRequests, AWriteThatFailsWithAFaultIsNotRepeatedAndTheOthersGoOn) {
@@ -321,9 +465,13 @@ TEST_P(BulkRequests, TheCallbackStopsIt) {
   for (std::size_t i = 0; i < 6; ++i) {
     EXPECT_EQ(results[i].Succeeded(), i < 4);
     EXPECT_EQ(results[i].WasSent(), i < 4);
+    EXPECT_FALSE(results[i].MayHaveHappened());
     EXPECT_EQ(IsReadOnServer(ids[i]), i < 4);
   }
   EXPECT_THROW(results[5].Value(), EAbort);
+  EXPECT_THROW(VqCheckResults(results), EAbort);
+  bulk.SetOnProgress(nullptr);
+  VqCheckResults(bulk.MarkAsRead(ids));
   EXPECT_EQ(results[5].FailureText(), "The operation was stopped before the turn of this item came.");
 }
 
@@ -359,6 +507,7 @@ TEST_P(BulkRequests, MisuseIsToldAtOnce) {
   auto bulk = Bulk();
   EXPECT_EQ(MessageOf<EVqException>([&] { bulk.SetConnections(0); }), "An operation needs one connection at least.");
   EXPECT_EQ(bulk.GetConnections(), 1);
+  EXPECT_TRUE(TVqEWSBulk(Store()).GetItems({}).empty()) << "a store at hand will do";
   const auto ids = AddMessages(1);
   Session().SetActive(false);
   EXPECT_EQ(MessageOf<EVqException>([&] { bulk.GetItems(ids); }), "You must logon first!");
@@ -371,7 +520,10 @@ TEST(BulkResult, WithoutAnythingItIsOneWhoseTurnDidNotCome) {
   EXPECT_EQ(result.FailureText(), "The turn of this item did not come.");
   EXPECT_THROW(result.Value(), EAbort);
   struct TNoException {};
+  EXPECT_FALSE(result.MayHaveHappened());
   EXPECT_EQ(TVqEWSIdResult(std::make_exception_ptr(std::runtime_error("Out.")), true).FailureText(), "Out.");
+  EXPECT_TRUE(TVqEWSIdResult(std::make_exception_ptr(std::runtime_error("Out.")), true).MayHaveHappened());
+  EXPECT_FALSE(TVqEWSIdResult(std::make_exception_ptr(std::runtime_error("Out.")), false).MayHaveHappened());
   EXPECT_EQ(TVqEWSIdResult(std::make_exception_ptr(TNoException()), true).FailureText(),
             "An exception of an unknown kind.");
 }

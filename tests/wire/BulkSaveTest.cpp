@@ -302,6 +302,7 @@ TEST_P(BulkSave, WhatWasMadeWasSentAlthoughTheOperationEndedThen) {
   EXPECT_EQ(CountOf(results), 0u);
   for (std::size_t i = 0; i < 2; ++i) {
     EXPECT_TRUE(results[i].WasSent());
+    EXPECT_TRUE(results[i].MayHaveHappened());
     EXPECT_TRUE(items[i]->GetIsSaved());
   }
   EXPECT_EQ(CountOf(Bulk().SaveItems(items)), 2u);
