@@ -29,6 +29,17 @@ void Take(TChildren& children, const string& parent, const string& path, std::in
   }
 }
 
+/// A folder that is not there, as far as anybody knows.
+TVqRef<IVqEWSFolder> MakeBelow(IVqEWSFolder& parent, const string& name, TSetFolderFieldType type) {
+  try {
+    const TItemId id = parent.CreateFolder(type, name);
+    return Supports<IVqEWSMsgStore>(parent.GetMsgStore())->GetFolder(id);
+  } catch (const EEWSException& refusal) {
+    if (refusal.ResponseCode() != "ErrorFolderExists") throw;
+    return parent.GetSubFolder(VqFolderPathPart(name));
+  }
+}
+
 }  // namespace
 
 std::vector<TVqEWSFolderNode> VqFolderTree(IVqEWSFolder& ATop) {
@@ -49,6 +60,29 @@ std::vector<TVqEWSFolderNode> VqFolderTree(IVqEWSFolder& ATop) {
   Take(children, ATop.GetID().Id, string(), 1, tree);
   for (auto& [parent, folders] : children) std::ranges::move(folders, std::back_inserter(tree));
   return tree;
+}
+
+std::vector<TVqEWSFolderNode> VqFolderTree(IVqEWSMsgStore& AStore) {
+  return VqFolderTree(*AStore.GetFolder(dfinmsgfolderroot, ""));
+}
+
+TVqRef<IVqEWSFolder> VqMakeFolder(IVqEWSFolder& ATop, const string& APath, TSetFolderFieldType AType) {
+  if (const auto there = ATop.FindSubFolder(APath)) return there;
+  const std::vector<string> names = VqFolderPathParts(APath);
+  TVqRef<IVqEWSFolder> folder = &ATop;
+  bool missing = false;  // below what was made there is nothing to be found
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const bool last = i + 1 == names.size();
+    const TVqRef<IVqEWSFolder> there =
+        missing || last ? TVqRef<IVqEWSFolder>() : folder->FindSubFolder(VqFolderPathPart(names[i]));
+    missing = !there;
+    folder = there ? there : MakeBelow(*folder, names[i], last ? AType : sffFolder);
+  }
+  return folder;
+}
+
+TVqRef<IVqEWSFolder> VqMakeFolder(IVqEWSMsgStore& AStore, const string& APath, TSetFolderFieldType AType) {
+  return VqMakeFolder(*AStore.GetFolder(dfinmsgfolderroot, ""), APath, AType);
 }
 
 }  // namespace velmore

@@ -1,9 +1,10 @@
 #pragma once
 
-/// All folders below one, with their paths.
+/// All folders below one, with their paths, and folders made by their paths.
 ///
-///     for (const TVqEWSFolderNode& folder : VqFolderTree(*store->GetFolder(dfinmsgfolderroot, "")))
+///     for (const TVqEWSFolderNode& folder : VqFolderTree(*store))
 ///       std::cout << folder.Path << ": " << folder.UnreadCount << '\n';
+///     const auto march = VqMakeFolder(*store, "Archive/2026/03");
 
 #include <vector>
 
@@ -29,5 +30,15 @@ struct TVqEWSFolderNode {
 /// The folders below `ATop`, each before those below it, siblings in the order of their names; what has no path comes
 /// last. One m:FindFolder for each 500 folders. Raises what a table raises.
 std::vector<TVqEWSFolderNode> VqFolderTree(IVqEWSFolder& ATop);
+/// All that people see of the mailbox: those below `dfinmsgfolderroot`, which costs two m:GetFolder more.
+std::vector<TVqEWSFolderNode> VqFolderTree(IVqEWSMsgStore& AStore);
+
+/// The folder of that path, as GetSubFolder of the top gives it, or GetFolder of the store; what is missing of it is
+/// made. The last folder is of the type that is given when it is made, those above it are folders of messages. When all
+/// is there, it costs what GetSubFolder does; else one m:FindFolder and one m:GetFolder for each part that is there,
+/// and one m:CreateFolder and one m:GetFolder for each that is not. A folder that somebody else makes meanwhile is
+/// taken as it is. Raises a plain exception for a path with an empty part, and what CreateFolder raises.
+TVqRef<IVqEWSFolder> VqMakeFolder(IVqEWSFolder& ATop, const string& APath, TSetFolderFieldType AType = sffFolder);
+TVqRef<IVqEWSFolder> VqMakeFolder(IVqEWSMsgStore& AStore, const string& APath, TSetFolderFieldType AType = sffFolder);
 
 }  // namespace velmore

@@ -43,4 +43,8 @@ std::vector<TItemId> VqIdsOf(IVqEWSItems& ATable) {
   return ids;
 }
 
+std::ostream& operator<<(std::ostream& AStream, TVqEWSData& AValue) {
+  return AStream << AValue.GetAsString();
+}
+
 }  // namespace velmore

@@ -17,6 +17,7 @@
 
 #include <bit>
 #include <concepts>
+#include <iosfwd>
 #include <iterator>
 #include <vector>
 
@@ -224,6 +225,12 @@ template <detail::TIndexed TList>
 std::default_sentinel_t end(TList&) noexcept {
   return {};
 }
+
+// ---- Values
+
+/// Writes the value of a field or property as its text, as GetAsString gives it: `std::cout << row[FLD_ITEM_SUBJECT]`.
+/// Asks the server where that does.
+std::ostream& operator<<(std::ostream& AStream, TVqEWSData& AValue);
 
 // ---- Sets
 

@@ -239,9 +239,11 @@ TEST_F(Guide, PathsAndTrees) {
   auto both = store->GetFolder("In \\/ Out");                           // the folder "In / Out"
   auto typed = store->GetFolder("Projects/" + VqFolderPathPart(name));  // whatever the name has in it
 
-  for (const TVqEWSFolderNode& folder : VqFolderTree(*store->GetFolder(dfinmsgfolderroot, ""))) {
+  for (const TVqEWSFolderNode& folder : VqFolderTree(*store)) {  // or of any folder
     std::cout << folder.Path << ": " << folder.UnreadCount << " of " << folder.TotalCount << '\n';
   }
+  auto march = VqMakeFolder(*store, "Archive/2026/03");
+  EXPECT_EQ(march->GetDisplayName(), "03");
   const std::string listed = ::testing::internal::GetCapturedStdout();
   EXPECT_TRUE(listed.starts_with("not yet\n")) << listed;
   EXPECT_NE(listed.find("Projects/2026/May: 1 of 1\n"), std::string::npos) << listed;

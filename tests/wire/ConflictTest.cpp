@@ -1,5 +1,6 @@
 // Another client writes between our load and our save.
 
+#include "ews/idioms/uVqEWSConflicts.h"
 #include "tests/wire/SaveTestSupport.h"
 
 namespace velmore::testing {
@@ -124,6 +125,56 @@ TEST_F(Conflict, AMessageThatSomebodyElseSentIsGone) {
   Mail(id)->SubmitMessage(false);
   EXPECT_EQ(CodeOf([&] { mail->SubmitMessage(false); }), "ErrorItemNotFound");
   EXPECT_EQ(Server().CountItems(kBob, "inbox"), 1u);
+}
+
+// ---- Done again
+
+TEST_F(Conflict, AnEditAsTheGuideHasIt) {
+  TVqRef<IVqEWSItem> item = Fresh();
+  item = VqEditItem(item, [&](IVqEWSItem& each) { each.SetSubject(each.GetSubject() + ", moved to noon"); });
+  EXPECT_EQ(Again(*item)->GetSubject(), "Old, moved to noon");
+}
+
+TEST_F(Conflict, AnEditIsMadeAgainToWhatTheOtherWrote) {
+  const auto mail = Fresh();
+  Elsewhere(*mail, [](IVqEWSEMail& other) { other.SetSubject("Theirs"); });
+  int calls = 0;
+  const auto saved = VqEditItem(mail, [&](IVqEWSItem& item) {
+    ++calls;
+    item.SetSubject(item.GetSubject() + ", mine");
+  });
+  EXPECT_EQ(calls, 2);
+  EXPECT_EQ(saved->GetSubject(), "Theirs, mine");
+  EXPECT_EQ(Again(*mail)->GetSubject(), "Theirs, mine");
+  EXPECT_NE(saved.get(), static_cast<IVqEWSItem*>(mail.get()));
+  EXPECT_EQ(VqEditItem(saved, [&](IVqEWSItem& item) { item.SetSubject("Alone"); }), saved) << "nobody else was there";
+}
+
+TEST_F(Conflict, AnEditIsGivenUpAfterSoManyAttempts) {
+  const auto mail = Fresh();
+  int calls = 0;
+  const auto edit = [&](IVqEWSItem& item) {
+    ++calls;
+    Elsewhere(item, [&](IVqEWSEMail& other) { other.SetSubject("Theirs " + IntToStr(calls)); });
+    item.SetSubject("Mine");
+  };
+  EXPECT_EQ(CodeOf([&] { VqEditItem(mail, edit, soAutoResolve, 3); }), "ErrorIrresolvableConflict");
+  EXPECT_EQ(calls, 3);
+  EXPECT_EQ(Again(*mail)->GetSubject(), "Theirs 3");
+}
+
+TEST_F(Conflict, OtherRefusalsOfAnEditAreNotTriedAgain) {
+  const auto mail = Fresh();
+  int calls = 0;
+  RefuseNext("UpdateItem", "ErrorAccessDenied");
+  EXPECT_EQ(CodeOf([&] {
+              VqEditItem(mail, [&](IVqEWSItem& item) {
+                ++calls;
+                item.SetSubject("Mine");
+              });
+            }),
+            "ErrorAccessDenied");
+  EXPECT_EQ(calls, 1);
 }
 
 }  // namespace

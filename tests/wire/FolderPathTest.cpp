@@ -1,5 +1,7 @@
 // Folders by their paths, and the folders of a whole tree.
 
+#include <algorithm>
+
 #include "ews/idioms/uVqEWSFolderTree.h"
 #include "ews/idioms/uVqEWSRanges.h"
 #include "tests/wire/BothForms.h"
@@ -127,6 +129,48 @@ TEST_P(FolderPath, ACalendarIsACalendar) {
   TVqRef<IVqEWSFolder> folder;
   EXPECT_EQ(Sent([&] { folder = Store().GetFolder("Shifts"); }), (Names{"FindFolder", "GetFolder"}));
   EXPECT_TRUE(Supports<IVqEWSCalendarFolder>(folder));
+}
+
+// ---- Made by their paths
+
+TEST_P(FolderPath, WhatIsMissingIsMade) {
+  TVqRef<IVqEWSFolder> march;
+  const auto root = Root();
+  EXPECT_EQ(Sent([&] { march = VqMakeFolder(*root, "Archive/2026/03"); }),
+            (Names{"FindFolder", "FindFolder", "CreateFolder", "GetFolder", "CreateFolder", "GetFolder", "CreateFolder",
+                   "GetFolder"}));
+  EXPECT_EQ(march->GetDisplayName(), "03");
+  EXPECT_EQ(Store().GetFolder("Archive/2026/03")->GetID().Id, march->GetID().Id);
+  EXPECT_EQ(Sent([&] { EXPECT_EQ(VqMakeFolder(*root, "archive/2026/03")->GetID().Id, march->GetID().Id); }),
+            (Names{"FindFolder", "FindFolder", "FindFolder", "GetFolder"}))
+      << "a second time it is there";
+  const auto april = VqMakeFolder(Store(), "/Archive/2026/04 \\/ 05/");
+  EXPECT_EQ(april->GetDisplayName(), "04 / 05");
+  EXPECT_EQ(VqFolderTree(*Store().GetFolder("Archive")).size(), 3u) << "nothing is made twice";
+}
+
+TEST_P(FolderPath, TheTypeIsThatOfTheLastOne) {
+  EXPECT_TRUE(Supports<IVqEWSCalendarFolder>(VqMakeFolder(Store(), "Team/Shifts", sffCalendarFolder)));
+  const auto tree = VqFolderTree(Store());
+  const auto team = std::ranges::find(tree, string("Team"), &TVqEWSFolderNode::Path);
+  ASSERT_NE(team, tree.end());
+  EXPECT_EQ(team->Type, sffFolder);
+}
+
+TEST_P(FolderPath, AFolderThatSomebodyElseMakesMeanwhileIsTaken) {
+  const TItemId theirs = Make(*Root(), "New");
+  const auto root = Root();
+  AnswerNext("FindFolder", ReplyOf("FindFolder",
+                                   "<m:RootFolder IndexedPagingOffset=\"0\" TotalItemsInView=\"0\" "
+                                   "IncludesLastItemInRange=\"true\"><t:Folders/></m:RootFolder>"));
+  EXPECT_EQ(VqMakeFolder(*root, "New")->GetID().Id, theirs.Id);
+}
+
+TEST_P(FolderPath, WhatCannotBeMadeIsTold) {
+  RefuseNext("CreateFolder", "ErrorCreateFolderAccessDenied");
+  EXPECT_EQ(CodeOf([&] { VqMakeFolder(Store(), "New"); }), "ErrorCreateFolderAccessDenied");
+  EXPECT_EQ(MessageOf<EVqException>([&] { VqMakeFolder(Store(), "a//b"); }),
+            "The path \"a//b\" of a folder has an empty part.");
 }
 
 // ---- Whole trees

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <set>
+#include <sstream>
 
 #include "tests/wire/MailboxTestSupport.h"
 
@@ -34,6 +35,14 @@ TEST_F(Ranges, ASecondLoopStartsAtTheFront) {
   EXPECT_EQ(subjects.size(), 120u);
   for ([[maybe_unused]] const auto row : *items) ++rows;
   EXPECT_EQ(rows, 240);
+}
+
+TEST_F(Ranges, ValuesPrintThemselvesAsTheirTexts) {
+  AddMessage("Grüße");
+  std::ostringstream out;
+  for (const auto row : VqItemsOf(*Inbox(), FLD_ITEM_SUBJECT, FLD_MESSAGE_ISREAD))
+    out << row[FLD_ITEM_SUBJECT] << ' ' << row[FLD_MESSAGE_ISREAD];
+  EXPECT_EQ(out.str(), "Grüße false");
 }
 
 TEST_F(Ranges, ALoopThatWasLeftEarlyStartsAnewWithoutARequestOnTheFirstPage) {
