@@ -53,8 +53,8 @@ class IVqEWSRecipients : public virtual IVqObject {
   /// address is taken as the name alone, for the server to resolve. An empty text raises "You can not add an empty
   /// recipient". A "'" in the text is lost: for an address such as "o'neil@example.com" use `AddMailbox`.
   virtual TVqRef<IVqEWSRecipient> Add(const string& AText) = 0;
-  /// Adds a recipient from its parts, which are taken as they are. With an empty address, the name is left to the
-  /// server to resolve; with neither, raises "You can not add an empty recipient".
+  /// Adds a recipient from its parts, which are taken as they are; an empty one makes no element. With an empty
+  /// address, the name is left to the server to resolve; with neither, raises "You can not add an empty recipient".
   virtual TVqRef<IVqEWSRecipient> AddMailbox(const string& AName, const string& AAddress,
                                              const string& ARoutingType = "SMTP") = 0;
   /// Removes the first recipient with that address (case does not matter) from the list and the item.
@@ -222,8 +222,8 @@ class TVqEWSMembersList : public TVqObject {
   /// Appends a member. The argument does not reach the element, on purpose: fill the result through its mailbox, or use
   /// one of the two below.
   TVqRef<TVqEWSMember> Add(const TVqRef<IVqEWSRecipient>& AMailbox);
-  /// Appends somebody by the parts of the address, which are taken as they are. With neither a name nor an address,
-  /// raises "You can not add an empty recipient".
+  /// Appends somebody by the parts of the address, taken as they are; an empty one makes no element. With neither a
+  /// name nor an address, raises "You can not add an empty recipient".
   TVqRef<TVqEWSMember> AddMailbox(const string& AName, const string& AAddress, const string& ARoutingType = "SMTP");
   /// Appends a contact, or with `mtPrivateDL` another list, of the same mailbox: the server follows it when it changes.
   /// Raises a plain exception for an empty id.
