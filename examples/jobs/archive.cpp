@@ -7,15 +7,13 @@
 const char* const kUsage = "archive YEAR";
 
 void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
-  const auto inbox = store.GetFolder(dfininbox, "");
-  const auto items = VqItemsOf(*inbox, FLD_ITEM_DATETIMERECEIVED);
+  const auto items = VqItemsOf(*store.GetFolder(dfininbox, ""), FLD_ITEM_DATETIMERECEIVED);
   VqFilter(*items, VqField(FLD_ITEM_DATETIMERECEIVED) < VqXMLToDateTime(string(arguments[0]) + "-01-01"));
   std::map<string, std::vector<TItemId>> months;  // first all, as moving changes what is walked
   for (const auto row : items) months[row[FLD_ITEM_DATETIMERECEIVED].GetAsString().Copy(0, 7)].push_back(row.Id());
-  const auto archive = FolderBelow(*store.GetFolder(dfinmsgfolderroot, ""), "Archive");
   for (const auto& [month, ids] : months) {
-    const auto target = FolderBelow(*FolderBelow(*archive, month.Copy(0, 4)), month.Copy(5))->GetID();
-    for (const TItemId& id : ids) inbox->MoveItem(id, target);
+    const auto target = VqMakeFolder(store, "Archive/" + month.Replace("-", "/"));
+    VqCheckResults(TVqEWSBulk(store).MoveItems(ids, target->GetID()));
     std::cout << month << ": " << ids.size() << '\n';
   }
 }

@@ -8,17 +8,8 @@ void Job(IVqEWSMsgStore& store, std::span<char*>) {
   const auto draft = store.GetFolder(dfindrafts, "")->CreateItem(tMessage);
   draft->SetSubject("Lunch");
   draft->SaveChanges(soAutoResolve);
-  auto here = store.GetItem(draft->GetID()), there = store.GetItem(draft->GetID());
-  there->SetSubject(there->GetSubject() + " on Thursday");
-  there->SaveChanges(soAutoResolve);
-  here->SetSubject(here->GetSubject() + " at one");
-  try {
-    here->SaveChanges(soAutoResolve);
-  } catch (const EEWSException& refusal) {
-    if (refusal.ResponseCode() != "ErrorIrresolvableConflict") throw;
-    here = store.GetItem(draft->GetID());
-    here->SetSubject(here->GetSubject() + " at one");
-    here->SaveChanges(soAutoResolve);
-  }
-  std::cout << here->GetSubject() << '\n';
+  const auto here = store.GetItem(draft->GetID()), there = store.GetItem(draft->GetID());
+  VqEditItem(there, [](IVqEWSItem& item) { item.SetSubject(item.GetSubject() + " on Thursday"); });
+  const auto both = VqEditItem(here, [](IVqEWSItem& item) { item.SetSubject(item.GetSubject() + " at one"); });
+  std::cout << both->GetSubject() << '\n';
 }

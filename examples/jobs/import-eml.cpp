@@ -5,14 +5,9 @@
 const char* const kUsage = "import-eml SOURCE";
 
 void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
-  const auto target = FolderBelow(*store.GetFolder(dfinmsgfolderroot, ""), "Imported");
-  int imported = 0;
-  for (const auto& file : fs::directory_iterator(arguments[0])) try {
-      if (file.path().extension() != ".eml") continue;
-      target->ImportItem(file.path().string(), 0x40, {msgflgRead});
-      ++imported;
-    } catch (const EEWSException& refusal) {
-      std::cerr << file.path().filename().string() << ": " << refusal.what() << '\n';
-    }
-  std::cout << imported << " imported\n";
+  std::vector<string> files;
+  for (const auto& file : fs::directory_iterator(arguments[0]))
+    if (file.path().extension() == ".eml") files.push_back(file.path());
+  const auto target = VqMakeFolder(store, "Imported");
+  std::cout << Told(TVqEWSBulk(store).ImportItems(*target, files, {msgflgRead})) << " imported\n";
 }

@@ -11,20 +11,15 @@ void LogOn(TVqEWSServiceSession& session) {
   session.SetActive(true);
 }
 
-TVqRef<IVqEWSFolder> FolderBelow(IVqEWSFolder& parent, const string& name) {
-  if (const auto folder = parent.FindSubFolder(VqFolderPathPart(name))) return folder;
-  return Supports<IVqEWSMsgStore>(parent.GetMsgStore())->GetFolder(parent.CreateFolder(sffFolder, name));
-}
-
-bool SaveOnce(IVqEWSFolder& folder, const TItemId& id, const string& subject, const fs::path& target) {
-  std::uint64_t number = 0xcbf29ce484222325u;  // FNV-1a of the id
-  for (const unsigned char c : id.Id.utf8()) number = (number ^ c) * 0x100000001b3u;
-  const fs::path file =
-      target / VqSafeFileName(subject.Copy(0, 60).Replace("/", "_") + " " + std::to_string(number) + ".eml").utf8();
-  if (fs::exists(file)) return false;
-  folder.GetItem(id)->SaveToFile(file.string() + ".part");
-  fs::rename(file.string() + ".part", file);
-  return true;
+int Told(const std::vector<TVqEWSFileResult>& results) {
+  int done = 0;
+  for (const TVqEWSFileResult& file : results) try {
+      file.Value();
+      ++done;
+    } catch (const EEWSException& refusal) {
+      std::cerr << file.FileName << ": " << refusal.what() << '\n';
+    }
+  return done;
 }
 
 int main(int argc, char** argv) try {

@@ -19,8 +19,5 @@ void Job(IVqEWSMsgStore& store, std::span<char*> arguments);
 
 /// Logs on with EWS_URL, EWS_USER and EWS_PASSWORD; EWS_CA_FILE where the machine does not know the authority.
 void LogOn(TVqEWSServiceSession& session);
-/// The folder of that name below another; made when it is not there.
-TVqRef<IVqEWSFolder> FolderBelow(IVqEWSFolder& parent, const string& name);
-/// Writes an item as a file whose name is the same at every run, and no other item's. False when it was there already.
-/// What is interrupted leaves nothing that looks done.
-bool SaveOnce(IVqEWSFolder& folder, const TItemId& id, const string& subject, const fs::path& target);
+/// Tells what the server refused, and gives the number of the others; raises what is no refusal.
+int Told(const std::vector<TVqEWSFileResult>& results);

@@ -5,9 +5,9 @@
 const char* const kUsage = "mark-read";
 
 void Job(IVqEWSMsgStore& store, std::span<char*>) {
-  for (const TVqEWSFolderNode& node : VqFolderTree(*store.GetFolder(dfinmsgfolderroot, ""))) {
-    if (node.UnreadCount == 0) continue;
-    store.GetFolder(node.Id)->MarkAllAsRead(false);
-    std::cout << node.Path << ": " << node.UnreadCount << '\n';
+  for (const TVqEWSFolderNode& folder : VqFolderTree(store)) {
+    if (folder.UnreadCount == 0) continue;
+    store.GetFolder(folder.Id)->MarkAllAsRead(false);
+    std::cout << folder.Path << ": " << folder.UnreadCount << '\n';
   }
 }

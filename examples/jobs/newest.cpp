@@ -5,13 +5,13 @@
 const char* const kUsage = "newest ANSWER";
 
 void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
-  const auto items = VqItemsOf(*store.GetFolder(dfininbox, ""), FLD_ITEM_SUBJECT);
+  const auto items = VqItemsOf(*store.GetFolder(dfininbox, ""));
   items->SetSortOrder(FLD_ITEM_DATETIMERECEIVED, sdDescending);
   items->SetMaxEntries(10);
-  for (const auto row : items) {
-    const auto reply = Supports<IVqEWSEMail>(store.GetItem(row.Id()))->CreateReply(false);
+  for (const auto& result : TVqEWSBulk(store).GetItems(VqIdsOf(*items))) {
+    const auto reply = Supports<IVqEWSEMail>(result.Value())->CreateReply(false);
     reply->SetBodyText(arguments[0]);
     reply->SubmitMessage(true);
-    std::cout << row[FLD_ITEM_SUBJECT].GetAsString() << '\n';
+    std::cout << result.Value()->GetSubject() << '\n';
   }
 }

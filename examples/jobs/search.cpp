@@ -24,6 +24,5 @@ void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
       VqItemsOf(*store.GetFolder(dfininbox, ""), FLD_ITEM_DATETIMERECEIVED, FLD_MESSAGE_FROM, FLD_ITEM_SUBJECT);
   VqFilter(*items, filter);
   for (const auto row : items)
-    std::cout << row[FLD_ITEM_DATETIMERECEIVED].GetAsString() << "  " << row.Sender().Name << ": "
-              << row[FLD_ITEM_SUBJECT].GetAsString() << '\n';
+    std::cout << row[FLD_ITEM_DATETIMERECEIVED] << "  " << row.Sender().Name << ": " << row[FLD_ITEM_SUBJECT] << '\n';
 }

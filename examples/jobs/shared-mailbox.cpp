@@ -5,13 +5,15 @@
 const char* const kUsage = "shared-mailbox ADDRESS NAME";
 
 void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
-  const auto inbox = store.GetFolder(dfininbox, arguments[0]);
-  const auto items = VqItemsOf(*inbox, FLD_ITEM_SUBJECT);
+  const auto items = VqItemsOf(*store.GetFolder(dfininbox, arguments[0]));
   VqFilter(*items, VqField(FLD_MESSAGE_ISREAD) == false && !VqExists(FLD_ITEM_CATEGORIES));
-  for (const TItemId& id : VqIdsOf(*items)) {
-    const auto item = inbox->GetItem(id);
-    item->GetCategories().Add(arguments[1]);
-    item->SaveChanges(soNeverOverwrite);  // what somebody else took meanwhile stays theirs
-    std::cout << item->GetSubject() << '\n';
+  TVqEWSBulk bulk(store);
+  std::vector<TVqRef<IVqEWSItem>> taken;
+  for (const auto& result : bulk.GetItems(VqIdsOf(*items))) {
+    result.Value()->GetCategories().Add(arguments[1]);
+    taken.push_back(result.Value());
   }
+  const auto results = bulk.SaveItems(taken, soNeverOverwrite);  // what somebody else took meanwhile stays theirs
+  for (std::size_t i = 0; i < taken.size(); ++i)
+    std::cout << taken[i]->GetSubject() << (results[i] ? "\n" : ": " + results[i].FailureText() + "\n");
 }

@@ -13,13 +13,16 @@ std::atomic<bool> ended{false};
 
 void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
   std::signal(SIGTERM, [](int) { ended = true; });
-  fs::create_directories(arguments[0]);
-  const auto inbox = store.GetFolder(dfininbox, "");
-  const auto changes = VqChangesOf(*inbox, "", FLD_ITEM_SUBJECT);
+  const auto changes = VqChangesOf(*store.GetFolder(dfininbox, ""), "");
   for (; !ended; std::this_thread::sleep_for(std::chrono::seconds(2))) try {
+      std::vector<TVqEWSItemFile> files;
       for (const auto change : changes)
-        if (change.Kind() == TVqEWSChangeKind::created && SaveOnce(*inbox, change.Id(), "", arguments[0]))
-          std::cout << change[FLD_ITEM_SUBJECT].GetAsString() << std::endl;
+        if (change.Kind() == TVqEWSChangeKind::created)
+          files.push_back({change.Id(), arguments[0] / fs::path(VqItemFileName(change.Id()).utf16())});
+      for (const auto& file : TVqEWSBulk(store).ExportItems(files)) {
+        file.Value();
+        std::cout << file.FileName << std::endl;
+      }
     } catch (const EVqException& failure) {
       std::cerr << failure.what() << std::endl;
       changes->SetState("");  // all is told again, and what is there already does no harm

@@ -92,7 +92,7 @@ TEST_F(Jobs, ExportAWholeMailboxAndGoOn) {
   EXPECT_EQ(run.status, 0) << run.output;
   const auto files = Files("out");
   ASSERT_EQ(files.size(), 3u);
-  const std::regex name("(Inbox/One|Inbox/Two|Projects/Light.house/Three) \\d+\\.eml");
+  const std::regex name("(Inbox/One|Inbox/Two|Projects/Light.house/Three) [0-9a-f]{16}\\.eml");
   for (const std::string& file : files) {
     EXPECT_TRUE(std::regex_match(file, name)) << file;
     EXPECT_NE(ReadFile(Path("out/" + file)).find("Subject: "), std::string::npos) << file;
@@ -105,7 +105,7 @@ TEST_F(Jobs, ExportAWholeMailboxAndGoOn) {
 TEST_F(Jobs, ExportTellsWhatHasNoFile) {
   AddMessage("One");
   AddMessage("Two");
-  RefuseNext("GetItem", "ErrorItemNotFound");
+  for (int i = 0; i < 2; ++i) RefuseNext("GetItem", "ErrorItemNotFound");  // an answer for both, and then the first
   const Ran run = Run("export-mailbox", {Path("out")});
   EXPECT_EQ(run.status, 0);
   EXPECT_TRUE(run.Says(": ErrorItemNotFound")) << run.output;
@@ -222,11 +222,13 @@ TEST_F(Jobs, FilesAreImported) {
   fs::create_directories(Path("in"));
   for (int i = 0; i < 3; ++i) FFolder.Write("in/" + std::to_string(i) + ".eml", MimeOf("Number " + std::to_string(i)));
   FFolder.Write("in/notes.txt", "none of it");
-  RefuseNext("CreateItem", "ErrorMimeContentInvalid", 1);
+  FFolder.Write("in/1.eml", "");
+  Forget();
   const Ran run = Run("import-eml", {Path("in")});
   EXPECT_EQ(run.status, 0);
-  EXPECT_TRUE(run.Says(".eml: ErrorMimeContentInvalid")) << run.output;
+  EXPECT_TRUE(run.Says("in/1.eml: ErrorMimeContentInvalid")) << run.output;
   EXPECT_TRUE(run.Says("2 imported\n")) << run.output;
+  EXPECT_EQ(Requests("CreateItem"), 1);
   EXPECT_EQ(Server().CountItems(kAlice, "Imported"), 2u);
 }
 
@@ -245,27 +247,49 @@ TEST_F(Jobs, HeadersAndNamedPropertiesAreTold) {
 }
 
 TEST_F(Jobs, ADaemonLosesAndDoublesNothing) {
+  const auto subjects = [&] {
+    std::set<std::string> found;
+    for (const std::string& name : Files("spool")) {
+      EXPECT_TRUE(std::regex_match(name, std::regex("[0-9a-f]{16}\\.eml"))) << name;
+      std::smatch subject;
+      const std::string text = ReadFile(Path("spool/" + name));
+      EXPECT_TRUE(std::regex_search(text, subject, std::regex("Subject: ([^\r\n]*)"))) << text;
+      found.insert(subject[1]);
+    }
+    return found;
+  };
+  using Subjects = std::set<std::string>;
+  const auto spooled = [&](std::ptrdiff_t count) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    const auto whole = [](const std::string& name) { return name.ends_with(".eml"); };
+    while (!fs::exists(Path("spool")) || std::ranges::count_if(Files("spool"), whole) < count) {
+      if (std::chrono::steady_clock::now() > until) return false;
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+  };
   Server().Deliver(kAlice, MimeOf("Before"));
   const auto command = Command("spool", {Path("spool")});
   {
     Program first(command);
-    ASSERT_TRUE(first.ReadUntil("Before\n")) << first.Output();
+    ASSERT_TRUE(spooled(1)) << first.Output();
     Server().Deliver(kAlice, MimeOf("Meanwhile"));
-    ASSERT_TRUE(first.ReadUntil("Meanwhile\n")) << first.Output();
+    ASSERT_TRUE(spooled(2)) << first.Output();
+    EXPECT_EQ(subjects(), (Subjects{"Before", "Meanwhile"}));
     Server().DropConnections();
     Server().Deliver(kAlice, MimeOf("In a gap"));
-    ASSERT_TRUE(first.ReadUntil("In a gap\n")) << first.Output();
+    ASSERT_TRUE(spooled(3)) << first.Output();
     first.Signal(SIGKILL);  // without a word, as a machine that loses its power
     EXPECT_EQ(first.Wait(), -1);
   }
   Server().Deliver(kAlice, MimeOf("While nobody looked"));
   Program second(command);
-  ASSERT_TRUE(second.ReadUntil("While nobody looked\n")) << second.Output();
-  EXPECT_EQ(second.Output(), "While nobody looked\n");
+  ASSERT_TRUE(spooled(4)) << second.Output();
   second.Signal(SIGTERM);
   EXPECT_EQ(second.Wait(), 0) << second.Output();
+  EXPECT_EQ(std::ranges::count(second.Output(), '\n'), 1) << "what is there is not told again: " << second.Output();
+  EXPECT_EQ(subjects(), (Subjects{"Before", "Meanwhile", "In a gap", "While nobody looked"}));
   EXPECT_EQ(Files("spool").size(), 4u);
-  for (const std::string& name : Files("spool")) EXPECT_TRUE(name.ends_with(".eml")) << name;
 }
 
 simulator::Options WithManyMailboxes() {
@@ -326,7 +350,7 @@ TEST(JobsInShort, DoNotGrow) {
     }
   }
   EXPECT_EQ(jobs, 12 + 2) << "twelve jobs, and what they share";
-  EXPECT_LE(lines, 252);
+  EXPECT_LE(lines, 230);
 }
 
 }  // namespace
