@@ -1,5 +1,7 @@
 #include "programs/velmore-mail/Folders.h"
 
+#include "ews/idioms/uVqEWSFileNames.h"
+#include "ews/idioms/uVqEWSFolderTree.h"
 #include "platform/common/uVqSerializer.h"
 #include "programs/velmore-mail/Text.h"
 
@@ -8,42 +10,26 @@ namespace mail {
 using velmore::string;
 using velmore::TVqRef;
 
-TVqRef<velmore::IVqEWSFolder> FolderBelow(velmore::IVqEWSMsgStore& store, velmore::IVqEWSFolder& parent,
-                                          const string& name, bool make) {
-  for (const auto row : parent.GetSubFolders())
-    if (velmore::SameText(row.DisplayName(), name)) return store.GetFolder(row.Id());
-  if (make) return store.GetFolder(parent.CreateFolder(velmore::sffFolder, name));
-  return {};
-}
-
 TVqRef<velmore::IVqEWSFolder> FolderOf(velmore::IVqEWSMsgStore& store, const std::string& name, bool make) {
   const auto known = velmore::VqTextToEnum<velmore::TDistinguishedFolderIdName>(name);
   // A text that is no name reads as the first one.
   if (velmore::VqEnumToText(known) == name) return store.GetFolder(known, "");
-  auto folder = store.GetFolder(velmore::dfinmsgfolderroot, "");
-  for (std::size_t at = 0; at < name.size();) {
-    const std::size_t end = std::min(name.find('/', at), name.size());
-    if (end > at) folder = FolderBelow(store, *folder, name.substr(at, end - at), make);
-    if (!folder)
-      throw UsageError("There is no folder \"" + string(name) +
-                       "\". \"velmore-mail list --folders\" tells which there are.");
-    at = end + 1;
-  }
+  if (name.empty()) return store.GetFolder(velmore::dfinmsgfolderroot, "");
+  const auto folder = make ? velmore::VqMakeFolder(store, name) : store.FindFolder(string(name));
+  if (!folder)
+    throw UsageError("There is no folder \"" + string(name) +
+                     "\". \"velmore-mail list --folders\" tells which there are.");
   return folder;
 }
 
-std::vector<Place> TreeOf(velmore::IVqEWSMsgStore& store, const TVqRef<velmore::IVqEWSFolder>& folder) {
-  std::vector<Place> tree{{"", {}, folder}};
-  for (std::size_t i = 0; i < tree.size(); ++i) {
-    CheckInterrupted();
-    std::vector<Place> below;
-    for (const auto row : tree[i].folder->GetSubFolders()) {
-      Place place{tree[i].path + (tree[i].path.empty() ? "" : "/") + Printable(row.DisplayName()), tree[i].names,
-                  store.GetFolder(row.Id())};
-      place.names.push_back(row.DisplayName());
-      below.push_back(std::move(place));
-    }
-    tree.insert(tree.begin() + static_cast<std::ptrdiff_t>(i) + 1, below.begin(), below.end());
+std::vector<Place> TreeOf(velmore::IVqEWSFolder& folder) {
+  std::vector<Place> tree{{"", {}, folder.GetID(), folder.GetTotalCount(), folder.GetUnreadCount()}};
+  for (const velmore::TVqEWSFolderNode& node : velmore::VqFolderTree(folder)) {
+    // Below a folder that the user may not see, the name is all that is known.
+    const string path = node.Path.empty() ? velmore::VqFolderPathPart(node.Name) : node.Path;
+    std::string shown;
+    for (const string& name : velmore::VqFolderPathParts(path)) shown += (shown.empty() ? "" : "/") + Printable(name);
+    tree.push_back({shown, velmore::VqFolderFilePath(path), node.Id, node.TotalCount, node.UnreadCount});
   }
   return tree;
 }

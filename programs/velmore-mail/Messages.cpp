@@ -5,6 +5,8 @@
 #include <iostream>
 #include <iterator>
 
+#include "ews/bulk/uVqEWSBulk.h"
+#include "ews/idioms/uVqEWSFileNames.h"
 #include "ews/idioms/uVqEWSFilters.h"
 #include "ews/items/uVqEWSAttachments.h"
 #include "ews/schema/uVqEWSPropsFLD.h"
@@ -44,10 +46,9 @@ TVqEWSFilter FilterOf(const ListOptions& options) {
 }
 
 int ListFolders(IVqEWSMsgStore& store) {
-  for (const Place& place : TreeOf(store, store.GetFolder(dfinmsgfolderroot, ""))) {
+  for (const Place& place : TreeOf(*store.GetFolder(dfinmsgfolderroot, ""))) {
     if (place.path.empty()) continue;
-    std::cout << Column(place.path, 50) << place.folder->GetTotalCount() << " items, " << place.folder->GetUnreadCount()
-              << " unread\n";
+    std::cout << Column(place.path, 50) << place.total << " items, " << place.unread << " unread\n";
   }
   return 0;
 }
@@ -59,7 +60,7 @@ TItemId Named(IVqEWSFolder& folder, const std::string& handle) {
   items->SetMaxEntriesPerPage(1000);
   for (const auto row : items) {
     CheckInterrupted();
-    if (!HandleOf(row.Id()).starts_with(handle)) continue;
+    if (!VqItemHandle(row.Id()).utf8().starts_with(handle)) continue;
     if (!found.Id.empty())
       throw UsageError("\"" + string(handle) + "\" names more than one message: more digits, please.");
     found = row.Id();
@@ -119,7 +120,7 @@ int List(Account& account, const ListOptions& options) {
     const TVqEWSAddress sender = row.Sender();
     // What is no message has no mark of having been read.
     const bool unread = row.Has(FLD_MESSAGE_ISREAD) && !row[FLD_MESSAGE_ISREAD].GetAsBoolean();
-    std::cout << HandleOf(row.Id()).substr(0, kShownDigits) << (unread ? " *" : "  ")
+    std::cout << VqItemHandle(row.Id()).utf8().substr(0, kShownDigits) << (unread ? " *" : "  ")
               << (row[FLD_ITEM_HASATTACHMENTS].GetAsBoolean() ? "@ " : "  ")
               << Column(Printable(row[FLD_ITEM_DATETIMERECEIVED].GetAsString()).substr(0, 16), 18)
               << Column(Printable(sender.Name.empty() ? sender.Address : sender.Name), 24)
@@ -159,10 +160,8 @@ int Read(Account& account, const ReadOptions& options) {
       std::cout << Printable(header.GetHeaderName()) << ": " << Printable(header.GetValue()) << '\n';
   std::cout << '\n' << Printable(item->GetTextBody().Value, true) << '\n';
   if (!options.attachments.empty()) SaveAttachments(*item, options.attachments);
-  if (options.mark && mail && !mail->GetIsRead()) {
-    mail->SetIsRead(true);
-    mail->SaveChanges(soAutoResolve);
-  }
+  if (options.mark && mail && !mail->GetIsRead())
+    VqCheckResults(TVqEWSBulk(account.Store()).MarkAsRead(std::span(&item, 1)));
   return 0;
 }
 

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "ews/idioms/uVqEWSFileNames.h"
 #include "ews/schema/uVqEWSPropsFLD.h"
-#include "platform/os/uVqSafeFileName.h"
 
 namespace mail {
 
@@ -48,22 +48,10 @@ std::string Column(const std::string& text, std::size_t width) {
   return text + std::string(width - characters, ' ');
 }
 
-std::string HandleOf(const velmore::TItemId& id) {
-  std::uint64_t number = 0xcbf29ce484222325u;  // FNV-1a: it keeps nothing secret, and is the same everywhere
-  for (const unsigned char c : id.Id.utf8()) number = (number ^ c) * 0x100000001b3u;
-  std::array<char, 17> digits{};
-  std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(number));
-  return digits.data();
-}
-
-std::string SafeName(const string& text) {
-  return velmore::VqSafeFileName(text.Replace("/", "_").Replace("\\", "_")).utf8();
-}
-
 std::string FileNameOf(const velmore::TVqEWSItemRow& row) {
   const string day = row[velmore::FLD_ITEM_DATETIMERECEIVED].GetAsString().Copy(0, 10);
   const string subject = row[velmore::FLD_ITEM_SUBJECT].GetAsString().Copy(0, 60).Trim();
-  return SafeName((day.empty() ? string("0000-00-00") : day) + " " + subject + " " + HandleOf(row.Id()) + ".eml");
+  return velmore::VqItemFileName(row.Id(), (day.empty() ? string("0000-00-00") : day) + " " + subject).utf8();
 }
 
 std::string SizeText(std::uint64_t bytes) {
@@ -81,6 +69,10 @@ void NoteSignals() {
   noted.sa_handler = [](int) { signalled = true; };
   // Without SA_RESTART, so that a question on the terminal ends with the signal.
   for (const int signal : {SIGINT, SIGTERM}) ::sigaction(signal, &noted, nullptr);
+}
+
+bool IsInterrupted() {
+  return signalled;
 }
 
 void CheckInterrupted() {

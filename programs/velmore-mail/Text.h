@@ -14,12 +14,8 @@ namespace mail {
 std::string Printable(const velmore::string& text, bool lines = false);
 /// A text cut or filled up to so many characters.
 std::string Column(const std::string& text, std::size_t width);
-/// Sixteen digits that stand for an item: the same at every run, from the server's id. People type the first ones.
-std::string HandleOf(const velmore::TItemId& id);
-/// How many digits of a handle are shown.
+/// How many digits of an item's handle (VqItemHandle) are shown.
 inline constexpr std::size_t kShownDigits = 10;
-/// A name that any system takes for a file; what looks like a path, as in "1/2 of it", keeps all its parts.
-std::string SafeName(const velmore::string& text);
 /// "2026-03-02 Subject handle.eml": a name that any system takes and no other item has.
 std::string FileNameOf(const velmore::TVqEWSItemRow& row);
 /// "3.2 MB".
@@ -36,8 +32,9 @@ class Interruption : public velmore::EVqException {
   Interruption() : EVqException("Interrupted. The same command goes on from here.") {}
 };
 
-/// From now on SIGINT and SIGTERM are noted, and this raises Interruption once there was one.
+/// From now on SIGINT and SIGTERM are noted, and CheckInterrupted raises Interruption once there was one.
 void NoteSignals();
+bool IsInterrupted();
 void CheckInterrupted();
 
 }  // namespace mail

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <regex>
+#include <thread>
 
 #include "VelmoreMailTestSupport.h"
 
@@ -23,9 +24,16 @@ std::set<std::string> Subjects(const std::set<std::string>& files) {
 
 class VelmoreMailFiles : public VelmoreMail {
  protected:
-  int Fetches() {
+  int Requests(const std::string& operation) {
     const auto operations = Operations();
-    return static_cast<int>(std::ranges::count(operations, "GetItem"));
+    return static_cast<int>(std::ranges::count(operations, operation));
+  }
+  int Fetches() { return Requests("GetItem"); }
+  /// Of which a request holds two.
+  static std::string Long(const std::string& subject) {
+    std::string body;
+    for (int i = 0; i < 20000; ++i) body += "A line of some seventy characters, as people and programs write them.\r\n";
+    return MimeOf(subject, body);
   }
 };
 
@@ -51,10 +59,10 @@ TEST_F(VelmoreMailFiles, ExportWritesTheTree) {
 }
 
 TEST_F(VelmoreMailFiles, ExportIsInterruptedAndGoesOn) {
-  for (int i = 0; i < 8; ++i) AddMessage("Message " + std::to_string(i));
-  simulator::Fault slow;  // from the third message on, so that there is a middle
+  for (int i = 0; i < 8; ++i) Server().AddMessage(kAlice, "inbox", Long("Message " + std::to_string(i)));
+  simulator::Fault slow;  // from the second request on, so that there is a middle
   slow.operation = "GetItem";
-  slow.skip = 6;
+  slow.skip = 1;
   slow.times = -1;
   slow.delay = std::chrono::milliseconds(250);
   Server().AddFault(slow);
@@ -94,11 +102,44 @@ TEST_F(VelmoreMailFiles, ExportWaitsWhereTheServerAsksForIt) {
 TEST_F(VelmoreMailFiles, ExportTellsWhatItCannotHave) {
   AddMessage("One");
   AddMessage("Two");
-  RefuseNext("GetItem", "ErrorItemNotFound");
+  for (int i = 0; i < 2; ++i) RefuseNext("GetItem", "ErrorItemNotFound");  // an answer for both, and then the first
   const MailRun run = Run({"export", Path("out")});
   EXPECT_EQ(run.status, 1);
   EXPECT_TRUE(run.Says("1 written, 0 were there, 1 not possible")) << run.output;
   EXPECT_TRUE(run.Says("ErrorItemNotFound")) << run.output;
+}
+
+TEST_F(VelmoreMailFiles, ExportFetchesManyInOneRequest) {
+  for (int i = 0; i < 30; ++i) AddMessage("Message " + std::to_string(i));
+  Forget();
+  EXPECT_TRUE(Run({"export", Path("out")}).Says("30 written"));
+  EXPECT_EQ(Fetches(), 1);
+  EXPECT_EQ(Requests("FindFolder"), 1) << "the tree in one request";
+  EXPECT_EQ(Files("out").size(), 30u);
+}
+
+TEST_F(VelmoreMailFiles, ExportIsInterruptedInTheMiddleOfARequest) {
+  AddMessage("One");
+  simulator::Fault slow;
+  slow.operation = "GetItem";
+  slow.delay = std::chrono::minutes(5);
+  Server().AddFault(slow);
+  Program run({VELMORE_MAIL, "export", Path("out"), "--folder", "inbox"});
+  while (Server().PendingFaults() > 0) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  run.Signal(SIGINT);
+  EXPECT_EQ(run.Wait(), 3) << run.Output();
+  EXPECT_EQ(run.Output(), "Interrupted. The same command goes on from here.\n");
+}
+
+TEST_F(VelmoreMailFiles, AListThatIsCutIsAskedForAgain) {
+  AddMessage("One");
+  simulator::Fault cut;
+  cut.operation = "FindItem";
+  cut.close_before_reply = true;
+  Server().AddFault(cut);
+  const MailRun run = Run({"export", Path("out"), "--folder", "inbox"});
+  EXPECT_TRUE(run.Says(" Going on in 2 s.") || run.Says(" Going on in 3 s.")) << run.output;
+  EXPECT_TRUE(run.Says("1 written")) << run.output;
 }
 
 // ---- import
@@ -118,9 +159,10 @@ TEST_F(VelmoreMailFiles, ImportStoresFilesInFoldersOfTheirNames) {
 }
 
 TEST_F(VelmoreMailFiles, ImportDoublesNothingWhenTheLineIsCut) {
-  for (int i = 0; i < 3; ++i)
+  // Two requests of two; the second one is cut.
+  for (int i = 0; i < 4; ++i)
     WriteFile("in/" + std::to_string(i) + ".eml",
-              "Message-ID: <" + std::to_string(i) + "@example.com>\r\n" + MimeOf("Number " + std::to_string(i)));
+              "Message-ID: <" + std::to_string(i) + "@example.com>\r\n" + Long("Number " + std::to_string(i)));
   for (const bool executed : {true, false}) {
     const std::string target = executed ? "Executed" : "Lost";
     fs::remove(Path("in/.velmore-mail-imported"));
@@ -133,19 +175,28 @@ TEST_F(VelmoreMailFiles, ImportDoublesNothingWhenTheLineIsCut) {
     EXPECT_EQ(Run({"import", Path("in"), "--folder", target}).status, 1);
     const MailRun again = Run({"import", Path("in"), "--folder", target});
     EXPECT_EQ(again.status, 0) << again.output;
-    EXPECT_TRUE(again.Says(executed ? "1 imported, 2 were there" : "2 imported, 1 were there")) << again.output;
-    EXPECT_EQ(Server().CountItems(kAlice, target), 3u);
+    EXPECT_TRUE(again.Says(executed ? "0 imported, 4 were there" : "2 imported, 2 were there")) << again.output;
+    EXPECT_EQ(Server().CountItems(kAlice, target), 4u);
   }
 }
 
+TEST_F(VelmoreMailFiles, ImportStoresManyInOneRequest) {
+  for (int i = 0; i < 12; ++i)
+    WriteFile("in/" + std::to_string(i % 3) + "/" + std::to_string(i) + ".eml", MimeOf("Number " + std::to_string(i)));
+  Forget();
+  EXPECT_TRUE(Run({"import", Path("in")}).Says("12 imported"));
+  EXPECT_EQ(Requests("CreateItem"), 3) << "one a folder";
+  EXPECT_EQ(Server().CountItems(kAlice, "inbox/1"), 4u);
+}
+
 TEST_F(VelmoreMailFiles, ImportGoesOnBehindAFileThatIsRefused) {
-  WriteFile("in/1.eml", MimeOf("One"));
+  WriteFile("in/1.eml", "");
   WriteFile("in/2.eml", MimeOf("Two"));
-  RefuseNext("CreateItem", "ErrorMimeContentInvalid", 0);
   const MailRun run = Run({"import", Path("in")});
   EXPECT_EQ(run.status, 1);
   EXPECT_TRUE(run.Says("1.eml: ErrorMimeContentInvalid")) << run.output;
   EXPECT_TRUE(run.Says("1 imported, 0 were there, 1 refused")) << run.output;
+  WriteFile("in/1.eml", MimeOf("One"));
   EXPECT_TRUE(Run({"import", Path("in")}).Says("1 imported, 1 were there, 0 refused"));
 }
 
@@ -168,7 +219,17 @@ TEST_F(VelmoreMailFiles, SyncFollowsTheMailbox) {
   EXPECT_EQ(second.status, 0) << second.output;
   EXPECT_TRUE(second.Says("1 new, 1 changed, 1 gone, 0 not possible")) << second.output;
   EXPECT_EQ(Subjects(Files("out")), (std::set<std::string>{"Inbox/Keep", "Inbox/Changed", "Projects/New", "mine.txt"}));
-  EXPECT_EQ(Fetches(), 2 * 3) << "what did not change is not fetched";
+  EXPECT_EQ(Fetches(), 2) << "what did not change is not fetched";
+}
+
+TEST_F(VelmoreMailFiles, SyncBringsBackAFileThatSomebodyRemoved) {
+  AddMessage("One");
+  EXPECT_EQ(Run({"sync", Path("out")}).status, 0);
+  const auto files = Files("out");
+  fs::remove(Path("out/" + *files.begin()));
+  const MailRun again = Run({"sync", Path("out")});
+  EXPECT_TRUE(again.Says("0 new, 1 changed, 0 gone")) << again.output;
+  EXPECT_EQ(Files("out"), files);
 }
 
 TEST_F(VelmoreMailFiles, SyncTakesNothingForGoneThatItCouldNotSee) {
