@@ -1,12 +1,11 @@
 // Writes every message of a folder as an .eml file. Can be interrupted (Ctrl+C) and started again: what is there stays
 // and is not fetched twice.
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <filesystem>
-#include <iomanip>
 #include <iostream>
-#include <sstream>
 
 #include "ews/VelmoreEWS.h"
 #include "ews/schema/uVqEWSPropsFLD.h"
@@ -18,58 +17,51 @@ namespace {
 
 std::atomic<bool> interrupted = false;
 
-/// The same for the same item at every run: its date, its subject and a number made of its id (FNV-1a).
-std::string FileName(const string& received, const string& subject, const string& id) {
-  std::uint64_t number = 0xcbf29ce484222325u;
-  for (const char c : id.utf8()) number = (number ^ static_cast<unsigned char>(c)) * 0x100000001b3u;
-  std::string name = received.Copy(0, 10).utf8() + " ";
-  for (const char c : subject.Copy(0, 60).utf8())
-    name += static_cast<unsigned char>(c) < ' ' || std::string_view("/\\:*?\"<>|").find(c) != std::string_view::npos
-                ? '_'
-                : c;
-  std::ostringstream hex;
-  hex << std::hex << std::setw(16) << std::setfill('0') << number;
-  return name + " " + hex.str() + ".eml";
-}
-
 }  // namespace
 
 int main(int argc, char** argv) try {
   const ExampleServer server(argc, argv,
                              "export-messages: writes the messages of a folder as .eml files\n"
                              "  --folder NAME    distinguished name, inbox when left out\n"
-                             "  --to DIRECTORY   where to write, \"export\" when left out");
+                             "  --to DIRECTORY   where to write, \"export\" when left out\n"
+                             "  --at-once N      messages in one request, 100 when left out");
   TVqEWSServiceSession session;
   server.Configure(session);
   session.SetActive(true);
   std::signal(SIGINT, [](int) { interrupted = true; });
 
   const std::filesystem::path target = server.Option("to", "export");
-  std::filesystem::create_directories(target);
-  auto folder = session.OpenDefaultMsgStore()->GetFolder(server.Folder(), "");
-  auto items = folder->GetItems();
-  for (auto* field : {&FLD_ITEM_DATETIMERECEIVED, &FLD_ITEM_SUBJECT}) items->GetFields().Add(*field);
+  const auto store = session.OpenDefaultMsgStore();
+  const auto items = VqItemsOf(*store->GetFolder(server.Folder(), ""), FLD_ITEM_DATETIMERECEIVED, FLD_ITEM_SUBJECT);
   items->SetMaxEntriesPerPage(500);
-
-  std::int32_t seen = 0, written = 0;
-  for (items->Open(); !items->Eof() && !interrupted; items->Next()) {
-    const TItemId id = items->GetItemId();
-    const auto file = target / FileName(items->FieldByName(FLD_ITEM_DATETIMERECEIVED).GetAsString(),
-                                        items->FieldByName(FLD_ITEM_SUBJECT).GetAsString(), id.Id);
-    if (!std::filesystem::exists(file)) {
-      // Under another name until it is whole, so that an interruption leaves nothing that looks done.
-      auto part = file;
-      part += ".part";
-      folder->GetItem(id)->SaveToFile(part.string());
-      std::filesystem::rename(part, file);
-      ++written;
-    }
-    std::cout << '\r' << ++seen << " of " << items->Count() << ", " << written << " written" << std::flush;
+  std::vector<TVqEWSItemFile> files;
+  for (const auto row : items) {
+    const string received = row[FLD_ITEM_DATETIMERECEIVED].GetAsString().Copy(0, 10);
+    const string name = VqItemFileName(row.Id(), received + " " + row[FLD_ITEM_SUBJECT].GetAsString());
+    files.push_back({row.Id(), target / name.utf16()});
   }
+
+  const auto there = static_cast<std::size_t>(std::ranges::count_if(
+      files, [](const TVqEWSItemFile& file) { return std::filesystem::exists(file.FileName.utf16()); }));
+  const auto tell = [&](std::size_t seen, std::size_t written) {
+    std::cout << '\r' << seen << " of " << files.size() << ", " << written << " written" << std::flush;
+  };
+  tell(there, 0);
+  TVqEWSBulk bulk(store);
+  bulk.SetRequestSize(std::stoul(server.Option("at-once", "100")));
+  bulk.SetOnProgress([&](const TVqEWSBulkProgress& at) {
+    tell(there + at.Done, at.Done - at.Failed);
+    return !interrupted;
+  });
+  const auto results = bulk.ExportItems(files);
   std::cout << '\n';
-  if (!interrupted) return 0;
-  std::cout << "Interrupted. Start it again to go on.\n";
-  return 2;
+  if (interrupted) {
+    std::cout << "Interrupted. Start it again to go on.\n";
+    return 2;
+  }
+  for (const TVqEWSFileResult& file : results)
+    if (!file) std::cerr << file.FileName << ": " << file.FailureText() << '\n';
+  return std::ranges::all_of(results, &TVqEWSFileResult::Succeeded) ? 0 : 1;
 } catch (const std::exception& failure) {
   std::cerr << '\n' << failure.what() << '\n';
   return 1;
