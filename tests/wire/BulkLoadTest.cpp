@@ -147,8 +147,7 @@ TEST_P(BulkLoad, AnItemOutlivesTheOthersAndTheOperation) {
 
 TEST_P(BulkLoad, TheHandlerGetsThemInOrderWhileNoMoreThanOneAnswerIsHeld) {
   const auto ids = AddMessages(40);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(10);
+  auto bulk = Bulk(10);
   const std::int64_t before = VqLiveObjectCount();
   std::int64_t most = 0;
   std::size_t next = 0;
@@ -168,8 +167,7 @@ TEST_P(BulkLoad, TheHandlerGetsThemInOrderWhileNoMoreThanOneAnswerIsHeld) {
 
 TEST_P(BulkLoad, WhatTheHandlerRaisesComesOut) {
   const auto ids = AddMessages(5);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2);
   Forget();
   std::size_t told = 0;
   EXPECT_EQ(MessageOf<EVqException>([&] {

@@ -48,8 +48,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, BulkMime, kBothForms, NameOfForm);
 TEST_P(BulkMime, TextsComeOneAfterTheOtherAsTheyAre) {
   auto ids = AddMessages(5);
   ids.insert(ids.begin() + 2, TItemId{"no id", ""});
-  auto bulk = Bulk();
-  bulk.SetRequestSize(3);
+  auto bulk = Bulk(3);
   std::vector<std::size_t> told;
   std::vector<std::string> texts(ids.size());
   Forget();
@@ -166,8 +165,7 @@ TEST_P(BulkMime, ATextThatIsNoBase64ComesOutOfTheHandler) {
 
 TEST_P(BulkMime, NoMoreThanOneAnswerIsHeld) {
   const auto ids = AddMessages(30);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(5);
+  auto bulk = Bulk(5);
   const std::int64_t before = VqLiveObjectCount();
   std::int64_t most = 0, mostOfFive = 0;
   const auto count = [&](std::int64_t& value) {

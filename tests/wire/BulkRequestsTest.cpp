@@ -42,8 +42,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, BulkRequests, kBothForms, NameOfForm);
 
 TEST_P(BulkRequests, ABusyServerIsWaitedForAndAskedForLess) {
   const auto ids = AddMessages(8);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(8);
+  auto bulk = Bulk(8);
   BusyNext("GetItem", 30, 2);
   Forget();
   const auto begin = std::chrono::steady_clock::now();
@@ -73,8 +72,7 @@ TEST_P(BulkRequests, ABusyServerHasDoneNothingToWhatIsMarked) {
 
 TEST_P(BulkRequests, ItGivesUpAfterSoManyWaits) {
   const auto ids = AddMessages(6);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(4);
+  auto bulk = Bulk(4);
   bulk.SetBusyRetries(2);
   BusyNext("GetItem", 1, 3);
   Forget();
@@ -206,8 +204,7 @@ TEST_P(BulkRequests, WhatElseMayPassIsThePolicysAffair) {
 
 TEST_P(BulkRequests, AnAnswerThatIsTooLargeIsAskedForInHalves) {
   const auto ids = AddMessages(8);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(4);
+  auto bulk = Bulk(4);
   bulk.GetItems(ids);
   TVqHTTPLimits limits = Session().GetLimits();
   limits.ReplyBytes = limits.UnpackedBytes = LastExchange("GetItem").response_body.size() * 3 / 4;
@@ -234,8 +231,7 @@ TEST_P(BulkRequests, OneThatIsTooLargeFailsAloneAndTheSizeComesBack) {
   ids[3] =
       AddItem("inbox", "<t:Message><t:Subject>" + std::string(200, 'x') + "</t:Subject><t:Body BodyType=\"Text\">" +
                            std::string(300000, 'y') + "</t:Body></t:Message>");
-  auto bulk = Bulk();
-  bulk.SetRequestSize(4);
+  auto bulk = Bulk(4);
   TVqHTTPLimits limits = Session().GetLimits();
   limits.ReplyBytes = limits.UnpackedBytes = 200000;
   Session().SetLimits(limits);
@@ -301,8 +297,7 @@ TEST_P(BulkRequests, AnAnswerForAnotherNumberOfItemsIsNobodys) {
 
 TEST_P(BulkRequests, AWriteWhoseAnswerIsLostIsNotRepeated) {
   const auto ids = AddMessages(4);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2);
   CutNext("UpdateItem", Cut::after);
   Forget();
   const auto results = bulk.MarkAsRead(ids);
@@ -401,8 +396,7 @@ TEST_P(BulkRequests, AnAccountThatWasClosedEndsIt) {
 
 TEST_P(BulkRequests, AWriteThatFailsWithAFaultIsNotRepeatedAndTheOthersGoOn) {
   const auto ids = AddMessages(6);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2);
   FaultNext("UpdateItem", "ErrorInternalServerError", 1, 1);
   Forget();
   const auto results = bulk.MarkAsRead(ids);
@@ -422,8 +416,7 @@ TEST_P(BulkRequests, AWriteThatWasNotValidIsDividedUntilTheCauseStandsAlone) {
 
 TEST_P(BulkRequests, NoConnectionEndsIt) {
   const auto ids = AddMessages(6);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2);
   CutNext("GetItem", Cut::before, 1);
   Forget();
   const auto results = bulk.GetItems(ids);
@@ -438,8 +431,7 @@ TEST_P(BulkRequests, NoConnectionEndsIt) {
 TEST_P(BulkRequests, ProgressIsToldAfterEachAnswer) {
   auto ids = AddMessages(5);
   ids[1] = {"no id", ""};
-  auto bulk = Bulk();
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2);
   std::vector<std::string> told;
   bulk.SetOnProgress([&](const TVqEWSBulkProgress& at) {
     told.push_back(std::to_string(at.Done) + "/" + std::to_string(at.Total) + " " + std::to_string(at.Failed) + " " +
@@ -456,8 +448,7 @@ TEST_P(BulkRequests, ProgressIsToldAfterEachAnswer) {
 
 TEST_P(BulkRequests, TheCallbackStopsIt) {
   const auto ids = AddMessages(6);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2);
   bulk.SetOnProgress([](const TVqEWSBulkProgress& at) { return at.Done < 4; });
   Forget();
   const auto results = bulk.MarkAsRead(ids);

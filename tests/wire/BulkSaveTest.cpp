@@ -204,8 +204,7 @@ TEST_P(BulkSave, APictureInABodyBecomesAnAttachment) {
 
 TEST_P(BulkSave, ALostAnswerIsNotFollowedByASecondCreation) {
   TItems items = NewMails(4);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2);
   CutNext("CreateItem", Cut::after);
   const auto results = bulk.SaveItems(items);
   for (std::size_t i = 0; i < 4; ++i) {
@@ -264,8 +263,7 @@ TEST_P(BulkSave, WhatCannotBeSavedIsToldForItAlone) {
 
 TEST_P(BulkSave, AStopBetweenWindowsLeavesTheOthersAsTheyWere) {
   TItems items = NewMails(4);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2);
   bulk.SetOnProgress([](const TVqEWSBulkProgress& at) {
     EXPECT_EQ(at.Total, 4u);
     return at.Done < 2;
@@ -281,8 +279,7 @@ TEST_P(BulkSave, AStopBetweenWindowsLeavesTheOthersAsTheyWere) {
 
 TEST_P(BulkSave, AStopLetsWhatWasBegunBeReadBack) {
   TItems items = NewMails(4);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2);
   bulk.SetOnProgress([](const TVqEWSBulkProgress&) { return false; });
   Forget();
   const auto results = bulk.SaveItems(items);

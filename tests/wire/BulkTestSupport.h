@@ -32,6 +32,12 @@ class BulkTest : public SaveTest, public ::testing::WithParamInterface<TVqEWSWir
     Store();
     return TVqEWSBulk(Session().OpenDefaultMsgStore());
   }
+  TVqEWSBulk Bulk(std::size_t requestSize, std::int32_t connections = 1) {
+    TVqEWSBulk bulk = Bulk();
+    bulk.SetRequestSize(requestSize);
+    bulk.SetConnections(connections);
+    return bulk;
+  }
   std::vector<TItemId> AddMessages(std::size_t count, const std::string& folder = "inbox") {
     std::vector<TItemId> ids;
     for (std::size_t i = 0; i < count; ++i) ids.push_back(AddMessage("Message " + std::to_string(i), folder));

@@ -27,9 +27,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, BulkThreads, kBothForms, NameOfForm);
 
 TEST_P(BulkThreads, ResultsKeepTheirOrder) {
   const auto ids = AddMessages(60);
-  auto bulk = Bulk();
-  bulk.SetConnections(4);
-  bulk.SetRequestSize(7);
+  auto bulk = Bulk(7, 4);
   for (int round = 0; round < 3; ++round) {
     std::size_t next = 0;
     bulk.GetItems(ids, [&](std::size_t index, const TVqEWSItemResult& result) {
@@ -43,9 +41,7 @@ TEST_P(BulkThreads, ResultsKeepTheirOrder) {
 
 TEST_P(BulkThreads, RequestsAreUnderWayTogether) {
   const auto ids = AddMessages(4);
-  auto bulk = Bulk();
-  bulk.SetConnections(4);
-  bulk.SetRequestSize(1);
+  auto bulk = Bulk(1, 4);
   // Each answer is held back; all four requests reach the server before the first answer leaves it.
   DelayAll("GetItem", seconds(2), 4);
   const auto begin = std::chrono::steady_clock::now();
@@ -55,9 +51,7 @@ TEST_P(BulkThreads, RequestsAreUnderWayTogether) {
 
 TEST_P(BulkThreads, WritesOfEveryKind) {
   const auto ids = AddMessages(40);
-  auto bulk = Bulk();
-  bulk.SetConnections(3);
-  bulk.SetRequestSize(6);
+  auto bulk = Bulk(6, 3);
   EXPECT_EQ(CountOf(bulk.MarkAsRead(ids)), ids.size());
   std::vector<TVqRef<IVqEWSItem>> items;
   for (const auto& result : bulk.GetItems(ids)) items.push_back(result.Value());
@@ -81,9 +75,7 @@ TEST_P(BulkThreads, WritesOfEveryKind) {
 
 TEST_P(BulkThreads, ABusyServerGetsFewerConnections) {
   const auto ids = AddMessages(32);
-  auto bulk = Bulk();
-  bulk.SetConnections(4);
-  bulk.SetRequestSize(4);
+  auto bulk = Bulk(4, 4);
   BusyNext("GetItem", 5, 2, 1);
   const auto results = bulk.GetItems(ids);
   EXPECT_EQ(CountOf(results), 32u);
@@ -97,9 +89,7 @@ TEST_P(BulkThreads, ABusyServerHasDoneNothingTwice) {
     items.push_back(drafts->CreateItem(tMessage));
     items.back()->SetSubject("New");
   }
-  auto bulk = Bulk();
-  bulk.SetConnections(3);
-  bulk.SetRequestSize(4);
+  auto bulk = Bulk(4, 3);
   BusyNext("CreateItem", 2, 3, 2);
   EXPECT_EQ(CountOf(bulk.SaveItems(items)), items.size());
   EXPECT_EQ(Folder(dfindrafts)->GetTotalCount(), 24);
@@ -107,9 +97,7 @@ TEST_P(BulkThreads, ABusyServerHasDoneNothingTwice) {
 
 TEST_P(BulkThreads, CancelEndsAllConnections) {
   const auto ids = AddMessages(12);
-  auto bulk = Bulk();
-  bulk.SetConnections(3);
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2, 3);
   DelayAll("GetItem", seconds(60), 3);
   auto& session = Session();
   std::jthread other([&] {
@@ -134,8 +122,7 @@ TEST_P(BulkThreads, CancelEndsAllConnections) {
 
 TEST_P(BulkThreads, CancelEndsTheOnlyConnection) {
   const auto ids = AddMessages(4);
-  auto bulk = Bulk();
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2);
   DelayAll("GetItem", seconds(60), 1);
   auto& session = Session();
   std::jthread other([&] {
@@ -171,9 +158,7 @@ TEST_P(BulkThreads, CancelEndsAWait) {
 
 TEST_P(BulkThreads, TheSessionsStopTokenEndsIt) {
   const auto ids = AddMessages(12);
-  auto bulk = Bulk();
-  bulk.SetConnections(2);
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2, 2);
   std::stop_source stop;
   Session().SetStopToken(stop.get_token());
   bulk.SetOnProgress([&](const TVqEWSBulkProgress& at) {
@@ -189,9 +174,7 @@ TEST_P(BulkThreads, TheSessionsStopTokenEndsIt) {
 
 TEST_P(BulkThreads, WhatTheHandlerRaisesComesOutWhenNothingIsUnderWayAnyMore) {
   const auto ids = AddMessages(12);
-  auto bulk = Bulk();
-  bulk.SetConnections(3);
-  bulk.SetRequestSize(2);
+  auto bulk = Bulk(2, 3);
   EXPECT_EQ(MessageOf<EVqException>([&] {
               bulk.GetItems(ids, [](std::size_t, const TVqEWSItemResult&) { throw EVqException("Enough."); });
             }),

@@ -43,6 +43,13 @@ class TWorld {
     return {id.id, id.change_key};
   }
   TVqRef<IVqEWSEMail> Mail(const TItemId& id) { return Supports<IVqEWSEMail>(Store->GetItem(id)); }
+  /// A message of which only what was saved is known, where round trips are lean.
+  TVqRef<IVqEWSEMail> SavedMail(const std::string& subject) {
+    const auto mail = Mail(Message());
+    mail->SetSubject(subject);
+    mail->SaveChanges(soAutoResolve);
+    return mail;
+  }
   TVqRef<IVqEWSFolder> Folder(TDistinguishedFolderIdName name) { return Store->GetFolder(name, ""); }
   simulator::Simulator& Server() { return FServer; }
 
@@ -240,9 +247,7 @@ TEST_F(LeanRoundTrips, MarkAsRead) {
 TEST_F(LeanRoundTrips, WhatASaveCouldNotKnowIsReadBackOnce) {
   Plays(
       [](TWorld& world) {
-        const auto mail = world.Mail(world.Message());
-        mail->SetSubject("Changed");
-        mail->SaveChanges(soAutoResolve);
+        const auto mail = world.SavedMail("Changed");
         world.See("subject", mail->GetSubject());
         world.SeeAll(*mail);
         world.See("subject", mail->GetSubject());
@@ -304,9 +309,7 @@ TEST_F(LeanRoundTrips, OnlyWhatDiffersIsSentAfterASave) {
 TEST_F(LeanRoundTrips, WhatIsWrittenBeforeTheItemIsReadBackStays) {
   Plays(
       [](TWorld& world) {
-        const auto mail = world.Mail(world.Message());
-        mail->SetSubject("One");
-        mail->SaveChanges(soAutoResolve);
+        const auto mail = world.SavedMail("One");
         mail->SetSubject("Two");
         mail->SetIsRead(true);
         world.SeeAll(*mail);
@@ -634,9 +637,7 @@ TEST_F(LeanRoundTrips, SaveThatFailsLeavesTheItemAsItWas) {
 
 TEST_F(LeanRoundTrips, ReadThatFailsIsTriedAgain) {
   TWorld world("Exchange2016", true);
-  const auto mail = world.Mail(world.Message());
-  mail->SetSubject("One");
-  mail->SaveChanges(soAutoResolve);
+  const auto mail = world.SavedMail("One");
   mail->SetSubject("Two");
   simulator::Fault fault;
   fault.operation = "GetItem";
