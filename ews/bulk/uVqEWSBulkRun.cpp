@@ -137,6 +137,8 @@ void TVqEWSBulkRun::RunAlone(std::size_t AItem, const TVqEWSBulkJob& AJob, const
 
 void TVqEWSBulkRun::Fill() {
   CheckStopped();
+  // What was under way at the end and is to be made again was put back since.
+  if (const std::exception_ptr ended = Ended(); ended && !FPending.empty()) LeaveRest(ended);
   while (!FPending.empty() && FExchanges.size() < FLanesInUse) Start();
 }
 

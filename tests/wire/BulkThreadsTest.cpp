@@ -82,6 +82,19 @@ TEST_P(BulkThreads, ABusyServerGetsFewerConnections) {
   for (std::size_t i = 0; i < ids.size(); ++i) EXPECT_EQ(results[i].Value()->GetID(), ids[i]);
 }
 
+TEST_P(BulkThreads, WhatWasUnderWayAtAStopIsNotSentAgain) {
+  const auto ids = AddMessages(3);
+  auto bulk = Bulk(1, 2);
+  bulk.SetOnProgress([](const TVqEWSBulkProgress&) { return false; });
+  BusyNext("UpdateItem", 1, 2);
+  const auto results = bulk.MarkAsRead(ids);
+  EXPECT_EQ(SizesOf("UpdateItem", "ItemChanges/ItemChange"), (std::vector<std::int32_t>{1, 1}));
+  for (const auto& result : results) {
+    EXPECT_THROW(result.Value(), EAbort);
+    EXPECT_FALSE(result.WasSent()) << "nothing was done to it";
+  }
+}
+
 TEST_P(BulkThreads, ABusyServerHasDoneNothingTwice) {
   const auto drafts = Folder(dfindrafts);
   std::vector<TVqRef<IVqEWSItem>> items;
