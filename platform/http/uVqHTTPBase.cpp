@@ -429,8 +429,13 @@ TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {
     if (!ARequest.FHasBody) Fire(FOnError, *this, request, error.GetNumber());
     throw;
   }
-  Fire(ARequest.FHandler, response);
-  Fire(FOnResponse, *this, response);
+  try {
+    Fire(ARequest.FHandler, response);
+    Fire(FOnResponse, *this, response);
+  } catch (EVqException& failure) {
+    failure.NoteMayHaveHappened(true);  // the answer is there, whatever a handler makes of it
+    throw;
+  }
   return response;
 }
 

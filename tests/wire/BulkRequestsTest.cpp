@@ -394,6 +394,30 @@ TEST_P(BulkRequests, AnAccountThatWasClosedEndsIt) {
   EXPECT_FALSE(results[2].WasSent());
 }
 
+TEST_P(BulkRequests, AWriteWhoseAnswerAHandlerOfTheSessionChokesOnIsNotRepeated) {
+  const TItemId drafts = Store().GetFolderId(dfindrafts);
+  const auto ids = AddMessages(4);
+  auto bulk = Bulk(2);
+  int left = 1;
+  Session().SetOnResponse([&](TVqComponent&, const TVqEWSTraffic&) {
+    if (left-- == 1) throw EVqException("The disk is full.");
+  });
+  const auto results = bulk.CopyItems(ids, drafts);
+  Session().SetOnResponse(nullptr);
+  EXPECT_EQ(SizesOf("CopyItem", "ItemIds/ItemId"), (Sizes{2, 2}));
+  EXPECT_EQ(Folder(dfindrafts)->GetTotalCount(), 4);
+  for (std::size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(results[i].Succeeded(), i >= 2);
+    EXPECT_TRUE(results[i].WasSent());
+  }
+  try {
+    results[0].Value();
+  } catch (const EVqException& failure) {
+    EXPECT_EQ(failure.Message(), "The disk is full.");
+    EXPECT_TRUE(failure.MayHaveHappened());
+  }
+}
+
 TEST_P(BulkRequests, AWriteThatFailsWithAFaultIsNotRepeatedAndTheOthersGoOn) {
   const auto ids = AddMessages(6);
   auto bulk = Bulk(2);
