@@ -33,7 +33,7 @@ class TVqEWSResults {
   std::vector<TVqEWSResult<T>> FResults;
 };
 
-/// A job over ids: `AFill` puts those of one request into it.
+/// A job over ids: `AFill` puts those of one request into it. What cannot stand in a request fails alone.
 template <typename TFill>
 TVqEWSBulkJob EwsJobOf(const TVqEWSOperation& AOperation, TVqEWSObject& AStore, std::span<const TItemId> AIds,
                        TFill AFill) {
@@ -42,12 +42,26 @@ TVqEWSBulkJob EwsJobOf(const TVqEWSOperation& AOperation, TVqEWSObject& AStore, 
   job.Count = AIds.size();
   job.Compose = [AOperation, &AStore, AIds, AFill](std::span<const std::size_t> offered, TVqSOAPClient* client,
                                                    TVqEWSBulkRequest& request) {
-    request.Call = std::make_shared<TVqEWSCall>(AStore, AOperation, client);
+    const auto fill = [&](std::span<const std::size_t> items) {
+      request.Call = std::make_shared<TVqEWSCall>(AStore, AOperation, client);
+      std::vector<TItemId> chosen;
+      chosen.reserve(items.size());
+      for (const std::size_t item : items) chosen.push_back(AIds[item]);
+      AFill(*request.Call, chosen);
+    };
     request.Items.assign(offered.begin(), offered.end());
-    std::vector<TItemId> chosen;
-    chosen.reserve(offered.size());
-    for (const std::size_t item : offered) chosen.push_back(AIds[item]);
-    AFill(*request.Call, chosen);
+    try {
+      fill(offered);
+    } catch (const EVqXMLError&) {
+      request.Items.clear();
+      for (const std::size_t item : offered) try {
+          fill({&item, 1});
+          request.Items.push_back(item);
+        } catch (const EVqXMLError&) {
+          request.Refused.emplace_back(item, std::current_exception());
+        }
+      if (!request.Items.empty()) fill(request.Items);
+    }
     return offered.size();
   };
   return job;

@@ -181,6 +181,43 @@ TEST_P(BulkIds, DraftsAreSentByTheirIds) {
   EXPECT_EQ(CountIn(dfindrafts), 0u);
 }
 
+TEST_P(BulkIds, AnIdThatNoRequestCanCarryFailsAlone) {
+  const TItemId drafts = Store().GetFolderId(dfindrafts);
+  auto bulk = Bulk();
+  using TWay = std::function<std::vector<TVqEWSIdResult>(const std::vector<TItemId>&)>;
+  const std::pair<const char*, TWay> ways[] = {
+      {"MarkAsRead", [&](const auto& ids) { return bulk.MarkAsRead(ids); }},
+      {"MoveItems", [&](const auto& ids) { return bulk.MoveItems(ids, drafts); }},
+      {"CopyItems", [&](const auto& ids) { return bulk.CopyItems(ids, drafts); }},
+      {"DeleteItems", [&](const auto& ids) { return bulk.DeleteItems(ids, dtHardDelete); }},
+      {"ExportItems", [&](const auto& ids) { return bulk.ExportItems(ids, [](auto, const auto&) {}); }},
+      {"GetItems", [&](const auto& ids) {
+         std::vector<TVqEWSIdResult> results;
+         for (const auto& item : bulk.GetItems(ids))
+           results.push_back(item ? TVqEWSIdResult(item.Value()->GetID())
+                                  : TVqEWSIdResult(item.Failure(), item.WasSent()));
+         return results;
+       }}};
+  for (const auto& [name, way] : ways) {
+    auto ids = AddMessages(3);
+    ids[1].Id = u"broken \x0001";
+    Forget();
+    const auto results = way(ids);
+    EXPECT_EQ(CountOf(results), 2u) << name;
+    EXPECT_EQ(Operations().size(), 1u) << name;
+    EXPECT_THROW(results[1].Value(), EVqXMLError) << name;
+    EXPECT_FALSE(results[1].WasSent()) << name;
+    EXPECT_EQ(CountOf(way({ids[1]})), 0u) << name;
+  }
+}
+
+TEST_P(BulkIds, ATargetNeedsNoChangeKey) {
+  const auto ids = AddMessages(1);
+  const TItemId drafts{Store().GetFolderId(dfindrafts).Id, ""};
+  EXPECT_EQ(CountOf(Bulk().CopyItems(ids, drafts)), 1u);
+  EXPECT_EQ(LastExchange("CopyItem").request_body.find("ChangeKey=\"\""), std::string::npos);
+}
+
 TEST_P(BulkIds, WithoutIdsNothingIsAsked) {
   auto bulk = Bulk();
   const std::span<const TItemId> none;
