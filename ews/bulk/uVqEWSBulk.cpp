@@ -62,8 +62,8 @@ std::vector<TVqEWSFolderResult> TVqEWSBulk::GetFolders(std::span<const TItemId> 
 namespace {
 
 /// An id that is named in a request, without the change key that the caller does not know.
-void AddId(const TVqEWSCall& call, const IVqDOMElement& ids, const TItemId& id) {
-  const IVqDOMElement added = call.AddId(ids, "t:ItemId", id);
+void AddId(const TVqEWSCall& call, const IVqDOMElement& ids, const TItemId& id, const char* name = "t:ItemId") {
+  const IVqDOMElement added = call.AddId(ids, name, id);
   if (id.ChangeKey.empty() && added.HasAttribute("ChangeKey")) added.RemoveAttribute("ChangeKey");
 }
 
@@ -103,7 +103,7 @@ std::vector<TVqEWSIdResult> TVqEWSBulk::MarkAsRead(std::span<const TItemId> AIds
 std::vector<TVqEWSIdResult> TVqEWSBulk::CopyOrMove(const char* AOperation, std::span<const TItemId> AIds,
                                                    const TItemId& AFolderId) {
   const auto fill = [&](const TVqEWSCall& call, std::span<const TItemId> ids) {
-    call.AddId(call.Add("m:ToFolderId"), "t:FolderId", AFolderId);
+    AddId(call, call.Add("m:ToFolderId"), AFolderId, "t:FolderId");
     const IVqDOMElement list = call.Add("m:ItemIds");
     for (const TItemId& id : ids) AddId(call, list, id);
   };
