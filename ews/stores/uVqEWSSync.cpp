@@ -90,7 +90,7 @@ IVqDOMElement TVqEWSChanges::Ask() try {
   if (fault.ResponseCode() == kInvalidState) throw EVqEWSSyncStateInvalid(kInvalidState, fault.FaultString(), 0);
   throw;
 } catch (const EEWSException& refusal) {
-  if (refusal.Message().StartsWith(u"ErrorInvalidSyncStateData")) throw EVqEWSSyncStateInvalid(refusal);
+  if (refusal.ResponseCode() == kInvalidState) throw EVqEWSSyncStateInvalid(refusal);
   throw;
 }
 
@@ -115,18 +115,17 @@ void TVqEWSChanges::Fetch() {
     if (!last && next == FState) {
       throw EVqException("The server says that more changes follow, and does not move on.");
     }
-    // From here on nothing raises: a page that cannot be read leaves the old one in place.
-    DropPage();
+    // A page that cannot be fetched leaves the old one in place, behind empty ones as well.
+    FNextState = next;
     FLast = last;
-    if (!rows.empty()) {
-      FRows = std::move(rows);
-      FNextState = next;
-      FRow = 0;
-      FPast = false;
-      return;
-    }
-    FState = next;
-    if (last) return;
+    if (rows.empty()) FState = next;
+    if (rows.empty() && !last) continue;
+    DropPage();
+    if (rows.empty()) return;
+    FRows = std::move(rows);
+    FRow = 0;
+    FPast = false;
+    return;
   }
 }
 

@@ -222,6 +222,25 @@ TEST_F(SyncItems, PagesWithoutChangesAreGonePast) {
   EXPECT_EQ(changes->GetState(), "d");
 }
 
+TEST_F(SyncItems, APageBehindAnEmptyOneThatCannotBeFetchedIsTriedAgain) {
+  const auto changes = VqChangesOf(*Inbox(), "", FLD_ITEM_SUBJECT);
+  AnswerNext("SyncFolderItems", Page("a", false, Created("1", "One")));
+  AnswerNext("SyncFolderItems", Page("b", false, ""));
+  changes->Open();
+  RefuseNext("SyncFolderItems", "ErrorInternalServerTransientError", 0);
+  EXPECT_EQ(CodeOf([&] { changes->Next(); }), "ErrorInternalServerTransientError");
+  EXPECT_FALSE(changes->Eof()) << "the end was not reached";
+  EXPECT_EQ(changes->FieldByName(FLD_ITEM_SUBJECT).GetAsString(), "One") << "the last one stays";
+  EXPECT_EQ(changes->GetState(), "b");
+  AnswerNext("SyncFolderItems", Page("c", true, Created("2", "Two")));
+  changes->Next();
+  ASSERT_FALSE(changes->Eof());
+  EXPECT_EQ(changes->FieldByName(FLD_ITEM_SUBJECT).GetAsString(), "Two");
+  changes->Next();
+  EXPECT_TRUE(changes->Eof());
+  EXPECT_EQ(changes->GetState(), "c");
+}
+
 TEST_F(SyncItems, AServerThatDoesNotMoveOnIsToldAsThat) {
   for (const std::string& content : {std::string(), Created("1", "One")}) {
     const auto changes = VqChangesOf(*Inbox(), "a", FLD_ITEM_SUBJECT);
