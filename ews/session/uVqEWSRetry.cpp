@@ -83,12 +83,13 @@ void TVqEWSRetries::Send(IVqSOAPRequest& ARequest, const TVqRef<IVqSOAPResponse>
                          const std::function<void()>& AExchange, const std::function<void(milliseconds)>& AWait) const {
   if (FPolicy.Attempts == 1 || !MayBeRepeated(ARequest.GetMethod().GetLocalName())) return AExchange();
   const bool withBusy = !KeepsOwnPace(ARequest);
+  const TVqEWSRetryPolicy policy = FPolicy;  // what is told of a wait may set another one
   for (std::int32_t attempts = 1;; ++attempts) {
-    const bool last = attempts >= FPolicy.Attempts;
+    const bool last = attempts >= policy.Attempts;
     std::optional<milliseconds> wait;
     const auto decide = [&](const EVqException& failure) {
-      if (!last && MayPass(failure)) wait = NextWait(FPolicy, attempts, failure.RetryAfter());
-      if (wait && FPolicy.OnWait) FPolicy.OnWait(failure, attempts, *wait);
+      if (!last && MayPass(failure)) wait = NextWait(policy, attempts, failure.RetryAfter());
+      if (wait && policy.OnWait) policy.OnWait(failure, attempts, *wait);
     };
     std::optional<EEWSServerBusy> refusal;
     bool answered = false;

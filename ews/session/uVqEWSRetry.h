@@ -27,8 +27,9 @@ struct TVqEWSRetryPolicy {
   std::chrono::milliseconds FirstWait{1000};     ///< where the server does not ask for a time of its own
   std::chrono::milliseconds LongestWait{30000};  ///< of one wait; a server that asks for more is not asked again
   double Jitter = 0.25;                          ///< by which part of itself a wait gets longer at most
-  /// Told before each wait, on the thread of the operation: the failure, the number of attempts so far, the wait. What
-  /// it raises ends the operation.
+  /// Told before each wait, on the thread that sends: the failure, the number of attempts so far, the wait. What it
+  /// raises ends the operation. An operation with several connections (uVqEWSBulk.h) sends on as many threads, of which
+  /// several may wait at a time.
   std::function<void(const EVqException& AFailure, std::int32_t AAttempts, std::chrono::milliseconds AWait)> OnWait =
       nullptr;
 };

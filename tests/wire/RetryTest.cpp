@@ -231,6 +231,21 @@ TEST_P(Retry, WhatOnWaitRaisesEndsTheOperation) {
   EXPECT_EQ(MessageOf<EAbort>([&] { List(); }), "Enough.");
 }
 
+TEST_P(Retry, APolicyThatIsReplacedDuringAWaitHoldsForItsRequest) {
+  Names told;
+  TVqEWSRetryPolicy policy = Policy();
+  policy.OnWait = [&, text = std::string("longer than what a text keeps in itself")](const EVqException&, std::int32_t,
+                                                                                     std::chrono::milliseconds) {
+    Session().SetRetryPolicy({});
+    told.push_back(text);
+  };
+  Session().SetRetryPolicy(policy);
+  RefuseWith("FindItem", "ErrorServerBusy", 2);
+  List();
+  EXPECT_EQ(told, Names(2, "longer than what a text keeps in itself"));
+  EXPECT_EQ(Session().GetRetryPolicy().Attempts, 1);
+}
+
 TEST_P(Retry, ALogonIsTriedAgainToo) {
   TVqEWSServiceSession session;
   Configure(session);
