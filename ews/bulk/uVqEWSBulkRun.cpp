@@ -172,6 +172,7 @@ void TVqEWSBulkRun::Start() {
   if (auto* pace = dynamic_cast<IVqSOAPOwnPace*>(exchange.Request.Call->Request().get())) pace->KeepOwnPace();
   const auto send = [call = exchange.Request.Call, factory = FJob->Factory] { call->Exchange(factory); };
   if (lane.SOAP) {
+    FSession.SettleRequest(*exchange.Request.Call->Request());
     lane.Busy = true;
     exchange.Sent = std::async(std::launch::async, send);
   } else {

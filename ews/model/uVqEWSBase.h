@@ -60,6 +60,9 @@ class TVqEWSBaseSession : public TVqComponent, public virtual IVqEWSSession {
   /// A client for an operation that works with several at a time: as CreateHTTPClient gives it on the session's
   /// connections, with the session's time-outs.
   virtual TVqRef<IVqHTTPClient> CreateWorkingClient() { return CreateHTTPClient(true); }
+  /// To be called on the session's thread with what such a client is to send: brings it what the session's own client
+  /// asks the server for before a request of its kind. Nothing here.
+  virtual void SettleRequest(IVqSOAPRequest&) {}
 
   /// What binds the session to one server of a farm; empty until a reply brings it.
   const string& GetExchangeCookie() const noexcept { return FExchangeCookie; }

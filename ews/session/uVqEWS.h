@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <stop_token>
 
@@ -255,7 +256,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   /// - Whose mailbox the default store is, is asked by GetIdentity and not by OpenDefaultMsgStore. Until then requests
   ///   are anchored on AutodiscoverEMail, else on a user name that is an address.
   /// - The server's time zones are asked (m:GetServerTimeZones) by GetCurrentTimeZoneContext, or before the first
-  ///   request of the session's own client that writes an appointment or a task, or opens a calendar view.
+  ///   request that writes an appointment or a task, or opens a calendar view. Clients of an application's own are not
+  ///   looked after.
   bool GetLeanRoundTrips() const override { return FLeanRoundTrips; }
   void SetLeanRoundTrips(bool AValue) { FLeanRoundTrips = AValue; }
   /// Whether a save attaches the pictures of this machine that an application's HTML body names by "file:". On by
@@ -389,6 +391,7 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   void BeginOperation(const std::stop_source& AStop) override;
   void EndOperation(const std::stop_source& AStop) noexcept override;
   TVqRef<IVqHTTPClient> CreateWorkingClient() override;
+  void SettleRequest(IVqSOAPRequest& ARequest) override { SettleTimeZoneContextOf(ARequest); }
   /// Handlers that see each message of the session's own client: a request before it goes out, a reply once it has come
   /// in whole. Secrets are masked.
   void SetOnRequest(TVqEWSTrafficEvent AValue) { FOnRequest = std::move(AValue); }
@@ -513,7 +516,8 @@ class TVqEWSCustomSession : public TVqEWSBaseSession, public IVqEWSNameResolver 
   std::vector<std::stop_source> FOperations;
   std::unique_ptr<TVqSOAPClient> FSOAPClient;
   TVqNotifyEvent FAfterLogon, FBeforeLogoff, FAfterLogoff;
-  bool FTimeZoneIsOpen = false;  // the server's list was not asked for yet
+  bool FTimeZoneIsOpen = false;         // the server's list was not asked for yet
+  std::optional<string> FTimeZoneOnce;  // what requests named until it was, where they name another one now
   TVqNotifyEvent FOnShowProfileDialog;
   TVqEWSWireForms FWireForms;
   bool FLeanRoundTrips = false;

@@ -84,6 +84,7 @@ void TVqEWSCustomSession::LogOff() {
   FOAuth.Separate();
   FWireForms.Forget();
   FTimeZoneIsOpen = false;
+  FTimeZoneOnce.reset();
   FActive = false;
   Fire(FAfterLogoff);
 }
@@ -111,6 +112,7 @@ void TVqEWSCustomSession::LogOn() {
   FActive = true;
   FTimeZoneIsOpen = FServerVersion >= Exchange2010;
   if (!FLeanRoundTrips) SettleOpenTimeZoneContext();
+  FTimeZoneOnce.reset();  // no request was composed before
   const TVqOAuthGrantType grant = FOAuth.GetGrantType();
   if (grant != TVqOAuthGrantType::none && !FOAuth.GetClientId().empty()) {
     SetAccessToken(FHTTPClient->GetOAuth().GetAccessToken());
@@ -340,12 +342,15 @@ void TVqEWSCustomSession::SetCurrentTimeZoneContext(const string& AValue) {
     FCurrentTimeZoneContext = AValue;
   }
   if (FActive) FTimeZoneIsOpen = false;  // the application has decided
+  FTimeZoneOnce.reset();
 }
 
 void TVqEWSCustomSession::SettleOpenTimeZoneContext() noexcept {
   if (!std::exchange(FTimeZoneIsOpen, false)) return;
   try {
+    const string once = FCurrentTimeZoneContext;
     SettleTimeZoneContext();
+    if (FCurrentTimeZoneContext != once) FTimeZoneOnce = once;
   } catch (const std::exception&) {
     // A logon without a context is better than none.
   }
@@ -367,17 +372,15 @@ bool NamesTimesOfTheCalendar(const IVqDOMElement& method) {
 
 }  // namespace
 
+// New items are requests that were composed when they were made, maybe before the zone was known.
 void TVqEWSCustomSession::SettleTimeZoneContextOf(IVqSOAPRequest& ARequest) {
-  if (!FTimeZoneIsOpen || !NamesTimesOfTheCalendar(ARequest.GetMethod())) return;
-  const string composed = FCurrentTimeZoneContext;
+  if ((!FTimeZoneIsOpen && !FTimeZoneOnce) || !NamesTimesOfTheCalendar(ARequest.GetMethod())) return;
   SettleOpenTimeZoneContext();
-  if (FCurrentTimeZoneContext == composed) return;
-  IVqDOMElement context = ARequest.GetHeader().SelectSingleElement("TimeZoneContext", kSelectQuiet);
-  if (!context)
-    context = ARequest.AddSOAPHeader("t:TimeZoneContext").AddElement("t:TimeZoneDefinition");
-  else
-    context = context.SelectSingleElement("TimeZoneDefinition", kSelectRequired);
-  context.SetAttribute("Id", FCurrentTimeZoneContext);
+  if (!FTimeZoneOnce) return;
+  IVqDOMElement zone = ARequest.GetHeader().SelectSingleElement("TimeZoneContext/TimeZoneDefinition", kSelectQuiet);
+  if (zone.GetAttribute("Id") != *FTimeZoneOnce) return;
+  if (!zone) zone = ARequest.AddSOAPHeader("t:TimeZoneContext").AddElement("t:TimeZoneDefinition");
+  zone.SetAttribute("Id", FCurrentTimeZoneContext);
 }
 
 void TVqEWSCustomSession::SettleTimeZoneContext() {

@@ -750,23 +750,30 @@ TEST_F(LeanFraming, ZonesOfTheServerAreAskedBeforeTheFirstTimeIsWritten) {
         .SelectSingleElement("/Envelope/Header/TimeZoneContext/TimeZoneDefinition", kSelectRequired)
         .GetAttribute("Id");
   };
-  const auto create = [&](const char* element) {
+  const auto composed = [&](const char* element) {
     const auto request = Session.CreateRequest(nullptr, "m:CreateItem", "");
     request->GetMethod().AddElement("m:Items").AddElement(element);
+    return request;
+  };
+  const auto send = [&](const TVqRef<IVqSOAPRequest>& request) {
     TVqRef<IVqSOAPResponse> response;
     request->Send(response);
   };
+  const auto earlier = composed("t:CalendarItem");
   Server.Then(Reply("CreateItem", Success("CreateItem")));
-  create("t:Message");
+  send(composed("t:Message"));
   EXPECT_EQ(Server.Requests().size(), 2U) << "a message names no time";
   EXPECT_EQ(zone(LastRequest()), "Unknown");
   Server.Then(Reply("GetServerTimeZones", Zones("Theirs"))).Then(Reply("CreateItem", Success("CreateItem")));
-  create("t:CalendarItem");
+  send(composed("t:CalendarItem"));
   EXPECT_EQ(Server.Requests().size(), 4U);
   EXPECT_EQ(zone(LastRequest()), "Theirs");
   Server.Then(Reply("CreateItem", Success("CreateItem")));
-  create("t:Task");
+  send(composed("t:Task"));
   EXPECT_EQ(Server.Requests().size(), 5U) << "once";
+  Server.Then(Reply("CreateItem", Success("CreateItem")));
+  send(earlier);
+  EXPECT_EQ(zone(LastRequest()), "Theirs") << "made before, saved behind it";
   EXPECT_EQ(Server.Complaints(), "");
 }
 
