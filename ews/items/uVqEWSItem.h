@@ -149,6 +149,7 @@ class TVqEWSItemCore : public TVqEWSPropObjectCore, public virtual IVqEWSItem {
   IVqDOMElement NewNode(const string& AName) const;
   std::vector<TVqXMLSchemaElement*> RecordsToMerge(const IVqDOMElement& AOld, const IVqDOMElement& ANew) const;
   void MergeMember(const IVqDOMElement& AAnswer, const string& AEntry);
+  void MergeIntoPart(const IVqDOMElement& AAnswer, const string& AMember);
   void MergeDefinition(const IVqDOMElement& AAnswer, const string& AName);
   /// False when nothing was sent.
   bool UpdateItem(TVqEWSSaveOption ASaveOption, bool AExtendedOnly);

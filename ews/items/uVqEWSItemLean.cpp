@@ -55,6 +55,16 @@ bool TVqEWSItemCore::HasEmptiedPart() const {
   });
 }
 
+/// The server has set a member. Where the part does not know it, the load will tell.
+void TVqEWSItemCore::MergeIntoPart(const IVqDOMElement& AAnswer, const string& AMember) {
+  const IVqDOMElement member(KnownRecord().FindNode("t:" + AMember)), loaded(KnownOldRecord().FindNode("t:" + AMember));
+  if (!loaded) return;
+  const string text = AAnswer.SelectSingleElement(AMember, kSelectRequired).GetText();
+  const bool unchanged = member && EwsSameValue(loaded, member);
+  loaded.SetText(text);
+  if (unchanged) member.SetText(text);
+}
+
 // ---- Loading when it is needed
 
 void TVqEWSItemCore::LoadLater(const TItemId& AItemId) {

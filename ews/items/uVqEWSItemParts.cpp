@@ -69,7 +69,7 @@ void TVqEWSItemParts::NoteSubmitted(TVqEWSItemCore& AItem) {
 }
 
 void TVqEWSItemParts::Merge(TVqEWSItemCore& AItem, const IVqDOMElement& AAnswer, const string& AMember) {
-  AItem.MergeMember(AAnswer, AMember);
+  AItem.IsPart() ? AItem.MergeIntoPart(AAnswer, AMember) : AItem.MergeMember(AAnswer, AMember);
 }
 
 }  // namespace velmore

@@ -48,7 +48,7 @@ class TVqEWSItemParts {
   static void ComposeSend(TVqEWSItemCore& AItem, const TVqEWSCall& ACall, bool AMoveToSentItems);
   static void NoteSubmitted(TVqEWSItemCore& AItem);
 
-  /// Writes a member that the server has set into both records, so that it does not count as changed.
+  /// Writes a member that the server has set into both records, so that it does not count as changed. Asks nothing.
   static void Merge(TVqEWSItemCore& AItem, const IVqDOMElement& AAnswer, const string& AMember);
 };
 
