@@ -232,6 +232,20 @@ TEST_F(VelmoreMailFiles, SyncBringsBackAFileThatSomebodyRemoved) {
   EXPECT_EQ(Files("out"), files);
 }
 
+TEST_F(VelmoreMailFiles, SyncBringsBackAFileThatSomebodyDeleted) {
+  AddMessage("One");
+  EXPECT_EQ(Run({"sync", Path("out")}).status, 0);
+  const auto files = Files("out");
+  ASSERT_EQ(files.size(), 1u);
+  fs::remove(Path("out/" + *files.begin()));
+  for (const char* said : {"0 new, 1 changed, 0 gone", "0 new, 0 changed, 0 gone"}) {
+    const MailRun run = Run({"sync", Path("out")});
+    EXPECT_EQ(run.status, 0) << run.output;
+    EXPECT_TRUE(run.Says(said)) << run.output;
+    EXPECT_EQ(Files("out"), files);
+  }
+}
+
 TEST_F(VelmoreMailFiles, SyncTakesNothingForGoneThatItCouldNotSee) {
   AddMessage("One");
   AddMessage("Two", "Projects");
