@@ -401,6 +401,19 @@ void TVqHTTPClientBase::Wait(std::chrono::milliseconds ATime) {
   if (waiting->IsEnding()) throw EVqHTTPApiException("Wait", "The request was cancelled.", VqErrCancelled);
 }
 
+namespace {
+
+/// What a handler raises, in place of a failure or behind the answer, knows nothing of what became of the request.
+template <typename TWork>
+void Telling(bool mayHaveHappened, TWork work) try {
+  work();
+} catch (EVqException& raised) {
+  raised.NoteMayHaveHappened(mayHaveHappened);
+  throw;
+}
+
+}  // namespace
+
 TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {
   const TVqRef<TVqHTTPClientBase> alive(this);
   const TVqRef<IVqHTTPRequest> request(&ARequest);
@@ -424,18 +437,17 @@ TVqRef<IVqHTTPResponse> TVqHTTPClientBase::Execute(TVqHTTPRequest& ARequest) {
     throw;
   } catch (const EVqHTTPApiException& error) {
     busy.reset();
-    if (error.GetNumber() != VqErrCancelled) AskAfterError(error.GetNumber());
-    // For bodiless requests only: a request with a body is the job itself, its failure belongs to the caller.
-    if (!ARequest.FHasBody) Fire(FOnError, *this, request, error.GetNumber());
+    Telling(error.MayHaveHappened(), [&] {
+      if (error.GetNumber() != VqErrCancelled) AskAfterError(error.GetNumber());
+      // For bodiless requests only: a request with a body is the job itself, its failure belongs to the caller.
+      if (!ARequest.FHasBody) Fire(FOnError, *this, request, error.GetNumber());
+    });
     throw;
   }
-  try {
+  Telling(true, [&] {
     Fire(ARequest.FHandler, response);
     Fire(FOnResponse, *this, response);
-  } catch (EVqException& failure) {
-    failure.NoteMayHaveHappened(true);  // the answer is there, whatever a handler makes of it
-    throw;
-  }
+  });
   return response;
 }
 

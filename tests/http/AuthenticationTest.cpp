@@ -432,6 +432,26 @@ TEST(WinINetDialog, AsksAgainWithWhatThePersonTyped) {
   EXPECT_EQ(seen, 12015U);
 }
 
+TEST(WinINetDialog, WhatHandlersRaiseLeavesOpenWhatBecameOfTheRequest) {
+  enum class Case { notReached, cut, answered };
+  for (const Case now : {Case::notReached, Case::cut, Case::answered}) {
+    ScriptedServer server;
+    ScriptedServer::Answer answer{now == Case::cut ? "" : ScriptedServer::Ok("x")};
+    answer.Close = now == Case::cut;
+    server.Then(answer);
+    TVqWinINetClient client;
+    client.SetOnWinINetError([](TVqComponent&, std::uint32_t, TVqWindowHandle&, bool&) { throw EAbort("Enough."); });
+    client.SetOnResponse([](TVqComponent&, const TVqRef<IVqHTTPResponse>&) { throw EAbort("Enough."); });
+    const string url = now == Case::notReached ? string("http://127.0.0.1:1/") : string(server.Url());
+    try {
+      static_cast<IVqHTTPClient&>(client).CreateRequest(TVqHTTPVerb::post, url, "body", "text/plain")->Execute();
+      FAIL();
+    } catch (const EAbort& raised) {
+      EXPECT_EQ(raised.MayHaveHappened(), now != Case::notReached) << static_cast<int>(now);
+    }
+  }
+}
+
 TEST(WinINetDialog, NoWindowOrHandledOrRefusedMeansNoSecondTry) {
   for (int way = 0; way < 3; ++way) {
     ScriptedServer server;
