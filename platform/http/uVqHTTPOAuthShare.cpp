@@ -1,7 +1,10 @@
 #include "platform/http/uVqHTTPOAuthShare_p.h"
 
 #include <algorithm>
+#include <exception>
 #include <limits>
+#include <type_traits>
+#include <typeinfo>
 
 #include "platform/common/uVqDateTimeUtils.h"
 
@@ -13,6 +16,18 @@ constexpr double kSecond = 1.0 / (24 * 60 * 60);
 constexpr double kMargin = 60 * kSecond;
 constexpr double kShareOfLife = 0.1;  // of a token that does not live for ten margins
 constexpr double kPause = 10 * kSecond;
+
+/// Raises a copy of a failure whenever it is called: the layers above note on a failure what they know, each on a
+/// thread of its own. Of a class that is none of these, as an application's may be, the text is told.
+template <typename... TFailures>
+std::function<void()> RaiserOf(const EVqException& failure) {
+  std::function<void()> raise = [copy = failure] { throw copy; };
+  const auto take = [&]<typename T>(std::type_identity<T>) {
+    if (typeid(failure) == typeid(T)) raise = [copy = static_cast<const T&>(failure)] { throw copy; };
+  };
+  (take(std::type_identity<TFailures>()), ...);
+  return raise;
+}
 
 }  // namespace
 
@@ -54,7 +69,7 @@ bool TVqOAuthShare::Renew(const TVqCredentials& who, const TVqOAuthAccessToken& 
     FLanded.wait(lock, [&] { return entry.Flights != flight || ending(); });
     if (ending()) return false;
     if (entry.Flights != flight && !entry.InFlight && !entry.Abandoned) {
-      if (entry.Failure) std::rethrow_exception(entry.Failure);
+      if (entry.Raise) entry.Raise();
       token = entry.Last;
       return true;
     }
@@ -69,19 +84,26 @@ bool TVqOAuthShare::Renew(const TVqCredentials& who, const TVqOAuthAccessToken& 
   lock.unlock();
 
   std::exception_ptr failure;
+  std::function<void()> raise;  // for the others
   bool abandoned = false;
   TVqOAuthAccessToken granted;
   try {
     granted = grant(last);
+  } catch (const EVqException& raised) {
+    failure = std::current_exception();
+    raise = RaiserOf<EVqOAuthException, EVqHTTPException, EVqHTTPServerBusy, EVqHTTPClientApiException,
+                     EVqHTTPApiException, EVqHTTPInvalidArgument, EAbort, EVqNotSupported, EConvertError>(raised);
+    abandoned = ending();
   } catch (...) {
     failure = std::current_exception();
+    raise = [failure] { std::rethrow_exception(failure); };
     abandoned = ending();
   }
 
   lock.lock();
   entry.InFlight = false;
   ++entry.Flights;
-  entry.Failure = failure;
+  entry.Raise = std::move(raise);
   entry.Abandoned = abandoned;
   if (!failure) {
     const double end = granted.ExpiresAt, now = VqNow();

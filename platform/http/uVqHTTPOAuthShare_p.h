@@ -4,7 +4,6 @@
 // that is being got.
 
 #include <condition_variable>
-#include <exception>
 #include <functional>
 #include <list>
 #include <mutex>
@@ -31,7 +30,7 @@ class TVqOAuthShare {
   /// Whether it is time for another token: this one has expired, or will soon and can be renewed without a person.
   bool IsWorn(const TVqCredentials& who, const TVqOAuthAccessToken& token, bool needsPerson) const;
 
-  /// Gets a token; what it raises comes out of `Renew` for all who wait.
+  /// Gets a token; what it raises comes out of `Renew` for all who wait, for each as an object of his own.
   using TGrant = std::function<TVqOAuthAccessToken(const TVqOAuthAccessToken& last)>;
   /// Called by whoever waits, at times of his own, with the share locked: true when the wait is to end.
   using TEnding = std::function<bool()>;
@@ -55,8 +54,8 @@ class TVqOAuthShare {
     double PausedUntil = 0;
     std::uint64_t Flights = 0;  // that have ended
     bool InFlight = false;
-    bool Abandoned = false;  // the last flight was cancelled, which concerns nobody else
-    std::exception_ptr Failure;
+    bool Abandoned = false;       // the last flight was cancelled, which concerns nobody else
+    std::function<void()> Raise;  // what the last one failed with; empty when it did not fail
     std::thread::id Pilot;
   };
   Entry& EntryOf(const TVqCredentials& who);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <barrier>
 #include <condition_variable>
 #include <thread>
 
@@ -109,7 +110,22 @@ TEST_F(OAuthShare, ThoseWhoWaitFailWithTheOneWhoAsks) {
     answer.Before = std::chrono::milliseconds(300);
     return answer;
   };
-  const auto failures = AtOnce(clients, [&](const auto& client) { Get(client, Server.Mail()); });
+  std::atomic<int> failed = 0;
+  std::barrier noted(4);
+  const auto failures = AtOnce(clients, [&](const auto& client) {
+    try {
+      Get(client, Server.Mail());
+      noted.arrive_and_drop();
+    } catch (EVqOAuthException& failure) {
+      // As the layers above do.
+      const bool mine = ++failed % 2 == 0;
+      failure.NoteMayHaveHappened(mine);
+      noted.arrive_and_wait();
+      EXPECT_EQ(failure.MayHaveHappened(), mine) << "each has a failure of his own";
+      throw;
+    }
+  });
+  EXPECT_EQ(failed, 4);
   for (const std::string& failure : failures) EXPECT_NE(failure.find("invalid_client"), std::string::npos) << failure;
   // Who comes when it is over asks anew; with a server that takes its time nobody does.
   EXPECT_LE(asked, 4);
