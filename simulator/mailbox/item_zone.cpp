@@ -97,8 +97,8 @@ void AddTransition(Element& group, const char* to, const char* offset, int month
 }
 
 Element ZoneElement(const ZoneRow& row, bool full) {
-  char offset[16] = "(UTC)";
-  if (row.minutes != 0)
+  char offset[16] = "(UTC)";  // of that zone alone: London's is "(UTC+00:00)"
+  if (row.id != std::string_view("UTC"))
     std::snprintf(offset, sizeof offset, "(UTC%c%02d:%02d)", row.minutes < 0 ? '-' : '+',
                   std::abs(row.minutes) / 60 % 100, std::abs(row.minutes) % 60);
   Element zone = Types("TimeZoneDefinition");

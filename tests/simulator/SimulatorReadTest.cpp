@@ -635,6 +635,8 @@ TEST_F(SimulatorRead, TimeZonesHaveIdsAndNamesThatBeginWithTheOffset) {
   }
   EXPECT_TRUE(names["W. Europe Standard Time"].starts_with("(UTC+01:00)"));
   EXPECT_TRUE(names["Newfoundland Standard Time"].starts_with("(UTC-03:30)"));
+  EXPECT_EQ(names["UTC"], "(UTC) Coordinated Universal Time");
+  EXPECT_TRUE(names["Greenwich Standard Time"].starts_with("(UTC+00:00)"));
   const Reply one = client.Call(
       "<m:GetServerTimeZones ReturnFullTimeZoneData=\"true\"><m:Ids><t:Id>Nepal Standard "
       "Time</t:Id></m:Ids></m:GetServerTimeZones>");
