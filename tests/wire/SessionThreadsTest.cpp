@@ -98,6 +98,40 @@ TEST_F(SessionThreads, PairsAreMadeAndFreedByAllThreadsAtATime) {
   EXPECT_EQ(left, before + perClient * kThreads * kPairs / 4);
 }
 
+TEST_F(SessionThreads, ContextOfLeanRoundTripsIsSettledWhileOthersFrameRequests) {
+  constexpr int kThreads = 4;
+  TVqEWSServiceSession session;
+  Configure(session);
+  session.SetLeanRoundTrips(true);
+  session.SetCurrentTimeZoneContext("");
+  session.SetActive(true);
+  std::atomic<int> done{0};
+  std::atomic<bool> settled{false};
+  {
+    std::vector<std::jthread> workers;
+    for (int i = 0; i < kThreads; ++i) {
+      workers.emplace_back([&] {
+        const auto http = session.CreateHTTPClient(true);
+        const std::unique_ptr<TVqSOAPClient> soap(session.CreateSOAPClient(http));
+        bool last;
+        do {
+          last = settled;
+          AskForZones(session, soap.get());
+          ++done;
+        } while (!last);
+      });
+    }
+    while (done < kThreads) std::this_thread::yield();
+    EXPECT_EQ(LastExchange("GetServerTimeZones").request_body.find("TimeZoneContext"), std::string::npos);
+    session.GetCurrentTimeZoneContext();  // asks, and writes what the others read
+    settled = true;
+  }
+  const std::string context = session.GetCurrentTimeZoneContext().utf8();
+  if (context.empty()) GTEST_SKIP() << "no zone of the simulator has this machine's offset";
+  EXPECT_NE(LastExchange("GetServerTimeZones").request_body.find("\"" + context + "\""), std::string::npos)
+      << "who frames a request behind it has it";
+}
+
 TEST_F(SessionThreads, FailureOnOneThreadIsNoneOfTheOthers) {
   std::atomic<int> failed{0};
   RunBeside(1, [&](int) {
