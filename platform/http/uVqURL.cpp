@@ -90,7 +90,9 @@ TVqURLData VqDecodeURL(const string& AURL) {
 }
 
 bool VqIsLoopbackHost(const string& AHost) {
-  std::string host = LowerCase(AHost).utf8();
+  std::string host = AHost.utf8();
+  for (char& c : host)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c | 0x20);
   if (host.ends_with('.')) host.pop_back();
   if (host == "localhost" || host.ends_with(".localhost") || host == "::1") return true;
   // 127.0.0.0/8 in its full form only: short and octal forms are read differently by different resolvers.

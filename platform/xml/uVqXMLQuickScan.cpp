@@ -137,8 +137,9 @@ class TScanner {
     const std::size_t end = FText.find('"', quote + 1);
     if (end == std::string_view::npos) return;
     const std::string_view uri = FText.substr(quote + 1, end - quote - 1);
-    const auto changes = [](char c) { return c == '&' || c == '\t' || c == '\r' || c == '\n'; };
-    if (FResult.Declarations.size() >= 64 || std::any_of(uri.begin(), uri.end(), changes)) {
+    // Each by the C library's own search, which takes the usual address at two steps.
+    const auto has = [&](char c) { return uri.find(c) != std::string_view::npos; };
+    if (FResult.Declarations.size() >= 64 || has('&') || has('\t') || has('\r') || has('\n')) {
       FResult.AllDeclarations = false;
       return;
     }
@@ -148,6 +149,7 @@ class TScanner {
       if (FText[i + 1] != '/') ++FElements;
     }
     FFrom = quote;
+    if (FResult.Declarations.empty()) FResult.Declarations.reserve(8);
     FResult.Declarations.push_back({FElements, std::string(prefix), std::string(uri)});
   }
 

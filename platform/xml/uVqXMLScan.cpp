@@ -1,5 +1,7 @@
 #include "platform/xml/uVqXMLScan_p.h"
 
+#include <array>
+
 namespace velmore {
 
 EVqXMLError::EVqXMLError(const string& AMessage, std::int32_t ALine, std::int32_t AColumn)
@@ -17,10 +19,21 @@ constexpr TRange kNameStart[] = {{0xC0, 0xD6},     {0xD8, 0xF6},     {0xF8, 0x2F
                                  {0x37F, 0x1FFF},  {0x200C, 0x200D}, {0x2070, 0x218F}, {0x2C00, 0x2FEF},
                                  {0x3001, 0xD7FF}, {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}, {0x10000, 0xEFFFF}};
 
+constexpr bool IsAsciiNameStart(char32_t c) noexcept {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':';
+}
+
+/// Names are checked whenever an element or an attribute is made.
+constexpr auto kAsciiNameChars = [] {
+  std::array<bool, 0x80> chars{};
+  for (char32_t c = 0; c < 0x80; ++c) chars[c] = IsAsciiNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+  return chars;
+}();
+
 }  // namespace
 
 bool IsNameStart(char32_t c) noexcept {
-  if (c < 0x80) return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':';
+  if (c < 0x80) return IsAsciiNameStart(c);
   for (const TRange& range : kNameStart) {
     if (c <= range.Last) return c >= range.First;
   }
@@ -28,8 +41,8 @@ bool IsNameStart(char32_t c) noexcept {
 }
 
 bool IsNameChar(char32_t c) noexcept {
-  return IsNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == 0xB7 || (c >= 0x300 && c <= 0x36F) ||
-         c == 0x203F || c == 0x2040;
+  if (c < 0x80) return kAsciiNameChars[c];
+  return IsNameStart(c) || c == 0xB7 || (c >= 0x300 && c <= 0x36F) || c == 0x203F || c == 0x2040;
 }
 
 bool IsName(std::string_view name) noexcept {
