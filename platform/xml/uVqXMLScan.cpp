@@ -1,6 +1,8 @@
 #include "platform/xml/uVqXMLScan_p.h"
 
 #include <array>
+#include <cstdint>
+#include <cstring>
 
 namespace velmore {
 
@@ -83,8 +85,24 @@ char32_t DecodeUtf8(std::string_view text, std::size_t at, std::size_t& length) 
   return 0xFFFD;
 }
 
+namespace {
+
+/// Whether these eight bytes are letters, digits and the like, with no control and nothing beyond ASCII among them. A
+/// "no" may be wrong, a "yes" never is.
+bool IsPlainBlock(const char* bytes) noexcept {
+  std::uint64_t block;
+  std::memcpy(&block, bytes, sizeof block);
+  return ((block | (block - 0x2020202020202020u)) & 0x8080808080808080u) == 0;
+}
+
+}  // namespace
+
 std::size_t FindForbidden(std::string_view text) noexcept {
   for (std::size_t i = 0; i < text.size();) {
+    if (i + 8 <= text.size() && IsPlainBlock(text.data() + i)) {
+      i += 8;
+      continue;
+    }
     const auto c = static_cast<unsigned char>(text[i]);
     if (c < 0x80) {
       if (!IsXmlChar(c)) return i;

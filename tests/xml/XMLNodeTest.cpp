@@ -232,6 +232,30 @@ TEST(Text, WithCharactersThatXmlCannotCarryIsRefusedWithThePlace) {
   }
 }
 
+TEST(Text, IsLookedThroughToItsLastByteWhereverAForbiddenOneStands) {
+  const IVqDOMElement root = VqCreateDOM("<a/>").GetDocumentElement();
+  for (std::size_t length = 1; length < 26; ++length) {
+    for (std::size_t at = 0; at < length; ++at) {
+      for (const std::string_view inside : {"\x1F", "\x01", "\xEF\xBF\xBF", "\xFF"}) {
+        std::string text(length, 'x');
+        text.replace(at, 1, inside);
+        try {
+          root.SetText(text);
+          ADD_FAILURE() << length << " " << at;
+        } catch (const EVqXMLError& error) {
+          EXPECT_EQ(error.GetColumn(), static_cast<std::int32_t>(at + 1)) << length;
+        }
+      }
+      for (const std::string_view inside : {" ", "\t", "\n", "\r", "\x7F", "\xC3\xBC", "\xF0\x9F\x98\x80"}) {
+        std::string text(length, '~');
+        text.replace(at, 1, inside);
+        root.SetText(text);
+        EXPECT_EQ(root.GetTextAsUtf8(), text) << length << " " << at;
+      }
+    }
+  }
+}
+
 TEST(Text, TypedAccess) {
   TVqDOMDocument document("<a/>");
   const IVqDOMElement a = document.GetDocumentElement();
