@@ -96,6 +96,17 @@ TEST_F(TableCells, AreTheFirstOfTheirNameWhateverPrefixAndCase) {
   EXPECT_EQ(Row(*table), "c;3;;;");
 }
 
+TEST_F(TableCells, AreNotWhatOnlyEndsInTheirName) {
+  const auto table =
+      Table({"<t:Message><t:Subject>a</t:Subject><t:BodySize>9</t:BodySize><t:Size>1</t:Size></t:Message>"
+             "<t:Message><NoSubject>9</NoSubject><t:Subject>b</t:Subject><t:x:Size>9</t:x:Size><y:Size>2</y:Size></"
+             "t:Message>"});
+  table->Open();
+  EXPECT_EQ(Row(*table), "a;1;;;");
+  table->Next();
+  EXPECT_EQ(Row(*table), "b;2;;;");
+}
+
 TEST_F(TableCells, MissingOnesAreMadeOnceAndOthersStay) {
   const auto table = Table({"<t:Message><t:Subject>a</t:Subject></t:Message>"});
   table->Open();
