@@ -110,15 +110,25 @@ function(velmore_windows_test_program program prefix label libraries)
   target_include_directories(${program} PRIVATE ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
   target_compile_definitions(${program} PRIVATE VELMORE_SKIPPED="${PROJECT_SOURCE_DIR}/tests/support/win/skipped.txt")
   target_link_libraries(${program} PRIVATE velmore_warnings velmore_posix_for_tests ${libraries} GTest::gmock GTest::gtest_main)
+  velmore_windows_pieces(${program} "${prefix}${label}" "${label}" "")
+endfunction()
+
+# The tests of a program in pieces, with something more in the environment.
+function(velmore_windows_pieces program name label environment)
   set(pieces 4)
   math(EXPR last "${pieces} - 1")
   foreach(piece RANGE ${last})
-    add_test(NAME ${prefix}${label}${piece} COMMAND ${program} --gtest_brief=1)
-    set_tests_properties(${prefix}${label}${piece} PROPERTIES TIMEOUT 900 ENVIRONMENT "GTEST_TOTAL_SHARDS=${pieces};GTEST_SHARD_INDEX=${piece}")
+    add_test(NAME ${name}${piece} COMMAND ${program} --gtest_brief=1)
+    set_tests_properties(${name}${piece} PROPERTIES TIMEOUT 900 ENVIRONMENT "GTEST_TOTAL_SHARDS=${pieces};GTEST_SHARD_INDEX=${piece};${environment}")
     if(label)
-      set_tests_properties(${prefix}${label}${piece} PROPERTIES LABELS ${label})
+      set_tests_properties(${name}${piece} PROPERTIES LABELS ${label})
     endif()
   endforeach()
+endfunction()
+
+# Windows has two HTTP clients: the tests of a program that talk to servers run over WinHTTP, and once more over WinINet.
+function(velmore_windows_over_wininet program name)
+  velmore_windows_pieces(${program} "${name}" "" VELMORE_TEST_WININET=1)
 endfunction()
 
 # velmore_test_program(<program> <prefix of its tests> <label or nothing> <sources> <libraries>)

@@ -24,26 +24,22 @@ ScriptedServer::Answer Never() {
 TEST(CancelThreads, ASessionEndsTheRequestsOfAllItsClients) {
   ScriptedServer server;
   server.Always([](const auto&) { return Never(); });
-  TVqWinHTTPSession session;
+  TTestHTTPSession session;
   constexpr int count = 4;
   std::atomic<int> cancelled{0};
   std::vector<Clock::time_point> ended(count);
   std::vector<std::thread> threads;
   for (int i = 0; i < count; ++i) {
     threads.emplace_back([&, i] {
-      TVqWinHTTPClient client;
-      client.SetSession(&session);
-      TVqRef<IVqHTTPResponse> response;
-      if (NumberOf([&] { static_cast<IVqHTTPClient&>(client).Request(response, TVqHTTPVerb::get, server.Url()); }) ==
-          6) {
-        ++cancelled;
-      }
+      const TVqRef<IVqHTTPClient> client = TVqHTTPClient(TestsUseWinHTTP());
+      session.Join(client);
+      if (NumberOf([&] { Get(client, server.Url()); }) == 6) ++cancelled;
       ended[static_cast<std::size_t>(i)] = Clock::now();
     });
   }
   EXPECT_TRUE(server.WaitFor([&] { return server.Requests().size() == count; }));
   const auto asked = Clock::now();
-  session.Cancel();
+  session->Cancel();
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(cancelled, count);
   for (const auto& end : ended) EXPECT_LT(end - asked, std::chrono::milliseconds(100));
@@ -102,14 +98,14 @@ TEST(CancelThreads, ARequestThatAStopEndedCanBeExecutedAgain) {
 TEST(CancelThreads, ClientsComeAndGoWhileTheSessionIsCancelled) {
   ScriptedServer server;
   server.Always([](const auto&) { return Plain(ScriptedServer::Ok("x")); });
-  TVqWinHTTPSession session;
+  TTestHTTPSession session;
   std::atomic<bool> done{false};
   std::vector<std::thread> threads;
   for (int t = 0; t < 3; ++t) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < 15; ++i) {
         const auto client = As("user" + std::to_string(t), "pw");
-        dynamic_cast<TVqWinHTTPClient&>(*client->GetComponent()).SetSession(&session);
+        session.Join(client);
         NumberOf([&] { Get(client, server.Url()); });
         client->GetCredentials().SetPassword("other");
         NumberOf([&] { Get(client, server.Url()); });
@@ -117,14 +113,12 @@ TEST(CancelThreads, ClientsComeAndGoWhileTheSessionIsCancelled) {
     });
   }
   std::thread canceller([&] {
-    while (!done) session.Cancel();
+    while (!done) session->Cancel();
   });
   for (std::thread& thread : threads) thread.join();
   done = true;
   canceller.join();
-  TVqWinHTTPClient last;
-  last.SetSession(&session);
-  TVqRef<IVqHTTPResponse> response;
-  static_cast<IVqHTTPClient&>(last).Request(response, TVqHTTPVerb::get, server.Url());
-  EXPECT_EQ(response->GetStatus().Code, 200);
+  const auto last = NewClient();
+  session.Join(last);
+  EXPECT_EQ(Get(last, server.Url())->GetStatus().Code, 200);
 }

@@ -154,18 +154,15 @@ TEST(Connection, TheResponseEventMayUseTheClient) {
 TEST(Connection, ClientOutlivesItsSession) {
   ScriptedServer server;
   server.Always([](const auto&) { return Plain(ScriptedServer::Ok("x")); });
-  TVqWinHTTPClient client;
-  IVqHTTPClient& interface = client;
-  TVqRef<IVqHTTPResponse> response;
+  const auto client = NewClient();
   {
-    TVqWinHTTPSession session;
-    client.SetSession(&session);
-    EXPECT_EQ(interface.GetSession().get(), &session);
-    interface.Request(response, TVqHTTPVerb::get, server.Url());
+    TTestHTTPSession session;
+    session.Join(client);
+    EXPECT_EQ(client->GetSession().get(), &*session);
+    Get(client, server.Url());
   }
   EXPECT_TRUE(server.WaitFor([&] { return server.OpenConnections() == 0; }));
-  interface.Request(response, TVqHTTPVerb::get, server.Url());
-  EXPECT_EQ(response->GetStatus().Code, 200);
+  EXPECT_EQ(Get(client, server.Url())->GetStatus().Code, 200);
 }
 
 TEST(Threads, ClientsOnOneSessionWorkSideBySide) {
@@ -173,29 +170,26 @@ TEST(Threads, ClientsOnOneSessionWorkSideBySide) {
   server.Always([](const ScriptedServer::Request& request) {
     return Plain(ScriptedServer::Ok(request.Body, "Set-Cookie: c" + request.Header("X-Thread") + "=1\r\n"));
   });
-  TVqWinHTTPSession session;
-  session.SetUserAgent("shared");
+  TTestHTTPSession session;
+  session->SetUserAgent("shared");
   std::atomic<int> good{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([&, t] {
-      TVqWinHTTPClient client;
-      client.SetSession(&session);
-      IVqHTTPClient& interface = client;
-      interface.GetAdditionalHeaders().Add("X-Thread=" + std::to_string(t));
+      const auto client = NewClient();
+      session.Join(client);
+      client->GetAdditionalHeaders().Add("X-Thread=" + std::to_string(t));
       for (int i = 0; i < 25; ++i) {
         const std::string body = std::to_string(t) + "." + std::to_string(i);
-        TVqRef<IVqHTTPResponse> response;
-        interface.Request(response, TVqHTTPVerb::post, server.Url(), body, "text/plain", false);
-        if (response->GetBody() == body) ++good;
+        if (Post(client, server.Url(), body, "text/plain")->GetBody() == body) ++good;
       }
     });
   }
   for (int i = 0; i < 20; ++i) {
-    session.SetUserAgent("shared " + std::to_string(i));
-    session.SetActive(i % 2 == 0);
+    session->SetUserAgent("shared " + std::to_string(i));
+    session->SetActive(i % 2 == 0);
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(good, 100);
-  EXPECT_EQ(session.GetCookies().Count(), 4);
+  EXPECT_EQ(session->GetCookies().Count(), 4);
 }

@@ -295,16 +295,15 @@ TEST(Exchange, ErrorEventIsForRequestsWithoutABodyOnly) {
 TEST(Exchange, CookiesComeBackWithinASessionAndOnlyWhereWanted) {
   ScriptedServer server;
   server.Always([](const auto&) { return ScriptedServer::Answer{ScriptedServer::Ok("", "Set-Cookie: a=1\r\n")}; });
-  TVqWinHTTPSession session;
-  TVqWinHTTPClient one, two, three;
-  one.SetSession(&session);
-  two.SetSession(&session);
-  TVqRef<IVqHTTPResponse> response;
-  static_cast<IVqHTTPClient&>(one).Request(response, TVqHTTPVerb::get, server.Url());
-  static_cast<IVqHTTPClient&>(two).Request(response, TVqHTTPVerb::get, server.Url());
-  static_cast<IVqHTTPClient&>(three).Request(response, TVqHTTPVerb::get, server.Url());
-  two.SetUseCookies(false);
-  static_cast<IVqHTTPClient&>(two).Request(response, TVqHTTPVerb::get, server.Url());
+  TTestHTTPSession session;
+  const auto one = NewClient(), two = NewClient(), three = NewClient();
+  session.Join(one);
+  session.Join(two);
+  Get(one, server.Url());
+  Get(two, server.Url());
+  Get(three, server.Url());
+  two->GetComponent()->SetUseCookies(false);
+  Get(two, server.Url());
   EXPECT_EQ(server.Requests()[0].Header("Cookie"), "");
   EXPECT_EQ(server.Requests()[1].Header("Cookie"), "a=1");
   EXPECT_EQ(server.Requests()[2].Header("Cookie"), "") << "another session";

@@ -5,10 +5,8 @@
 #include <ostream>
 #include <string>
 
-#include "platform/http/uVqHTTPClient.h"
-#include "platform/http/uVqWinHTTP.h"
-#include "platform/http/uVqWinINet.h"
 #include "tests/support/ScriptedServer.h"
+#include "tests/support/WhichClient.h"
 
 namespace velmore {
 
@@ -17,7 +15,7 @@ inline void PrintTo(const TVqString& text, std::ostream* out) {
 }
 
 /// A client with a short fuse: no test waits for the defaults.
-inline TVqRef<IVqHTTPClient> NewClient(bool winHTTP = true) {
+inline TVqRef<IVqHTTPClient> NewClient(bool winHTTP = TestsUseWinHTTP()) {
   TVqRef<IVqHTTPClient> client = TVqHTTPClient(winHTTP);
   client->GetTimeOuts() = TVqHTTPTimeOuts(5000, 5000, 5000);
   return client;

@@ -112,9 +112,9 @@ TEST(Identity, ARenewedTokenOfAGrantThatNamesWhoComesIsNoChange) {
 TEST(Identity, ClientsOfOneSessionShareCookiesOnlyWhenTheyAreOne) {
   ScriptedServer server;
   Greets(server);
-  TVqWinHTTPSession session;
+  TTestHTTPSession session;
   const auto join = [&](const TVqRef<IVqHTTPClient>& client) {
-    dynamic_cast<TVqWinHTTPClient&>(*client->GetComponent()).SetSession(&session);
+    session.Join(client);
     return client;
   };
   const auto anna = join(As("anna", "geheim")), again = join(As("anna", "geheim")), bert = join(As("bert", "geheim"));
@@ -181,7 +181,8 @@ TEST(OutlivedSession, LeavesItsSettingsAndCookiesBehind) {
   proxy.Always([](const auto&) { return Plain(ScriptedServer::Ok("through", "Set-Cookie: a=1\r\n")); });
   TVqRef<IVqHTTPClient> client = As("anna", "geheim");
   {
-    TVqWinHTTPSession session;
+    TTestHTTPSession shared;
+    TVqHTTPSessionBase& session = *shared;
     session.SetUserAgent("agent");
     session.SetAccessType(TVqHTTPAccessType::proxy);
     session.SetProxyServer("127.0.0.1:" + std::to_string(proxy.Port()));
@@ -193,7 +194,7 @@ TEST(OutlivedSession, LeavesItsSettingsAndCookiesBehind) {
     limits.HeaderBytes = 12345;
     session.SetLimits(limits);
     session.SetConnectTo({{"a:1", "b:2"}});
-    dynamic_cast<TVqWinHTTPClient&>(*client->GetComponent()).SetSession(&session);
+    shared.Join(client);
     Get(client, "http://mail.example.invalid/");
   }
   EXPECT_EQ(Get(client, "http://mail.example.invalid/")->GetText(), "through");

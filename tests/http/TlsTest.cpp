@@ -22,7 +22,7 @@ class Tls : public testing::Test {
  protected:
   // 200, or the number of the failure.
   std::uint32_t Ask(const ScriptedServer& server, TVqHTTPSecurityFlags flags, const std::string& crlFile = "",
-                    bool winHTTP = true) {
+                    bool winHTTP = TestsUseWinHTTP()) {
     const auto client = NewClient(winHTTP);
     client->GetSession()->SetCAFile(FTrusted.Path());
     client->GetSession()->SetCRLFile(crlFile);

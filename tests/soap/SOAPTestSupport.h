@@ -6,9 +6,9 @@
 
 #include <string>
 
-#include "platform/http/uVqHTTPClient.h"
 #include "platform/soap/uVqSOAPClient.h"
 #include "tests/support/ScriptedServer.h"
+#include "tests/support/WhichClient.h"
 
 namespace velmore::testing {
 
@@ -47,7 +47,7 @@ class SOAPTest : public ::testing::Test {
   }
 
   ScriptedServer Server;
-  TVqRef<IVqHTTPClient> HTTP = TVqHTTPClient(true);
+  TVqRef<IVqHTTPClient> HTTP = TVqHTTPClient(TestsUseWinHTTP());
   TVqSOAPClient SOAP{nullptr};
 };
 

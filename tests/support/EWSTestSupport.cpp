@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "tests/support/WhichClient.h"
+
 namespace velmore::testing {
 
 simulator::Options TwoUsers(const std::string& version) {
@@ -23,6 +25,7 @@ void EWSTest::Configure(TVqEWSCustomSession& session) {
   session.GetCredentials().SetPassword("wonder");
   // For a second run of the same tests: what they see does not depend on it.
   if (std::getenv("VELMORE_LEAN")) session.SetLeanRoundTrips(true);
+  if (!TestsUseWinHTTP()) session.TVqEWSCustomSession::SetNTService(false);  // a service's session would refuse it
 }
 
 TVqEWSServiceSession& EWSTest::Session() {

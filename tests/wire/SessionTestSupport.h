@@ -12,13 +12,14 @@
 #include "platform/http/uVqHTTPBase.h"
 #include "platform/soap/uVqSOAPClient.h"
 #include "tests/support/ScriptedServer.h"
+#include "tests/support/WhichClient.h"
 
 namespace velmore::testing {
 
 /// A session with its hooks open to tests. Without dialogs, unless a test wants them.
 class TTestSession : public TVqEWSCustomSession {
  public:
-  explicit TTestSession(bool ANTService = true) : TVqEWSCustomSession(nullptr) {
+  explicit TTestSession(bool ANTService = TestsUseWinHTTP()) : TVqEWSCustomSession(nullptr) {
     SetName("Session1");
     TVqEWSCustomSession::SetNTService(ANTService);
     SetPasswordDialog(false);

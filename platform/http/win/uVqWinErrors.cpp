@@ -15,7 +15,8 @@ struct TRow {
   TVqWinError Ours;
 };
 
-// Both stacks count from 12000 and mean the same where they share a number.
+// Both stacks count from 12000 and mean the same where they share a number, but for 12175: WinINet calls a packed body
+// so that it could not unpack, and is never asked to unpack one.
 constexpr TRow kRows[] = {
     {ERROR_NOT_ENOUGH_MEMORY, {VqErrNotEnoughMemory, "There is not enough memory."}},
     {ERROR_WINHTTP_OUT_OF_HANDLES, {VqErrOutOfHandles, "There is no free connection to \"%s\"."}},
@@ -27,6 +28,9 @@ constexpr TRow kRows[] = {
     {ERROR_WINHTTP_LOGIN_FAILURE, {VqErrLoginFailure, "The server \"%s\" refused the log-on."}},
     {ERROR_WINHTTP_OPERATION_CANCELLED, {VqErrOperationCancelled, "The request to \"%s\" was stopped."}},
     {ERROR_WINHTTP_CANNOT_CONNECT, {VqErrCannotConnect, "No connection to \"%s\" could be made."}},
+    // WinINet alone from here to 12031.
+    {12013, {VqErrIncorrectUserName, "The server \"%s\" refused the log-on."}},
+    {12014, {VqErrIncorrectPassword, "The server \"%s\" refused the log-on."}},
     {12031, {VqErrConnectionReset, "The connection to \"%s\" was reset."}},
     {ERROR_WINHTTP_CLIENT_AUTH_CERT_NEEDED,
      {VqErrClientCertificateNeeded, "The server \"%s\" asks for a certificate of the client."}},
@@ -41,6 +45,10 @@ constexpr TRow kRows[] = {
     {ERROR_WINHTTP_CHUNKED_ENCODING_HEADER_SIZE_OVERFLOW,
      {VqErrInvalidServerResponse, "The server \"%s\" sent a chunk that could not be read."}},
     {ERROR_WINHTTP_RESPONSE_DRAIN_OVERFLOW, {VqErrInvalidServerResponse, "The reply of \"%s\" is too large."}},
+    {12153, {VqErrInvalidServerResponse, "The server \"%s\" gave a reply that is not HTTP."}},
+    {12163, {VqErrCannotConnect, "No connection to \"%s\" could be made."}},
+    {12164, {VqErrCannotConnect, "No connection to \"%s\" could be made."}},
+    {12165, {VqErrCannotConnect, "The proxy for \"%s\" could not be reached."}},
     {ERROR_WINHTTP_REDIRECT_FAILED, {VqErrRedirectFailed, "The server \"%s\" redirected too often."}},
     {ERROR_WINHTTP_SECURE_CHANNEL_ERROR, {VqErrSecureChannel, "No secure connection to \"%s\" could be made."}},
     {ERROR_WINHTTP_SECURE_FAILURE, {VqErrSecureFailure, "The certificate of \"%s\" is not accepted."}},

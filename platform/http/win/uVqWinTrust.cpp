@@ -79,9 +79,21 @@ bool IsMadeOutTo(PCCERT_CONTEXT certificate, const std::wstring& host) noexcept 
 constexpr DWORD kDates = CERT_TRUST_IS_NOT_TIME_VALID;
 constexpr DWORD kIssuers = CERT_TRUST_IS_UNTRUSTED_ROOT | CERT_TRUST_IS_PARTIAL_CHAIN;
 constexpr DWORD kUsage = CERT_TRUST_IS_NOT_VALID_FOR_USAGE;
-// Of lists that Windows has at hand itself; the file's are looked at apart.
+// Told certificate by certificate, and for a file's lists apart.
 constexpr DWORD kRevocation =
     CERT_TRUST_IS_REVOKED | CERT_TRUST_REVOCATION_STATUS_UNKNOWN | CERT_TRUST_IS_OFFLINE_REVOCATION;
+
+/// What Windows found out. A certificate that names no place to ask at is not suspected, as with WinHTTP.
+std::uint32_t RevocationByMachine(const CERT_SIMPLE_CHAIN& chain) noexcept {
+  bool silent = false;
+  for (DWORD i = 0; i + 1 < chain.cElement; ++i) {
+    const CERT_REVOCATION_INFO* const info = chain.rgpElement[i]->pRevocationInfo;
+    if (!info) continue;
+    if (info->dwRevocationResult == static_cast<DWORD>(CRYPT_E_REVOKED)) return VqErrCertRevoked;
+    silent = silent || info->dwRevocationResult == static_cast<DWORD>(CRYPT_E_REVOCATION_OFFLINE);
+  }
+  return silent ? std::uint32_t{VqErrRevocationCheckFailed} : 0U;
+}
 
 }  // namespace
 
@@ -91,12 +103,16 @@ void TVqWinTrust::Close() noexcept {
   if (FLists) CertCloseStore(FLists, 0);
   FEngine = nullptr;
   FAuthorities = FLists = nullptr;
+  FByMachine = false;
 }
 
-void TVqWinTrust::Open(const TVqHTTPSessionSettings& session, TVqHTTPSecurityFlags flags) {
+void TVqWinTrust::Open(const TVqHTTPSessionSettings& session, TVqHTTPSecurityFlags flags, bool byMachine) {
   Close();
   FFlags = flags;
-  if (session.CAFile.empty() && session.CRLFile.empty()) return;
+  if (session.CAFile.empty() && session.CRLFile.empty()) {
+    FByMachine = byMachine;
+    return;
+  }
   FAuthorities = NewStore();
   if (!session.CAFile.empty() && ForEachBlock(FileOf(session.CAFile), "CERTIFICATE", [this](BYTE* bytes, DWORD size) {
                                    return CertAddEncodedCertificateToStore(FAuthorities, X509_ASN_ENCODING, bytes, size,
@@ -131,8 +147,10 @@ void TVqWinTrust::Open(const TVqHTTPSessionSettings& session, TVqHTTPSecurityFla
 }
 
 std::uint32_t TVqWinTrust::RevocationOf(PCCERT_CHAIN_CONTEXT chain) const noexcept {
-  if (!FLists || chain->cChain == 0) return 0;
+  if (chain->cChain == 0) return 0;
   const CERT_SIMPLE_CHAIN& simple = *chain->rgpChain[0];
+  if (FByMachine) return RevocationByMachine(simple);
+  if (!FLists) return 0;
   // The root is trusted as it is: its issuer is itself.
   for (DWORD i = 0; i + 1 < simple.cElement; ++i) {
     PCCERT_CONTEXT const certificate = simple.rgpElement[i]->pCertContext;
@@ -156,8 +174,8 @@ std::uint32_t TVqWinTrust::RevocationOf(PCCERT_CHAIN_CONTEXT chain) const noexce
 }
 
 /// The bits of what is wrong by one chain engine; whether the certificate is made out to the host.
-DWORD TVqWinTrust::TrustOf(PCCERT_CONTEXT certificate, HCERTCHAINENGINE engine, bool& named, const std::wstring& host,
-                           std::uint32_t& revocation) const noexcept {
+DWORD TVqWinTrust::TrustOf(PCCERT_CONTEXT certificate, HCERTSTORE others, HCERTCHAINENGINE engine, bool& named,
+                           const std::wstring& host, std::uint32_t& revocation) const noexcept {
   char usage[] = szOID_PKIX_KP_SERVER_AUTH;
   LPSTR usages[] = {usage};
   CERT_CHAIN_PARA wanted = {};
@@ -166,7 +184,10 @@ DWORD TVqWinTrust::TrustOf(PCCERT_CONTEXT certificate, HCERTCHAINENGINE engine, 
   wanted.RequestedUsage.Usage.cUsageIdentifier = 1;
   wanted.RequestedUsage.Usage.rgpszUsageIdentifier = usages;
   PCCERT_CHAIN_CONTEXT chain = nullptr;
-  if (!CertGetCertificateChain(engine, certificate, nullptr, certificate->hCertStore, &wanted, 0, nullptr, &chain))
+  const DWORD online = FByMachine && !FFlags.Contains(TVqHTTPSecurityFlag::IgnoreRevocation)
+                           ? CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT
+                           : 0;
+  if (!CertGetCertificateChain(engine, certificate, nullptr, others, &wanted, online, nullptr, &chain))
     return CERT_TRUST_IS_PARTIAL_CHAIN;
   SSL_EXTRA_CERT_CHAIN_POLICY_PARA server = {};
   server.cbSize = sizeof server;
@@ -189,21 +210,22 @@ DWORD TVqWinTrust::TrustOf(PCCERT_CONTEXT certificate, HCERTCHAINENGINE engine, 
   return errors;
 }
 
-std::uint32_t TVqWinTrust::Judge(PCCERT_CONTEXT certificate, const std::wstring& host) const noexcept {
+std::uint32_t TVqWinTrust::Judge(PCCERT_CONTEXT certificate, HCERTSTORE others,
+                                 const std::wstring& host) const noexcept {
   bool named = false;
   std::uint32_t revocation = 0;
-  DWORD errors = TrustOf(certificate, FEngine, named, host, revocation);
+  DWORD errors = TrustOf(certificate, others, FEngine, named, host, revocation);
   // The file adds to the machine's authorities: either may know the issuer.
   if (FEngine && (errors & kIssuers)) {
     std::uint32_t again = 0;
-    const DWORD byMachine = TrustOf(certificate, nullptr, named, host, again);
+    const DWORD byMachine = TrustOf(certificate, others, nullptr, named, host, again);
     if (!(byMachine & kIssuers)) {
       errors = byMachine;
       revocation = again;
     }
   }
   // What stands in the file itself is trusted, whoever issued it.
-  if (errors & kIssuers) {
+  if (FAuthorities && (errors & kIssuers)) {
     PCCERT_CONTEXT const same =
         CertFindCertificateInStore(FAuthorities, X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, certificate, nullptr);
     if (same) {
