@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <fstream>
 
 #include "simulator/simulator.h"
 
@@ -45,6 +46,14 @@ void PrintVersions() {
   }
 }
 
+/// For clients elsewhere, who do not see what the server keeps in its own folder for temporary files.
+void WriteCertificate(const std::string& path, const std::string& pem) {
+  std::ofstream out(path, std::ios::trunc);
+  out << pem;
+  out.close();
+  if (!out) throw OptionError("Cannot write " + path + ".");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -54,12 +63,15 @@ int main(int argc, char** argv) {
   bool list_versions = false;
   std::vector<std::string> users;
   std::string check;
+  std::string ca_file;
 
   CLI::App app("An in-memory Exchange Web Services server for demonstrations and tests.");
   app.add_option("--http", options.http_port, "Port for HTTP; 0 lets the system choose")->capture_default_str();
   app.add_option("--https", options.https_port, "Port for HTTPS; 0 lets the system choose")->capture_default_str();
   app.add_flag("--no-http", no_http, "Do not listen for HTTP");
   app.add_flag("--no-https", no_https, "Do not listen for HTTPS");
+  app.add_option("--ca", ca_file, "File to write the certificate into that clients over HTTPS are to trust")
+      ->excludes("--no-https");
   app.add_option("--address", options.address, "Address to listen on")->capture_default_str();
   app.add_option("--seed", options.seed_directory, "Folder with users.json and a folder of .eml files per mailbox")
       ->check(CLI::ExistingDirectory);
@@ -153,7 +165,8 @@ int main(int argc, char** argv) {
     if (!simulator.HttpUrl().empty()) std::printf("HTTP   %s\n", simulator.HttpUrl().c_str());
     if (!simulator.HttpsUrl().empty()) {
       std::printf("HTTPS  %s\n", simulator.HttpsUrl().c_str());
-      std::printf("CA     %s\n", simulator.CaCertificateFile().c_str());
+      if (!ca_file.empty()) WriteCertificate(ca_file, simulator.CaCertificate());
+      std::printf("CA     %s\n", (ca_file.empty() ? simulator.CaCertificateFile() : ca_file).c_str());
     }
     std::printf("Ready. Stop with Ctrl+C.\n");
     std::fflush(stdout);

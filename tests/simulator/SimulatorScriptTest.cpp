@@ -285,6 +285,28 @@ TEST(SimulatorProgram, EndsWithTwoWhenAnOptionIsWrong) {
   }
 }
 
+TEST(SimulatorProgram, WritesTheCertificateThatClientsAreToTrust) {
+  const Folder folder;
+  const std::string file =
+      folder.Write("ca.pem", "what an earlier start has left, and longer than a certificate" + std::string(9000, '.'));
+  Program program(SimulatorProgram({"--no-http", "--ca", file}));
+  ASSERT_TRUE(program.ReadUntil("Ready.")) << program.Output();
+  EXPECT_EQ(program.Line("CA"), file);
+  Simulator none;
+  Client client(none);
+  client.url = program.Line("HTTPS");
+  client.ca_file = file;
+  EXPECT_EQ(client.Call(kInbox).Code(), "NoError");
+  const auto mode = std::filesystem::status(folder.Path("ca.pem")).permissions();
+  EXPECT_NE(mode & std::filesystem::perms::others_read, std::filesystem::perms::none);
+
+  Program refused(SimulatorProgram({"--ca", folder.Path("none/ca.pem")}));
+  EXPECT_EQ(refused.Wait(), 2);
+  EXPECT_NE(refused.Output().find("Cannot write " + folder.Path("none/ca.pem") + ".\n"), std::string::npos);
+  Program contradicted(SimulatorProgram({"--no-https", "--ca", file}));
+  EXPECT_EQ(contradicted.Wait(), 2);
+}
+
 TEST(SimulatorProgram, ChecksASettingsFileAndSaysWhatIsWrongWithIt) {
   const Folder folder;
   const std::string good =
