@@ -17,6 +17,7 @@ import time
 
 SUITE = "bookworm"
 SKIPPED = 77  # the exit code that CTest takes for it
+in_use = {}
 
 
 class Impossible(Exception):
@@ -56,6 +57,10 @@ def make(cache):
     if subprocess.run(["unshare", "--mount", "--pid", "--net", "--fork", "true"], check=False, stderr=subprocess.DEVNULL).returncode:
         raise Impossible("namespaces cannot be made here")
     known = sources()
+    os.makedirs(cache, exist_ok=True)
+    if cache not in in_use:  # by one process at a time: apt keeps its files there, too
+        in_use[cache] = open(os.path.join(cache, "lock"), "w", encoding="utf-8")
+        fcntl.flock(in_use[cache], fcntl.LOCK_EX)
     for folder in ("archives/partial", "lists/partial"):
         os.makedirs(os.path.join(cache, folder), exist_ok=True)
     if os.path.exists(archive):
@@ -84,9 +89,6 @@ class System:
     """One system, fresh. Below `root` it can be looked at from outside."""
 
     def __init__(self, cache, root):
-        os.makedirs(cache, exist_ok=True)
-        self.one_at_a_time = open(os.path.join(cache, "lock"), "w", encoding="utf-8")
-        fcntl.flock(self.one_at_a_time, fcntl.LOCK_EX)  # for apt's and our own files in the cache
         archive = make(cache)
         self.cache, self.root, self.started = os.path.abspath(cache), os.path.abspath(root), []
         shutil.rmtree(self.root, ignore_errors=True)
@@ -104,7 +106,6 @@ class System:
             process.kill()
             process.wait()
         shutil.rmtree(self.root, ignore_errors=True)
-        self.one_at_a_time.close()
 
     def command(self, command, user="root", folder="/", variables=None, network=False, beside=None):
         """What runs it there. With `network` it sees this machine's, with `beside` that of a program which was started; else one of its own with loopback alone."""
@@ -130,6 +131,10 @@ class System:
                 return process
             assert process.poll() is None and time.monotonic() < end, f"{command} does not say {until!r}: {text}"
             time.sleep(0.05)
+
+    def outside(self, *command, beside):
+        """The output of a program of this machine in the network of one that was started there."""
+        return run("nsenter", f"--net=/proc/{beside.pid}/ns/net", *command, stdin=subprocess.DEVNULL)
 
     def stop(self, process, number=signal.SIGTERM):
         """Sends a signal to a program that was started; its exit code."""
