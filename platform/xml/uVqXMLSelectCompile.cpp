@@ -2,6 +2,7 @@
 
 #include <unordered_map>
 
+#include "platform/common/internal/uVqPerThread.h"
 #include "platform/xml/uVqXMLScan_p.h"
 #include "platform/xml/uVqXMLSelect_p.h"
 
@@ -170,6 +171,11 @@ struct THash {
   std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
 };
 
+struct TPaths {
+  std::unordered_map<std::string, std::shared_ptr<const TVqDOMPath>, THash, std::equal_to<>> ByText;
+  std::shared_ptr<const TVqDOMPath> Last;
+};
+
 }  // namespace
 
 TVqNameTest NameTest(std::string_view qualified) {
@@ -185,8 +191,7 @@ std::shared_ptr<const TVqDOMPath> CompilePath(std::string_view text) {
 
 const TVqDOMPath& CachedPath(std::string_view text) {
   // A store per thread needs no lock. It is emptied when ids in expressions have filled it.
-  thread_local std::unordered_map<std::string, std::shared_ptr<const TVqDOMPath>, THash, std::equal_to<>> paths;
-  thread_local std::shared_ptr<const TVqDOMPath> last;
+  auto& [paths, last] = VqPerThread<TPaths>();
   if (last && last->Text == text) return *last;
   const auto found = paths.find(text);
   if (found != paths.end()) {

@@ -239,8 +239,10 @@ TEST(WriteTo, AFileComesBack) {
     EXPECT_TRUE(Whole(VqReadFrom(in)) == content);
     EXPECT_EQ(Whole(VqReadFrom(in)), "") << "it was read to its end";
   }
-  TVqFileStream file(path, TVqFileMode::fmOpenRead);  // the path itself
-  EXPECT_TRUE(file.ReadAll() == content);
+  {
+    TVqFileStream file(path, TVqFileMode::fmOpenRead);  // the path itself
+    EXPECT_TRUE(file.ReadAll() == content);
+  }
   std::filesystem::remove(path);
 }
 

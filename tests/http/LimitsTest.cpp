@@ -16,7 +16,7 @@ constexpr int kGzip = 15 + 16, kZlib = 15, kBare = -15;
 std::string Packed(std::string_view text, int form = kGzip) {
   z_stream stream = {};
   deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, form, 9, Z_DEFAULT_STRATEGY);
-  std::string out(deflateBound(&stream, text.size()) + 64, '\0');
+  std::string out(deflateBound(&stream, static_cast<uLong>(text.size())) + 64, '\0');
   stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
   stream.avail_in = static_cast<uInt>(text.size());
   stream.next_out = reinterpret_cast<Bytef*>(out.data());

@@ -5,6 +5,7 @@
 
 #include <pthread.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -33,3 +34,6 @@ inline int pthread_sigmask(int, const sigset_t*, sigset_t*) {
   return 0;
 }
 #endif
+// A name that is a macro there cannot be asked for with "::".
+#undef environ
+inline char**& environ = _environ;

@@ -34,6 +34,6 @@ inline int mkfifo(const char*, int) {
 inline int pipe(int*) {
   return -1;
 }
-inline int kill(int, int) {
+inline int kill(pid_t, int) {
   return -1;
 }
