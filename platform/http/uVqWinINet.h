@@ -2,9 +2,9 @@
 
 /// Session and client for programs with a desktop: over WinINet on Windows, over libcurl elsewhere.
 ///
-/// WinINet takes proxies, zones and the versions of TLS from the user's settings, and keeps its connections for the whole
-/// process: closing those of one client has no effect there, and several users who log on by NTLM or Negotiate from one
-/// process are better off with TVqWinHTTPClient. SetLowestTls above 1.2 ends requests with number 50 there.
+/// WinINet takes proxies and the versions of TLS from the user's settings, and keeps its connections for the whole
+/// process: closing those of one client has no effect there, and SetLowestTls above 1.2 ends requests with number 50.
+/// NTLM, Negotiate and proxies that want credentials go over WinHTTP with this client too.
 ///
 ///     TVqWinINetClient client;
 ///     client.SetParentWnd(window);

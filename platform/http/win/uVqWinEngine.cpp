@@ -111,7 +111,6 @@ void TVqWinEngine::CloseHandles() noexcept {
   FConnect.Reset();
   FSession.Reset();
   FKey.clear();
-  Forget();
 }
 
 void TVqWinEngine::OpenHandles() {
@@ -161,10 +160,6 @@ void TVqWinEngine::NewCall() {
 
 // ---- Sending
 
-bool TVqWinEngine::IsHandshake() const noexcept {
-  return FRequest->Scheme == schemeNTLM || FRequest->Scheme == schemeNegotiate || !FRequest->ProxyUser.empty();
-}
-
 void TVqWinEngine::SetUpHeaders() {
   const TVqEngineRequest& request = *FRequest;
   std::string lines;
@@ -205,9 +200,11 @@ void TVqWinEngine::WritePieces(const std::function<void(const std::string& piece
 // ---- The reply
 
 void TVqWinEngine::TakeHead() {
-  FAnswered = true;
   const std::wstring head = Head();
   const std::string text = VqToUtf8(std::u16string(head.begin(), head.end()));
+  // A connection that ended without a reply is a failure, whatever a stack makes of it.
+  if (text.empty()) Raise(FName, VqErrConnectionAborted);
+  FAnswered = true;
   const std::uint32_t most = FRequest->Session.Limits.HeaderBytes;
   if (most != 0 && text.size() > most) {
     throw EVqHTTPApiException(
@@ -218,6 +215,7 @@ void TVqWinEngine::TakeHead() {
 }
 
 void TVqWinEngine::TakeHeaderLines(std::string_view text) {
+  FReply.Status = 0;
   FReply.Headers.clear();
   std::size_t at = 0;
   while (at < text.size()) {
@@ -245,6 +243,7 @@ void TVqWinEngine::TakeHeaderLines(std::string_view text) {
     FReply.Headers.emplace_back(name, value);
     if (VqSameAscii(name, "Set-Cookie")) FReply.SetCookies.emplace_back(value);
   }
+  if (FReply.Status == 0) Raise(FName, VqErrInvalidServerResponse);
 }
 
 void TVqWinEngine::TakeBody() {

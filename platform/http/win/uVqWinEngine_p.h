@@ -160,15 +160,11 @@ class TVqWinEngine : public TVqHTTPEngine {
   virtual void Read(DWORD count) = 0;
   /// The number for a certificate that the stack refused; 0 for any other failure.
   virtual std::uint32_t CertificateNumber(DWORD error) = 0;
-  /// What is left to do when the connections of this engine's client are given up.
-  virtual void Forget() noexcept {}
   /// Whether certificates are judged here even where the machine's authorities decide.
   virtual bool JudgesAlways() const noexcept { return false; }
 
   // ---- What a stack's engine uses
 
-  /// Sends with `HttpSendRequest` or its like and reads the head of the reply.
-  bool IsHandshake() const noexcept;
   void TakeHead();
   void Await(TStep step);
   /// The body in pieces, each written by `write` and awaited here.

@@ -193,7 +193,8 @@ void TVqWinHTTPEngine::SetUpCredentials(DWORD target, unsigned scheme, const std
 void TVqWinHTTPEngine::SendOnce() {
   const auto total = static_cast<DWORD>(FRequest->Body.size());
   // Steps of a handshake that WinHTTP repeats by itself need the body at hand; otherwise it goes out piece by piece.
-  const bool whole = IsHandshake();
+  const bool whole =
+      FRequest->Scheme == schemeNTLM || FRequest->Scheme == schemeNegotiate || !FRequest->ProxyUser.empty();
   std::string& piece = FCall->Piece;
   if (whole) piece = FRequest->Body;
   if (!WinHttpSendRequest(Request(), WINHTTP_NO_ADDITIONAL_HEADERS, 0,

@@ -6,8 +6,6 @@
 // After windows.h, which it needs.
 #include <wininet.h>
 
-#include <map>
-
 #include "platform/http/win/uVqWinErrors_p.h"
 
 namespace velmore {
@@ -37,21 +35,16 @@ class TVqWinINetEngine final : public TVqWinEngine {
   void AskAvailable() override;
   void Read(DWORD count) override;
   std::uint32_t CertificateNumber(DWORD error) override;
-  void Forget() noexcept override;
   bool JudgesAlways() const noexcept override { return true; }
 
-  void SetUpCredentials();
-  void SendWhole();
+  void SendHead();
   void SendPieces();
   /// Begins a step, which WinINet takes at once or in the background; to be awaited.
   template <typename TDo>
   void Begin(TStep step, const char* name, TDo start);
-  void SetText(DWORD option, const std::wstring& text, const char* name);
   void Wish(HINTERNET handle, DWORD option, DWORD value) noexcept {
     InternetSetOptionW(handle, option, &value, sizeof value);
   }
-
-  bool FHandshaken = false;  // connections were logged on by this engine
 };
 
 /// Judges by the chain that the server showed.
@@ -104,24 +97,6 @@ void CALLBACK OnStatus(HINTERNET handle, DWORD_PTR context, DWORD status, void* 
   }
 }
 
-/// Who was logged on last at a server, by a handshake that authenticates the connection. WinINet shares connections
-/// among all of a process: before somebody else comes, those that are not in use are given up.
-class TVqLogons {
- public:
-  static void Enter(const std::string& origin, const std::string& who) {
-    static TVqLogons& logons = *new TVqLogons;
-    const std::scoped_lock lock(logons.FMutex);
-    const auto [found, fresh] = logons.FLast.try_emplace(origin, who);
-    if (fresh || found->second == who) return;
-    found->second = who;
-    InternetSetOptionW(nullptr, INTERNET_OPTION_END_BROWSER_SESSION, nullptr, 0);
-  }
-
- private:
-  std::mutex FMutex;  // protects everything below
-  std::map<std::string, std::string> FLast;
-};
-
 void TVqWinINetEngine::OpenSession() {
   using Kind = TVqHTTPRouteKind;
   const TVqHTTPRoute& route = FRequest->Route;
@@ -161,19 +136,13 @@ void TVqWinINetEngine::OpenSession() {
 }
 
 HINTERNET TVqWinINetEngine::OpenRequest(const std::wstring& verb, const std::wstring& target, DWORD_PTR context) {
-  // Redirects, cookies, challenges and kept replies are answered above, the same with every engine. Only the steps of a
-  // handshake are WinINet's.
+  // Redirects, cookies, challenges and kept replies are answered above, the same with every engine.
   const DWORD flags = INTERNET_FLAG_NO_AUTO_REDIRECT | INTERNET_FLAG_NO_COOKIES | INTERNET_FLAG_NO_CACHE_WRITE |
                       INTERNET_FLAG_RELOAD | INTERNET_FLAG_NO_UI | INTERNET_FLAG_KEEP_CONNECTION |
-                      (FUrl.IsHttps() ? INTERNET_FLAG_SECURE : 0U) | (IsHandshake() ? 0U : INTERNET_FLAG_NO_AUTH);
+                      INTERNET_FLAG_NO_AUTH | (FUrl.IsHttps() ? INTERNET_FLAG_SECURE : 0U);
   const wchar_t* none[] = {nullptr};
   return HttpOpenRequestW(FConnect.Get(), verb.c_str(), target.c_str(), FRequest->HTTP11 ? L"HTTP/1.1" : L"HTTP/1.0",
                           nullptr, none, flags, context);
-}
-
-void TVqWinINetEngine::SetText(DWORD option, const std::wstring& text, const char* name) {
-  if (!InternetSetOptionW(Request(), option, const_cast<wchar_t*>(text.c_str()), static_cast<DWORD>(text.size())))
-    RaiseLast(name);
 }
 
 void TVqWinINetEngine::SetUp(bool) {
@@ -203,38 +172,6 @@ void TVqWinINetEngine::SetUp(bool) {
     Wish(Request(), INTERNET_OPTION_SEND_TIMEOUT, static_cast<DWORD>(limit));
   // Event streams are not to wait for one another.
   Wish(Request(), INTERNET_OPTION_EXEMPT_CONNECTION_LIMIT, TRUE);
-  if (IsHandshake()) SetUpCredentials();
-}
-
-void TVqWinINetEngine::SetUpCredentials() {
-  const TVqEngineRequest& request = *FRequest;
-  const bool toServer = request.Scheme == schemeNTLM || request.Scheme == schemeNegotiate;
-  // WinINet takes the strongest of what is offered; what must not be taken is told. Nobody's credentials but those that
-  // were given: the logged-on user's only where no name is set.
-  Wish(FSession.Get(), INTERNET_OPTION_AUTH_FLAGS,
-       AUTH_FLAG_DISABLE_BASIC_CLEARCHANNEL | (request.Scheme == schemeNTLM ? AUTH_FLAG_DISABLE_NEGOTIATE : 0));
-  if (!toServer) Wish(Request(), INTERNET_OPTION_SUPPRESS_SERVER_AUTH, TRUE);
-  const auto secret = [this](DWORD option, const std::string& password, const char* name) {
-    std::wstring wide = VqWide(password);
-    const BOOL set = InternetSetOptionW(Request(), option, wide.data(), static_cast<DWORD>(wide.size()));
-    VqWipeWide(wide);
-    if (!set) RaiseLast(name);
-  };
-  if (toServer && !request.User.empty()) {
-    SetText(INTERNET_OPTION_USERNAME, VqWide(request.User), "INTERNET_OPTION_USERNAME");
-    secret(INTERNET_OPTION_PASSWORD, request.Password, "INTERNET_OPTION_PASSWORD");
-  }
-  if (!request.ProxyUser.empty()) {
-    SetText(INTERNET_OPTION_PROXY_USERNAME, VqWide(request.ProxyUser), "INTERNET_OPTION_PROXY_USERNAME");
-    secret(INTERNET_OPTION_PROXY_PASSWORD, request.ProxyPassword, "INTERNET_OPTION_PROXY_PASSWORD");
-  }
-  FHandshaken = true;
-  TVqLogons::Enter(FUrl.Host.utf8() + ":" + std::to_string(FUrl.Port) + "\n" + request.Route.Proxy,
-                   std::to_string(request.Scheme) + "\n" + request.User + "\n" + request.ProxyUser);
-}
-
-void TVqWinINetEngine::Forget() noexcept {
-  if (std::exchange(FHandshaken, false)) InternetSetOptionW(nullptr, INTERNET_OPTION_END_BROWSER_SESSION, nullptr, 0);
 }
 
 template <typename TDo>
@@ -247,13 +184,8 @@ void TVqWinINetEngine::Begin(TStep step, const char* name, TDo start) {
   }
 }
 
-/// For handshakes, whose steps WinINet repeats by itself: the body is at hand.
-void TVqWinINetEngine::SendWhole() {
-  FCall->Piece = FRequest->Body;
-  Begin(TStep::headers, kName, [this] {
-    return HttpSendRequestW(Request(), nullptr, 0, FCall->Piece.empty() ? nullptr : FCall->Piece.data(),
-                            static_cast<DWORD>(FCall->Piece.size()));
-  });
+void TVqWinINetEngine::SendHead() {
+  Begin(TStep::headers, kName, [this] { return HttpSendRequestW(Request(), nullptr, 0, nullptr, 0); });
   Await(TStep::headers);
 }
 
@@ -274,13 +206,12 @@ void TVqWinINetEngine::SendPieces() {
 }
 
 void TVqWinINetEngine::Send() {
-  if (IsHandshake() || FRequest->Body.empty()) {
-    SendWhole();
+  if (FRequest->Body.empty()) {
+    SendHead();
   } else {
     SendPieces();
   }
   TakeHead();
-  FReply.ProxyCredentialsSent = !FRequest->ProxyUser.empty();
 }
 
 std::wstring TVqWinINetEngine::Head() {
@@ -330,10 +261,36 @@ std::uint32_t TVqWinINetEngine::CertificateNumber(DWORD error) {
   }
 }
 
+/// WinINet, but for handshakes, which go over WinHTTP. WinINet answers a challenge by any scheme that is offered, Basic
+/// included, and the connection that was logged on may carry anybody's next request in this process.
+class TVqDesktopEngine final : public TVqHTTPEngine {
+ public:
+  TVqEngineReply Perform(const TVqEngineRequest& request) override {
+    const bool handshake =
+        request.Scheme == schemeNTLM || request.Scheme == schemeNegotiate || !request.ProxyUser.empty();
+    return handshake ? FWinHTTP->Perform(request) : FWinINet.Perform(request);
+  }
+  void Wake() noexcept override {
+    FWinINet.Wake();
+    FWinHTTP->Wake();
+  }
+  void DropConnections() noexcept override {
+    FWinINet.DropConnections();
+    FWinHTTP->DropConnections();
+  }
+  void CloseConnections() noexcept override { DropConnections(); }
+  unsigned Schemes() const noexcept override { return FWinINet.Schemes(); }
+  TVqTicket PrepareNegotiate(const TVqEngineRequest& request) override { return FWinHTTP->PrepareNegotiate(request); }
+
+ private:
+  TVqWinINetEngine FWinINet;
+  const std::shared_ptr<TVqHTTPEngine> FWinHTTP = VqCreateWinHTTPEngine();
+};
+
 }  // namespace
 
 std::shared_ptr<TVqHTTPEngine> VqCreateWinINetEngine() {
-  return std::make_shared<TVqWinINetEngine>();
+  return std::make_shared<TVqDesktopEngine>();
 }
 
 }  // namespace velmore
