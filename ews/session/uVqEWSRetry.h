@@ -17,7 +17,7 @@ namespace velmore {
 /// Repeated are requests that change nothing, after: a busy server, in each of its forms; a status of 408, 429, 502,
 /// 503 or 504; a time-out, a name that was not found, a server that was not reached, a connection that was cut; and
 /// codes of the service that tell of load or of a mailbox that is not reached just now. What changes something is never
-/// sent again: see MayHaveHappened of the failure.
+/// sent again: see MayHaveHappened of the failure. Operations on many wait for a busy server by themselves.
 ///
 /// A wait begins with the time that the server asks for, or else with FirstWait, doubled after each further attempt,
 /// and gets longer by chance, so that many clients do not come back at once. It blocks the thread of the operation;
