@@ -8,7 +8,7 @@
 const char* const kUsage = "newsletter LIST SUBJECT LETTER.html PICTURE PAPER";
 
 void Job(IVqEWSMsgStore& store, std::span<char*> arguments) {
-  const string note = string(arguments[0]) + ".sent", letter = VqTryReadFile(arguments[2]).value();
+  const string note = string(arguments[0]) + ".sent", letter = VqReadFile(arguments[2]);
   const int before = VqXMLToInt(VqTryReadFile(note).value_or("0"));
   const auto drafts = store.GetFolder(dfindrafts, "");
   std::ifstream list(arguments[0]);

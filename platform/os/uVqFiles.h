@@ -46,6 +46,11 @@ struct TVqFileModes {
 bool VqPathExists(const string& APath);
 /// The file's content; nothing when there is no such file.
 std::optional<std::string> VqTryReadFile(const string& APath);
+/// The same of a file that must be there: raises with the reason `missing` when it is not.
+inline std::string VqReadFile(const string& APath) {
+  if (std::optional<std::string> bytes = VqTryReadFile(APath)) return *std::move(bytes);
+  throw EVqFileError("There is no file \"" + APath.utf8() + "\".", EVqFileError::TReason::missing);
+}
 /// Puts the bytes in place of the file's content, on the disk when this returns. A symbolic link stays and what it
 /// points to is replaced. The folder must exist. Where the caller is the administrator, the file's owner stays, too.
 void VqReplaceFile(const string& APath, std::string_view ABytes, TVqFileModes AModes = {});

@@ -173,6 +173,9 @@ TEST_F(Jobs, NewsletterReachesEverybodyOnceThoughItIsStoppedOnItsWay) {
   EXPECT_NE(sent.front().find("paper.pdf"), std::string::npos);
   EXPECT_NE(sent.front().find("cid:_inlineImg0"), std::string::npos) << "the picture is in the letter";
   EXPECT_EQ(Run("newsletter", arguments).output, "0 sent\n");
+  const Ran without = Run("newsletter", {arguments[0], "News", Path("none"), arguments[3], arguments[4]});
+  EXPECT_EQ(without.status, 1);
+  EXPECT_EQ(without.output, "There is no file \"" + Path("none") + "\".\n");
 }
 
 TEST_F(Jobs, AConflictIsResolved) {

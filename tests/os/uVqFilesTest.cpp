@@ -16,6 +16,7 @@ TEST(Files, AreReadWholeOrAreNotThere) {
     const std::string bytes(size, 'x');
     VqReplaceFile(folder.Path("file"), bytes);
     EXPECT_EQ(VqTryReadFile(folder.Path("file")), bytes);
+    EXPECT_EQ(VqReadFile(folder.Path("file")), bytes);
   }
   EXPECT_TRUE(VqPathExists(folder.Path("file")));
   EXPECT_TRUE(VqDeleteFile(folder.Path("file")));
@@ -34,6 +35,9 @@ TEST(Files, WhatIsNoFileIsAnErrorWithItsName) {
     ADD_FAILURE() << "no error";
     return EVqFileError("", EVqFileError::TReason::other);
   };
+  EXPECT_EQ(failureOf([&] { VqReadFile(folder.Path("none")); }).Message(),
+            "There is no file \"" + folder.Path("none") + "\".");
+  EXPECT_EQ(failureOf([&] { VqReadFile(folder.Path("none")); }).Reason(), EVqFileError::TReason::missing);
   EXPECT_EQ(failureOf([&] { VqTryReadFile(folder.Path()); }).Message(),
             "The file \"" + folder.Path() + "\" could not be read: Is a directory.");
   ASSERT_EQ(::mkfifo(folder.Path("pipe").c_str(), 0600), 0);
