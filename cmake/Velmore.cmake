@@ -33,6 +33,8 @@ endif()
 
 add_library(velmore_warnings INTERFACE)
 if(MSVC)
+  # Macros with lists of arguments as the standard has them, __cplusplus as it is, room for the tables' many sections.
+  add_compile_options(/Zc:preprocessor /Zc:__cplusplus /bigobj)
   target_compile_options(velmore_warnings INTERFACE /W4 /wd4250 /wd4068 /utf-8)  # 4250: inheritance by dominance is how interfaces are met; 4068: visibility is for other systems
 else()
   target_compile_options(velmore_warnings INTERFACE -Wall -Wextra -Wconversion)
