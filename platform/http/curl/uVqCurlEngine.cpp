@@ -215,6 +215,7 @@ bool TVqCurlEngine::PerformOnce(const TLeg& leg) {
   FUploaded = -1;
   FHeaderBytes = 0;
   FPort = 0;
+  FOpened.clear();
   if (HasUnreadBytes()) RenewMulti();
 
   CURLcode code = Transfer(leg);

@@ -122,6 +122,7 @@ class TVqCurlEngine final : public TVqHTTPEngine {
   void TakeStatus(std::string_view line);
   std::size_t TakeBody(std::string_view bytes);
   int BeforeSending(int port);
+  void KnowSocket(int port) noexcept;
   curl_socket_t OpenSocket(const curl_sockaddr& address);
   int BeforeClosing(curl_socket_t socket);
   void LookForCredentials(std::string_view headers);
@@ -134,7 +135,9 @@ class TVqCurlEngine final : public TVqHTTPEngine {
   CURL* FEasy = nullptr;
   TVqCurlTrust FTrust;
   TVqGssCredentials FTickets;
-  std::set<curl_socket_t> FSockets;  // that are open
+  // Those of connections that requests went out on; and those that were opened for this exchange, of which libcurl
+  // closes without a word what never became a connection.
+  std::set<curl_socket_t> FSockets, FOpened;
   // What FEasy was told last.
   TVqCurlList FHeaders, FConnectTo;
   CURLU* FAddress = nullptr;

@@ -1,5 +1,6 @@
 // What happens while libcurl works: its callbacks, the three time-outs, the bounds of what comes in.
 
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -14,6 +15,16 @@ namespace {
 
 std::int64_t Milliseconds(TVqHTTPClock::duration time) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
+}
+
+/// 0 for what is no socket of the internet.
+int LocalPort(curl_socket_t socket) noexcept {
+  sockaddr_storage address = {};
+  socklen_t size = sizeof address;
+  if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
+  if (address.ss_family == AF_INET) return ntohs(reinterpret_cast<const sockaddr_in&>(address).sin_port);
+  if (address.ss_family == AF_INET6) return ntohs(reinterpret_cast<const sockaddr_in6&>(address).sin6_port);
+  return 0;
 }
 
 }  // namespace
@@ -143,7 +154,16 @@ bool TVqCurlEngine::MayResend() const {
   return FLostUnheard;
 }
 
+// The connection from this port of ours stands; the other sockets that were tried for it are gone, and their numbers
+// may be somebody else's by now.
+void TVqCurlEngine::KnowSocket(int port) noexcept {
+  const auto found = std::find_if(FOpened.begin(), FOpened.end(), [port](auto one) { return LocalPort(one) == port; });
+  if (found != FOpened.end()) FSockets.insert(FOpened.extract(found));
+  FOpened.clear();
+}
+
 int TVqCurlEngine::BeforeSending(int port) {
+  KnowSocket(port);
   if (FSent && !FAnswered) {
     if (!MayResend()) {
       FRefusedResend = true;
@@ -168,7 +188,7 @@ curl_socket_t TVqCurlEngine::OpenSocket(const curl_sockaddr& address) {
   const curl_socket_t opened = socket(address.family, address.socktype | SOCK_CLOEXEC, address.protocol);
   if (opened == CURL_SOCKET_BAD) return opened;
   try {
-    FSockets.insert(opened);
+    FOpened.insert(opened);
   } catch (...) {
     close(opened);
     return CURL_SOCKET_BAD;
@@ -190,6 +210,7 @@ int TVqCurlEngine::BeforeClosing(curl_socket_t socket) {
     FLostUnheard = !VqMayHaveBeenRead(lost);
   }
   FSockets.erase(socket);
+  FOpened.erase(socket);
   return close(socket);
 }
 
