@@ -71,7 +71,7 @@ struct Simulator::Impl {
   Authority authority;
   TemporaryFile ca_file;
   TemporaryFile crl_file;
-  FaultQueue faults;
+  FaultQueue faults{[this](const Fault& fault) { TakeOver(fault); }};
   Recorder recorder;
   std::unique_ptr<HttpServer> server;
   std::unique_ptr<StateKeeper> keeper;
@@ -303,7 +303,6 @@ struct Simulator::Impl {
     const std::optional<Fault> fault = faults.TakeNamed(name);
     if (!fault) return answer();
     HttpResponse response = fault->Replaces() && !fault->execute ? HttpResponse() : answer();
-    TakeOver(*fault);
     if (fault->http_status != 0) {
       response = StatusOf(*fault);
     } else if (const std::string& code = fault->soap_fault_code.empty() ? fault->response_code : fault->soap_fault_code;
@@ -413,7 +412,6 @@ struct Simulator::Impl {
     }
     std::string content_type = "text/xml; charset=utf-8";
     if (fault) {
-      TakeOver(*fault);
       std::vector<Element> hint;
       if (fault->back_off_milliseconds > 0)
         hint.push_back(Types("Value", std::to_string(fault->back_off_milliseconds)).Set("Name", "BackOffMilliseconds"));

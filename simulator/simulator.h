@@ -112,7 +112,9 @@ class Simulator {
   void LoadScript(const std::string& file);
   /// Forgets the faults that wait; certificate and schemes stay.
   void ClearFaults();
-  std::size_t PendingFaults() const;  ///< faults that still wait for their requests
+  /// Faults that still wait for their requests. The certificate and the schemes of one that no longer waits are in
+  /// force.
+  std::size_t PendingFaults() const;
 
   // Observation
 

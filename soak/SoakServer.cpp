@@ -37,8 +37,8 @@ class Host {
   void Run() {
     for (std::string word; (word = NextWord()) != "stop";) {
       FRough = word == "rough";
+      if (!FRough) FSimulator.ClearFaults();  // first, or one of them undoes what is put right
       if (!FRough) PutRight();
-      if (!FRough) FSimulator.ClearFaults();
       std::fprintf(FOut, "%s\n", word.c_str());
       std::fflush(FOut);
     }
@@ -105,8 +105,6 @@ class Host {
       if (now >= FDue) PutRight();
       return;
     }
-    // A fault is no longer pending a little before it takes effect, which may be behind the moment of putting right.
-    if (!FPutRight && now - FRightSince > std::chrono::milliseconds(250)) PutRight();
     if (FSimulator.PendingFaults() > 0) return;
     if (FRandom() % 200 == 0) FSimulator.DropConnections();
     RandomFault drawn = DrawFault(FRandom);
@@ -119,7 +117,6 @@ class Host {
     FSimulator.SetAuthentication({"Basic"});
     FPutRight.reset();
     FDue = {};
-    FRightSince = std::chrono::steady_clock::now();
   }
 
   int FIn;
@@ -129,7 +126,7 @@ class Host {
   bool FRough = false;
   std::map<std::string, std::uint64_t> FKinds;
   std::optional<int> FPutRight;
-  std::chrono::steady_clock::time_point FDue, FRightSince;
+  std::chrono::steady_clock::time_point FDue;
 };
 
 }  // namespace

@@ -36,6 +36,7 @@ std::optional<Fault> FaultQueue::Take(const std::string& operation, bool named_o
       continue;
     }
     Fault taken = *fault;
+    take_effect_(taken);
     if (fault->times > 0 && --fault->times == 0) faults_.erase(fault);
     return taken;
   }

@@ -3,6 +3,7 @@
 // The queue of failures to be played.
 
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -13,6 +14,10 @@ namespace velmore::simulator {
 
 class FaultQueue {
  public:
+  /// `take_effect` is called with each fault that is taken, before the next one can be and before it is no longer
+  /// pending for others; it may not call the queue.
+  explicit FaultQueue(std::function<void(const Fault&)> take_effect) : take_effect_(std::move(take_effect)) {}
+
   void Add(Fault fault);
   void Clear();
   std::size_t Pending() const;
@@ -23,6 +28,7 @@ class FaultQueue {
 
  private:
   std::optional<Fault> Take(const std::string& operation, bool named_only);
+  const std::function<void(const Fault&)> take_effect_;
   mutable std::mutex mutex_;  // protects the queue
   std::deque<Fault> faults_;
 };
