@@ -54,8 +54,9 @@ def make(cache):
     for tool in ("debootstrap", "unshare", "nsenter", "tar"):
         if not shutil.which(tool):
             raise Impossible(f"{tool} is not installed")
-    if subprocess.run(["unshare", "--mount", "--pid", "--net", "--fork", "true"], check=False, stderr=subprocess.DEVNULL).returncode:
-        raise Impossible("namespaces cannot be made here")
+    trial = ["unshare", "--mount", "--pid", "--net", "--fork", "sh", "-c", "mount -t proc proc /proc && mount --rbind /dev /mnt && chroot / true"]
+    if subprocess.run(trial, check=False, stderr=subprocess.DEVNULL).returncode:
+        raise Impossible("namespaces cannot be made here, or nothing can be mounted in them")
     known = sources()
     os.makedirs(cache, exist_ok=True)
     if cache not in in_use:  # by one process at a time: apt keeps its files there, too
